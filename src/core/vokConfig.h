@@ -1,0 +1,56 @@
+// The settings of the agent: read once from the configuration file, answered from memory ever after.
+// A bad or missing value never stops the agent; it gets its default, and this class says nothing about it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+// A value in the file that was not taken, for a caller that wants to tell a person.
+struct vokConfigRefusal {
+    std::string key;      // "LoggingLevel", "CacheRefreshInSeconds.HostOSInfo"; empty for the whole file
+    std::string written;  // the value as it stands in the file, cut to a readable length
+    std::string reason;   // a sentence without a full stop
+    std::string used;     // what is used instead
+};
+
+class vokConfig {
+public:
+    // Read from the configuration file on the first call; never deleted.
+    static vokConfig* getInstance();
+
+    // The same settings read anew, with a refusal for each value that was not taken.
+    static std::unique_ptr<vokConfig> examine(std::vector<vokConfigRefusal>& refusals);
+
+    // The documented place of the file.
+    static constexpr char configFile[] = "/etc/config/mev/vok/vok.conf";
+
+    bool getDebugLogSettings() const;
+    std::string getTestEventSettings() const;
+    bool getSendTestEventSettings(std::string) const;  // always false
+    int getInventoryPushIntervalSettings() const;      // minutes
+    std::string getVOKDebugLogFileLocation() const;
+    std::string getVOKLogFileLocation() const;
+    std::string getVOKLoggingLevel() const;
+    bool isDefaultSettingsApplied() const;
+    int getDoorBellSleepInterval() const;  // minutes
+    bool isUnhandledExceptionStackCaptureEnabled() const;
+    int getUnhandledExceptionToSimulate() const;
+    bool isForwardAllMegaRAIDCriticalOrHigherEventsEnabled() const;
+    bool isForwardAllSmartRAIDDegradedOrHigherEventsEnabled() const;
+    bool isMegaRAID9560LoadingInspectionDisabled() const;
+    bool isRMStatisticsLoggingEnabled() const;
+    int getInventoryQueryInterval() const;  // seconds
+    int getMicrochipEventQueueIndex() const;
+    int getHealthMonitorFlags() const;
+    // Seconds; 0 for a module that has no interval.
+    long getrefreshInterval(std::string module);
+    // True for the ids 0 to 3 when the list of enabled resources holds the resource's name or "All".
+    bool isResourceEnabled(int id) const;
+    // The list itself, as it was kept.
+    const std::vector<std::string>& getEnabledResources() const;
+};

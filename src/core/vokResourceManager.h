@@ -1,0 +1,34 @@
+// The contract of a resource manager: it owns one class of hardware, keeps a cached inventory of it as
+// JSON, refreshes that on a timer, watches status and raises events.
+#pragma once
+
+#include <json/value.h>
+#include <atomic>
+#include <vector>
+
+// The order of the virtual operations is part of the interface; there is no virtual destructor, since the
+// managers live as long as the process.
+class vokResourceManager {
+public:
+    virtual void cacheBuild() = 0;
+    virtual void stopResourceManagerJob() = 0;
+    // The manager's whole life: returns when the manager has been stopped.
+    virtual void init() = 0;
+    virtual void startInventory() = 0;
+    // A copy of the inventory. False: the current one. True: the previous one, because a build runs.
+    virtual bool getInventoryJsonObject(std::vector<Json::Value>& out) = 0;
+    virtual int getInventoryJsonObject2(int type, std::vector<Json::Value>& out);
+    virtual int getTelemetryJsonObject(Json::Value& out);
+    virtual int getUtilizationJsonObject(Json::Value& out);
+    virtual int getFileServiceJsonObject(std::vector<Json::Value>& out);
+    // Alive with a built cache? May take several seconds.
+    virtual bool isRunning() = 0;
+    // Has a first build ended? `iteration` is the 0-based pass of the aggregator's readiness loop.
+    virtual bool isInventoryReady(int iteration) = 0;
+
+protected:
+    ~vokResourceManager() = default;
+
+    std::atomic<bool> cacheReady{false};        // set after the first whole build, never cleared
+    std::atomic<bool> pushOnCacheBuild{false};  // the aggregator gave up waiting: push when built
+};

@@ -1,0 +1,97 @@
+// The one seam between the agent and the operating system below it.
+//
+// Whatever the agent asks of the system goes through IvokHostAccess: device nodes, commands, shared
+// libraries, system facts, the clock and pauses; and every absolute path passes path() before it is
+// used. The kernel's own implementation is the default, and with it each operation is exactly the one
+// system call or library call it is named after. Another implementation puts a simulated or a recorded
+// host in its place, and nothing else in the agent knows.
+#pragma once
+
+#include <ifaddrs.h>
+#include <pthread.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+
+class IvokHostAccess {
+public:
+    virtual ~IvokHostAccess() = default;
+
+    // The place of an absolute path on this host, for system calls.
+    virtual std::string path(const std::string& absolute) const = 0;
+    // The same as one word of a POSIX shell command: quoted where the place needs it.
+    virtual std::string commandPath(const std::string& absolute) const = 0;
+
+    // open(2) of a device node whose place path() gave. The descriptor, or -1 with errno.
+    virtual int openDevice(const std::string& place, int flags) = 0;
+    // ioctl(2), one call. Its result, with errno on failure.
+    virtual int ioctlDevice(int descriptor, unsigned long request, void* argument) = 0;
+    // select(2) on the one descriptor for reading, without a time-out. More than 0 when it can be read,
+    // otherwise 0 or less, with errno on failure. A signal ends the wait with EINTR.
+    virtual int waitForDevice(int descriptor) = 0;
+    // close(2).
+    virtual int closeDevice(int descriptor) = 0;
+
+    // popen(3) for reading, and pclose(3). Prefer vokCommandStream, which owns the stream.
+    virtual FILE* openCommand(const std::string& command) = 0;
+    virtual int closeCommand(FILE* stream) = 0;
+    // system(3): the wait status of the shell, or -1 with errno.
+    virtual int runCommand(const std::string& command) = 0;
+
+    // dlopen(3), dlsym(3), dlclose(3). `name` is a bare library name or a place that path() gave.
+    virtual void* openLibrary(const std::string& name, int flags) = 0;
+    virtual void* librarySymbol(void* library, const char* symbol) = 0;
+    virtual int closeLibrary(void* library) = 0;
+
+    // uname(2), sysinfo(2), getifaddrs(3), freeifaddrs(3): 0, or -1 with errno.
+    virtual int systemName(struct utsname* name) = 0;
+    virtual int systemInformation(struct sysinfo* information) = 0;
+    virtual int interfaceAddresses(struct ifaddrs** addresses) = 0;
+    virtual void freeInterfaceAddresses(struct ifaddrs* addresses) = 0;
+
+    // clock_gettime(2) of CLOCK_REALTIME: 0, or -1 with errno.
+    virtual int wallClock(struct timespec* now) = 0;
+    // pthread_cond_timedwait(3): `deadline` is an instant of wallClock(). 0, ETIMEDOUT or an error number.
+    virtual int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                          const struct timespec* deadline) = 0;
+    // Sleeps for the whole time, whatever signals come.
+    virtual void pause(unsigned long microseconds) = 0;
+};
+
+// The host that this process runs on, or the one that vokSetHostAccess put in its place.
+IvokHostAccess& vokHostAccess();
+
+// Replaces the host for the rest of the process. Called before the agent's first use of it, on the
+// thread that starts the agent; the replaced one is deleted.
+void vokSetHostAccess(std::unique_ptr<IvokHostAccess> access);
+
+// The wall clock in whole seconds since the Epoch; 0 when the clock can't be read.
+time_t vokWallClockSeconds();
+
+// The kernel's own implementation. Not final: a host that differs in a few operations derives from it.
+class vokKernelHostAccess : public IvokHostAccess {
+public:
+    std::string path(const std::string& absolute) const override;
+    std::string commandPath(const std::string& absolute) const override;
+    int openDevice(const std::string& place, int flags) override;
+    int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
+    int waitForDevice(int descriptor) override;
+    int closeDevice(int descriptor) override;
+    FILE* openCommand(const std::string& command) override;
+    int closeCommand(FILE* stream) override;
+    int runCommand(const std::string& command) override;
+    void* openLibrary(const std::string& name, int flags) override;
+    void* librarySymbol(void* library, const char* symbol) override;
+    int closeLibrary(void* library) override;
+    int systemName(struct utsname* name) override;
+    int systemInformation(struct sysinfo* information) override;
+    int interfaceAddresses(struct ifaddrs** addresses) override;
+    void freeInterfaceAddresses(struct ifaddrs* addresses) override;
+    int wallClock(struct timespec* now) override;
+    int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                  const struct timespec* deadline) override;
+    void pause(unsigned long microseconds) override;
+};

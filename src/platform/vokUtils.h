@@ -1,0 +1,95 @@
+// Static helpers for host commands, text, names, addresses and time. One class, several sources by theme:
+// vokUtilsCommands, vokUtilsHost, vokUtilsNetwork, vokUtilsTime, vokUtilsDirectories, vokUtilsPlatform.
+#pragma once
+
+#include <ctime>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+class vokUtils {
+public:
+    // --- commands and their text (vokUtilsCommands.cpp) ---
+
+    // Runs a shell command and gives its output as tab, line, tab, line: each line trimmed, led by one tab,
+    // no newline. Lines longer than 511 characters come as several. Empty when it can't be started; the
+    // exit status is not looked at.
+    static std::string executeEsxiCommandAndFetchOutput(std::string command);
+    // The first match of a POSIX extended expression in `text`, from two characters behind its first ":".
+    // Empty when there is none.
+    static std::string getValueByRegexFromLocalcli(std::string text, std::string pattern);
+    // Vendor and device id of a PCI function, each "0x" and four digits, or empty.
+    static std::pair<std::string, std::string> get_vendor_device(std::string pciAddress);
+    // The same for the subsystem.
+    static std::pair<std::string, std::string> get_subvendor_subdevice(std::string pciAddress);
+    // The text between the first "(" and the first ")" of the adapter's line. 1, or -1 when the command
+    // can't be started.
+    static int getPCIString(std::string adapter, std::string& out);
+    // Asymmetric on purpose: any white space goes at the end, only blanks at the front. Changes `in`.
+    static void trimLeadingTrailingSpaces(std::string& in, std::string& out);
+    // The text between the first `start` and the first `end` behind it; to the end of `text` without one.
+    static std::string getSubStr(std::string start, std::string end, std::string text);
+    // The first line of the file that holds `pattern`, or empty.
+    static std::string getLineFromFile(std::string path, std::string pattern);
+    // True for the form "%04x:%02x:%02x.%x" of twelve characters, which alone may enter a command.
+    static bool isPCIAddress(const std::string& text);
+
+    // --- the host and its names (vokUtilsHost.cpp) ---
+
+    static std::string readHostName();       // " " when uname fails
+    static std::string readHostOSName();     // cached after the first success
+    static std::string readHostOSVersion();  // cached after the first success
+    static std::string readHostOSDescription();
+    static int getOSType();           // 104
+    static int getOSType(int* type);  // stores 104, gives 1
+    static std::string getErrorDescription(int errnum);
+    static void setSystemCurrentBootTime(long seconds);
+    static long getSystemCurrentBootTime();  // seconds since the Epoch
+    void setCacheRefreshTimeInterval(long seconds);
+    long getCacheRefreshTimeInterval() const;
+
+    // --- IPv4 addresses (vokUtilsNetwork.cpp) ---
+
+    // Non-loopback IPv4 addresses in interface order. Also keeps the auxiliary address.
+    static std::vector<std::string> getIPAddresses();
+    static std::string getPrimaryIPAddress();
+    static std::vector<std::string> updateAndFetchIPAddresses();
+    static int setPrimaryIPAddress(std::vector<std::string> addresses);  // 1
+    static bool is_ipv4_address(std::string text);
+
+    // --- time (vokUtilsTime.cpp) ---
+
+    static std::string getTimeZone();  // "CET"
+    static std::string getUTCTime();   // "2026-11-15T08:38:22Z"
+    static std::string getTime();      // "2026-11-15 08:38:22", local: the time stamp of events
+    static std::string getDateTime();  // "Nov 5 08:38:22", local: the time stamp of the log
+    // Seconds since the Epoch of a text of at least 20 characters like getUTCTime's, read as local time.
+    static long toEpoc(std::string text);
+    // out = a - b, with a borrow from the seconds.
+    static void diffTimespec(const timespec& a, const timespec& b, timespec& out);
+    // Times that the summary log of the host tells: the last two boots, the last shutdown. 0 when not told.
+    static void fetchSystemBootTime(long& boot, long& previousBoot);
+    static void fetchSystemShutdownTime(long& shutdown);
+
+    // --- directory listings (vokUtilsDirectories.cpp) ---
+
+    static int dirList(std::string path, std::vector<std::string>& out);
+    static int dirPciList(std::string path, std::vector<std::string>& out);
+    static int dirListIB(std::string path, std::vector<std::string>& out);
+    static int dirListNvmeNameSpaces(std::string path, std::string prefix, std::vector<std::string>& out);
+
+    // --- what the firmware tables tell (vokUtilsPlatform.cpp) ---
+
+    // The system family text of the firmware, empty while no table has been read.
+    static std::string getPlatformFamily();
+
+private:
+    static std::mutex mutex_lock;  // guards the two addresses
+    static std::string primaryIPv4Address;
+    static std::string auxIPv4Address;
+    static std::string OSName;
+    static std::string OSVersion;
+    static long _currentBootTime;
+    long cacheRefreshTimeInterval = 0;
+};

@@ -1,0 +1,67 @@
+// The transport to the management controller: IPMI requests over the OpenIPMI character device, and on top
+// of them the OEM remote command, a name with a payload of any length cut into 60-byte requests.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+namespace ipmi {
+
+// Get Device ID response behind the completion code (IPMI 2.0, section 20.1).
+struct __attribute__((packed)) _GET_DEVICE_ID {
+    std::uint8_t deviceId;
+    std::uint8_t deviceRevision;
+    std::uint8_t firmwareRevision1;
+    std::uint8_t firmwareRevision2;
+    std::uint8_t ipmiVersion;
+    std::uint8_t additionalDeviceSupport;
+    std::uint8_t manufacturerId[3];
+    std::uint8_t productId[2];
+    std::uint8_t auxiliaryFirmwareRevision[4];
+};
+static_assert(sizeof(_GET_DEVICE_ID) == 15);
+
+// Passed on as it comes.
+struct __attribute__((packed)) _GET_BMC_CAPABILITIES {
+    std::uint8_t bytes[5];
+};
+static_assert(sizeof(_GET_BMC_CAPABILITIES) == 5);
+
+class IPMIUtils {
+public:
+    // Opens the device; brings up the driver stack when it is not there, at most twice.
+    IPMIUtils();
+    virtual ~IPMIUtils();
+    IPMIUtils(const IPMIUtils&) = delete;
+    IPMIUtils& operator=(const IPMIUtils&) = delete;
+
+    // One exchange. `respLen` is the capacity of `resp`; the completion code is neither stored nor looked
+    // at. False when there is no device or the exchange failed.
+    bool execute(unsigned char netfn, unsigned char cmd, unsigned char lun, const unsigned char* data,
+                 const unsigned char& dataLen, unsigned char* resp, unsigned char& respLen);
+    // Sends one remote command. 0: an exchange failed. 1: refused, with the statuses stored, or all sent,
+    // with the statuses left as they were. -1: out of memory.
+    int RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* transferStatus,
+                     unsigned char* cmdExitStatus);
+    // The same, alone on the wire and with its failures logged. 0 for success, 1 for failure.
+    int RMC_CLI_Cmd_Execution(std::string cmd, std::string args);
+
+    // One poll of the door-bell: true when an inventory is asked for.
+    bool checkIPMIDBRequest();
+    int checkIPMIDBGenericRequest(int type);
+    int checkIPMIBuffer(int type, unsigned char* buffer);
+
+    bool GetDeviceIdInfo(_GET_DEVICE_ID* info);
+    bool GetCapabilities(_GET_BMC_CAPABILITIES* capabilities);
+    // True when bit 0 of the first response byte is set.
+    bool GetPartitionId(unsigned char* response);
+
+private:
+    static std::mutex mlock;  // one remote command or door-bell poll at a time
+
+    int fd = -1;
+};
+
+}  // namespace ipmi

@@ -1,0 +1,116 @@
+// A host for unit tests. Files lie in a temporary directory, commands have scripted output, the one device
+// answers from a script, the clock stands still until somebody waits or pauses, and nothing waits in real
+// time. It records what it was asked in the order of asking.
+//
+// Not for tests of the seam itself, which use the kernel's own implementation, nor for tests of the whole
+// daemon, which run on a simulated host.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/vokHostAccess.h"
+#include "support/TemporaryDirectory.h"
+
+// One request as the device got it.
+struct FakeDeviceRequest {
+    unsigned char netfn = 0;
+    unsigned char command = 0;
+    long messageId = 0;
+    std::vector<unsigned char> data;
+    // The address as it stood in the request.
+    int addressType = 0;
+    int channel = 0;
+    unsigned char lun = 0;
+    unsigned int addressLength = 0;
+    bool dataPointerIsNull = false;
+};
+
+// What the device does with one request.
+struct FakeDeviceReply {
+    int sendResult = 0;                // of IPMICTL_SEND_COMMAND
+    int waitResult = 1;                // of the wait for the reply
+    int receiveResult = 0;             // of IPMICTL_RECEIVE_MSG_TRUNC
+    std::vector<unsigned char> bytes;  // completion code first
+};
+
+class FakeHostAccess : public IvokHostAccess {
+public:
+    FakeHostAccess();
+
+    // --- what the test sets ---
+    TemporaryDirectory root;
+    // Output of a command by its exact text; a command that is not here prints nothing and exits 127.
+    std::map<std::string, std::string> commandOutput;
+    // Called for each command instead of the map when set: gives the output, may set the exit status.
+    std::function<std::string(const std::string& command, int& exitStatus)> onCommand;
+    bool commandsFailToStart = false;  // openCommand gives null, runCommand -1
+    // How many times openDevice fails with ENOENT before it succeeds.
+    int failingDeviceOpens = 0;
+    // Answers a request. The default takes every remote command chunk with the next index.
+    std::function<FakeDeviceReply(const FakeDeviceRequest&)> onDeviceRequest;
+    timespec now{1700000000, 0};
+    int failingClockReads = 0;  // how many calls of wallClock fail with EINVAL before the next that works
+    bool systemNameFails = false;
+    bool systemInformationFails = false;
+    long uptimeSeconds = 1000;
+    std::string nodeName = "testhost";
+    // Name and IPv4 address of each interface, in the order of getifaddrs.
+    std::vector<std::pair<std::string, std::string>> interfaces{{"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}};
+    // Called in timedWait before the clock moves, with the waiter's mutex held; true means a signal came.
+    // May wait on the condition itself to hold a thread.
+    std::function<bool(const timespec& deadline)> onTimedWait;
+    // Called in each pause before it is recorded.
+    std::function<void(unsigned long)> onPause;
+
+    // --- what the test reads, under `guard` when threads run ---
+    std::mutex guard;
+    std::vector<std::string> commands;  // texts of openCommand and runCommand
+    std::vector<std::string> openedDevices;
+    std::vector<FakeDeviceRequest> deviceRequests;
+    std::vector<unsigned long> pauses;     // microseconds
+    std::vector<long long> waitedSeconds;  // deadline less now, of each timedWait
+    int openDevices = 0;                   // opened and not closed yet
+
+    // The payload of the remote commands that the device got, put together from their chunks as a
+    // controller would.
+    std::vector<std::string> remoteCommandPayloads() const;
+
+    // --- IvokHostAccess ---
+    std::string path(const std::string& absolute) const override;
+    std::string commandPath(const std::string& absolute) const override;
+    int openDevice(const std::string& place, int flags) override;
+    int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
+    int waitForDevice(int descriptor) override;
+    int closeDevice(int descriptor) override;
+    FILE* openCommand(const std::string& command) override;
+    int closeCommand(FILE* stream) override;
+    int runCommand(const std::string& command) override;
+    void* openLibrary(const std::string& name, int flags) override;
+    void* librarySymbol(void* library, const char* symbol) override;
+    int closeLibrary(void* library) override;
+    int systemName(struct utsname* name) override;
+    int systemInformation(struct sysinfo* information) override;
+    int interfaceAddresses(struct ifaddrs** addresses) override;
+    void freeInterfaceAddresses(struct ifaddrs* addresses) override;
+    int wallClock(struct timespec* now) override;
+    int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                  const struct timespec* deadline) override;
+    void pause(unsigned long microseconds) override;
+
+private:
+    std::string runScripted(const std::string& command, int& exitStatus);
+
+    std::map<FILE*, int> exitStatuses_;
+    FakeDeviceReply reply_;
+    long lastMessageId_ = 0;
+};
+
+// Puts a new fake host in place for the whole process and gives it.
+FakeHostAccess& useFakeHost();

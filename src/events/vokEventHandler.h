@@ -1,4 +1,5 @@
-// Delivers service events to the management controller, each at once and at most once.
+// Delivers service events to the management controller, each at once and at most once: there is no queue
+// and no retry, since the state that caused an event stays visible in the next inventory.
 #pragma once
 
 #include <string>
@@ -13,6 +14,9 @@ public:
     // Sends a finished event text. 1 on failure, 0 on success.
     static int sendEventToRMC(std::string json);
 };
+
+// The body of a delivery thread. `event` points to a vokEvent that outlives the thread. Gives null.
+void* startEventGeneration(void* event);
 
 // Which part of the agent owns an event number: 1 agent, 2 host, 3 Ethernet, 4 Fibre Channel, 5 storage,
 // -1 none.

@@ -1,8 +1,20 @@
-// The server of the local command-line client: one thread that reads packets from a named pipe.
+// The server of the local command-line client: one thread that reads packets from a named pipe, does what
+// each asks for, and answers it. One request is served at a time, and its answer goes out after the work.
 #pragma once
 
 class VOKServer {
 public:
+    // Starts the thread. A failure is logged; a second start while it runs does nothing.
     static void initializeVOKServer();
+    // Ends the thread and joins it; a request in progress is finished first. Without a running server it
+    // only logs.
     static void stopVOKServer();
 };
+
+// The body of the thread. The argument is not used. Gives null.
+void* startTestEventServer(void*);
+
+// The anonymous pipe that wakes the server for its stop, read end first; -1 while there is none.
+extern int serStopPipeFd[2];
+// Reserved; -1.
+extern int pipefd[2];

@@ -1,0 +1,33 @@
+// A file descriptor with an owner, which closes it.
+#pragma once
+
+#include <unistd.h>
+#include <cerrno>
+#include <utility>
+
+class vokOwnedDescriptor {
+public:
+    vokOwnedDescriptor() = default;
+    explicit vokOwnedDescriptor(int descriptor) : descriptor_(descriptor) {}
+    vokOwnedDescriptor(vokOwnedDescriptor&& other) noexcept
+        : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    vokOwnedDescriptor& operator=(vokOwnedDescriptor&& other) noexcept {
+        reset(std::exchange(other.descriptor_, -1));
+        return *this;
+    }
+    ~vokOwnedDescriptor() { reset(); }
+
+    explicit operator bool() const { return descriptor_ >= 0; }
+    int get() const { return descriptor_; }  // -1 when there is none
+
+    // Closes what it has and takes `descriptor`; errno stays as it was.
+    void reset(int descriptor = -1) {
+        const int reason = errno;
+        if (descriptor_ >= 0) ::close(descriptor_);
+        errno = reason;
+        descriptor_ = descriptor;
+    }
+
+private:
+    int descriptor_ = -1;
+};

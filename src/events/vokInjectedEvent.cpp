@@ -20,11 +20,12 @@ bool parseOrLog(const char* text, Json::Value& event) {
 
 }  // namespace
 
-bool vokParseInjectedEvent(const std::string& text, Json::Value& event) {
+bool vokParseInjectedEvent(const std::string& text, Json::Value& event, std::string* errors) {
     std::istringstream stream(text);
     const Json::CharReaderBuilder builder;
-    std::string errors;
-    return Json::parseFromStream(builder, stream, &event, &errors) && event.isObject() && !event.empty();
+    std::string unread;
+    return Json::parseFromStream(builder, stream, &event, errors ? errors : &unread) && event.isObject() &&
+           !event.empty();
 }
 
 bool jsonValidate(char* text) {

@@ -5,9 +5,9 @@
 #include <json/value.h>
 #include <string>
 
-// The value of an event text. False when it is no JSON, holds nothing, or is no object. Nesting beyond
-// what the JSON library reads throws std::exception.
-bool vokParseInjectedEvent(const std::string& text, Json::Value& event);
+// The value of an event text. False when it is no JSON, with the reason in `errors` if given, holds nothing,
+// or is no object. Nesting beyond what the JSON library reads throws std::exception. Does not log.
+bool vokParseInjectedEvent(const std::string& text, Json::Value& event, std::string* errors = nullptr);
 
 // Is this a text that can be sent? Logs why not.
 bool jsonValidate(char* text);

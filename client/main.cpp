@@ -1,0 +1,57 @@
+// vokcli: has the agent raise a test event or send an event of the caller's, and says what came of it.
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "core/vokVersion.h"
+#include "platform/vokHostAccess.h"
+#include "platform/vokRootedHostAccess.h"
+#include "vokClientCommands.h"
+
+int main(int argc, char** argv) {
+    int timeoutSeconds = 60;
+    std::string hostRoot;
+    int id = 0;
+    std::string location;
+    std::string file;
+
+    CLI::App app{"Speaks to the hardware agent of this host."};
+    app.set_version_flag("--version", std::string("vokcli ") + VOK_VERSION);
+    app.add_option("--timeout", timeoutSeconds, "Seconds to wait for the agent's answer")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    app.add_option("--host-root", hostRoot, "Speak to the agent of the host under this directory")
+        ->type_name("DIR");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer(vokClientExitHelp);
+
+    CLI::App* const test = app.add_subcommand("test", "Have the agent raise a test event");
+    test->add_option("ID", id, "Number of the event")->required();
+    test->add_option("LOCATION", location, "Physical location that the event names");
+    CLI::App* const inject = app.add_subcommand("inject", "Have the agent send an event of your own");
+    inject->add_option("FILE", file, "File with the event, a JSON object; - is standard input")->required();
+    app.add_subcommand("events", "List the numbers of all events");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& end) {
+        return app.exit(end) == 0 ? vokExitDone : vokExitBadInput;
+    }
+
+    if (!hostRoot.empty()) {
+        std::string error;
+        std::unique_ptr<IvokHostAccess> access = vokOpenHostRoot(hostRoot, error);
+        if (!access) {
+            std::cerr << "vokcli: " << error << '\n';
+            return vokExitBadInput;
+        }
+        vokSetHostAccess(std::move(access));
+    }
+
+    const std::chrono::seconds timeout(timeoutSeconds);
+    if (test->parsed()) return vokClientTest(id, location, timeout);
+    if (inject->parsed()) return vokClientInject(file, timeout);
+    return vokClientEvents();
+}

@@ -1,0 +1,156 @@
+#include "vokClientCommands.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "events/vokEventHandler.h"
+#include "events/vokEventTable.h"
+#include "events/vokEventText.h"
+#include "events/vokInjectedEvent.h"
+#include "events/vokMsgInfra.h"
+#include "events/vokTestEvent.h"
+#include "vokClientChannel.h"
+
+namespace {
+
+constexpr std::size_t longestPayload = sizeof(_VOK_MESSAGE_PACKET::payload) - 1;  // its NUL not counted
+constexpr std::uint16_t injectedEventMessage = 0x0101;  // any code that is not the test event's
+
+struct Explanation {
+    vokAnswerKind kind;
+    int exitStatus;
+    const char* text;
+};
+
+// What a person is told when the request was not carried out.
+constexpr Explanation explanations[] = {
+    {vokAnswerKind::refused, vokExitRefused,
+     "The agent could not deliver the event: the controller refused it or did not answer."},
+    {vokAnswerKind::noAgent, vokExitNoAgent, "No agent is running here; nothing was sent."},
+    {vokAnswerKind::noPermission, vokExitNoPermission,
+     "No permission to speak to the agent; run as its user"},
+    {vokAnswerKind::notInTime, vokExitNoAnswer,
+     "No answer in time. The agent has the request and may still carry it out."},
+    {vokAnswerKind::notTaken, vokExitNoAnswer, "The agent took no request in time; nothing was sent."},
+    {vokAnswerKind::agentLeft, vokExitNoAnswer,
+     "The agent ended before it answered. The request may or may not have been carried out."},
+    {vokAnswerKind::failed, vokExitFailed, "The request failed"},
+};
+
+int complain(const std::string& text) {
+    std::cerr << "vokcli: " << text << '\n';
+    return vokExitBadInput;
+}
+
+// Sends the request and tells what came of it; `success` is the sentence for the good end.
+int askAndTell(std::uint16_t code, const std::string& payload, std::chrono::seconds timeout,
+               const std::string& success) {
+    vokClientSignals signals;
+    const vokAnswer answer = vokAskAgent(code, payload, timeout, signals);
+    if (answer.kind == vokAnswerKind::interrupted) signals.endByArrived();
+    if (answer.kind == vokAnswerKind::done) {
+        std::cout << success << '\n';
+        return vokExitDone;
+    }
+    for (const Explanation& row : explanations) {
+        if (row.kind != answer.kind) continue;
+        complain(answer.reason.empty() ? row.text : std::string(row.text) + " (" + answer.reason + ").");
+        return row.exitStatus;
+    }
+    return vokExitFailed;
+}
+
+// The whole of a file, or of standard input for "-". False with errno.
+bool readAll(const std::string& file, std::string& text) {
+    std::ostringstream content;
+    if (file == "-") {
+        content << std::cin.rdbuf();
+    } else {
+        errno = 0;
+        std::ifstream stream(file, std::ios::binary);
+        if (!stream) return false;
+        content << stream.rdbuf();
+        if (stream.bad()) return false;
+    }
+    text = content.str();
+    return true;
+}
+
+// The event of a text as the agent would read it; false with a reason that may be empty.
+bool readEvent(const std::string& text, Json::Value& event, std::string& reason) {
+    try {
+        return vokParseInjectedEvent(text, event, &reason);
+    } catch (const std::exception& failure) {
+        reason = failure.what();
+        return false;
+    }
+}
+
+}  // namespace
+
+const char vokClientExitHelp[] =
+    "Exit status:\n"
+    "  0  done: the event was delivered, or the test event was handed to its owner\n"
+    "  1  nothing was sent: wrong usage, or an event that can't be sent\n"
+    "  2  the controller refused the event or did not answer the agent\n"
+    "  3  no agent is running\n"
+    "  4  no permission\n"
+    "  5  no answer from the agent in time\n"
+    "  6  any other failure\n"
+    "A signal that ends the program gives 128 and its number in the shell.";
+
+int vokClientTest(int id, const std::string& location, std::chrono::seconds timeout) {
+    const std::string number = std::to_string(id);
+    const int type = getEventType(id);
+    const vokEventOwner* const owner = vokFindEventOwner(type);
+    if (!owner) return complain(number + " is not an event number; \"vokcli events\" lists them.");
+    if (!vokTestEventHasRaiser(type))
+        return complain("Event " + number + " is of the " + owner->name +
+                        " manager, which this agent does not have; nothing was sent.");
+    const std::string payload = location.empty() ? number : number + " " + location;
+    if (payload.size() > longestPayload)
+        return complain("The location is too long: a request holds " + std::to_string(longestPayload) +
+                        " bytes.");
+    return askAndTell(vokTestEventMessage, payload, timeout,
+                      "The agent has raised test event " + number +
+                          ". Its log tells whether the controller took it: the answer does not.");
+}
+
+int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
+    std::string text;
+    if (!readAll(file, text)) return complain(file + ": " + std::strerror(errno));
+    if (text.find('\0') != std::string::npos) return complain(file + " holds a NUL byte; nothing was sent.");
+    Json::Value event;
+    std::string reason;
+    if (!readEvent(text, event, reason)) {
+        while (!reason.empty() && reason.back() == '\n') reason.pop_back();
+        return complain(file + " holds no JSON object with members; nothing was sent." +
+                        (reason.empty() ? "" : "\n" + reason));
+    }
+    const std::size_t asWritten = text.size();
+    // On one line it says the same in fewer bytes.
+    if (asWritten > longestPayload) text = vokEventText(event);
+    if (text.size() > longestPayload)
+        return complain("The event has " + std::to_string(asWritten) + " bytes, " +
+                        std::to_string(text.size()) + " on one line; at most " +
+                        std::to_string(longestPayload) + " can be sent.");
+    return askAndTell(
+        injectedEventMessage, text, timeout,
+        "Delivered: the controller took the event of " + std::to_string(text.size()) + " bytes.");
+}
+
+int vokClientEvents() {
+    std::printf("%-6s  %-13s  %s\n", "Number", "Owner", "Meaning");
+    for (const vokEventNumber& row : vokEventTable) {
+        const vokEventOwner* const owner = vokFindEventOwner(row.type);
+        std::printf("%6d  %-13s  %s%s\n", row.id, owner->name, row.meaning,
+                    owner->inThisBuild ? "" : " (not in this agent yet)");
+    }
+    return vokExitDone;
+}

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <json/reader.h>
+#include <algorithm>
 #include <sstream>
 
 namespace {
@@ -87,14 +88,20 @@ TEST(vokJsonText, KeysAreTreatedLikeValues) {
 }
 
 TEST(vokJsonText, EveryPairOfBytesGivesValidJsonInAscii) {
-    for (int first = 0; first < 256; ++first)
-        for (int second = 0; second < 256; ++second) {
-            const std::string text =
-                textOf({static_cast<char>(first), static_cast<char>(second), 'e', 'n', 'd'});
-            const std::string back = parsed(text)["k"].asString();
-            ASSERT_EQ(back.substr(back.size() - 3), "end");
-            for (const char each : text) ASSERT_TRUE(each >= ' ' && static_cast<signed char>(each) > 0);
+    for (int first = 0; first < 256; ++first) {
+        Json::Value value;
+        for (int second = 0; second < 256; ++second)
+            value.append(std::string{static_cast<char>(first), static_cast<char>(second), 'e', 'n', 'd'});
+        const std::string text = vokJsonText(value);
+        const auto isPlain = [](char each) { return each >= ' ' && static_cast<signed char>(each) > 0; };
+        EXPECT_TRUE(std::all_of(text.begin(), text.end(), isPlain)) << first;
+        const Json::Value back = parsed(text);
+        ASSERT_EQ(back.size(), 256U);
+        for (const Json::Value& each : back) {
+            const std::string content = each.asString();
+            EXPECT_EQ(content.substr(content.size() - 3), "end") << first;
         }
+    }
 }
 
 TEST(vokJsonText, CommentsOfAParsedTextAreNotWritten) {

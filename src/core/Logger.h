@@ -11,14 +11,21 @@ namespace Logging {
 
 enum LOG_LEVEL { DEBUG = 1, INFO = 2, WARNING = 3, ERROR = 4 };
 
-enum LOG_TARGET { TARGET_FILE = 2, TARGET_SYSLOG = 3 };
+enum LOG_TARGET { TARGET_NONE = 0, TARGET_FILE = 2, TARGET_SYSLOG = 3 };
 
 class Logger {
 public:
-    // Builds the logger if there is none. The first use comes from the thread that starts the agent.
+    // The directory that holds a link to each log, and the one that outgrown logs are moved to.
+    static constexpr char linkDirectory[] = "/opt/mev/vok/log";
+    static constexpr char backupDirectory[] = "/scratch/log/mev/vok/backup_log";
+
+    // Builds the logger if there is none. The first use comes from the thread that starts the agent. Ends
+    // the process with status -10 or -11 when the directory of the agent log or of the debug log can't be
+    // made.
     static void loggerInit();
     static Logger* getInstance();
 
+    // One line each, when the level passes. `line` is the caller's source line.
     void always(std::string message, std::string module, int line);
     void error(std::string message, std::string module, int line);
     void warning(std::string message, std::string module, int line);
@@ -28,25 +35,41 @@ public:
     LOG_LEVEL getLoglevel() const { return static_cast<LOG_LEVEL>(logLevel.load()); }
     // 1 when debug lines are written, 12 when not.
     int getDebugLoglevel() const { return debugLogLevel.load(); }
-    void updateLogLevel(LOG_LEVEL level);
+    void updateLogLevel(LOG_LEVEL level) { logLevel = level; }
 
-    void enaleLog();  // so spelled in the interface
-    void disableLog();
-    void enableFileLogging();
+    // Where the agent log goes: the system log, nowhere, its file. So spelled in the interface.
+    void enaleLog() { logTarget = TARGET_SYSLOG; }
+    void disableLog() { logTarget = TARGET_NONE; }
+    void enableFileLogging() { logTarget = TARGET_FILE; }
 
-    void lock();
-    void unlock();
+    void lock() { mutex_.lock(); }
+    void unlock() { mutex_.unlock(); }
 
-    // When the log file `path` is larger than 499999999 bytes: moves its content to the backup directory
-    // and starts the file anew. For the supervising program; the library does not call it.
+    // When the log file `path`, as the configuration names it, is larger than 499999999 bytes: moves its
+    // content to the backup directory and starts the file anew. No line is lost on the way; when the backup
+    // can't be written the log stays as it is. For the supervising program; the library does not call it.
     void isFileExceeded(std::string path);
 
 private:
     Logger();
     ~Logger();
 
+    void dispatch(int target, const char* levelText, const std::string& message, const std::string& module,
+                  int line);
+    void logIntoFile(const std::string& levelText, const std::string& message, const std::string& module,
+                     int line);
+    void logIntoSyslog(const std::string& levelText, const std::string& message, const std::string& module,
+                       int line);
+
+    std::ofstream agentLog;
+    std::ofstream debugLog;
+    std::string debugLogPath;
+    std::string agentLogPath;
     std::atomic<int> logLevel{WARNING};
     std::atomic<int> debugLogLevel{12};
+    std::atomic<int> logTarget{TARGET_SYSLOG};
+    std::atomic<int> debugLogTarget{TARGET_SYSLOG};
+    std::mutex mutex_;  // the last lock taken anywhere
 };
 
 }  // namespace Logging

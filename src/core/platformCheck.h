@@ -1,6 +1,7 @@
-// Where the product's files lie on this platform.
+// Where the product's files lie on this platform. Both texts are filled on the first need.
 #pragma once
 
+#include <mutex>
 #include <string>
 
 class platformCheck {
@@ -9,4 +10,11 @@ public:
     static std::string getStartupFilePath();  // "/var/tmp/mev": a prefix, with no separator at its end
     // Fills both at once.
     static void setDirectoryPath();
+
+private:
+    static std::string filled(const std::string& text);
+
+    static std::mutex platformCheckLock;
+    static std::string directoryPath;
+    static std::string startupFilePath;
 };

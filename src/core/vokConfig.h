@@ -2,9 +2,8 @@
 // A bad or missing value never stops the agent; it gets its default, and this class says nothing about it.
 #pragma once
 
+#include <json/value.h>
 #include <cstdint>
-#include <functional>
-#include <iosfwd>
 #include <map>
 #include <memory>
 #include <string>
@@ -53,4 +52,33 @@ public:
     bool isResourceEnabled(int id) const;
     // The list itself, as it was kept.
     const std::vector<std::string>& getEnabledResources() const;
+
+private:
+    explicit vokConfig(std::vector<vokConfigRefusal>* refusals);
+
+    void initConfigSettings(std::vector<vokConfigRefusal>* refusals);
+    void readRefreshIntervals(const Json::Value& intervals, std::vector<vokConfigRefusal>* refusals);
+    void setDefaultValues();
+    void setCommonCacheRefreshInterval(long seconds);
+    bool checkForResourceString(const char* name) const;
+
+    bool enableDebugLog = false;
+    std::string cliMode;
+    std::vector<std::string> enabledResources;
+    std::string debugLogLocation;
+    std::string logLocation;
+    std::string loggingLevel;
+    std::map<std::string, long> refreshIntervals;  // seconds by module name
+    bool captureUnhandledExceptionStack = false;
+    std::int32_t simulatedException = 0;
+    bool forwardAllMegaRAIDCriticalOrHigherEvents = false;
+    bool forwardAllSmartRAIDDegradedOrHigherEvents = false;
+    bool disableMegaRAID9560LoadingInspection = false;
+    bool logResourceManagerStatistics = false;
+    std::int32_t doorBellInterval = 0;  // minutes
+    std::int32_t pushInterval = 0;      // minutes
+    std::int32_t queryInterval = 0;     // seconds
+    std::int32_t microchipEventQueueIndex = 0;
+    std::int32_t healthMonitorFlags = 0;
+    bool defaultSettingsApplied = false;
 };

@@ -1,28 +1,29 @@
 #include "host/HostResourceManager.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "core/vokConfig.h"
 #include "core/vokLog.h"
 #include "core/vokVersion.h"
-#include "events/vokEvent.h"
-#include "events/vokEventHandler.h"
 #include "host/esxtopMemory.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokUtils.h"
 
 namespace {
 
-constexpr char tag[] = "HOST_RM";
-constexpr long refreshSeconds = 60;  // fixed: the configuration is not asked
+constexpr char hostMemFile[] = "/opt/mev/vok/data/vok-mem.txt";
+constexpr char esxtopconf[] = "/opt/mev/vok/data/esxtopconf";
 constexpr char remoteSupport[] = "RemoteSupport";
-constexpr char noAddress[] = "127.0.0.1";
-constexpr long mebibytesPerGibibyte = 1024;
+constexpr long refreshSeconds60 = 60;
+constexpr long mbytesInGiB = 1024;
 
-constexpr vokManagerTraits traits = {
-    tag,
+constexpr vokManagerTraits hostTraits = {
+    "HOST_RM",
     "HostOSInfo",
     "Starting Host resource manager cache build.",
     "Exiting CacheBuild",
@@ -36,21 +37,8 @@ constexpr vokManagerTraits traits = {
     false,
 };
 
-struct FileCloser {
+struct CloseFile {
     void operator()(FILE* file) const { std::fclose(file); }
-};
-
-// esxtop's output is appended to the file, so it must not outlive its use.
-class RemovedAtEnd {
-public:
-    explicit RemovedAtEnd(std::string place) : place_(std::move(place)) {}
-    ~RemovedAtEnd() { std::remove(place_.c_str()); }
-    RemovedAtEnd(const RemovedAtEnd&) = delete;
-    RemovedAtEnd& operator=(const RemovedAtEnd&) = delete;
-    const std::string& place() const { return place_; }
-
-private:
-    std::string place_;
 };
 
 }  // namespace
@@ -58,67 +46,63 @@ private:
 std::atomic<bool> HostResourceManager::stopHost{false};
 bool HostResourceManager::getTotalPhysicalMemoryFailureLogged = false;
 
-HostResourceManager::HostResourceManager() : vokCachedResourceManager(traits, stopHost) {}
+HostResourceManager::HostResourceManager() : vokCachedResourceManager(hostTraits, stopHost) {}
 
 HostResourceManager* HostResourceManager::getInstance() {
-    static HostResourceManager* const instance = new HostResourceManager;
+    static auto* const instance = new HostResourceManager;
     return instance;
 }
 
 void HostResourceManager::init() {
-    VOK_LOG_DEBUG(tag, "Entry init()");
-    if (!getHostInventory().empty()) {
-        VOK_LOG_DEBUG(tag, "VOK thread for host already active. Cannot spawn another one.");
+    VOK_LOG_DEBUG("HOST_RM", "Entry init()");
+    if (!hostInventory.empty()) {
+        VOK_LOG_DEBUG("HOST_RM", "VOK thread for host already active. Cannot spawn another one.");
         return;
     }
     genOSBootLogic();
     startInventory();
 }
 
+// The configuration is not asked.
 long HostResourceManager::refreshInterval() {
-    return refreshSeconds;
+    return refreshSeconds60;
 }
 
-void HostResourceManager::onTimeOut(time_t now, long) {
-    const long long elapsed = static_cast<long long>(now) - lastRefreshTime;
-    if (elapsed + refreshSeconds > refreshSeconds - 1) refreshCache = true;
+void HostResourceManager::onTimeOut(time_t now, long refreshSeconds) {
+    const long long next = static_cast<long long>(now) + refreshSeconds;
+    if (next - lastRefreshTime > 59) refreshCache = true;
 }
 
 void HostResourceManager::destroyRecords() {
-    HostInventory.clear();
+    hostInventory.clear();
 }
 
-vokCachedResourceManager::gathered HostResourceManager::gather() {
+HostResourceManager::gathered HostResourceManager::gather() {
     populateHostInfo();
     populateCollectionInfo();
     return gathered::complete;
 }
 
 std::size_t HostResourceManager::recordCount() {
-    return HostInventory.size();
-}
-
-std::vector<vokHostOSInfo> HostResourceManager::getHostInventory() {
-    const std::lock_guard<std::mutex> lock(mlock);
-    return HostInventory;
+    return hostInventory.size();
 }
 
 void HostResourceManager::populateHostInfo() {
-    VOK_LOG_DEBUG(tag, " Populating host information.");
-    vokHostOSInfo record;
-    record.setHostName(vokUtils::readHostName());
-    record.setOSName(vokUtils::readHostOSName());
-    record.setOSVersion(vokUtils::readHostOSVersion());
-    record.setOSDescription(vokUtils::readHostOSDescription());
-    record.setVokSwVersion(VOK_VERSION);
-    record.setOSType(vokUtils::getOSType());
-    record.setIPv4Addresses(vokUtils::updateAndFetchIPAddresses());
+    VOK_LOG_DEBUG("HOST_RM", " Populating host information.");
+    vokHostOSInfo info;
+    info.setHostName(vokUtils::readHostName());
+    info.setOSName(vokUtils::readHostOSName());
+    info.setOSVersion(vokUtils::readHostOSVersion());
+    info.setOSDescription(vokUtils::readHostOSDescription());
+    info.setVokSwVersion(VOK_VERSION);
+    info.setOSType(vokUtils::getOSType());
+    info.setIPv4Addresses(vokUtils::updateAndFetchIPAddresses());
     const std::vector<double> memory = getTotalPhysicalMemory();
     if (memory.size() >= 2)
-        record.setOSMemorySummary(memory[0], memory[1]);
+        info.setOSMemorySummary(memory[0], memory[1]);
     else
-        record.setOSMemorySummary(0.0, 0.0);
-    HostInventory.push_back(record);
+        info.setOSMemorySummary(0.0, 0.0);
+    hostInventory.push_back(std::move(info));
 }
 
 void HostResourceManager::populateCollectionInfo() {
@@ -128,57 +112,55 @@ void HostResourceManager::populateCollectionInfo() {
 }
 
 std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
-    const RemovedAtEnd sample(vokHostAccess().path(hostMemFile));
-    const int status = vokHostAccess().runCommand("esxtop -c " + vokHostAccess().commandPath(esxtopconf) +
-                                                  " -b -n 1 >> " + vokHostAccess().commandPath(hostMemFile));
+    IvokHostAccess& host = vokHostAccess();
+    const std::string sample = host.path(hostMemFile);
+    const int status = host.runCommand("esxtop -c " + host.commandPath(esxtopconf) + " -b -n 1 >> " +
+                                       host.commandPath(hostMemFile));
     if (status != 0) {
-        const int error = errno;
         if (!getTotalPhysicalMemoryFailureLogged) {
-            VOK_LOG_ERROR(tag, "Error occurred in fetching physical memory information : %s",
-                          vokUtils::getErrorDescription(error).c_str());
+            VOK_LOG_ERROR("HOST_RM", "Error occurred in fetching physical memory information : %s",
+                          std::strerror(errno));
             getTotalPhysicalMemoryFailureLogged = true;
         }
+        std::remove(sample.c_str());
         return {};
     }
-    const std::unique_ptr<FILE, FileCloser> file(std::fopen(sample.place().c_str(), "re"));
+    std::unique_ptr<FILE, CloseFile> file(std::fopen(sample.c_str(), "re"));
     if (!file) {
-        VOK_LOG_ERROR(tag, "Unable to fetch physical memory information.");
+        VOK_LOG_ERROR("HOST_RM", "Unable to fetch physical memory information.");
         return {};
     }
-    const esxtopMemory memory = readEsxtopMemory(file.get());
-    return {static_cast<double>(memory.totalMBytes / mebibytesPerGibibyte),
-            static_cast<double>(memory.freeMBytes / mebibytesPerGibibyte)};
+    const EsxtopMemory memory = readEsxtopMemory(file.get());
+    file.reset();
+    // The command appends, so nothing may stay for the next sample.
+    std::remove(sample.c_str());
+    return {static_cast<double>(memory.totalMBytes / mbytesInGiB),
+            static_cast<double>(memory.freeMBytes / mbytesInGiB)};
 }
 
 void HostResourceManager::createJsonStringUsingJsonCpp() {
-    if (HostInventory.empty()) return;
+    if (hostInventory.empty()) return;
     currentInventory.clear();
-    const vokHostOSInfo& record = HostInventory.front();
-
-    Json::Value host(Json::objectValue);
-    host["HostName"] = record.getHostName();
-    host["OSName"] = record.getOSName();
-    host["OSVersion"] = record.getOSVersion();
-    host["OSDescription"] = record.getOSDescription();
-    host["OSType"] = record.getOSType();
-    host["OSSoftwareSummary"]["VokSwVersion"] = record.getVokSwVersion();
-    Json::Value& memory = host["OSMemorySummary"];
-    memory["TotalSystemMemoryGiB"] = record.getOSMemorySummary().getTotalSystemMemGiB();
-    memory["TotalFreeSystemMemoryGiB"] = record.getOSMemorySummary().getTotalFreeSystemMemGiB();
-    Json::Value& addresses = host["IPv4Addresses"] = Json::Value(Json::arrayValue);
-    for (const std::string& address : record.getIPv4Addresses().getAddresses()) {
-        Json::Value entry;
-        entry["Address"] = address;
-        addresses.append(entry);
-    }
-    if (addresses.empty()) {
-        Json::Value entry;
-        entry["Address"] = noAddress;
-        addresses.append(entry);
-    }
+    const vokHostOSInfo& info = hostInventory.front();
 
     Json::Value element(Json::objectValue);
-    element["HostOSInfo"] = host;
+    Json::Value& host = element["HostOSInfo"];
+    host["HostName"] = info.getHostName();
+    host["OSName"] = info.getOSName();
+    host["OSVersion"] = info.getOSVersion();
+    host["OSDescription"] = info.getOSDescription();
+    host["OSType"] = info.getOSType();
+    host["OSSoftwareSummary"]["VokSwVersion"] = info.getVokSwVersion();
+    Json::Value& memory = host["OSMemorySummary"];
+    memory["TotalSystemMemoryGiB"] = info.getOSMemorySummary().getTotalSystemMemGiB();
+    memory["TotalFreeSystemMemoryGiB"] = info.getOSMemorySummary().getTotalFreeSystemMemGiB();
+    std::vector<std::string> addresses = info.getIPv4Addresses().getAddresses();
+    if (addresses.empty()) addresses.emplace_back("127.0.0.1");
+    for (const auto& address : addresses) {
+        Json::Value entry(Json::objectValue);
+        entry["Address"] = address;
+        host["IPv4Addresses"].append(entry);
+    }
     if (collectionInfo.getCollectionType() == remoteSupport) {
         Json::Value& collection = element["CollectionInfo"];
         collection["CollectionType"] = collectionInfo.getCollectionType();
@@ -188,7 +170,22 @@ void HostResourceManager::createJsonStringUsingJsonCpp() {
     currentInventory.push_back(element);
 }
 
-void HostResourceManager::generateTestEvent(int id) {
-    vokEventHandler().generateEvent(vokEvent(id, "NotApplicable", "Host", false, vokUtils::getTime(),
-                                             "Not-Available", Json::Value(), "VOK-CLI"));
+std::vector<std::string> HostResourceManager::getIPAddress() {
+    std::vector<std::string> addresses;
+    ifaddrs* first = nullptr;
+    if (vokHostAccess().interfaceAddresses(&first) != 0) return addresses;
+    for (const ifaddrs* each = first; each; each = each->ifa_next) {
+        if (!each->ifa_addr || !each->ifa_name || std::strcmp(each->ifa_name, "lo") == 0) continue;
+        char text[INET6_ADDRSTRLEN] = {};
+        const void* address = nullptr;
+        if (each->ifa_addr->sa_family == AF_INET)
+            address = &reinterpret_cast<const sockaddr_in*>(each->ifa_addr)->sin_addr;
+        else if (each->ifa_addr->sa_family == AF_INET6)
+            address = &reinterpret_cast<const sockaddr_in6*>(each->ifa_addr)->sin6_addr;
+        if (!address || !::inet_ntop(each->ifa_addr->sa_family, address, text, sizeof(text))) continue;
+        VOK_LOG_DEBUG("HOST_RM", "%s IP Address %s\n", each->ifa_name, text);
+        addresses.emplace_back(text);
+    }
+    vokHostAccess().freeInterfaceAddresses(first);
+    return addresses;
 }

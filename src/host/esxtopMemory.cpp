@@ -1,61 +1,55 @@
 #include "host/esxtopMemory.h"
 
 #include <cstdlib>
-#include <string>
+#include <cstring>
 
 namespace {
 
-// Far beyond any counter name; of a longer field only so much is looked at.
-constexpr std::size_t fieldLimit = 4096;
+constexpr char totalColumn[] = "Machine MBytes";
+constexpr char freeColumn[] = "\\Memory\\Free MBytes";
 
-// Reads up to and with the next comma. False at the end of the file.
-bool readField(FILE* file, std::string& field) {
-    field.clear();
-    int byte = std::getc(file);
-    if (byte == EOF) return false;
-    for (; byte != EOF; byte = std::getc(file)) {
-        if (field.size() < fieldLimit) field += static_cast<char>(byte);
-        if (byte == ',') break;
-    }
-    return true;
-}
+// The fields of the file one after the other, in a buffer that is released with it.
+class Fields {
+public:
+    explicit Fields(FILE* file) : file_(file) {}
+    ~Fields() { std::free(text_); }
+    Fields(const Fields&) = delete;
+    Fields& operator=(const Fields&) = delete;
 
-// The whole number behind the field's opening quote. Leaves `value` alone when there is none.
-void readNumber(const std::string& field, long& value) {
-    if (field[0] != '"') return;
-    char* end = nullptr;
-    const long number = std::strtol(field.c_str() + 1, &end, 10);
-    if (end != field.c_str() + 1) value = number;
-}
+    const char* next() { return ::getdelim(&text_, &capacity_, ',', file_) < 0 ? nullptr : text_; }
 
-struct Column {
-    const char* name;
-    long esxtopMemory::*value;
-    long place;  // counted from 1; 0 while not found
+private:
+    FILE* file_;
+    char* text_ = nullptr;
+    std::size_t capacity_ = 0;
 };
+
+// Leaves the value as it is when the field has none.
+void readValue(const char* field, long& value) {
+    static_cast<void>(std::sscanf(field, "\"%ld", &value));
+}
 
 }  // namespace
 
-esxtopMemory readEsxtopMemory(FILE* file) {
-    Column columns[] = {
-        {"Machine MBytes", &esxtopMemory::totalMBytes, 0},
-        {"\\Memory\\Free MBytes", &esxtopMemory::freeMBytes, 0},
-    };
-    esxtopMemory memory;
+EsxtopMemory readEsxtopMemory(FILE* file) {
+    EsxtopMemory memory;
+    Fields fields(file);
     bool inHeader = true;
-    long place = 0;
-    for (std::string field; readField(file, field);) {
-        ++place;
+    long column = 0;
+    long total = 0;
+    long free = 0;
+    while (const char* const field = fields.next()) {
+        ++column;
         if (field[0] == '\n') {
             inHeader = false;
-            place = 1;
+            column = 1;
         }
-        for (Column& column : columns) {
-            if (!inHeader) {
-                if (place == column.place) readNumber(field, memory.*column.value);
-            } else if (column.place == 0 && field.find(column.name) != std::string::npos) {
-                column.place = place;
-            }
+        if (inHeader) {
+            if (std::strstr(field, totalColumn)) total = column;
+            if (std::strstr(field, freeColumn)) free = column;
+        } else {
+            if (column == total) readValue(field, memory.totalMBytes);
+            if (column == free) readValue(field, memory.freeMBytes);
         }
     }
     return memory;

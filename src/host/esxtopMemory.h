@@ -1,16 +1,14 @@
-// Reads total and free memory of the host out of esxtop's batch output: a header line of quoted counter names
-// and a line of quoted values for each sample, fields parted by commas.
+// Reads the host's memory out of a batch sample of esxtop.
 #pragma once
 
 #include <cstdio>
 
-struct esxtopMemory {
+struct EsxtopMemory {
     long totalMBytes = 0;
     long freeMBytes = 0;
 };
 
-// Reads `file` to its end. A value is 0 when its column or its number was not found.
-//
-// The header ends with the first field that begins with a newline, so it ends only when its line ends in a
-// comma; without that no value is read. Of several samples the last wins, also behind a second header.
-esxtopMemory readEsxtopMemory(FILE* file);
+// Reads a file of comma-separated fields in double quotes: a header line, then values. The columns are found
+// by their names in the header; a line's first field begins with the newline of the line before, since each
+// line ends in a comma. A value that can't be found is 0. When the file holds several samples the last wins.
+EsxtopMemory readEsxtopMemory(FILE* file);

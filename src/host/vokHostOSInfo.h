@@ -1,20 +1,19 @@
-// What is known of the host's operating system: one record, copied by value.
+// The record about the host's operating system, and what it is made of: plain values with plain accessors.
 #pragma once
 
 #include <string>
-#include <utility>
 #include <vector>
 
 class vokHostMemorySummary {
 public:
-    double getTotalSystemMemGiB() const { return TotalSystemMemGiB; }
-    void setTotalSystemMemGiB(double value) { TotalSystemMemGiB = value; }
-    double getTotalFreeSystemMemGiB() const { return TotalFreeSystemMemGiB; }
-    void setTotalFreeSystemMemGiB(double value) { TotalFreeSystemMemGiB = value; }
+    double getTotalSystemMemGiB() const { return totalSystemMemGiB; }
+    double getTotalFreeSystemMemGiB() const { return totalFreeSystemMemGiB; }
+    void setTotalSystemMemGiB(double value) { totalSystemMemGiB = value; }
+    void setTotalFreeSystemMemGiB(double value) { totalFreeSystemMemGiB = value; }
 
 private:
-    double TotalSystemMemGiB = 0.0;
-    double TotalFreeSystemMemGiB = 0.0;
+    double totalSystemMemGiB = 0.0;
+    double totalFreeSystemMemGiB = 0.0;
 };
 
 class vokHostIPv4Addresses {
@@ -26,46 +25,44 @@ private:
     std::vector<std::string> addresses;
 };
 
+class vokCollectionInfo {
+public:
+    const std::string& getCollectionType() const { return collectionType; }
+    int getCollectionFrequencyMin() const { return collectionFrequencyMin; }
+    const std::string& getLastCollection() const { return lastCollection; }
+    void setCollectionType(std::string value) { collectionType = std::move(value); }
+    void setCollectionFrequencyMin(int value) { collectionFrequencyMin = value; }
+    void setLastCollection(std::string value) { lastCollection = std::move(value); }
+
+private:
+    std::string collectionType;
+    int collectionFrequencyMin = 0;
+    std::string lastCollection;  // local time in the form of the log
+};
+
 class vokHostOSInfo {
 public:
     const std::string& getHostName() const { return hostName; }
-    void setHostName(std::string value) { hostName = std::move(value); }
     const std::string& getOSName() const { return osName; }
-    void setOSName(std::string value) { osName = std::move(value); }
     const std::string& getOSVersion() const { return osVersion; }
-    void setOSVersion(std::string value) { osVersion = std::move(value); }
     const std::string& getOSDescription() const { return osDescription; }
-    void setOSDescription(std::string value) { osDescription = std::move(value); }
     int getOSType() const { return osType; }
-    void setOSType(int value) { osType = value; }
     const vokHostMemorySummary& getOSMemorySummary() const { return memorySummary; }
+    const vokHostIPv4Addresses& getIPv4Addresses() const { return ipv4Addresses; }
+    const std::string& getVokSwVersion() const { return vokSwVersion; }
+
+    void setHostName(std::string value) { hostName = std::move(value); }
+    void setOSName(std::string value) { osName = std::move(value); }
+    void setOSVersion(std::string value) { osVersion = std::move(value); }
+    void setOSDescription(std::string value) { osDescription = std::move(value); }
+    void setOSType(int value) { osType = value; }
     // Both in GiB.
     void setOSMemorySummary(double total, double free) {
         memorySummary.setTotalSystemMemGiB(total);
         memorySummary.setTotalFreeSystemMemGiB(free);
     }
-    const vokHostIPv4Addresses& getIPv4Addresses() const { return ipv4Addresses; }
     void setIPv4Addresses(std::vector<std::string> value) { ipv4Addresses.setAddresses(std::move(value)); }
-    const std::string& getVokSwVersion() const { return vokSwVersion; }
     void setVokSwVersion(std::string value) { vokSwVersion = std::move(value); }
-
-    // Part of the record, but nothing fills them on this kind of host.
-    const std::string& getKernelCommandLine() const { return kernelCommandLine; }
-    void setKernelCommandLine(std::string value) { kernelCommandLine = std::move(value); }
-    const std::string& getCrashKernelCommand() const { return crashKernelCommand; }
-    void setCrashKernelCommand(std::string value) { crashKernelCommand = std::move(value); }
-    long getCrashKernelMemory() const { return crashKernelMemory; }  // bytes
-    void setCrashKernelMemory(long value) { crashKernelMemory = value; }
-    const std::string& getCrashKernelLoaded() const { return crashKernelLoaded; }
-    void setCrashKernelLoaded(std::string value) { crashKernelLoaded = std::move(value); }
-    const std::string& getKdumpServicesEnabled() const { return kdumpServicesEnabled; }
-    void setKdumpServicesEnabled(std::string value) { kdumpServicesEnabled = std::move(value); }
-    const std::string& getKdumpServicesStatus() const { return kdumpServicesStatus; }
-    void setKdumpServicesStatus(std::string value) { kdumpServicesStatus = std::move(value); }
-    const std::string& getSoftwareInstalled() const { return softwareInstalled; }
-    void setSoftwareInstalled(std::string value) { softwareInstalled = std::move(value); }
-    const std::string& getTelemetrySchemaVersion() const { return telemetrySchemaVersion; }
-    void setTelemetrySchemaVersion(std::string value) { telemetrySchemaVersion = std::move(value); }
 
 private:
     std::string hostName;
@@ -75,29 +72,14 @@ private:
     int osType = 0;
     vokHostMemorySummary memorySummary;
     vokHostIPv4Addresses ipv4Addresses;
+    // Known to the record, and not filled on this platform.
     std::string kernelCommandLine;
     std::string crashKernelCommand;
     long crashKernelMemory = 0;
     std::string crashKernelLoaded;
     std::string kdumpServicesEnabled;
     std::string kdumpServicesStatus;
-    std::string softwareInstalled;
+    std::string installedSoftware;
     std::string vokSwVersion;
     std::string telemetrySchemaVersion;
-};
-
-// How and when the inventory was collected.
-class vokCollectionInfo {
-public:
-    const std::string& getCollectionType() const { return CollectionType; }
-    void setCollectionType(std::string value) { CollectionType = std::move(value); }
-    int getCollectionFrequencyMin() const { return CollectionFrequencyMin; }
-    void setCollectionFrequencyMin(int value) { CollectionFrequencyMin = value; }
-    const std::string& getLastCollection() const { return LastCollection; }
-    void setLastCollection(std::string value) { LastCollection = std::move(value); }
-
-private:
-    std::string CollectionType;
-    int CollectionFrequencyMin = 0;
-    std::string LastCollection;
 };

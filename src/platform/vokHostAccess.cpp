@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
@@ -122,4 +123,10 @@ void vokKernelHostAccess::pause(unsigned long microseconds) {
                   static_cast<long>(microseconds % 1000000 * 1000)};
     while (::clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
     }
+}
+
+void vokKernelHostAccess::systemLog(int priority, const std::string& text) {
+    ::openlog("vok", 0, LOG_USER);
+    ::syslog(priority, "%s", text.c_str());
+    ::closelog();
 }

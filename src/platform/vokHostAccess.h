@@ -59,6 +59,10 @@ public:
                           const struct timespec* deadline) = 0;
     // Sleeps for the whole time, whatever signals come.
     virtual void pause(unsigned long microseconds) = 0;
+
+    // One line to the system log as "vok": openlog(3), syslog(3), closelog(3). `priority` is one of LOG_ERR,
+    // LOG_WARNING, LOG_INFO, LOG_DEBUG.
+    virtual void systemLog(int priority, const std::string& text) = 0;
 };
 
 // The host that this process runs on, or the one that vokSetHostAccess put in its place.
@@ -94,4 +98,5 @@ public:
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
+    void systemLog(int priority, const std::string& text) override;
 };

@@ -1,6 +1,7 @@
 #include "platform/vokRootedHostAccess.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
@@ -59,6 +60,20 @@ void* vokRootedHostAccess::openLibrary(const std::string& name, int flags) {
         if (::access(own.c_str(), F_OK) == 0) return vokKernelHostAccess::openLibrary(own, flags);
     }
     return vokKernelHostAccess::openLibrary(name, flags);
+}
+
+void vokRootedHostAccess::systemLog(int priority, const std::string& text) {
+    ::mkdir(path("/var").c_str(), 0700);
+    ::mkdir(path("/var/log").c_str(), 0700);
+    const int descriptor = ::open(path("/var/log/syslog.log").c_str(),
+                                  O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    if (descriptor < 0) return;
+    static constexpr const char* names[] = {"emerg",   "alert",  "crit", "err",
+                                            "warning", "notice", "info", "debug"};
+    const std::string line = "vok " + std::string(names[priority & 7]) + ": " + text + "\n";
+    // One write, so that lines of several threads stay whole; a full disk loses the line.
+    [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
+    ::close(descriptor);
 }
 
 std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::string& error) {

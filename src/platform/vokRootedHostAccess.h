@@ -18,6 +18,8 @@ public:
     FILE* openCommand(const std::string& command) override;
     int runCommand(const std::string& command) override;
     void* openLibrary(const std::string& name, int flags) override;
+    // Appended to var/log/syslog.log under the root, since the machine's own log lies outside it.
+    void systemLog(int priority, const std::string& text) override;
 
 private:
     std::string inHostEnvironment(const std::string& command) const;

@@ -3,10 +3,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "core/platformCheck.h"
@@ -42,30 +42,23 @@ void warnOfForeignFile(const std::string& place) {
     VOK_LOG_WARNING(tag, "%s is not a plain file of the agent's own user. It is not used.", place.c_str());
 }
 
-struct OpenedRecord {
-    int descriptor = -1;
-    bool foreign = false;  // something else lies in its place
-};
-
-// Not held up by a FIFO, not led away by a link.
-OpenedRecord openRecord(int flags) {
+// Not held up by a FIFO, not led away by a link. Invalid when there is no record that can be trusted.
+int openRecord(int flags) {
     const std::string place = vokStartupRecord::recordPath();
-    OpenedRecord record;
-    record.descriptor = ::open(place.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600);
-    struct stat file {};
-    if (record.descriptor < 0) {
-        record.foreign = errno == ELOOP || errno == ENXIO || errno == EISDIR;
-    } else if (::fstat(record.descriptor, &file) != 0 || !isTrusted(file)) {
-        record.foreign = true;
-        ::close(record.descriptor);
-        record.descriptor = -1;
+    const int descriptor = ::open(place.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) {
+        if (errno == ELOOP || errno == ENXIO || errno == EISDIR) warnOfForeignFile(place);
+        return -1;
     }
-    if (record.foreign) warnOfForeignFile(place);
-    return record;
+    struct stat file {};
+    if (::fstat(descriptor, &file) == 0 && isTrusted(file)) return descriptor;
+    warnOfForeignFile(place);
+    ::close(descriptor);
+    return -1;
 }
 
 bool readRecord(std::string& content) {
-    const Descriptor record(openRecord(O_RDONLY).descriptor);
+    const Descriptor record(openRecord(O_RDONLY));
     if (!record) return false;
     content.clear();
     char piece[4096];
@@ -93,7 +86,7 @@ bool writeAll(int descriptor, const std::string& content) {
 }
 
 // The new content is on the disk before it gets the record's name, so that a power cut can't leave the name
-// with nothing behind it. What an earlier run left under the temporary name is thrown away unread.
+// with nothing behind it.
 bool replaceByRename(const std::string& content) {
     const std::string temporary = vokStartupRecord::temporaryPath();
     const std::string record = vokStartupRecord::recordPath();
@@ -117,10 +110,7 @@ bool replaceByRename(const std::string& content) {
 // Where no second file can be made beside the record. The old text is overwritten before the length
 // changes, so that a kill between the two leaves lines that can still be read by key.
 bool replaceInPlace(const std::string& content) {
-    OpenedRecord opened = openRecord(O_WRONLY | O_CREAT);
-    if (opened.foreign && std::remove(vokStartupRecord::recordPath().c_str()) == 0)
-        opened = openRecord(O_WRONLY | O_CREAT | O_EXCL);
-    const Descriptor file(opened.descriptor);
+    const Descriptor file(openRecord(O_WRONLY));
     struct stat status {};
     // A second name would make this a write to somebody else's file.
     if (!file || ::fstat(file.get(), &status) != 0 || status.st_nlink != 1) return false;
@@ -165,7 +155,7 @@ std::string vokStartupRecord::temporaryPath() {
 }
 
 bool vokStartupRecord::isReadable() {
-    return static_cast<bool>(Descriptor(openRecord(O_RDONLY).descriptor));
+    return static_cast<bool>(Descriptor(openRecord(O_RDONLY)));
 }
 
 bool vokStartupRecord::create(time_t now) {

@@ -1,7 +1,9 @@
 // Static helpers for host commands, text, names, addresses and time. One class, several sources by theme:
-// vokUtilsCommands, vokUtilsHost, vokUtilsNetwork, vokUtilsTime, vokUtilsDirectories, vokUtilsPlatform.
+// vokUtilsCommands, vokUtilsHost, vokUtilsNetwork, vokUtilsTime, vokUtilsSummaryLog,
+// vokUtilsDirectories, vokUtilsPlatform.
 #pragma once
 
+#include <atomic>
 #include <ctime>
 #include <mutex>
 #include <string>
@@ -85,11 +87,14 @@ public:
     static std::string getPlatformFamily();
 
 private:
+    static std::string cachedProductValue(std::string& cache, const char* command, const char* failure);
+
     static std::mutex mutex_lock;  // guards the two addresses
     static std::string primaryIPv4Address;
     static std::string auxIPv4Address;
+    static std::mutex osNamesMutex;  // guards the two names, and is not held while a command runs
     static std::string OSName;
     static std::string OSVersion;
-    static long _currentBootTime;
+    static std::atomic<long> _currentBootTime;
     long cacheRefreshTimeInterval = 0;
 };

@@ -18,4 +18,11 @@ public:
 
 private:
     vokIPMIDBService() = default;
+
+    static pthread_t thread;
+    static bool threadCreated;
+    static std::mutex cmutex;  // guards the two flags
+    static std::condition_variable cond;
+    static bool stopMoni;
+    static bool checkIPMIDevice;  // a poll is due
 };

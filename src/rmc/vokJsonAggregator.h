@@ -10,6 +10,8 @@
 #include <mutex>
 #include <string>
 
+class vokResourceManager;
+
 class vokJsonAggregator {
 public:
     static vokJsonAggregator* getInstance();
@@ -21,7 +23,7 @@ public:
     // Has the first push been made (or found nothing to send)?
     bool isInventorySent();
 
-    // The thread's body.
+    // The thread's body: waits for the managers, then pushes at once, on the timer and on request.
     void initializeCachePush();
     // Gathers the enabled managers' sections and sends them.
     void createInventoryJsonString();
@@ -30,4 +32,23 @@ public:
 
 private:
     vokJsonAggregator();
+
+    bool checkIfInventoryReady(std::unique_lock<std::mutex>& lock);
+    bool aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds);
+    void gatherSections();
+    void gatherSection(int id, vokResourceManager& manager);
+    std::string documentText();
+    void sendJsonString();
+
+    Json::Value sections;  // what is being gathered, by JSON key
+    Json::Value document;  // the same under its one top-level key
+    std::map<int, std::string> vok_RM_to_string;
+
+    static std::atomic<bool> firstInventoryPushComplete;
+    static bool pushInventory;
+    static bool stopAggr;
+    static pthread_t thread;
+    static bool threadCreated;
+    static std::mutex cmutex;  // guards the flags
+    static std::condition_variable cond;
 };

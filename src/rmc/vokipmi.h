@@ -50,7 +50,10 @@ public:
 
     // One poll of the door-bell: true when an inventory is asked for.
     bool checkIPMIDBRequest();
+    // The same for a kind of door-bell, 1 or 2, as checkIPMIBuffer tells it; 0 on failure.
     int checkIPMIDBGenericRequest(int type);
+    // What a polled buffer of 254 bytes says. Type 1: 1 when it asks for an inventory, otherwise 0. Type 2:
+    // 1 or 2. Others: 0.
     int checkIPMIBuffer(int type, unsigned char* buffer);
 
     bool GetDeviceIdInfo(_GET_DEVICE_ID* info);
@@ -59,6 +62,9 @@ public:
     bool GetPartitionId(unsigned char* response);
 
 private:
+    // One poll into a cleared buffer of at least 254 bytes, alone on the wire.
+    bool pollDoorBell(unsigned char command, unsigned char* buffer);
+
     static std::mutex mlock;  // one remote command or door-bell poll at a time
 
     int fd = -1;

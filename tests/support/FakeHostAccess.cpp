@@ -247,6 +247,11 @@ void FakeHostAccess::pause(unsigned long microseconds) {
     now.tv_sec += static_cast<time_t>(microseconds / 1000000);
 }
 
+void FakeHostAccess::systemLog(int priority, const std::string& text) {
+    const std::lock_guard<std::mutex> lock(guard);
+    systemLogLines.emplace_back(priority, text);
+}
+
 FakeHostAccess& useFakeHost() {
     auto host = std::make_unique<FakeHostAccess>();
     FakeHostAccess& reference = *host;

@@ -74,9 +74,10 @@ public:
     std::vector<std::string> commands;  // texts of openCommand and runCommand
     std::vector<std::string> openedDevices;
     std::vector<FakeDeviceRequest> deviceRequests;
-    std::vector<unsigned long> pauses;     // microseconds
-    std::vector<long long> waitedSeconds;  // deadline less now, of each timedWait
-    int openDevices = 0;                   // opened and not closed yet
+    std::vector<unsigned long> pauses;                        // microseconds
+    std::vector<long long> waitedSeconds;                     // deadline less now, of each timedWait
+    std::vector<std::pair<int, std::string>> systemLogLines;  // priority and text
+    int openDevices = 0;                                      // opened and not closed yet
 
     // The payload of the remote commands that the device got, put together from their chunks as a
     // controller would.
@@ -103,6 +104,7 @@ public:
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
+    void systemLog(int priority, const std::string& text) override;
 
 private:
     std::string runScripted(const std::string& command, int& exitStatus);

@@ -1,0 +1,132 @@
+// vokd: loads the agent, starts it in its order, waits to be told to end, and stops it.
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "core/Logger.h"
+#include "core/vokConfig.h"
+#include "core/vokFactory.h"
+#include "core/vokJobManager.h"
+#include "core/vokModules.h"
+#include "core/vokResourceManager.h"
+#include "daemon/vokdConfigReport.h"
+#include "daemon/vokdCrashTrace.h"
+#include "daemon/vokdInstanceLock.h"
+#include "daemon/vokdLogLimits.h"
+#include "daemon/vokdOptions.h"
+#include "daemon/vokdSignals.h"
+#include "platform/vokRootedHostAccess.h"
+#include "platform/vokSystemInterfaceFactory.h"
+#include "rmc/vokIPMIDBService.h"
+#include "rmc/vokJsonAggregator.h"
+
+namespace {
+
+constexpr int secondsBetweenLogChecks = 60;
+
+bool useHostRoot(const std::string& root) {
+    std::string error;
+    auto access = vokOpenHostRoot(root, error);
+    if (!access) {
+        std::fprintf(stderr, "vokd: %s\n", error.c_str());
+        return false;
+    }
+    vokSetHostAccess(std::move(access));
+    return true;
+}
+
+// What the managers need to know of the platform before any of them runs.
+void readPlatformTables() {
+    vokSystemInterfaceFactory::getSystemInterface()->populateHardwarePCIDetails();
+}
+
+void forgetPlatformTables() {
+    vokSystemInterfaceFactory::getSystemInterface()->UnInitialize();
+}
+
+int printInventory() {
+    Logging::Logger::loggerInit();
+    readPlatformTables();
+    const auto factory = std::make_unique<vokFactory>();
+    for (int id = FIBRE_CHANNEL_DEVICES; id <= ETHERNET_DEVICES; ++id) {
+        vokResourceManager* const manager = factory->createInstance(id);
+        if (manager && vokConfig::getInstance()->isResourceEnabled(id)) manager->cacheBuild();
+    }
+    const std::string document = vokJsonAggregator::getInstance()->getInventoryDocument();
+    forgetPlatformTables();
+    if (document.empty()) {
+        std::fprintf(stderr, "vokd: no enabled resource has anything to tell\n");
+        return vokdOptions::graceful;
+    }
+    std::printf("%s\n", document.c_str());
+    return vokdOptions::graceful;
+}
+
+void captureCrashesIfWanted() {
+    if (!vokConfig::getInstance()->isUnhandledExceptionStackCaptureEnabled()) return;
+    const std::string directory = vokHostAccess().path(Logging::Logger::linkDirectory);
+    if (!vokdCaptureCrashes(directory))
+        std::fprintf(stderr, "vokd: no stack traces: %s can't be made\n", directory.c_str());
+}
+
+int runAgent() {
+    vokdInstanceLock lock;
+    std::string said;
+    switch (lock.take(said)) {
+        case vokdInstanceLock::Result::heldByAnother:
+            std::fprintf(stderr, "vokd: another vokd runs on this host (process %s)\n", said.c_str());
+            return vokdOptions::alreadyRunning;
+        case vokdInstanceLock::Result::unavailable:
+            std::fprintf(stderr, "vokd: running without a lock against a second one: %s\n", said.c_str());
+            break;
+        case vokdInstanceLock::Result::taken:
+            break;
+    }
+    captureCrashesIfWanted();
+
+    Logging::Logger::loggerInit();
+    readPlatformTables();
+    if (!vokJobManager::getInstance()->startResourceManagers()) {
+        // Threads run that nothing can stop in order now, so nothing is torn down under them either.
+        std::fprintf(stderr, "vokd: a thread could not be created, the agent does not run\n");
+        std::fflush(nullptr);
+        ::_exit(vokdOptions::startFailed);
+    }
+    vokJsonAggregator::getInstance()->sendInventory(false);
+    vokIPMIDBService::getInstance()->startvokIPMIDBService();
+    vokJobManager::getInstance()->startVOKServer();
+
+    while (vokdWaitForSignal(secondsBetweenLogChecks) == 0) vokdEnforceLogLimits();
+
+    vokdEndAtNextSignal(vokdOptions::secondSignal);
+    vokJobManager::getInstance()->stopVOKServer();
+    vokIPMIDBService::getInstance()->stopvokIPMIDBService();
+    vokJsonAggregator::getInstance()->stopvokJsonAggregator();
+    vokJobManager::getInstance()->stopResourceManagers();
+    forgetPlatformTables();
+    return vokdOptions::graceful;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    vokdOptions options;
+    int exitStatus = vokdOptions::graceful;
+    if (!options.parse(argc, argv, exitStatus)) return exitStatus;
+
+    vokdHoldSignals();  // before there is any other thread
+    ::umask(0077);
+    if (!options.hostRoot.empty() && !useHostRoot(options.hostRoot)) return vokdOptions::noHostRoot;
+    switch (options.action) {
+        case vokdOptions::Action::checkConfig:
+            return vokdPrintConfigReport(std::cout);
+        case vokdOptions::Action::printInventory:
+            return printInventory();
+        case vokdOptions::Action::run:
+            return runAgent();
+    }
+    return vokdOptions::usage;
+}

@@ -1,0 +1,9 @@
+// A stack trace of a crash, written by the process that crashes.
+#pragma once
+
+#include <string>
+
+// From now on a fatal signal or an exception that nothing catches first writes a trace into a new file in
+// `directory`, vokd-crash-<seconds since the Epoch>-<process id>.txt, and then ends the process as it would
+// have ended without that. False when the directory can't be made.
+bool vokdCaptureCrashes(const std::string& directory);

@@ -1,0 +1,55 @@
+#include "daemon/vokdOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "core/vokVersion.h"
+
+namespace {
+
+constexpr char footer[] = R"(
+vokd stays in the foreground. SIGTERM or SIGINT stops it gracefully; a second one ends it at once, without
+the record of a graceful stop.
+
+Exit status:
+  0    stopped gracefully, or printed what was asked for
+  1    a thread could not be created
+  2    wrong command line
+  3    the host root can't be used
+  4    another vokd runs on this host
+  5    a second signal came while stopping
+  6    --check-config: a value in the file was refused
+  7    --check-config: there is no usable file; the built-in settings are used
+  245  the directory of the debug log can't be made
+  246  the directory of the agent log can't be made
+
+Files:
+  /etc/config/mev/vok/vok.conf    settings, a JSON object
+  /opt/mev/vok/log                links to the logs; stack traces of crashes
+  /var/tmp/mevVOKStartup.txt      from which the next start tells how the last run ended)";
+
+}  // namespace
+
+bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
+    CLI::App app("vokd - hardware inventory and health-event agent", "vokd");
+    app.footer(footer);
+    bool checkConfig = false;
+    bool printInventory = false;
+    app.set_version_flag("--version", std::string("vokd ") + VOK_VERSION, "Print the version and end");
+    app.add_option("--host-root", hostRoot, "Take the host's files from under this directory")
+        ->type_name("DIR");
+    auto* const check = app.add_flag("--check-config", checkConfig,
+                                     "Print every setting with its effective value, and what was refused");
+    app.add_flag("--print-inventory", printInventory,
+                 "Build one inventory and print the document; nothing is sent")
+        ->excludes(check);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        exitStatus = app.exit(error) == 0 ? graceful : usage;
+        return false;
+    }
+    if (checkConfig) action = Action::checkConfig;
+    if (printInventory) action = Action::printInventory;
+    return true;
+}

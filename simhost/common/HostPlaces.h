@@ -1,0 +1,23 @@
+// Where the parts of a simulated host lie under its root.
+#pragma once
+
+#include <string>
+
+namespace simhost {
+
+struct HostPlaces {
+    explicit HostPlaces(const std::string& hostRoot) : root(hostRoot) {}
+
+    std::string root;
+    std::string run() const { return root + "/run/simhost"; }
+    std::string state() const { return run() + "/state"; }
+    std::string lock() const { return run() + "/lock"; }
+    std::string commandSocket() const { return run() + "/command.sock"; }
+    std::string controlSocket() const { return run() + "/control.sock"; }
+    std::string controllerSocket() const { return run() + "/controller.sock"; }
+    std::string commandLog() const { return run() + "/commands.log"; }
+    std::string ipmiDevice() const { return root + "/dev/ipmi0"; }
+    std::string summaryLog() const { return root + "/var/log/vmksummary.log"; }
+};
+
+}  // namespace simhost

@@ -1,0 +1,29 @@
+#include "common/ProgramPlaces.h"
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace simhost {
+
+namespace {
+
+fs::path programDirectory() {
+    return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+}  // namespace
+
+std::string siblingProgram(const std::string& name) {
+    return (programDirectory() / name).string();
+}
+
+std::string hostAccessModule() {
+    return (programDirectory().parent_path() / "lib/libvok-hostaccess.so").string();
+}
+
+std::string hostDescriptions() {
+    return (programDirectory().parent_path() / "share/vok-simhost/hosts").string();
+}
+
+}  // namespace simhost

@@ -1,0 +1,76 @@
+#include "host/CommandService.h"
+
+#include <fstream>
+#include <random>
+
+#include "host/SummaryLog.h"
+#include "platform/vokShell.h"
+
+namespace simhost {
+
+namespace {
+
+// Bytes of every kind, the NUL and newlines among them, and one very long line.
+std::string garbage() {
+    std::mt19937 random(20260731);
+    std::string text;
+    for (int i = 0; i < 2000; ++i) text += static_cast<char>(random() & 0xFF);
+    return text + "\n" + std::string(5000, ':') + "\n   Vendor ID\n,,,,\"\n";
+}
+
+}  // namespace
+
+CommandService::CommandService(EventLoop& loop, Surroundings surroundings)
+    : loop_(loop),
+      surroundings_(std::move(surroundings)),
+      server_(loop, surroundings_.socket,
+              [this](const std::vector<std::string>& words, const RequestServer::Reply& reply) {
+                  serve(words, reply);
+              }) {}
+
+// The first word is the asker's working directory, the second the command's name.
+void CommandService::serve(const std::vector<std::string>& words, const RequestServer::Reply& reply) {
+    if (words.size() < 2) return reply({127, "", "no command\n"});
+    const std::vector<std::string> command(words.begin() + 1, words.end());
+    CommandContext context = surroundings_.context();
+    context.workingDirectory = words[0];
+    CommandResult result = runStandIn(command, context);
+    applyFault(command[0], result);
+    ++runs_[command[0]];
+    log(context.wall, command, result);
+    if (result.seconds > 0) {
+        const Answer answer = result.answer;
+        loop_.after(surroundings_.toMachineTime(result.seconds), [reply, answer] { reply(answer); });
+    } else {
+        reply(result.answer);
+    }
+    surroundings_.ran(command[0]);
+}
+
+void CommandService::applyFault(const std::string& name, CommandResult& result) {
+    const auto found = faults_.find(name);
+    if (found == faults_.end()) return;
+    CommandFault& fault = found->second;
+    switch (fault.kind) {
+        case CommandFault::Kind::fail:
+            result = {{fault.status, "", name + ": failed on request\n"}, 0};
+            break;
+        case CommandFault::Kind::hang:
+            result.seconds += fault.seconds;
+            break;
+        case CommandFault::Kind::garbage:
+            result = {{0, garbage(), ""}, 0};
+            break;
+    }
+    if (fault.left > 0 && --fault.left == 0) faults_.erase(found);
+}
+
+void CommandService::log(std::int64_t wall, const std::vector<std::string>& command,
+                         const CommandResult& result) {
+    std::ofstream stream(surroundings_.log, std::ios::app);
+    stream << summaryStamp(wall) << " status " << result.answer.status << ':';
+    for (const auto& word : command) stream << ' ' << vokShellQuote(word);
+    stream << '\n';
+}
+
+}  // namespace simhost

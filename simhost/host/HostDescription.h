@@ -1,0 +1,73 @@
+// What a simulated host is made of, as its description file tells it. The file is JSON; every key has a
+// default but a key that nobody knows is refused, so that a slip of the pen does not pass for a setting.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Json {
+class Value;
+}
+
+namespace simhost {
+
+struct DescribedInterface {
+    std::string name;
+    std::string hardwareAddress;         // "02:00:00:00:00:01"
+    std::vector<std::string> addresses;  // "10.1.2.3/24"
+};
+
+// A PCI function: the lines of `localcli hardware pci list` by key.
+using PciFunction = std::map<std::string, std::string>;
+
+struct StorageAdapter {
+    std::string name;
+    std::string driver;
+    std::string linkState;
+    std::string uid;
+    std::string capabilities;
+    std::string description;
+};
+
+struct HostDescription {
+    std::string nodeName = "localhost";
+    std::string systemName = "VMkernel";
+    std::string release = "7.0.3";
+    std::string version = "#1 SMP Release build-20036589 Jul  7 2022 01:01:01";
+    std::string machine = "x86_64";
+
+    std::string productName = "VMware ESXi";
+    std::string productVersion = "7.0.3";
+    std::string productBuild = "Releasebuild-20036589";
+    std::string productUpdate = "3";
+    std::string productPatch = "50";
+
+    std::uint64_t totalMBytes = 0;
+    std::uint64_t freeMBytes = 0;
+    std::int64_t uptimeSeconds = 86400;
+    bool memoryLinesEndInComma = true;
+
+    std::vector<DescribedInterface> interfaces;
+    std::vector<PciFunction> pciFunctions;
+    std::vector<StorageAdapter> storageAdapters;
+
+    std::string configuration;                 // of the agent; empty for none
+    std::map<std::string, std::string> files;  // absolute place on the host, content
+};
+
+// The keys of a PCI function in the order in which they are listed.
+const std::vector<std::string>& pciKeys();
+
+// Reads the description. Throws std::runtime_error with a sentence that names the file and what is wrong.
+HostDescription readHostDescription(const std::string& file);
+HostDescription parseHostDescription(const Json::Value& root);
+
+// True for an IPv4 address in dotted form; its four bytes go to `bytes`.
+bool parseIpv4(const std::string& text, std::uint8_t (&bytes)[4]);
+// Takes "10.1.2.3" or "10.1.2.3/24" (24 is what a missing length stands for) apart.
+bool parseInterfaceAddress(const std::string& text, std::uint8_t (&bytes)[4], std::uint8_t& prefixLength);
+bool parseHardwareAddress(const std::string& text, std::uint8_t (&bytes)[6]);
+
+}  // namespace simhost

@@ -1,0 +1,128 @@
+#include "host/HostLayout.h"
+
+#include <sys/stat.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "common/HostPlaces.h"
+#include "host/StandIns.h"
+#include "platform/vokShell.h"
+
+namespace fs = std::filesystem;
+
+namespace simhost {
+
+namespace {
+
+// Made by vok-simhost: only such a directory is written into again.
+constexpr char markFile[] = "/.vok-simhost";
+
+constexpr const char* directories[] = {
+    "/bin",
+    "/dev",
+    "/etc/config/mev/vok",
+    "/lib",
+    "/opt/mev/vok/data",
+    "/opt/mev/vok/log",
+    "/proc",
+    "/run/simhost",
+    "/scratch/log",
+    "/sys",
+    "/tmp",
+    "/var/log",
+    "/var/run",
+    "/var/tmp",
+    "/vmfs/devices/char/mem",
+};
+
+constexpr char deviceNumbers[] =
+    "Character devices:\n"
+    "  1 mem\n"
+    "  4 ttyS\n"
+    " 10 misc\n"
+    " 21 sg\n"
+    "247 ipmidev\n"
+    "\n"
+    "Block devices:\n"
+    "  8 sd\n";
+
+// A configuration of esxtop as the tool itself saves it: a line a screen, capitals for shown columns.
+constexpr char memoryToolConfiguration[] =
+    "ABcDEFghij\n"
+    "aBcDefgHijKLmnOpq\n"
+    "ABCdEfGhijkl\n"
+    "ABcdeFGhIjklmnop\n"
+    "aBCDEFGH\n"
+    "AbcDEFGHIJKLMNopq\n"
+    "ABCDeF\n"
+    "ABCDe\n"
+    "ABCd\n"
+    "5m\n";
+
+void writeFile(const std::string& place, const std::string& content, mode_t mode = 0600) {
+    fs::create_directories(fs::path(place).parent_path());
+    std::ofstream stream(place, std::ios::binary | std::ios::trunc);
+    stream << content;
+    stream.close();
+    if (!stream || ::chmod(place.c_str(), mode) != 0) throw std::runtime_error(place + ": can't be written");
+}
+
+std::string readFile(const std::string& place) {
+    std::ifstream stream(place, std::ios::binary);
+    if (!stream) throw std::runtime_error(place + ": can't be opened");
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+void link(const std::string& target, const std::string& place) {
+    fs::remove(place);
+    fs::create_symlink(target, place);
+}
+
+void writeStandIns(const std::string& root, const std::string& client) {
+    for (const char* name : standInNames())
+        writeFile(root + "/bin/" + name,
+                  "#!/bin/sh\nexec " + vokShellQuote(client) + " --root " + vokShellQuote(root) + " " + name +
+                      " \"$@\"\n",
+                  0700);
+}
+
+void writeConfiguration(const std::string& root, const HostDescription& host, const std::string& given) {
+    const std::string place = root + "/etc/config/mev/vok/vok.conf";
+    if (!given.empty())
+        writeFile(place, readFile(given));
+    else if (!host.configuration.empty() && !fs::exists(place))
+        writeFile(place, host.configuration);
+}
+
+}  // namespace
+
+std::string claimRoot(const std::string& root) {
+    fs::create_directories(root);
+    const std::string place = fs::canonical(root).string();
+    if (place.find_first_of(":\n") != std::string::npos)
+        throw std::runtime_error(place + ": a search path can't name a directory with a colon or a newline");
+    if (!fs::is_empty(place) && !fs::exists(place + markFile))
+        throw std::runtime_error(place +
+                                 ": holds something that vok-simhost did not make; give an empty one");
+    writeFile(place + markFile, "The root of a simulated host, made by vok-simhost.\n");
+    fs::create_directories(HostPlaces(place).run());
+    return place;
+}
+
+void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
+    for (const char* directory : directories) fs::create_directories(root + directory);
+    writeStandIns(root, sources.commandClient);
+    link(sources.module, root + "/lib/libvok-hostaccess.so");
+    link("/dev/null", root + "/dev/null");
+    writeConfiguration(root, host, sources.configuration);
+    writeFile(root + "/proc/devices", deviceNumbers);
+    const std::string memoryTool = root + "/opt/mev/vok/data/esxtopconf";
+    if (!fs::exists(memoryTool)) writeFile(memoryTool, memoryToolConfiguration);
+    for (const auto& [file, content] : host.files) writeFile(root + file, content);
+}
+
+}  // namespace simhost

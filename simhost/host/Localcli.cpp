@@ -1,0 +1,94 @@
+// localcli: reads the host's hardware and software facts by namespace.
+#include <algorithm>
+
+#include "host/StandIns.h"
+
+namespace simhost {
+
+namespace {
+
+void line(std::string& text, const std::string& key, const std::string& value) {
+    text += "   " + key + ": " + value + "\n";
+}
+
+std::string systemVersionGet(const HostDescription& host) {
+    std::string text;
+    line(text, "Product", host.productName);
+    line(text, "Version", host.productVersion);
+    line(text, "Build", host.productBuild);
+    line(text, "Update", host.productUpdate);
+    line(text, "Patch", host.productPatch);
+    return text;
+}
+
+// A block a function: its address as the head line, its keys three blanks in, an empty line behind it.
+std::string hardwarePciList(const HostDescription& host) {
+    std::string text;
+    for (const auto& function : host.pciFunctions) {
+        if (!text.empty()) text += "\n";
+        text += function.at("Address") + ":\n";
+        for (const auto& key : pciKeys()) line(text, key, function.at(key));
+    }
+    return text;
+}
+
+using Row = std::vector<std::string>;
+
+std::string table(const std::vector<Row>& rows) {
+    std::vector<std::size_t> widths(rows.front().size(), 0);
+    for (const auto& row : rows)
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    std::string text;
+    const auto put = [&text, &widths](const Row& row) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            text += row[i];
+            if (i + 1 < row.size()) text.append(widths[i] - row[i].size() + 2, ' ');
+        }
+        text += "\n";
+    };
+    put(rows.front());
+    Row dashes;
+    for (const std::size_t width : widths) dashes.emplace_back(width, '-');
+    put(dashes);
+    std::for_each(rows.begin() + 1, rows.end(), put);
+    return text;
+}
+
+std::string storageCoreAdapterList(const HostDescription& host) {
+    std::vector<Row> rows{{"HBA Name", "Driver", "Link State", "UID", "Capabilities", "Description"}};
+    for (const auto& each : host.storageAdapters)
+        rows.push_back(
+            {each.name, each.driver, each.linkState, each.uid, each.capabilities, each.description});
+    return table(rows);
+}
+
+struct Namespace {
+    const char* words;
+    std::string (*print)(const HostDescription& host);
+};
+
+constexpr Namespace namespaces[] = {
+    {"hardware pci list", hardwarePciList},
+    {"storage core adapter list", storageCoreAdapterList},
+    {"system version get", systemVersionGet},
+};
+
+std::string usage() {
+    std::string text = "Usage: localcli NAMESPACE... COMMAND\n\nOn this simulated host:\n";
+    for (const auto& each : namespaces) text += std::string("   localcli ") + each.words + "\n";
+    return text;
+}
+
+}  // namespace
+
+Answer runLocalcli(const std::vector<std::string>& arguments, const HostDescription& host) {
+    std::string words;
+    for (const auto& argument : arguments) words += (words.empty() ? "" : " ") + argument;
+    if (words == "--help" || words == "-h") return {0, usage(), ""};
+    for (const auto& each : namespaces)
+        if (words == each.words) return {0, each.print(host), ""};
+    if (words.empty()) return {1, usage(), ""};
+    return {1, "", "Error: Unknown command or namespace " + words + "\n\n" + usage()};
+}
+
+}  // namespace simhost

@@ -1,0 +1,90 @@
+// The OpenIPMI driver of a simulated host: serves its device node, hands one request after another to the
+// management controller, and gives each reply to the descriptor that asked. A controller that does not
+// answer, or is not there, costs the asker no more than the driver's own patience: then the reply is a
+// completion code and nothing else, as the real driver makes it.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "common/EventLoop.h"
+#include "common/Packets.h"
+
+namespace simhost {
+
+class OpenIpmiDriver {
+public:
+    struct Places {
+        std::string device;
+        std::string controller;
+    };
+    // Listens for a controller at once, and for users of the device node while it is present.
+    OpenIpmiDriver(EventLoop& loop, Places places, std::string hostName, EventLoop::Clock::duration patience);
+    ~OpenIpmiDriver();
+    OpenIpmiDriver(const OpenIpmiDriver&) = delete;
+    OpenIpmiDriver& operator=(const OpenIpmiDriver&) = delete;
+
+    // Makes the device node appear or vanish. What is open stays open.
+    void setPresent(bool present);
+    bool present() const { return static_cast<bool>(deviceListener_); }
+    // Closes every open descriptor, as a reset of the host does.
+    void disconnectUsers();
+
+    bool controllerAttached() const { return static_cast<bool>(controller_); }
+    std::size_t openDescriptors() const { return users_.size(); }
+    unsigned long long exchanges() const { return exchanges_; }
+    unsigned long long expiredExchanges() const { return expired_; }
+
+private:
+    struct User {
+        FileDescriptor socket;
+        EventLoop::Watch watch = 0;
+        unsigned process = 0;
+        std::uint32_t requests = 0;
+    };
+    struct Pending {
+        std::uint32_t user;
+        std::uint32_t ordinal;
+        DeviceMessage request;
+        std::uint32_t sequence = 0;
+    };
+
+    void acceptUsers();
+    void serveUser(std::uint32_t id);
+    void dropUser(std::uint32_t id);
+    void acceptController();
+    void serveController();
+    void dropController();
+    void next();
+    void finish(const Bytes& data);
+    void toController(const ControllerPacket& packet);
+    void toUser(std::uint32_t id, const DeviceMessage& reply);
+
+    EventLoop& loop_;
+    Places places_;
+    std::string hostName_;
+    EventLoop::Clock::duration patience_;
+
+    FileDescriptor deviceListener_;
+    EventLoop::Watch deviceWatch_ = 0;
+    std::uint32_t lastUser_ = 0;
+    std::map<std::uint32_t, User> users_;
+
+    FileDescriptor controllerListener_;
+    EventLoop::Watch controllerListening_ = 0;
+    FileDescriptor controller_;
+    EventLoop::Watch controllerWatch_ = 0;
+
+    std::deque<Pending> waiting_;
+    std::optional<Pending> inFlight_;
+    EventLoop::Timer patienceTimer_ = 0;
+    std::uint32_t lastSequence_ = 0;
+    unsigned long long exchanges_ = 0;
+    unsigned long long expired_ = 0;
+};
+
+}  // namespace simhost

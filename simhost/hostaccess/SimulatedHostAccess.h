@@ -1,0 +1,35 @@
+// The way from the agent to a simulated host: files under the host's root, device nodes that are sockets of
+// vok-simhost, and the host's own clock, name, uptime and addresses.
+#pragma once
+
+#include <string>
+
+#include "common/HostState.h"
+#include "hostaccess/ClockWaiters.h"
+#include "platform/vokRootedHostAccess.h"
+
+namespace simhost {
+
+class SimulatedHostAccess : public vokRootedHostAccess {
+public:
+    SimulatedHostAccess(const std::string& root, HostState state);
+
+    int openDevice(const std::string& place, int flags) override;
+    int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
+
+    int systemName(struct utsname* name) override;
+    int systemInformation(struct sysinfo* information) override;
+    int interfaceAddresses(struct ifaddrs** addresses) override;
+    void freeInterfaceAddresses(struct ifaddrs* addresses) override;
+
+    int wallClock(struct timespec* now) override;
+    int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                  const struct timespec* deadline) override;
+    void pause(unsigned long microseconds) override;
+
+private:
+    HostState state_;
+    ClockWaiters waiters_;
+};
+
+}  // namespace simhost

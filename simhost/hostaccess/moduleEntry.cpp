@@ -1,0 +1,19 @@
+#include <cstdio>
+
+#include "common/HostPlaces.h"
+#include "hostaccess/SimulatedHostAccess.h"
+
+extern "C" __attribute__((visibility("default"))) IvokHostAccess* vokCreateHostAccess(const char* root) {
+    const simhost::HostPlaces places(root);
+    if (!simhost::hostIsLocked(places.lock())) {
+        std::fprintf(stderr, "vok-hostaccess: no vok-simhost serves %s\n", root);
+        return nullptr;
+    }
+    std::string error;
+    simhost::HostState state = simhost::HostState::open(places.state(), error);
+    if (!state) {
+        std::fprintf(stderr, "vok-hostaccess: %s\n", error.c_str());
+        return nullptr;
+    }
+    return new simhost::SimulatedHostAccess(root, std::move(state));
+}

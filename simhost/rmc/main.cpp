@@ -1,0 +1,115 @@
+// vok-rmc: the rack management controller of a simulated host. "run" is the controller; "control" speaks to
+// one that runs.
+#include <sys/stat.h>
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+
+#include "common/HostPlaces.h"
+#include "common/RequestServer.h"
+#include "rmc/Controller.h"
+#include "rmc/RmcControl.h"
+
+using namespace simhost;
+
+namespace {
+
+constexpr int ok = 0;
+constexpr int failed = 1;
+constexpr int badUsage = 2;
+constexpr int breachesSeen = 3;
+
+struct RunOptions {
+    std::string root;
+    std::string out;
+    std::string index = "random";
+    std::size_t sizeLimit = 16u << 20;
+    bool quiet = false;
+};
+
+int run(const RunOptions& options) {
+    ::umask(077);
+    Controller::Settings settings;
+    settings.index = IndexScheme::parse(options.index);
+    settings.sizeLimit = options.sizeLimit;
+    settings.hostSocket = HostPlaces(std::filesystem::absolute(options.root).string()).controllerSocket();
+
+    Keeper keeper(options.out);
+    Report report(options.quiet);
+    std::string ignored;
+    if (askServer(keeper.controlSocket(), {"status"}, ignored))
+        throw std::runtime_error(keeper.directory() + ": another vok-rmc keeps its papers there");
+    EventLoop loop;
+    loop.stopOnSignals();
+    RmcControl control(loop, keeper.controlSocket());
+    Controller controller(loop, settings, keeper, report, [&control] { control.changed(); });
+    control.setController(controller);
+    std::printf("vok-rmc: ready: papers in %s, process %d\n", keeper.directory().c_str(),
+                static_cast<int>(::getpid()));
+    std::fflush(stdout);
+    loop.run();
+    const ControllerCounts& counts = controller.counts();
+    std::printf("vok-rmc: %lu inventories, %lu events, %lu breaches\n", counts.inventories, counts.events,
+                counts.breaches);
+    return counts.breaches == 0 ? ok : breachesSeen;
+}
+
+int control(const std::string& out, const std::vector<std::string>& words) {
+    std::string error;
+    const auto answer = askServer(out + "/control.sock", words, error);
+    if (!answer) {
+        std::cerr << "vok-rmc control: no controller has its papers in " << out << " (" << error << ")\n";
+        return failed;
+    }
+    std::cout << answer->output << std::flush;
+    std::cerr << answer->error;
+    return answer->status;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    CLI::App app(
+        "The rack management controller of a simulated host: receives inventories and events from the\n"
+        "agent, holds every byte against the protocol, and rings the door-bell.",
+        "vok-rmc");
+    app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 in order, 1 failed, 2 wrong usage, 3 at the end of a run in which the protocol was\n"
+        "breached, 4 of a wait whose time was over. See \"vok-rmc control --help\".");
+
+    RunOptions options;
+    CLI::App* runCommand = app.add_subcommand("run", "Be the controller until SIGTERM, SIGINT or \"quit\"");
+    runCommand->add_option("--root", options.root, "Directory of the simulated host")->required();
+    runCommand->add_option("--out", options.out, "Directory for what is received")->required();
+    runCommand->add_flag("--quiet", options.quiet, "Print breaches only");
+    runCommand
+        ->add_option("--size-limit", options.sizeLimit, "Longest payload in bytes; longer gets status 8")
+        ->capture_default_str();
+    runCommand
+        ->add_option("--index", options.index, "The index of each reply: sequential, random or constant:N")
+        ->capture_default_str();
+
+    std::string out;
+    CLI::App* controlCommand = app.add_subcommand("control", "Speak to a controller that runs");
+    controlCommand->add_option("--out", out, "Directory of that controller's papers")->required();
+    controlCommand->prefix_command();
+    controlCommand->footer(rmcControlHelp);
+
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::ParseError& error) {
+        const int status = app.exit(error);
+        return status == 0 ? ok : badUsage;
+    }
+    try {
+        return *controlCommand ? control(out, controlCommand->remaining()) : run(options);
+    } catch (const UsageError& error) {
+        std::cerr << "vok-rmc: " << error.what() << "\n";
+        return badUsage;
+    } catch (const std::exception& error) {
+        std::cerr << "vok-rmc: " << error.what() << "\n";
+        return failed;
+    }
+}

@@ -1,0 +1,196 @@
+#include <regex.h>
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "core/vokLog.h"
+#include "platform/vokCommandStream.h"
+#include "platform/vokHostAccess.h"
+#include "platform/vokUtils.h"
+
+namespace {
+
+constexpr char hardwareList[] = "/opt/mev/vok/data/vok_hwlist.txt";
+constexpr std::size_t lineBuffer = 512;
+// More than any command of a host prints; a command that runs wild does not take the memory with it.
+constexpr std::size_t greatestOutput = 16 * 1024 * 1024;
+
+// A compiled POSIX expression, released on every way out.
+class Expression {
+public:
+    explicit Expression(const std::string& pattern)
+        : result_(::regcomp(&expression_, pattern.c_str(), REG_EXTENDED)) {}
+    ~Expression() {
+        if (result_ == 0) ::regfree(&expression_);
+    }
+    Expression(const Expression&) = delete;
+    Expression& operator=(const Expression&) = delete;
+
+    int compileResult() const { return result_; }
+    int match(const std::string& text, regmatch_t& span) const {
+        return ::regexec(&expression_, text.c_str(), 1, &span, 0);
+    }
+    std::string describe(int result) const {
+        char text[256] = {};
+        ::regerror(result, &expression_, text, sizeof(text));
+        return text;
+    }
+
+private:
+    regex_t expression_{};
+    int result_;
+};
+
+// One question about a PCI function to the stored hardware list.
+struct IdQuery {
+    const char* grepTail;
+    const char* patterns[2];
+    const char* names[2];
+};
+
+constexpr IdQuery deviceQuery = {"/,/^$/' | grep -w 'Vendor ID:\\|Device ID:'",
+                                 {"\tVendor ID: 0x[A-Za-z0-9]{4}", "\tDevice ID: 0x[A-Za-z0-9]{4}"},
+                                 {"vendorId", "deviceId"}};
+constexpr IdQuery subsystemQuery = {"/,/^$/' | grep -w 'SubVendor ID:\\|SubDevice ID:'",
+                                    {"\tSubVendor ID: 0x[A-Za-z0-9]{4}", "\tSubDevice ID: 0x[A-Za-z0-9]{4}"},
+                                    {"subVendorId", "subDeviceId"}};
+
+std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::string& pciAddress) {
+    if (!vokUtils::isPCIAddress(pciAddress)) {
+        VOK_LOG_WARNING("VOK_UTILS", "Not a PCI address, not looked up : %s", pciAddress.c_str());
+        return {};
+    }
+    const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
+        "cat " + vokHostAccess().commandPath(hardwareList) + " | awk '/" + pciAddress + query.grepTail);
+    std::string values[2];
+    for (int i = 0; i < 2; ++i) {
+        values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+        if (values[i].empty())
+            VOK_LOG_DEBUG("VOK_UTILS", "Cound not fetch %s for %s", query.names[i], pciAddress.c_str());
+    }
+    VOK_LOG_DEBUG("VOK_UTILS", "%s = %s, %s = %s", query.names[0], values[0].c_str(), query.names[1],
+                  values[1].c_str());
+    return {values[0], values[1]};
+}
+
+bool isAdapterName(const std::string& name) {
+    return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return std::isalnum(c) || std::strchr("._:-", c) != nullptr;
+    });
+}
+
+}  // namespace
+
+std::string vokUtils::executeEsxiCommandAndFetchOutput(std::string command) {
+    VOK_LOG_DEBUG("VOK_UTILS", "command =%s", command.c_str());
+    const vokCommandStream stream(command);
+    if (!stream) {
+        VOK_LOG_ERROR("VOK_UTILS", "Error(%s) occurred while executing command : %s", std::strerror(errno),
+                      command.c_str());
+        return "";
+    }
+    std::string output;
+    char buffer[lineBuffer];
+    while (std::fgets(buffer, sizeof(buffer), stream.get())) {
+        std::string piece = buffer;
+        std::string trimmed;
+        trimLeadingTrailingSpaces(piece, trimmed);
+        if (output.size() + trimmed.size() >= greatestOutput) {
+            VOK_LOG_WARNING("VOK_UTILS", "Output is cut at %zu bytes : %s", output.size(), command.c_str());
+            break;
+        }
+        output += '\t';
+        output += trimmed;
+    }
+    return output;
+}
+
+void vokUtils::trimLeadingTrailingSpaces(std::string& in, std::string& out) {
+    out.clear();
+    if (in.empty()) return;
+    while (in.size() >= 2 && std::isspace(static_cast<unsigned char>(in.back()))) in.pop_back();
+    if (in == " ") return;
+    // Only blanks go at the front: a leading tab stays.
+    const auto first = in.find_first_not_of(' ');
+    if (first != std::string::npos) out = in.substr(first);
+}
+
+std::string vokUtils::getValueByRegexFromLocalcli(std::string text, std::string pattern) {
+    const Expression expression(pattern);
+    if (expression.compileResult() != 0) {
+        VOK_LOG_WARNING("VOK_UTILS", "Error Compiling Regex, Return Value: %d, Error Info: %s",
+                        expression.compileResult(), expression.describe(expression.compileResult()).c_str());
+        return "";
+    }
+    regmatch_t span{};
+    const int result = expression.match(text, span);
+    if (result != 0) {
+        VOK_LOG_DEBUG("VOK_UTILS", "Error detecting valueType : %s", expression.describe(result).c_str());
+        return "";
+    }
+    const std::string match =
+        text.substr(static_cast<std::size_t>(span.rm_so), static_cast<std::size_t>(span.rm_eo - span.rm_so));
+    if (match.empty())
+        VOK_LOG_WARNING("VOK_UTILS", "Issue in identifying details from localcli output : %s", text.c_str());
+    // The colon and one blank go. A match without a colon loses its first byte, and one that ends at the
+    // colon has no value.
+    const std::size_t value = match.find(':') + 2;
+    return value <= match.size() ? match.substr(value) : "";
+}
+
+std::pair<std::string, std::string> vokUtils::get_vendor_device(std::string pciAddress) {
+    return queryIds(deviceQuery, pciAddress);
+}
+
+std::pair<std::string, std::string> vokUtils::get_subvendor_subdevice(std::string pciAddress) {
+    return queryIds(subsystemQuery, pciAddress);
+}
+
+bool vokUtils::isPCIAddress(const std::string& text) {
+    static constexpr char form[] = "xxxx:xx:xx.x";
+    if (text.size() != sizeof(form) - 1) return false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool fits =
+            form[i] == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == form[i];
+        if (!fits) return false;
+    }
+    return true;
+}
+
+int vokUtils::getPCIString(std::string adapter, std::string& out) {
+    if (!isAdapterName(adapter)) {
+        VOK_LOG_WARNING("VOK_UTILS", "Not an adapter name, not looked up : %s", adapter.c_str());
+        return -1;
+    }
+    const vokCommandStream stream("localcli storage core adapter list | grep -i '" + adapter + "'");
+    if (!stream) {
+        VOK_LOG_ERROR("VOK_UTILS", "Error occurred in identifying PCI string.");
+        return -1;
+    }
+    std::string text;
+    char buffer[lineBuffer];
+    while (text.size() < greatestOutput && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
+    const auto open = text.find('(');
+    const auto close = text.find(')');
+    // The first of each, even where the closing one stands before the opening one: nothing is between then.
+    if (open != std::string::npos && close != std::string::npos)
+        out = close > open ? text.substr(open + 1, close - open - 1) : "";
+    return 1;
+}
+
+std::string vokUtils::getSubStr(std::string start, std::string end, std::string text) {
+    const auto found = text.find(start);
+    if (found == std::string::npos) return "";
+    const auto from = found + start.size();
+    const auto to = text.find(end, from);
+    return text.substr(from, to == std::string::npos ? to : to - from);
+}
+
+std::string vokUtils::getLineFromFile(std::string path, std::string pattern) {
+    std::ifstream file(vokHostAccess().path(path));
+    for (std::string line; std::getline(file, line);)
+        if (line.find(pattern) != std::string::npos) return line;
+    return "";
+}

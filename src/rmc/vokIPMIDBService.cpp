@@ -1,0 +1,72 @@
+#include "rmc/vokIPMIDBService.h"
+
+#include <cerrno>
+
+#include "core/vokConfig.h"
+#include "core/vokLog.h"
+#include "platform/vokWait.h"
+#include "rmc/vokJsonAggregator.h"
+#include "rmc/vokipmi.h"
+
+namespace {
+
+void* startIPMIDBMonitor(void*) {
+    vokIPMIDBService::getInstance()->startMonitoring();
+    return nullptr;
+}
+
+}  // namespace
+
+pthread_t vokIPMIDBService::thread;
+bool vokIPMIDBService::threadCreated = false;
+std::mutex vokIPMIDBService::cmutex;
+std::condition_variable vokIPMIDBService::cond;
+bool vokIPMIDBService::stopMoni = false;
+bool vokIPMIDBService::checkIPMIDevice = false;
+
+vokIPMIDBService* vokIPMIDBService::getInstance() {
+    static auto* const instance = new vokIPMIDBService;
+    return instance;
+}
+
+void vokIPMIDBService::startvokIPMIDBService() {
+    const int result = ::pthread_create(&thread, nullptr, startIPMIDBMonitor, nullptr);
+    threadCreated = result == 0;
+    if (result != 0) VOK_LOG_ERROR("IPMI_DB", "Error: Unable to create thread: %d", result);
+}
+
+void vokIPMIDBService::stopvokIPMIDBService() {
+    VOK_LOG_DEBUG("IPMI_DB", "Stopping IPMI door bell service");
+    {
+        const std::lock_guard<std::mutex> lock(cmutex);
+        stopMoni = true;
+        cond.notify_one();
+    }
+    VOK_LOG_DEBUG("IPMI_DB", "Signaled for stop.");
+    if (!threadCreated) return;
+    threadCreated = false;
+    const int result = ::pthread_join(thread, nullptr);
+    if (result != 0) VOK_LOG_ERROR("IPMI_DB", "Error: Unable to join thread: %d", result);
+}
+
+void vokIPMIDBService::startMonitoring() {
+    const long long interval = vokConfig::getInstance()->getDoorBellSleepInterval() * 60LL;
+    std::unique_lock<std::mutex> lock(cmutex);
+    for (;;) {
+        if (!stopMoni && !checkIPMIDevice) {
+            if (vokWaitFor(cond, lock, interval) == vokWaitResult::clockFailed) {
+                VOK_LOG_ERROR("IPMI_DB", "Failed to get current time! (error no: %d)", errno);
+                return;
+            }
+            VOK_LOG_DEBUG("IPMI_DB", "Door bell thread woke up");
+            if (!stopMoni) checkIPMIDevice = true;
+        }
+        if (stopMoni) return;
+        // Due, whether by the wait or from before it.
+        checkIPMIDevice = false;
+        lock.unlock();
+        ipmi::IPMIUtils controller;
+        if (controller.checkIPMIDBRequest()) vokJsonAggregator::getInstance()->sendInventory(true);
+        lock.lock();
+    }
+}

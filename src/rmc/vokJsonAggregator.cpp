@@ -1,0 +1,216 @@
+#include "rmc/vokJsonAggregator.h"
+
+#include <json/writer.h>
+#include <cerrno>
+#include <memory>
+#include <vector>
+
+#include "core/vokConfig.h"
+#include "core/vokFactory.h"
+#include "core/vokLog.h"
+#include "core/vokModules.h"
+#include "core/vokResourceManager.h"
+#include "platform/vokWait.h"
+#include "rmc/vokipmi.h"
+
+namespace {
+
+constexpr int firstResource = FIBRE_CHANNEL_DEVICES;
+constexpr int lastResource = TRUSTED_PLATFORM_MODULE;
+constexpr int readinessPasses = 9;
+
+// What one manager adds to the document: each element of a vector goes to the array under a key, or is the
+// section itself.
+struct Section {
+    int id;
+    int type;         // of getInventoryJsonObject2; 0 asks with getInventoryJsonObject
+    const char* key;  // null: the resource's own key
+    bool isArray;
+};
+
+constexpr Section documentSections[] = {
+    {FIBRE_CHANNEL_DEVICES, 0, nullptr, true},
+    {HOST_OS_INFO, 0, nullptr, false},
+    {STORAGE_CONTROLLERS, 1, "StorageControllers", true},
+    {STORAGE_CONTROLLERS, 2, "Drives", true},
+    {STORAGE_CONTROLLERS, 3, "Volumes", true},
+    {STORAGE_CONTROLLERS, 4, "StorageEnclosures", true},
+    {ETHERNET_DEVICES, 0, nullptr, true},
+    // Reserved resources, which nobody can enable yet.
+    {NVME_CONTROLLERS, 1, "StorageControllers", true},
+    {NVME_CONTROLLERS, 2, "Drives", true},
+    {GPU_DEVICES, 0, nullptr, true},
+    {INFINIBAND_DEVICES, 0, nullptr, true},
+    {TRUSTED_PLATFORM_MODULE, 0, nullptr, false},
+};
+
+// The manager of an enabled resource; null when the resource is disabled or has no manager in this build.
+vokResourceManager* enabledManager(int id) {
+    if (!vokConfig::getInstance()->isResourceEnabled(id)) return nullptr;
+    return std::make_unique<vokFactory>()->createInstance(id);
+}
+
+void* startInventoryPushThread(void*) {
+    vokJsonAggregator::getInstance()->initializeCachePush();
+    return nullptr;
+}
+
+}  // namespace
+
+std::atomic<bool> vokJsonAggregator::firstInventoryPushComplete{false};
+bool vokJsonAggregator::pushInventory = true;
+bool vokJsonAggregator::stopAggr = false;
+pthread_t vokJsonAggregator::thread;
+bool vokJsonAggregator::threadCreated = false;
+std::mutex vokJsonAggregator::cmutex;
+std::condition_variable vokJsonAggregator::cond;
+
+vokJsonAggregator* vokJsonAggregator::getInstance() {
+    static auto* const instance = new vokJsonAggregator;
+    return instance;
+}
+
+vokJsonAggregator::vokJsonAggregator()
+    : vok_RM_to_string{{FIBRE_CHANNEL_DEVICES, "FibreChannelDevices"},
+                       {HOST_OS_INFO, "Oem"},
+                       {STORAGE_CONTROLLERS, "StorageControllers"},
+                       {ETHERNET_DEVICES, "EthernetDevices"},
+                       {GPU_DEVICES, "Processors"},
+                       {INFINIBAND_DEVICES, "InfiniBandDevices"},
+                       {TRUSTED_PLATFORM_MODULE, "TrustedPlatformModule"}} {}
+
+bool vokJsonAggregator::isInventorySent() {
+    return firstInventoryPushComplete;
+}
+
+void vokJsonAggregator::sendInventory(bool fromResourceManager) {
+    if (fromResourceManager) {
+        const std::lock_guard<std::mutex> lock(cmutex);
+        pushInventory = true;
+        if (firstInventoryPushComplete) {
+            VOK_LOG_DEBUG("JSON_AGGR", "Request to send inventory");
+            cond.notify_one();
+        } else {
+            // Not lost in spite of the word: the first push serves it.
+            VOK_LOG_DEBUG("JSON_AGGR", "Dropping inventory send request");
+        }
+        return;
+    }
+    VOK_LOG_DEBUG("JSON_AGGR", "Creating Json Aggregator thread");
+    const int result = ::pthread_create(&thread, nullptr, startInventoryPushThread, nullptr);
+    threadCreated = result == 0;
+    if (result != 0) VOK_LOG_ERROR("JSON_AGGR", "Error: Unable to create thread: %d", result);
+}
+
+void vokJsonAggregator::stopvokJsonAggregator() {
+    VOK_LOG_DEBUG("JSON_AGGR", "Stopping vokJsonAggr");
+    {
+        const std::lock_guard<std::mutex> lock(cmutex);
+        stopAggr = true;
+        cond.notify_one();
+    }
+    VOK_LOG_DEBUG("JSON_AGGR", "Signaled for stop.");
+    if (!threadCreated) return;
+    threadCreated = false;
+    const int result = ::pthread_join(thread, nullptr);
+    if (result != 0) VOK_LOG_ERROR("JSON_AGGR", "Error: Unable to join thread: %d", result);
+}
+
+void vokJsonAggregator::initializeCachePush() {
+    const long long interval = vokConfig::getInstance()->getInventoryPushIntervalSettings() * 60LL;
+    std::unique_lock<std::mutex> lock(cmutex);
+    if (!checkIfInventoryReady(lock)) return;
+    while (!stopAggr) {
+        if (!pushInventory && (!aggrThreadSleep(lock, interval) || stopAggr)) return;
+        pushInventory = false;
+        lock.unlock();
+        createInventoryJsonString();
+        lock.lock();
+    }
+}
+
+bool vokJsonAggregator::checkIfInventoryReady(std::unique_lock<std::mutex>& lock) {
+    VOK_LOG_DEBUG("JSON_AGGR", "Entry checkIfInventoryReady");
+    const long pause = vokConfig::getInstance()->getInventoryQueryInterval();
+    for (int pass = 0; pass < readinessPasses; ++pass) {
+        VOK_LOG_DEBUG("JSON_AGGR", "Aggregator thread sleeping for %ld sec iteration no. %d", pause,
+                      pass + 1);
+        if (!aggrThreadSleep(lock, pause) || stopAggr) return false;
+        bool allReady = true;
+        for (int id = firstResource; id <= lastResource; ++id) {
+            vokResourceManager* const manager = enabledManager(id);
+            if (!manager || manager->isInventoryReady(pass)) continue;
+            VOK_LOG_INFO("JSON_AGGR", "RM %d not ready with inventory", id);
+            allReady = false;
+        }
+        if (allReady) return true;
+    }
+    return true;
+}
+
+bool vokJsonAggregator::aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds) {
+    if (vokWaitFor(cond, lock, seconds) == vokWaitResult::clockFailed) {
+        VOK_LOG_ERROR("JSON_AGGR", "Failed to get current time! (errno: %d)", errno);
+        return false;
+    }
+    VOK_LOG_DEBUG("JSON_AGGR", "Thread signaled");
+    return true;
+}
+
+void vokJsonAggregator::createInventoryJsonString() {
+    gatherSections();
+    if (sections.empty())
+        VOK_LOG_WARNING("JSON_AGGR", "No inventory information found!");
+    else
+        sendJsonString();
+    firstInventoryPushComplete = true;
+}
+
+std::string vokJsonAggregator::getInventoryDocument() {
+    gatherSections();
+    return sections.empty() ? std::string() : documentText();
+}
+
+void vokJsonAggregator::gatherSections() {
+    sections = Json::Value(Json::objectValue);
+    for (int id = firstResource; id <= lastResource; ++id)
+        if (vokResourceManager* const manager = enabledManager(id)) gatherSection(id, *manager);
+}
+
+void vokJsonAggregator::gatherSection(int id, vokResourceManager& manager) {
+    for (const auto& section : documentSections) {
+        if (section.id != id) continue;
+        std::vector<Json::Value> elements;
+        const int isPrevious = section.type == 0 ? manager.getInventoryJsonObject(elements)
+                                                 : manager.getInventoryJsonObject2(section.type, elements);
+        const std::string& key = section.key ? section.key : vok_RM_to_string[id];
+        for (const auto& element : elements) {
+            if (section.isArray)
+                sections[key].append(element);
+            else
+                sections[key] = element;
+        }
+        VOK_LOG_DEBUG("JSON_AGGR", "RM inventory type: [%d]", isPrevious);
+    }
+}
+
+std::string vokJsonAggregator::documentText() {
+    document = Json::Value(Json::objectValue);
+    document["HostDataCollection"] = sections;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    std::string text = Json::writeString(builder, document);
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+void vokJsonAggregator::sendJsonString() {
+    const std::string text = documentText();
+    VOK_LOG_INFO("JSON_AGGR", "*************printing final Json String*******");
+    VOK_LOG_INFO("JSON_AGGR", "%s", text.c_str());
+    ipmi::IPMIUtils controller;
+    if (controller.RMC_CLI_Cmd_Execution("WriteInventory", text) == 1)
+        VOK_LOG_ERROR("JSON_AGGR", "An Error occurred in delivering inventory string to RMC!");
+    else
+        VOK_LOG_DEBUG("JSON_AGGR", "Success in delivering inventory string to RMC!");
+}

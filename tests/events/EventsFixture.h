@@ -1,0 +1,87 @@
+// What the tests of this folder share: a fake host whose agent logs everything into files under its root,
+// and a client of the server.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "events/vokMsgInfra.h"
+#include "events/vokOwnedDescriptor.h"
+#include "support/FakeHostAccess.h"
+
+class EventsFixture : public ::testing::Test {
+protected:
+    // The resources that the configuration enables, as JSON: only one without a manager, so that nothing
+    // takes time. `cliMode` is that setting.
+    explicit EventsFixture(const std::string& enabled = R"(["FibreChannelDevices"])",
+                           const std::string& cliMode = "test");
+
+    std::string log() const { return host.root.readFile("/log/vok.log"); }
+    std::string debugLog() const { return host.root.readFile("/log/vok_debug.log"); }
+    // How often a line with this module and exactly this message stands in a log.
+    static int count(const std::string& log, const std::string& module, const std::string& message);
+
+    // Ordinary events pass from here on.
+    void openGate();
+    // The texts that the controller has got, in order.
+    std::vector<std::string> delivered();
+    // The controller refuses all that comes from here on.
+    void refuseAll();
+
+    // Where an absolute path of the agent lies.
+    std::string place(const std::string& absolute) const { return host.path(absolute); }
+
+    FakeHostAccess& host;
+};
+
+// Starts the server, and stops it at the end if the test has not.
+class ServerFixture : public EventsFixture {
+protected:
+    using EventsFixture::EventsFixture;
+    ~ServerFixture() override;
+
+    void startServer();
+    void stopServer();
+    // Returns when the condition holds; fails the test when that takes longer than a broken machine would.
+    static void waitUntil(const std::function<bool()>& condition, const char* what);
+
+private:
+    bool started_ = false;
+};
+
+// A client as the agent sees it: a number, and a pipe for the answer.
+class TestClient {
+public:
+    TestClient(FakeHostAccess& host, int number) : host_(host), number_(number) {}
+
+    // Makes the answer's pipe and opens it.
+    void makePipe();
+    void openPipe();
+    std::string pipePath() const { return vokClientPipePrefix + std::to_string(number_); }
+
+    _VOK_MESSAGE_PACKET packet(int messageCode, const std::string& payload) const;
+    // Writes to the server's pipe, waiting for the server to open it.
+    void send(const void* bytes, std::size_t size) const;
+    void send(int messageCode, const std::string& payload) const;
+
+    // The answer's 4096 bytes; fewer when the agent does not answer.
+    std::string answer();
+    // The answer's status; -1 when the agent does not answer.
+    int status();
+
+    // Asks and gives the status.
+    int ask(int messageCode, const std::string& payload);
+
+private:
+    FakeHostAccess& host_;
+    int number_;
+    vokOwnedDescriptor pipe_;
+};
+
+constexpr int testEventCode = 0x0102;
+constexpr int injectedEventCode = 0x0103;

@@ -1,0 +1,120 @@
+#include "events/vokEventHandler.h"
+
+#include <pthread.h>
+#include <thread>
+
+#include "EventsFixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+vokEvent event(int id) {
+    return vokEvent(id, "FFFFFFFFFFFFFFFF", "M", false, "2023-11-14 22:13:20", "P", "VOK");
+}
+
+std::string textOf(int id) {
+    return R"({"EventTime":"2023-11-14 22:13:20","HostName":"testhost","ID":)" + std::to_string(id) +
+           R"(,"IPv4Addresses":[{"Address":"10.1.2.3"}],"OSType":104,"OSVersion":"7.0.3",)"
+           R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK"})";
+}
+
+// No thread can be created from here on: its stack would be larger than the address space.
+void makeThreadCreationFail() {
+    pthread_attr_t attributes;
+    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, (~std::size_t{0} >> 1) & ~std::size_t{0xFFFFF}), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
+    ::pthread_attr_destroy(&attributes);
+}
+
+class vokEventHandlerTest : public EventsFixture {
+protected:
+    vokEventHandler handler;
+};
+
+TEST_F(vokEventHandlerTest, TheSevenNumbersPassBeforeTheFirstPush) {
+    for (const int id : {356, 359, 360, 434, 435, 1337, 1338}) handler.generateEvent(event(id));
+    EXPECT_THAT(delivered(), ElementsAre(textOf(356), textOf(359), textOf(360), textOf(434), textOf(435),
+                                         textOf(1337), textOf(1338)));
+}
+
+TEST_F(vokEventHandlerTest, AllOtherNumbersAreDroppedInSilenceBeforeTheFirstPush) {
+    makeThreadCreationFail();  // an attempt at a thread would leave a line
+    for (const int id : {383, 708, 358, 361, 538, 1336, 1339, 0, -1}) handler.generateEvent(event(id));
+    EXPECT_THAT(delivered(), IsEmpty());
+    EXPECT_TRUE(host.openedDevices.empty());
+    EXPECT_EQ(log(), "");
+    EXPECT_EQ(debugLog(), "");
+}
+
+TEST_F(vokEventHandlerTest, AfterTheFirstPushEveryNumberPasses) {
+    openGate();
+    for (const int id : {383, 708, 4711}) handler.generateEvent(event(id));
+    EXPECT_THAT(delivered(), ElementsAre(textOf(383), textOf(708), textOf(4711)));
+}
+
+TEST_F(vokEventHandlerTest, TheTextIsLoggedAndItsDeliveryToo) {
+    handler.generateEvent(event(359));
+    EXPECT_EQ(count(log(), "EVT_HANDLER", textOf(359)), 1);
+    EXPECT_EQ(count(debugLog(), "EVT_HANDLER", "SUCCESS in delivering event to RMC"), 1);
+    EXPECT_THAT(log(), Not(HasSubstr("FAILURE")));
+}
+
+TEST_F(vokEventHandlerTest, TheRemoteCommandIsMPEventGen) {
+    handler.generateEvent(event(359));
+    ASSERT_FALSE(host.deviceRequests.empty());
+    const auto& first = host.deviceRequests.front().data;
+    EXPECT_STREQ(reinterpret_cast<const char*>(first.data() + 3), "MPEventGen");
+}
+
+TEST_F(vokEventHandlerTest, ARefusedEventIsLostWithOneErrorLine) {
+    refuseAll();
+    handler.generateEvent(event(359));
+    EXPECT_EQ(count(log(), "EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
+    EXPECT_EQ(debugLog().find("SUCCESS in delivering"), std::string::npos);
+    EXPECT_EQ(host.deviceRequests.size(), 1U);  // no retry
+}
+
+TEST_F(vokEventHandlerTest, SendingGivesZeroForSuccessAndOneForFailure) {
+    EXPECT_EQ(vokEventHandler::sendEventToRMC(textOf(1)), 0);
+    EXPECT_THAT(delivered(), ElementsAre(textOf(1)));
+    refuseAll();
+    EXPECT_EQ(vokEventHandler::sendEventToRMC(textOf(2)), 1);
+}
+
+TEST_F(vokEventHandlerTest, AnEventWithoutAThreadIsLostWithAnErrorLine) {
+    makeThreadCreationFail();
+    handler.generateEvent(event(359));
+    EXPECT_EQ(count(log(), "EVT_HANDLER", "Unable to spawn a thread to handle event."), 1);
+    EXPECT_THAT(delivered(), IsEmpty());
+}
+
+TEST_F(vokEventHandlerTest, TheRaiserWaitsForTheDelivery) {
+    bool sent = false;
+    std::thread::id deliverer;
+    host.onPause = [&](unsigned long) {  // the pause that ends a remote command
+        deliverer = std::this_thread::get_id();
+        sent = true;
+    };
+    handler.generateEvent(event(359));
+    EXPECT_TRUE(sent);
+    EXPECT_NE(deliverer, std::this_thread::get_id());
+}
+
+TEST_F(vokEventHandlerTest, EventsOfSeveralThreadsArriveWhole) {
+    openGate();
+    std::vector<std::thread> raisers;
+    for (int raiser = 0; raiser < 8; ++raiser)
+        raisers.emplace_back([raiser] {
+            for (int i = 0; i < 10; ++i) vokEventHandler().generateEvent(event(10000 + raiser * 10 + i));
+        });
+    for (std::thread& raiser : raisers) raiser.join();
+    std::vector<std::string> expected;
+    for (int id = 10000; id < 10080; ++id) expected.push_back(textOf(id));
+    EXPECT_THAT(delivered(), ::testing::UnorderedElementsAreArray(expected));
+}
+
+}  // namespace

@@ -1,0 +1,151 @@
+#include "events/vokTestEvent.h"
+
+#include <cstdlib>
+
+#include "EventsFixture.h"
+#include "host/HostResourceManager.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::IsEmpty;
+
+// Gives what the payload puts to standard output.
+std::string send(std::string payload) {
+    ::testing::internal::CaptureStdout();
+    sendTestEventWithEventId(payload.data());
+    return ::testing::internal::GetCapturedStdout();
+}
+
+std::string hostEvent(int id) {
+    return R"({"EventTime":"2023-11-14 22:13:20","HostName":"testhost","ID":)" + std::to_string(id) +
+           R"(,"IPv4Addresses":[{"Address":"10.1.2.3"}],"OSType":104,"OSVersion":"7.0.3",)"
+           R"("Source":"VOK-CLI"})";
+}
+
+// The end of the agent's own event: its time depends on how long the managers let it wait.
+std::string agentEvent(const std::string& enabled, const std::string& operational) {
+    return R"(","HostName":"testhost","ID":708,)"
+           R"("IPv4Addresses":[{"Address":"10.1.2.3"}],"OSType":104,"OSVersion":"7.0.3",)"
+           R"("Source":"VOK-CLI","VariableData":{"EnabledResourceType":)" +
+           enabled + R"(,"EventInfo":"VOK Test Event","OperationalResourceType":)" + operational +
+           R"(,"Type":"Test Event"}})";
+}
+
+class vokTestEventTest : public EventsFixture {
+protected:
+    explicit vokTestEventTest(const std::string& enabled = R"(["FibreChannelDevices"])")
+        : EventsFixture(enabled) {
+        ::setenv("TZ", "UTC", 1);
+    }
+};
+
+class vokTestEventWithAllManagers : public vokTestEventTest {
+protected:
+    vokTestEventWithAllManagers() : vokTestEventTest(R"(["All"])") {}
+};
+
+class vokTestEventWithHost : public vokTestEventTest {
+protected:
+    vokTestEventWithHost() : vokTestEventTest(R"(["HostOSInfo", "EthernetDevices"])") {}
+};
+
+TEST_F(vokTestEventTest, TheNumber708AloneIsTheAgentsOwnEvent) {
+    openGate();
+    EXPECT_EQ(send("708"), "");
+    EXPECT_THAT(delivered(), ElementsAre(EndsWith(agentEvent(R"(["FibreChannelDevices"])", "[]"))));
+}
+
+TEST_F(vokTestEventTest, TheLocationOfTheAgentsOwnEventIsNotLookedAt) {
+    openGate();
+    EXPECT_EQ(send("708 0123456789ABCDEF"), "");
+    EXPECT_THAT(delivered(), ElementsAre(EndsWith(agentEvent(R"(["FibreChannelDevices"])", "[]"))));
+}
+
+TEST_F(vokTestEventWithAllManagers, ManagersAreAskedInTheOrderOneTwoThreeZeroAndMissingOnesDoNotOperate) {
+    openGate();
+    generateTestEvent(708);
+    EXPECT_THAT(
+        delivered(),
+        ElementsAre(EndsWith(agentEvent(
+            R"(["HostOSInfo","StorageControllers","EthernetDevices","FibreChannelDevices"])", "[]"))));
+}
+
+TEST_F(vokTestEventWithHost, AManagerWithACacheIsOperational) {
+    HostResourceManager::getInstance()->cacheBuild();
+    openGate();
+    generateTestEvent(708);
+    EXPECT_THAT(delivered().back(),
+                EndsWith(agentEvent(R"(["HostOSInfo","EthernetDevices"])", R"(["HostOSInfo"])")));
+}
+
+TEST_F(vokTestEventTest, HostEventsAreRaisedByTheHostManagerWithoutALocation) {
+    for (const char* id : {"356", "359", "360", "434", "435 0123456789ABCDEF"}) EXPECT_EQ(send(id), "");
+    EXPECT_THAT(delivered(),
+                ElementsAre(hostEvent(356), hostEvent(359), hostEvent(360), hostEvent(434), hostEvent(435)));
+}
+
+TEST_F(vokTestEventTest, BeforeTheFirstPushOnlyNumbersThatPassTheGateAreDelivered) {
+    send("708");
+    EXPECT_THAT(delivered(), IsEmpty());
+    send("356");
+    EXPECT_THAT(delivered(), ElementsAre(hostEvent(356)));
+}
+
+TEST_F(vokTestEventTest, AnEventOfAManagerThatIsNotThereIsOneWarningLineAndNothingSent) {
+    openGate();
+    EXPECT_EQ(send("383 0123456789ABCDEF"), "");
+    EXPECT_EQ(send("678"), "");
+    EXPECT_EQ(send("538"), "");
+    EXPECT_EQ(count(log(), "VOK_SERVER",
+                    "Test event 383 is of the Fibre Channel manager, which this agent does not have."),
+              1);
+    EXPECT_EQ(count(log(), "VOK_SERVER",
+                    "Test event 678 is of the Ethernet manager, which this agent does not have."),
+              1);
+    EXPECT_EQ(count(log(), "VOK_SERVER",
+                    "Test event 538 is of the Storage manager, which this agent does not have."),
+              1);
+    EXPECT_THAT(delivered(), IsEmpty());
+}
+
+TEST_F(vokTestEventTest, AnUnknownNumberIsToldOnStandardOutputAndNotInTheLog) {
+    openGate();
+    const std::string before = log();
+    for (const char* payload : {"1337", "1150", "0", "-708", "7080", "389 L"})
+        EXPECT_EQ(send(payload), "Invalid eventId.\n") << payload;
+    EXPECT_EQ(log(), before);
+    EXPECT_THAT(delivered(), IsEmpty());
+}
+
+TEST_F(vokTestEventTest, APayloadWithoutDigitsCountsAsZero) {
+    for (const char* payload : {"", "hello", "hello 708", "x708"})
+        EXPECT_EQ(send(payload), "Invalid eventId.\n") << payload;
+}
+
+TEST_F(vokTestEventTest, ABlankAtTheStartLeavesNoNumber) {
+    EXPECT_EQ(send(" 356"), "Invalid eventId.\n");
+    EXPECT_THAT(delivered(), IsEmpty());
+}
+
+TEST_F(vokTestEventTest, WhatFollowsTheDigitsIsNotLookedAt) {
+    EXPECT_EQ(send("356abc"), "");
+    EXPECT_EQ(send("\t356"), "");
+    EXPECT_THAT(delivered(), ElementsAre(hostEvent(356), hostEvent(356)));
+}
+
+TEST_F(vokTestEventTest, ANumberThatIntDoesNotHoldIsNotCutToOneThatItHolds) {
+    for (const char* payload :
+         {"4294967652", "-4294966940", "99999999999999999999999", "-99999999999999999999999"})
+        EXPECT_EQ(send(payload), "Invalid eventId.\n") << payload;
+    EXPECT_THAT(delivered(), IsEmpty());
+}
+
+TEST(vokTestEvent, OnlyTypesWithAManagerCanBeRaised) {
+    EXPECT_TRUE(vokTestEventHasRaiser(1));
+    EXPECT_TRUE(vokTestEventHasRaiser(2));
+    for (const int type : {-1, 0, 3, 4, 5, 6, 7, 8, 9}) EXPECT_FALSE(vokTestEventHasRaiser(type)) << type;
+}
+
+}  // namespace

@@ -50,3 +50,8 @@ endif()
 add_library(vok_jsoncpp INTERFACE)
 target_include_directories(vok_jsoncpp SYSTEM INTERFACE ${JSONCPP_INCLUDE})
 target_link_libraries(vok_jsoncpp INTERFACE ${JSONCPP_LIBRARY})
+
+# Options of the programs; headers only.
+find_path(CLI11_INCLUDE CLI/CLI.hpp REQUIRED)
+add_library(vok_cli11 INTERFACE)
+target_include_directories(vok_cli11 SYSTEM INTERFACE ${CLI11_INCLUDE})

@@ -9,9 +9,19 @@
 namespace {
 
 volatile sig_atomic_t statusAtNextSignal;
+time_t stopBegun;
+
+// A terminal and a script may both pass on the one wish to stop; only what comes later is impatience.
+constexpr time_t secondsOfOneWish = 3;
+
+time_t monotonicSeconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
 
 void endAtOnce(int) {
-    ::_exit(statusAtNextSignal);
+    if (monotonicSeconds() - stopBegun >= secondsOfOneWish) ::_exit(statusAtNextSignal);
 }
 
 sigset_t endingSignals() {

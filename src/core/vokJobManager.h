@@ -20,8 +20,16 @@ public:
     bool startVOKServer();
     void stopVOKServer();
 
+    // By position in the list of resources: the threads, and the result of creating each. -1: there is no
+    // thread to join.
+    static constexpr int positions = 8;
+    static pthread_t threads[positions];
+    static int retval[positions];
+
 private:
     vokJobManager() = default;
+
+    time_t currentStartTime = 0;  // seconds since the Epoch
 };
 
 // Entry of every manager's thread; the resource id is carried in the pointer's value.

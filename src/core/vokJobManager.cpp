@@ -1,0 +1,151 @@
+#include "core/vokJobManager.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <vector>
+
+#include "core/vokConfig.h"
+#include "core/vokFactory.h"
+#include "core/vokLog.h"
+#include "core/vokModules.h"
+#include "core/vokResourceManager.h"
+#include "events/vokServer.h"
+#include "platform/vokHostAccess.h"
+#include "platform/vokStartupRecord.h"
+#include "platform/vokUtils.h"
+
+pthread_t vokJobManager::threads[vokJobManager::positions];
+int vokJobManager::retval[vokJobManager::positions] = {-1, -1, -1, -1, -1, -1, -1, -1};
+
+namespace {
+
+constexpr char tag[] = "JOB_MGR";
+constexpr char firstPlatformFamily[] = "7711PID02020001";
+constexpr int stopOrder[] = {HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES, FIBRE_CHANNEL_DEVICES};
+
+std::vector<int> resourceList() {
+    std::vector<int> ids = {FIBRE_CHANNEL_DEVICES, HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES,
+                            NVME_CONTROLLERS,      GPU_DEVICES,  INFINIBAND_DEVICES};
+    if (vokUtils::getPlatformFamily() == firstPlatformFamily) ids.push_back(TRUSTED_PLATFORM_MODULE);
+    return ids;
+}
+
+// The ids from NVMe on are reserved names.
+bool canHaveManager(int id) {
+    return id <= ETHERNET_DEVICES;
+}
+
+}  // namespace
+
+vokJobManager* vokJobManager::getInstance() {
+    static vokJobManager* const instance = new vokJobManager;
+    return instance;
+}
+
+bool vokJobManager::startResourceManagers() {
+    vokStartFileOperations(0);
+    std::fill(std::begin(retval), std::end(retval), -1);
+    const std::vector<int> ids = resourceList();
+    for (std::size_t position = 0; position < ids.size(); ++position) {
+        const int id = ids[position];
+        if (!canHaveManager(id)) continue;
+        retval[position] = pthread_create(&threads[position], nullptr, initializeResourceManager,
+                                          reinterpret_cast<void*>(static_cast<std::intptr_t>(id)));
+        if (retval[position] != 0) {
+            VOK_LOG_ERROR(tag, "Error:unable to create thread");
+            return false;
+        }
+        simulateUnhandledExceptions();
+    }
+    return true;
+}
+
+void vokJobManager::stopResourceManagers() {
+    VOK_LOG_INFO(tag, "stopping all the RM");
+    for (const int id : stopOrder) {
+        if (!vokConfig::getInstance()->isResourceEnabled(id)) continue;
+        vokResourceManager* const manager = vokFactory().createInstance(id);
+        if (manager) manager->stopResourceManagerJob();
+    }
+    for (const int position : stopOrder) {
+        if (retval[position] != 0) continue;
+        pthread_join(threads[position], nullptr);
+        retval[position] = -1;
+    }
+    VOK_LOG_INFO(tag, "VOK Exiting Gracefully!");
+    vokStartFileOperations(1);
+}
+
+void vokJobManager::vokStartFileOperations(int mode) {
+    if (mode != 0) {
+        vokStartupRecord::writeGracefulStop(currentStartTime, vokWallClockSeconds());
+        return;
+    }
+    currentStartTime = vokWallClockSeconds();
+    struct sysinfo information {};
+    long bootTime = static_cast<long>(currentStartTime) - 1;
+    if (const int result = vokHostAccess().systemInformation(&information); result == 0) {
+        bootTime = static_cast<long>(currentStartTime) - static_cast<long>(information.uptime);
+    } else {
+        const int error = errno;
+        VOK_LOG_WARNING(tag, "Unable to fetch system Up Time - %d, %d : %s", result, error,
+                        vokUtils::getErrorDescription(error).c_str());
+    }
+    vokUtils::setSystemCurrentBootTime(bootTime);
+
+    if (vokStartupRecord::isReadable()) {
+        vokStartupRecord::replaceCurrentStart(currentStartTime);
+    } else if (vokStartupRecord::create(currentStartTime)) {
+        VOK_LOG_INFO(tag, "Successful in creating a file");
+    } else {
+        VOK_LOG_ERROR(tag, "Error opening the vok startup file");
+    }
+}
+
+bool vokJobManager::startVOKServer() {
+    VOKServer::initializeVOKServer();
+    return true;
+}
+
+void vokJobManager::stopVOKServer() {
+    VOKServer::stopVOKServer();
+}
+
+void* initializeResourceManager(void* id) {
+    const int resource = static_cast<int>(reinterpret_cast<std::intptr_t>(id));
+    const auto module = VOK_MODULE_NAME_MAP.find(static_cast<MODULE_NAME>(resource));
+    if (module == VOK_MODULE_NAME_MAP.end()) {
+        VOK_LOG_WARNING(tag, "Unable to find module name for Resource Manager [%d].", resource);
+        return nullptr;
+    }
+    if (!vokConfig::getInstance()->isResourceEnabled(resource)) {
+        VOK_LOG_DEBUG(tag, "Resource manager %s [%d] is disabled.", module->second, resource);
+        return nullptr;
+    }
+    VOK_LOG_DEBUG(tag, "Creating thread for %s", module->second);
+    vokResourceManager* const manager = vokFactory().createInstance(resource);
+    if (!manager) {
+        VOK_LOG_WARNING(tag, "No resource manager for %s [%d] in this build.", module->second, resource);
+        return nullptr;
+    }
+    manager->init();
+    return nullptr;
+}
+
+void simulateUnhandledExceptions() {
+    const int simulated = vokConfig::getInstance()->getUnhandledExceptionToSimulate();
+    if (simulated == SIGSEGV) {
+        VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGSEGV. (%ld)", static_cast<long>(simulated));
+        int* volatile nowhere = nullptr;
+        *nowhere = 10;
+    } else if (simulated == SIGABRT) {
+        VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGABRT. (%ld)", static_cast<long>(simulated));
+        throw std::invalid_argument("Simulated Agent Exception");
+    }
+}
+
+void sighdlr(int) {}

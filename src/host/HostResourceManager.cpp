@@ -1,0 +1,191 @@
+#include "host/HostResourceManager.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "core/vokConfig.h"
+#include "core/vokLog.h"
+#include "core/vokVersion.h"
+#include "host/esxtopMemory.h"
+#include "platform/vokHostAccess.h"
+#include "platform/vokUtils.h"
+
+namespace {
+
+constexpr char hostMemFile[] = "/opt/mev/vok/data/vok-mem.txt";
+constexpr char esxtopconf[] = "/opt/mev/vok/data/esxtopconf";
+constexpr char remoteSupport[] = "RemoteSupport";
+constexpr long refreshSeconds60 = 60;
+constexpr long mbytesInGiB = 1024;
+
+constexpr vokManagerTraits hostTraits = {
+    "HOST_RM",
+    "HostOSInfo",
+    "Starting Host resource manager cache build.",
+    "Exiting CacheBuild",
+    "hostRM Requesting cache push",
+    "Cache build is in progress. Returning previous copy of inventory.",
+    "cache was recently refreshed. skipping the current refresh cycle",
+    "Host cache ready",
+    "HostInventory",
+    "",
+    3,
+    false,
+};
+
+struct CloseFile {
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+
+}  // namespace
+
+std::atomic<bool> HostResourceManager::stopHost{false};
+bool HostResourceManager::getTotalPhysicalMemoryFailureLogged = false;
+
+HostResourceManager::HostResourceManager() : vokCachedResourceManager(hostTraits, stopHost) {}
+
+HostResourceManager* HostResourceManager::getInstance() {
+    static auto* const instance = new HostResourceManager;
+    return instance;
+}
+
+void HostResourceManager::init() {
+    VOK_LOG_DEBUG("HOST_RM", "Entry init()");
+    if (!hostInventory.empty()) {
+        VOK_LOG_DEBUG("HOST_RM", "VOK thread for host already active. Cannot spawn another one.");
+        return;
+    }
+    genOSBootLogic();
+    startInventory();
+}
+
+// The configuration is not asked.
+long HostResourceManager::refreshInterval() {
+    return refreshSeconds60;
+}
+
+void HostResourceManager::onTimeOut(time_t now, long refreshSeconds) {
+    const long long next = static_cast<long long>(now) + refreshSeconds;
+    if (next - lastRefreshTime > 59) refreshCache = true;
+}
+
+void HostResourceManager::destroyRecords() {
+    hostInventory.clear();
+}
+
+HostResourceManager::gathered HostResourceManager::gather() {
+    populateHostInfo();
+    populateCollectionInfo();
+    return gathered::complete;
+}
+
+std::size_t HostResourceManager::recordCount() {
+    return hostInventory.size();
+}
+
+void HostResourceManager::populateHostInfo() {
+    VOK_LOG_DEBUG("HOST_RM", " Populating host information.");
+    vokHostOSInfo info;
+    info.setHostName(vokUtils::readHostName());
+    info.setOSName(vokUtils::readHostOSName());
+    info.setOSVersion(vokUtils::readHostOSVersion());
+    info.setOSDescription(vokUtils::readHostOSDescription());
+    info.setVokSwVersion(VOK_VERSION);
+    info.setOSType(vokUtils::getOSType());
+    info.setIPv4Addresses(vokUtils::updateAndFetchIPAddresses());
+    const std::vector<double> memory = getTotalPhysicalMemory();
+    if (memory.size() >= 2)
+        info.setOSMemorySummary(memory[0], memory[1]);
+    else
+        info.setOSMemorySummary(0.0, 0.0);
+    hostInventory.push_back(std::move(info));
+}
+
+void HostResourceManager::populateCollectionInfo() {
+    collectionInfo.setCollectionType(remoteSupport);
+    collectionInfo.setCollectionFrequencyMin(vokConfig::getInstance()->getInventoryPushIntervalSettings());
+    collectionInfo.setLastCollection(vokUtils::getDateTime());
+}
+
+std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
+    IvokHostAccess& host = vokHostAccess();
+    const std::string sample = host.path(hostMemFile);
+    const int status = host.runCommand("esxtop -c " + host.commandPath(esxtopconf) + " -b -n 1 >> " +
+                                       host.commandPath(hostMemFile));
+    if (status != 0) {
+        if (!getTotalPhysicalMemoryFailureLogged) {
+            VOK_LOG_ERROR("HOST_RM", "Error occurred in fetching physical memory information : %s",
+                          std::strerror(errno));
+            getTotalPhysicalMemoryFailureLogged = true;
+        }
+        std::remove(sample.c_str());
+        return {};
+    }
+    std::unique_ptr<FILE, CloseFile> file(std::fopen(sample.c_str(), "re"));
+    if (!file) {
+        VOK_LOG_ERROR("HOST_RM", "Unable to fetch physical memory information.");
+        return {};
+    }
+    const EsxtopMemory memory = readEsxtopMemory(file.get());
+    file.reset();
+    // The command appends, so nothing may stay for the next sample.
+    std::remove(sample.c_str());
+    return {static_cast<double>(memory.totalMBytes / mbytesInGiB),
+            static_cast<double>(memory.freeMBytes / mbytesInGiB)};
+}
+
+void HostResourceManager::createJsonStringUsingJsonCpp() {
+    if (hostInventory.empty()) return;
+    currentInventory.clear();
+    const vokHostOSInfo& info = hostInventory.front();
+
+    Json::Value element(Json::objectValue);
+    Json::Value& host = element["HostOSInfo"];
+    host["HostName"] = info.getHostName();
+    host["OSName"] = info.getOSName();
+    host["OSVersion"] = info.getOSVersion();
+    host["OSDescription"] = info.getOSDescription();
+    host["OSType"] = info.getOSType();
+    host["OSSoftwareSummary"]["VokSwVersion"] = info.getVokSwVersion();
+    Json::Value& memory = host["OSMemorySummary"];
+    memory["TotalSystemMemoryGiB"] = info.getOSMemorySummary().getTotalSystemMemGiB();
+    memory["TotalFreeSystemMemoryGiB"] = info.getOSMemorySummary().getTotalFreeSystemMemGiB();
+    std::vector<std::string> addresses = info.getIPv4Addresses().getAddresses();
+    if (addresses.empty()) addresses.emplace_back("127.0.0.1");
+    for (const auto& address : addresses) {
+        Json::Value entry(Json::objectValue);
+        entry["Address"] = address;
+        host["IPv4Addresses"].append(entry);
+    }
+    if (collectionInfo.getCollectionType() == remoteSupport) {
+        Json::Value& collection = element["CollectionInfo"];
+        collection["CollectionType"] = collectionInfo.getCollectionType();
+        collection["CollectionFrequencyMin"] = collectionInfo.getCollectionFrequencyMin();
+        collection["LastCollection"] = collectionInfo.getLastCollection();
+    }
+    currentInventory.push_back(element);
+}
+
+std::vector<std::string> HostResourceManager::getIPAddress() {
+    std::vector<std::string> addresses;
+    ifaddrs* first = nullptr;
+    if (vokHostAccess().interfaceAddresses(&first) != 0) return addresses;
+    for (const ifaddrs* each = first; each; each = each->ifa_next) {
+        if (!each->ifa_addr || !each->ifa_name || std::strcmp(each->ifa_name, "lo") == 0) continue;
+        char text[INET6_ADDRSTRLEN] = {};
+        const void* address = nullptr;
+        if (each->ifa_addr->sa_family == AF_INET)
+            address = &reinterpret_cast<const sockaddr_in*>(each->ifa_addr)->sin_addr;
+        else if (each->ifa_addr->sa_family == AF_INET6)
+            address = &reinterpret_cast<const sockaddr_in6*>(each->ifa_addr)->sin6_addr;
+        if (!address || !::inet_ntop(each->ifa_addr->sa_family, address, text, sizeof(text))) continue;
+        VOK_LOG_DEBUG("HOST_RM", "%s IP Address %s\n", each->ifa_name, text);
+        addresses.emplace_back(text);
+    }
+    vokHostAccess().freeInterfaceAddresses(first);
+    return addresses;
+}

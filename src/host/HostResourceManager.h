@@ -1,0 +1,51 @@
+// The resource manager of the host's operating system: its names, version, addresses and memory. On its
+// thread it also works out, once, whether the host has just booted and how the last run ended.
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "core/vokCachedResourceManager.h"
+#include "host/vokHostOSInfo.h"
+
+class HostResourceManager : public vokCachedResourceManager {
+public:
+    static HostResourceManager* getInstance();
+
+    void init() override;
+
+    // Compares the startup record with the time of the host's boot, raises the events for a boot, and
+    // records this run's start as the last one. Takes twenty seconds.
+    void genOSBootLogic();
+    // The number behind a key of the startup record; 0 when there is none.
+    long readStartupValue(std::string key);
+    // Raises the event as a client asks for it, whatever has happened.
+    void generateTestEvent(int id);
+
+    const std::vector<vokHostOSInfo>& getHostInventory() const { return hostInventory; }
+    void populateHostInfo();
+    void populateCollectionInfo();
+    void createJsonStringUsingJsonCpp() override;
+    // The addresses of all interfaces but "lo", each logged.
+    std::vector<std::string> getIPAddress();
+    // Total and free memory in GiB; empty when no sample can be had.
+    std::vector<double> getTotalPhysicalMemory();
+
+protected:
+    long refreshInterval() override;
+    void onTimeOut(time_t now, long refreshSeconds) override;
+    void destroyRecords() override;
+    gathered gather() override;
+    std::size_t recordCount() override;
+
+private:
+    HostResourceManager();
+    ~HostResourceManager() = default;
+
+    static std::atomic<bool> stopHost;
+    static bool getTotalPhysicalMemoryFailureLogged;
+
+    std::vector<vokHostOSInfo> hostInventory;
+    vokCollectionInfo collectionInfo;
+};

@@ -1,0 +1,14 @@
+// Reads the host's memory out of a batch sample of esxtop.
+#pragma once
+
+#include <cstdio>
+
+struct EsxtopMemory {
+    long totalMBytes = 0;
+    long freeMBytes = 0;
+};
+
+// Reads a file of comma-separated fields in double quotes: a header line, then values. The columns are found
+// by their names in the header; a line's first field begins with the newline of the line before, since each
+// line ends in a comma. A value that can't be found is 0. When the file holds several samples the last wins.
+EsxtopMemory readEsxtopMemory(FILE* file);

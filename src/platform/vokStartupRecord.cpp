@@ -1,0 +1,198 @@
+#include "platform/vokStartupRecord.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "core/platformCheck.h"
+#include "core/vokLog.h"
+#include "platform/vokHostAccess.h"
+
+namespace {
+
+constexpr char tag[] = "JOB_MGR";
+constexpr std::size_t contentLimit = 1 << 20;
+
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    ~Descriptor() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    explicit operator bool() const { return descriptor_ >= 0; }
+    int get() const { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+// A regular file that nobody but root or this user has made.
+bool isTrusted(const struct stat& file) {
+    return S_ISREG(file.st_mode) && (file.st_uid == 0 || file.st_uid == ::geteuid());
+}
+
+void warnOfForeignFile(const std::string& place) {
+    VOK_LOG_WARNING(tag, "%s is not a plain file of the agent's own user. It is not used.", place.c_str());
+}
+
+// Not held up by a FIFO, not led away by a link. Invalid when there is no record that can be trusted.
+int openRecord(int flags) {
+    const std::string place = vokStartupRecord::recordPath();
+    const int descriptor = ::open(place.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) {
+        if (errno == ELOOP || errno == ENXIO || errno == EISDIR) warnOfForeignFile(place);
+        return -1;
+    }
+    struct stat file {};
+    if (::fstat(descriptor, &file) == 0 && isTrusted(file)) return descriptor;
+    warnOfForeignFile(place);
+    ::close(descriptor);
+    return -1;
+}
+
+bool readRecord(std::string& content) {
+    const Descriptor record(openRecord(O_RDONLY));
+    if (!record) return false;
+    content.clear();
+    char piece[4096];
+    while (content.size() < contentLimit) {
+        const ssize_t count = ::read(record.get(), piece, sizeof(piece));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        if (count == 0) break;
+        content.append(piece, static_cast<std::size_t>(count));
+    }
+    if (content.size() > contentLimit) content.resize(contentLimit);
+    return true;
+}
+
+bool writeAll(int descriptor, const std::string& content) {
+    std::size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = ::pwrite(descriptor, content.data() + written, content.size() - written,
+                                       static_cast<off_t>(written));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        written += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+// The new content is on the disk before it gets the record's name, so that a power cut can't leave the name
+// with nothing behind it.
+bool replaceByRename(const std::string& content) {
+    const std::string temporary = vokStartupRecord::temporaryPath();
+    const std::string record = vokStartupRecord::recordPath();
+    std::remove(temporary.c_str());
+    {
+        const Descriptor file(
+            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!file) return false;
+        if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
+            ::unlink(temporary.c_str());
+            return false;
+        }
+    }
+    if (::rename(temporary.c_str(), record.c_str()) == 0) return true;
+    // A directory in the record's place: gone if it is empty.
+    if (::rmdir(record.c_str()) == 0 && ::rename(temporary.c_str(), record.c_str()) == 0) return true;
+    ::unlink(temporary.c_str());
+    return false;
+}
+
+// Where no second file can be made beside the record. The old text is overwritten before the length
+// changes, so that a kill between the two leaves lines that can still be read by key.
+bool replaceInPlace(const std::string& content) {
+    const Descriptor file(openRecord(O_WRONLY));
+    struct stat status {};
+    // A second name would make this a write to somebody else's file.
+    if (!file || ::fstat(file.get(), &status) != 0 || status.st_nlink != 1) return false;
+    return writeAll(file.get(), content) &&
+           ::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && ::fsync(file.get()) == 0;
+}
+
+bool replaceRecord(const std::string& content) {
+    return replaceByRename(content) || replaceInPlace(content);
+}
+
+std::string line(const char* key, long long seconds) {
+    return std::string(key) + " " + std::to_string(seconds) + "\n";
+}
+
+std::vector<std::string> splitIntoLines(const std::string& content) {
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; begin < content.size();) {
+        const std::size_t end = std::min(content.find('\n', begin), content.size());
+        lines.push_back(content.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+// `content` with each line that holds the key replaced.
+std::string withReplacedLines(const std::string& content, const char* key, const std::string& replacement) {
+    std::string result;
+    for (const std::string& each : splitIntoLines(content))
+        result += each.find(key) == std::string::npos ? each + "\n" : replacement;
+    return result;
+}
+
+}  // namespace
+
+std::string vokStartupRecord::recordPath() {
+    return vokHostAccess().path(platformCheck::getStartupFilePath() + "VOKStartup.txt");
+}
+
+std::string vokStartupRecord::temporaryPath() {
+    return vokHostAccess().path(platformCheck::getStartupFilePath() + "VOKStartuptmp.txt");
+}
+
+bool vokStartupRecord::isReadable() {
+    return static_cast<bool>(Descriptor(openRecord(O_RDONLY)));
+}
+
+bool vokStartupRecord::create(time_t now) {
+    return replaceRecord(line("current_start", now) + line("last_start", 0) + line("last_stop", 0));
+}
+
+bool vokStartupRecord::replaceCurrentStart(time_t now) {
+    std::string content;
+    if (!readRecord(content)) return false;
+    std::string replaced = withReplacedLines(content, "current_start", line("current_start", now));
+    // The end of the text counts as one more line when a newline stands before it.
+    if (content.empty() || content.back() == '\n') replaced += '\n';
+    return replaceRecord(replaced);
+}
+
+bool vokStartupRecord::replaceLastStart(long start) {
+    std::string content;
+    if (!readRecord(content)) return false;
+    if (start != 0) content = withReplacedLines(content, "last_start", line("last_start", start));
+    return replaceRecord(content);
+}
+
+bool vokStartupRecord::writeGracefulStop(time_t start, time_t stop) {
+    return replaceRecord(line("last_start", start) + line("last_stop", stop) + line("current_start", 0));
+}
+
+bool vokStartupRecord::readValue(const std::string& key, long& value, bool* found) {
+    value = 0;
+    if (found) *found = false;
+    std::string content;
+    if (!readRecord(content)) return false;
+    for (const std::string& each : splitIntoLines(content)) {
+        const std::size_t place = each.find(key);
+        if (place == std::string::npos) continue;
+        value = std::strtol(each.c_str() + place + key.size(), nullptr, 10);
+        if (found) *found = true;
+        break;
+    }
+    return true;
+}

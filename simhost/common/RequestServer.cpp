@@ -57,7 +57,7 @@ RequestServer::~RequestServer() {
 }
 
 void RequestServer::acceptAll() {
-    while (FileDescriptor socket = acceptFrom(listener_.get())) {
+    while (FileDescriptor socket = acceptFrom(listener_.get(), loop_, listening_)) {
         const unsigned long id = ++lastId_;
         auto connection = std::make_unique<Connection>();
         connection->watch =

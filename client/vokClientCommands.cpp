@@ -11,10 +11,10 @@
 
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
-#include "events/vokEventText.h"
 #include "events/vokInjectedEvent.h"
 #include "events/vokMsgInfra.h"
 #include "events/vokTestEvent.h"
+#include "platform/vokJsonText.h"
 #include "vokClientChannel.h"
 
 namespace {
@@ -135,7 +135,7 @@ int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
     }
     const std::size_t asWritten = text.size();
     // On one line it says the same in fewer bytes.
-    if (asWritten > longestPayload) text = vokEventText(event);
+    if (asWritten > longestPayload) text = vokJsonText(event);
     if (text.size() > longestPayload)
         return complain("The event has " + std::to_string(asWritten) + " bytes, " +
                         std::to_string(text.size()) + " on one line; at most " +

@@ -6,7 +6,8 @@
 #include <utility>
 
 #include "core/vokLog.h"
-#include "events/vokEventText.h"
+#include "events/vokEventDocument.h"
+#include "platform/vokJsonText.h"
 #include "platform/vokUtils.h"
 #include "rmc/vokJsonAggregator.h"
 #include "rmc/vokipmi.h"
@@ -42,7 +43,7 @@ void vokEventHandler::generateEvent(vokEvent event) {
 }
 
 void* startEventGeneration(void* event) {
-    const std::string text = vokEventText(vokEventDocument(*static_cast<const vokEvent*>(event), thisHost()));
+    const std::string text = vokJsonText(vokEventDocument(*static_cast<const vokEvent*>(event), thisHost()));
     VOK_LOG_INFO(module, "%s", text.c_str());
     vokEventHandler::sendEventToRMC(text);
     return nullptr;

@@ -6,7 +6,7 @@
 
 #include "core/vokLog.h"
 #include "events/vokEventHandler.h"
-#include "events/vokEventText.h"
+#include "platform/vokJsonText.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ int sendToRMC(char* text) {
         Json::Value event;
         if (!parseOrLog(text, event)) return 0;
         event["Source"] = "VOK-CLI";
-        const std::string line = vokEventText(event);
+        const std::string line = vokJsonText(event);
         VOK_LOG_INFO(module, "%s", line.c_str());
         return vokEventHandler::sendEventToRMC(line);
     } catch (const std::exception& failure) {

@@ -1,6 +1,5 @@
-#include "events/vokEventText.h"
+#include "events/vokEventDocument.h"
 
-#include <json/writer.h>
 #include <algorithm>
 #include <iterator>
 
@@ -28,13 +27,4 @@ Json::Value vokEventDocument(const vokEvent& event, const vokEventHost& host) {
     if (isLocation(event.getPhyLoc())) document["PhysicalLocation"] = event.getPhyLoc();
     if (!event.getVariableData().isNull()) document["VariableData"] = event.getVariableData();
     return document;
-}
-
-std::string vokEventText(const Json::Value& document) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["commentStyle"] = "None";
-    std::string text = Json::writeString(builder, document);
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
 }

@@ -1,8 +1,10 @@
-#include "events/vokEventText.h"
+#include "events/vokEventDocument.h"
 
 #include <gtest/gtest.h>
 #include <json/reader.h>
 #include <sstream>
+
+#include "platform/vokJsonText.h"
 
 namespace {
 
@@ -24,51 +26,51 @@ Json::Value parsed(const std::string& text) {
 
 }  // namespace
 
-TEST(vokEventText, IsOneLineWithSortedKeysAndNoFinalNewline) {
+TEST(vokEventDocument, IsOneLineWithSortedKeysAndNoFinalNewline) {
     Json::Value data;
     data["Type"] = "FibreChannelDevice";
     data["EventInfo"] = "line one\nline two";
     const vokEvent event(386, "0123456789ABCDEF", "FCHBA", true, "2026-11-15 08:38:22", "P9", data, "VOK");
-    EXPECT_EQ(vokEventText(vokEventDocument(event, host)),
+    EXPECT_EQ(vokJsonText(vokEventDocument(event, host)),
               R"({"EventTime":"2026-11-15 08:38:22","HostName":"esx01","ID":386,)"
               R"("IPv4Addresses":[{"Address":"10.1.2.3"}],"OSType":104,"OSVersion":"7.0.3",)"
               R"("PhysicalLocation":"0123456789ABCDEF","Source":"VOK",)"
               R"("VariableData":{"EventInfo":"line one\nline two","Type":"FibreChannelDevice"}})");
 }
 
-TEST(vokEventText, ModulePartAndServiceMarkAreNotSent) {
-    const std::string text = vokEventText(vokEventDocument(eventAt("L"), host));
+TEST(vokEventDocument, ModulePartAndServiceMarkAreNotSent) {
+    const std::string text = vokJsonText(vokEventDocument(eventAt("L"), host));
     EXPECT_EQ(text.find("FCHBA"), std::string::npos);
     EXPECT_EQ(text.find("P9"), std::string::npos);
     EXPECT_EQ(text.find("true"), std::string::npos);
 }
 
-TEST(vokEventText, FourTextsAndTheEmptyOneAreNoLocation) {
+TEST(vokEventDocument, FourTextsAndTheEmptyOneAreNoLocation) {
     for (const char* none : {"", "Not Applicable", "Not Available", "NotApplicable", "NotAvailable"})
         EXPECT_FALSE(vokEventDocument(eventAt(none), host).isMember("PhysicalLocation")) << none;
 }
 
-TEST(vokEventText, AnyOtherTextIsALocationAndSentAsItIs) {
+TEST(vokEventDocument, AnyOtherTextIsALocationAndSentAsItIs) {
     for (const char* some :
          {"FFFFFFFFFFFFFFFF", "not available", "NOTAVAILABLE", "Not-Available", "Not Available ", " ", "N/A"})
         EXPECT_EQ(vokEventDocument(eventAt(some), host)["PhysicalLocation"].asString(), some);
 }
 
-TEST(vokEventText, WithoutAPrimaryAddressThereIsNoAddressKey) {
+TEST(vokEventDocument, WithoutAPrimaryAddressThereIsNoAddressKey) {
     vokEventHost nowhere = host;
     nowhere.address.clear();
-    EXPECT_EQ(vokEventText(vokEventDocument(eventAt(""), nowhere)),
+    EXPECT_EQ(vokJsonText(vokEventDocument(eventAt(""), nowhere)),
               R"({"EventTime":"2026-11-15 08:38:22","HostName":"esx01","ID":386,"OSType":104,)"
               R"("OSVersion":"7.0.3","Source":"VOK"})");
 }
 
-TEST(vokEventText, EmptyVariableDataIsSentAndNullIsNot) {
+TEST(vokEventDocument, EmptyVariableDataIsSentAndNullIsNot) {
     const vokEvent event(1, "", "M", false, "T", "P", Json::Value(Json::objectValue), "VOK");
     EXPECT_TRUE(vokEventDocument(event, host)["VariableData"].isObject());
     EXPECT_FALSE(vokEventDocument(eventAt("L"), host).isMember("VariableData"));
 }
 
-TEST(vokEventText, BytesThatAreNoTextStillGiveValidJson) {
+TEST(vokEventDocument, BytesThatAreNoTextStillGiveValidJson) {
     const std::string broken[] = {
         "a\xff\xfe z",      "\xc3",          "cut \xe2\x82",     "\xed\xa0\x80",
         "\xf4\xbf\xbf\xbf", "over \xc0\x80", "quote \xc3\" end", std::string("nul \0 in", 8),
@@ -77,25 +79,8 @@ TEST(vokEventText, BytesThatAreNoTextStillGiveValidJson) {
         Json::Value data;
         data["EventInfo"] = bytes;
         const vokEvent event(538, bytes, "SASHBA", true, "T", "P", data, "VOK");
-        const std::string text = vokEventText(vokEventDocument(event, host));
+        const std::string text = vokJsonText(vokEventDocument(event, host));
         EXPECT_TRUE(parsed(text).isMember("VariableData")) << text;
         for (const char each : text) EXPECT_TRUE(each >= ' ' && static_cast<signed char>(each) > 0) << text;
     }
-}
-
-TEST(vokEventText, TextBeyondAsciiArrivesAsItWas) {
-    Json::Value data;
-    data["EventInfo"] = "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x92\xa1";
-    const vokEvent event(538, "L", "SASHBA", true, "T", "P", data, "VOK");
-    EXPECT_EQ(parsed(vokEventText(vokEventDocument(event, host)))["VariableData"]["EventInfo"].asString(),
-              "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x92\xa1");
-}
-
-TEST(vokEventText, CommentsOfAParsedTextAreNotWritten) {
-    Json::Value value;
-    std::istringstream stream(
-        "// before\n{\"ID\": 1, // one\n /* two */ \"X\": [1, // three\n 2]} // after\n");
-    const Json::CharReaderBuilder reader;
-    ASSERT_TRUE(Json::parseFromStream(reader, stream, &value, nullptr));
-    EXPECT_EQ(vokEventText(value), R"({"ID":1,"X":[1,2]})");
 }

@@ -1,4 +1,4 @@
-// The wire form of a service event: one JSON object in one line.
+// The wire form of a service event: one JSON object, written by vokJsonText (platform/vokJsonText.h).
 #pragma once
 
 #include <json/value.h>
@@ -16,8 +16,3 @@ struct vokEventHost {
 
 // The event as the management controller is told it.
 Json::Value vokEventDocument(const vokEvent& event, const vokEventHost& host);
-
-// `document` in one line: no indentation, no final newline, no comments, members sorted by key. All ASCII:
-// what lies beyond is written as \u escapes, and bytes that are no UTF-8 as U+FFFD, so that the text is
-// valid JSON whatever the strings hold.
-std::string vokEventText(const Json::Value& document);

@@ -2,7 +2,12 @@
 
 #include <json/reader.h>
 #include <sys/stat.h>
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 #include "core/vokConfigReader.h"
 #include "core/vokSettingRules.h"
@@ -44,32 +49,65 @@ constexpr const char* knownKeys[] = {"EnableResources",
 // A file that is larger is no configuration of this agent.
 constexpr off_t largestFile = 16 * 1024 * 1024;
 
-// Parses the file into `root`; on failure a sentence in `reason`.
-bool parseFile(const std::string& path, Json::Value& root, std::string& reason) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        reason = "can't be opened";
-        return false;
+// The text with each number that no double can hold turned into words: the parser gives up at such a
+// number, and one bad value would cost all settings theirs.
+std::string withoutOverflowingNumbers(const std::string& text) {
+    std::string result;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        if (inString || !(std::isdigit(static_cast<unsigned char>(c)) || c == '-')) {
+            if (inString && c == '\\' && i + 1 < text.size()) result += text[i++];
+            if (c == '"') inString = !inString;
+            result += text[i++];
+            continue;
+        }
+        const std::size_t end = std::min(text.find_first_not_of("0123456789+-.eE", i), text.size());
+        const std::string number = text.substr(i, end - i);
+        const bool overflows = std::isinf(std::strtod(number.c_str(), nullptr));
+        result += overflows ? "\"beyond every number: " + number + '"' : number;
+        i = end;
     }
-    if (status.st_size > largestFile) {
-        reason = "larger than 16 MiB";
-        return false;
-    }
-    std::ifstream stream(path);
-    if (!stream) {
-        reason = "can't be opened";
-        return false;
-    }
+    return result;
+}
+
+bool parseText(const std::string& text, Json::Value& root, std::string& reason) {
+    std::istringstream stream(text);
+    std::string errors;
     try {
-        std::string errors;
-        if (!Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors)) {
-            reason = "not JSON: " + errors.substr(0, errors.find('\n', errors.find('\n') + 1));
+        if (Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors)) return true;
+    } catch (const std::exception& error) {  // nested deeper than the parser goes
+        errors = error.what();
+    }
+    // The first complaint: where, and what.
+    reason = "not JSON: ";
+    for (const char c : errors.substr(0, errors.find('\n', errors.find('\n') + 1)))
+        reason += c == '\n' ? ' ' : c;
+    return false;
+}
+
+bool readFile(const std::string& path, std::string& text, std::string& reason) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        if (status.st_size > largestFile) {
+            reason = "larger than 16 MiB";
             return false;
         }
-    } catch (const std::exception& error) {  // nested deeper than the parser goes
-        reason = std::string("not JSON: ") + error.what();
-        return false;
+        std::ifstream stream(path, std::ios::binary);
+        text.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+        if (stream) return true;
     }
+    reason = "can't be opened";
+    return false;
+}
+
+// Parses the file into `root`; on failure a sentence in `reason`.
+bool parseFile(const std::string& path, Json::Value& root, std::string& reason) {
+    std::string text;
+    if (!readFile(path, text, reason)) return false;
+    std::string ignored;
+    if (!parseText(text, root, reason) && !parseText(withoutOverflowingNumbers(text), root, ignored))
+        return false;
     if (!root.isObject()) {
         reason = "not a JSON object";
         return false;

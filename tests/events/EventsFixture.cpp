@@ -1,6 +1,7 @@
 #include "EventsFixture.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <cerrno>
 #include <chrono>
@@ -46,6 +47,15 @@ std::vector<std::string> EventsFixture::delivered() {
 
 void EventsFixture::refuseAll() {
     host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 0, {0, 5, 0, 0, 0}}; };
+}
+
+void EventsFixture::makeThreadCreationFail() {
+    constexpr std::size_t all = ~std::size_t{0};
+    pthread_attr_t attributes;
+    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, all - (all >> 4)), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
+    ::pthread_attr_destroy(&attributes);
 }
 
 ServerFixture::~ServerFixture() {

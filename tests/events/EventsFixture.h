@@ -33,6 +33,9 @@ protected:
     // The controller refuses all that comes from here on.
     void refuseAll();
 
+    // No thread can be created from here on: its stack would be larger than the address space.
+    static void makeThreadCreationFail();
+
     // Where an absolute path of the agent lies.
     std::string place(const std::string& absolute) const { return host.path(absolute); }
 

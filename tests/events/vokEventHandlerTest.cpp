@@ -1,6 +1,5 @@
 #include "events/vokEventHandler.h"
 
-#include <pthread.h>
 #include <thread>
 
 #include "EventsFixture.h"
@@ -19,15 +18,6 @@ std::string textOf(int id) {
     return R"({"EventTime":"2023-11-14 22:13:20","HostName":"testhost","ID":)" + std::to_string(id) +
            R"(,"IPv4Addresses":[{"Address":"10.1.2.3"}],"OSType":104,"OSVersion":"7.0.3",)"
            R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK"})";
-}
-
-// No thread can be created from here on: its stack would be larger than the address space.
-void makeThreadCreationFail() {
-    pthread_attr_t attributes;
-    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, (~std::size_t{0} >> 1) & ~std::size_t{0xFFFFF}), 0);
-    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
-    ::pthread_attr_destroy(&attributes);
 }
 
 class vokEventHandlerTest : public EventsFixture {

@@ -1,7 +1,6 @@
 #include "events/vokServer.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/stat.h>
@@ -408,10 +407,7 @@ TEST_F(vokServerTest, ASecondStartMakesNoSecondThread) {
 }
 
 TEST_F(vokServerTest, AThreadThatCanNotBeMadeIsADebugLineAndLeavesNothingToStop) {
-    pthread_attr_t attributes;
-    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, (~std::size_t{0} >> 1) & ~std::size_t{0xFFFFF}), 0);
-    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
+    makeThreadCreationFail();
     VOKServer::initializeVOKServer();
     EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Unable to spawn a thread to handle event."), 1);
     EXPECT_EQ(serStopPipeFd[1], -1);

@@ -87,6 +87,34 @@ TEST(vokJsonText, KeysAreTreatedLikeValues) {
     EXPECT_EQ(vokJsonText(value), R"({"\u00e9\ufffd":1})");
 }
 
+TEST(vokJsonText, KeysAreSortedAsTheyAreWritten) {
+    Json::Value value;
+    value["a\xff"] = 1;          // written as a\ufffd
+    value["a\xf0\x90"] = 2;      // written as a\ufffd\ufffd
+    value["a\xee\x80\x80"] = 3;  // U+E000, which sorts before U+FFFD
+    EXPECT_EQ(vokJsonText(value), R"({"a\ue000":3,"a\ufffd":1,"a\ufffd\ufffd":2})");
+}
+
+TEST(vokJsonText, KeysThatBecomeTheSameAreOne) {
+    Json::Value value;
+    value["\xfe"] = 1;
+    value["\xff"] = 2;
+    EXPECT_EQ(vokJsonText(value), R"({"\ufffd":2})");
+}
+
+TEST(vokJsonText, TheRestOfADocumentWithABrokenTextStaysAsItWas) {
+    Json::Value value;
+    value["broken"] = "\xff";
+    value["list"].append(1.5);
+    value["list"].append(Json::Value());
+    value["list"].append(true);
+    value["list"].append(Json::Value(Json::arrayValue));
+    value["number"] = Json::UInt64(18446744073709551615ULL);
+    value["object"] = Json::Value(Json::objectValue);
+    EXPECT_EQ(vokJsonText(value),
+              R"({"broken":"\ufffd","list":[1.5,null,true,[]],"number":18446744073709551615,"object":{}})");
+}
+
 TEST(vokJsonText, EveryPairOfBytesGivesValidJsonInAscii) {
     for (int first = 0; first < 256; ++first) {
         Json::Value value;

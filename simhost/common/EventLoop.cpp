@@ -7,6 +7,7 @@
 #include <climits>
 #include <csignal>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace simhost {
@@ -24,6 +25,13 @@ void EventLoop::setEvents(Watch watch, short events) {
 
 void EventLoop::forget(Watch watch) {
     watched_.erase(watch);
+}
+
+void EventLoop::rest(Watch watch, Clock::duration length) {
+    const auto found = watched_.find(watch);
+    if (found == watched_.end()) return;
+    const short events = std::exchange(found->second.events, short{0});
+    after(length, [this, watch, events] { setEvents(watch, events); });
 }
 
 EventLoop::Timer EventLoop::after(Clock::duration delay, std::function<void()> expired) {

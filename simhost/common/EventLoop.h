@@ -27,6 +27,8 @@ public:
     Watch watch(int descriptor, short events, std::function<void(short)> ready);
     void setEvents(Watch watch, short events);
     void forget(Watch watch);
+    // Leaves the descriptor alone for a while: for a listener whose connections can't be taken.
+    void rest(Watch watch, Clock::duration length);
 
     // Calls `expired` once, `delay` from now. 0 is never a timer.
     Timer after(Clock::duration delay, std::function<void()> expired);

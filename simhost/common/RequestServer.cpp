@@ -57,7 +57,7 @@ RequestServer::~RequestServer() {
 }
 
 void RequestServer::acceptAll() {
-    while (FileDescriptor socket = acceptFrom(listener_.get())) {
+    while (FileDescriptor socket = acceptFrom(listener_.get(), loop_, listening_)) {
         const unsigned long id = ++lastId_;
         auto connection = std::make_unique<Connection>();
         connection->watch =
@@ -123,7 +123,9 @@ std::optional<Answer> askServer(const std::string& path, const std::vector<std::
                                 std::string& error) {
     const FileDescriptor socket = connectTo(path, SOCK_STREAM);
     if (!socket) {
-        error = path + ": " + std::strerror(errno);
+        const int reason = errno;
+        error = path + ": " + std::strerror(reason);
+        errno = reason;
         return std::nullopt;
     }
     ByteWriter request;
@@ -148,6 +150,7 @@ std::optional<Answer> askServer(const std::string& path, const std::vector<std::
     answer.error = reader.text();
     if (reader.good() && reader.atEnd()) return answer;
     error = path + ": the connection ended before the answer came";
+    errno = 0;
     return std::nullopt;
 }
 

@@ -52,7 +52,7 @@ private:
 };
 
 // Asks the server at `path` and waits for its answer. Nothing with a sentence in `error` when there is no
-// answer.
+// answer; errno is then that of the connection, or 0 when it ended early.
 std::optional<Answer> askServer(const std::string& path, const std::vector<std::string>& words,
                                 std::string& error);
 

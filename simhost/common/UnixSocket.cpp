@@ -63,8 +63,10 @@ FileDescriptor connectTo(const std::string& path, int type) {
     return connection;
 }
 
-FileDescriptor acceptFrom(int listener) {
-    return FileDescriptor(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+FileDescriptor acceptFrom(int listener, EventLoop& loop, EventLoop::Watch watch) {
+    FileDescriptor connection(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!connection && (errno == EMFILE || errno == ENFILE)) loop.rest(watch, std::chrono::milliseconds(100));
+    return connection;
 }
 
 unsigned processAtOtherEnd(int connection) {

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "common/EventLoop.h"
 #include "common/FileDescriptor.h"
 
 namespace simhost {
@@ -15,8 +16,9 @@ FileDescriptor listenAt(const std::string& path, int type);
 // A blocking connection to the socket at `path`. An empty one with errno when there is none.
 FileDescriptor connectTo(const std::string& path, int type);
 
-// The next connection of a listening socket, not blocking; empty when there is none.
-FileDescriptor acceptFrom(int listener);
+// The next connection of a listening socket that `loop` watches, not blocking; empty when there is none. When
+// the process has no descriptor left for it, the listener rests a while and the connection waits.
+FileDescriptor acceptFrom(int listener, EventLoop& loop, EventLoop::Watch watch);
 
 // The process at the other end of a connection, 0 when it can't be told.
 unsigned processAtOtherEnd(int connection);

@@ -52,7 +52,7 @@ void OpenIpmiDriver::disconnectUsers() {
 }
 
 void OpenIpmiDriver::acceptUsers() {
-    while (FileDescriptor socket = acceptFrom(deviceListener_.get())) {
+    while (FileDescriptor socket = acceptFrom(deviceListener_.get(), loop_, deviceWatch_)) {
         const std::uint32_t id = ++lastUser_;
         User& user = users_[id];
         user.process = processAtOtherEnd(socket.get());
@@ -99,7 +99,7 @@ void OpenIpmiDriver::dropUser(std::uint32_t id) {
 }
 
 void OpenIpmiDriver::acceptController() {
-    FileDescriptor socket = acceptFrom(controllerListener_.get());
+    FileDescriptor socket = acceptFrom(controllerListener_.get(), loop_, controllerListening_);
     if (!socket) return;
     ControllerPacket greeting;
     greeting.kind = controller_ ? ControllerPacketKind::refused : ControllerPacketKind::hello;

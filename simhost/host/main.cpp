@@ -9,6 +9,7 @@
 #include "common/HostPlaces.h"
 #include "common/ProgramPlaces.h"
 #include "common/RequestServer.h"
+#include "core/vokVersion.h"
 #include "host/HostControl.h"
 #include "host/HostDescription.h"
 #include "host/HostLayout.h"
@@ -88,6 +89,7 @@ int main(int count, char** arguments) {
         "The agent runs on it with --host-root DIR; nothing outside DIR is written.",
         "vok-simhost");
     app.require_subcommand(1);
+    app.set_version_flag("--version", VOK_VERSION);
     app.footer("Exit status: 0 in order, 1 failed, 2 wrong usage. See \"vok-simhost control --help\".");
 
     RunOptions options;

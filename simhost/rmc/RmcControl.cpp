@@ -94,7 +94,7 @@ void RmcControl::ring(Words& words) {
 }
 
 void RmcControl::wait(Words& words, const RequestServer::Reply& reply) {
-    const long long timeout = words.numberOption("--timeout", 0, most / 1000).value_or(60);
+    const long long timeout = words.numberOption("--timeout", 0, longestWait).value_or(usualWait);
     Waiter waiter;
     waiter.what = words.next("what to wait for");
     countOf(waiter.what);

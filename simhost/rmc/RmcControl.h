@@ -15,6 +15,9 @@ extern const char rmcControlHelp[];
 
 // Exit status of a "wait" whose time is over.
 inline constexpr int waitTimedOut = 4;
+// Real seconds of a "wait" that names none, and the most that one may name.
+inline constexpr long long usualWait = 60;
+inline constexpr long long longestWait = 1000000;
 
 class RmcControl {
 public:

@@ -2,12 +2,16 @@
 // one that runs.
 #include <sys/stat.h>
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <thread>
 
 #include "common/HostPlaces.h"
 #include "common/RequestServer.h"
+#include "core/vokVersion.h"
 #include "rmc/Controller.h"
 #include "rmc/RmcControl.h"
 
@@ -55,9 +59,24 @@ int run(const RunOptions& options) {
     return counts.breaches == 0 ? ok : breachesSeen;
 }
 
+// One who waits for the controller may have come before it.
+bool mayComeYet(const std::vector<std::string>& words, std::chrono::steady_clock::time_point begin) {
+    if (words.empty() || words[0] != "wait") return false;
+    Words left(words);
+    const auto patience =
+        std::chrono::seconds(left.numberOption("--timeout", 0, longestWait).value_or(usualWait));
+    return std::chrono::steady_clock::now() - begin < patience;
+}
+
 int control(const std::string& out, const std::vector<std::string>& words) {
+    const std::string socket = out + "/control.sock";
+    const auto begin = std::chrono::steady_clock::now();
     std::string error;
-    const auto answer = askServer(out + "/control.sock", words, error);
+    auto answer = askServer(socket, words, error);
+    while (!answer && (errno == ENOENT || errno == ECONNREFUSED) && mayComeYet(words, begin)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        answer = askServer(socket, words, error);
+    }
     if (!answer) {
         std::cerr << "vok-rmc control: no controller has its papers in " << out << " (" << error << ")\n";
         return failed;
@@ -75,6 +94,7 @@ int main(int count, char** arguments) {
         "agent, holds every byte against the protocol, and rings the door-bell.",
         "vok-rmc");
     app.require_subcommand(1);
+    app.set_version_flag("--version", VOK_VERSION);
     app.footer(
         "Exit status: 0 in order, 1 failed, 2 wrong usage, 3 at the end of a run in which the protocol was\n"
         "breached, 4 of a wait whose time was over. See \"vok-rmc control --help\".");

@@ -49,7 +49,7 @@ constexpr const char* knownKeys[] = {"EnableResources",
 // A file that is larger is no configuration of this agent.
 constexpr off_t largestFile = 16 * 1024 * 1024;
 
-// The text with each number that no double can hold as a text in quotes: the parser gives up at such a
+// The text with each number that no double can hold turned into words: the parser gives up at such a
 // number, and one bad value would cost all settings theirs.
 std::string withoutOverflowingNumbers(const std::string& text) {
     std::string result;
@@ -65,7 +65,7 @@ std::string withoutOverflowingNumbers(const std::string& text) {
         const std::size_t end = std::min(text.find_first_not_of("0123456789+-.eE", i), text.size());
         const std::string number = text.substr(i, end - i);
         const bool overflows = std::isinf(std::strtod(number.c_str(), nullptr));
-        result += overflows ? '"' + number + '"' : number;
+        result += overflows ? "\"beyond every number: " + number + '"' : number;
         i = end;
     }
     return result;

@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <map>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <memory>
 
 #include "simhost/Chunks.h"
 #include "simhost/SimulatedMachine.h"
@@ -236,6 +238,32 @@ TEST_F(IpmiDevice, TheAgentIsToldWhenTheHostProcessIsGone) {
     EXPECT_EQ(user.receiveNow().error, ENODEV);
     EXPECT_EQ(DeviceUser(*host).descriptor(), -1);
     EXPECT_EQ(errno, ENXIO);
+}
+
+// Processor time that a process has used so far, in clock ticks.
+unsigned long processorTimeOf(pid_t process) {
+    std::ifstream stream("/proc/" + std::to_string(process) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    unsigned long user = 0, system = 0;
+    std::sscanf(text.substr(text.rfind(')') + 1).c_str(),
+                " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &system);
+    return user + system;
+}
+
+TEST_F(IpmiDevice, MoreUsersThanTheProcessHasDescriptorsForWaitWithoutAnyHaste) {
+    hostProgram = RunningProgram(directory.path(), "simhost",
+                                 {"/bin/sh", "-c", "ulimit -n 40; exec \"$0\" run --host bare --root \"$1\"",
+                                  VOK_SIMHOST_PROGRAM, root()},
+                                 "ready");
+    const auto host = access();
+    std::vector<std::unique_ptr<DeviceUser>> users;
+    for (int i = 0; i < 60; ++i) users.push_back(std::make_unique<DeviceUser>(*host));
+    const unsigned long before = processorTimeOf(hostProgram.process());
+    host->pause(500000);
+    EXPECT_LE(processorTimeOf(hostProgram.process()) - before, 10u);
+    ASSERT_EQ(users.back()->send(oem, 0x81, {}), 0);
+    users.erase(users.begin(), users.begin() + 50);
+    EXPECT_THAT(users.back()->receive().data, ElementsAre(0xFF));
 }
 
 // --- the controller ---

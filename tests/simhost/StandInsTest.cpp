@@ -211,6 +211,7 @@ TEST(Description, RefusesWhatItDoesNotKnow) {
 TEST(Description, AllThatComeWithTheProjectCanBeRead) {
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/bare.json").pciFunctions.size(), 0u);
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").pciFunctions.size(), 11u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").pciFunctions.at(5).at("VMkernel Name"), "");
     EXPECT_GE(readHostDescription(VOK_HOSTS "/large.json").pciFunctions.size(), 300u);
 }
 

@@ -85,7 +85,9 @@ protected:
 };
 
 TEST_P(KilledAtAnyMoment, LeavesARecordFromWhichTheNextStartDecidesRightly) {
-    std::mt19937 random(GetParam());
+    const unsigned seed = std::random_device()() + GetParam();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
     const auto upTo = [&random](int most) { return std::uniform_int_distribution<int>(0, most)(random); };
     startAll(usualSettings(), speed);
     for (int kill = 0; kill < killsInATest; ++kill) {

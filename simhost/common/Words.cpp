@@ -39,7 +39,7 @@ std::optional<long long> Words::numberOption(const std::string& name, long long 
 
 std::string Words::next(const std::string& what) {
     if (words_.empty()) throw UsageError(what + " is missing");
-    const std::string word = words_.front();
+    std::string word = words_.front();
     words_.erase(words_.begin());
     return word;
 }

@@ -1,7 +1,6 @@
 #include "host/CommandService.h"
 
 #include <fstream>
-#include <random>
 
 #include "host/SummaryLog.h"
 #include "platform/vokShell.h"
@@ -12,9 +11,8 @@ namespace {
 
 // Bytes of every kind, the NUL and newlines among them, and one very long line.
 std::string garbage() {
-    std::mt19937 random(20260731);
     std::string text;
-    for (int i = 0; i < 2000; ++i) text += static_cast<char>(random() & 0xFF);
+    for (std::uint32_t i = 0; i < 2000; ++i) text += static_cast<char>(i * 2654435761u >> 24);
     return text + "\n" + std::string(5000, ':') + "\n   Vendor ID\n,,,,\"\n";
 }
 
@@ -66,7 +64,7 @@ void CommandService::applyFault(const std::string& name, CommandResult& result) 
 }
 
 void CommandService::log(std::int64_t wall, const std::vector<std::string>& command,
-                         const CommandResult& result) {
+                         const CommandResult& result) const {
     std::ofstream stream(surroundings_.log, std::ios::app);
     stream << summaryStamp(wall) << " status " << result.answer.status << ':';
     for (const auto& word : command) stream << ' ' << vokShellQuote(word);

@@ -41,7 +41,7 @@ public:
 private:
     void serve(const std::vector<std::string>& words, const RequestServer::Reply& reply);
     void applyFault(const std::string& name, CommandResult& result);
-    void log(std::int64_t wall, const std::vector<std::string>& command, const CommandResult& result);
+    void log(std::int64_t wall, const std::vector<std::string>& command, const CommandResult& result) const;
 
     EventLoop& loop_;
     Surroundings surroundings_;

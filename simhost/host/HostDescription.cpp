@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <json/json.h>
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <set>
@@ -102,6 +101,13 @@ DescribedInterface parseInterface(const Json::Value& value, const std::string& n
     return made;
 }
 
+bool parseHexadecimal(const std::string& digits, unsigned& number) {
+    if (digits.empty() || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        return false;
+    number = static_cast<unsigned>(std::strtoul(digits.c_str(), nullptr, 16));
+    return true;
+}
+
 // Fills in what the address says of a function, and what most functions have in common.
 PciFunction parsePciFunction(const Json::Value& value, const std::string& name) {
     Section section(value, name);
@@ -125,10 +131,11 @@ PciFunction parsePciFunction(const Json::Value& value, const std::string& name) 
     std::string address;
     section.text("Address", address);
     unsigned segment = 0, bus = 0, slot = 0, function = 0;
-    int length = 0;
-    if (std::sscanf(address.c_str(), "%4x:%2x:%2x.%1x%n", &segment, &bus, &slot, &function, &length) != 4 ||
-        length != static_cast<int>(address.size()))
-        section.fail("has the Address \"" + address + "\", which is not of the form 0000:3b:00.0");
+    const bool formed =
+        address.size() == 12 && address[4] == ':' && address[7] == ':' && address[10] == '.' &&
+        parseHexadecimal(address.substr(0, 4), segment) && parseHexadecimal(address.substr(5, 2), bus) &&
+        parseHexadecimal(address.substr(8, 2), slot) && parseHexadecimal(address.substr(11), function);
+    if (!formed) section.fail("has the Address \"" + address + "\", which is not of the form 0000:3b:00.0");
     made["Address"] = address;
     made["Segment"] = formatText("0x%04x", segment);
     made["Bus"] = formatText("0x%02x", bus);
@@ -271,9 +278,10 @@ bool parseInterfaceAddress(const std::string& text, std::uint8_t (&bytes)[4], st
     if (slash != std::string::npos) {
         const std::string length = text.substr(slash + 1);
         if (length.empty() || length.size() > 2 ||
-            length.find_first_not_of("0123456789") != std::string::npos || std::atoi(length.c_str()) > 32)
+            length.find_first_not_of("0123456789") != std::string::npos)
             return false;
-        prefixLength = static_cast<std::uint8_t>(std::atoi(length.c_str()));
+        prefixLength = static_cast<std::uint8_t>(std::strtoul(length.c_str(), nullptr, 10));
+        if (prefixLength > 32) return false;
     }
     return parseIpv4(text.substr(0, slash), bytes);
 }
@@ -281,10 +289,10 @@ bool parseInterfaceAddress(const std::string& text, std::uint8_t (&bytes)[4], st
 bool parseHardwareAddress(const std::string& text, std::uint8_t (&bytes)[6]) {
     if (text.size() != 17) return false;
     for (std::size_t i = 0; i < 6; ++i) {
-        const std::string digits = text.substr(3 * i, 2);
-        if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) return false;
+        unsigned number = 0;
+        if (!parseHexadecimal(text.substr(3 * i, 2), number)) return false;
         if (i < 5 && text[3 * i + 2] != ':') return false;
-        bytes[i] = static_cast<std::uint8_t>(std::strtoul(digits.c_str(), nullptr, 16));
+        bytes[i] = static_cast<std::uint8_t>(number);
     }
     return true;
 }

@@ -102,7 +102,7 @@ void writeConfiguration(const std::string& root, const HostDescription& host, co
 
 std::string claimRoot(const std::string& root) {
     fs::create_directories(root);
-    const std::string place = fs::canonical(root).string();
+    std::string place = fs::canonical(root).string();
     if (place.find_first_of(":\n") != std::string::npos)
         throw std::runtime_error(place + ": a search path can't name a directory with a colon or a newline");
     if (!fs::is_empty(place) && !fs::exists(place + markFile))

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 
 #include "common/HostState.h"
@@ -28,7 +29,7 @@ void SummaryLog::append(std::int64_t wall, const char* text) {
 }
 
 void SummaryLog::writeHistory(std::int64_t boot) {
-    std::ofstream(place_, std::ios::trunc);
+    std::filesystem::remove(place_);
     append(boot - 30 * day, "bootstop: Host has booted");
     append(boot - 30 * day, "mark: storage-path-claim-completed");
     rebooting(boot - 300 * nanosecondsInSecond);

@@ -81,9 +81,7 @@ int control(const std::string& root, const std::vector<std::string>& words) {
     return answer->status;
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
+int runProgram(int count, char** arguments) {
     CLI::App app(
         "A whole host, simulated: its files, commands, clock and management device.\n"
         "The agent runs on it with --host-root DIR; nothing outside DIR is written.",
@@ -127,11 +125,16 @@ int main(int count, char** arguments) {
         const int status = app.exit(error);
         return status == 0 ? ok : badUsage;
     }
+    if (*controlCommand) return control(root, controlCommand->remaining());
+    options.settings.ipmiPatience = std::chrono::milliseconds(static_cast<long>(options.ipmiTimeout * 1000));
+    return run(options);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
     try {
-        if (*controlCommand) return control(root, controlCommand->remaining());
-        options.settings.ipmiPatience =
-            std::chrono::milliseconds(static_cast<long>(options.ipmiTimeout * 1000));
-        return run(options);
+        return runProgram(count, arguments);
     } catch (const std::exception& error) {
         std::cerr << "vok-simhost: " << error.what() << "\n";
         return failed;

@@ -2,27 +2,36 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+
+#include "common/Text.h"
 
 namespace fs = std::filesystem;
 
 namespace simhost {
 
+namespace {
+
+const std::string inventoryName = "inventory-";
+
+}  // namespace
+
 Keeper::Keeper(const std::string& directory) {
     fs::create_directories(directory);
     directory_ = fs::canonical(directory).string();
     for (const auto& entry : fs::directory_iterator(directory_)) {
-        unsigned long number = 0;
-        if (std::sscanf(entry.path().filename().c_str(), "inventory-%lu.json", &number) == 1)
-            inventories_ = std::max(inventories_, number);
+        const std::string name = entry.path().filename().string();
+        if (name.compare(0, inventoryName.size(), inventoryName) != 0) continue;
+        const char* const digits = name.c_str() + inventoryName.size();
+        inventories_ = std::max(inventories_, std::strtoul(digits, nullptr, 10));
     }
 }
 
 std::string Keeper::keepInventory(const std::string& text) {
-    char name[64];
-    std::snprintf(name, sizeof(name), "inventory-%04lu.json", ++inventories_);
+    std::string name = inventoryName + formatText("%04lu.json", ++inventories_);
     // Under its own name only when it is whole: somebody may be waiting for it.
     const std::string place = directory_ + "/" + name;
     std::ofstream stream(place + ".part", std::ios::binary | std::ios::trunc);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "common/Text.h"
+
 namespace simhost {
 
 namespace {
@@ -105,7 +107,8 @@ void checkAddresses(const Json::Value& addresses, std::vector<std::string>& brea
 void checkLocation(const std::string& location, std::vector<std::string>& breaches) {
     for (const char* none : {"", "Not Applicable", "Not Available", "NotApplicable", "NotAvailable"})
         if (location == none)
-            breaches.push_back("the event has a PhysicalLocation \"" + location + "\", which is left out");
+            breaches.push_back(
+                formatText("the event has a PhysicalLocation \"%s\", which is left out", none));
 }
 
 }  // namespace

@@ -134,7 +134,7 @@ void RemoteCommandReceiver::takeFirst(const ControllerPacket& request, ChunkOutc
         outcome.nextIndex = nextIndex_(1);
         return;
     }
-    transfer_.emplace();
+    transfer_ = PartialCommand();
     transfer_->name = name;
     transfer_->length = length;
     transfer_->descriptor = request.descriptor;
@@ -190,7 +190,7 @@ void RemoteCommandReceiver::takeLater(const ControllerPacket& request, ChunkOutc
 
 void RemoteCommandReceiver::append(const Bytes& chunk, std::size_t offset, std::size_t room,
                                    ChunkOutcome& outcome) {
-    Transfer& transfer = *transfer_;
+    PartialCommand& transfer = *transfer_;
     ++transfer.chunks;
     const std::size_t count = std::min(room, transfer.length - transfer.payload.size());
     const std::size_t before = textLength(chunk, offset, count);
@@ -206,7 +206,7 @@ void RemoteCommandReceiver::append(const Bytes& chunk, std::size_t offset, std::
 }
 
 void RemoteCommandReceiver::finishChunk(ChunkOutcome& outcome) {
-    Transfer& transfer = *transfer_;
+    PartialCommand& transfer = *transfer_;
     outcome.nextIndex = nextIndex_(transfer.chunks);
     transfer.indexBefore = transfer.expectedIndex;
     transfer.expectedIndex = outcome.nextIndex;
@@ -260,7 +260,7 @@ void RemoteCommandReceiver::refused() {
 }
 
 std::string RemoteCommandReceiver::abandon(const std::string& why) {
-    const std::string account =
+    std::string account =
         formatText("abandoned transfer: %s from process %u broke off after %zu of %zu bytes; ",
                    transfer_->name.c_str(), transfer_->process, transfer_->payload.size(),
                    transfer_->length) +

@@ -56,6 +56,19 @@ struct ChunkOutcome {
     std::optional<ReceivedCommand> completed;
 };
 
+// A command of which chunks are still to come.
+struct PartialCommand {
+    std::string name;
+    std::string payload;
+    std::size_t length = 0;  // with the NUL
+    std::size_t chunks = 0;
+    std::uint32_t descriptor = 0;
+    std::uint32_t process = 0;
+    std::uint16_t expectedIndex = 0;
+    std::uint16_t indexBefore = 0;
+    bool nulReported = false;
+};
+
 class RemoteCommandReceiver {
 public:
     // `nextIndex` gives the index of each reply from the number of the chunk in its command, from 1.
@@ -78,17 +91,6 @@ public:
     std::uint64_t abandoned() const { return abandoned_; }
 
 private:
-    struct Transfer {
-        std::string name;
-        std::string payload;
-        std::size_t length = 0;  // with the NUL
-        std::size_t chunks = 0;
-        std::uint32_t descriptor = 0;
-        std::uint32_t process = 0;
-        std::uint16_t expectedIndex = 0;
-        std::uint16_t indexBefore = 0;
-        bool nulReported = false;
-    };
     enum class Past { none, completed, refused, superseded };
     struct Descriptor {
         bool seenFromStart = false;
@@ -106,7 +108,7 @@ private:
 
     std::function<std::uint16_t(std::size_t)> nextIndex_;
     std::size_t sizeLimit_;
-    std::optional<Transfer> transfer_;
+    std::optional<PartialCommand> transfer_;
     std::uint32_t lastDescriptor_ = 0;
     std::map<std::uint32_t, Descriptor> descriptors_;
     std::uint64_t abandoned_ = 0;

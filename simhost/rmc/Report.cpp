@@ -100,7 +100,7 @@ std::string Report::paint(const char* colour, const std::string& text) const {
     return colours_ ? std::string("\033[") + colour + "m" + text + "\033[0m" : text;
 }
 
-void Report::line(const std::string& text) {
+void Report::line(const std::string& text) const {
     if (quiet_) return;
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);

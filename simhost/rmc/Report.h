@@ -29,7 +29,7 @@ public:
 
 private:
     std::string paint(const char* colour, const std::string& text) const;
-    void line(const std::string& text);
+    void line(const std::string& text) const;
 
     bool quiet_;
     bool colours_;

@@ -86,9 +86,7 @@ int control(const std::string& out, const std::vector<std::string>& words) {
     return answer->status;
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
+int runProgram(int count, char** arguments) {
     CLI::App app(
         "The rack management controller of a simulated host: receives inventories and events from the\n"
         "agent, holds every byte against the protocol, and rings the door-bell.",
@@ -123,8 +121,14 @@ int main(int count, char** arguments) {
         const int status = app.exit(error);
         return status == 0 ? ok : badUsage;
     }
+    return *controlCommand ? control(out, controlCommand->remaining()) : run(options);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
     try {
-        return *controlCommand ? control(out, controlCommand->remaining()) : run(options);
+        return runProgram(count, arguments);
     } catch (const UsageError& error) {
         std::cerr << "vok-rmc: " << error.what() << "\n";
         return badUsage;

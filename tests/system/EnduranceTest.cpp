@@ -1,0 +1,64 @@
+// A long life: nothing grows.
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "system/SimulatedSystem.h"
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool memoryIsOurOwn = false;  // a sanitizer keeps much of it for itself
+#else
+constexpr bool memoryIsOurOwn = true;
+#endif
+
+class Endurance : public SimulatedSystem {
+protected:
+    // How many entries a directory of the agent's under /proc has: "fd", "task".
+    long entries(const std::string& what) const {
+        const std::filesystem::directory_iterator listing("/proc/" + std::to_string(agent.process()) + "/" +
+                                                          what);
+        return std::distance(begin(listing), end(listing));
+    }
+    long residentKiB() const {
+        std::ifstream stream("/proc/" + std::to_string(agent.process()) + "/status");
+        long kib = -1;
+        for (std::string word; stream >> word;)
+            if (word == "VmRSS:") stream >> kib;
+        return kib;
+    }
+};
+
+TEST_F(Endurance, AHundredPushesPollsAndBuildsLeaveNoDescriptorNoThreadAndNoMemoryBehind) {
+    Json::Value settings = usualSettings();
+    settings["PushInventoryFrequencyInMinutes"] = "1";
+    startAll(settings, 600);
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 20), 0);
+    ASSERT_TRUE(waitUntil([this] { return entries("fd") <= entries("task") + 12; }));
+    const long threads = entries("task");
+    const long resident = residentKiB();
+    ASSERT_EQ(waitFor("inventory", 120), 0);
+    // A push, a poll or a command of a build may be going on at any one look.
+    EXPECT_TRUE(waitUntil([&] { return entries("task") <= threads; }));
+    EXPECT_LE(entries("fd"), 16);
+    if (memoryIsOurOwn) {
+        EXPECT_LE(residentKiB() - resident, 512);
+    }
+    EXPECT_EQ(stopAgent(), 0);
+    EXPECT_EQ(controllerCount("breaches"), 0);
+}
+
+TEST_F(Endurance, TheAgentIsSmall) {
+    startAll();
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    if (memoryIsOurOwn) {
+        EXPECT_LE(residentKiB(), 12 * 1024);
+    }
+    EXPECT_EQ(stopAgent(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,39 @@
+// --print-inventory: a look that leaves nothing behind.
+#include <csignal>
+
+#include "system/SimulatedSystem.h"
+
+namespace {
+
+class Look : public SimulatedSystem {};
+
+TEST_F(Look, PrintsOneDocumentAndSendsRecordsAndLeavesNothing) {
+    startAll();
+    const Ran ran = runAgent({"--print-inventory"});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output.find(R"({"HostDataCollection":{"Oem":{"CollectionInfo":)"), 0u) << ran.output;
+    EXPECT_NE(ran.output.find(R"("HostName":"rack42-node07")"), std::string::npos);
+    EXPECT_EQ(ran.output.find('\n'), ran.output.size() - 1) << "one line";
+    EXPECT_EQ(controllerCount("requests"), 0);
+    EXPECT_EQ(hostDirectory("/var/tmp"), std::vector<std::string>());
+    EXPECT_EQ(hostDirectory("/opt/mev/vok/data"), std::vector<std::string>{"esxtopconf"});
+}
+
+TEST_F(Look, PrintsNothingAndSaysSoWhenNoResourceIsEnabled) {
+    Json::Value settings = usualSettings();
+    settings["EnableResources"][0] = "TrustedPlatformModule";
+    startHostAlone(settings);
+    const Ran ran = runAgent({"--print-inventory"});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output, "vokd: no enabled resource has anything to tell\n");
+}
+
+TEST_F(Look, IsRefusedWhileAnAgentOwnsTheHostsWorkingFiles) {
+    startAll();
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_EQ(runAgent({"--print-inventory"}).status, 4);
+    EXPECT_EQ(stopAgent(), 0);
+}
+
+}  // namespace

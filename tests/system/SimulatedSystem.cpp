@@ -1,0 +1,130 @@
+#include "system/SimulatedSystem.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+std::string readAll(const std::string& place) {
+    std::ifstream stream(place, std::ios::binary);
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+}  // namespace
+
+bool waitUntil(const std::function<bool()>& isSo) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!isSo()) {
+        if (std::chrono::steady_clock::now() > limit) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+int occurrences(const std::string& content, const std::string& text) {
+    int count = 0;
+    for (auto at = content.find(text); at != std::string::npos; at = content.find(text, at + text.size()))
+        ++count;
+    return count;
+}
+
+Json::Value SimulatedSystem::usualSettings() {
+    Json::Value settings;
+    settings["EnableResources"].append("All");
+    settings["LoggingLevel"] = "Info";
+    settings["EnableDebugLog"] = "true";
+    settings["CliMode"] = "test";
+    settings["CacheRefreshInSeconds"]["Global"] = "36000";
+    settings["PushInventoryFrequencyInMinutes"] = "14400";
+    settings["VOKLogLocation"] = "/scratch/log/mev/vok/vok.log";
+    settings["DebugLogLocation"] = "/scratch/log/mev/vok/vok-debug.log";
+    settings["IPMIDoorBellMonitorInterval"] = "1";
+    settings["InventoryQueryIntervalInSeconds"] = "1";
+    return settings;
+}
+
+void SimulatedSystem::startHostAlone(const Json::Value& settings, int speed,
+                                     std::vector<std::string> options) {
+    directory.writeFile("settings.json", settings.toStyledString());
+    options.insert(options.end(),
+                   {"--config", directory.path() + "/settings.json", "--speed", std::to_string(speed)});
+    startHost(options);
+}
+
+void SimulatedSystem::startAll(const Json::Value& settings, int speed) {
+    startHostAlone(settings, speed);
+    startController();
+}
+
+void SimulatedSystem::startAgent() {
+    agent = RunningProgram(directory.path(), "vokd", {VOKD_PROGRAM, "--host-root", root()}, "");
+}
+
+Ran SimulatedSystem::runAgent(const std::vector<std::string>& options) {
+    std::vector<std::string> command{VOKD_PROGRAM, "--host-root", root()};
+    command.insert(command.end(), options.begin(), options.end());
+    return runProgram(command);
+}
+
+std::string SimulatedSystem::hostFile(const std::string& path) const {
+    return readAll(root() + path);
+}
+
+bool SimulatedSystem::hostHas(const std::string& path) const {
+    return std::filesystem::exists(root() + path);
+}
+
+void SimulatedSystem::writeHostFile(const std::string& path, const std::string& content) const {
+    std::ofstream(root() + path, std::ios::binary) << content;
+}
+
+std::vector<std::string> SimulatedSystem::hostDirectory(const std::string& path) const {
+    std::vector<std::string> names;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(root() + path, ignored))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+int SimulatedSystem::timesLogged(const std::string& text) const {
+    return occurrences(agentLog(), text) + occurrences(debugLog(), text);
+}
+
+bool SimulatedSystem::waitForLog(const std::string& text, int times) const {
+    return waitUntil([&] { return timesLogged(text) >= times; });
+}
+
+std::map<std::string, long> SimulatedSystem::startupRecord() const {
+    std::map<std::string, long> values;
+    std::istringstream lines(hostFile("/var/tmp/mevVOKStartup.txt"));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty()) continue;
+        const auto blank = line.find(' ');
+        const std::string number = blank == std::string::npos ? "" : line.substr(blank + 1);
+        const bool good = !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
+        values[line.substr(0, blank)] = good ? std::stol(number) : -1;
+    }
+    return values;
+}
+
+std::string SimulatedSystem::inventoryText(int number) const {
+    char name[40];
+    std::snprintf(name, sizeof(name), "/inventory-%04d.json", number);
+    return readAll(out() + name);
+}
+
+std::vector<int> SimulatedSystem::events() const {
+    std::vector<int> ids;
+    std::istringstream lines(readAll(out() + "/events.jsonl"));
+    for (std::string line; std::getline(lines, line);) {
+        Json::Value event;
+        std::istringstream(line) >> event;
+        ids.push_back(event["ID"].asInt());
+    }
+    return ids;
+}

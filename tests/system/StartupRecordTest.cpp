@@ -1,0 +1,85 @@
+// What one start learns from the record that the last one left, told to the controller.
+#include <unistd.h>
+#include <csignal>
+
+#include "system/SimulatedSystem.h"
+
+namespace {
+
+class StartupRecord : public SimulatedSystem {
+protected:
+    using Events = std::vector<int>;
+
+    // A start that has told its story and pushed: nothing more comes of it by itself.
+    void runUntilSettled() {
+        const int pushes = controllerCount("inventories");
+        startAgent();
+        ASSERT_EQ(waitFor("inventory", pushes + 1), 0);
+        ASSERT_TRUE(waitUntil([this] {
+            const auto record = startupRecord();
+            return record.at("last_start") == record.at("current_start");
+        }));
+    }
+};
+
+TEST_F(StartupRecord, AcrossALifeTellsEachRestartForWhatItWas) {
+    startAll();
+    runUntilSettled();
+    EXPECT_EQ(events(), Events{}) << "the first start ever has nothing to compare with";
+    EXPECT_EQ(startupRecord().at("last_stop"), 0);
+
+    EXPECT_EQ(stopAgent(), 0);
+    hostControl({"reboot"});
+    runUntilSettled();
+    EXPECT_EQ(events(), (Events{359, 356}));
+
+    agent.end(SIGKILL);
+    hostControl({"power-cut"});
+    runUntilSettled();
+    EXPECT_EQ(events(), (Events{359, 356, 360, 356}));
+
+    agent.end(SIGKILL);
+    runUntilSettled();
+    EXPECT_EQ(events(), (Events{359, 356, 360, 356})) << "the agent died and came back within one boot";
+
+    EXPECT_EQ(stopAgent(), 0);
+    runUntilSettled();
+    EXPECT_EQ(events(), (Events{359, 356, 360, 356})) << "it was stopped and started by hand";
+    EXPECT_EQ(stopAgent(), 0);
+    EXPECT_EQ(controllerCount("breaches"), 0);
+}
+
+TEST_F(StartupRecord, IsWrittenBeforeAnythingElseHappens) {
+    startAll();
+    startAgent();
+    ASSERT_TRUE(waitForLog("Creating thread for"));
+    const auto record = startupRecord();
+    EXPECT_GT(record.at("current_start"), 0);
+    EXPECT_EQ(record.at("last_start"), 0);
+    EXPECT_EQ(record.at("last_stop"), 0);
+    EXPECT_EQ(stopAgent(), 0);
+}
+
+TEST_F(StartupRecord, APlantedLinkIsNotFollowed) {
+    startAll();
+    directory.writeFile("victim", "precious");
+    ASSERT_EQ(
+        ::symlink((directory.path() + "/victim").c_str(), (root() + "/var/tmp/mevVOKStartup.txt").c_str()),
+        0);
+    runUntilSettled();
+    EXPECT_EQ(stopAgent(), 0);
+    EXPECT_EQ(directory.readFile("victim"), "precious");
+}
+
+TEST_F(StartupRecord, FullOfRubbishCountsAsNoEarlierRun) {
+    startAll();
+    writeHostFile("/var/tmp/mevVOKStartup.txt", std::string(5000, '\xff') + "\nlast_start elephant\n\0\n");
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_EQ(events(), Events{});
+    EXPECT_EQ(stopAgent(), 0);
+    EXPECT_EQ(startupRecord().at("current_start"), 0);
+    EXPECT_GT(startupRecord().at("last_start"), 0);
+}
+
+}  // namespace

@@ -140,14 +140,9 @@ void simulateUnhandledExceptions() {
     const int simulated = vokConfig::getInstance()->getUnhandledExceptionToSimulate();
     if (simulated == SIGSEGV) {
         VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGSEGV. (%ld)", static_cast<long>(simulated));
-<<<<<<< HEAD
         // Both volatile: otherwise the compiler may take the store away.
         volatile int* volatile nowhere = nullptr;
-        *nowhere = 10;
-=======
-        volatile int* volatile nowhere = nullptr;  // volatile twice: neither access may be left out
         *nowhere = 10;  // NOLINT(clang-analyzer-core.NullDereference): it is to crash
->>>>>>> h-daemon
     } else if (simulated == SIGABRT) {
         VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGABRT. (%ld)", static_cast<long>(simulated));
         throw std::invalid_argument("Simulated Agent Exception");

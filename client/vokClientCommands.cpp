@@ -20,6 +20,9 @@
 namespace {
 
 constexpr std::size_t longestPayload = sizeof(_VOK_MESSAGE_PACKET::payload) - 1;  // its NUL not counted
+// A text that fits one IPMI request covers the name of its remote command, and the controller can't tell
+// what it is.
+constexpr std::size_t shortestEvent = 57;
 constexpr std::uint16_t injectedEventMessage = 0x0101;  // any code that is not the test event's
 
 struct Explanation {
@@ -117,9 +120,12 @@ int vokClientTest(int id, const std::string& location, std::chrono::seconds time
     if (payload.size() > longestPayload)
         return complain("The location is too long: a request holds " + std::to_string(longestPayload) +
                         " bytes.");
+    // The answer is the same whatever becomes of a test event.
+    const char* const beforeFirstPush =
+        vokPassesBeforeFirstPush(id) ? "" : " Before its first inventory push the agent drops such an event.";
     return askAndTell(vokTestEventMessage, payload, timeout,
-                      "The agent has raised test event " + number +
-                          ". Its log tells whether the controller took it: the answer does not.");
+                      "The agent has served test event " + number +
+                          "; whether the controller took it, only the agent's log tells." + beforeFirstPush);
 }
 
 int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
@@ -140,9 +146,13 @@ int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
         return complain("The event has " + std::to_string(asWritten) + " bytes, " +
                         std::to_string(text.size()) + " on one line; at most " +
                         std::to_string(longestPayload) + " can be sent.");
-    return askAndTell(
-        injectedEventMessage, text, timeout,
-        "Delivered: the controller took the event of " + std::to_string(text.size()) + " bytes.");
+    event["Source"] = "VOK-CLI";
+    const std::size_t onTheWire = vokJsonText(event).size();
+    if (onTheWire < shortestEvent)
+        return complain("The event is too short for the controller to know it: " + std::to_string(onTheWire) +
+                        " bytes with its Source; at least " + std::to_string(shortestEvent) + " are needed.");
+    return askAndTell(injectedEventMessage, text, timeout,
+                      "Delivered: the controller took the event of " + std::to_string(onTheWire) + " bytes.");
 }
 
 int vokClientEvents() {

@@ -38,7 +38,8 @@ void vokCachedResourceManager::startInventory() {
         if (!stop_ && !refreshCache) {
             const vokWaitResult result = vokWaitFor(cond, lock, wakeSeconds);
             if (result == vokWaitResult::clockFailed) {
-                VOK_LOG_ERROR(traits_.tag, "Failed to get current time! (errno: %d)", errno);
+                const int reason = errno;  // logging may change it
+                VOK_LOG_ERROR(traits_.tag, "Failed to get current time! (errno: %d)", reason);
                 break;
             }
             if (result == vokWaitResult::timedOut) onTimeOut(vokWallClockSeconds(), refreshSeconds);

@@ -19,12 +19,6 @@ constexpr char module[] = "EVT_HANDLER";
 // OS boot and shutdown arise before the first push. 1337 and 1338 have no raiser in this agent.
 constexpr int passBeforeFirstPush[] = {356, 359, 360, 434, 435, 1337, 1338};
 
-bool mayPass(int id) {
-    return vokJsonAggregator::getInstance()->isInventorySent() ||
-           std::find(std::begin(passBeforeFirstPush), std::end(passBeforeFirstPush), id) !=
-               std::end(passBeforeFirstPush);
-}
-
 vokEventHost thisHost() {
     return {vokUtils::readHostName(), vokUtils::readHostOSVersion(), vokUtils::getOSType(),
             vokUtils::getPrimaryIPAddress()};
@@ -32,8 +26,14 @@ vokEventHost thisHost() {
 
 }  // namespace
 
+bool vokPassesBeforeFirstPush(int id) {
+    return std::find(std::begin(passBeforeFirstPush), std::end(passBeforeFirstPush), id) !=
+           std::end(passBeforeFirstPush);
+}
+
 void vokEventHandler::generateEvent(vokEvent event) {
-    if (!mayPass(event.getEventID())) return;
+    if (!vokJsonAggregator::getInstance()->isInventorySent() && !vokPassesBeforeFirstPush(event.getEventID()))
+        return;
     pthread_t thread{};
     if (::pthread_create(&thread, nullptr, startEventGeneration, &event) != 0) {
         VOK_LOG_ERROR(module, "Unable to spawn a thread to handle event.");

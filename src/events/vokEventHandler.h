@@ -18,6 +18,9 @@ public:
 // The body of a delivery thread. `event` points to a vokEvent that outlives the thread. Gives null.
 void* startEventGeneration(void* event);
 
+// Is an event of this number delivered before the first inventory push too?
+bool vokPassesBeforeFirstPush(int id);
+
 // Which part of the agent owns an event number: 1 agent, 2 host, 3 Ethernet, 4 Fibre Channel, 5 storage,
 // -1 none.
 int getEventType(int id);

@@ -55,7 +55,8 @@ void vokIPMIDBService::startMonitoring() {
     for (;;) {
         if (!stopMoni && !checkIPMIDevice) {
             if (vokWaitFor(cond, lock, interval) == vokWaitResult::clockFailed) {
-                VOK_LOG_ERROR("IPMI_DB", "Failed to get current time! (error no: %d)", errno);
+                const int reason = errno;  // logging may change it
+                VOK_LOG_ERROR("IPMI_DB", "Failed to get current time! (error no: %d)", reason);
                 return;
             }
             VOK_LOG_DEBUG("IPMI_DB", "Door bell thread woke up");

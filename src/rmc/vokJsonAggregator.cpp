@@ -150,7 +150,8 @@ bool vokJsonAggregator::checkIfInventoryReady(std::unique_lock<std::mutex>& lock
 
 bool vokJsonAggregator::aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds) {
     if (vokWaitFor(cond, lock, seconds) == vokWaitResult::clockFailed) {
-        VOK_LOG_ERROR("JSON_AGGR", "Failed to get current time! (errno: %d)", errno);
+        const int reason = errno;  // logging may change it
+        VOK_LOG_ERROR("JSON_AGGR", "Failed to get current time! (errno: %d)", reason);
         return false;
     }
     VOK_LOG_DEBUG("JSON_AGGR", "Thread signaled");

@@ -40,6 +40,13 @@ TEST_F(vokEventHandlerTest, AllOtherNumbersAreDroppedInSilenceBeforeTheFirstPush
     EXPECT_EQ(debugLog(), "");
 }
 
+TEST_F(vokEventHandlerTest, SevenNumbersOfAllPassBeforeTheFirstPush) {
+    std::vector<int> passing;
+    for (int id = -5; id <= 2000; ++id)
+        if (vokPassesBeforeFirstPush(id)) passing.push_back(id);
+    EXPECT_THAT(passing, ElementsAre(356, 359, 360, 434, 435, 1337, 1338));
+}
+
 TEST_F(vokEventHandlerTest, AfterTheFirstPushEveryNumberPasses) {
     openGate();
     for (const int id : {383, 708, 4711}) handler.generateEvent(event(id));

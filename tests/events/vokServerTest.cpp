@@ -1,6 +1,8 @@
 #include "events/vokServer.h"
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/stat.h>
@@ -211,6 +213,61 @@ TEST_F(vokServerTest, AThousandClientsAtOnceAreAllAnswered) {
     for (std::thread& group : groups) group.join();
     EXPECT_EQ(answered, 1000);
     EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 1000);
+}
+
+// --- failures of the system ---
+
+TEST_F(vokServerTest, AnInterruptedWaitIsAnErrorLineAndTheNextRequestIsServed) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
+    startServer();
+    TestClient client(host, 1);
+    EXPECT_EQ(client.ask(injectedEventCode, "{}"), 0);
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGUSR1);
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &signals, nullptr), 0);  // so that the server's thread takes it
+    waitUntil(
+        [&] {
+            ::kill(::getpid(), SIGUSR1);
+            return count(log(), "VOK_SERVER", "select returned -1.") > 0;
+        },
+        "the interrupted wait");
+    EXPECT_EQ(client.ask(injectedEventCode, "{}"), 0);
+    EXPECT_THAT(host.pauses, IsEmpty());
+}
+
+TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsServed) {
+    // While the first request is being sent, a directory takes the place of the pipe's descriptor; that is
+    // always readable, and reading it fails. The pause after the failure puts the pipe back.
+    int server = -1;
+    vokOwnedDescriptor kept;
+    host.onPause = [&](unsigned long) {
+        if (server >= 0) {
+            if (kept) ::dup2(kept.get(), server);
+            kept.reset();
+            return;
+        }
+        const std::string pipe = place(vokServerPipePath);
+        for (server = 0; server < 1024; ++server) {
+            char found[4096] = {};
+            const std::string link = "/proc/self/fd/" + std::to_string(server);
+            if (::readlink(link.c_str(), found, sizeof(found) - 1) > 0 && found == pipe) break;
+        }
+        kept.reset(::dup(server));
+        const vokOwnedDescriptor directory(::open("/", O_RDONLY | O_DIRECTORY));
+        ::dup2(directory.get(), server);
+    };
+    startServer();
+    TestClient client(host, 1);
+    EXPECT_EQ(client.ask(injectedEventCode, eventText("A")), 0);
+    EXPECT_EQ(client.ask(injectedEventCode, eventText("B")), 0);
+    EXPECT_EQ(count(log(), "VOK_SERVER", "recv failed"), 1);
+    EXPECT_EQ(count(log(), "VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 0);
+    const std::lock_guard<std::mutex> lock(host.guard);
+    EXPECT_EQ(host.pauses, (std::vector<unsigned long>{500000, 100000, 500000}));
+    EXPECT_THAT(host.remoteCommandPayloads(), ElementsAre(sentText("A"), sentText("B")));
 }
 
 // --- the pipe's place ---

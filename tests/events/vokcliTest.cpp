@@ -107,13 +107,24 @@ TEST_F(vokcliTest, ATestEventIsRaisedAndThePersonIsToldWhatIsKnown) {
     startAgent();
     const Result result = run({"test", "708"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.out,
-              "The agent has raised test event 708. Its log tells whether the controller took it: the answer "
-              "does not.\n");
+    EXPECT_EQ(
+        result.out,
+        "The agent has served test event 708; whether the controller took it, only the agent's log tells. "
+        "Before its first inventory push the agent drops such an event.\n");
     EXPECT_EQ(result.err, "");
     ASSERT_THAT(delivered(), SizeIs(1));
     EXPECT_THAT(delivered().front(), HasSubstr(R"("ID":708,)"));
     EXPECT_THAT(clientPipes(), IsEmpty());
+}
+
+TEST_F(vokcliTest, ATestEventThatPassesBeforeTheFirstPushIsToldWithoutThatCondition) {
+    startAgent();
+    const Result result = run({"test", "356"});
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_EQ(result.out,
+              "The agent has served test event 356; whether the controller took it, only the agent's log "
+              "tells.\n");
+    EXPECT_THAT(delivered(), SizeIs(1));
 }
 
 TEST_F(vokcliTest, ALocationFollowsTheNumberBehindABlank) {
@@ -160,7 +171,7 @@ TEST_F(vokcliTest, AnEventFromAFileIsDelivered) {
     host.root.writeFile("/event.json", "{\n  \"Pad\": \"" + padding + "\",\n  \"Source\": \"ME\"\n}\n");
     const Result result = run({"inject", place("/event.json")});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.out, "Delivered: the controller took the event of 114 bytes.\n");
+    EXPECT_EQ(result.out, "Delivered: the controller took the event of 109 bytes.\n");
     EXPECT_THAT(delivered(), ElementsAre(R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"));
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
@@ -216,10 +227,26 @@ TEST_F(vokcliTest, TheLongestEventFitsAndOneByteMoreDoesNot) {
     startAgent();
     const auto ofSize = [](std::size_t size) { return R"({"P":")" + std::string(size - 8, 'x') + R"("})"; };
     const Result longest = run({"inject", "-"}, ofSize(4078));
-    EXPECT_EQ(longest.out, "Delivered: the controller took the event of 4078 bytes.\n") << longest.err;
+    EXPECT_EQ(longest.out, "Delivered: the controller took the event of 4097 bytes.\n") << longest.err;
     const Result longer = run({"inject", "-"}, ofSize(4079));
     EXPECT_EQ(longer.exitStatus, 1);
     EXPECT_EQ(longer.err, "vokcli: The event has 4079 bytes, 4079 on one line; at most 4078 can be sent.\n");
+}
+
+TEST_F(vokcliTest, AnEventThatWouldCoverItsCommandsNameIsNotSent) {
+    startAgent();
+    // With the Source that the agent adds: 56 bytes, then 57.
+    const Result tooShort = run({"inject", "-"}, R"({"Pad":")" + std::string(56 - 29, 'x') + R"("})");
+    EXPECT_EQ(tooShort.exitStatus, 1);
+    EXPECT_EQ(
+        tooShort.err,
+        "vokcli: The event is too short for the controller to know it: 56 bytes with its Source; at least "
+        "57 are needed.\n");
+    EXPECT_TRUE(host.deviceRequests.empty());
+    const Result enough = run({"inject", "-"}, R"({"Pad":")" + std::string(57 - 29, 'x') + R"("})");
+    EXPECT_EQ(enough.out, "Delivered: the controller took the event of 57 bytes.\n") << enough.err;
+    ASSERT_FALSE(host.deviceRequests.empty());
+    EXPECT_STREQ(reinterpret_cast<const char*>(host.deviceRequests.front().data.data() + 3), "MPEventGen");
 }
 
 TEST_F(vokcliTest, AnEventThatFitsOnOneLineOnlyIsSentSo) {
@@ -233,7 +260,7 @@ TEST_F(vokcliTest, AnEventThatFitsOnOneLineOnlyIsSentSo) {
 // --- agents that are not there, or do not answer ---
 
 TEST_F(vokcliTest, WithoutAPipeNoAgentIsRunning) {
-    const Result result = run({"inject", "-"}, R"({"a":1})");
+    const Result result = run({"inject", "-"}, R"({"Pad":")" + padding + R"("})");
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(result.err, "vokcli: No agent is running here; nothing was sent.\n");
     EXPECT_THAT(clientPipes(), IsEmpty());

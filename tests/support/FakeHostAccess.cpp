@@ -18,6 +18,22 @@ FakeDeviceReply takeChunk(const FakeDeviceRequest& request) {
     return {0, 1, 0, {0, 0, static_cast<unsigned char>(index), static_cast<unsigned char>(index >> 8), 0}};
 }
 
+// Null for an empty text.
+sockaddr* newSocketAddress(const std::string& text) {
+    if (text.empty()) return nullptr;
+    auto* storage = new sockaddr_storage{};
+    if (text.find(':') == std::string::npos) {
+        auto* address = reinterpret_cast<sockaddr_in*>(storage);
+        address->sin_family = AF_INET;
+        ::inet_pton(AF_INET, text.c_str(), &address->sin_addr);
+    } else {
+        auto* address = reinterpret_cast<sockaddr_in6*>(storage);
+        address->sin6_family = AF_INET6;
+        ::inet_pton(AF_INET6, text.c_str(), &address->sin6_addr);
+    }
+    return reinterpret_cast<sockaddr*>(storage);
+}
+
 }  // namespace
 
 FakeHostAccess::FakeHostAccess() : onDeviceRequest(takeChunk) {}
@@ -194,14 +210,15 @@ int FakeHostAccess::systemInformation(struct sysinfo* information) {
 }
 
 int FakeHostAccess::interfaceAddresses(struct ifaddrs** addresses) {
+    if (interfaceAddressesFail) {
+        errno = EMFILE;
+        return -1;
+    }
     *addresses = nullptr;
     for (auto each = interfaces.rbegin(); each != interfaces.rend(); ++each) {
         auto* entry = new ifaddrs{};
         entry->ifa_name = ::strdup(each->first.c_str());
-        auto* address = new sockaddr_in{};
-        address->sin_family = AF_INET;
-        ::inet_pton(AF_INET, each->second.c_str(), &address->sin_addr);
-        entry->ifa_addr = reinterpret_cast<sockaddr*>(address);
+        entry->ifa_addr = newSocketAddress(each->second);
         entry->ifa_next = *addresses;
         *addresses = entry;
     }
@@ -212,7 +229,7 @@ void FakeHostAccess::freeInterfaceAddresses(struct ifaddrs* addresses) {
     while (addresses) {
         ifaddrs* const next = addresses->ifa_next;
         ::free(addresses->ifa_name);
-        delete reinterpret_cast<sockaddr_in*>(addresses->ifa_addr);
+        delete reinterpret_cast<sockaddr_storage*>(addresses->ifa_addr);
         delete addresses;
         addresses = next;
     }

@@ -59,9 +59,11 @@ public:
     int failingClockReads = 0;  // how many calls of wallClock fail with EINVAL before the next that works
     bool systemNameFails = false;
     bool systemInformationFails = false;
+    bool interfaceAddressesFail = false;
     long uptimeSeconds = 1000;
     std::string nodeName = "testhost";
-    // Name and IPv4 address of each interface, in the order of getifaddrs.
+    // Name and address of each interface, in the order of getifaddrs: IPv4; IPv6 when there is a colon in
+    // it; an entry without an address when it is empty.
     std::vector<std::pair<std::string, std::string>> interfaces{{"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}};
     // Called in timedWait before the clock moves, with the waiter's mutex held; true means a signal came.
     // May wait on the condition itself to hold a thread.

@@ -1,15 +1,21 @@
 // vokcli: has the agent raise a test event or send an event of the caller's, and says what came of it.
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <cstdio>
+#include <exception>
+#include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "core/vokVersion.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokRootedHostAccess.h"
 #include "vokClientCommands.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
     int timeoutSeconds = 60;
     std::string hostRoot;
     int id = 0;
@@ -54,4 +60,15 @@ int main(int argc, char** argv) {
     if (test->parsed()) return vokClientTest(id, location, timeout);
     if (inject->parsed()) return vokClientInject(file, timeout);
     return vokClientEvents();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& failure) {  // memory ran out, or a stream failed
+        std::fprintf(stderr, "vokcli: %s\n", failure.what());
+        return vokExitFailed;
+    }
 }

@@ -158,9 +158,8 @@ int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
 int vokClientEvents() {
     std::printf("%-6s  %-13s  %s\n", "Number", "Owner", "Meaning");
     for (const vokEventNumber& row : vokEventTable) {
-        const vokEventOwner* const owner = vokFindEventOwner(row.type);
-        std::printf("%6d  %-13s  %s%s\n", row.id, owner->name, row.meaning,
-                    owner->inThisBuild ? "" : " (not in this agent yet)");
+        std::printf("%6d  %-13s  %s%s\n", row.id, vokFindEventOwner(row.type)->name, row.meaning,
+                    vokTestEventHasRaiser(row.type) ? "" : " (not in this agent yet)");
     }
     return vokExitDone;
 }

@@ -56,13 +56,12 @@ inline constexpr vokEventNumber vokEventTable[] = {
 struct vokEventOwner {
     int type;
     const char* name;
-    bool inThisBuild;  // the manager that raises these events is part of the agent
 };
 
 inline constexpr vokEventOwner vokEventOwners[] = {
-    {vokAgentEvent, "Agent", true},        {vokHostEvent, "Host", true},
-    {vokEthernetEvent, "Ethernet", false}, {vokFibreChannelEvent, "Fibre Channel", false},
-    {vokStorageEvent, "Storage", false},
+    {vokAgentEvent, "Agent"},       {vokHostEvent, "Host"},
+    {vokEthernetEvent, "Ethernet"}, {vokFibreChannelEvent, "Fibre Channel"},
+    {vokStorageEvent, "Storage"},
 };
 
 // The row of an event number, or null.

@@ -12,7 +12,7 @@ constexpr char replacement[] = "\xEF\xBF\xBD";  // U+FFFD
 struct Sequence {
     unsigned char first;
     unsigned char last;
-    int length;
+    unsigned char length;
     unsigned char secondFrom;
     unsigned char secondTo;
 };

@@ -141,3 +141,11 @@ int TestClient::ask(int messageCode, const std::string& payload) {
     send(messageCode, payload);
     return status();
 }
+
+std::string eventText(const std::string& pad) {
+    return R"({"Pad":")" + pad + std::string(80, 'x') + R"("})";
+}
+
+std::string sentText(const std::string& pad) {
+    return R"({"Pad":")" + pad + std::string(80, 'x') + R"(","Source":"VOK-CLI"})";
+}

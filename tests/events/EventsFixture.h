@@ -88,3 +88,7 @@ private:
 
 constexpr int testEventCode = 0x0102;
 constexpr int injectedEventCode = 0x0103;
+
+// An event as a client injects it, of a size that takes several requests, and as the controller gets it.
+std::string eventText(const std::string& pad);
+std::string sentText(const std::string& pad);

@@ -47,7 +47,35 @@ void forgetPlatformTables() {
     vokSystemInterfaceFactory::getSystemInterface()->UnInitialize();
 }
 
+// One vokd a host: it owns the working files under the data directory and the startup record. Zero to go on.
+int takeHost(vokdInstanceLock& lock) {
+    std::string said;
+    switch (lock.take(said)) {
+        case vokdInstanceLock::Result::heldByAnother:
+            std::fprintf(stderr, "vokd: another vokd runs on this host (process %s)\n", said.c_str());
+            return vokdOptions::alreadyRunning;
+        case vokdInstanceLock::Result::unavailable:
+            std::fprintf(stderr, "vokd: running without a lock against a second one: %s\n", said.c_str());
+            break;
+        case vokdInstanceLock::Result::taken:
+            break;
+    }
+    return 0;
+}
+
+int cannotPrint() {
+    std::perror("vokd: standard output");
+    return vokdOptions::outputFailed;
+}
+
+int checkConfig() {
+    const int status = vokdPrintConfigReport(std::cout);
+    return std::cout.flush() ? status : cannotPrint();
+}
+
 int printInventory() {
+    vokdInstanceLock lock;
+    if (const int refused = takeHost(lock)) return refused;
     Logging::Logger::loggerInit();
     readPlatformTables();
     const auto factory = std::make_unique<vokFactory>();
@@ -61,7 +89,7 @@ int printInventory() {
         std::fprintf(stderr, "vokd: no enabled resource has anything to tell\n");
         return vokdOptions::graceful;
     }
-    std::printf("%s\n", document.c_str());
+    if (std::printf("%s\n", document.c_str()) < 0 || std::fflush(stdout) != 0) return cannotPrint();
     return vokdOptions::graceful;
 }
 
@@ -74,17 +102,7 @@ void captureCrashesIfWanted() {
 
 int runAgent() {
     vokdInstanceLock lock;
-    std::string said;
-    switch (lock.take(said)) {
-        case vokdInstanceLock::Result::heldByAnother:
-            std::fprintf(stderr, "vokd: another vokd runs on this host (process %s)\n", said.c_str());
-            return vokdOptions::alreadyRunning;
-        case vokdInstanceLock::Result::unavailable:
-            std::fprintf(stderr, "vokd: running without a lock against a second one: %s\n", said.c_str());
-            break;
-        case vokdInstanceLock::Result::taken:
-            break;
-    }
+    if (const int refused = takeHost(lock)) return refused;
     captureCrashesIfWanted();
 
     Logging::Logger::loggerInit();
@@ -99,7 +117,8 @@ int runAgent() {
     vokIPMIDBService::getInstance()->startvokIPMIDBService();
     vokJobManager::getInstance()->startVOKServer();
 
-    while (vokdWaitForSignal(secondsBetweenLogChecks) == 0) vokdEnforceLogLimits();
+    do vokdEnforceLogLimits();
+    while (vokdWaitForSignal(secondsBetweenLogChecks) == 0);
 
     vokdEndAtNextSignal(vokdOptions::secondSignal);
     vokJobManager::getInstance()->stopVOKServer();
@@ -122,7 +141,7 @@ int main(int argc, char** argv) {
     if (!options.hostRoot.empty() && !useHostRoot(options.hostRoot)) return vokdOptions::noHostRoot;
     switch (options.action) {
         case vokdOptions::Action::checkConfig:
-            return vokdPrintConfigReport(std::cout);
+            return checkConfig();
         case vokdOptions::Action::printInventory:
             return printInventory();
         case vokdOptions::Action::run:

@@ -23,6 +23,7 @@ std::string joined(const std::vector<std::string>& names) {
 struct Setting {
     const char* key;
     std::string (*value)(vokConfig&);
+    const char* unit = "";
 };
 
 constexpr Setting settings[] = {
@@ -33,11 +34,11 @@ constexpr Setting settings[] = {
     {"DebugLogLocation", [](vokConfig& c) { return c.getVOKDebugLogFileLocation(); }},
     {"CliMode", [](vokConfig& c) { return c.getTestEventSettings(); }},
     {"PushInventoryFrequencyInMinutes",
-     [](vokConfig& c) { return std::to_string(c.getInventoryPushIntervalSettings()); }},
-    {"IPMIDoorBellMonitorInterval",
-     [](vokConfig& c) { return std::to_string(c.getDoorBellSleepInterval()) + " (minutes)"; }},
+     [](vokConfig& c) { return std::to_string(c.getInventoryPushIntervalSettings()); }, " minutes"},
+    {"IPMIDoorBellMonitorInterval", [](vokConfig& c) { return std::to_string(c.getDoorBellSleepInterval()); },
+     " minutes"},
     {"InventoryQueryIntervalInSeconds",
-     [](vokConfig& c) { return std::to_string(c.getInventoryQueryInterval()); }},
+     [](vokConfig& c) { return std::to_string(c.getInventoryQueryInterval()); }, " seconds"},
     {"CaptureUnhandledExceptionStack",
      [](vokConfig& c) { return yesOrNo(c.isUnhandledExceptionStackCaptureEnabled()); }},
     {"SimulateUnhandledException",
@@ -68,10 +69,11 @@ int vokdPrintConfigReport(std::ostream& out) {
     std::vector<vokConfigRefusal> refusals;
     const auto config = vokConfig::examine(refusals);
     out << "Settings from " << vokHostAccess().path(vokConfig::configFile) << "\n";
-    for (const auto& setting : settings) printSetting(out, setting.key, setting.value(*config));
+    for (const auto& setting : settings)
+        printSetting(out, setting.key, setting.value(*config) + setting.unit);
     for (const char* module : refreshedModules)
         printSetting(out, std::string("CacheRefreshInSeconds.") + module,
-                     std::to_string(config->getrefreshInterval(module)));
+                     std::to_string(config->getrefreshInterval(module)) + " seconds");
 
     if (config->isDefaultSettingsApplied()) {
         for (const auto& refusal : refusals)

@@ -3,7 +3,9 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -29,7 +31,9 @@ constexpr FatalSignal fatalSignals[] = {
 char traceDirectory[3072];
 char exceptionText[512];
 alignas(16) char alternateStack[64 * 1024];
-volatile sig_atomic_t crashing;
+std::atomic<long> crashingThread{0};
+static_assert(std::atomic<long>::is_always_lock_free);
+constexpr int secondsForAnothersTrace = 5;
 
 class SafeText {
 public:
@@ -72,7 +76,6 @@ void writeTrace(int signal, const siginfo_t* information) {
     path.number(static_cast<std::uint64_t>(now.tv_sec)) << "-";
     path.number(static_cast<std::uint64_t>(::getpid())) << ".txt";
     const int descriptor = ::open(path.get(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0) return;
 
     SafeText head;
     head << "vokd " << VOK_VERSION << " ended by " << nameOf(signal);
@@ -80,8 +83,15 @@ void writeTrace(int signal, const siginfo_t* information) {
         head << " at address 0x";
         head.number(reinterpret_cast<std::uintptr_t>(information->si_addr), 16);
     }
+    SafeText word;
+    word << "vokd: " << head.get() + std::strlen("vokd ")
+         << (descriptor < 0 ? ", no trace in " : ", trace in ") << path.get() << "\n";
+    word.writeTo(STDERR_FILENO);
+    if (descriptor < 0) return;
+
     head << "\nprocess ";
-    head.number(static_cast<std::uint64_t>(::getpid())) << ", time ";
+    head.number(static_cast<std::uint64_t>(::getpid())) << ", thread ";
+    head.number(static_cast<std::uint64_t>(::syscall(SYS_gettid))) << ", time ";
     head.number(static_cast<std::uint64_t>(now.tv_sec)) << "\n";
     if (exceptionText[0]) head << "exception: " << exceptionText << "\n";
     head << "\n";
@@ -94,10 +104,15 @@ void writeTrace(int signal, const siginfo_t* information) {
 }
 
 void onFatalSignal(int signal, siginfo_t* information, void*) {
-    // A second crash, in this handler or on another thread, ends the process without a second trace.
-    if (!crashing) {
-        crashing = 1;
+    const long thread = ::syscall(SYS_gettid);
+    long none = 0;
+    if (crashingThread.compare_exchange_strong(none, thread)) {
         writeTrace(signal, information);
+    } else if (none != thread) {
+        // Another thread is writing its trace, and ends the process when it has done so.
+        timespec rest{secondsForAnothersTrace, 0};
+        while (::nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+        }
     }
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;

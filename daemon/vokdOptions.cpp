@@ -8,8 +8,9 @@
 namespace {
 
 constexpr char footer[] = R"(
-vokd stays in the foreground. SIGTERM or SIGINT stops it gracefully; a second one ends it at once, without
-the record of a graceful stop.
+vokd stays in the foreground. SIGTERM or SIGINT stops it gracefully. That may last as long as the management
+controller takes to answer; one more signal, three seconds after the first or later, ends vokd at once and
+without the record of a graceful stop. SIGHUP is ignored: settings are read at the start only.
 
 Exit status:
   0    stopped gracefully, or printed what was asked for
@@ -17,14 +18,18 @@ Exit status:
   2    wrong command line
   3    the host root can't be used
   4    another vokd runs on this host
-  5    a second signal came while stopping
+  5    told again to stop, and ended at once
   6    --check-config: a value in the file was refused
   7    --check-config: there is no usable file; the built-in settings are used
+  8    standard output can't be written
   245  the directory of the debug log can't be made
   246  the directory of the agent log can't be made
 
+A crash ends vokd with the signal of the crash, after a stack trace when CaptureUnhandledExceptionStack is set.
+
 Files:
   /etc/config/mev/vok/vok.conf    settings, a JSON object
+  /var/run/vokd.pid               lock against a second vokd; the process id for people
   /opt/mev/vok/log                links to the logs; stack traces of crashes
   /var/tmp/mevVOKStartup.txt      from which the next start tells how the last run ended)";
 
@@ -37,7 +42,8 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
     bool printInventory = false;
     app.set_version_flag("--version", std::string("vokd ") + VOK_VERSION, "Print the version and end");
     app.add_option("--host-root", hostRoot, "Take the host's files from under this directory")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check([](const std::string& text) { return text.empty() ? "a directory's name is wanted" : ""; });
     auto* const check = app.add_flag("--check-config", checkConfig,
                                      "Print every setting with its effective value, and what was refused");
     app.add_flag("--print-inventory", printInventory,

@@ -16,9 +16,10 @@ struct vokdOptions {
         usage = 2,           // the command line is wrong
         noHostRoot = 3,      // the host root can't be used
         alreadyRunning = 4,  // another vokd runs on this host
-        secondSignal = 5,    // told again to stop while stopping: ended at once
+        secondSignal = 5,    // told again to stop when the stop lasted long: ended at once
         configRefused = 6,   // --check-config: a value was refused
         configUnusable = 7,  // --check-config: no usable file, the built-in settings are used
+        outputFailed = 8,    // what was asked for could not be written
     };
 
     // Reads the command line. True to go on; false to end with `exitStatus`, everything being said.

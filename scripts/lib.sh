@@ -1,7 +1,21 @@
+# shellcheck shell=bash
 # Shared by the scripts. Source it; it changes nothing by itself.
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails.
+# Reads a build's output: keeps it in the file $1, and on a terminal shows how far it is.
+show_progress() {
+    local log=$1 name=$2 line
+    while IFS= read -r line; do
+        printf '%s\n' "$line" >>"$log"
+        if [ -t 2 ] && [[ $line =~ ^\[([0-9]+/[0-9]+)\] ]]; then
+            printf '\rbuilding %s %s ' "$name" "${BASH_REMATCH[1]}" >&2
+        fi
+    done
+    if [ -t 2 ]; then printf '\r\033[K' >&2; fi
+}
+
+# build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails. Two scripts that want the same
+# preset at the same time take turns.
 build_preset() {
     local preset=$1
     shift
@@ -10,7 +24,13 @@ build_preset() {
     local started=$SECONDS
     local -a targets=()
     [ $# -eq 0 ] || targets=(--target "$@")
-    if (cd "$project" && cmake --preset "$preset" && cmake --build "build/$preset" "${targets[@]}") >"$log" 2>&1 </dev/null; then
+    mkdir -p "$project/build"
+    if (
+        flock 9
+        cd "$project"
+        { cmake --preset "$preset" && cmake --build "build/$preset" "${targets[@]}"; } 2>&1 </dev/null 9>&- |
+            show_progress "$log" "$preset"
+    ) 9>"$project/build/$preset.lock"; then
         echo "built $preset in $((SECONDS - started)) s"
         rm -f "$log"
         return 0
@@ -28,13 +48,13 @@ run_tests() {
     shift
     local log status=0
     log=$(mktemp)
-    (cd "$project/build/$preset" && ctest -j "$(nproc)" --output-on-failure "$@") >"$log" 2>&1 </dev/null || status=$?
+    (cd "$project/build/$preset" && ctest -j "$(nproc)" --output-on-failure --no-tests=error "$@") \
+        >"$log" 2>&1 </dev/null || status=$?
+    echo "--- $preset"
     if [ "$status" != 0 ]; then
         grep -vE '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+:' "$log" | head -n 400
-    else
-        echo "--- $preset"
-        tail -n 4 "$log"
     fi
+    tail -n 6 "$log" | grep -E 'tests passed|Total Test time|No tests' || true
     rm -f "$log"
     return "$status"
 }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -25,6 +24,7 @@ namespace {
 
 constexpr char tag[] = "JOB_MGR";
 constexpr char firstPlatformFamily[] = "7711PID02020001";
+// Of these, the position in the list of resources is the id.
 constexpr int stopOrder[] = {HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES, FIBRE_CHANNEL_DEVICES};
 
 std::vector<int> resourceList() {
@@ -140,7 +140,8 @@ void simulateUnhandledExceptions() {
     const int simulated = vokConfig::getInstance()->getUnhandledExceptionToSimulate();
     if (simulated == SIGSEGV) {
         VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGSEGV. (%ld)", static_cast<long>(simulated));
-        int* volatile nowhere = nullptr;
+        // Both volatile: otherwise the compiler may take the store away.
+        volatile int* volatile nowhere = nullptr;
         *nowhere = 10;
     } else if (simulated == SIGABRT) {
         VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGABRT. (%ld)", static_cast<long>(simulated));

@@ -19,7 +19,7 @@ namespace {
 constexpr char hostMemFile[] = "/opt/mev/vok/data/vok-mem.txt";
 constexpr char esxtopconf[] = "/opt/mev/vok/data/esxtopconf";
 constexpr char remoteSupport[] = "RemoteSupport";
-constexpr long refreshSeconds60 = 60;
+constexpr long fixedRefreshSeconds = 60;  // the configuration is not asked
 constexpr long mbytesInGiB = 1024;
 
 constexpr vokManagerTraits hostTraits = {
@@ -41,6 +41,19 @@ struct CloseFile {
     void operator()(FILE* file) const { std::fclose(file); }
 };
 
+// A file that the command appends to, so that nothing of it may stay for the next sample.
+class RemovedAtEnd {
+public:
+    explicit RemovedAtEnd(std::string place) : place_(std::move(place)) {}
+    ~RemovedAtEnd() { std::remove(place_.c_str()); }
+    RemovedAtEnd(const RemovedAtEnd&) = delete;
+    RemovedAtEnd& operator=(const RemovedAtEnd&) = delete;
+    const std::string& place() const { return place_; }
+
+private:
+    std::string place_;
+};
+
 }  // namespace
 
 std::atomic<bool> HostResourceManager::stopHost{false};
@@ -55,7 +68,7 @@ HostResourceManager* HostResourceManager::getInstance() {
 
 void HostResourceManager::init() {
     VOK_LOG_DEBUG("HOST_RM", "Entry init()");
-    if (!hostInventory.empty()) {
+    if (!getHostInventory().empty()) {
         VOK_LOG_DEBUG("HOST_RM", "VOK thread for host already active. Cannot spawn another one.");
         return;
     }
@@ -63,9 +76,8 @@ void HostResourceManager::init() {
     startInventory();
 }
 
-// The configuration is not asked.
 long HostResourceManager::refreshInterval() {
-    return refreshSeconds60;
+    return fixedRefreshSeconds;
 }
 
 void HostResourceManager::onTimeOut(time_t now, long refreshSeconds) {
@@ -81,6 +93,11 @@ HostResourceManager::gathered HostResourceManager::gather() {
     populateHostInfo();
     populateCollectionInfo();
     return gathered::complete;
+}
+
+std::vector<vokHostOSInfo> HostResourceManager::getHostInventory() {
+    const std::lock_guard<std::mutex> lock(mlock);
+    return hostInventory;
 }
 
 std::size_t HostResourceManager::recordCount() {
@@ -112,28 +129,24 @@ void HostResourceManager::populateCollectionInfo() {
 }
 
 std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
-    IvokHostAccess& host = vokHostAccess();
-    const std::string sample = host.path(hostMemFile);
-    const int status = host.runCommand("esxtop -c " + host.commandPath(esxtopconf) + " -b -n 1 >> " +
-                                       host.commandPath(hostMemFile));
+    const RemovedAtEnd sample(vokHostAccess().path(hostMemFile));
+    const int status = vokHostAccess().runCommand("esxtop -c " + vokHostAccess().commandPath(esxtopconf) +
+                                                  " -b -n 1 >> " + vokHostAccess().commandPath(hostMemFile));
     if (status != 0) {
+        const int reason = errno;
         if (!getTotalPhysicalMemoryFailureLogged) {
             VOK_LOG_ERROR("HOST_RM", "Error occurred in fetching physical memory information : %s",
-                          std::strerror(errno));
+                          vokUtils::getErrorDescription(reason).c_str());
             getTotalPhysicalMemoryFailureLogged = true;
         }
-        std::remove(sample.c_str());
         return {};
     }
-    std::unique_ptr<FILE, CloseFile> file(std::fopen(sample.c_str(), "re"));
+    const std::unique_ptr<FILE, CloseFile> file(std::fopen(sample.place().c_str(), "re"));
     if (!file) {
         VOK_LOG_ERROR("HOST_RM", "Unable to fetch physical memory information.");
         return {};
     }
     const EsxtopMemory memory = readEsxtopMemory(file.get());
-    file.reset();
-    // The command appends, so nothing may stay for the next sample.
-    std::remove(sample.c_str());
     return {static_cast<double>(memory.totalMBytes / mbytesInGiB),
             static_cast<double>(memory.freeMBytes / mbytesInGiB)};
 }

@@ -11,6 +11,7 @@
 
 class HostResourceManager : public vokCachedResourceManager {
 public:
+    // Lives as long as the process.
     static HostResourceManager* getInstance();
 
     void init() override;
@@ -23,13 +24,15 @@ public:
     // Raises the event as a client asks for it, whatever has happened.
     void generateTestEvent(int id);
 
-    const std::vector<vokHostOSInfo>& getHostInventory() const { return hostInventory; }
+    // A copy of the records: one, once a build has ended. Waits while a build runs.
+    std::vector<vokHostOSInfo> getHostInventory();
+    // Fill one record of the list, and what is told of the collection; mlock is held.
     void populateHostInfo();
     void populateCollectionInfo();
     void createJsonStringUsingJsonCpp() override;
     // The addresses of all interfaces but "lo", each logged.
     std::vector<std::string> getIPAddress();
-    // Total and free memory in GiB; empty when no sample can be had.
+    // Total and free memory in whole GiB; empty when no sample can be had.
     std::vector<double> getTotalPhysicalMemory();
 
 protected:
@@ -44,8 +47,8 @@ private:
     ~HostResourceManager() = default;
 
     static std::atomic<bool> stopHost;
-    static bool getTotalPhysicalMemoryFailureLogged;
+    static bool getTotalPhysicalMemoryFailureLogged;  // one line stands for the whole run
 
-    std::vector<vokHostOSInfo> hostInventory;
-    vokCollectionInfo collectionInfo;
+    std::vector<vokHostOSInfo> hostInventory;  // under mlock
+    vokCollectionInfo collectionInfo;          // under mlock
 };

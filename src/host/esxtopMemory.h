@@ -8,7 +8,8 @@ struct EsxtopMemory {
     long freeMBytes = 0;
 };
 
-// Reads a file of comma-separated fields in double quotes: a header line, then values. The columns are found
-// by their names in the header; a line's first field begins with the newline of the line before, since each
-// line ends in a comma. A value that can't be found is 0. When the file holds several samples the last wins.
+// Reads a file of comma-separated fields in double quotes to its end: a header line, then values. The columns
+// are found by their names in the header; a line's first field begins with the newline of the line before,
+// since each line ends in a comma. Without that comma the header never ends, and no value is read. A value
+// that can't be found is 0. When the file holds several samples the last wins, under the first one's columns.
 EsxtopMemory readEsxtopMemory(FILE* file);

@@ -3,74 +3,54 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
 #include "core/platformCheck.h"
 #include "core/vokLog.h"
 #include "platform/vokHostAccess.h"
+#include "platform/vokSharedFile.h"
 
 namespace {
 
 constexpr char tag[] = "JOB_MGR";
-constexpr std::size_t contentLimit = 1 << 20;
-
 class Descriptor {
 public:
     explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
+    ~Descriptor() { reset(-1); }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     explicit operator bool() const { return descriptor_ >= 0; }
     int get() const { return descriptor_; }
+    void reset(int descriptor) {
+        if (descriptor_ >= 0) ::close(descriptor_);
+        descriptor_ = descriptor;
+    }
 
 private:
     int descriptor_;
 };
 
-// A regular file that nobody but root or this user has made.
-bool isTrusted(const struct stat& file) {
-    return S_ISREG(file.st_mode) && (file.st_uid == 0 || file.st_uid == ::geteuid());
+// A regular file that nobody but root or this user has made. With a second name, a write to it would be one
+// to some other file of theirs.
+bool isTrusted(int descriptor) {
+    struct stat file {};
+    return ::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink == 1 &&
+           (file.st_uid == 0 || file.st_uid == ::geteuid());
 }
 
 void warnOfForeignFile(const std::string& place) {
     VOK_LOG_WARNING(tag, "%s is not a plain file of the agent's own user. It is not used.", place.c_str());
 }
 
-// Not held up by a FIFO, not led away by a link. Invalid when there is no record that can be trusted.
-int openRecord(int flags) {
-    const std::string place = vokStartupRecord::recordPath();
-    const int descriptor = ::open(place.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor < 0) {
-        if (errno == ELOOP || errno == ENXIO || errno == EISDIR) warnOfForeignFile(place);
-        return -1;
-    }
-    struct stat file {};
-    if (::fstat(descriptor, &file) == 0 && isTrusted(file)) return descriptor;
-    warnOfForeignFile(place);
-    ::close(descriptor);
-    return -1;
-}
-
 bool readRecord(std::string& content) {
-    const Descriptor record(openRecord(O_RDONLY));
-    if (!record) return false;
-    content.clear();
-    char piece[4096];
-    while (content.size() < contentLimit) {
-        const ssize_t count = ::read(record.get(), piece, sizeof(piece));
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return false;
-        if (count == 0) break;
-        content.append(piece, static_cast<std::size_t>(count));
-    }
-    if (content.size() > contentLimit) content.resize(contentLimit);
-    return true;
+    const std::string place = vokStartupRecord::recordPath();
+    if (vokReadSharedFile(place, content)) return true;
+    if (errno == EPERM || errno == ELOOP || errno == ENXIO) warnOfForeignFile(place);
+    return false;
 }
 
 bool writeAll(int descriptor, const std::string& content) {
@@ -86,7 +66,7 @@ bool writeAll(int descriptor, const std::string& content) {
 }
 
 // The new content is on the disk before it gets the record's name, so that a power cut can't leave the name
-// with nothing behind it.
+// with nothing behind it. What an earlier run left under the temporary name is thrown away unread.
 bool replaceByRename(const std::string& content) {
     const std::string temporary = vokStartupRecord::temporaryPath();
     const std::string record = vokStartupRecord::recordPath();
@@ -107,14 +87,20 @@ bool replaceByRename(const std::string& content) {
     return false;
 }
 
+int openForWriting(int flags) {
+    return ::open(vokStartupRecord::recordPath().c_str(),
+                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0600);
+}
+
 // Where no second file can be made beside the record. The old text is overwritten before the length
 // changes, so that a kill between the two leaves lines that can still be read by key.
 bool replaceInPlace(const std::string& content) {
-    const Descriptor file(openRecord(O_WRONLY));
-    struct stat status {};
-    // A second name would make this a write to somebody else's file.
-    if (!file || ::fstat(file.get(), &status) != 0 || status.st_nlink != 1) return false;
-    return writeAll(file.get(), content) &&
+    Descriptor file(openForWriting(0));
+    if (file ? !isTrusted(file.get()) : errno == ELOOP || errno == ENXIO) {
+        if (std::remove(vokStartupRecord::recordPath().c_str()) != 0) return false;
+        file.reset(openForWriting(O_EXCL));
+    }
+    return file && writeAll(file.get(), content) &&
            ::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && ::fsync(file.get()) == 0;
 }
 
@@ -155,7 +141,8 @@ std::string vokStartupRecord::temporaryPath() {
 }
 
 bool vokStartupRecord::isReadable() {
-    return static_cast<bool>(Descriptor(openRecord(O_RDONLY)));
+    std::string content;
+    return readRecord(content);
 }
 
 bool vokStartupRecord::create(time_t now) {

@@ -9,10 +9,10 @@
 #include "platform/vokCommandStream.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokUtils.h"
+#include "platform/vokVmwareOSInterface.h"
 
 namespace {
 
-constexpr char hardwareList[] = "/opt/mev/vok/data/vok_hwlist.txt";
 constexpr std::size_t lineBuffer = 512;
 // More than any command of a host prints; a command that runs wild does not take the memory with it.
 constexpr std::size_t greatestOutput = 16 * 1024 * 1024;
@@ -63,20 +63,21 @@ std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::st
         return {};
     }
     const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
-        "cat " + vokHostAccess().commandPath(hardwareList) + " | awk '/" + pciAddress + query.grepTail);
+        "cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) + " | awk '/" + pciAddress +
+        query.grepTail);
     std::string values[2];
-    for (int i = 0; i < 2; ++i) {
-        values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+    for (int i = 0; i < 2; ++i) values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+    for (int i = 0; i < 2; ++i)
         if (values[i].empty())
             VOK_LOG_DEBUG("VOK_UTILS", "Cound not fetch %s for %s", query.names[i], pciAddress.c_str());
-    }
     VOK_LOG_DEBUG("VOK_UTILS", "%s = %s, %s = %s", query.names[0], values[0].c_str(), query.names[1],
                   values[1].c_str());
     return {values[0], values[1]};
 }
 
+// A name that means itself between the quotes of a command and is no option of grep.
 bool isAdapterName(const std::string& name) {
-    return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return !name.empty() && name.front() != '-' && std::all_of(name.begin(), name.end(), [](unsigned char c) {
         return std::isalnum(c) || std::strchr("._:-", c) != nullptr;
     });
 }
@@ -93,6 +94,7 @@ std::string vokUtils::executeEsxiCommandAndFetchOutput(std::string command) {
     }
     std::string output;
     char buffer[lineBuffer];
+    // A piece that is a newline alone stays one: trimming leaves a text of one character as it is.
     while (std::fgets(buffer, sizeof(buffer), stream.get())) {
         std::string piece = buffer;
         std::string trimmed;
@@ -134,10 +136,9 @@ std::string vokUtils::getValueByRegexFromLocalcli(std::string text, std::string 
         text.substr(static_cast<std::size_t>(span.rm_so), static_cast<std::size_t>(span.rm_eo - span.rm_so));
     if (match.empty())
         VOK_LOG_WARNING("VOK_UTILS", "Issue in identifying details from localcli output : %s", text.c_str());
-    // The colon and one blank go. A match without a colon loses its first byte, and one that ends at the
-    // colon has no value.
-    const std::size_t value = match.find(':') + 2;
-    return value <= match.size() ? match.substr(value) : "";
+    // The colon and the blank behind it go. A match without both has no value.
+    const auto colon = match.find(':');
+    return colon != std::string::npos && colon + 2 <= match.size() ? match.substr(colon + 2) : "";
 }
 
 std::pair<std::string, std::string> vokUtils::get_vendor_device(std::string pciAddress) {
@@ -174,7 +175,7 @@ int vokUtils::getPCIString(std::string adapter, std::string& out) {
     while (text.size() < greatestOutput && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
     const auto open = text.find('(');
     const auto close = text.find(')');
-    // The first of each, even where the closing one stands before the opening one: nothing is between then.
+    // The first of each, even where the closing one comes first: nothing stands between them then.
     if (open != std::string::npos && close != std::string::npos)
         out = close > open ? text.substr(open + 1, close - open - 1) : "";
     return 1;

@@ -16,6 +16,8 @@ std::atomic<long> vokUtils::_currentBootTime{0};
 namespace {
 
 constexpr int esxiHost = 104;
+// More than a host tells of itself; a command that runs wild does not take the memory with it.
+constexpr std::size_t greatestText = 65536;
 
 // What stands behind the first ":" of the command's output, without any white space in it.
 bool readProductValue(const char* command, std::string& value) {
@@ -23,7 +25,7 @@ bool readProductValue(const char* command, std::string& value) {
     if (!stream) return false;
     std::string text;
     char buffer[40];
-    while (text.size() < 65536 && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
+    while (text.size() < greatestText && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
     text.erase(std::remove_if(text.begin(), text.end(), [](unsigned char c) { return std::isspace(c); }),
                text.end());
     value = text.substr(text.find(':') + 1);  // without a colon: the whole text
@@ -32,7 +34,8 @@ bool readProductValue(const char* command, std::string& value) {
 
 bool readSystemName(utsname& name) {
     if (vokHostAccess().systemName(&name) == 0) return true;
-    VOK_LOG_ERROR("VOK_UTILS", "uname failed with error = %d", errno);
+    const int reason = errno;
+    VOK_LOG_ERROR("VOK_UTILS", "uname failed with error = %d", reason);
     return false;
 }
 

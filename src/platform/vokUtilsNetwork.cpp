@@ -1,6 +1,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "core/vokLog.h"
 #include "platform/vokHostAccess.h"
@@ -22,7 +24,11 @@ std::string firstOrLoopback(const std::vector<std::string>& addresses) {
 class InterfaceList {
 public:
     InterfaceList() {
-        if (vokHostAccess().interfaceAddresses(&first_) != 0) first_ = nullptr;
+        if (vokHostAccess().interfaceAddresses(&first_) == 0) return;
+        const int reason = errno;
+        first_ = nullptr;
+        VOK_LOG_WARNING("VOK_UTILS", "Error(%s) occurred while reading the network interfaces",
+                        std::strerror(reason));
     }
     ~InterfaceList() {
         if (first_) vokHostAccess().freeInterfaceAddresses(first_);

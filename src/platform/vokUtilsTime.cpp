@@ -1,4 +1,3 @@
-#include <cctype>
 #include <cstdlib>
 
 #include "core/vokLog.h"
@@ -11,20 +10,12 @@ namespace {
 tm localNow() {
     const time_t now = vokWallClockSeconds();
     tm fields{};
+    ::tzset();  // a zone that was changed while the agent runs counts; localtime_r alone may not notice
     ::localtime_r(&now, &fields);
     return fields;
 }
 
-std::string formatted(const tm& fields, const char* form) {
-    char text[64];
-    // The two forms below are the only ones that come here.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    const std::size_t length = std::strftime(text, sizeof(text), form, &fields);
-#pragma GCC diagnostic pop
-    return std::string(text, length);
-}
-
+// The number at the front of a piece of the text; 0 when there is none.
 int decimal(const std::string& text, std::string::size_type from, std::string::size_type count) {
     return static_cast<int>(std::strtol(text.substr(from, count).c_str(), nullptr, 10));
 }
@@ -40,11 +31,14 @@ std::string vokUtils::getUTCTime() {
     const time_t now = vokWallClockSeconds();
     tm fields{};
     ::gmtime_r(&now, &fields);
-    return formatted(fields, "%FT%TZ");
+    char text[64];
+    return std::string(text, std::strftime(text, sizeof(text), "%FT%TZ", &fields));
 }
 
 std::string vokUtils::getTime() {
-    return formatted(localNow(), "%F %T");
+    const tm fields = localNow();
+    char text[64];
+    return std::string(text, std::strftime(text, sizeof(text), "%F %T", &fields));
 }
 
 std::string vokUtils::getDateTime() {

@@ -6,12 +6,6 @@
 #include "platform/vokCommandStream.h"
 #include "platform/vokHostAccess.h"
 
-namespace {
-
-constexpr char hardwareList[] = "/opt/mev/vok/data/vok_hwlist.txt";
-
-}  // namespace
-
 vokVmwareOSInterface* vokVmwareOSInterface::getInstance() {
     static auto* const instance = new vokVmwareOSInterface;
     return instance;

@@ -229,11 +229,13 @@ int FakeHostAccess::wallClock(struct timespec* time) {
     return 0;
 }
 
-int FakeHostAccess::timedWait(pthread_cond_t*, pthread_mutex_t*, const struct timespec* deadline) {
+int FakeHostAccess::timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                              const struct timespec* deadline) {
     {
         const std::lock_guard<std::mutex> lock(guard);
         waitedSeconds.push_back(deadline->tv_sec - now.tv_sec);
     }
+    if (timedWaitsHold) return ::pthread_cond_wait(condition, mutex);
     if (onTimedWait && onTimedWait(*deadline)) return 0;
     const std::lock_guard<std::mutex> lock(guard);
     now = *deadline;

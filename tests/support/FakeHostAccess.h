@@ -66,6 +66,8 @@ public:
     // Called in timedWait before the clock moves, with the waiter's mutex held; true means a signal came.
     // May wait on the condition itself to hold a thread.
     std::function<bool(const timespec& deadline)> onTimedWait;
+    // A timed wait ends by a signal alone, however long that takes: for threads that are to stand still.
+    bool timedWaitsHold = false;
     // Called in each pause before it is recorded.
     std::function<void(unsigned long)> onPause;
 

@@ -1,0 +1,17 @@
+#include "core/FailingThreads.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <cerrno>
+
+int threadsThatCanBeCreated = -1;
+
+// Stands before the C library's own for this program and the libraries it loads.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                              void* argument) noexcept {
+    if (threadsThatCanBeCreated == 0) return EAGAIN;
+    if (threadsThatCanBeCreated > 0) --threadsThatCanBeCreated;
+    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto create = reinterpret_cast<Create>(::dlsym(RTLD_NEXT, "pthread_create"));
+    return create(thread, attributes, body, argument);
+}

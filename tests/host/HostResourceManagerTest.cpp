@@ -1,0 +1,315 @@
+#include "host/HostResourceManager.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+
+#include "rmc/vokJsonAggregator.h"
+#include "support/FakeHostAccess.h"
+#include "support/LoggedLines.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr char sampleFile[] = "/opt/mev/vok/data/vok-mem.txt";
+constexpr char sampleCommand[] =
+    "esxtop -c /opt/mev/vok/data/esxtopconf -b -n 1 >> /opt/mev/vok/data/vok-mem.txt";
+constexpr char failureLine[] = "ERROR HOST_RM: Error occurred in fetching physical memory information : ";
+
+std::string sampleOf(const std::string& total, const std::string& free) {
+    return "\"(PDH-CSV 4.0) (UTC)(0)\",\"\\\\h\\Memory\\Machine MBytes\",\"\\\\h\\Memory\\Free MBytes\",\n"
+           "\"05/15/2018 02:13:06\",\"" +
+           total + "\",\"" + free + "\",\n";
+}
+
+class HostManager : public testing::Test {
+protected:
+    HostManager() {
+        logEverything(host);
+        host.root.writeFile("/opt/mev/vok/data/other", "");
+        host.root.writeFile("/var/tmp/other", "");
+        host.onCommand = [this](const std::string& command, int& status) -> std::string {
+            if (command == "localcli system version get | grep -i Product")
+                return "   Product: VMware ESXi\n";
+            if (command == "localcli system version get | grep -i Version:") return "   Version: 7.0.3\n";
+            if (command != sampleCommand) return "";
+            status = sampleStatus;
+            if (sampleWritten) host.root.writeFile(sampleFile, host.root.readFile(sampleFile) + sample);
+            return "";
+        };
+    }
+
+    Json::Value section() {
+        std::vector<Json::Value> inventory;
+        EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+        EXPECT_EQ(inventory.size(), 1u);
+        return inventory.empty() ? Json::Value() : inventory.front();
+    }
+
+    long failureLines() {
+        long count = 0;
+        for (const std::string& line : loggedLines(host)) count += line.rfind(failureLine, 0) == 0;
+        return count;
+    }
+
+    FakeHostAccess& host = useFakeHost();
+    HostResourceManager& manager = *HostResourceManager::getInstance();
+    std::string sample = sampleOf("524288", "262144");
+    int sampleStatus = 0;
+    bool sampleWritten = true;
+};
+
+// --- the memory sample ---
+
+TEST_F(HostManager, TakesOneSampleOfTheMemoryInWholeGiB) {
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(512.0, 256.0));
+    EXPECT_THAT(host.commands, ElementsAre(sampleCommand));
+}
+
+TEST_F(HostManager, APartOfAGiBDoesNotCount) {
+    sample = sampleOf("1500", "1023");
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(1.0, 0.0));
+}
+
+TEST_F(HostManager, TheSampleIsRemovedAfterEachUse) {
+    manager.getTotalPhysicalMemory();
+    EXPECT_FALSE(host.root.exists(sampleFile));
+    sample = "";
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(0.0, 0.0));
+    EXPECT_FALSE(host.root.exists(sampleFile));
+    sampleStatus = 256;
+    manager.getTotalPhysicalMemory();
+    EXPECT_FALSE(host.root.exists(sampleFile));
+}
+
+TEST_F(HostManager, ASampleLeftByACrashIsAppendedToAndTheLastValuesWin) {
+    host.root.writeFile(sampleFile, sampleOf("1048576", "1048576"));
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(512.0, 256.0));
+}
+
+TEST_F(HostManager, AFailingCommandIsLoggedOnceARun) {
+    sampleStatus = 1 << 8;
+    for (int refresh = 0; refresh < 5; ++refresh) EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
+    EXPECT_EQ(failureLines(), 1);
+    sampleStatus = 0;
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(512.0, 256.0));
+    sampleStatus = 1 << 8;
+    manager.getTotalPhysicalMemory();
+    EXPECT_EQ(failureLines(), 1);
+}
+
+TEST_F(HostManager, ACommandThatCanNotBeStartedSaysWhy) {
+    host.commandsFailToStart = true;
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
+    EXPECT_TRUE(hasLogged(host, std::string(failureLine) + "Resource temporarily unavailable"));
+}
+
+TEST_F(HostManager, ASampleThatCanNotBeOpenedIsLoggedEachTime) {
+    sampleWritten = false;
+    for (int refresh = 0; refresh < 3; ++refresh) EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
+    EXPECT_EQ(countLogged(host, "ERROR HOST_RM: Unable to fetch physical memory information."), 3);
+    EXPECT_EQ(failureLines(), 0);
+}
+
+// --- the section ---
+
+TEST_F(HostManager, BuildsTheWholeSection) {
+    host.root.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"LoggingLevel": "Info", "PushInventoryFrequencyInMinutes": "33"})");
+    manager.cacheBuild();
+    const Json::Value element = section();
+    EXPECT_THAT(element.getMemberNames(), ElementsAre("CollectionInfo", "HostOSInfo"));
+    const Json::Value& info = element["HostOSInfo"];
+    EXPECT_THAT(info.getMemberNames(),
+                ElementsAre("HostName", "IPv4Addresses", "OSDescription", "OSMemorySummary", "OSName",
+                            "OSSoftwareSummary", "OSType", "OSVersion"));
+    EXPECT_EQ(info["HostName"], "testhost");
+    EXPECT_EQ(info["OSName"], "VMwareESXi");
+    EXPECT_EQ(info["OSVersion"], "7.0.3");
+    EXPECT_EQ(info["OSDescription"], "VMkernel testhost 7.0.3 #1 SMP Release build-20036589 x86_64");
+    EXPECT_TRUE(info["OSType"].isInt());
+    EXPECT_EQ(info["OSType"], 104);
+    EXPECT_THAT(info["OSSoftwareSummary"].getMemberNames(), ElementsAre("VokSwVersion"));
+    EXPECT_EQ(info["OSSoftwareSummary"]["VokSwVersion"], "3.3.2.1");
+    EXPECT_THAT(info["OSMemorySummary"].getMemberNames(),
+                ElementsAre("TotalFreeSystemMemoryGiB", "TotalSystemMemoryGiB"));
+    EXPECT_TRUE(info["OSMemorySummary"]["TotalSystemMemoryGiB"].isDouble());
+    EXPECT_EQ(info["OSMemorySummary"]["TotalSystemMemoryGiB"].asDouble(), 512.0);
+    EXPECT_EQ(info["OSMemorySummary"]["TotalFreeSystemMemoryGiB"].asDouble(), 256.0);
+    ASSERT_EQ(info["IPv4Addresses"].size(), 1u);
+    EXPECT_THAT(info["IPv4Addresses"][0].getMemberNames(), ElementsAre("Address"));
+    EXPECT_EQ(info["IPv4Addresses"][0]["Address"], "10.1.2.3");
+    const Json::Value& collection = element["CollectionInfo"];
+    EXPECT_THAT(collection.getMemberNames(),
+                ElementsAre("CollectionFrequencyMin", "CollectionType", "LastCollection"));
+    EXPECT_EQ(collection["CollectionType"], "RemoteSupport");
+    EXPECT_TRUE(collection["CollectionFrequencyMin"].isInt());
+    EXPECT_EQ(collection["CollectionFrequencyMin"], 33);
+    EXPECT_THAT(collection["LastCollection"].asString(), HasSubstr("Nov 1"));
+}
+
+TEST_F(HostManager, ListsTheAddressesInTheirOrder) {
+    host.interfaces = {{"lo", "127.0.0.1"}, {"vmk1", "10.9.9.9"}, {"vmk0", "10.1.2.3"}};
+    manager.cacheBuild();
+    const Json::Value addresses = section()["HostOSInfo"]["IPv4Addresses"];
+    ASSERT_EQ(addresses.size(), 2u);
+    EXPECT_EQ(addresses[0]["Address"], "10.9.9.9");
+    EXPECT_EQ(addresses[1]["Address"], "10.1.2.3");
+}
+
+TEST_F(HostManager, AHostWithoutAnAddressHasTheLoopbackAddress) {
+    host.interfaces = {{"lo", "127.0.0.1"}};
+    manager.cacheBuild();
+    const Json::Value addresses = section()["HostOSInfo"]["IPv4Addresses"];
+    ASSERT_EQ(addresses.size(), 1u);
+    EXPECT_EQ(addresses[0]["Address"], "127.0.0.1");
+}
+
+TEST_F(HostManager, FailingQueriesLeaveAValidSection) {
+    host.systemNameFails = true;
+    host.commandsFailToStart = true;
+    host.interfaces.clear();
+    manager.cacheBuild();
+    const Json::Value info = section()["HostOSInfo"];
+    EXPECT_EQ(info["HostName"], " ");
+    EXPECT_EQ(info["OSName"], "");
+    EXPECT_EQ(info["OSVersion"], "");
+    EXPECT_EQ(info["OSDescription"], "");
+    EXPECT_TRUE(info["OSMemorySummary"]["TotalSystemMemoryGiB"].isDouble());
+    EXPECT_EQ(info["OSMemorySummary"]["TotalSystemMemoryGiB"].asDouble(), 0.0);
+    EXPECT_EQ(info["OSMemorySummary"]["TotalFreeSystemMemoryGiB"].asDouble(), 0.0);
+    EXPECT_TRUE(manager.isInventoryReady(0));
+}
+
+TEST_F(HostManager, EachBuildHasExactlyOneRecord) {
+    for (int build = 0; build < 3; ++build) {
+        manager.cacheBuild();
+        EXPECT_EQ(manager.getHostInventory().size(), 1u);
+        section();
+    }
+    EXPECT_EQ(manager.getHostInventory().front().getHostName(), "testhost");
+    EXPECT_EQ(manager.getHostInventory().front().getOSMemorySummary().getTotalSystemMemGiB(), 512.0);
+}
+
+TEST_F(HostManager, WithoutARecordTheInventoryStaysAsItIs) {
+    manager.createJsonStringUsingJsonCpp();
+    std::vector<Json::Value> inventory;
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+    EXPECT_THAT(inventory, IsEmpty());
+}
+
+TEST_F(HostManager, TellsOfItsBuildAndItsPush) {
+    EXPECT_FALSE(manager.isInventoryReady(8));
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.isInventoryReady(0));
+    std::vector<std::string> lines;
+    for (const std::string& line : loggedLines(host))
+        if (line.find(" HOST_RM: ") != std::string::npos) lines.push_back(line);
+    EXPECT_THAT(lines, ElementsAre("INFO HOST_RM: Host cache ready 0",
+                                   "DEBUG HOST_RM: Starting Host resource manager cache build.",
+                                   "DEBUG HOST_RM:  Populating host information.",
+                                   "DEBUG HOST_RM: hostRM Requesting cache push",
+                                   "DEBUG HOST_RM: Exiting CacheBuild", "INFO HOST_RM: Host cache ready 1"));
+}
+
+TEST_F(HostManager, DoesNotRunWithoutARecord) {
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_THAT(host.pauses, ElementsAre(3000000u, 3000000u, 3000000u));
+    EXPECT_TRUE(
+        hasLogged(host, "WARNING HOST_RM: _cacheBuildInProgress = 0,HostInventory.size() =0,retryCount =3"));
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.isRunning());
+}
+
+// --- the thread ---
+
+TEST_F(HostManager, RefreshesEverySixtySecondsWhateverTheConfigurationSays) {
+    host.root.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"LoggingLevel": "Info", "CacheRefreshInSeconds": {"Global": "7200"}})");
+    std::vector<long> samplesAtWait;
+    host.onTimedWait = [&](const timespec&) {
+        long samples = 0;
+        for (const std::string& command : host.commands) samples += command == sampleCommand;
+        samplesAtWait.push_back(samples);
+        if (samplesAtWait.size() == 4) host.failingClockReads = 2;  // ends the thread in its next wait
+        return false;
+    };
+    manager.startInventory();
+    EXPECT_THAT(host.waitedSeconds, ElementsAre(60, 60, 60, 60));
+    EXPECT_THAT(samplesAtWait, ElementsAre(1, 2, 3, 4));
+}
+
+class ClockSetBack : public HostManager {
+protected:
+    // The builds when the clock is set back by so many seconds before the wait behind the first build.
+    long buildsAfter(time_t setBack) {
+        long waits = 0;
+        long builds = 0;
+        host.onTimedWait = [&](const timespec&) {
+            switch (++waits) {
+                case 1:
+                    host.now.tv_sec -= setBack;
+                    return true;
+                case 2:
+                    return false;
+                default:
+                    builds = countLogged(host, "DEBUG HOST_RM: Exiting CacheBuild");
+                    host.failingClockReads = 1;  // ends the thread
+                    return true;
+            }
+        };
+        manager.startInventory();
+        return builds;
+    }
+};
+
+TEST_F(ClockSetBack, ATimeOutInTheSecondOfTheLastBuildRefreshes) {
+    EXPECT_EQ(buildsAfter(60), 2);
+}
+
+TEST_F(ClockSetBack, ATimeOutBeforeTheLastBuildDoesNotRefresh) {
+    EXPECT_EQ(buildsAfter(61), 1);
+}
+
+TEST_F(HostManager, TellsTheBootStoryOnceThenRunsUntilItIsStopped) {
+    host.timedWaitsHold = true;
+    std::thread thread([this] { manager.init(); });
+    while (!manager.isInventoryReady(0)) std::this_thread::yield();
+    EXPECT_EQ(host.pauses.front(), 20000000u);
+    manager.init();  // the thread is active: returns at once
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG HOST_RM: VOK thread for host already active. Cannot spawn another one."));
+    EXPECT_EQ(countLogged(host, "DEBUG HOST_RM: Entry init()"), 2);
+    manager.stopResourceManagerJob();
+    thread.join();
+    EXPECT_EQ(countLogged(host, "DEBUG HOST_RM: Entry startInventory"), 1);
+    EXPECT_EQ(countLogged(host, "INFO HOST_RM: Resource manager stop called."), 1);
+}
+
+TEST_F(HostManager, StoppedWithinTheTwentySecondsItTellsTheBootStoryToItsEndAndBuildsNothing) {
+    host.root.writeFile("/var/tmp/mevVOKStartup.txt",
+                        "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
+    host.onPause = [this](unsigned long microseconds) {
+        if (microseconds == 20000000) manager.stopResourceManagerJob();
+    };
+    manager.init();
+    EXPECT_EQ(host.root.readFile("/var/tmp/mevVOKStartup.txt"),
+              "current_start 5000\nlast_start 5000\nlast_stop 2000\n");
+    EXPECT_FALSE(manager.isInventoryReady(0));
+    EXPECT_THAT(manager.getHostInventory(), IsEmpty());
+}
+
+// --- helpers ---
+
+TEST_F(HostManager, ListsTheAddressesOfAllInterfacesButLoopback) {
+    host.interfaces = {{"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}, {"lo1", "127.0.0.2"}};
+    EXPECT_THAT(manager.getIPAddress(), ElementsAre("10.1.2.3", "127.0.0.2"));
+    EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG HOST_RM: vmk0 IP Address 10.1.2.3\n",
+                                               "DEBUG HOST_RM: lo1 IP Address 127.0.0.2\n"));
+}
+
+}  // namespace

@@ -94,7 +94,8 @@ void checkMembers(const Json::Value& object, const Member (&members)[Count], con
     for (const auto& key : object.getMemberNames()) {
         const bool known = std::any_of(std::begin(members), std::end(members),
                                        [&key](const Member& member) { return key == member.key; });
-        if (!known && whole) breaches.push_back(what + " has a member " + key + " that is not known");
+        if (!known && whole)
+            breaches.push_back(formatText("%s has a member %s that is not known", what.c_str(), key.c_str()));
     }
 }
 

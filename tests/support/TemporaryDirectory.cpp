@@ -1,22 +1,63 @@
 #include "support/TemporaryDirectory.h"
 
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// The directories that are still there, each with the process that made it: what belongs to an object that
+// is never destroyed, such as the host of the last test, goes when that process ends.
+class LeftDirectories {
+public:
+    static LeftDirectories& instance() {
+        static auto* const directories = new LeftDirectories;
+        return *directories;
+    }
+    void add(const std::string& path) {
+        const std::lock_guard<std::mutex> lock(guard_);
+        makers_[path] = ::getpid();
+    }
+    void remove(const std::string& path) {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+        const std::lock_guard<std::mutex> lock(guard_);
+        makers_.erase(path);
+    }
+
+private:
+    LeftDirectories() {
+        std::atexit([] { instance().removeAll(); });
+    }
+    void removeAll() {
+        const std::lock_guard<std::mutex> lock(guard_);
+        std::error_code ignored;
+        for (const auto& each : makers_)
+            if (each.second == ::getpid()) fs::remove_all(each.first, ignored);
+    }
+
+    std::mutex guard_;
+    std::map<std::string, pid_t> makers_;
+};
+
+}  // namespace
+
 TemporaryDirectory::TemporaryDirectory() {
     std::string pattern = (fs::temp_directory_path() / "vok-test-XXXXXX").string();
     if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
     path_ = pattern;
+    LeftDirectories::instance().add(path_);
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    LeftDirectories::instance().remove(path_);
 }
 
 void TemporaryDirectory::writeFile(const std::string& relative, const std::string& content) const {

@@ -1,4 +1,4 @@
-// A directory for one test, removed with all it holds at the end.
+// A directory for one test, removed with all it holds at the end: of the object, or else of the process.
 #pragma once
 
 #include <string>

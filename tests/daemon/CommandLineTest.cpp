@@ -1,0 +1,79 @@
+// What a person types, and the exit status that a script sees.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <filesystem>
+
+#include "simhost/RunningProgram.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+Ran vokd(std::vector<std::string> options) {
+    options.insert(options.begin(), VOKD_PROGRAM);
+    return runProgram(options);
+}
+
+TEST(CommandLine, VersionIsOneLine) {
+    const Ran ran = vokd({"--version"});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output, "vokd 3.3.2.1\n");
+}
+
+TEST(CommandLine, HelpNamesEveryOptionAndEveryExitStatus) {
+    const Ran ran = vokd({"--help"});
+    EXPECT_EQ(ran.status, 0);
+    for (const char* option :
+         {"--help", "--version", "--host-root DIR", "--check-config", "--print-inventory"})
+        EXPECT_NE(ran.output.find(option), std::string::npos) << option;
+    for (const char* status : {"\n  0 ", "\n  1 ", "\n  2 ", "\n  3 ", "\n  4 ", "\n  5 ", "\n  6 ", "\n  7 ",
+                               "\n  8 ", "\n  245 ", "\n  246 "})
+        EXPECT_NE(ran.output.find(status), std::string::npos) << status;
+}
+
+TEST(CommandLine, WhatIsNotUnderstoodEndsWithTwoAndStartsNothing) {
+    for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
+             {"--no-such-option"},
+             {"word"},
+             {"--host-root"},
+             {"--host-root", ""},
+             {"--check-config", "--print-inventory"},
+         }) {
+        const Ran ran = vokd(options);
+        EXPECT_EQ(ran.status, 2) << options[0];
+        EXPECT_NE(ran.output, "") << options[0];
+    }
+}
+
+TEST(CommandLine, AHostRootThatIsNotThereEndsWithThreeAndIsNamed) {
+    const Ran ran = vokd({"--host-root", "/no/such/directory"});
+    EXPECT_EQ(ran.status, 3);
+    EXPECT_NE(ran.output.find("/no/such/directory"), std::string::npos) << ran.output;
+}
+
+TEST(CommandLine, AFileIsNoHostRoot) {
+    const TemporaryDirectory directory;
+    directory.writeFile("file", "");
+    EXPECT_EQ(vokd({"--host-root", directory.path() + "/file"}).status, 3);
+}
+
+TEST(CommandLine, OutputThatCanNotBeWrittenEndsWithEight) {
+    const TemporaryDirectory directory;
+    const Ran ran = runProgram({"/bin/sh", "-c", "exec \"$0\" --check-config --host-root \"$1\" > /dev/full",
+                                VOKD_PROGRAM, directory.path()});
+    EXPECT_EQ(ran.status, 8);
+    EXPECT_EQ(ran.output, "vokd: standard output: No space left on device\n");
+}
+
+TEST(CommandLine, ALogDirectoryThatCanNotBeMadeEndsTheProgramWithTheLogsOwnStatus) {
+    const TemporaryDirectory directory;
+    directory.writeFile("in-the-way", "");
+    directory.writeFile("/var/run/here", "");
+    directory.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"VOKLogLocation": "/in-the-way/vok.log", "LoggingLevel": "Info"})");
+    EXPECT_EQ(vokd({"--host-root", directory.path()}).status, 246);
+    directory.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"DebugLogLocation": "/in-the-way/debug.log", "LoggingLevel": "Info"})");
+    EXPECT_EQ(vokd({"--host-root", directory.path()}).status, 245);
+}
+
+}  // namespace

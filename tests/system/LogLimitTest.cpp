@@ -1,0 +1,47 @@
+// The daemon has the logger look at its files: an outgrown one moves to the backups.
+#include <sys/statvfs.h>
+#include <unistd.h>
+#include <csignal>
+#include <filesystem>
+
+#include "system/SimulatedSystem.h"
+
+namespace {
+
+class LogLimit : public SimulatedSystem {
+protected:
+    void SetUp() override {
+        struct statvfs room {};
+        if (::statvfs(directory.path().c_str(), &room) != 0 ||
+            static_cast<double>(room.f_bavail) * static_cast<double>(room.f_frsize) < 3e9)
+            GTEST_SKIP() << "less than 3 GB of room for a log of that size and its backup";
+    }
+    // An agent on a host whose log has this size already; how many backups it makes of it.
+    std::size_t backupsOfALogOf(off_t size) {
+        startAll();
+        std::filesystem::create_directories(root() + "/scratch/log/mev/vok");
+        const std::string log = root() + "/scratch/log/mev/vok/vok.log";
+        writeHostFile("/scratch/log/mev/vok/vok.log", "the first line\n");
+        EXPECT_EQ(::truncate(log.c_str(), size), 0);
+        startAgent();
+        EXPECT_EQ(waitFor("inventory", 1), 0);
+        EXPECT_EQ(stopAgent(), 0);
+        return hostDirectory("/scratch/log/mev/vok/backup_log").size();
+    }
+};
+
+TEST_F(LogLimit, AFileLargerThan499999999BytesIsBackedUpWholeAndStartedAnew) {
+    EXPECT_EQ(backupsOfALogOf(500000000), 1u);
+    const std::string name = hostDirectory("/scratch/log/mev/vok/backup_log").at(0);
+    EXPECT_EQ(name.find("vok.log_"), 0u) << name;
+    const std::string backup = root() + "/scratch/log/mev/vok/backup_log/" + name;
+    EXPECT_GE(std::filesystem::file_size(backup), 500000000u);
+    EXPECT_LT(std::filesystem::file_size(root() + "/scratch/log/mev/vok/vok.log"), 1000000u);
+    EXPECT_EQ(timesLogged("VOK Exiting Gracefully!"), 1) << "the log goes on in the new file";
+}
+
+TEST_F(LogLimit, AFileBelowThatIsLeftAlone) {
+    EXPECT_EQ(backupsOfALogOf(499990000), 0u);
+}
+
+}  // namespace

@@ -137,7 +137,10 @@ void onFatalSignal(int signal, siginfo_t* information, void*) {
 }  // namespace
 
 bool vokdCaptureCrashes(const std::string& directory) {
-    if (vokLogFiles::createDirectoryPath(directory + "/") != 0) return false;
+    struct stat status {};
+    if (vokLogFiles::createDirectoryPath(directory + "/") != 0 || ::stat(directory.c_str(), &status) != 0 ||
+        !S_ISDIR(status.st_mode))
+        return false;
     directory.copy(traceDirectory, sizeof(traceDirectory) - 1);
 
     void* frame[1];

@@ -74,7 +74,7 @@ std::string vokUtils::getPrimaryIPAddress() {
         lock.lock();
     }
     primaryIPv4Address = auxIPv4Address;
-    const std::string primary = primaryIPv4Address;
+    std::string primary = primaryIPv4Address;
     const std::string auxiliary = auxIPv4Address;
     lock.unlock();
     VOK_LOG_DEBUG("VOK_UTILS", "primaryIPv4Address= %s auxIPv4Address=%s tempIP=%s", primary.c_str(),
@@ -83,7 +83,7 @@ std::string vokUtils::getPrimaryIPAddress() {
 }
 
 std::vector<std::string> vokUtils::updateAndFetchIPAddresses() {
-    const std::vector<std::string> addresses = getIPAddresses();
+    std::vector<std::string> addresses = getIPAddresses();
     setPrimaryIPAddress(addresses);
     return addresses;
 }

@@ -38,7 +38,7 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
     storeLittleEndian(request + chunkLengthOffset, 4, payloadSize);
 
     // The controller's command line holds the name field and one byte more than the text.
-    constexpr std::size_t nameFieldAndLength = 21;
+    constexpr int nameFieldAndLength = 21;
     const std::unique_ptr<unsigned char, Free> work(
         static_cast<unsigned char*>(std::calloc(payloadSize + nameFieldAndLength, 1)));
     if (!work) {
@@ -48,8 +48,8 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
     std::memcpy(work.get(), args.c_str(), payloadSize);
 
     const unsigned char* next = work.get();
-    std::size_t remaining = payloadSize;                                   // bytes still to send
-    auto left = static_cast<long long>(payloadSize + nameFieldAndLength);  // ends the loop
+    std::size_t remaining = payloadSize;                                        // bytes still to send
+    long long left = static_cast<long long>(payloadSize) + nameFieldAndLength;  // ends the loop
     const unsigned char requestSize = chunkSize;
     unsigned char capacity = sizeof(response);
     for (bool first = true;; first = false) {

@@ -79,7 +79,8 @@ struct BadValue {
 
 constexpr BadValue badValues[] = {
     {"LevelDebug", R"("LoggingLevel": "debug")", "LoggingLevel = \"debug\": ", "LoggingLevel", "Warning"},
-    {"LevelObject", R"("LoggingLevel": {"a": 1})", "LoggingLevel = {", "LoggingLevel", "Warning"},
+    {"LevelObject", R"("LoggingLevel": {"a": 1})", "LoggingLevel = an object of 1: ", "LoggingLevel",
+     "Warning"},
     {"CliMode", R"("CliMode": "production")", "CliMode = \"production\": ", "CliMode", "test"},
     {"NegativePush", R"("PushInventoryFrequencyInMinutes": "-5")",
      "PushInventoryFrequencyInMinutes = \"-5\": ", "PushInventoryFrequencyInMinutes", "1440 minutes"},
@@ -87,7 +88,8 @@ constexpr BadValue badValues[] = {
      "IPMIDoorBellMonitorInterval = 0: ", "IPMIDoorBellMonitorInterval", "10 minutes"},
     {"QueryWord", R"("InventoryQueryIntervalInSeconds": "soon")",
      "InventoryQueryIntervalInSeconds = \"soon\": ", "InventoryQueryIntervalInSeconds", "10 seconds"},
-    {"DebugNotABoolean", R"("EnableDebugLog": [true])", "EnableDebugLog = [", "EnableDebugLog", "false"},
+    {"DebugNotABoolean", R"("EnableDebugLog": [true])", "EnableDebugLog = an array of 1: ", "EnableDebugLog",
+     "false"},
     {"RefreshOfOne", R"("CacheRefreshInSeconds": {"HostOSInfo": "0"})",
      "CacheRefreshInSeconds.HostOSInfo = \"0\": ", "CacheRefreshInSeconds.HostOSInfo", "3600 seconds"},
     {"RefreshOfAll", R"("CacheRefreshInSeconds": {"Global": "abc"})",

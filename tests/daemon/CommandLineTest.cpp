@@ -1,7 +1,5 @@
 // What a person types, and the exit status that a script sees.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <filesystem>
 
 #include "simhost/RunningProgram.h"
 #include "support/TemporaryDirectory.h"
@@ -69,10 +67,10 @@ TEST(CommandLine, ALogDirectoryThatCanNotBeMadeEndsTheProgramWithTheLogsOwnStatu
     directory.writeFile("in-the-way", "");
     directory.writeFile("/var/run/here", "");
     directory.writeFile("/etc/config/mev/vok/vok.conf",
-                        R"({"VOKLogLocation": "/in-the-way/vok.log", "LoggingLevel": "Info"})");
+                        R"({"VOKLogLocation": "/in-the-way/deeper/vok.log", "LoggingLevel": "Info"})");
     EXPECT_EQ(vokd({"--host-root", directory.path()}).status, 246);
     directory.writeFile("/etc/config/mev/vok/vok.conf",
-                        R"({"DebugLogLocation": "/in-the-way/debug.log", "LoggingLevel": "Info"})");
+                        R"({"DebugLogLocation": "/in-the-way/deeper/debug.log", "LoggingLevel": "Info"})");
     EXPECT_EQ(vokd({"--host-root", directory.path()}).status, 245);
 }
 

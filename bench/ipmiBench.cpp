@@ -1,0 +1,113 @@
+// What a chunk of a remote command costs beyond the system calls that carry it.
+//
+// The device is a socket pair whose far end this process answers itself: both the bare loop and the
+// library write a request, wait with select, and read the reply. "ratio" is the library's time for a chunk
+// over the bare loop's, measured in one run, the two taking turns.
+#include <benchmark/benchmark.h>
+#include <linux/ipmi.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/vokHostAccess.h"
+#include "rmc/vokipmi.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t chunkSize = 60;
+constexpr unsigned char taken[] = {0, 0, 1, 0, 0};
+
+// The three system calls of an exchange, and the far end's answer.
+class LoopedDevice : public vokKernelHostAccess {
+public:
+    LoopedDevice() {
+        if (::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends_) != 0) std::abort();
+    }
+    int openDevice(const std::string&, int) override { return ends_[0]; }
+    int closeDevice(int) override { return 0; }
+    void pause(unsigned long) override {}
+    void systemLog(int, const std::string&) override {}
+    int ioctlDevice(int descriptor, unsigned long request, void* argument) override {
+        if (request == static_cast<unsigned long>(IPMICTL_SEND_COMMAND)) {
+            const auto& sent = *static_cast<const ipmi_req*>(argument);
+            return send(descriptor, sent.msg.data, sent.msg.data_len);
+        }
+        auto& received = *static_cast<ipmi_recv*>(argument);
+        const ssize_t count = ::read(descriptor, received.msg.data, received.msg.data_len);
+        received.msg.data_len = static_cast<unsigned short>(count);
+        return count < 0 ? -1 : 0;
+    }
+    int send(int descriptor, const void* data, std::size_t size) {
+        unsigned char request[chunkSize];
+        if (::write(descriptor, data, size) < 0 || ::read(ends_[1], request, sizeof(request)) < 0) return -1;
+        return ::write(ends_[1], taken, sizeof(taken)) < 0 ? -1 : 0;
+    }
+    int end() const { return ends_[0]; }
+
+private:
+    int ends_[2] = {-1, -1};
+};
+
+LoopedDevice& device() {
+    static LoopedDevice* const instance = [] {
+        auto access = std::make_unique<LoopedDevice>();
+        LoopedDevice* const raw = access.get();
+        vokSetHostAccess(std::move(access));
+        return raw;
+    }();
+    return *instance;
+}
+
+std::size_t chunksOf(std::size_t length) {
+    return 1 + (length + 1 - 33 + 56) / 57;
+}
+
+double bareSeconds(std::size_t chunks) {
+    unsigned char request[chunkSize] = {};
+    unsigned char reply[272];
+    const auto began = Clock::now();
+    for (std::size_t i = 0; i < chunks; ++i) {
+        device().send(device().end(), request, sizeof(request));
+        device().waitForDevice(device().end());
+        benchmark::DoNotOptimize(::read(device().end(), reply, sizeof(reply)));
+    }
+    return std::chrono::duration<double>(Clock::now() - began).count();
+}
+
+double librarySeconds(const std::string& payload) {
+    unsigned char transfer = 0;
+    unsigned char exit = 0;
+    ipmi::IPMIUtils utils;
+    const auto began = Clock::now();
+    utils.RMC_CLI_Exec("WriteInventory", payload, &transfer, &exit);
+    return std::chrono::duration<double>(Clock::now() - began).count();
+}
+
+void remoteCommand(benchmark::State& state) {
+    device();
+    const std::string payload(static_cast<std::size_t>(state.range(0)), 'x');
+    const std::size_t chunks = chunksOf(payload.size());
+    // The fastest of each: what is left is work, not the neighbours'.
+    double bare = 1e9;
+    double library = 1e9;
+    for (auto _ : state) {
+        bare = std::min(bare, bareSeconds(chunks));
+        library = std::min(library, librarySeconds(payload));
+    }
+    state.counters["bare_ns_per_chunk"] = bare * 1e9 / static_cast<double>(chunks);
+    state.counters["library_ns_per_chunk"] = library * 1e9 / static_cast<double>(chunks);
+    state.counters["ratio"] = library / bare;
+}
+
+BENCHMARK(remoteCommand)->Arg(200000)->Arg(2000000)->Iterations(30)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,4 +1,4 @@
-// Where the product's files lie on this platform. Both texts are filled on the first need.
+// Where the product's files lie on this platform, and who made it. The texts are filled on the first need.
 #pragma once
 
 #include <mutex>
@@ -8,7 +8,9 @@ class platformCheck {
 public:
     static std::string getDirectoryPath();    // "/opt/mev/vok"
     static std::string getStartupFilePath();  // "/var/tmp/mev": a prefix, with no separator at its end
-    // Fills both at once.
+    // The manufacturer text of the firmware's system record; empty when it can't be read.
+    static std::string getCardManufacturer();
+    // Fills all three at once.
     static void setDirectoryPath();
 
 private:

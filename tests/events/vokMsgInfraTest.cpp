@@ -27,7 +27,7 @@ protected:
         EXPECT_EQ(::lstat(place(path).c_str(), &status), 0);
         return status.st_mode;
     }
-    int debugLines(const std::string& message) { return count(debugLog(), "VOK_MSGINFRA", message); }
+    int debugLines(const std::string& message) { return count(debugLog(), "DEBUG VOK_MSGINFRA", message); }
 };
 
 _VOK_MESSAGE_PACKET numbered() {

@@ -1,10 +1,12 @@
 // Static helpers for host commands, text, names, addresses and time. One class, several sources by theme:
 // vokUtilsCommands, vokUtilsHost, vokUtilsNetwork, vokUtilsTime, vokUtilsSummaryLog,
-// vokUtilsDirectories, vokUtilsPlatform.
+// vokUtilsDirectories, vokUtilsPlatform, vokUtilsGeoId, vokUtilsFibreChannel.
 #pragma once
 
+#include <regex.h>
 #include <atomic>
 #include <ctime>
+#include <map>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -34,7 +36,7 @@ public:
     static std::string getSubStr(std::string start, std::string end, std::string text);
     // The first line of the file that holds `pattern`, or empty.
     static std::string getLineFromFile(std::string path, std::string pattern);
-    // True for the form "%04x:%02x:%02x.%x" of twelve characters, which alone may enter a command.
+    // True for the form "%04x:%02x:%02x.%x", which alone may enter a command.
     static bool isPCIAddress(const std::string& text);
 
     // --- the host and its names (vokUtilsHost.cpp) ---
@@ -83,10 +85,46 @@ public:
 
     // --- what the firmware tables tell (vokUtilsPlatform.cpp) ---
 
-    // The system family text of the firmware, empty while no table has been read.
+    // Opens the firmware's table. Called before initGeoIDMap, once, before any manager runs.
+    static void initializeSMBIOS();
+    // The system family text of the firmware, empty when it is not known. Fixed by the first call, whatever
+    // came of it.
     static std::string getPlatformFamily();
+    // The manufacturer text of the firmware; fixed by the same first call.
+    static std::string getSystemManufacturer();
+
+    // --- places of PCI functions: GeoIDs (vokUtilsGeoId.cpp) ---
+
+    // Fills the map from PCI address to GeoID out of the firmware's slots and on-board devices, and gives
+    // the table back.
+    static void initGeoIDMap();
+    // "r001u05p2i03" for "0000:3b:00.0"; "NotAvailable" for a function that the firmware does not name.
+    static std::string getGeoIDStr(std::string pciAddress);
+    // The numbers of a GeoID as text with their leading zeros: rack, unit, partition, instance on the first
+    // platform, rack, instance, slot on the second. Empty when there is none or it has another form.
+    static std::vector<std::string> getGeoIDInfo(std::string pciAddress);
+    // The GeoID of the first platform's form within a designation, or empty.
+    static std::string getGeoIDFromDesignation(std::string designation);
+    // GeoIDs by PCI address, empty for a function whose designation holds none.
+    static const std::map<std::string, std::string>& getGeoIDMap();
+
+    // --- Fibre Channel adapters and their PCI functions (vokUtilsFibreChannel.cpp) ---
+
+    // Fill the two maps from the host's commands; the second consults the first.
+    static void initFcInfoMap();
+    static void initFcNameMap();
+    // The PCI address of an adapter, or "NotAvailable".
+    static std::string getFcPciStr(std::string adapter);
+    // PCI address and VMkernel name of an adapter, or "NotAvailable" twice.
+    static std::pair<std::string, std::string> getFcGeoIDPciStr(std::string adapter);
+    // The adapter with this node name, or "NotAvailable".
+    static std::string getFcOsDevicename(std::string nodeName);
+    static bool OsNameInHardwarePciList(std::string adapter);
 
 private:
+    static void setSystemInformation();
+    static void cacheSystemInformation();
+    static bool compileGeoIDSplit(const std::string& geoID);
     static std::string cachedProductValue(std::string& cache, const char* command, const char* failure);
 
     static std::mutex mutex_lock;  // guards the two addresses
@@ -96,5 +134,18 @@ private:
     static std::string OSName;
     static std::string OSVersion;
     static std::atomic<long> _currentBootTime;
+    static std::atomic<bool> smbiosVmwareInit;  // stays set when the table is given back
+    static std::atomic<bool> systemInformationCached;
+    static std::mutex systemInformationMutex;  // guards the filling of the next two
+    static std::string platformFamily;
+    static std::string systemManufacturer;
+    // Written before any reader starts, and read without a lock.
+    static std::map<std::string, std::string> geoIDMap;
+    static std::map<std::string, std::pair<std::string, std::string>> fcGeoIDMap;
+    static std::map<std::string, std::string> fcNameMap;
+    static std::atomic<bool> geoIDSplitRegexCompiled;
+    static std::mutex geoIDSplitMutex;  // guards the compiling
+    static std::string geoIDSplitExpression;
+    static regex_t geoIDSplitExp;  // for the life of the agent: never freed
     long cacheRefreshTimeInterval = 0;
 };

@@ -331,9 +331,11 @@ TEST_F(HostManager, StoppedWithinTheTwentySecondsItTellsTheBootStoryToItsEndAndB
 // --- helpers ---
 
 TEST_F(HostManager, ListsTheAddressesOfAllInterfacesButLoopback) {
-    host.interfaces = {{"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}, {"lo1", "127.0.0.2"}};
-    EXPECT_THAT(manager.getIPAddress(), ElementsAre("10.1.2.3", "127.0.0.2"));
+    host.interfaces = {
+        {"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}, {"vmk0", "fe80::1"}, {"vmk1", ""}, {"lo1", "127.0.0.2"}};
+    EXPECT_THAT(manager.getIPAddress(), ElementsAre("10.1.2.3", "fe80::1", "127.0.0.2"));
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG HOST_RM: vmk0 IP Address 10.1.2.3\n",
+                                               "DEBUG HOST_RM: vmk0 IP Address fe80::1\n",
                                                "DEBUG HOST_RM: lo1 IP Address 127.0.0.2\n"));
 }
 

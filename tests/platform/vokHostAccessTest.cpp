@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <cerrno>
 #include <climits>
@@ -124,6 +125,16 @@ TEST(KernelHostAccess, TellsSystemFacts) {
     EXPECT_NEAR(static_cast<double>(now.tv_sec), static_cast<double>(::time(nullptr)), 1.0);
 }
 
+TEST(KernelHostAccess, PausesForTheWholeTime) {
+    vokKernelHostAccess host;
+    timespec before{};
+    timespec after{};
+    ASSERT_EQ(::clock_gettime(CLOCK_MONOTONIC, &before), 0);
+    host.pause(2000);
+    ASSERT_EQ(::clock_gettime(CLOCK_MONOTONIC, &after), 0);
+    EXPECT_GE((after.tv_sec - before.tv_sec) * 1000000LL + (after.tv_nsec - before.tv_nsec) / 1000, 2000);
+}
+
 TEST(KernelHostAccess, LoadsLibraries) {
     vokKernelHostAccess host;
     void* library = host.openLibrary("libm.so.6", RTLD_NOW);
@@ -148,6 +159,36 @@ TEST(RootedHostAccess, PutsTheRootInFrontOfEveryPath) {
     vokRootedHostAccess host(root.path() + "/");
     EXPECT_EQ(host.path("/dev/ipmi0"), root.path() + "/dev/ipmi0");
     EXPECT_EQ(host.commandPath("/dev/ipmi0"), root.path() + "/dev/ipmi0");
+}
+
+TEST(RootedHostAccess, APathThatLacksItsFirstSlashNamesNoNeighbourOfTheRoot) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    EXPECT_EQ(host.path("vok.log"), root.path() + "/vok.log");
+}
+
+TEST(RootedHostAccess, ItsSystemLogLiesUnderTheRootForTheOwnerAlone) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    host.systemLog(LOG_ERR, "[ERROR]  001 M: first");
+    host.systemLog(LOG_WARNING, "100 % second");
+    host.systemLog(LOG_INFO, "third");
+    host.systemLog(LOG_DEBUG, "fourth");
+    EXPECT_EQ(
+        root.readFile("var/log/syslog.log"),
+        "vok err: [ERROR]  001 M: first\nvok warning: 100 % second\nvok info: third\nvok debug: fourth\n");
+    struct stat status {};
+    ASSERT_EQ(::stat((root.path() + "/var/log/syslog.log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST(RootedHostAccess, ItsSystemLogFollowsNoLink) {
+    TemporaryDirectory root;
+    root.writeFile("var/log/keep", "");
+    root.writeFile("target", "untouched");
+    ASSERT_EQ(::symlink("../../target", (root.path() + "/var/log/syslog.log").c_str()), 0);
+    vokRootedHostAccess(root.path()).systemLog(LOG_ERR, "text");
+    EXPECT_EQ(root.readFile("target"), "untouched");
 }
 
 TEST(RootedHostAccess, WorksWithBlanksAndQuotesInItsPath) {

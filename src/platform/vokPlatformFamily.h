@@ -1,0 +1,17 @@
+// The machines that this system knows, as the family text of their firmware.
+#pragma once
+
+#include <string>
+
+constexpr const char* vokFirstPlatformFamily = "7711PID02020001";
+constexpr const char* vokSecondPlatformFamilies[] = {"7711PID03020102", "7711PID03020101"};
+
+inline bool vokIsFirstPlatform(const std::string& family) {
+    return family == vokFirstPlatformFamily;
+}
+
+inline bool vokIsSecondPlatform(const std::string& family) {
+    for (const char* each : vokSecondPlatformFamilies)
+        if (family == each) return true;
+    return false;
+}

@@ -1,4 +1,3 @@
-#include <regex.h>
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -7,6 +6,7 @@
 
 #include "core/vokLog.h"
 #include "platform/vokCommandStream.h"
+#include "platform/vokExpression.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokUtils.h"
 #include "platform/vokVmwareOSInterface.h"
@@ -16,32 +16,6 @@ namespace {
 constexpr std::size_t lineBuffer = 512;
 // More than any command of a host prints; a command that runs wild does not take the memory with it.
 constexpr std::size_t greatestOutput = 16 * 1024 * 1024;
-
-// A compiled POSIX expression, released on every way out.
-class Expression {
-public:
-    explicit Expression(const std::string& pattern)
-        : result_(::regcomp(&expression_, pattern.c_str(), REG_EXTENDED)) {}
-    ~Expression() {
-        if (result_ == 0) ::regfree(&expression_);
-    }
-    Expression(const Expression&) = delete;
-    Expression& operator=(const Expression&) = delete;
-
-    int compileResult() const { return result_; }
-    int match(const std::string& text, regmatch_t& span) const {
-        return ::regexec(&expression_, text.c_str(), 1, &span, 0);
-    }
-    std::string describe(int result) const {
-        char text[256] = {};
-        ::regerror(result, &expression_, text, sizeof(text));
-        return text;
-    }
-
-private:
-    regex_t expression_{};
-    int result_;
-};
 
 // One question about a PCI function to the stored hardware list.
 struct IdQuery {
@@ -58,15 +32,16 @@ constexpr IdQuery subsystemQuery = {"/,/^$/' | grep -w 'SubVendor ID:\\|SubDevic
                                     {"subVendorId", "subDeviceId"}};
 
 std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::string& pciAddress) {
-    if (!vokUtils::isPCIAddress(pciAddress)) {
-        VOK_LOG_WARNING("VOK_UTILS", "Not a PCI address, not looked up : %s", pciAddress.c_str());
-        return {};
-    }
-    const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
-        "cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) + " | awk '/" + pciAddress +
-        query.grepTail);
     std::string values[2];
-    for (int i = 0; i < 2; ++i) values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+    if (vokUtils::isPCIAddress(pciAddress)) {
+        const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
+            "cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) + " | awk '/" +
+            pciAddress + query.grepTail);
+        for (int i = 0; i < 2; ++i)
+            values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+    } else {
+        VOK_LOG_WARNING("VOK_UTILS", "Not a PCI address, not looked up : %s", pciAddress.c_str());
+    }
     for (int i = 0; i < 2; ++i)
         if (values[i].empty())
             VOK_LOG_DEBUG("VOK_UTILS", "Cound not fetch %s for %s", query.names[i], pciAddress.c_str());
@@ -120,7 +95,7 @@ void vokUtils::trimLeadingTrailingSpaces(std::string& in, std::string& out) {
 }
 
 std::string vokUtils::getValueByRegexFromLocalcli(std::string text, std::string pattern) {
-    const Expression expression(pattern);
+    const vokExpression expression(pattern);
     if (expression.compileResult() != 0) {
         VOK_LOG_WARNING("VOK_UTILS", "Error Compiling Regex, Return Value: %d, Error Info: %s",
                         expression.compileResult(), expression.describe(expression.compileResult()).c_str());
@@ -151,10 +126,15 @@ std::pair<std::string, std::string> vokUtils::get_subvendor_subdevice(std::strin
 
 bool vokUtils::isPCIAddress(const std::string& text) {
     static constexpr char form[] = "xxxx:xx:xx.x";
-    if (text.size() != sizeof(form) - 1) return false;
+    constexpr std::size_t length = sizeof(form) - 1;
+    constexpr std::size_t longestSegment = 8;  // more than four digits where a host bridge is a virtual one
+    const std::size_t segment = text.find(':');
+    if (segment < 4 || segment > longestSegment || text.size() != length + (segment - 4)) return false;
+    if (segment > 4 && text.front() == '0') return false;
     for (std::size_t i = 0; i < text.size(); ++i) {
+        const char wanted = form[i < segment ? 0 : i - (segment - 4)];
         const bool fits =
-            form[i] == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == form[i];
+            wanted == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == wanted;
         if (!fits) return false;
     }
     return true;

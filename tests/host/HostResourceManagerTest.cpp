@@ -216,6 +216,31 @@ TEST_F(HostManager, TellsOfItsBuildAndItsPush) {
                                    "DEBUG HOST_RM: Exiting CacheBuild", "INFO HOST_RM: Host cache ready 1"));
 }
 
+TEST_F(HostManager, AReaderDuringABuildIsToldOfThePreviousCopy) {
+    manager.cacheBuild();
+    const auto answer = host.onCommand;
+    host.onCommand = [&](const std::string& command, int& status) {
+        std::thread([this] {
+            std::vector<Json::Value> inventory;
+            EXPECT_TRUE(manager.getInventoryJsonObject(inventory));
+            EXPECT_EQ(inventory.size(), 1u);
+        }).join();
+        return answer(command, status);
+    };
+    manager.cacheBuild();
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG HOST_RM: Cache build is in progress. Returning previous copy of inventory."));
+}
+
+TEST_F(HostManager, AFreshCacheIsToldWithoutACapital) {
+    manager.cacheBuild();
+    manager.startInventory();
+    EXPECT_TRUE(hasLogged(host, "DEBUG HOST_RM: Attempting to refresh Cache."));
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG HOST_RM: cache was recently refreshed. skipping the current refresh cycle"));
+    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+}
+
 TEST_F(HostManager, DoesNotRunWithoutARecord) {
     EXPECT_FALSE(manager.isRunning());
     EXPECT_THAT(host.pauses, ElementsAre(3000000u, 3000000u, 3000000u));

@@ -161,6 +161,12 @@ TEST_F(StartupRecord, TextThatIsNoNumberGives0AndTooGreatANumberTheGreatest) {
     EXPECT_EQ(valueOf("current_start"), -5);
 }
 
+TEST_F(StartupRecord, ItsNumbersAreDecimalWhateverTheyBeginWith) {
+    write("last_start 0x10\nlast_stop 010\n");
+    EXPECT_EQ(valueOf("last_start"), 0);
+    EXPECT_EQ(valueOf("last_stop"), 10);
+}
+
 TEST_F(StartupRecord, NoMoreThanTheFirstMebibyteIsLookedAtOrKept) {
     write("last_start 6\n" + std::string(3 << 20, '\n') + "last_stop 7\n");
     EXPECT_EQ(valueOf("last_start"), 6);

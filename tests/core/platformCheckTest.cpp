@@ -30,7 +30,7 @@ bool isTableOpen() {
 
 }  // namespace
 
-TEST(PlatformCheck, KnowsThePathsWithoutATable) {
+TEST(PlatformCheck, KnowsThePathsWithoutATableAndTheOneOfTheStartHasNoSeparatorAtItsEnd) {
     useFakeHost();
     EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/Logger.h"
+#include "core/platformCheck.h"
 #include "core/vokConfig.h"
 #include "core/vokFactory.h"
 #include "core/vokJobManager.h"
@@ -20,6 +21,7 @@
 #include "daemon/vokdSignals.h"
 #include "platform/vokRootedHostAccess.h"
 #include "platform/vokSystemInterfaceFactory.h"
+#include "platform/vokUtils.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
 
@@ -40,6 +42,9 @@ bool useHostRoot(const std::string& root) {
 
 // What the managers need to know of the platform before any of them runs.
 void readPlatformTables() {
+    platformCheck::setDirectoryPath();  // needs the firmware's table, which initGeoIDMap gives back
+    vokUtils::initializeSMBIOS();
+    vokUtils::initGeoIDMap();
     vokSystemInterfaceFactory::getSystemInterface()->populateHardwarePCIDetails();
 }
 

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "core/vokLog.h"
-#include "events/vokOwnedDescriptor.h"
+#include "platform/vokOwnedDescriptor.h"
 #include "platform/vokHostAccess.h"
 
 namespace {

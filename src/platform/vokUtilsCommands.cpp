@@ -1,4 +1,3 @@
-#include <regex.h>
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -7,6 +6,7 @@
 
 #include "core/vokLog.h"
 #include "platform/vokCommandStream.h"
+#include "platform/vokExpression.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokUtils.h"
 #include "platform/vokVmwareOSInterface.h"
@@ -16,32 +16,6 @@ namespace {
 constexpr std::size_t lineBuffer = 512;
 // More than any command of a host prints; a command that runs wild does not take the memory with it.
 constexpr std::size_t greatestOutput = 16 * 1024 * 1024;
-
-// A compiled POSIX expression, released on every way out.
-class Expression {
-public:
-    explicit Expression(const std::string& pattern)
-        : result_(::regcomp(&expression_, pattern.c_str(), REG_EXTENDED)) {}
-    ~Expression() {
-        if (result_ == 0) ::regfree(&expression_);
-    }
-    Expression(const Expression&) = delete;
-    Expression& operator=(const Expression&) = delete;
-
-    int compileResult() const { return result_; }
-    int match(const std::string& text, regmatch_t& span) const {
-        return ::regexec(&expression_, text.c_str(), 1, &span, 0);
-    }
-    std::string describe(int result) const {
-        char text[256] = {};
-        ::regerror(result, &expression_, text, sizeof(text));
-        return text;
-    }
-
-private:
-    regex_t expression_{};
-    int result_;
-};
 
 // One question about a PCI function to the stored hardware list.
 struct IdQuery {
@@ -113,7 +87,7 @@ void vokUtils::trimLeadingTrailingSpaces(std::string& in, std::string& out) {
 }
 
 std::string vokUtils::getValueByRegexFromLocalcli(std::string text, std::string pattern) {
-    const Expression expression(pattern);
+    const vokExpression expression(pattern);
     if (expression.compileResult() != 0) {
         VOK_LOG_WARNING("VOK_UTILS", "Error Compiling Regex, Return Value: %d, Error Info: %s",
                         expression.compileResult(), expression.describe(expression.compileResult()).c_str());

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "events/vokMsgInfra.h"
-#include "events/vokOwnedDescriptor.h"
+#include "platform/vokOwnedDescriptor.h"
 #include "support/FakeHostAccess.h"
 
 class EventsFixture : public ::testing::Test {

@@ -1,9 +1,11 @@
 #include "support/FakeHostAccess.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <linux/ipmi.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -64,7 +66,8 @@ std::string FakeHostAccess::commandPath(const std::string& absolute) const {
     return absolute;
 }
 
-int FakeHostAccess::openDevice(const std::string& place, int) {
+int FakeHostAccess::openDevice(const std::string& place, int flags) {
+    if (place.rfind(path("/dev/"), 0) != 0) return ::open(place.c_str(), flags | O_CLOEXEC);
     const std::lock_guard<std::mutex> lock(guard);
     openedDevices.push_back(place);
     if (failingDeviceOpens > 0) {
@@ -125,7 +128,8 @@ int FakeHostAccess::waitForDevice(int) {
     return reply_.waitResult;
 }
 
-int FakeHostAccess::closeDevice(int) {
+int FakeHostAccess::closeDevice(int descriptor) {
+    if (descriptor != deviceDescriptor) return ::close(descriptor);
     const std::lock_guard<std::mutex> lock(guard);
     --openDevices;
     return 0;

@@ -1,6 +1,7 @@
 // A host for unit tests. Files lie in a temporary directory, commands have scripted output, the one device
-// answers from a script, the clock stands still until somebody waits or pauses, and nothing waits in real
-// time. It records what it was asked in the order of asking.
+// under /dev answers from a script and a device node elsewhere is a file of the directory, the clock stands
+// still until somebody waits or pauses, and nothing waits in real time. It records what it was asked in the
+// order of asking.
 //
 // Not for tests of the seam itself, which use the kernel's own implementation, nor for tests of the whole
 // daemon, which run on a simulated host.

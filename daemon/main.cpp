@@ -1,6 +1,8 @@
 // vokd: loads the agent, starts it in its order, waits to be told to end, and stops it.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -28,6 +30,16 @@
 namespace {
 
 constexpr int secondsBetweenLogChecks = 60;
+
+// The next file that is opened would otherwise become the standard stream that the caller has closed, and
+// be written into. What stands in for it can only be used the wrong way round, so that each use fails.
+void occupyClosedStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) == 0 || errno != EBADF) continue;
+        [[maybe_unused]] const int opened = ::open(
+            "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // the lowest number that is free
+    }
+}
 
 bool useHostRoot(const std::string& root) {
     std::string error;
@@ -137,6 +149,7 @@ int runAgent() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    occupyClosedStandardStreams();
     vokdOptions options;
     int exitStatus = vokdOptions::graceful;
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;

@@ -76,6 +76,10 @@ void reportFailure(const char* message, const std::string& path) {
                                            " - " + std::strerror(reason));
 }
 
+void reopen(std::ofstream& stream, const std::string& place) {
+    if (!vokLogFiles::openForAppending(place, stream)) reportFailure("Error opening VOK log file ", place);
+}
+
 std::string backupSuffix() {
     const time_t now = vokWallClockSeconds();
     tm local{};
@@ -211,11 +215,14 @@ void Logger::isFileExceeded(std::string path) {
     if (vokLogFiles::appendRest(place, backup, copied)) {
         const std::lock_guard<Logger> guard(*this);
         if (vokLogFiles::appendRest(place, backup, copied)) {
-            std::ofstream& stream = path == agentLogPath ? agentLog : debugLog;
-            stream.close();
+            const bool isAgentLog = path == agentLogPath;
+            // Both logs may be one file.
+            const bool isDebugLog = !isAgentLog || (path == debugLogPath && debugLog.is_open());
+            if (isAgentLog) agentLog.close();
+            if (isDebugLog) debugLog.close();
             std::remove(place.c_str());
-            if (!vokLogFiles::openForAppending(place, stream))
-                reportFailure("Error opening VOK log file ", place);
+            if (isAgentLog) reopen(agentLog, place);
+            if (isDebugLog) reopen(debugLog, place);
             return;
         }
     }

@@ -2,14 +2,11 @@
 
 #include <json/reader.h>
 #include <sys/stat.h>
-#include <algorithm>
-#include <cctype>
-#include <cmath>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
 #include "core/vokConfigReader.h"
+#include "core/vokConfigText.h"
 #include "core/vokSettingRules.h"
 #include "platform/vokHostAccess.h"
 
@@ -49,28 +46,6 @@ constexpr const char* knownKeys[] = {"EnableResources",
 // A file that is larger is no configuration of this agent.
 constexpr off_t largestFile = 16 * 1024 * 1024;
 
-// The text with each number that no double can hold turned into words: the parser gives up at such a
-// number, and one bad value would cost all settings theirs.
-std::string withoutOverflowingNumbers(const std::string& text) {
-    std::string result;
-    bool inString = false;
-    for (std::size_t i = 0; i < text.size();) {
-        const char c = text[i];
-        if (inString || !(std::isdigit(static_cast<unsigned char>(c)) || c == '-')) {
-            if (inString && c == '\\' && i + 1 < text.size()) result += text[i++];
-            if (c == '"') inString = !inString;
-            result += text[i++];
-            continue;
-        }
-        const std::size_t end = std::min(text.find_first_not_of("0123456789+-.eE", i), text.size());
-        const std::string number = text.substr(i, end - i);
-        const bool overflows = std::isinf(std::strtod(number.c_str(), nullptr));
-        result += overflows ? "\"beyond every number: " + number + '"' : number;
-        i = end;
-    }
-    return result;
-}
-
 bool parseText(const std::string& text, Json::Value& root, std::string& reason) {
     std::istringstream stream(text);
     std::string errors;
@@ -106,7 +81,8 @@ bool parseFile(const std::string& path, Json::Value& root, std::string& reason) 
     std::string text;
     if (!readFile(path, text, reason)) return false;
     std::string ignored;
-    if (!parseText(text, root, reason) && !parseText(withoutOverflowingNumbers(text), root, ignored))
+    if (!parseText(text, root, reason) &&
+        !parseText(vokConfigText::withinTheParsersReach(text), root, ignored))
         return false;
     if (!root.isObject()) {
         reason = "not a JSON object";

@@ -1,10 +1,9 @@
 #include "core/vokConfigReader.h"
 
 #include <json/writer.h>
-#include <cmath>
-#include <limits>
 
 #include "core/vokConfig.h"
+#include "core/vokConfigText.h"
 #include "core/vokSettingRules.h"
 
 namespace {
@@ -14,14 +13,15 @@ const Json::Value& absent() {
     return null;
 }
 
-// The text form of a plain value. A number beyond every setting's range has none: its text would be in
-// exponent form, of which only the first digit would be read.
+// The text form of a plain value. A number whose text has an exponent has none: only the digits in front
+// of the exponent would be read.
 bool textOf(const Json::Value& value, std::string& text) {
     if (value.isObject() || value.isArray()) return false;
-    if (value.isDouble() && !value.isIntegral() &&
-        !(std::fabs(value.asDouble()) <= std::numeric_limits<std::int32_t>::max()))
+    const std::string form = value.asString();
+    if (value.isString() ? form.rfind(vokConfigText::beyondEveryNumber, 0) == 0
+                         : value.type() == Json::realValue && form.find('e') != std::string::npos)
         return false;
-    text = value.asString();
+    text = form;
     return true;
 }
 

@@ -29,10 +29,11 @@ private:
     int value_;
 };
 
-bool isRegularFile(int descriptor) {
+// A file, or a device that takes whatever comes, such as /dev/null.
+bool isFileOrDevice(int descriptor) {
     struct stat status {};
     if (::fstat(descriptor, &status) != 0) return false;
-    if (S_ISREG(status.st_mode)) return true;
+    if (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)) return true;
     errno = EINVAL;
     return false;
 }
@@ -87,7 +88,7 @@ void createSymbolicLink(const std::string& path, const std::string& directory) {
 bool openForAppending(const std::string& path, std::ofstream& stream) {
     // Made and looked at before the stream opens it: a pipe in its place would hold the agent.
     const Descriptor made(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
-    if (made.get() < 0 || !isRegularFile(made.get())) return false;
+    if (made.get() < 0 || !isFileOrDevice(made.get())) return false;
     stream.clear();
     stream.open(path, std::ios::app);
     return stream.is_open();

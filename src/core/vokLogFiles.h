@@ -14,8 +14,8 @@ int createDirectoryPath(const std::string& path);
 // be read or is the link's own place.
 void createSymbolicLink(const std::string& path, const std::string& directory);
 
-// Opens a log for appending, making it for root alone. False with errno when it can't be opened or is not
-// a regular file.
+// Opens a log for appending, making it for root alone. False with errno when it can't be opened or is
+// neither a regular file nor a character device.
 bool openForAppending(const std::string& path, std::ofstream& stream);
 
 // Copies the bytes of `source` from `offset` to its end behind what `target` holds; `offset` moves along.

@@ -31,7 +31,8 @@ vokRootedHostAccess::vokRootedHostAccess(const std::string& root) : root_(absolu
 }
 
 std::string vokRootedHostAccess::path(const std::string& absolute) const {
-    return root_ + absolute;
+    // A path from the settings may lack its first "/", and must not name a neighbour of the root.
+    return absolute.empty() || absolute.front() != '/' ? root_ + "/" + absolute : root_ + absolute;
 }
 
 std::string vokRootedHostAccess::commandPath(const std::string& absolute) const {

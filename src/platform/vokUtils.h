@@ -36,7 +36,7 @@ public:
     static std::string getSubStr(std::string start, std::string end, std::string text);
     // The first line of the file that holds `pattern`, or empty.
     static std::string getLineFromFile(std::string path, std::string pattern);
-    // True for the form "%04x:%02x:%02x.%x" of twelve characters, which alone may enter a command.
+    // True for the form "%04x:%02x:%02x.%x", which alone may enter a command.
     static bool isPCIAddress(const std::string& text);
     // True for a name that network interfaces and adapters can have: it means itself in a command.
     static bool isInterfaceName(const std::string& text);

@@ -32,15 +32,16 @@ constexpr IdQuery subsystemQuery = {"/,/^$/' | grep -w 'SubVendor ID:\\|SubDevic
                                     {"subVendorId", "subDeviceId"}};
 
 std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::string& pciAddress) {
-    if (!vokUtils::isPCIAddress(pciAddress)) {
-        VOK_LOG_WARNING("VOK_UTILS", "Not a PCI address, not looked up : %s", pciAddress.c_str());
-        return {};
-    }
-    const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
-        "cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) + " | awk '/" + pciAddress +
-        query.grepTail);
     std::string values[2];
-    for (int i = 0; i < 2; ++i) values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+    if (vokUtils::isPCIAddress(pciAddress)) {
+        const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
+            "cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) + " | awk '/" +
+            pciAddress + query.grepTail);
+        for (int i = 0; i < 2; ++i)
+            values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
+    } else {
+        VOK_LOG_WARNING("VOK_UTILS", "Not a PCI address, not looked up : %s", pciAddress.c_str());
+    }
     for (int i = 0; i < 2; ++i)
         if (values[i].empty())
             VOK_LOG_DEBUG("VOK_UTILS", "Cound not fetch %s for %s", query.names[i], pciAddress.c_str());
@@ -118,10 +119,15 @@ std::pair<std::string, std::string> vokUtils::get_subvendor_subdevice(std::strin
 
 bool vokUtils::isPCIAddress(const std::string& text) {
     static constexpr char form[] = "xxxx:xx:xx.x";
-    if (text.size() != sizeof(form) - 1) return false;
+    constexpr std::size_t length = sizeof(form) - 1;
+    constexpr std::size_t longestSegment = 8;  // more than four digits where a host bridge is a virtual one
+    const std::size_t segment = text.find(':');
+    if (segment < 4 || segment > longestSegment || text.size() != length + (segment - 4)) return false;
+    if (segment > 4 && text.front() == '0') return false;
     for (std::size_t i = 0; i < text.size(); ++i) {
+        const char wanted = form[i < segment ? 0 : i - (segment - 4)];
         const bool fits =
-            form[i] == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == form[i];
+            wanted == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == wanted;
         if (!fits) return false;
     }
     return true;

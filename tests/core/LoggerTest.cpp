@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+#include <fstream>
 #include <sstream>
 #include <thread>
 
@@ -95,6 +96,22 @@ TEST_P(LevelTest, LetsThroughWhatItShould) {
     EXPECT_EQ(letters, GetParam().written);
 }
 
+struct LineNumberCase {
+    int line;
+    const char* written;
+};
+
+TEST_F(LoggerTest, ALineNumberHasThreeDigitsAtLeastAndFourAtMost) {
+    configure("Info", false, "syslog", "syslog");
+    for (const LineNumberCase& each :
+         {LineNumberCase{0, "000"}, LineNumberCase{7, "007"}, LineNumberCase{99, "099"},
+          LineNumberCase{100, "100"}, LineNumberCase{1234, "1234"}, LineNumberCase{99999, "9999"},
+          LineNumberCase{2147483647, "2147"}}) {
+        Logger::getInstance()->always("m", "M", each.line);
+        EXPECT_EQ(host.systemLogLines.back().second, "[INFO] " + std::string(each.written) + " M: m");
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Levels, LevelTest,
                          testing::Values(LevelCase{"Error", 4, "e"}, LevelCase{"WARNING", 3, "ew"},
                                          LevelCase{"Info", 2, "ewi"}, LevelCase{"debug", 3, "ew"},
@@ -144,6 +161,26 @@ TEST_F(LoggerTest, TheTargetCanBeTurnedOffAndBackToTheFile) {
     logger->enableFileLogging();
     logger->info("two", "M", 1);
     EXPECT_THAT(agentLog(), AllOf(testing::Not(HasSubstr("one")), HasSubstr("two")));
+}
+
+TEST_F(LoggerTest, TheTargetCanBeTurnedToTheSystemLog) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    host.systemLogLines.clear();
+    logger->enaleLog();
+    logger->info("i", "M", 1);
+    EXPECT_EQ(agentLog(), "");
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].second, "[INFO]   001 M: i");
+}
+
+TEST_F(LoggerTest, ACharacterDeviceMayStandInTheLogsPlace) {
+    configure("Info", false);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/keep", "");
+    ASSERT_EQ(::symlink("/dev/full", (host.root.path() + "/scratch/log/vok.log").c_str()), 0);
+    for (int i = 0; i < 1000; ++i) Logger::getInstance()->error(std::string(100, 'x'), "M", 1);
+    EXPECT_TRUE(host.systemLogLines.empty());
 }
 
 TEST_F(LoggerTest, WithoutDebugLoggingTheDirectoryIsMadeAndTheFileIsNot) {
@@ -327,6 +364,53 @@ TEST_F(LogLimitTest, ABackupThatCanNotBeWrittenLeavesTheLog) {
     ASSERT_EQ(::stat((host.root.path() + "/scratch/log/vok.log").c_str(), &status), 0);
     EXPECT_GT(status.st_size, 500000001);
     EXPECT_THAT(host.systemLogLines.back().second, HasSubstr("Failed to back up the log file"));
+}
+
+TEST_F(LogLimitTest, TheDebugLogIsBackedUpAndTheAgentLogStays) {
+    configure("Info", true);
+    Logger* const logger = Logger::getInstance();
+    logger->info("agent", "M", 1);
+    logger->debug("first", "M", 1);
+    grow("/scratch/log/debug.log", 500000000);
+    logger->isFileExceeded("/scratch/log/debug.log");
+    logger->debug("second", "M", 1);
+    EXPECT_EQ(debugLog(), "Nov 5 08:38:22 [DEBUG] 001 M: second\n");
+    EXPECT_THAT(agentLog(), EndsWith("agent\n"));
+    EXPECT_TRUE(host.root.exists("/scratch/log/mev/vok/backup_log/debug.log_2025_11_05_08_38_22"));
+}
+
+TEST_F(LogLimitTest, WhenBothLogsAreOneFileBothGoOnInTheNewOne) {
+    configure("Info", true, "/scratch/log/vok.log", "/scratch/log/vok.log");
+    Logger* const logger = Logger::getInstance();
+    grow("/scratch/log/vok.log", 500000000);
+    logger->isFileExceeded("/scratch/log/vok.log");
+    logger->debug("d", "M", 1);
+    logger->info("i", "M", 2);
+    EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [DEBUG] 001 M: d\nNov 5 08:38:22 [INFO]   002 M: i\n");
+}
+
+TEST_F(LogLimitTest, TheBackupIsNamedAfterWhatStandsBehindTheLastSlashOfEitherKind) {
+    configure("Info", false, "/scratch/log\\\\vok.log");
+    Logger* const logger = Logger::getInstance();
+    grow("/scratch/log\\vok.log", 500000000);
+    logger->isFileExceeded("/scratch/log\\vok.log");
+    EXPECT_TRUE(host.root.exists(backup));
+}
+
+TEST_F(LogLimitTest, TheBackupHoldsTheLogByteForByte) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    logger->info("head", "M", 1);
+    grow("/scratch/log/vok.log", 500000000);
+    logger->info("tail", "M", 2);
+    logger->isFileExceeded("/scratch/log/vok.log");
+    std::ifstream copy(host.root.path() + backup);
+    std::string line;
+    std::getline(copy, line);
+    EXPECT_EQ(line, "Nov 5 08:38:22 [INFO]   001 M: head");
+    copy.seekg(500000000);
+    std::getline(copy, line);
+    EXPECT_EQ(line, "Nov 5 08:38:22 [INFO]   002 M: tail");
 }
 
 TEST_F(LogLimitTest, AFileThatIsNotThereIsNotExceeded) {

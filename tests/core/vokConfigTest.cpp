@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <fstream>
 #include <thread>
 
@@ -80,12 +81,19 @@ INSTANTIATE_TEST_SUITE_P(
                     UnusableFile{"oneMember", R"({"LoggingLevel": "Info"})"}, UnusableFile{"noMember", "{}"},
                     UnusableFile{"array", R"(["a", "b", "c"])"}, UnusableFile{"text", R"("LoggingLevel")"},
                     UnusableFile{"number", "17"}, UnusableFile{"null", "null"},
-                    UnusableFile{"deeplyNested", nested(1001)},
-                    UnusableFile{"veryDeeplyNested", nested(200000)},
+                    UnusableFile{"nestedAndCutOff", "{\"A\": 1, \"B\": " + std::string(2000, '[')},
+                    UnusableFile{"nestedAndNotClosed", nested(2000).substr(0, 3000)},
+                    UnusableFile{"closedByTheWrongBracket", R"({"A": 1e400, "B": 1])"},
+                    UnusableFile{"aNumberThatIsNone", R"({"A": 1e400, "B": 1.2.3})"},
                     UnusableFile{"junk", std::string("\0\xff\xfe{\x80\"a", 7)}),
     [](const auto& each) { return std::string(each.param.what); });
 
-TEST_F(ConfigTest, ADirectoryOrAPipeInItsPlaceIsNoFile) {
+TEST_F(ConfigTest, AFileOfMoreThan16MiBIsNoFile) {
+    write(R"({"LoggingLevel": "Info", "CliMode": "inject"})" + std::string(16 * 1024 * 1024, ' '));
+    expectDefaultsOfNoFile(*vokConfig::getInstance());
+}
+
+TEST_F(ConfigTest, ADirectoryInItsPlaceIsNoFile) {
     host.root.writeFile(std::string(place) + "/x", "");
     expectDefaultsOfNoFile(*vokConfig::getInstance());
 }
@@ -299,6 +307,66 @@ TEST_F(ConfigTest, NumbersBeyondADoubleAreBadValuesOfTheirKeysAlone) {
     EXPECT_EQ(config.getInventoryQueryInterval(), 3);
 }
 
+TEST_F(ConfigTest, ANumberBeyondADoubleIsNoTextEither) {
+    write(R"({"VOKLogLocation": 1e400, "DebugLogLocation": -1e400, "EnableResources": 1e400,
+              "CacheRefreshInSeconds": {"Global": 1e400, "HostOSInfo": 5}, "LoggingLevel": 1e400})");
+    std::vector<vokConfigRefusal> refusals;
+    const auto config = vokConfig::examine(refusals);
+    EXPECT_EQ(config->getVOKLogFileLocation(), "syslog");
+    EXPECT_EQ(config->getVOKDebugLogFileLocation(), "syslog");
+    EXPECT_THAT(config->getEnabledResources(), ElementsAre("All"));
+    EXPECT_EQ(config->getrefreshInterval("HostOSInfo"), 3600);
+    EXPECT_EQ(config->getVOKLoggingLevel(), "Warning");
+    EXPECT_EQ(refusals.size(), 5U);
+    write(R"({"EnableResources": ["HostOSInfo", 1e400, "EthernetDevices"], "CacheRefreshInSeconds": 1e400})");
+    EXPECT_THAT(vokConfig::examine(refusals)->getEnabledResources(), ElementsAre("HostOSInfo"));
+}
+
+TEST_F(ConfigTest, ATextThatLooksLikeABigNumberOrAnOpenBracketIsLeftAlone) {
+    write(R"({"HealthMonitorFlags": 1e400, "VOKLogLocation": "/1e400[[{\"-1e999", /* "1e400 */
+              "LoggingLevel": "Info", // it's "quoted once
+              "MicrochipEventQueueIndex": 1e999, "DebugLogLocation": "/d"})");
+    vokConfig& config = *vokConfig::getInstance();
+    EXPECT_EQ(config.getVOKLogFileLocation(), "/1e400[[{\"-1e999");
+    EXPECT_EQ(config.getVOKLoggingLevel(), "Info");
+    EXPECT_EQ(config.getVOKDebugLogFileLocation(), "/d");
+    EXPECT_EQ(config.getMicrochipEventQueueIndex(), 0);
+}
+
+TEST_F(ConfigTest, ANumberWrittenWithAnExponentByTheParserIsABadValue) {
+    write(
+        R"({"HealthMonitorFlags": 1e19, "MicrochipEventQueueIndex": 0.00002, "InventoryQueryIntervalInSeconds": 25e0})");
+    vokConfig& config = *vokConfig::getInstance();
+    EXPECT_EQ(config.getHealthMonitorFlags(), 0);
+    EXPECT_EQ(config.getMicrochipEventQueueIndex(), 0);
+    EXPECT_EQ(config.getInventoryQueryInterval(), 25);
+}
+
+class NestingTest : public ConfigTest, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(NestingTest, IsABadValueOfItsKeyAlone) {
+    const std::string arrays = std::string(GetParam(), '[') + "1, 2" + std::string(GetParam(), ']');
+    std::string objects = "1";
+    for (std::size_t i = 0; i < std::min<std::size_t>(GetParam(), 3000); ++i)
+        objects = "{\"a\": " + objects + ", \"b\": [1, 2]}";
+    write("{\"LoggingLevel\": \"Error\", \"CliMode\": " + arrays + ", \"VOKLogLocation\": " + objects +
+          ", \"EnableResources\": [\"HostOSInfo\", " + arrays +
+          "], \"CacheRefreshInSeconds\": {\"HostOSInfo\": " + objects +
+          ", \"EthernetDevices\": \"7\"}, \"HealthMonitorFlags\": \"3\"}");
+    vokConfig& config = *vokConfig::getInstance();
+    EXPECT_FALSE(config.isDefaultSettingsApplied());
+    EXPECT_EQ(config.getVOKLoggingLevel(), "Error");
+    EXPECT_EQ(config.getTestEventSettings(), "test");
+    EXPECT_EQ(config.getVOKLogFileLocation(), "syslog");
+    EXPECT_THAT(config.getEnabledResources(), ElementsAre("HostOSInfo"));
+    EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 3600);
+    EXPECT_EQ(config.getrefreshInterval("EthernetDevices"), 7);
+    EXPECT_EQ(config.getHealthMonitorFlags(), 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, NestingTest,
+                         testing::Values(2, 97, 98, 99, 100, 101, 102, 999, 1000, 1001, 200000));
+
 TEST_F(ConfigTest, EachNumberHasItsOwnDefaultForABadValue) {
     vokConfig& config = with(R"("PushInventoryFrequencyInMinutes": "x", "IPMIDoorBellMonitorInterval": "x",
         "InventoryQueryIntervalInSeconds": "x", "SimulateUnhandledException": "x",
@@ -314,6 +382,14 @@ TEST_F(ConfigTest, EachNumberHasItsOwnDefaultForABadValue) {
 }
 
 TEST(SettingRules, UnreadNumberKeysHaveNoUsefulDefault) {
+    for (const char* key :
+         {"ProcessorSamplingRateInSeconds", "MemorySamplingRateInSeconds", "NetworkSamplingRateInSeconds",
+          "StorageSamplingRateInSeconds", "NumastatSamplingRateInSeconds", "TelemetrySendIntervalInSeconds",
+          "UtilizationPushFrequencyInMinutes", "TelemetrySchemaOption", "TelemetryDBIntervalInMinutes",
+          "FileServiceSendIntervalInSeconds", "SimulateUnhandledException", "telemetryschemaoption"}) {
+        EXPECT_EQ(vokSettingRules::validateNumerical("12", key), 12) << key;
+        EXPECT_EQ(vokSettingRules::validateNumerical("0", key), -1) << key;
+    }
     EXPECT_EQ(vokSettingRules::validateNumerical("12", "TelemetrySendIntervalInSeconds"), 12);
     EXPECT_EQ(vokSettingRules::validateNumerical("x", "TelemetrySendIntervalInSeconds"), -1);
     EXPECT_EQ(vokSettingRules::validateNumerical("12", "NoSuchKey"), -1);
@@ -321,7 +397,10 @@ TEST(SettingRules, UnreadNumberKeysHaveNoUsefulDefault) {
 
 TEST(SettingRules, ABooleanIsTrueOnlyForAKnownKey) {
     EXPECT_TRUE(vokSettingRules::validateBool("TRUE", "EnableDebugLog"));
-    EXPECT_TRUE(vokSettingRules::validateBool("true", "EnableTelemetryDoorBell"));
+    for (const char* key :
+         {"EnableTelemetryLogging", "EnableTelemetryDataCollection", "EnableTelemetryDoorBell",
+          "EnableUtilizationDataCollection", "enableutilizationdatacollection"})
+        EXPECT_TRUE(vokSettingRules::validateBool("true", key)) << key;
     EXPECT_FALSE(vokSettingRules::validateBool("true", "NoSuchKey"));
     EXPECT_FALSE(vokSettingRules::validateBool("yes", "EnableDebugLog"));
     EXPECT_FALSE(vokSettingRules::validateBool("1", "EnableDebugLog"));

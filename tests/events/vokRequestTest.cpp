@@ -21,9 +21,9 @@ const std::string event = R"({"Pad":")" + std::string(80, 'x') + R"("})";
 
 TEST_F(vokRequestTest, ThreeFieldsAreLogged) {
     serve(0x0102, "999");
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->header.messageCode = 258"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->payload = 999"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->clientPID = 77"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->header.messageCode = 258"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->payload = 999"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->clientPID = 77"), 1);
 }
 
 TEST_F(vokRequestTest, AnyCodeButTheTestEventsBringsAnEventText) {
@@ -37,7 +37,7 @@ TEST_F(vokRequestTest, AFailedSendIsStatusOneForAnInjectedEventAndZeroForATestEv
     refuseAll();
     EXPECT_EQ(serve(0x0101, event), 1);
     EXPECT_EQ(serve(0x0102, "356"), 0);
-    EXPECT_EQ(count(log(), "EVT_HANDLER", "FAILURE in logging event to RMC"), 2);
+    EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "FAILURE in logging event to RMC"), 2);
 }
 
 TEST_F(vokRequestTest, APayloadWithoutANulEndsWithThePacket) {
@@ -55,7 +55,7 @@ TEST_F(vokRequestTest, ATestEventWithoutANulEndsWithThePacketToo) {
 
 TEST_F(vokRequestTest, APacketOfZerosIsAnInvalidEventText) {
     EXPECT_EQ(vokServeRequest(_VOK_MESSAGE_PACKET{}), 0);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), 1);
     EXPECT_THAT(delivered(), IsEmpty());
 }
 

@@ -69,7 +69,7 @@ protected:
     // Returns when the server serves.
     void startAgent() {
         startServer();
-        waitUntil([this] { return count(log(), "VOK_SERVER", "VOK Server Thread started") == 1; },
+        waitUntil([this] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; },
                   "the start");
     }
 

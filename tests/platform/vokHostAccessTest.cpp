@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <limits>
 
 #include "platform/vokCommandStream.h"
@@ -92,6 +94,21 @@ TEST(KernelHostAccess, RunsCommands) {
     EXPECT_EQ(host.runCommand("exit 3"), 3 << 8);
 }
 
+// A shell sleeps without end in its own "wait" when it was started with the signal blocked.
+TEST(KernelHostAccess, ACommandCanWaitForItsOwnChildrenAlthoughThisThreadBlocksTheirSignal) {
+    vokKernelHostAccess host;
+    sigset_t childSignal;
+    sigemptyset(&childSignal);
+    sigaddset(&childSignal, SIGCHLD);
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &childSignal, nullptr), 0);
+    constexpr char command[] = "sleep 0.01 & wait; sed -n 's/^SigBlk:[^1-9a-f]*//p' /proc/self/status";
+    EXPECT_EQ(outputOf(host, command), "\n");
+    EXPECT_EQ(host.runCommand("sleep 0.01 & wait; exit 4"), 4 << 8);
+    sigset_t now;
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, nullptr, &now), 0);
+    EXPECT_EQ(sigismember(&now, SIGCHLD), 1) << "the thread itself still blocks it";
+}
+
 TEST(KernelHostAccess, TellsSystemFacts) {
     vokKernelHostAccess host;
     utsname name{};
@@ -106,6 +123,16 @@ TEST(KernelHostAccess, TellsSystemFacts) {
     timespec now{};
     EXPECT_EQ(host.wallClock(&now), 0);
     EXPECT_NEAR(static_cast<double>(now.tv_sec), static_cast<double>(::time(nullptr)), 1.0);
+}
+
+TEST(KernelHostAccess, PausesForTheWholeTime) {
+    vokKernelHostAccess host;
+    timespec before{};
+    timespec after{};
+    ASSERT_EQ(::clock_gettime(CLOCK_MONOTONIC, &before), 0);
+    host.pause(2000);
+    ASSERT_EQ(::clock_gettime(CLOCK_MONOTONIC, &after), 0);
+    EXPECT_GE((after.tv_sec - before.tv_sec) * 1000000LL + (after.tv_nsec - before.tv_nsec) / 1000, 2000);
 }
 
 TEST(KernelHostAccess, LoadsLibraries) {
@@ -132,6 +159,36 @@ TEST(RootedHostAccess, PutsTheRootInFrontOfEveryPath) {
     vokRootedHostAccess host(root.path() + "/");
     EXPECT_EQ(host.path("/dev/ipmi0"), root.path() + "/dev/ipmi0");
     EXPECT_EQ(host.commandPath("/dev/ipmi0"), root.path() + "/dev/ipmi0");
+}
+
+TEST(RootedHostAccess, APathThatLacksItsFirstSlashNamesNoNeighbourOfTheRoot) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    EXPECT_EQ(host.path("vok.log"), root.path() + "/vok.log");
+}
+
+TEST(RootedHostAccess, ItsSystemLogLiesUnderTheRootForTheOwnerAlone) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    host.systemLog(LOG_ERR, "[ERROR]  001 M: first");
+    host.systemLog(LOG_WARNING, "100 % second");
+    host.systemLog(LOG_INFO, "third");
+    host.systemLog(LOG_DEBUG, "fourth");
+    EXPECT_EQ(
+        root.readFile("var/log/syslog.log"),
+        "vok err: [ERROR]  001 M: first\nvok warning: 100 % second\nvok info: third\nvok debug: fourth\n");
+    struct stat status {};
+    ASSERT_EQ(::stat((root.path() + "/var/log/syslog.log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST(RootedHostAccess, ItsSystemLogFollowsNoLink) {
+    TemporaryDirectory root;
+    root.writeFile("var/log/keep", "");
+    root.writeFile("target", "untouched");
+    ASSERT_EQ(::symlink("../../target", (root.path() + "/var/log/syslog.log").c_str()), 0);
+    vokRootedHostAccess(root.path()).systemLog(LOG_ERR, "text");
+    EXPECT_EQ(root.readFile("target"), "untouched");
 }
 
 TEST(RootedHostAccess, WorksWithBlanksAndQuotesInItsPath) {

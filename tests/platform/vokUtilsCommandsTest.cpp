@@ -309,16 +309,42 @@ TEST(PciIds, WhatIsNoAddressNeverEntersACommand) {
     EXPECT_TRUE(host.commands.empty());
     EXPECT_THAT(loggedLines(host),
                 testing::ElementsAre("WARNING VOK_UTILS: Not a PCI address, not looked up : 0/' ; reboot",
-                                     "WARNING VOK_UTILS: Not a PCI address, not looked up : "));
+                                     "DEBUG VOK_UTILS: Cound not fetch vendorId for 0/' ; reboot",
+                                     "DEBUG VOK_UTILS: Cound not fetch deviceId for 0/' ; reboot",
+                                     "DEBUG VOK_UTILS: vendorId = , deviceId = ",
+                                     "WARNING VOK_UTILS: Not a PCI address, not looked up : ",
+                                     "DEBUG VOK_UTILS: Cound not fetch subVendorId for ",
+                                     "DEBUG VOK_UTILS: Cound not fetch subDeviceId for ",
+                                     "DEBUG VOK_UTILS: subVendorId = , subDeviceId = "));
 }
 
-TEST(PciAddress, IsTwelveCharactersOfHexDigitsColonsAndADot) {
-    for (const char* address : {"0000:05:00.0", "ffff:ff:1f.f", "ABCD:EF:01.7"})
+TEST(PciAddress, IsMadeOfHexDigitsColonsAndADotWithFourDigitsOrMoreInTheSegment) {
+    for (const char* address :
+         {"0000:05:00.0", "ffff:ff:1f.f", "ABCD:EF:01.7", "10000:e1:00.0", "1234abcd:05:00.0"})
         EXPECT_TRUE(vokUtils::isPCIAddress(address)) << address;
-    for (const char* other :
-         {"", "0000:05:00.", "0000:05:00.00", "000:05:00.0", "00000:05:00.0", "0000:05:00:0", "0000.05:00.0",
-          "0000-05:00.0", "+000:05:00.0", " 000:05:00.0", "0000: 5:00.0", "0000:05:00.g", "0x00:05:00.0",
-          "NotAvailable", "0000:05:00.0 ", "0000:05:00.\n"})
+    for (const char* other : {"",
+                              "0000:05:00.",
+                              "0000:05:00.00",
+                              "000:05:00.0",
+                              "00000:05:00.0",
+                              "0000:05:00:0",
+                              "0000.05:00.0",
+                              "0000-05:00.0",
+                              "+000:05:00.0",
+                              " 000:05:00.0",
+                              "0000: 5:00.0",
+                              "0000:05:00.g",
+                              "0x00:05:00.0",
+                              "NotAvailable",
+                              "0000:05:00.0 ",
+                              "0000:05:00.\n",
+                              "10000:05:00.00",
+                              "10000:05:0.0",
+                              "123456789:05:00.0",
+                              ":05:00.0",
+                              "0000",
+                              "1000:0:05:00.0",
+                              "10000:05:00.g"})
         EXPECT_FALSE(vokUtils::isPCIAddress(other)) << other;
     EXPECT_FALSE(vokUtils::isPCIAddress(std::string("0000:05:00.\0", 12)));
 }

@@ -52,7 +52,9 @@ TEST(Time, IsLocal) {
 TEST(Time, FollowsAZoneThatChangesWhileTheAgentRuns) {
     hostAt(november15, utc);
     EXPECT_EQ(vokUtils::getTime(), "2026-11-15 08:38:22");
+    EXPECT_EQ(vokUtils::getDateTime(), "Nov 15 08:38:22");
     ::setenv("TZ", centralEurope, 1);
+    EXPECT_EQ(vokUtils::getDateTime(), "Nov 15 09:38:22");
     EXPECT_EQ(vokUtils::getTime(), "2026-11-15 09:38:22");
 }
 
@@ -66,6 +68,19 @@ TEST(Time, IsTheEpochWhenTheClockCanNotBeRead) {
 TEST(DateTime, TheDayHasNoLeadingZeroAndTheTimeHas) {
     hostAt(november5, utc);
     EXPECT_EQ(vokUtils::getDateTime(), "Nov 5 08:05:09");
+}
+
+TEST(DateTime, NamesTheMonthsInEnglishInAnyLocale) {
+    auto& host = hostAt(0, utc);
+    const char* const days[] = {"Jan 3", "Feb 3", "Mar 3", "Apr 3", "May 3", "Jun 3",
+                                "Jul 3", "Aug 3", "Sep 3", "Oct 3", "Nov 3", "Dec 3"};
+    // The third of each month of 2025 at noon.
+    const time_t noons[] = {1735905600, 1738584000, 1741003200, 1743681600, 1746273600, 1748952000,
+                            1751544000, 1754222400, 1756900800, 1759492800, 1762171200, 1764763200};
+    for (int i = 0; i < 12; ++i) {
+        host.now.tv_sec = noons[i];
+        EXPECT_EQ(vokUtils::getDateTime(), std::string(days[i]) + " 12:00:00");
+    }
 }
 
 TEST(DateTime, IsTheTimeStampOfTheLog) {

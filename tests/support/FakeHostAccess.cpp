@@ -271,6 +271,7 @@ void FakeHostAccess::pause(unsigned long microseconds) {
 }
 
 void FakeHostAccess::systemLog(int priority, const std::string& text) {
+    if (onSystemLog) onSystemLog(text);
     const std::lock_guard<std::mutex> lock(guard);
     systemLogLines.emplace_back(priority, text);
 }

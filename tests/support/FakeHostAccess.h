@@ -73,6 +73,8 @@ public:
     bool timedWaitsHold = false;
     // Called in each pause before it is recorded.
     std::function<void(unsigned long)> onPause;
+    // Called with each line for the system log before it is recorded; the logger's lock is held.
+    std::function<void(const std::string& text)> onSystemLog;
 
     // --- what the test reads, under `guard` when threads run ---
     std::mutex guard;

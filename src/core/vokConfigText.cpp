@@ -1,0 +1,63 @@
+#include "core/vokConfigText.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdlib>
+
+namespace vokConfigText {
+namespace {
+
+// Settings lie at most two levels deep, and the parser goes down to a thousand.
+constexpr int deepestKept = 100;
+
+// Where the string that begins at `from`, or the comment, ends.
+std::size_t endOfString(const std::string& text, std::size_t from) {
+    std::size_t i = from + 1;
+    while (i < text.size() && text[i] != '"') i += text[i] == '\\' ? 2 : 1;
+    return std::min(i + 1, text.size());
+}
+
+std::size_t endOfComment(const std::string& text, std::size_t from) {
+    const bool block = text.compare(from, 2, "/*") == 0;
+    const std::size_t end = text.find(block ? "*/" : "\n", from + 2);
+    return end == std::string::npos ? text.size() : end + (block ? 2 : 1);
+}
+
+std::string keptNumber(const std::string& number) {
+    if (!std::isinf(std::strtod(number.c_str(), nullptr))) return number;
+    return '"' + (beyondEveryNumber + number) + '"';
+}
+
+}  // namespace
+
+std::string withinTheParsersReach(const std::string& text) {
+    std::string result;
+    int depth = 0;
+    for (std::size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        std::size_t end = i + 1;
+        bool kept = depth <= deepestKept;
+        if (c == '"') {
+            end = endOfString(text, i);
+        } else if (c == '/') {
+            end = endOfComment(text, i);
+            kept = false;
+        } else if (c == '-' || std::isdigit(static_cast<unsigned char>(c))) {
+            end = std::min(text.find_first_not_of("0123456789+-.eE", i), text.size());
+            if (kept) result += keptNumber(text.substr(i, end - i));
+            kept = false;
+        } else if (c == '[' || c == '{') {
+            ++depth;
+            kept = depth <= deepestKept + 1;  // the outermost of what goes stays, empty
+        } else if (c == ']' || c == '}') {
+            kept = depth <= deepestKept + 1;
+            --depth;
+        }
+        if (kept) result.append(text, i, end - i);
+        i = end;
+    }
+    return result;
+}
+
+}  // namespace vokConfigText

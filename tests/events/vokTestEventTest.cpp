@@ -144,6 +144,28 @@ TEST_F(vokTestEventTest, ANumberThatIntDoesNotHoldIsNotCutToOneThatItHolds) {
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
+TEST(vokTestEvent, ARequestIsANumberAndWhateverFollowsTheFirstBlank) {
+    struct Row {
+        const char* text;
+        int id;
+        const char* location;
+    };
+    const Row rows[] = {{"708", 708, "FFFFFFFFFFFFFFFF"},
+                        {"383 0123456789ABCDEF", 383, "0123456789ABCDEF"},
+                        {"383 Slot 7  lower ", 383, "Slot 7  lower "},
+                        {"383 ", 383, ""},
+                        {"383\tL", 383, "FFFFFFFFFFFFFFFF"},
+                        {" 383", 0, "383"},
+                        {"", 0, "FFFFFFFFFFFFFFFF"},
+                        {"0x17F", 0, "FFFFFFFFFFFFFFFF"},
+                        {"0383", 383, "FFFFFFFFFFFFFFFF"}};
+    for (const Row& row : rows) {
+        const vokTestEventRequest request = vokReadTestEventRequest(row.text);
+        EXPECT_EQ(request.id, row.id) << row.text;
+        EXPECT_EQ(request.location, row.location) << row.text;
+    }
+}
+
 TEST(vokTestEvent, OnlyTypesWithAManagerCanBeRaised) {
     EXPECT_TRUE(vokTestEventHasRaiser(1));
     EXPECT_TRUE(vokTestEventHasRaiser(2));

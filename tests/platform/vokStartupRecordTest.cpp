@@ -72,7 +72,7 @@ TEST_F(StartupRecord, IsForItsOwnerAlone) {
 // --- rewriting ---
 
 TEST_F(StartupRecord, CanNotBeReadWhenItIsNotThere) {
-    platformCheck::setDirectoryPath();  // tells the system log of a firmware that is not there
+    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
     host.systemLogLines.clear();
     EXPECT_FALSE(vokStartupRecord::isReadable());
     long value = 5;

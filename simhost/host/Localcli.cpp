@@ -94,6 +94,34 @@ Answer networkNicGet(const std::string& name, const HostDescription& host) {
     return {1, "", "Error: Nic " + name + " not found\n"};
 }
 
+// A block a port. A driver that does not tell its version makes a line of complaint in the midst of it.
+std::string storageSanFcList(const HostDescription& host) {
+    std::string text;
+    for (const auto& adapter : host.storageAdapters) {
+        if (!adapter.fibreChannel) continue;
+        const FibreChannelPort& port = *adapter.fibreChannel;
+        if (!text.empty()) text += "\n";
+        text += "FcDevice:\n";
+        line(text, "Adapter", adapter.name);
+        line(text, "Port ID", port.portId);
+        line(text, "Node Name", port.nodeName);
+        line(text, "Port Name", port.portName);
+        line(text, "Speed", port.speed);
+        line(text, "Port Type", port.portType);
+        line(text, "Port State", port.portState);
+        line(text, "Model Description", port.modelDescription);
+        line(text, "Hardware Version", port.hardwareVersion);
+        line(text, "OptionROM Version", port.optionRomVersion);
+        line(text, "Firmware Version", port.firmwareVersion);
+        line(text, "Driver Name", port.driverName);
+        if (port.driverVersion.empty())
+            text += "Error getting field DriverVersion\n";
+        else
+            line(text, "DriverVersion", port.driverVersion);
+    }
+    return text;
+}
+
 struct Namespace {
     const char* words;
     std::string (*print)(const HostDescription& host);
@@ -103,6 +131,7 @@ constexpr Namespace namespaces[] = {
     {"hardware pci list", hardwarePciList},
     {"network nic list", networkNicList},
     {"storage core adapter list", storageCoreAdapterList},
+    {"storage san fc list", storageSanFcList},
     {"system version get", systemVersionGet},
 };
 

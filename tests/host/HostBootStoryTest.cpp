@@ -176,7 +176,7 @@ TEST_F(BootStory, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLosesN
 
 TEST_F(BootStory, TellsOfEachReadingOfTheRecord) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\n");
-    platformCheck::setDirectoryPath();  // tells the system log of a firmware that is not there
+    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
     host.systemLogLines.clear();
     EXPECT_EQ(manager.readStartupValue("last_start"), 1000);
     EXPECT_EQ(manager.readStartupValue("last_stop"), 0);

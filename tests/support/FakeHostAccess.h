@@ -85,6 +85,8 @@ public:
     std::vector<long long> waitedSeconds;                     // deadline less now, of each timedWait
     std::vector<std::pair<int, std::string>> systemLogLines;  // priority and text
     int openDevices = 0;                                      // opened and not closed yet
+    unsigned int addressRoom = 0;                             // of the last receive, in bytes
+    unsigned int dataRoom = 0;
 
     // The payload of the remote commands that the device got, put together from their chunks as a
     // controller would.

@@ -116,7 +116,15 @@ TEST(FirmwareDescription, RefusesWhatItDoesNotKnow) {
     EXPECT_THAT(complaint(R"({"smbios":{"version":"2.10"}})"), HasSubstr("version \"2.10\""));
     EXPECT_THAT(complaint(R"({"smbios":{"zerosBehind":65535}})"), HasSubstr("more than the 65535"));
     EXPECT_THAT(complaint(R"({"smbios":{"file":"/no/such/table"}})"), HasSubstr("/no/such/table"));
-    EXPECT_THAT(complaint(R"({"smbios":{"file":"/dev/null","version":"2.8"}})"), HasSubstr("\"version\""));
+    const TemporaryDirectory directory;
+    directory.writeFile("empty", "");
+    directory.writeFile("full", "x");
+    const auto ofFile = [&directory](const std::string& more) {
+        return complaint(R"({"smbios":{"file":")" + directory.path() + "/" + more + "}}");
+    };
+    EXPECT_THAT(ofFile("empty\""), HasSubstr("or is empty"));
+    EXPECT_EQ(ofFile("full\""), "");
+    EXPECT_THAT(ofFile("full\",\"version\":\"2.8\""), HasSubstr("\"version\""));
 }
 
 TEST(PciDescription, AFunctionsParentIsTheBridgeOfItsBus) {
@@ -184,8 +192,9 @@ TEST_P(KnownHosts, HaveARecordForEachFunctionThatIsNoBridgeAndNoneForOthers) {
     for (const auto& function : host.pciFunctions)
         if (function.at("Device Class").compare(0, 4, "0x06") != 0) listed.insert(function.at("Address"));
     for (const auto& entry : entries)
-        if (hasPlace(entry) && !addressOf(entry).empty())
+        if (hasPlace(entry) && !addressOf(entry).empty()) {
             EXPECT_TRUE(told.insert(addressOf(entry)).second) << addressOf(entry);
+        }
     EXPECT_EQ(told, listed);
 }
 
@@ -212,8 +221,9 @@ TEST_P(KnownHosts, HaveAdaptersAndSlotDescriptionsThatAgreeWithTheirFunctions) {
     for (const auto& entry : entries) {
         if (!hasPlace(entry)) continue;
         for (const auto& function : host.pciFunctions)
-            if (function.at("Address") == addressOf(entry))
+            if (function.at("Address") == addressOf(entry)) {
                 EXPECT_EQ(function.at("Slot Description"), entry.text(4));
+            }
     }
 }
 

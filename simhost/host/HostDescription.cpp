@@ -171,6 +171,25 @@ StorageAdapter parseAdapter(const Json::Value& value, const std::string& name) {
     return made;
 }
 
+NetworkAdapter parseNetworkAdapter(const Json::Value& value, const std::string& name) {
+    Section section(value, name);
+    NetworkAdapter made;
+    section.text("name", made.name);
+    section.text("pciDevice", made.pciDevice);
+    section.text("driver", made.driver);
+    section.text("adminStatus", made.adminStatus);
+    section.text("linkStatus", made.linkStatus);
+    section.number("speedMbps", made.speedMbps);
+    section.text("duplex", made.duplex);
+    section.text("hardwareAddress", made.hardwareAddress);
+    section.number("mtu", made.mtu);
+    section.text("description", made.description);
+    section.text("firmwareVersion", made.firmwareVersion);
+    section.end();
+    if (made.name.empty()) section.fail("needs a name");
+    return made;
+}
+
 void parseFiles(Section& root, HostDescription& host) {
     root.section("files", [&host](Section& files) {
         for (const auto& place : files.whole().getMemberNames()) {
@@ -256,6 +275,9 @@ HostDescription parseHostDescription(const Json::Value& value, const std::string
     root.section("smbios", [&](Section& smbios) { host.smbios = parseSmBios(smbios, directory); });
     root.list("storageAdapters", [&host](const Json::Value& each, const std::string& name) {
         host.storageAdapters.push_back(parseAdapter(each, name));
+    });
+    root.list("networkAdapters", [&host](const Json::Value& each, const std::string& name) {
+        host.networkAdapters.push_back(parseNetworkAdapter(each, name));
     });
     if (const Json::Value* configuration = root.take("configuration"))
         host.configuration = configuration->toStyledString();

@@ -60,6 +60,21 @@ struct StorageAdapter {
     std::optional<FibreChannelPort> fibreChannel;
 };
 
+// An Ethernet adapter: the columns of `localcli network nic list`, and what `network nic get` adds.
+struct NetworkAdapter {
+    std::string name;
+    std::string pciDevice;  // "0000:3b:00.0", or "Pseudo"
+    std::string driver;
+    std::string adminStatus = "Up";
+    std::string linkStatus = "Up";
+    std::uint64_t speedMbps = 0;
+    std::string duplex = "Full";
+    std::string hardwareAddress;
+    std::uint64_t mtu = 1500;
+    std::string description;
+    std::string firmwareVersion;  // empty: the driver tells none
+};
+
 struct HostDescription {
     std::string nodeName = "localhost";
     std::string systemName = "VMkernel";
@@ -81,6 +96,7 @@ struct HostDescription {
     std::vector<DescribedInterface> interfaces;
     std::vector<PciFunction> pciFunctions;
     std::vector<StorageAdapter> storageAdapters;
+    std::vector<NetworkAdapter> networkAdapters;
 
     std::string smbios;                        // content of the device file; empty: there is none
     std::string configuration;                 // of the agent; empty for none

@@ -16,6 +16,7 @@
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
 #include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
 #include "platform/vokUtils.h"
 
 namespace {
@@ -32,6 +33,10 @@ constexpr TestEventRaiser raisers[] = {
     {vokAgentEvent, [](int id, const std::string&) { generateTestEvent(id); }},
     {vokHostEvent,
      [](int id, const std::string&) { HostResourceManager::getInstance()->generateTestEvent(id); }},
+    {vokEthernetEvent,
+     [](int id, const std::string& location) {
+         NICResourceManager::getInstance()->generateTestEvent(id, location);
+     }},
 };
 
 // Types that the interface knows, though no number has them.

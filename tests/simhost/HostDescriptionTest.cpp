@@ -217,6 +217,18 @@ TEST_P(KnownHosts, HaveAdaptersAndSlotDescriptionsThatAgreeWithTheirFunctions) {
     for (const auto& function : host.pciFunctions) functions.insert(function.at("Address"));
     for (const auto& adapter : host.storageAdapters)
         EXPECT_EQ(functions.count(adapter.description.substr(1, 12)), 1u) << adapter.name;
+    for (const auto& adapter : host.networkAdapters)
+        EXPECT_EQ(functions.count(adapter.pciDevice), 1u) << adapter.name;
+    for (const auto& function : host.pciFunctions) {
+        const auto isIt = [&function](const NetworkAdapter& each) {
+            return each.pciDevice == function.at("Address");
+        };
+        const auto found = std::find_if(host.networkAdapters.begin(), host.networkAdapters.end(), isIt);
+        EXPECT_EQ(found != host.networkAdapters.end(), function.at("Device Class") == "0x0200");
+        if (found != host.networkAdapters.end() && !function.at("VMkernel Name").empty()) {
+            EXPECT_EQ(found->name, function.at("VMkernel Name"));
+        }
+    }
     if (GetParam().host == std::string("large")) return;  // its list has no descriptions of slots
     for (const auto& entry : entries) {
         if (!hasPlace(entry)) continue;

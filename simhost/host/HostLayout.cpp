@@ -116,9 +116,9 @@ std::string claimRoot(const std::string& root) {
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
     for (const char* directory : directories) fs::create_directories(root + directory);
     writeStandIns(root, sources.commandClient);
-    link(sources.module, root + moduleLink);
+    writeLink(sources.module, root + moduleLink);
     for (const char* name : locationLibraryNames()) putLocationLibrary(root, name, LibraryForm::present);
-    link("/dev/null", root + "/dev/null");
+    writeLink("/dev/null", root + "/dev/null");
     writeConfiguration(root, host, sources.configuration);
     writeFile(root + "/proc/devices", deviceNumbers);
     const std::string memoryTool = root + "/opt/mev/vok/data/esxtopconf";
@@ -142,7 +142,7 @@ void putLocationLibrary(const std::string& root, const std::string& name, Librar
                              (form == LibraryForm::withoutEncoder ? libraryWithoutEncoder : name);
     if (!fs::exists(standIn))
         throw std::runtime_error(standIn.string() + ": the stand-in of a library is not there");
-    link(standIn.string(), place);
+    writeLink(standIn.string(), place);
 }
 
 }  // namespace simhost

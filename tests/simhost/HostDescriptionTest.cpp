@@ -116,7 +116,15 @@ TEST(FirmwareDescription, RefusesWhatItDoesNotKnow) {
     EXPECT_THAT(complaint(R"({"smbios":{"version":"2.10"}})"), HasSubstr("version \"2.10\""));
     EXPECT_THAT(complaint(R"({"smbios":{"zerosBehind":65535}})"), HasSubstr("more than the 65535"));
     EXPECT_THAT(complaint(R"({"smbios":{"file":"/no/such/table"}})"), HasSubstr("/no/such/table"));
-    EXPECT_THAT(complaint(R"({"smbios":{"file":"/dev/null","version":"2.8"}})"), HasSubstr("\"version\""));
+    const TemporaryDirectory directory;
+    directory.writeFile("empty", "");
+    directory.writeFile("full", "x");
+    const auto ofFile = [&directory](const std::string& more) {
+        return complaint(R"({"smbios":{"file":")" + directory.path() + "/" + more + "}}");
+    };
+    EXPECT_THAT(ofFile("empty\""), HasSubstr("or is empty"));
+    EXPECT_EQ(ofFile("full\""), "");
+    EXPECT_THAT(ofFile("full\",\"version\":\"2.8\""), HasSubstr("\"version\""));
 }
 
 TEST(PciDescription, AFunctionsParentIsTheBridgeOfItsBus) {
@@ -209,6 +217,18 @@ TEST_P(KnownHosts, HaveAdaptersAndSlotDescriptionsThatAgreeWithTheirFunctions) {
     for (const auto& function : host.pciFunctions) functions.insert(function.at("Address"));
     for (const auto& adapter : host.storageAdapters)
         EXPECT_EQ(functions.count(adapter.description.substr(1, 12)), 1u) << adapter.name;
+    for (const auto& adapter : host.networkAdapters)
+        EXPECT_EQ(functions.count(adapter.pciDevice), 1u) << adapter.name;
+    for (const auto& function : host.pciFunctions) {
+        const auto isIt = [&function](const NetworkAdapter& each) {
+            return each.pciDevice == function.at("Address");
+        };
+        const auto found = std::find_if(host.networkAdapters.begin(), host.networkAdapters.end(), isIt);
+        EXPECT_EQ(found != host.networkAdapters.end(), function.at("Device Class") == "0x0200");
+        if (found != host.networkAdapters.end() && !function.at("VMkernel Name").empty()) {
+            EXPECT_EQ(found->name, function.at("VMkernel Name"));
+        }
+    }
     if (GetParam().host == std::string("large")) return;  // its list has no descriptions of slots
     for (const auto& entry : entries) {
         if (!hasPlace(entry)) continue;

@@ -42,8 +42,8 @@ TEST(SmBiosFile, BeginsWithAnEntryPointOf31BytesWhoseTwoChecksumsAreRight) {
     EXPECT_EQ(hexadecimal(content, 22, 9), "12 00 1f 00 00 00 02 00 28");
     EXPECT_EQ(sumOf(content.substr(0, 31)), 0u);
     EXPECT_EQ(sumOf(content.substr(16, 15)), 0u);
-    // The sum of "_DMI_" and of the nine bytes behind its checksum is 0x18f + 0x5b.
-    EXPECT_EQ(hexadecimal(content, 21, 1), "16");
+    // The sum of "_DMI_" and of the nine bytes behind its checksum is 0x198 + 0x5b.
+    EXPECT_EQ(hexadecimal(content, 21, 1), "0d");
     EXPECT_EQ(content.size(), tableAt + 18);
 }
 

@@ -81,7 +81,7 @@ TEST(Localcli, ListsAdaptersInColumns) {
 }
 
 TEST(Localcli, ListsFibreChannelPortsInBlocks) {
-    const HostDescription host = describe(R"x({"storageAdapters":[
+    const HostDescription host = describe(R"json({"storageAdapters":[
         {"name":"vmhba0","driver":"vmw_ahci","uid":"sata.vmhba0"},
         {"name":"vmhba3","driver":"qlnativefc","linkState":"link-up","uid":"fc.2000f4e9d400ddb6:2100f4e9d400ddb6",
          "description":"(0000:65:00.0) A card","fibreChannel":{"portId":"010600","modelDescription":"Two ports",
@@ -90,7 +90,7 @@ TEST(Localcli, ListsFibreChannelPortsInBlocks) {
 },
         {"name":"vmhba4","driver":"lpfc","linkState":"link-down","uid":"fc.2000f4e9d400ddb7:2100f4e9d400ddb7",
          "description":"(0000:65:00.1) A card","fibreChannel":{"driverVersion":"12.8.298.50"}}]
-})x");
+})json");
     EXPECT_EQ(run(host, {"localcli", "storage", "san", "fc", "list"}).output,
               "FcDevice:\n"
               "   Adapter: vmhba3\n"

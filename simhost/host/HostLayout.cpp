@@ -116,9 +116,9 @@ std::string claimRoot(const std::string& root) {
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
     for (const char* directory : directories) fs::create_directories(root + directory);
     writeStandIns(root, sources.commandClient);
-    writeLink(sources.module, root + moduleLink);
+    link(sources.module, root + moduleLink);
     for (const char* name : locationLibraryNames()) putLocationLibrary(root, name, LibraryForm::present);
-    writeLink("/dev/null", root + "/dev/null");
+    link("/dev/null", root + "/dev/null");
     writeConfiguration(root, host, sources.configuration);
     writeFile(root + "/proc/devices", deviceNumbers);
     const std::string memoryTool = root + "/opt/mev/vok/data/esxtopconf";

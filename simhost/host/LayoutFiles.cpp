@@ -16,7 +16,7 @@ void writeFile(const std::string& place, const std::string& content, mode_t mode
     if (!stream || ::chmod(place.c_str(), mode) != 0) throw std::runtime_error(place + ": can't be written");
 }
 
-void writeLink(const std::string& target, const std::string& place) {
+void link(const std::string& target, const std::string& place) {
     fs::create_directories(fs::path(place).parent_path());
     fs::remove(place);
     fs::create_symlink(target, place);

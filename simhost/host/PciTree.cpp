@@ -100,7 +100,7 @@ private:
         if (!value.empty()) writeFile(sys_ + "/" + place, value + "\n");
     }
     void link(const std::string& place, const std::string& target) {
-        writeLink(linkTarget(place, target), sys_ + "/" + place);
+        simhost::link(linkTarget(place, target), sys_ + "/" + place);
     }
 
     std::string sys_;

@@ -68,7 +68,9 @@ protected:
 // --- the client and the daemon ---
 
 TEST_F(Events, ATestEventTellsTheControllerWhichResourcesAreEnabledAndWhichRun) {
-    startAll();
+    Json::Value settings = usualSettings();
+    settings["EnableResources"][0] = "All";
+    startAll(settings);
     startAgentAndWaitForItsPush();
     const Ran ran = runClient({"test", "708"});
     EXPECT_EQ(ran.status, 0) << ran.output;

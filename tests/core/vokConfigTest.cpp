@@ -163,6 +163,7 @@ TEST_F(ConfigTest, EveryKeyIsRead) {
     EXPECT_TRUE(config.isRMStatisticsLoggingEnabled());
     EXPECT_EQ(config.getMicrochipEventQueueIndex(), 5);
     EXPECT_EQ(config.getHealthMonitorFlags(), 6);
+    EXPECT_FALSE(config.getSendTestEventSettings("inject"));
 }
 
 TEST_F(ConfigTest, NumbersAndBooleansAreTakenAsWellAsTexts) {
@@ -431,6 +432,15 @@ TEST_F(ConfigTest, AnEmptyGlobalIntervalLeavesTheOthers) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"Global": "", "HostOSInfo": "45"})");
     EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 45);
     EXPECT_EQ(config.getrefreshInterval("EthernetDevices"), 3600);
+}
+
+TEST_F(ConfigTest, AGlobalIntervalThatIsNullReadsAsEmptyAndZeroDoesNot) {
+    EXPECT_EQ(with(R"("CacheRefreshInSeconds": {"Global": null, "HostOSInfo": "45"})")
+                  .getrefreshInterval("HostOSInfo"),
+              45);
+    write(R"({"CacheRefreshInSeconds": {"Global": 0, "HostOSInfo": "45"}, "Comment": 1})");
+    std::vector<vokConfigRefusal> refusals;
+    EXPECT_EQ(vokConfig::examine(refusals)->getrefreshInterval("HostOSInfo"), 3600);
 }
 
 TEST_F(ConfigTest, ZeroIsNoIntervalAndThoseLeftOutHaveTheDefault) {

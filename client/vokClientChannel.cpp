@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "events/vokMsgInfra.h"
-#include "events/vokOwnedDescriptor.h"
+#include "platform/vokOwnedDescriptor.h"
 #include "platform/vokHostAccess.h"
 
 namespace {

@@ -34,7 +34,8 @@ endif()
 
 add_library(vok_options INTERFACE)
 target_compile_options(vok_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wformat=2 -Wshadow -Wconversion -Werror)
+  -Wall -Wextra -Wpedantic -Wformat=2 -Wshadow -Wconversion -Werror
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)  # which GCC's -Wconversion leaves out
 target_compile_definitions(vok_options INTERFACE _FILE_OFFSET_BITS=64)
 target_include_directories(vok_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 

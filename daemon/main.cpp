@@ -1,12 +1,15 @@
 // vokd: loads the agent, starts it in its order, waits to be told to end, and stops it.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "core/Logger.h"
+#include "core/platformCheck.h"
 #include "core/vokConfig.h"
 #include "core/vokFactory.h"
 #include "core/vokJobManager.h"
@@ -17,15 +20,27 @@
 #include "daemon/vokdInstanceLock.h"
 #include "daemon/vokdLogLimits.h"
 #include "daemon/vokdOptions.h"
+#include "daemon/vokdPlatformReport.h"
 #include "daemon/vokdSignals.h"
 #include "platform/vokRootedHostAccess.h"
 #include "platform/vokSystemInterfaceFactory.h"
+#include "platform/vokUtils.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
 
 namespace {
 
 constexpr int secondsBetweenLogChecks = 60;
+
+// The next file that is opened would otherwise become the standard stream that the caller has closed, and
+// be written into. What stands in for it can only be used the wrong way round, so that each use fails.
+void occupyClosedStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) == 0 || errno != EBADF) continue;
+        [[maybe_unused]] const int opened = ::open(
+            "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // the lowest number that is free
+    }
+}
 
 bool useHostRoot(const std::string& root) {
     std::string error;
@@ -40,6 +55,9 @@ bool useHostRoot(const std::string& root) {
 
 // What the managers need to know of the platform before any of them runs.
 void readPlatformTables() {
+    platformCheck::setDirectoryPath();  // needs the firmware's table, which initGeoIDMap gives back
+    vokUtils::initializeSMBIOS();
+    vokUtils::initGeoIDMap();
     vokSystemInterfaceFactory::getSystemInterface()->populateHardwarePCIDetails();
 }
 
@@ -71,6 +89,16 @@ int cannotPrint() {
 int checkConfig() {
     const int status = vokdPrintConfigReport(std::cout);
     return std::cout.flush() ? status : cannotPrint();
+}
+
+int showPlatform() {
+    vokdInstanceLock lock;
+    if (const int refused = takeHost(lock)) return refused;
+    Logging::Logger::loggerInit();
+    readPlatformTables();
+    vokdPrintPlatformReport(std::cout);
+    forgetPlatformTables();
+    return std::cout.flush() ? vokdOptions::graceful : cannotPrint();
 }
 
 int printInventory() {
@@ -132,6 +160,7 @@ int runAgent() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    occupyClosedStandardStreams();
     vokdOptions options;
     int exitStatus = vokdOptions::graceful;
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;
@@ -144,6 +173,8 @@ int main(int argc, char** argv) {
             return checkConfig();
         case vokdOptions::Action::printInventory:
             return printInventory();
+        case vokdOptions::Action::showPlatform:
+            return showPlatform();
         case vokdOptions::Action::run:
             return runAgent();
     }

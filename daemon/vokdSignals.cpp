@@ -20,6 +20,10 @@ time_t monotonicSeconds() {
     return now.tv_sec;
 }
 
+// A handler rather than SIG_IGN: the agent's commands start with the default again, and end with their
+// reader.
+void passOver(int) {}
+
 void endAtOnce(int) {
     if (monotonicSeconds() - stopBegun >= secondsOfOneWish) ::_exit(statusAtNextSignal);
 }
@@ -38,7 +42,7 @@ void vokdHoldSignals() {
     sigset_t held = endingSignals();
     sigaddset(&held, SIGCHLD);  // of the agent's commands
     ::pthread_sigmask(SIG_BLOCK, &held, nullptr);
-    ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGPIPE, passOver);
     ::signal(SIGHUP, SIG_IGN);  // there is nothing to reload, and a closed terminal is no order to end
 }
 

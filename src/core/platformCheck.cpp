@@ -1,8 +1,37 @@
 #include "core/platformCheck.h"
 
+#include <syslog.h>
+#include <cerrno>
+
+#include "platform/vokHostAccess.h"
+#include "platform/vokSmBiosRecords.h"
+#include "platform/vokUtils.h"
+
 std::mutex platformCheck::platformCheckLock;
+bool platformCheck::isFilled = false;
 std::string platformCheck::directoryPath;
 std::string platformCheck::startupFilePath;
+std::string platformCheck::cardManufacturer;
+
+namespace {
+
+// What can't be read goes to the system log itself: this may be asked before there is a log. The table stays
+// open for vokUtils, which gives it back.
+std::string manufacturerOfFirmware() {
+    if (SmBiosInit() != 0) {
+        const int reason = errno;
+        vokHostAccess().systemLog(LOG_INFO, "Error starting SMBIOS table, Error : " + std::to_string(reason) +
+                                                " , Reason : " + vokUtils::getErrorDescription(reason));
+        return "";
+    }
+    vokSmBiosRecords<DmiSystemInfo> systems;
+    if (systems.fetch() == 0) return systems.begin()->manufacturer;
+    vokHostAccess().systemLog(
+        LOG_WARNING, "Unable to fetch smbios type " + std::to_string(smbiosSystemInfoType) + " record");
+    return "";
+}
+
+}  // namespace
 
 std::string platformCheck::getDirectoryPath() {
     return filled(directoryPath);
@@ -12,18 +41,25 @@ std::string platformCheck::getStartupFilePath() {
     return filled(startupFilePath);
 }
 
-void platformCheck::setDirectoryPath() {
-    const std::lock_guard<std::mutex> lock(platformCheckLock);
-    directoryPath = "/opt/mev/vok";
-    startupFilePath = "/var/tmp/mev";
+std::string platformCheck::getCardManufacturer() {
+    return filled(cardManufacturer);
 }
 
-std::string platformCheck::filled(const std::string& text) {
-    {
-        const std::lock_guard<std::mutex> lock(platformCheckLock);
-        if (!text.empty()) return text;
-    }
-    setDirectoryPath();
+void platformCheck::setDirectoryPath() {
     const std::lock_guard<std::mutex> lock(platformCheckLock);
+    fill();
+}
+
+void platformCheck::fill() {
+    directoryPath = "/opt/mev/vok";
+    startupFilePath = "/var/tmp/mev";
+    cardManufacturer = manufacturerOfFirmware();
+    isFilled = true;
+}
+
+// Once, also where there is no manufacturer: a host without the table is not asked for it in every cycle.
+std::string platformCheck::filled(const std::string& text) {
+    const std::lock_guard<std::mutex> lock(platformCheckLock);
+    if (!isFilled) fill();
     return text;
 }

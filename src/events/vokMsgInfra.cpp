@@ -13,7 +13,7 @@
 #include <string>
 
 #include "core/vokLog.h"
-#include "events/vokOwnedDescriptor.h"
+#include "platform/vokOwnedDescriptor.h"
 #include "platform/vokHostAccess.h"
 
 namespace {
@@ -141,10 +141,6 @@ bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet) {
 }
 
 void sendResponseToClient(int clientPID, int status) {
-    if (clientPID <= 0) {
-        VOK_LOG_DEBUG(module, "No response to process id %d.", clientPID);
-        return;
-    }
     const auto packet = std::make_unique<_VOK_MESSAGE_PACKET>();
     packet->header.kind = vokResponseKind;
     packet->header.size = vokResponseSize;

@@ -55,5 +55,6 @@ bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet);
 // server, which must not depend on a client.
 void vokAbandonPipeWaits(bool abandon);
 
-// Tells a client the result of its request. A process id that no process has gets nothing.
+// Tells a client the result of its request, in the pipe with its process id in its name. The id is taken as
+// it comes: of one that no process has there is no pipe, which is a debug line.
 void sendResponseToClient(int clientPID, int status);

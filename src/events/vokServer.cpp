@@ -109,7 +109,6 @@ void VOKServer::initializeVOKServer() {
         VOK_LOG_DEBUG(module, "VOK Server is already running.");
         return;
     }
-    vokAbandonPipeWaits(false);
     const bool stoppable = makeStopPipe();
     if (::pthread_create(&serverThread, nullptr, startTestEventServer, nullptr) != 0) {
         VOK_LOG_DEBUG(module, "Unable to spawn a thread to handle event.");
@@ -179,5 +178,6 @@ void VOKServer::stopVOKServer() {
     VOK_LOG_DEBUG(module, "For VOK Server to stop, write on serPipe");
     if (serverRuns) ::pthread_join(serverThread, nullptr);
     serverRuns = false;
+    vokAbandonPipeWaits(false);
     VOK_LOG_DEBUG(module, "Signalled for stop");
 }

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "events/vokOwnedDescriptor.h"
+#include "platform/vokOwnedDescriptor.h"
 
 class vokServerPipe {
 public:

@@ -75,7 +75,7 @@ private:
     // Known to the record, and not filled on this platform.
     std::string kernelCommandLine;
     std::string crashKernelCommand;
-    long crashKernelMemory = 0;
+    [[maybe_unused]] long crashKernelMemory = 0;  // bytes
     std::string crashKernelLoaded;
     std::string kdumpServicesEnabled;
     std::string kdumpServicesStatus;

@@ -8,6 +8,7 @@
 #include <syslog.h>
 #include <unistd.h>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 namespace {
@@ -17,6 +18,24 @@ std::unique_ptr<IvokHostAccess>& currentAccess() {
     static auto* access = new std::unique_ptr<IvokHostAccess>(std::make_unique<vokKernelHostAccess>());
     return *access;
 }
+
+// A command starts with the signal mask of the thread that runs it. While SIGCHLD is blocked a shell never
+// wakes from waiting for its own children, so it is let through for the moment in which a command starts.
+class ChildSignalLetThrough {
+public:
+    ChildSignalLetThrough() {
+        sigset_t childSignal;
+        sigemptyset(&childSignal);
+        sigaddset(&childSignal, SIGCHLD);
+        ::pthread_sigmask(SIG_UNBLOCK, &childSignal, &before_);
+    }
+    ~ChildSignalLetThrough() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    ChildSignalLetThrough(const ChildSignalLetThrough&) = delete;
+    ChildSignalLetThrough& operator=(const ChildSignalLetThrough&) = delete;
+
+private:
+    sigset_t before_{};
+};
 
 }  // namespace
 
@@ -70,6 +89,7 @@ int vokKernelHostAccess::closeDevice(int descriptor) {
 }
 
 FILE* vokKernelHostAccess::openCommand(const std::string& command) {
+    const ChildSignalLetThrough letThrough;
     return ::popen(command.c_str(), "r");
 }
 
@@ -78,6 +98,7 @@ int vokKernelHostAccess::closeCommand(FILE* stream) {
 }
 
 int vokKernelHostAccess::runCommand(const std::string& command) {
+    const ChildSignalLetThrough letThrough;  // system() blocks it again while it waits
     return ::system(command.c_str());
 }
 

@@ -61,7 +61,7 @@ public:
     virtual void pause(unsigned long microseconds) = 0;
 
     // One line to the system log as "vok": openlog(3), syslog(3), closelog(3). `priority` is one of LOG_ERR,
-    // LOG_WARNING, LOG_INFO, LOG_DEBUG.
+    // LOG_WARNING, LOG_INFO, LOG_DEBUG, alone or with a facility other than LOG_USER.
     virtual void systemLog(int priority, const std::string& text) = 0;
 };
 

@@ -57,12 +57,12 @@ constexpr unsigned char smbiosSystemInfoType = 1;
 constexpr unsigned char smbiosSystemSlotType = 9;
 constexpr unsigned char smbiosOnboardDeviceExType = 41;
 
-// Reads the device file. 0, also when it is open already; -1 otherwise, with errno as the open left it.
+// Reads the device file. 0, also when it is open already; -1 otherwise, with errno as the open or the read
+// left it, and ENODATA when there is no entry point in the file.
 int SmBiosInit();
 // Gives the table back. SmBiosInit may follow.
 void SmBiosDeinit();
 // All records of a type in table order, as one malloc()ed array of the type's structure that the caller
 // frees. 0, or -1 when the table is not open, the type is not one of the three, there is no record or no
-// memory; then
-// `*records` is null and `*count` 0. `count` may be null.
+// memory; then `*records` is null and `*count` 0. `count` may be null. vokSmBiosRecords owns such an array.
 int getSmbiosRecordsByType(unsigned char type, void** records, std::size_t* count = nullptr);

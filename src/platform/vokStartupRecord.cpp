@@ -100,8 +100,15 @@ bool replaceInPlace(const std::string& content) {
         if (std::remove(vokStartupRecord::recordPath().c_str()) != 0) return false;
         file.reset(openForWriting(O_EXCL));
     }
-    return file && writeAll(file.get(), content) &&
-           ::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && ::fsync(file.get()) == 0;
+    if (!file) return false;
+    if (writeAll(file.get(), content) && ::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 &&
+        ::fsync(file.get()) == 0)
+        return true;
+    // An empty file, where the disk had no room, would be a record that tells of no start ever after.
+    struct stat left {};
+    if (::fstat(file.get(), &left) == 0 && left.st_size == 0)
+        ::unlink(vokStartupRecord::recordPath().c_str());
+    return false;
 }
 
 bool replaceRecord(const std::string& content) {

@@ -3,8 +3,10 @@
 // vokUtilsDirectories, vokUtilsPlatform, vokUtilsGeoId, vokUtilsFibreChannel.
 #pragma once
 
+#include <regex.h>
 #include <atomic>
 #include <ctime>
+#include <map>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -36,6 +38,8 @@ public:
     static std::string getLineFromFile(std::string path, std::string pattern);
     // True for the form "%04x:%02x:%02x.%x", which alone may enter a command.
     static bool isPCIAddress(const std::string& text);
+    // True for a name that network interfaces and adapters can have: it means itself in a command.
+    static bool isInterfaceName(const std::string& text);
 
     // --- the host and its names (vokUtilsHost.cpp) ---
 
@@ -103,6 +107,8 @@ public:
     static std::vector<std::string> getGeoIDInfo(std::string pciAddress);
     // The GeoID of the first platform's form within a designation, or empty.
     static std::string getGeoIDFromDesignation(std::string designation);
+    // GeoIDs by PCI address, empty for a function whose designation holds none.
+    static const std::map<std::string, std::string>& getGeoIDMap();
 
     // --- Fibre Channel adapters and their PCI functions (vokUtilsFibreChannel.cpp) ---
 
@@ -118,6 +124,9 @@ public:
     static bool OsNameInHardwarePciList(std::string adapter);
 
 private:
+    static void setSystemInformation();
+    static void cacheSystemInformation();
+    static bool compileGeoIDSplit(const std::string& geoID);
     static std::string cachedProductValue(std::string& cache, const char* command, const char* failure);
 
     static std::mutex mutex_lock;  // guards the two addresses
@@ -127,5 +136,18 @@ private:
     static std::string OSName;
     static std::string OSVersion;
     static std::atomic<long> _currentBootTime;
+    static std::atomic<bool> smbiosVmwareInit;  // stays set when the table is given back
+    static std::atomic<bool> systemInformationCached;
+    static std::mutex systemInformationMutex;  // guards the filling of the next two
+    static std::string platformFamily;
+    static std::string systemManufacturer;
+    // Written before any reader starts, and read without a lock.
+    static std::map<std::string, std::string> geoIDMap;
+    static std::map<std::string, std::pair<std::string, std::string>> fcGeoIDMap;
+    static std::map<std::string, std::string> fcNameMap;
+    static std::atomic<bool> geoIDSplitRegexCompiled;
+    static std::mutex geoIDSplitMutex;  // guards the compiling
+    static std::string geoIDSplitExpression;
+    static regex_t geoIDSplitExp;  // for the life of the agent: never freed
     long cacheRefreshTimeInterval = 0;
 };

@@ -1,4 +1,3 @@
-#include <regex.h>
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -7,6 +6,7 @@
 
 #include "core/vokLog.h"
 #include "platform/vokCommandStream.h"
+#include "platform/vokExpression.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokUtils.h"
 #include "platform/vokVmwareOSInterface.h"
@@ -16,32 +16,6 @@ namespace {
 constexpr std::size_t lineBuffer = 512;
 // More than any command of a host prints; a command that runs wild does not take the memory with it.
 constexpr std::size_t greatestOutput = 16 * 1024 * 1024;
-
-// A compiled POSIX expression, released on every way out.
-class Expression {
-public:
-    explicit Expression(const std::string& pattern)
-        : result_(::regcomp(&expression_, pattern.c_str(), REG_EXTENDED)) {}
-    ~Expression() {
-        if (result_ == 0) ::regfree(&expression_);
-    }
-    Expression(const Expression&) = delete;
-    Expression& operator=(const Expression&) = delete;
-
-    int compileResult() const { return result_; }
-    int match(const std::string& text, regmatch_t& span) const {
-        return ::regexec(&expression_, text.c_str(), 1, &span, 0);
-    }
-    std::string describe(int result) const {
-        char text[256] = {};
-        ::regerror(result, &expression_, text, sizeof(text));
-        return text;
-    }
-
-private:
-    regex_t expression_{};
-    int result_;
-};
 
 // One question about a PCI function to the stored hardware list.
 struct IdQuery {
@@ -74,13 +48,6 @@ std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::st
     VOK_LOG_DEBUG("VOK_UTILS", "%s = %s, %s = %s", query.names[0], values[0].c_str(), query.names[1],
                   values[1].c_str());
     return {values[0], values[1]};
-}
-
-// A name that means itself between the quotes of a command and is no option of grep.
-bool isAdapterName(const std::string& name) {
-    return !name.empty() && name.front() != '-' && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-        return std::isalnum(c) || std::strchr("._:-", c) != nullptr;
-    });
 }
 
 }  // namespace
@@ -121,7 +88,7 @@ void vokUtils::trimLeadingTrailingSpaces(std::string& in, std::string& out) {
 }
 
 std::string vokUtils::getValueByRegexFromLocalcli(std::string text, std::string pattern) {
-    const Expression expression(pattern);
+    const vokExpression expression(pattern);
     if (expression.compileResult() != 0) {
         VOK_LOG_WARNING("VOK_UTILS", "Error Compiling Regex, Return Value: %d, Error Info: %s",
                         expression.compileResult(), expression.describe(expression.compileResult()).c_str());
@@ -166,8 +133,15 @@ bool vokUtils::isPCIAddress(const std::string& text) {
     return true;
 }
 
+bool vokUtils::isInterfaceName(const std::string& text) {
+    // No option of a command, and nothing that a shell or an expression reads otherwise.
+    return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+        return std::isalnum(c) || std::strchr("._:-", c) != nullptr;
+    });
+}
+
 int vokUtils::getPCIString(std::string adapter, std::string& out) {
-    if (!isAdapterName(adapter)) {
+    if (!isInterfaceName(adapter)) {
         VOK_LOG_WARNING("VOK_UTILS", "Not an adapter name, not looked up : %s", adapter.c_str());
         return -1;
     }

@@ -1,5 +1,10 @@
-// Lets the creation of threads fail in the program that this is linked into.
+// Lets the creation of threads fail in the program that this is linked into, and keeps which were joined.
 #pragma once
+
+#include <pthread.h>
+#include <vector>
 
 // How many creations succeed before all further ones fail with EAGAIN; negative: none fails.
 extern int threadsThatCanBeCreated;
+// In the order in which their joining began.
+extern std::vector<pthread_t> joinedThreads;

@@ -147,6 +147,13 @@ TEST_F(CachedResourceManager, NoRequestForAPushIsLostAtTheEndOfTheFirstBuild) {
     }
 }
 
+TEST_F(CachedResourceManager, ABuildThatEndsWhileTheLastPassLooksIsReadyAndOwesNoPush) {
+    SampleManager manager;
+    host.onSystemLog = [&](const std::string&) { manager.cacheReady = true; };
+    EXPECT_TRUE(manager.isInventoryReady(8));
+    EXPECT_FALSE(manager.pushOnCacheBuild);
+}
+
 // --- the running test ---
 
 TEST_F(CachedResourceManager, RunsWithABuiltCache) {

@@ -327,6 +327,7 @@ TEST_F(CachedResourceManager, AfterABuildNoLockIsHeld) {
     bool called = false;
     manager.onAfterBuild = [&] {
         called = true;
+        EXPECT_FALSE(manager.cacheReady);
         EXPECT_EQ(manager.lastRefreshTime, 1700000000);
         std::thread([&] {
             EXPECT_TRUE(manager.mlock.try_lock());

@@ -122,6 +122,35 @@ TEST_F(JobManager, OnlyTheIdsThatCanHaveAManagerGetAThread) {
     EXPECT_FALSE(hasLogged(host, "DEBUG JOB_MGR: Resource manager NVMeControllers [4] is disabled."));
 }
 
+TEST_F(JobManager, TheResultsOfAnEarlierStartDoNotStay) {
+    logEverything(host, noResource);
+    std::fill(std::begin(vokJobManager::retval), std::end(vokJobManager::retval), 7);
+    ASSERT_TRUE(manager.startResourceManagers());
+    EXPECT_THAT(creationResults(), ElementsAre(0, 0, 0, 0, -1, -1, -1, -1));
+    manager.stopResourceManagers();
+}
+
+TEST_F(JobManager, TheThreadsAreJoinedInTheOrderHostStorageEthernetFibreChannel) {
+    logEverything(host, noResource);
+    ASSERT_TRUE(manager.startResourceManagers());
+    const std::vector<pthread_t> threads(vokJobManager::threads, vokJobManager::threads + 4);
+    joinedThreads.clear();
+    manager.stopResourceManagers();
+    EXPECT_THAT(joinedThreads, ElementsAre(threads[1], threads[2], threads[3], threads[0]));
+}
+
+TEST_F(JobManager, TheGracefulStopIsRecordedAfterTheLastLine) {
+    logEverything(host, noResource);
+    ASSERT_TRUE(manager.startResourceManagers());
+    std::string recordAtTheLine;
+    host.onSystemLog = [&](const std::string& text) {
+        if (text.find("VOK Exiting Gracefully!") != std::string::npos) recordAtTheLine = recordText();
+    };
+    manager.stopResourceManagers();
+    EXPECT_EQ(recordAtTheLine, "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
+    EXPECT_EQ(recordText(), "last_start 1700000000\nlast_stop 1700000000\ncurrent_start 0\n");
+}
+
 TEST_F(JobManager, ADisabledManagerIsNotStoppedButItsThreadIsJoined) {
     logEverything(host, noResource);
     ASSERT_TRUE(manager.startResourceManagers());
@@ -159,7 +188,7 @@ TEST_F(JobManager, AResourceWithoutAManagerInThisBuildLogsAndEnds) {
         hasLogged(host, "WARNING JOB_MGR: No resource manager for FibreChannelDevices [0] in this build."));
     EXPECT_TRUE(
         hasLogged(host, "WARNING JOB_MGR: No resource manager for StorageControllers [2] in this build."));
-    EXPECT_TRUE(
+    EXPECT_FALSE(
         hasLogged(host, "WARNING JOB_MGR: No resource manager for EthernetDevices [3] in this build."));
 }
 
@@ -220,6 +249,8 @@ TEST_F(JobManager, TheValue11CrashesAfterTheFirstThread) {
     logEverything(host, std::string(noResource) + R"(, "SimulateUnhandledException": "11")");
     threadsThatCanBeCreated = 0;
     EXPECT_FALSE(manager.startResourceManagers());  // no thread, no crash
+    threadsThatCanBeCreated = 1;
+    EXPECT_EXIT(manager.startResourceManagers(), diedOfASegmentationFault, "");
 }
 
 TEST_F(JobManager, TheValue6ThrowsWhatNothingCatches) {

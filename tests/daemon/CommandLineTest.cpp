@@ -1,5 +1,7 @@
 // What a person types, and the exit status that a script sees.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <csignal>
 
 #include "simhost/RunningProgram.h"
 #include "support/TemporaryDirectory.h"
@@ -60,6 +62,38 @@ TEST(CommandLine, OutputThatCanNotBeWrittenEndsWithEight) {
                                 VOKD_PROGRAM, directory.path()});
     EXPECT_EQ(ran.status, 8);
     EXPECT_EQ(ran.output, "vokd: standard output: No space left on device\n");
+}
+
+// Without that the document would go into the first file that vokd opens: its own lock.
+TEST(CommandLine, AClosedStandardOutputIsOneThatCanNotBeWritten) {
+    const TemporaryDirectory directory;
+    directory.writeFile("/var/run/here", "");
+    const Ran ran = runProgram({"/bin/sh", "-c", "exec \"$0\" --print-inventory --host-root \"$1\" >&-",
+                                VOKD_PROGRAM, directory.path()});
+    EXPECT_EQ(ran.status, 8);
+    EXPECT_NE(ran.output.find("vokd: standard output: Bad file descriptor\n"), std::string::npos)
+        << ran.output;
+    const std::string lock = directory.readFile("/var/run/vokd.pid");
+    EXPECT_EQ(lock.find_first_not_of("0123456789\n"), std::string::npos) << lock;
+}
+
+TEST(CommandLine, ACommandOfTheAgentsCanWaitForItsChildrenAndEndsWithItsReader) {
+    const TemporaryDirectory directory;
+    directory.writeFile("/var/run/here", "");
+    directory.writeFile("/bin/localcli",
+                        "#!/bin/sh\n"
+                        "grep '^SigIgn:' /proc/self/status > \"$(dirname \"$0\")/ignored\"\n"
+                        "sleep 0.01 & wait\n"
+                        "echo '   Product: Waited For It'\n");
+    ASSERT_EQ(::chmod((directory.path() + "/bin/localcli").c_str(), 0755), 0);
+    const Ran ran = runProgram(
+        {"/usr/bin/timeout", "20", VOKD_PROGRAM, "--print-inventory", "--host-root", directory.path()});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_NE(ran.output.find("WaitedForIt"), std::string::npos) << ran.output;
+    const std::string ignored = directory.readFile("/bin/ignored");
+    ASSERT_GE(ignored.size(), 18u);
+    const unsigned long long set = std::stoull(ignored.substr(7), nullptr, 16);
+    EXPECT_EQ(set >> (SIGPIPE - 1) & 1, 0u) << ignored;
 }
 
 TEST(CommandLine, ALogDirectoryThatCanNotBeMadeEndsTheProgramWithTheLogsOwnStatus) {

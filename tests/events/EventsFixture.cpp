@@ -28,10 +28,16 @@ EventsFixture::EventsFixture(const std::string& enabled, const std::string& cliM
     host.commandOutput["localcli system version get | grep -i Version:"] = "   Version: 7.0.3\n";
 }
 
-int EventsFixture::count(const std::string& log, const std::string& module, const std::string& message) {
-    const std::string end = " " + module + ": " + message + "\n";
+int EventsFixture::count(const std::string& log, const std::string& levelAndModule,
+                         const std::string& message) {
+    const std::size_t blank = levelAndModule.find(' ');
+    const std::string level = "[" + levelAndModule.substr(0, blank) + "]";
+    const std::string end = levelAndModule.substr(blank) + ": " + message + "\n";
     int found = 0;
-    for (std::size_t at = log.find(end); at != std::string::npos; at = log.find(end, at + 1)) ++found;
+    for (std::size_t at = log.find(end); at != std::string::npos; at = log.find(end, at + 1)) {
+        const std::size_t line = at == 0 ? 0 : log.rfind('\n', at - 1) + 1;
+        found += log.substr(line, at - line).find(level) != std::string::npos;
+    }
     return found;
 }
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "events/vokMsgInfra.h"
-#include "events/vokOwnedDescriptor.h"
+#include "platform/vokOwnedDescriptor.h"
 #include "support/FakeHostAccess.h"
 
 class EventsFixture : public ::testing::Test {
@@ -23,8 +23,9 @@ protected:
 
     std::string log() const { return host.root.readFile("/log/vok.log"); }
     std::string debugLog() const { return host.root.readFile("/log/vok_debug.log"); }
-    // How often a line with this module and exactly this message stands in a log.
-    static int count(const std::string& log, const std::string& module, const std::string& message);
+    // How often a line with this level and module, as in "ERROR VOK_SERVER", and exactly this message stands
+    // in a log.
+    static int count(const std::string& log, const std::string& levelAndModule, const std::string& message);
 
     // Ordinary events pass from here on.
     void openGate();

@@ -55,8 +55,8 @@ TEST_F(vokEventHandlerTest, AfterTheFirstPushEveryNumberPasses) {
 
 TEST_F(vokEventHandlerTest, TheTextIsLoggedAndItsDeliveryToo) {
     handler.generateEvent(event(359));
-    EXPECT_EQ(count(log(), "EVT_HANDLER", textOf(359)), 1);
-    EXPECT_EQ(count(debugLog(), "EVT_HANDLER", "SUCCESS in delivering event to RMC"), 1);
+    EXPECT_EQ(count(log(), "INFO EVT_HANDLER", textOf(359)), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG EVT_HANDLER", "SUCCESS in delivering event to RMC"), 1);
     EXPECT_THAT(log(), Not(HasSubstr("FAILURE")));
 }
 
@@ -70,7 +70,7 @@ TEST_F(vokEventHandlerTest, TheRemoteCommandIsMPEventGen) {
 TEST_F(vokEventHandlerTest, ARefusedEventIsLostWithOneErrorLine) {
     refuseAll();
     handler.generateEvent(event(359));
-    EXPECT_EQ(count(log(), "EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
+    EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
     EXPECT_EQ(debugLog().find("SUCCESS in delivering"), std::string::npos);
     EXPECT_EQ(host.deviceRequests.size(), 1U);  // no retry
 }
@@ -85,7 +85,7 @@ TEST_F(vokEventHandlerTest, SendingGivesZeroForSuccessAndOneForFailure) {
 TEST_F(vokEventHandlerTest, AnEventWithoutAThreadIsLostWithAnErrorLine) {
     makeThreadCreationFail();
     handler.generateEvent(event(359));
-    EXPECT_EQ(count(log(), "EVT_HANDLER", "Unable to spawn a thread to handle event."), 1);
+    EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "Unable to spawn a thread to handle event."), 1);
     EXPECT_THAT(delivered(), IsEmpty());
 }
 

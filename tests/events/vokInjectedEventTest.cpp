@@ -31,21 +31,21 @@ TEST_F(vokInjectedEventTest, ASourceOfItsOwnIsReplaced) {
 TEST_F(vokInjectedEventTest, PayloadAndTextAreLogged) {
     const std::string payload = R"({ "Pad" : ")" + padding + R"(" })";
     send(payload);
-    EXPECT_EQ(count(log(), "VOK_SERVER", payload), 1);
-    EXPECT_EQ(count(log(), "VOK_SERVER", R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"), 1);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", payload), 1);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"), 1);
 }
 
 TEST_F(vokInjectedEventTest, AFailedSendGivesOne) {
     refuseAll();
     EXPECT_EQ(send(R"({"Pad":")" + padding + R"("})"), 1);
-    EXPECT_EQ(count(log(), "EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
+    EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
 }
 
 TEST_F(vokInjectedEventTest, WhatIsNoJsonIsRefusedWithStatusZero) {
     int refused = 0;
     for (const char* text : {"", "   ", "hello", "{", R"({"a":})", "{'a':1}", "\xff\xfe"}) {
         EXPECT_EQ(send(text), 0) << text;
-        EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), ++refused) << text;
+        EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), ++refused) << text;
     }
     EXPECT_THAT(delivered(), IsEmpty());
 }
@@ -54,7 +54,7 @@ TEST_F(vokInjectedEventTest, AnEmptyValueIsRefusedWithStatusZero) {
     int refused = 0;
     for (const char* text : {"null", "{}", "[]"}) {
         EXPECT_EQ(send(text), 0) << text;
-        EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), ++refused) << text;
+        EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), ++refused) << text;
     }
     EXPECT_THAT(delivered(), IsEmpty());
 }
@@ -63,7 +63,7 @@ TEST_F(vokInjectedEventTest, WhatIsNoObjectIsRefusedLikeAParseFailure) {
     int refused = 0;
     for (const char* text : {"17", "\"text\"", "true", "[1,2]", R"([{"a":1}])"}) {
         EXPECT_EQ(send(text), 0) << text;
-        EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), ++refused) << text;
+        EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), ++refused) << text;
     }
     EXPECT_THAT(delivered(), IsEmpty());
 }
@@ -71,7 +71,7 @@ TEST_F(vokInjectedEventTest, WhatIsNoObjectIsRefusedLikeAParseFailure) {
 TEST_F(vokInjectedEventTest, NestingBeyondTheLibrarysLimitIsAnErrorLineAndStatusZero) {
     EXPECT_EQ(send(R"({"a":)" + std::string(1500, '[') + std::string(1500, ']') + "}"), 0);
     EXPECT_THAT(log(), HasSubstr(" VOK_SERVER: Error: "));
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 0);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), 0);
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
@@ -81,7 +81,7 @@ TEST_F(vokInjectedEventTest, ValidationAgreesWithSending) {
     EXPECT_FALSE(validate("{}"));
     EXPECT_FALSE(validate("[1]"));
     EXPECT_FALSE(validate("{"));
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 3);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), 3);
     EXPECT_FALSE(validate(std::string(1500, '[')));
     EXPECT_THAT(log(), HasSubstr(" VOK_SERVER: Error: "));
     EXPECT_THAT(delivered(), IsEmpty());

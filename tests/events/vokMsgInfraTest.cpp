@@ -27,7 +27,7 @@ protected:
         EXPECT_EQ(::lstat(place(path).c_str(), &status), 0);
         return status.st_mode;
     }
-    int debugLines(const std::string& message) { return count(debugLog(), "VOK_MSGINFRA", message); }
+    int debugLines(const std::string& message) { return count(debugLog(), "DEBUG VOK_MSGINFRA", message); }
 };
 
 _VOK_MESSAGE_PACKET numbered() {
@@ -223,20 +223,24 @@ TEST_F(vokMsgInfraTest, AResponseIsZeroButForItsMarkItsSizeAndTheStatus) {
     EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli4711"), 1);
 }
 
-TEST_F(vokMsgInfraTest, AProcessIdThatNoProcessHasGetsNoResponse) {
-    ASSERT_TRUE(vokCreatePipe("/var/run/mevvokcli-1"));
-    ASSERT_TRUE(vokCreatePipe("/var/run/mevvokcli0"));
-    for (const int id : {0, -1, -2147483647 - 1}) {
-        sendResponseToClient(id, 0);
-        EXPECT_EQ(debugLines("No response to process id " + std::to_string(id) + "."), 1);
+TEST_F(vokMsgInfraTest, AProcessIdIsTakenAsItComesAlsoOneThatNoProcessHas) {
+    for (const int id : {0, -1}) {
+        TestClient client(host, id);
+        client.makePipe();
+        sendResponseToClient(id, 1);
+        EXPECT_EQ(client.status(), 1) << id;
     }
-    EXPECT_EQ(debugLines("Writing to the response named pipe."), 0);
-    EXPECT_THAT(host.pauses, SizeIs(0));
+    EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli0"), 1);
+    EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli-1"), 1);
 }
 
-TEST_F(vokMsgInfraTest, TheLargestProcessIdIsWrittenInFull) {
+TEST_F(vokMsgInfraTest, TheGreatestAndTheLeastProcessIdAreWrittenInFull) {
     sendResponseToClient(2147483647, 0);
+    sendResponseToClient(-2147483647 - 1, 0);
+    EXPECT_EQ(debugLines("Writing to the response named pipe."), 2);
     EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/mevvokcli2147483647 failed while writing."), 1);
+    EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/mevvokcli-2147483648 failed while writing."), 1);
+    EXPECT_THAT(host.pauses, SizeIs(0));
 }
 
 }  // namespace

@@ -21,23 +21,24 @@ const std::string event = R"({"Pad":")" + std::string(80, 'x') + R"("})";
 
 TEST_F(vokRequestTest, ThreeFieldsAreLogged) {
     serve(0x0102, "999");
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->header.messageCode = 258"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->payload = 999"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->clientPID = 77"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->header.messageCode = 258"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->payload = 999"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->clientPID = 77"), 1);
 }
 
 TEST_F(vokRequestTest, AnyCodeButTheTestEventsBringsAnEventText) {
-    for (const int code : {0, 1, 0x0101, 0x0103, 0x0201, 0xFFFF}) EXPECT_EQ(serve(code, event), 0) << code;
-    EXPECT_THAT(delivered(), SizeIs(6));
+    for (const int code : {0, 1, 0x0002, 0x0101, 0x0103, 0x0201, 0x0202, 0xFFFF})
+        EXPECT_EQ(serve(code, event), 0) << code;
+    EXPECT_THAT(delivered(), SizeIs(8));
     EXPECT_EQ(serve(0x0102, event), 0);
-    EXPECT_THAT(delivered(), SizeIs(6));
+    EXPECT_THAT(delivered(), SizeIs(8));
 }
 
 TEST_F(vokRequestTest, AFailedSendIsStatusOneForAnInjectedEventAndZeroForATestEvent) {
     refuseAll();
     EXPECT_EQ(serve(0x0101, event), 1);
     EXPECT_EQ(serve(0x0102, "356"), 0);
-    EXPECT_EQ(count(log(), "EVT_HANDLER", "FAILURE in logging event to RMC"), 2);
+    EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "FAILURE in logging event to RMC"), 2);
 }
 
 TEST_F(vokRequestTest, APayloadWithoutANulEndsWithThePacket) {
@@ -55,7 +56,7 @@ TEST_F(vokRequestTest, ATestEventWithoutANulEndsWithThePacketToo) {
 
 TEST_F(vokRequestTest, APacketOfZerosIsAnInvalidEventText) {
     EXPECT_EQ(vokServeRequest(_VOK_MESSAGE_PACKET{}), 0);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), 1);
     EXPECT_THAT(delivered(), IsEmpty());
 }
 

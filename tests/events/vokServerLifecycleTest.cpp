@@ -24,9 +24,9 @@ TEST_F(vokServerLifecycleTest, AStopWithNoClientEndsTheThread) {
     EXPECT_EQ(serStopPipeFd[1], -1);
     startServer();
     stopServer();
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Stopping VOK Server."), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "For VOK Server to stop, write on serPipe"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 1);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", "Stopping VOK Server."), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "For VOK Server to stop, write on serPipe"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 1);
     EXPECT_EQ(serStopPipeFd[0], -1);
     EXPECT_EQ(serStopPipeFd[1], -1);
     EXPECT_EQ(pipefd[0], -1);
@@ -38,15 +38,15 @@ TEST_F(vokServerLifecycleTest, AStopRightAfterTheStartIsNeverMissed) {
         VOKServer::initializeVOKServer();
         VOKServer::stopVOKServer();
     }
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 200);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 200);
     EXPECT_THAT(log(), Not(HasSubstr("Invalid file descriptor")));
 }
 
 TEST_F(vokServerLifecycleTest, AStopWithoutAStartIsOneErrorLine) {
     VOKServer::stopVOKServer();
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Stopping VOK Server."), 1);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Invalid file descriptor"), 1);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Unable to write to pipe fd"), 0);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", "Stopping VOK Server."), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Invalid file descriptor"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Unable to write to pipe fd"), 0);
     EXPECT_EQ(debugLog(), "");
 }
 
@@ -54,8 +54,8 @@ TEST_F(vokServerLifecycleTest, ASecondStopIsLikeOneWithoutAStart) {
     startServer();
     stopServer();
     VOKServer::stopVOKServer();
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Invalid file descriptor"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Invalid file descriptor"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 1);
 }
 
 TEST_F(vokServerLifecycleTest, TwoStopsAtOnceEndTheThreadOnce) {
@@ -63,8 +63,8 @@ TEST_F(vokServerLifecycleTest, TwoStopsAtOnceEndTheThreadOnce) {
     std::thread other([] { VOKServer::stopVOKServer(); });
     stopServer();
     other.join();
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 1);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Invalid file descriptor"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Invalid file descriptor"), 1);
 }
 
 TEST_F(vokServerLifecycleTest, AServerThatWasStoppedCanBeStartedAgain) {
@@ -79,16 +79,16 @@ TEST_F(vokServerLifecycleTest, ASecondStartMakesNoSecondThread) {
     startServer();
     startServer();
     stopServer();
-    EXPECT_EQ(count(log(), "VOK_SERVER", "VOK Server Thread started"), 1);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", "VOK Server Thread started"), 1);
 }
 
 TEST_F(vokServerLifecycleTest, AThreadThatCanNotBeMadeIsADebugLineAndLeavesNothingToStop) {
     makeThreadCreationFail();
     VOKServer::initializeVOKServer();
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Unable to spawn a thread to handle event."), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Unable to spawn a thread to handle event."), 1);
     EXPECT_EQ(serStopPipeFd[1], -1);
     VOKServer::stopVOKServer();
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Invalid file descriptor"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Invalid file descriptor"), 1);
 }
 
 TEST_F(vokServerLifecycleTest, WithoutAStopPipeTheThreadEndsWithAnErrorLine) {
@@ -103,10 +103,10 @@ TEST_F(vokServerLifecycleTest, WithoutAStopPipeTheThreadEndsWithAnErrorLine) {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     VOKServer::initializeVOKServer();
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Unable to open a pipe for serStopPipeFd file descriptor"), 1);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "VOK Server Thread started"), 0);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Unable to open a pipe for serStopPipeFd file descriptor"), 1);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", "VOK Server Thread started"), 0);
     VOKServer::stopVOKServer();
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Invalid file descriptor"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Invalid file descriptor"), 1);
 
     startServer();  // with descriptors to be had it runs
     TestClient client(host, 1);
@@ -118,9 +118,10 @@ TEST_F(vokServerLifecycleTest, AStopThatCanNotWriteTriesThreeTimes) {
     serStopPipeFd[1] = readOnly.get();
     VOKServer::stopVOKServer();
     serStopPipeFd[1] = -1;
-    EXPECT_EQ(
-        count(log(), "VOK_SERVER", "Unable to write to pipe fd, result: -1, Error: Bad file descriptor"), 3);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Unable to write to pipe fd"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER",
+                    "Unable to write to pipe fd, result: -1, Error: Bad file descriptor"),
+              3);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Unable to write to pipe fd"), 1);
     EXPECT_EQ(debugLog(), "");
 }
 
@@ -138,7 +139,9 @@ TEST_F(vokServerLifecycleTest, ARequestInProgressIsFinishedBeforeTheStop) {
     waitUntil([&] { return working.load(); }, "the request");
     std::thread stopper([this] { stopServer(); });
     waitUntil(
-        [&] { return count(debugLog(), "VOK_SERVER", "For VOK Server to stop, write on serPipe") == 1; },
+        [&] {
+            return count(debugLog(), "DEBUG VOK_SERVER", "For VOK Server to stop, write on serPipe") == 1;
+        },
         "the stop");
     goOn = true;
     EXPECT_EQ(client.status(), 0);
@@ -158,7 +161,7 @@ TEST_F(vokServerLifecycleTest, DescriptorsBeyondWhatSelectHoldsWork) {
     TestClient client(host, 1);
     EXPECT_EQ(client.ask(testEventCode, "356"), 0);
     stopServer();
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 1);
 }
 
 }  // namespace

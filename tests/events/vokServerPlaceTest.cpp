@@ -28,7 +28,8 @@ protected:
     }
     std::string serverPlace() { return place("/var/run/mevvok"); }
     int refusals(const std::string& reason) {
-        return count(log(), "VOK_SERVER", "Clients can't be served at /var/run/mevvok: " + reason + ".");
+        return count(log(), "ERROR VOK_SERVER",
+                     "Clients can't be served at /var/run/mevvok: " + reason + ".");
     }
 
 private:
@@ -48,19 +49,19 @@ TEST_F(vokServerPlaceTest, APipeThatIsThereIsTakenAndClosedToOthers) {
     startServer();
     expectServed();
     EXPECT_EQ(mode(), mode_t{S_IFIFO | 0600});
-    EXPECT_EQ(count(debugLog(), "VOK_MSGINFRA", "Creation of Pipe /var/run/mevvok failed."), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_MSGINFRA", "Creation of Pipe /var/run/mevvok failed."), 1);
 }
 
 TEST_F(vokServerPlaceTest, AFileInItsPlaceIsToldOnceAndLeftAloneUntilItGoes) {
     host.root.writeFile("/var/run/mevvok", "somebody's");
     startServer();
-    waitUntil([&] { return count(log(), "VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
+    waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
     host.root.writeFile("/var/run/passing", "");
     ASSERT_EQ(::unlink(place("/var/run/passing").c_str()), 0);  // the going of another file changes nothing
     EXPECT_EQ(host.root.readFile("/var/run/mevvok"), "somebody's");
     ASSERT_EQ(::unlink(serverPlace().c_str()), 0);
     expectServed();
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Open of pipe /var/run/mevvok failed."), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Open of pipe /var/run/mevvok failed."), 1);
     EXPECT_EQ(refusals("a file that is no pipe is in its place"), 1);
 }
 
@@ -68,7 +69,7 @@ TEST_F(vokServerPlaceTest, ALinkInItsPlaceIsToldOnceAndNotFollowed) {
     ASSERT_EQ(::mkfifo(place("/var/run/target").c_str(), 0666), 0);
     ASSERT_EQ(::symlink("target", serverPlace().c_str()), 0);
     startServer();
-    waitUntil([&] { return count(log(), "VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
+    waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
     // Nobody reads the pipe behind the link.
     EXPECT_EQ(::open(place("/var/run/target").c_str(), O_WRONLY | O_NONBLOCK), -1);
     EXPECT_EQ(errno, ENXIO);
@@ -80,7 +81,7 @@ TEST_F(vokServerPlaceTest, ALinkInItsPlaceIsToldOnceAndNotFollowed) {
 TEST_F(vokServerPlaceTest, ALinkToNowhereMakesNoFile) {
     ASSERT_EQ(::symlink("nowhere", serverPlace().c_str()), 0);
     startServer();
-    waitUntil([&] { return count(log(), "VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
+    waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
     EXPECT_FALSE(host.root.exists("/var/run/nowhere"));
     EXPECT_EQ(refusals("a symbolic link is in its place"), 1);
 }
@@ -89,7 +90,7 @@ TEST_F(vokServerPlaceTest, APipeOfAnotherUserInItsPlaceIsNotTaken) {
     ASSERT_EQ(::mkfifo(serverPlace().c_str(), 0666), 0);
     if (::chown(serverPlace().c_str(), 65534, 65534) != 0) GTEST_SKIP() << "only root can give files away";
     startServer();
-    waitUntil([&] { return count(log(), "VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
+    waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
     EXPECT_EQ(refusals("a pipe of another user is in its place"), 1);
 }
 
@@ -97,7 +98,7 @@ TEST_F(vokServerPlaceTest, WithoutAPipeTheServerStillStops) {
     host.root.writeFile("/var/run/mevvok", "somebody's");
     startServer();
     stopServer();
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 1);
     EXPECT_EQ(host.root.readFile("/var/run/mevvok"), "somebody's");
 }
 
@@ -106,8 +107,8 @@ TEST_F(vokServerPlaceTest, WithoutADirectoryTheServerStillStops) {
     ASSERT_EQ(::rmdir(place("/var/run").c_str()), 0);
     startServer();
     stopServer();
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Open of pipe /var/run/mevvok failed."), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "Signalled for stop"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Open of pipe /var/run/mevvok failed."), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop"), 1);
 }
 
 TEST_F(vokServerPlaceTest, APipeThatIsRemovedIsMadeAnew) {
@@ -118,7 +119,7 @@ TEST_F(vokServerPlaceTest, APipeThatIsRemovedIsMadeAnew) {
         expectServed();
         EXPECT_EQ(mode(), mode_t{S_IFIFO | 0600});
     }
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 3);
+    EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 3);
 }
 
 TEST_F(vokServerPlaceTest, APipeThatIsMovedAwayIsMadeAnew) {

@@ -45,15 +45,15 @@ TEST_F(vokServerTest, AParseFailureIsAnsweredWithStatusZero) {
     startServer();
     TestClient client(host, 4711);
     EXPECT_EQ(client.ask(injectedEventCode, "no JSON"), 0);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 1);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), 1);
 }
 
 TEST_F(vokServerTest, TheStartAndTheSizeOfAPacketAreLogged) {
     startServer();
     TestClient client(host, 4711);
     client.ask(injectedEventCode, eventText("A"));
-    EXPECT_EQ(count(log(), "VOK_SERVER", "VOK Server Thread started"), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "done reading (4096 bytes)\n"), 1);
+    EXPECT_EQ(count(log(), "INFO VOK_SERVER", "VOK Server Thread started"), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "done reading (4096 bytes)\n"), 1);
 }
 
 TEST_F(vokServerTest, AShortPacketIsServedWithWhatItHoldsAndNothingOfTheOneBefore) {
@@ -67,8 +67,8 @@ TEST_F(vokServerTest, AShortPacketIsServedWithWhatItHoldsAndNothingOfTheOneBefor
     second.send(&request, 17 + eventText("SECOND").size());
     EXPECT_EQ(second.status(), 0);
     EXPECT_THAT(delivered(), ElementsAre(sentText("FIRST"), sentText("SECOND")));
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER", "msgFromClient->payload = " + eventText("SECOND")), 1);
-    EXPECT_EQ(count(debugLog(), "VOK_SERVER",
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->payload = " + eventText("SECOND")), 1);
+    EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER",
                     "done reading (" + std::to_string(17 + eventText("SECOND").size()) + " bytes)\n"),
               1);
 }
@@ -81,7 +81,7 @@ TEST_F(vokServerTest, APacketThatEndsBeforeItsPayloadGetsNoAnswerAndTheNextIsSer
         client.send(&request, size);
         waitUntil(
             [&] {
-                return count(debugLog(), "VOK_SERVER",
+                return count(debugLog(), "DEBUG VOK_SERVER",
                              "done reading (" + std::to_string(size) + " bytes)\n") == 1;
             },
             "the packet");
@@ -127,7 +127,7 @@ TEST_F(vokServerTest, AClientThatMakesItsPipeTooLateGetsNoAnswerAndTheAgentStays
     late.send(testEventCode, "356");
     waitUntil(
         [&] {
-            return count(debugLog(), "VOK_MSGINFRA",
+            return count(debugLog(), "DEBUG VOK_MSGINFRA",
                          "vokWritePipe: Open of /var/run/mevvokcli1 failed while writing.") == 1;
         },
         "the attempt at an answer");
@@ -157,7 +157,7 @@ TEST_F(vokServerTest, AClientThatNeverReadsDoesNotPreventAStop) {
     };
     VOKServer::initializeVOKServer();
     TestClient(host, 1).send(injectedEventCode, "{}");
-    waitUntil([&] { return count(debugLog(), "VOK_SERVER", "Signalled for stop") == 1; }, "the stop");
+    waitUntil([&] { return count(debugLog(), "DEBUG VOK_SERVER", "Signalled for stop") == 1; }, "the stop");
     stopper.join();
     EXPECT_LT(pauses, 190);
 }
@@ -176,7 +176,7 @@ TEST_F(vokServerTest, AThousandClientsAtOnceAreAllAnswered) {
         });
     for (std::thread& group : groups) group.join();
     EXPECT_EQ(answered, 1000);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Json packets are invalid"), 1000);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Json packets are invalid"), 1000);
 }
 
 // --- failures of the system ---
@@ -195,7 +195,7 @@ TEST_F(vokServerTest, AnInterruptedWaitIsAnErrorLineAndTheNextRequestIsServed) {
     waitUntil(
         [&] {
             ::kill(::getpid(), SIGUSR1);
-            return count(log(), "VOK_SERVER", "select returned -1.") > 0;
+            return count(log(), "ERROR VOK_SERVER", "select returned -1.") > 0;
         },
         "the interrupted wait");
     EXPECT_EQ(client.ask(injectedEventCode, "{}"), 0);
@@ -227,8 +227,8 @@ TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsSer
     TestClient client(host, 1);
     EXPECT_EQ(client.ask(injectedEventCode, eventText("A")), 0);
     EXPECT_EQ(client.ask(injectedEventCode, eventText("B")), 0);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "recv failed"), 1);
-    EXPECT_EQ(count(log(), "VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 0);
+    EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "recv failed"), 1);
+    EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 0);
     const std::lock_guard<std::mutex> lock(host.guard);
     EXPECT_EQ(host.pauses, (std::vector<unsigned long>{500000, 100000, 500000}));
     EXPECT_THAT(host.remoteCommandPayloads(), ElementsAre(sentText("A"), sentText("B")));

@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 
+#include "core/platformCheck.h"
 #include "core/vokJobManager.h"
 #include "host/HostResourceManager.h"
 #include "platform/vokUtils.h"
@@ -158,8 +159,25 @@ TEST_F(BootStory, WithACurrentStartOf0TheLastStartStays) {
     EXPECT_EQ(host.root.readFile(record), "last_start 1000\nlast_stop 2000\ncurrent_start 0\n");
 }
 
+TEST_F(BootStory, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLosesNone) {
+    const std::string before = "current_start 5000\nlast_start 1000\nlast_stop 2000\n";
+    host.root.writeFile(record, before);
+    vokUtils::setSystemCurrentBootTime(4000);
+    int looks = 0;
+    host.onPause = [&](unsigned long microseconds) {
+        if (microseconds != 500000) return;  // the one that ends a remote command
+        ++looks;
+        EXPECT_EQ(host.root.readFile(record), before);
+    };
+    manager.genOSBootLogic();
+    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(host.root.readFile(record), "current_start 5000\nlast_start 5000\nlast_stop 2000\n");
+}
+
 TEST_F(BootStory, TellsOfEachReadingOfTheRecord) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\n");
+    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
+    host.systemLogLines.clear();
     EXPECT_EQ(manager.readStartupValue("last_start"), 1000);
     EXPECT_EQ(manager.readStartupValue("last_stop"), 0);
     EXPECT_THAT(loggedLines(host),

@@ -216,6 +216,31 @@ TEST_F(HostManager, TellsOfItsBuildAndItsPush) {
                                    "DEBUG HOST_RM: Exiting CacheBuild", "INFO HOST_RM: Host cache ready 1"));
 }
 
+TEST_F(HostManager, AReaderDuringABuildIsToldOfThePreviousCopy) {
+    manager.cacheBuild();
+    const auto answer = host.onCommand;
+    host.onCommand = [&](const std::string& command, int& status) {
+        std::thread([this] {
+            std::vector<Json::Value> inventory;
+            EXPECT_TRUE(manager.getInventoryJsonObject(inventory));
+            EXPECT_EQ(inventory.size(), 1u);
+        }).join();
+        return answer(command, status);
+    };
+    manager.cacheBuild();
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG HOST_RM: Cache build is in progress. Returning previous copy of inventory."));
+}
+
+TEST_F(HostManager, AFreshCacheIsToldWithoutACapital) {
+    manager.cacheBuild();
+    manager.startInventory();
+    EXPECT_TRUE(hasLogged(host, "DEBUG HOST_RM: Attempting to refresh Cache."));
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG HOST_RM: cache was recently refreshed. skipping the current refresh cycle"));
+    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+}
+
 TEST_F(HostManager, DoesNotRunWithoutARecord) {
     EXPECT_FALSE(manager.isRunning());
     EXPECT_THAT(host.pauses, ElementsAre(3000000u, 3000000u, 3000000u));
@@ -306,9 +331,11 @@ TEST_F(HostManager, StoppedWithinTheTwentySecondsItTellsTheBootStoryToItsEndAndB
 // --- helpers ---
 
 TEST_F(HostManager, ListsTheAddressesOfAllInterfacesButLoopback) {
-    host.interfaces = {{"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}, {"lo1", "127.0.0.2"}};
-    EXPECT_THAT(manager.getIPAddress(), ElementsAre("10.1.2.3", "127.0.0.2"));
+    host.interfaces = {
+        {"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}, {"vmk0", "fe80::1"}, {"vmk1", ""}, {"lo1", "127.0.0.2"}};
+    EXPECT_THAT(manager.getIPAddress(), ElementsAre("10.1.2.3", "fe80::1", "127.0.0.2"));
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG HOST_RM: vmk0 IP Address 10.1.2.3\n",
+                                               "DEBUG HOST_RM: vmk0 IP Address fe80::1\n",
                                                "DEBUG HOST_RM: lo1 IP Address 127.0.0.2\n"));
 }
 

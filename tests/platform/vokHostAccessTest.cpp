@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <limits>
 
 #include "platform/vokCommandStream.h"
@@ -91,6 +92,21 @@ TEST(KernelHostAccess, RunsCommands) {
     vokKernelHostAccess host;
     EXPECT_EQ(outputOf(host, "echo one; echo two"), "one\ntwo\n");
     EXPECT_EQ(host.runCommand("exit 3"), 3 << 8);
+}
+
+// A shell sleeps without end in its own "wait" when it was started with the signal blocked.
+TEST(KernelHostAccess, ACommandCanWaitForItsOwnChildrenAlthoughThisThreadBlocksTheirSignal) {
+    vokKernelHostAccess host;
+    sigset_t childSignal;
+    sigemptyset(&childSignal);
+    sigaddset(&childSignal, SIGCHLD);
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &childSignal, nullptr), 0);
+    constexpr char command[] = "sleep 0.01 & wait; sed -n 's/^SigBlk:[^1-9a-f]*//p' /proc/self/status";
+    EXPECT_EQ(outputOf(host, command), "\n");
+    EXPECT_EQ(host.runCommand("sleep 0.01 & wait; exit 4"), 4 << 8);
+    sigset_t now;
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, nullptr, &now), 0);
+    EXPECT_EQ(sigismember(&now, SIGCHLD), 1) << "the thread itself still blocks it";
 }
 
 TEST(KernelHostAccess, TellsSystemFacts) {

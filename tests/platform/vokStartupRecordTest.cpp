@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -11,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "core/platformCheck.h"
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
@@ -70,6 +72,8 @@ TEST_F(StartupRecord, IsForItsOwnerAlone) {
 // --- rewriting ---
 
 TEST_F(StartupRecord, CanNotBeReadWhenItIsNotThere) {
+    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
+    host.systemLogLines.clear();
     EXPECT_FALSE(vokStartupRecord::isReadable());
     long value = 5;
     EXPECT_FALSE(vokStartupRecord::readValue("last_start", value));
@@ -281,6 +285,38 @@ TEST_F(StartupRecord, WhatWasPlantedIsReplacedAlsoWhereNoTemporaryFileCanBeMade)
     ASSERT_EQ(::link(place("/var/tmp/other").c_str(), place(record).c_str()), 0);
     expectCreatedAnew();
     EXPECT_EQ(host.root.readFile("/var/tmp/other"), "somebody's file\n");
+}
+
+// --- a disk without room ---
+
+TEST_F(StartupRecord, OnAFullDiskNoEmptyFileStaysThatWouldPassForARecord) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit none{0, 0};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+        ::_exit(vokStartupRecord::create(5) ? 1 : 0);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(host.root.exists(record));
+    EXPECT_FALSE(host.root.exists(temporary));
+}
+
+TEST_F(StartupRecord, OnAFullDiskTheRecordThatIsThereStays) {
+    write("last_start 6\nlast_stop 7\ncurrent_start 0\n");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit none{0, 0};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+        ::_exit(vokStartupRecord::replaceCurrentStart(8) ? 1 : 0);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(text(), "last_start 6\nlast_stop 7\ncurrent_start 0\n");
 }
 
 // --- a kill at any moment ---

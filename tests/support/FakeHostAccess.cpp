@@ -1,9 +1,11 @@
 #include "support/FakeHostAccess.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <linux/ipmi.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -64,7 +66,8 @@ std::string FakeHostAccess::commandPath(const std::string& absolute) const {
     return absolute;
 }
 
-int FakeHostAccess::openDevice(const std::string& place, int) {
+int FakeHostAccess::openDevice(const std::string& place, int flags) {
+    if (place.rfind(path("/dev/"), 0) != 0) return ::open(place.c_str(), flags | O_CLOEXEC);
     const std::lock_guard<std::mutex> lock(guard);
     openedDevices.push_back(place);
     if (failingDeviceOpens > 0) {
@@ -108,6 +111,8 @@ int FakeHostAccess::ioctlDevice(int descriptor, unsigned long request, void* arg
     if (request == static_cast<unsigned long>(IPMICTL_RECEIVE_MSG_TRUNC)) {
         auto& received = *static_cast<ipmi_recv*>(argument);
         const std::lock_guard<std::mutex> lock(guard);
+        addressRoom = received.addr_len;
+        dataRoom = received.msg.data_len;
         received.recv_type = IPMI_RESPONSE_RECV_TYPE;
         received.msgid = lastMessageId_;
         const std::size_t count = std::min<std::size_t>(received.msg.data_len, reply_.bytes.size());
@@ -125,7 +130,8 @@ int FakeHostAccess::waitForDevice(int) {
     return reply_.waitResult;
 }
 
-int FakeHostAccess::closeDevice(int) {
+int FakeHostAccess::closeDevice(int descriptor) {
+    if (descriptor != deviceDescriptor) return ::close(descriptor);
     const std::lock_guard<std::mutex> lock(guard);
     --openDevices;
     return 0;
@@ -173,15 +179,25 @@ int FakeHostAccess::runCommand(const std::string& command) {
     return -1;
 }
 
-void* FakeHostAccess::openLibrary(const std::string&, int) {
-    return nullptr;
+void* FakeHostAccess::openLibrary(const std::string& name, int flags) {
+    const std::lock_guard<std::mutex> lock(guard);
+    openedLibraries.emplace_back(name, flags);
+    const auto found = libraries.find(name);
+    if (found == libraries.end()) return nullptr;
+    ++openLibraries;
+    return &found->second;
 }
 
-void* FakeHostAccess::librarySymbol(void*, const char*) {
-    return nullptr;
+void* FakeHostAccess::librarySymbol(void* library, const char* symbol) {
+    const std::lock_guard<std::mutex> lock(guard);
+    const auto& symbols = *static_cast<const std::map<std::string, void*>*>(library);
+    const auto found = symbols.find(symbol);
+    return found == symbols.end() ? nullptr : found->second;
 }
 
 int FakeHostAccess::closeLibrary(void*) {
+    const std::lock_guard<std::mutex> lock(guard);
+    --openLibraries;
     return 0;
 }
 
@@ -267,6 +283,7 @@ void FakeHostAccess::pause(unsigned long microseconds) {
 }
 
 void FakeHostAccess::systemLog(int priority, const std::string& text) {
+    if (onSystemLog) onSystemLog(text);
     const std::lock_guard<std::mutex> lock(guard);
     systemLogLines.emplace_back(priority, text);
 }

@@ -1,6 +1,7 @@
 // A host for unit tests. Files lie in a temporary directory, commands have scripted output, the one device
-// answers from a script, the clock stands still until somebody waits or pauses, and nothing waits in real
-// time. It records what it was asked in the order of asking.
+// under /dev answers from a script and a device node elsewhere is a file of the directory, the clock stands
+// still until somebody waits or pauses, and nothing waits in real time. It records what it was asked in the
+// order of asking.
 //
 // Not for tests of the seam itself, which use the kernel's own implementation, nor for tests of the whole
 // daemon, which run on a simulated host.
@@ -70,8 +71,13 @@ public:
     std::function<bool(const timespec& deadline)> onTimedWait;
     // A timed wait ends by a signal alone, however long that takes: for threads that are to stand still.
     bool timedWaitsHold = false;
+    // Libraries by name, each with the addresses of its symbols; others are not there. What is not there has
+    // no reason in dlerror.
+    std::map<std::string, std::map<std::string, void*>> libraries;
     // Called in each pause before it is recorded.
     std::function<void(unsigned long)> onPause;
+    // Called with each line for the system log before it is recorded; the logger's lock is held.
+    std::function<void(const std::string& text)> onSystemLog;
 
     // --- what the test reads, under `guard` when threads run ---
     std::mutex guard;
@@ -82,6 +88,11 @@ public:
     std::vector<long long> waitedSeconds;                     // deadline less now, of each timedWait
     std::vector<std::pair<int, std::string>> systemLogLines;  // priority and text
     int openDevices = 0;                                      // opened and not closed yet
+    unsigned int addressRoom = 0;                             // of the last receive, in bytes
+    unsigned int dataRoom = 0;
+
+    std::vector<std::pair<std::string, int>> openedLibraries;  // names and flags, also of failed calls
+    int openLibraries = 0;                                     // opened and not closed yet
 
     // The payload of the remote commands that the device got, put together from their chunks as a
     // controller would.

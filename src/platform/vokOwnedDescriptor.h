@@ -19,6 +19,7 @@ public:
 
     explicit operator bool() const { return descriptor_ >= 0; }
     int get() const { return descriptor_; }  // -1 when there is none
+    int release() { return std::exchange(descriptor_, -1); }
 
     // Closes what it has and takes `descriptor`; errno stays as it was.
     void reset(int descriptor = -1) {

@@ -84,6 +84,9 @@ INSTANTIATE_TEST_SUITE_P(
                     UnusableFile{"nestedAndCutOff", "{\"A\": 1, \"B\": " + std::string(2000, '[')},
                     UnusableFile{"nestedAndNotClosed", nested(2000).substr(0, 3000)},
                     UnusableFile{"closedByTheWrongBracket", R"({"A": 1e400, "B": 1])"},
+                    UnusableFile{"aSlashAlone", "{\"A\": 1e400, \"B\": 1 / 2\n}"},
+                    UnusableFile{"aNumberWithTwoExponents", R"({"A": 1e400e5, "B": 1})"},
+                    UnusableFile{"aCommentWithoutAnEnd", R"({"A": 1e400, "B": 1 /* })"},
                     UnusableFile{"aNumberThatIsNone", R"({"A": 1e400, "B": 1.2.3})"},
                     UnusableFile{"junk", std::string("\0\xff\xfe{\x80\"a", 7)}),
     [](const auto& each) { return std::string(each.param.what); });

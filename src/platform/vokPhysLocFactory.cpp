@@ -1,0 +1,47 @@
+#include "platform/vokPhysLocFactory.h"
+
+#include "core/vokLog.h"
+#include "platform/vokLWNZPhysLocInterface.h"
+#include "platform/vokMockPhysLocInterface.h"
+#include "platform/vokPlatformFamily.h"
+#include "platform/vokTQPhysLocInterface.h"
+#include "platform/vokUtils.h"
+
+std::atomic<vokPhysLocInterface*> vokPhysLocFactory::pllInterface{nullptr};
+std::mutex vokPhysLocFactory::factoryLock;
+
+namespace {
+
+constexpr char module[] = "PL_FACT";
+
+vokPhysLocInterface* interfaceOf(const std::string& family) {
+    if (vokIsFirstPlatform(family)) return __vokTQPhysLocInterface__getInstance();
+    if (vokIsSecondPlatform(family)) return __vokLWNZPhysLocInterface__getInstance();
+    return nullptr;
+}
+
+vokPhysLocInterface* choose() {
+    const std::string family = vokUtils::getPlatformFamily();
+    vokPhysLocInterface* const platform = interfaceOf(family);
+    if (platform && platform->Initialize()) return platform;
+    if (platform)
+        VOK_LOG_WARNING(module,
+                        "Physical location will be reported by VOK as FFFFFFFFFFFFFFFF for all FRUs.");
+    else
+        VOK_LOG_WARNING(module,
+                        "Unable to determine platform type [%s]. Physical location will be reported by VOK "
+                        "as FFFFFFFFFFFFFFFF for all FRUs.",
+                        family.c_str());
+    return __vokMockPhysLocInterface__getInstance();
+}
+
+}  // namespace
+
+// What others may see has its library already: nobody takes a location from an interface that is still
+// loading.
+vokPhysLocInterface* vokPhysLocFactory::getPhysLocInterface() {
+    if (vokPhysLocInterface* const chosen = pllInterface) return chosen;
+    const std::lock_guard<std::mutex> lock(factoryLock);
+    if (!pllInterface) pllInterface.exchange(choose());
+    return pllInterface;
+}

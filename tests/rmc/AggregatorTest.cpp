@@ -306,8 +306,26 @@ TEST_F(DoorBell, WithoutASettingItIsTenMinutes) {
 TEST_F(DoorBell, AQuietBellRequestsNothing) {
     configure();
     host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 0, {0}}; };
-    host.onTimedWait = [&](const timespec&) -> bool { throw EndOfTest{}; };
+    host.onTimedWait = [&](const timespec&) -> bool {
+        if (host.waitedSeconds.size() == 2) throw EndOfTest{};
+        return false;
+    };
     EXPECT_THROW(service.startMonitoring(), EndOfTest);
+    EXPECT_EQ(host.deviceRequests.size(), 1U);
+    EXPECT_EQ(count(debugLog(), "IPMI_DB: Door bell thread woke up\n"), 1U);
+    EXPECT_THAT(debugLog(), Not(HasSubstr("inventory send request")));
+}
+
+TEST_F(DoorBell, APollThatFailsRequestsNothingAndTheNextIntervalTriesAgain) {
+    configure();
+    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{-1, 1, 0, {}}; };
+    host.onTimedWait = [&](const timespec&) -> bool {
+        if (host.waitedSeconds.size() == 3) throw EndOfTest{};
+        return false;
+    };
+    EXPECT_THROW(service.startMonitoring(), EndOfTest);
+    EXPECT_EQ(host.deviceRequests.size(), 2U);
+    EXPECT_EQ(count(log(), "IPMI_DB: An error occurred in checking RMC request via IPMI\n"), 2U);
     EXPECT_THAT(debugLog(), Not(HasSubstr("inventory send request")));
 }
 

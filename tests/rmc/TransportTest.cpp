@@ -262,6 +262,7 @@ TEST_F(TransportTest, TheGeneralPollKnowsTwoKinds) {
     EXPECT_EQ(host.deviceRequests.back().command, 0x81);
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(2), 2);
     EXPECT_EQ(host.deviceRequests.back().command, 0x82);
+    EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Checking IPMI door bell request\n"));
     answer(replyOf(std::string("\1\0\0\0", 4)));
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(2), 1);
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(1), 0);

@@ -137,8 +137,10 @@ constexpr BadChunk badChunks[] = {
     {"length too small", 1, 23, 57, "a payload length of 57"},
     {"length of zero", 1, 23, 0, "a payload length of 0"},
     {"length too large", 1, 25, 0xFF, "beyond the limit"},
+    {"length far too large", 1, 26, 0x01, "a payload of 16777337 bytes is beyond the limit"},
     {"NUL in the first piece", 1, 27, 0, "a NUL inside the payload, at 0 of 121 bytes"},
     {"index of a later chunk", 2, 0, 0x35, "has the index 4661, and 4660 was returned"},
+    {"high index of a later chunk", 2, 1, 0x13, "has the index 4916, and 4660 was returned"},
     {"byte 2 of a later chunk", 2, 2, 1, "byte 2 is 0x01"},
     {"NUL in a later piece", 2, 4, 0, "a NUL inside the payload, at 34 of 121 bytes"},
     {"NUL too early in the last piece", 3, 32, 0, "a NUL inside the payload, at 119 of 121 bytes"},
@@ -264,6 +266,26 @@ TEST_F(Receiver, AChunkAfterARefusalIsABreach) {
                 ElementsAre(HasSubstr("refused before")));
 }
 
+TEST_F(Receiver, AChunkBehindARefusedFirstOneIsABreach) {
+    send(firstChunk("ReadWeather", longText(100)));
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches,
+                ElementsAre(HasSubstr("refused before")));
+}
+
+TEST_F(Receiver, AChunkBehindAShortPayloadIsABreach) {
+    send(firstChunk("WriteInventory", longText(10)));
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches,
+                ElementsAre(HasSubstr("behind the end of a command")));
+}
+
+TEST_F(Receiver, ANameThatFillsItsFieldIsABreach) {
+    EXPECT_THAT(send(firstChunk("WriteInventoryAtOnce", longText(100))).breaches,
+                ElementsAre(HasSubstr("byte 27")));  // without its NUL it reads as a short payload
+    const ChunkOutcome outcome = send(firstChunk("WriteInventoryNow12", longText(100)), 2);
+    EXPECT_THAT(outcome.breaches, IsEmpty());
+    EXPECT_EQ(outcome.name, "WriteInventoryNow12");
+}
+
 TEST_F(Receiver, ANewCommandAfterARefusalIsNone) {
     send(firstChunk("WriteInventory", longText(500)));
     receiver.refused();
@@ -287,6 +309,8 @@ TEST_F(Receiver, ForgetsEverythingWhenTheHostIsGone) {
     send(firstChunk("WriteInventory", longText(100)));
     ASSERT_TRUE(receiver.hostGone());
     EXPECT_FALSE(receiver.inProgress());
+    skipRequests(1, 7);  // a new host counts its descriptors from the beginning
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches, IsEmpty());
     EXPECT_THAT(sendAll("WriteInventory", longText(100)).breaches, IsEmpty());
 }
 

@@ -20,6 +20,7 @@
 #include "daemon/vokdInstanceLock.h"
 #include "daemon/vokdLogLimits.h"
 #include "daemon/vokdOptions.h"
+#include "daemon/vokdPlatformReport.h"
 #include "daemon/vokdSignals.h"
 #include "platform/vokRootedHostAccess.h"
 #include "platform/vokSystemInterfaceFactory.h"
@@ -88,6 +89,16 @@ int cannotPrint() {
 int checkConfig() {
     const int status = vokdPrintConfigReport(std::cout);
     return std::cout.flush() ? status : cannotPrint();
+}
+
+int showPlatform() {
+    vokdInstanceLock lock;
+    if (const int refused = takeHost(lock)) return refused;
+    Logging::Logger::loggerInit();
+    readPlatformTables();
+    vokdPrintPlatformReport(std::cout);
+    forgetPlatformTables();
+    return std::cout.flush() ? vokdOptions::graceful : cannotPrint();
 }
 
 int printInventory() {
@@ -162,6 +173,8 @@ int main(int argc, char** argv) {
             return checkConfig();
         case vokdOptions::Action::printInventory:
             return printInventory();
+        case vokdOptions::Action::showPlatform:
+            return showPlatform();
         case vokdOptions::Action::run:
             return runAgent();
     }

@@ -40,15 +40,21 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
     app.footer(footer);
     bool checkConfig = false;
     bool printInventory = false;
+    bool showPlatform = false;
     app.set_version_flag("--version", std::string("vokd ") + VOK_VERSION, "Print the version and end");
     app.add_option("--host-root", hostRoot, "Take the host's files from under this directory")
         ->type_name("DIR")
         ->check([](const std::string& text) { return text.empty() ? "a directory's name is wanted" : ""; });
     auto* const check = app.add_flag("--check-config", checkConfig,
                                      "Print every setting with its effective value, and what was refused");
-    app.add_flag("--print-inventory", printInventory,
-                 "Build one inventory and print the document; nothing is sent")
-        ->excludes(check);
+    auto* const print = app.add_flag("--print-inventory", printInventory,
+                                     "Build one inventory and print the document; nothing is sent")
+                            ->excludes(check);
+    app.add_flag("--show-platform", showPlatform,
+                 "Print what the firmware tells of the machine: platform, and place and maker of each PCI "
+                 "function")
+        ->excludes(check)
+        ->excludes(print);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -57,5 +63,6 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
     }
     if (checkConfig) action = Action::checkConfig;
     if (printInventory) action = Action::printInventory;
+    if (showPlatform) action = Action::showPlatform;
     return true;
 }

@@ -4,7 +4,7 @@
 #include <string>
 
 struct vokdOptions {
-    enum class Action { run, checkConfig, printInventory };
+    enum class Action { run, checkConfig, printInventory, showPlatform };
 
     Action action = Action::run;
     std::string hostRoot;  // empty: the host that it runs on

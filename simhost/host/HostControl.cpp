@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common/Words.h"
+#include "host/HostLayout.h"
 
 namespace simhost {
 
@@ -27,6 +28,8 @@ const char hostControlHelp[] =
     "  command NAME garbage [--count N]     prints nonsense; without --count this stays so\n"
     "  command NAME normal\n"
     "  esxtop final-comma on|off            whether its lines end in a comma\n"
+    "  library NAME present|absent|without-encoder\n"
+    "                                       a location library; the agent looks when it starts\n"
     "  ipmi absent|present                  the device node vanishes, comes back\n"
     "  ipmi appears-after-bringup [N]       absent until modprobe was called N (5) times\n"
     "  reboot [--down SECONDS]              down in order, and up again after SECONDS (90) of the\n"
@@ -155,6 +158,23 @@ void esxtopCommand(SimulatedHost& host, Words& words) {
     host.setMemoryLinesEndInComma(how == "on");
 }
 
+void libraryCommand(SimulatedHost& host, Words& words) {
+    const std::string name = words.next("the library's name");
+    const auto names = locationLibraryNames();
+    if (std::none_of(names.begin(), names.end(), [&name](const char* each) { return name == each; }))
+        throw UsageError("the host has no library \"" + name + "\"");
+    const std::string how = words.next("present, absent or without-encoder");
+    words.end();
+    if (how == "present")
+        putLocationLibrary(host.places().root, name, LibraryForm::present);
+    else if (how == "absent")
+        putLocationLibrary(host.places().root, name, LibraryForm::absent);
+    else if (how == "without-encoder")
+        putLocationLibrary(host.places().root, name, LibraryForm::withoutEncoder);
+    else
+        throw UsageError("library: \"" + how + "\" is none of present, absent, without-encoder");
+}
+
 void ipmiCommand(SimulatedHost& host, Words& words) {
     const std::string what = words.next("absent, present or appears-after-bringup");
     if (what != "absent" && what != "present" && what != "appears-after-bringup")
@@ -192,9 +212,10 @@ struct Command {
 };
 
 constexpr Command commands[] = {
-    {"clock", clockCommand},     {"memory", memoryCommand}, {"interface", interfaceCommand},
-    {"command", commandCommand}, {"esxtop", esxtopCommand}, {"ipmi", ipmiCommand},
-    {"nic", nicCommand},         {"reboot", rebootCommand}, {"power-cut", powerCutCommand},
+    {"clock", clockCommand},        {"memory", memoryCommand}, {"interface", interfaceCommand},
+    {"command", commandCommand},    {"esxtop", esxtopCommand}, {"ipmi", ipmiCommand},
+    {"library", libraryCommand},    {"nic", nicCommand},       {"reboot", rebootCommand},
+    {"power-cut", powerCutCommand},
 };
 
 const char* faultName(CommandFault::Kind kind) {

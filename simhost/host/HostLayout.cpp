@@ -38,6 +38,9 @@ constexpr const char* directories[] = {
     "/vmfs/devices/char/mem",
 };
 
+constexpr char moduleLink[] = "/lib/libvok-hostaccess.so";
+constexpr char libraryWithoutEncoder[] = "libvkloc-without-encoder.so";
+
 constexpr char deviceNumbers[] =
     "Character devices:\n"
     "  1 mem\n"
@@ -113,7 +116,8 @@ std::string claimRoot(const std::string& root) {
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
     for (const char* directory : directories) fs::create_directories(root + directory);
     writeStandIns(root, sources.commandClient);
-    writeLink(sources.module, root + "/lib/libvok-hostaccess.so");
+    writeLink(sources.module, root + moduleLink);
+    for (const char* name : locationLibraryNames()) putLocationLibrary(root, name, LibraryForm::present);
     writeLink("/dev/null", root + "/dev/null");
     writeConfiguration(root, host, sources.configuration);
     writeFile(root + "/proc/devices", deviceNumbers);
@@ -122,6 +126,23 @@ void layOutHost(const std::string& root, const HostDescription& host, const Layo
     writeSmBios(root, host);
     layOutPciTree(root + "/sys", host.pciFunctions);
     for (const auto& [file, content] : host.files) writeFile(root + file, content);
+}
+
+std::vector<const char*> locationLibraryNames() {
+    return {"libvkloc0202.so", "libvkloc0302.so"};
+}
+
+void putLocationLibrary(const std::string& root, const std::string& name, LibraryForm form) {
+    const std::string place = root + "/lib/" + name;
+    if (form == LibraryForm::absent) {
+        fs::remove(place);
+        return;
+    }
+    const fs::path standIn = fs::canonical(root + moduleLink).parent_path() /
+                             (form == LibraryForm::withoutEncoder ? libraryWithoutEncoder : name);
+    if (!fs::exists(standIn))
+        throw std::runtime_error(standIn.string() + ": the stand-in of a library is not there");
+    link(standIn.string(), place);
 }
 
 }  // namespace simhost

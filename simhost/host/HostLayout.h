@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/HostDescription.h"
 
@@ -22,5 +23,14 @@ std::string claimRoot(const std::string& root);
 // Fills a claimed root. What its host and the agent have written stays, what comes from the description is
 // written anew. Throws std::runtime_error with a sentence.
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources);
+
+// The platforms' location libraries by name. Every host has both; the agent looks for its own platform's.
+std::vector<const char*> locationLibraryNames();
+
+enum class LibraryForm { present, absent, withoutEncoder };
+
+// Puts a library of that form into the root's lib, or takes it away. It is the stand-in that lies beside the
+// host-access module, so that all are of one ABI. Throws std::runtime_error when that is not there.
+void putLocationLibrary(const std::string& root, const std::string& name, LibraryForm form);
 
 }  // namespace simhost

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include "core/platformCheck.h"
 #include "core/vokLog.h"
@@ -83,7 +82,8 @@ void PCIeManufacturerResolver::getSubvendorID(std::string pciAddress, std::strin
                                   ":/,/^$/' | grep -w 'SubVendor ID' | awk '{print $3}'");
     char line[512] = {};
     if (!stream || (!std::fgets(line, sizeof(line), stream.get()) && std::ferror(stream.get()))) {
-        VOK_LOG_ERROR(module, "Error(%s) occurred in identifying SubVendor id for %s", std::strerror(errno),
+        const std::string reason = vokUtils::getErrorDescription(errno);
+        VOK_LOG_ERROR(module, "Error(%s) occurred in identifying SubVendor id for %s", reason.c_str(),
                       pciAddress.c_str());
         return;
     }

@@ -34,9 +34,10 @@ protected:
 
 TEST_F(SimulatedNic, TheListHasAHeadingARulerAndALineAnAdapter) {
     const std::string list = outputOf("localcli network nic list");
-    EXPECT_THAT(list, HasSubstr("Name    PCI Device    Driver  Admin Status  Link Status  Speed  Duplex  MAC "
-                                "Address        MTU   Description\n"
-                                "------  ------------  ------  ------------  -----------  -----  ------  ---"));
+    EXPECT_THAT(list,
+                HasSubstr("Name    PCI Device    Driver  Admin Status  Link Status  Speed  Duplex  MAC "
+                          "Address        MTU   Description\n"
+                          "------  ------------  ------  ------------  -----------  -----  ------  ---"));
     EXPECT_THAT(lineOf("vmnic0"), MatchesRegex("vmnic0 +0000:18:00\\.0 +igbn +Up +Up +1000 +Full "
                                                "+02:00:5e:10:00:00 +1500 +Intel Corporation I350.*\n"));
 }

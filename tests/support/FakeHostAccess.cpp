@@ -179,15 +179,25 @@ int FakeHostAccess::runCommand(const std::string& command) {
     return -1;
 }
 
-void* FakeHostAccess::openLibrary(const std::string&, int) {
-    return nullptr;
+void* FakeHostAccess::openLibrary(const std::string& name, int flags) {
+    const std::lock_guard<std::mutex> lock(guard);
+    openedLibraries.emplace_back(name, flags);
+    const auto found = libraries.find(name);
+    if (found == libraries.end()) return nullptr;
+    ++openLibraries;
+    return &found->second;
 }
 
-void* FakeHostAccess::librarySymbol(void*, const char*) {
-    return nullptr;
+void* FakeHostAccess::librarySymbol(void* library, const char* symbol) {
+    const std::lock_guard<std::mutex> lock(guard);
+    const auto& symbols = *static_cast<const std::map<std::string, void*>*>(library);
+    const auto found = symbols.find(symbol);
+    return found == symbols.end() ? nullptr : found->second;
 }
 
 int FakeHostAccess::closeLibrary(void*) {
+    const std::lock_guard<std::mutex> lock(guard);
+    --openLibraries;
     return 0;
 }
 

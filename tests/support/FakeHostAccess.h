@@ -71,6 +71,9 @@ public:
     std::function<bool(const timespec& deadline)> onTimedWait;
     // A timed wait ends by a signal alone, however long that takes: for threads that are to stand still.
     bool timedWaitsHold = false;
+    // Libraries by name, each with the addresses of its symbols; others are not there. What is not there has
+    // no reason in dlerror.
+    std::map<std::string, std::map<std::string, void*>> libraries;
     // Called in each pause before it is recorded.
     std::function<void(unsigned long)> onPause;
     // Called with each line for the system log before it is recorded; the logger's lock is held.
@@ -87,6 +90,9 @@ public:
     int openDevices = 0;                                      // opened and not closed yet
     unsigned int addressRoom = 0;                             // of the last receive, in bytes
     unsigned int dataRoom = 0;
+
+    std::vector<std::pair<std::string, int>> openedLibraries;  // names and flags, also of failed calls
+    int openLibraries = 0;                                     // opened and not closed yet
 
     // The payload of the remote commands that the device got, put together from their chunks as a
     // controller would.

@@ -14,12 +14,13 @@
 
 class vokFuzzHost : public vokKernelHostAccess {
 public:
-    // Puts the host in place, with a configuration that makes the agent log all it can. Standard output goes
-    // nowhere from here on.
+    // Puts the host in place, or one derived from it, with a configuration that makes the agent log all it
+    // can. Standard output goes nowhere from here on.
+    template <typename Host = vokFuzzHost>
     static void install() {
         char root[] = "/tmp/vok-fuzz-XXXXXX";
         if (!::mkdtemp(root)) std::abort();
-        auto host = std::make_unique<vokFuzzHost>();
+        auto host = std::make_unique<Host>();
         host->root_ = root;
         std::ofstream(host->path("/vok.conf"))
             << R"({"LoggingLevel": "Info", "EnableDebugLog": "true", "EnableResources": ["All"]})";

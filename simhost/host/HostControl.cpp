@@ -18,6 +18,11 @@ const char hostControlHelp[] =
     "  memory total MB free MB\n"
     "  interface add NAME ADDRESS[/LENGTH]\n"
     "  interface remove NAME [ADDRESS]\n"
+    "  nic NAME link up|down|unknown        the link of an Ethernet adapter\n"
+    "  nic NAME admin up|down               switched on or off by the administrator, with its link\n"
+    "  nic NAME speed MBITS\n"
+    "  nic NAME remove                      the adapter is gone\n"
+    "  nic NAME add PCI-ADDRESS [DRIVER]    and a new one has come\n"
     "  command NAME fail STATUS [--count N]\n"
     "  command NAME hang SECONDS [--count N] of the host's time; then it answers as ever\n"
     "  command NAME garbage [--count N]     prints nonsense; without --count this stays so\n"
@@ -73,6 +78,48 @@ void interfaceCommand(SimulatedHost& host, Words& words) {
     words.end();
     if (what == "add") return host.addAddress(name, address);
     if (!host.removeAddress(name, address)) throw UsageError("there is no such interface or address");
+}
+
+// The host's own words: "Up" for "up".
+std::string capitalised(std::string word, const std::string& choices) {
+    if ((" " + choices + " ").find(" " + word + " ") == std::string::npos)
+        throw UsageError("\"" + word + "\" is none of " + choices);
+    word[0] = static_cast<char>(word[0] - 'a' + 'A');
+    return word;
+}
+
+void nicCommand(SimulatedHost& host, Words& words) {
+    const std::string name = words.next("the adapter's name");
+    const std::string what = words.next("link, admin, speed, remove or add");
+    if (what == "add") {
+        NetworkAdapter made;
+        made.name = name;
+        made.pciDevice = words.next("the PCI address");
+        made.driver = words.empty() ? "ixgben" : words.next("the driver");
+        words.end();
+        made.speedMbps = 10000;
+        made.hardwareAddress = "02:00:5e:00:53:01";
+        made.description = "Added while the host runs";
+        return host.addAdapter(made);
+    }
+    if (what == "remove") {
+        words.end();
+        return host.removeAdapter(name);
+    }
+    NetworkAdapter& adapter = host.adapter(name);
+    if (what == "speed") {
+        const long long speed = words.nextNumber("the megabits per second", 0, 1000000000);
+        words.end();
+        adapter.speedMbps = static_cast<std::uint64_t>(speed);
+        return;
+    }
+    if (what != "link" && what != "admin")
+        throw UsageError("nic: \"" + what + "\" is none of link, admin, speed, remove, add");
+    const std::string status =
+        capitalised(words.next("the status"), what == "link" ? "up down unknown" : "up down");
+    words.end();
+    adapter.linkStatus = status;
+    if (what == "admin") adapter.adminStatus = status;
 }
 
 void commandCommand(SimulatedHost& host, Words& words) {
@@ -165,9 +212,10 @@ struct Command {
 };
 
 constexpr Command commands[] = {
-    {"clock", clockCommand},     {"memory", memoryCommand}, {"interface", interfaceCommand},
-    {"command", commandCommand}, {"esxtop", esxtopCommand}, {"ipmi", ipmiCommand},
-    {"library", libraryCommand}, {"reboot", rebootCommand}, {"power-cut", powerCutCommand},
+    {"clock", clockCommand},        {"memory", memoryCommand}, {"interface", interfaceCommand},
+    {"command", commandCommand},    {"esxtop", esxtopCommand}, {"ipmi", ipmiCommand},
+    {"library", libraryCommand},    {"nic", nicCommand},       {"reboot", rebootCommand},
+    {"power-cut", powerCutCommand},
 };
 
 const char* faultName(CommandFault::Kind kind) {

@@ -4,80 +4,18 @@
 #include <json/json.h>
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <stdexcept>
 
 #include "common/Text.h"
+#include "host/DescriptionSection.h"
+#include "host/SmBiosDescription.h"
 
 namespace simhost {
 
 namespace {
-
-// One object of the description. Takes its members by name and at the end refuses what nobody took.
-class Section {
-public:
-    Section(const Json::Value& value, std::string name) : value_(value), name_(std::move(name)) {
-        if (!value.isObject()) fail("is not an object");
-    }
-
-    void text(const char* key, std::string& into) {
-        if (const Json::Value* found = take(key)) {
-            if (!found->isString()) fail(std::string(key) + " is not a text");
-            into = found->asString();
-        }
-    }
-    template <class Number>
-    void number(const char* key, Number& into) {
-        if (const Json::Value* found = take(key)) {
-            if (!found->isInt64() || found->asInt64() < 0)
-                fail(std::string(key) + " is not a whole number of 0 or more");
-            into = static_cast<Number>(found->asInt64());
-        }
-    }
-    void truth(const char* key, bool& into) {
-        if (const Json::Value* found = take(key)) {
-            if (!found->isBool()) fail(std::string(key) + " is not true or false");
-            into = found->asBool();
-        }
-    }
-    template <class Use>
-    void section(const char* key, Use use) {
-        if (const Json::Value* found = take(key)) {
-            Section inner(*found, name_ + "." + key);
-            use(inner);
-            inner.end();
-        }
-    }
-    template <class Use>
-    void list(const char* key, Use use) {
-        if (const Json::Value* found = take(key)) {
-            if (!found->isArray()) fail(std::string(key) + " is not an array");
-            for (Json::ArrayIndex i = 0; i < found->size(); ++i)
-                use((*found)[i], name_ + "." + key + "[" + std::to_string(i) + "]");
-        }
-    }
-    const Json::Value& whole() const { return value_; }
-    const Json::Value* take(const char* key) {
-        taken_.insert(key);
-        return value_.isMember(key) ? &value_[key] : nullptr;
-    }
-    void end() const {
-        for (const auto& key : value_.getMemberNames())
-            if (taken_.count(key) == 0) fail("has a key \"" + key + "\" that is not known");
-    }
-    [[noreturn]] void fail(const std::string& what) const { throw std::runtime_error(name_ + " " + what); }
-
-private:
-    const Json::Value& value_;
-    std::string name_;
-    std::set<std::string> taken_;
-};
-
-std::string textElement(const Json::Value& value, const std::string& name) {
-    if (!value.isString()) throw std::runtime_error(name + " is not a text");
-    return value.asString();
-}
 
 DescribedInterface parseInterface(const Json::Value& value, const std::string& name) {
     Section section(value, name);
@@ -101,51 +39,121 @@ DescribedInterface parseInterface(const Json::Value& value, const std::string& n
     return made;
 }
 
-bool parseHexadecimal(const std::string& digits, unsigned& number) {
-    if (digits.empty() || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-        return false;
-    number = static_cast<unsigned>(std::strtoul(digits.c_str(), nullptr, 16));
-    return true;
+constexpr char noParent[] = "PCI 0:0:0:0";
+
+// A place in the list's own form, decimal: "PCI 0:59:0:1".
+std::string dottedPlace(const PciAddress& address) {
+    return formatText("PCI %u:%u:%u:%u", address.segment, static_cast<unsigned>(address.bus),
+                      static_cast<unsigned>(address.slot), static_cast<unsigned>(address.function));
+}
+
+void parseProductData(Section& vpd, PciFunction& into) {
+    vpd.text("productName", into.productName);
+    vpd.section("tags", [&into](Section& tags) {
+        for (const auto& keyword : tags.whole().getMemberNames()) {
+            std::string& value = into.productTags[keyword];
+            tags.text(keyword.c_str(), value);
+            if (keyword.size() != 2 || value.size() > 255)
+                tags.fail("has the tag \"" + keyword +
+                          "\", which needs a keyword of 2 characters and a value of " + "at most 255");
+        }
+    });
 }
 
 // Fills in what the address says of a function, and what most functions have in common.
 PciFunction parsePciFunction(const Json::Value& value, const std::string& name) {
     Section section(value, name);
-    PciFunction made{{"Configured Owner", "VMkernel"},
-                     {"Current Owner", "VMkernel"},
-                     {"Programming Interface", "0x00"},
-                     {"Revision ID", "0x01"},
-                     {"Interrupt Line", "0xff"},
-                     {"IRQ", "255"},
-                     {"Interrupt Vector", "0x00"},
-                     {"PCI Pin", "0x00"},
-                     {"Spawned Bus", "0x00"},
-                     {"Flags", "0x3001"},
-                     {"Module ID", "-1"},
-                     {"Module Name", "None"},
-                     {"Chassis", "0"},
-                     {"Physical Slot", "4294967295"},
-                     {"Passthru Capable", "true"},
-                     {"Reset Method", "Function reset"},
-                     {"FPT Sharable", "true"}};
+    PciFunction made;
+    made.listed = {{"Configured Owner", "VMkernel"},
+                   {"Current Owner", "VMkernel"},
+                   {"Programming Interface", "0x00"},
+                   {"Revision ID", "0x01"},
+                   {"Interrupt Line", "0xff"},
+                   {"IRQ", "255"},
+                   {"Interrupt Vector", "0x00"},
+                   {"PCI Pin", "0x00"},
+                   {"Spawned Bus", "0x00"},
+                   {"Flags", "0x3001"},
+                   {"Module ID", "-1"},
+                   {"Module Name", "None"},
+                   {"Chassis", "0"},
+                   {"Physical Slot", "4294967295"},
+                   {"Passthru Capable", "true"},
+                   {"Parent Device", noParent},
+                   {"Reset Method", "Function reset"},
+                   {"FPT Sharable", "true"}};
     std::string address;
     section.text("Address", address);
-    unsigned segment = 0, bus = 0, slot = 0, function = 0;
-    const bool formed =
-        address.size() == 12 && address[4] == ':' && address[7] == ':' && address[10] == '.' &&
-        parseHexadecimal(address.substr(0, 4), segment) && parseHexadecimal(address.substr(5, 2), bus) &&
-        parseHexadecimal(address.substr(8, 2), slot) && parseHexadecimal(address.substr(11), function);
-    if (!formed) section.fail("has the Address \"" + address + "\", which is not of the form 0000:3b:00.0");
-    made["Address"] = address;
-    made["Segment"] = formatText("0x%04x", segment);
-    made["Bus"] = formatText("0x%02x", bus);
-    made["Slot"] = formatText("0x%02x", slot);
-    made["Function"] = formatText("0x%x", function);
-    made["Dependent Device"] = formatText("PCI %u:%u:%u:%u", segment, bus, slot, function);
-    made["Parent Device"] = "PCI 0:0:0:0";
-    for (const auto& key : pciKeys()) section.text(key.c_str(), made[key]);
+    const auto place = parsePciAddress(address);
+    if (!place) section.fail("has the Address \"" + address + "\", which is not of the form 0000:3b:00.0");
+    made.address = *place;
+    made.listed["Address"] = address;
+    made.listed["Segment"] = formatText("0x%04x", place->segment);
+    made.listed["Bus"] = formatText("0x%02x", static_cast<unsigned>(place->bus));
+    made.listed["Slot"] = formatText("0x%02x", static_cast<unsigned>(place->slot));
+    made.listed["Function"] = formatText("0x%x", static_cast<unsigned>(place->function));
+    made.listed["Dependent Device"] = dottedPlace(*place);
+    for (const auto& key : pciKeys()) section.text(key.c_str(), made.listed[key]);
+    section.number("linkWidth", made.linkWidth, 32);
+    section.section("vpd", [&made](Section& vpd) { parseProductData(vpd, made); });
     section.end();
     return made;
+}
+
+// The bridge whose bus a function stands on is its parent, where the description tells nothing else.
+void completePciFunctions(Section& root, std::vector<PciFunction>& functions) {
+    std::set<std::string> addresses;
+    for (auto& each : functions) {
+        if (!addresses.insert(formatPciAddress(each.address)).second)
+            root.fail("has the PCI function " + each.at("Address") + " twice");
+        if (each.address.bus == 0 || each.at("Parent Device") != noParent) continue;
+        const auto spawns = [&each](const PciFunction& other) {
+            return other.address.segment == each.address.segment &&
+                   parsePrefixedHexadecimal(other.at("Spawned Bus")).value_or(0) == each.address.bus;
+        };
+        const auto bridge = std::find_if(functions.begin(), functions.end(), spawns);
+        if (bridge != functions.end()) each.listed["Parent Device"] = dottedPlace(bridge->address);
+    }
+}
+
+// "20000090fa7c41d0" as "20:00:00:90:fa:7c:41:d0".
+std::string worldWideName(const std::string& digits) {
+    std::string name;
+    for (std::size_t at = 0; at < digits.size(); at += 2) name += (at ? ":" : "") + digits.substr(at, 2);
+    return name;
+}
+
+// What the adapter's row tells of its port need not be told again: "fc.NODE:PORT" is its UID.
+FibreChannelPort portOf(const StorageAdapter& adapter) {
+    FibreChannelPort port;
+    const std::size_t colon = adapter.uid.find(':');
+    if (adapter.uid.compare(0, 3, "fc.") == 0 && colon != std::string::npos) {
+        port.nodeName = worldWideName(adapter.uid.substr(3, colon - 3));
+        port.portName = worldWideName(adapter.uid.substr(colon + 1));
+    }
+    const bool up = adapter.linkState == "link-up";
+    port.speed = up ? "16 Gbps" : "0 Gbps";
+    port.portState = up ? "ONLINE" : "LINKDOWN";
+    port.driverName = adapter.driver;
+    const std::size_t description = adapter.description.find(") ");
+    port.modelDescription =
+        description == std::string::npos ? adapter.description : adapter.description.substr(description + 2);
+    return port;
+}
+
+void parseFibreChannel(Section& section, FibreChannelPort& port) {
+    section.text("portId", port.portId);
+    section.text("nodeName", port.nodeName);
+    section.text("portName", port.portName);
+    section.text("speed", port.speed);
+    section.text("portType", port.portType);
+    section.text("portState", port.portState);
+    section.text("modelDescription", port.modelDescription);
+    section.text("hardwareVersion", port.hardwareVersion);
+    section.text("optionRomVersion", port.optionRomVersion);
+    section.text("firmwareVersion", port.firmwareVersion);
+    section.text("driverName", port.driverName);
+    section.text("driverVersion", port.driverVersion);
 }
 
 StorageAdapter parseAdapter(const Json::Value& value, const std::string& name) {
@@ -157,7 +165,28 @@ StorageAdapter parseAdapter(const Json::Value& value, const std::string& name) {
     section.text("uid", made.uid);
     section.text("capabilities", made.capabilities);
     section.text("description", made.description);
+    if (made.uid.compare(0, 3, "fc.") == 0 || section.has("fibreChannel")) made.fibreChannel = portOf(made);
+    section.section("fibreChannel", [&made](Section& port) { parseFibreChannel(port, *made.fibreChannel); });
     section.end();
+    return made;
+}
+
+NetworkAdapter parseNetworkAdapter(const Json::Value& value, const std::string& name) {
+    Section section(value, name);
+    NetworkAdapter made;
+    section.text("name", made.name);
+    section.text("pciDevice", made.pciDevice);
+    section.text("driver", made.driver);
+    section.text("adminStatus", made.adminStatus);
+    section.text("linkStatus", made.linkStatus);
+    section.number("speedMbps", made.speedMbps);
+    section.text("duplex", made.duplex);
+    section.text("hardwareAddress", made.hardwareAddress);
+    section.number("mtu", made.mtu);
+    section.text("description", made.description);
+    section.text("firmwareVersion", made.firmwareVersion);
+    section.end();
+    if (made.name.empty()) section.fail("needs a name");
     return made;
 }
 
@@ -211,7 +240,7 @@ const std::vector<std::string>& pciKeys() {
     return keys;
 }
 
-HostDescription parseHostDescription(const Json::Value& value) {
+HostDescription parseHostDescription(const Json::Value& value, const std::string& directory) {
     HostDescription host;
     Section root(value, "the description");
     std::string remark;
@@ -242,8 +271,13 @@ HostDescription parseHostDescription(const Json::Value& value) {
     root.list("pci", [&host](const Json::Value& each, const std::string& name) {
         host.pciFunctions.push_back(parsePciFunction(each, name));
     });
+    completePciFunctions(root, host.pciFunctions);
+    root.section("smbios", [&](Section& smbios) { host.smbios = parseSmBios(smbios, directory); });
     root.list("storageAdapters", [&host](const Json::Value& each, const std::string& name) {
         host.storageAdapters.push_back(parseAdapter(each, name));
+    });
+    root.list("networkAdapters", [&host](const Json::Value& each, const std::string& name) {
+        host.networkAdapters.push_back(parseNetworkAdapter(each, name));
     });
     if (const Json::Value* configuration = root.take("configuration"))
         host.configuration = configuration->toStyledString();
@@ -262,7 +296,7 @@ HostDescription readHostDescription(const std::string& file) {
     std::string errors;
     try {
         if (!Json::parseFromStream(builder, stream, &root, &errors)) throw std::runtime_error(errors);
-        return parseHostDescription(root);
+        return parseHostDescription(root, std::filesystem::path(file).parent_path().string());
     } catch (const std::exception& problem) {
         throw std::runtime_error(file + ": " + problem.what());
     }
@@ -289,10 +323,10 @@ bool parseInterfaceAddress(const std::string& text, std::uint8_t (&bytes)[4], st
 bool parseHardwareAddress(const std::string& text, std::uint8_t (&bytes)[6]) {
     if (text.size() != 17) return false;
     for (std::size_t i = 0; i < 6; ++i) {
-        unsigned number = 0;
-        if (!parseHexadecimal(text.substr(3 * i, 2), number)) return false;
+        const auto number = parseHexadecimal(text.substr(3 * i, 2));
+        if (!number) return false;
         if (i < 5 && text[3 * i + 2] != ':') return false;
-        bytes[i] = static_cast<std::uint8_t>(number);
+        bytes[i] = static_cast<std::uint8_t>(*number);
     }
     return true;
 }

@@ -4,8 +4,11 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "common/Hexadecimal.h"
 
 namespace Json {
 class Value;
@@ -19,8 +22,33 @@ struct DescribedInterface {
     std::vector<std::string> addresses;  // "10.1.2.3/24"
 };
 
-// A PCI function: the lines of `localcli hardware pci list` by key.
-using PciFunction = std::map<std::string, std::string>;
+// A PCI function: the lines of `localcli hardware pci list` by key, and what only its configuration space and
+// its vital product data tell.
+struct PciFunction {
+    std::map<std::string, std::string> listed;
+    PciAddress address;
+    std::uint8_t linkWidth = 0;  // lanes of PCI Express; 0 for a function of conventional PCI
+    std::string productName;     // vital product data; empty, with no tags: none
+    std::map<std::string, std::string> productTags;  // "PN", ...
+
+    const std::string& at(const std::string& key) const { return listed.at(key); }
+};
+
+// The port of a Fibre Channel adapter: a block of `localcli storage san fc list`.
+struct FibreChannelPort {
+    std::string portId = "000000";
+    std::string nodeName;  // "20:00:00:90:fa:7c:41:d0"
+    std::string portName;
+    std::string speed;
+    std::string portType = "NPort";
+    std::string portState;
+    std::string modelDescription;
+    std::string hardwareVersion;
+    std::string optionRomVersion;
+    std::string firmwareVersion;
+    std::string driverName;
+    std::string driverVersion;  // empty: the driver does not tell it
+};
 
 struct StorageAdapter {
     std::string name;
@@ -29,6 +57,22 @@ struct StorageAdapter {
     std::string uid;
     std::string capabilities;
     std::string description;
+    std::optional<FibreChannelPort> fibreChannel;
+};
+
+// An Ethernet adapter: the columns of `localcli network nic list`, and what `network nic get` adds.
+struct NetworkAdapter {
+    std::string name;
+    std::string pciDevice;  // "0000:3b:00.0", or "Pseudo"
+    std::string driver;
+    std::string adminStatus = "Up";
+    std::string linkStatus = "Up";
+    std::uint64_t speedMbps = 0;
+    std::string duplex = "Full";
+    std::string hardwareAddress;
+    std::uint64_t mtu = 1500;
+    std::string description;
+    std::string firmwareVersion;  // empty: the driver tells none
 };
 
 struct HostDescription {
@@ -52,7 +96,9 @@ struct HostDescription {
     std::vector<DescribedInterface> interfaces;
     std::vector<PciFunction> pciFunctions;
     std::vector<StorageAdapter> storageAdapters;
+    std::vector<NetworkAdapter> networkAdapters;
 
+    std::string smbios;                        // content of the device file; empty: there is none
     std::string configuration;                 // of the agent; empty for none
     std::map<std::string, std::string> files;  // absolute place on the host, content
 };
@@ -62,7 +108,8 @@ const std::vector<std::string>& pciKeys();
 
 // Reads the description. Throws std::runtime_error with a sentence that names the file and what is wrong.
 HostDescription readHostDescription(const std::string& file);
-HostDescription parseHostDescription(const Json::Value& root);
+// `directory` is where the files lie that a description names.
+HostDescription parseHostDescription(const Json::Value& root, const std::string& directory = ".");
 
 // True for an IPv4 address in dotted form; its four bytes go to `bytes`.
 bool parseIpv4(const std::string& text, std::uint8_t (&bytes)[4]);

@@ -1,12 +1,13 @@
 #include "host/HostLayout.h"
 
-#include <sys/stat.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 
 #include "common/HostPlaces.h"
+#include "host/LayoutFiles.h"
+#include "host/PciTree.h"
 #include "host/StandIns.h"
 #include "platform/vokShell.h"
 
@@ -64,14 +65,6 @@ constexpr char memoryToolConfiguration[] =
     "ABCd\n"
     "5m\n";
 
-void writeFile(const std::string& place, const std::string& content, mode_t mode = 0600) {
-    fs::create_directories(fs::path(place).parent_path());
-    std::ofstream stream(place, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    if (!stream || ::chmod(place.c_str(), mode) != 0) throw std::runtime_error(place + ": can't be written");
-}
-
 std::string readFile(const std::string& place) {
     std::ifstream stream(place, std::ios::binary);
     if (!stream) throw std::runtime_error(place + ": can't be opened");
@@ -80,17 +73,21 @@ std::string readFile(const std::string& place) {
     return content.str();
 }
 
-void link(const std::string& target, const std::string& place) {
-    fs::remove(place);
-    fs::create_symlink(target, place);
-}
-
 void writeStandIns(const std::string& root, const std::string& client) {
     for (const char* name : standInNames())
         writeFile(root + "/bin/" + name,
                   "#!/bin/sh\nexec " + vokShellQuote(client) + " --root " + vokShellQuote(root) + " " + name +
                       " \"$@\"\n",
                   0700);
+}
+
+// Without a table the host has no device file for one.
+void writeSmBios(const std::string& root, const HostDescription& host) {
+    const std::string place = root + "/vmfs/devices/char/mem/smbios";
+    if (host.smbios.empty())
+        fs::remove(place);
+    else
+        writeFile(place, host.smbios);
 }
 
 void writeConfiguration(const std::string& root, const HostDescription& host, const std::string& given) {
@@ -119,13 +116,15 @@ std::string claimRoot(const std::string& root) {
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
     for (const char* directory : directories) fs::create_directories(root + directory);
     writeStandIns(root, sources.commandClient);
-    link(sources.module, root + moduleLink);
+    writeLink(sources.module, root + moduleLink);
     for (const char* name : locationLibraryNames()) putLocationLibrary(root, name, LibraryForm::present);
-    link("/dev/null", root + "/dev/null");
+    writeLink("/dev/null", root + "/dev/null");
     writeConfiguration(root, host, sources.configuration);
     writeFile(root + "/proc/devices", deviceNumbers);
     const std::string memoryTool = root + "/opt/mev/vok/data/esxtopconf";
     if (!fs::exists(memoryTool)) writeFile(memoryTool, memoryToolConfiguration);
+    writeSmBios(root, host);
+    layOutPciTree(root + "/sys", host.pciFunctions);
     for (const auto& [file, content] : host.files) writeFile(root + file, content);
 }
 

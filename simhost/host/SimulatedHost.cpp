@@ -139,6 +139,25 @@ void SimulatedHost::setMemory(std::uint64_t totalMBytes, std::uint64_t freeMByte
     publishFacts();
 }
 
+NetworkAdapter& SimulatedHost::adapter(const std::string& name) {
+    for (auto& each : description_.networkAdapters)
+        if (each.name == name) return each;
+    throw UsageError("the host has no Ethernet adapter \"" + name + "\"");
+}
+
+void SimulatedHost::addAdapter(const NetworkAdapter& adapter) {
+    for (const auto& each : description_.networkAdapters)
+        if (each.name == adapter.name)
+            throw UsageError("the host has an adapter " + adapter.name + " already");
+    description_.networkAdapters.push_back(adapter);
+}
+
+void SimulatedHost::removeAdapter(const std::string& name) {
+    const NetworkAdapter* const gone = &adapter(name);
+    description_.networkAdapters.erase(description_.networkAdapters.begin() +
+                                       (gone - description_.networkAdapters.data()));
+}
+
 void SimulatedHost::addAddress(const std::string& interface, const std::string& address) {
     std::uint8_t bytes[4];
     std::uint8_t length = 0;

@@ -44,6 +44,11 @@ public:
     // Without an address the whole interface goes. False when there is no such one.
     bool removeAddress(const std::string& interface, const std::string& address);
 
+    // Throws UsageError when the host has no adapter of this name, or one already.
+    NetworkAdapter& adapter(const std::string& name);
+    void addAdapter(const NetworkAdapter& adapter);
+    void removeAdapter(const std::string& name);
+
     // The node vanishes; it comes back after so many calls of modprobe, with none never by itself.
     void hideIpmi(std::optional<unsigned long> callsUntilBack);
     void showIpmi();

@@ -2,12 +2,13 @@
 
 #include "core/vokModules.h"
 #include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
 
 // Set when the library is loaded, in this order, so that every manager exists before the first caller runs.
 // Null: this build has no such manager.
 vokResourceManager* const HostClassObj = HostResourceManager::getInstance();
 vokResourceManager* const SASClassObj = nullptr;
-vokResourceManager* const NICClassObj = nullptr;
+vokResourceManager* const NICClassObj = NICResourceManager::getInstance();
 vokResourceManager* const FCClassObj = nullptr;
 
 vokResourceManager* vokFactory::createInstance(int id) {

@@ -16,6 +16,7 @@
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
 #include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
 #include "platform/vokUtils.h"
 
 namespace {
@@ -32,6 +33,10 @@ constexpr TestEventRaiser raisers[] = {
     {vokAgentEvent, [](int id, const std::string&) { generateTestEvent(id); }},
     {vokHostEvent,
      [](int id, const std::string&) { HostResourceManager::getInstance()->generateTestEvent(id); }},
+    {vokEthernetEvent,
+     [](int id, const std::string& location) {
+         NICResourceManager::getInstance()->generateTestEvent(id, location);
+     }},
 };
 
 // Types that the interface knows, though no number has them.
@@ -47,8 +52,7 @@ const TestEventRaiser* findRaiser(int type) {
     return found == std::end(raisers) ? nullptr : found;
 }
 
-// The number at the start of the text, 0 when there is none. What int does not hold is no event number on
-// either ABI, and must not become one by being cut.
+// What int does not hold is no event number on either ABI, and must not become one by being cut.
 int eventIdFrom(const std::string& text) {
     const long value = std::strtol(text.c_str(), nullptr, 10);
     return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
@@ -60,12 +64,14 @@ bool vokTestEventHasRaiser(int type) {
     return findRaiser(type) != nullptr;
 }
 
-void sendTestEventWithEventId(char* payload) {
-    const std::string text = payload;
+vokTestEventRequest vokReadTestEventRequest(const std::string& text) {
     const std::size_t blank = text.find(' ');
-    const std::string location = blank == std::string::npos ? "FFFFFFFFFFFFFFFF" : text.substr(blank + 1);
-    const int id = eventIdFrom(text.substr(0, blank));
+    return {eventIdFrom(text.substr(0, blank)),
+            blank == std::string::npos ? "FFFFFFFFFFFFFFFF" : text.substr(blank + 1)};
+}
 
+void sendTestEventWithEventId(char* payload) {
+    const auto [id, location] = vokReadTestEventRequest(payload);
     const int type = getEventType(id);
     if (const TestEventRaiser* const raiser = findRaiser(type)) {
         raiser->raise(id, location);

@@ -13,6 +13,7 @@
 #include "host/esxtopMemory.h"
 #include "platform/vokHostAccess.h"
 #include "platform/vokUtils.h"
+#include "platform/vokWorkFile.h"
 
 namespace {
 
@@ -39,19 +40,6 @@ constexpr vokManagerTraits hostTraits = {
 
 struct CloseFile {
     void operator()(FILE* file) const { std::fclose(file); }
-};
-
-// A file that the command appends to, so that nothing of it may stay for the next sample.
-class RemovedAtEnd {
-public:
-    explicit RemovedAtEnd(std::string place) : place_(std::move(place)) {}
-    ~RemovedAtEnd() { std::remove(place_.c_str()); }
-    RemovedAtEnd(const RemovedAtEnd&) = delete;
-    RemovedAtEnd& operator=(const RemovedAtEnd&) = delete;
-    const std::string& place() const { return place_; }
-
-private:
-    std::string place_;
 };
 
 }  // namespace
@@ -129,9 +117,9 @@ void HostResourceManager::populateCollectionInfo() {
 }
 
 std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
-    const RemovedAtEnd sample(vokHostAccess().path(hostMemFile));
+    const vokWorkFile sample(hostMemFile);
     const int status = vokHostAccess().runCommand("esxtop -c " + vokHostAccess().commandPath(esxtopconf) +
-                                                  " -b -n 1 >> " + vokHostAccess().commandPath(hostMemFile));
+                                                  " -b -n 1 >> " + sample.word());
     if (status != 0) {
         const int reason = errno;
         if (!getTotalPhysicalMemoryFailureLogged) {

@@ -53,7 +53,8 @@ std::unique_ptr<SysFsTreeElement> makeElement(const std::string& name, const std
     if (S_ISLNK(status.st_mode)) element = std::make_unique<SysFsLink>(name, path, status);
     if (S_ISREG(status.st_mode)) element = std::make_unique<SysFsAttrib>(name, path, status);
     if (S_ISDIR(status.st_mode)) element = std::make_unique<SysFsDirectory>(name, path, status);
-    return element ? std::make_unique<SysFsTreeElement>(std::move(element)) : nullptr;
+    if (!element) return nullptr;
+    return std::make_unique<SysFsTreeElement>(std::move(element));
 }
 
 bool isDirectory(const SysFsTreeElement& place) {

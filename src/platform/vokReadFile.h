@@ -1,13 +1,13 @@
 // Whole files in one malloc()ed buffer, for text that is longer than an attribute.
 //
 // Both functions take an absolute path of the host, give null when it is null or can't be opened (see
-// vokOpenAttribute for what can) or when there is no memory, and read at most the first 8 MiB. The caller
+// vokOpenAttribute for what can) or when there is no memory, and read at most the first 4 MiB. The caller
 // gives the one block that they return to free().
 #pragma once
 
 #include <cstdint>
 
-constexpr std::uint32_t vokGreatestFile = 8u << 20;
+constexpr std::uint32_t vokGreatestFile = 4u << 20;
 
 // The count of bytes read as 32 bits, then the bytes; room for 2048 bytes more lies behind them.
 char* ReadFile(const char* path);

@@ -79,10 +79,20 @@ private:
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
+using Buffer = std::unique_ptr<unsigned char, Free>;
+
+// Gives back what the device's bytes don't need.
+void fit(Buffer& data, std::size_t length) {
+    if (length == 0) return;
+    if (void* const fitted = std::realloc(data.get(), length)) {
+        static_cast<void>(data.release());
+        data.reset(static_cast<unsigned char*>(fitted));
+    }
+}
 
 std::mutex tableMutex;  // guards all below, and the table's bytes
 bool initialised = false;
-std::unique_ptr<unsigned char, Free> buffer;
+Buffer buffer;
 Table table;
 
 template <std::size_t Size>
@@ -222,12 +232,13 @@ int SmBiosInit() {
     if (initialised) return 0;
     const int device = vokHostAccess().openDevice(vokHostAccess().path(deviceFile), O_RDONLY | O_SYNC);
     if (device < 0) return -1;
-
-    std::unique_ptr<unsigned char, Free> data(static_cast<unsigned char*>(std::malloc(bufferSize)));
+    Buffer data(static_cast<unsigned char*>(std::malloc(bufferSize)));
     const ssize_t count = data ? ::read(device, data.get(), bufferSize) : -1;
     const int reason = count < 0 ? errno : ENODATA;
     vokHostAccess().closeDevice(device);
-    if (count < 0 || !findTable(data.get(), static_cast<std::size_t>(count), table)) {
+    const std::size_t length = count < 0 ? 0 : static_cast<std::size_t>(count);
+    fit(data, length);
+    if (!findTable(data.get(), length, table)) {
         errno = reason;
         return -1;
     }

@@ -57,7 +57,7 @@ char* get_sysfs_str(const char* path) {
 char* get_sysfs_buf(const char* path, ssize_t* length) {
     const std::string bytes = vokReadAttribute(path);
     auto* const copy = bytes.empty() ? nullptr : static_cast<char*>(std::malloc(bytes.size()));
-    if (copy) std::memcpy(copy, bytes.data(), bytes.size());
+    if (copy) bytes.copy(copy, bytes.size());
     if (length) *length = copy ? static_cast<ssize_t>(bytes.size()) : 0;
     return copy;
 }

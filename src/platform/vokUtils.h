@@ -38,6 +38,8 @@ public:
     static std::string getLineFromFile(std::string path, std::string pattern);
     // True for the form "%04x:%02x:%02x.%x", which alone may enter a command.
     static bool isPCIAddress(const std::string& text);
+    // True for a name that network interfaces and adapters can have: it means itself in a command.
+    static bool isInterfaceName(const std::string& text);
 
     // --- the host and its names (vokUtilsHost.cpp) ---
 

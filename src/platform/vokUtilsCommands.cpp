@@ -50,13 +50,6 @@ std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::st
     return {values[0], values[1]};
 }
 
-// A name that means itself between the quotes of a command and is no option of grep.
-bool isAdapterName(const std::string& name) {
-    return !name.empty() && name.front() != '-' && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-        return std::isalnum(c) || std::strchr("._:-", c) != nullptr;
-    });
-}
-
 }  // namespace
 
 std::string vokUtils::executeEsxiCommandAndFetchOutput(std::string command) {
@@ -140,8 +133,15 @@ bool vokUtils::isPCIAddress(const std::string& text) {
     return true;
 }
 
+bool vokUtils::isInterfaceName(const std::string& text) {
+    // No option of a command, and nothing that a shell or an expression reads otherwise.
+    return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+        return std::isalnum(c) || std::strchr("._:-", c) != nullptr;
+    });
+}
+
 int vokUtils::getPCIString(std::string adapter, std::string& out) {
-    if (!isAdapterName(adapter)) {
+    if (!isInterfaceName(adapter)) {
         VOK_LOG_WARNING("VOK_UTILS", "Not an adapter name, not looked up : %s", adapter.c_str());
         return -1;
     }

@@ -135,7 +135,8 @@ bool vokJsonAggregator::checkIfInventoryReady(std::unique_lock<std::mutex>& lock
     for (int pass = 0; pass < readinessPasses; ++pass) {
         VOK_LOG_DEBUG("JSON_AGGR", "Aggregator thread sleeping for %ld sec iteration no. %d", pause,
                       pass + 1);
-        if (!aggrThreadSleep(lock, pause) || stopAggr) return false;
+        // A stop that came before the pause has no signal to end it any more.
+        if (stopAggr || !aggrThreadSleep(lock, pause) || stopAggr) return false;
         bool allReady = true;
         for (int id = firstResource; id <= lastResource; ++id) {
             vokResourceManager* const manager = enabledManager(id);

@@ -31,26 +31,26 @@ bool holdsInventoryRequest(const unsigned char* buffer) {
 }  // namespace
 
 bool IPMIUtils::checkIPMIDBRequest() {
-    VOK_LOG_DEBUG("IPMI", "Checking IPMI door bell request");
+    VOK_LOG_DEBUG("IPMI_DB", "Checking IPMI door bell request");
     DoorBellBuffer buffer;
     if (!pollDoorBell(doorBells[0].command, buffer.bytes)) {
-        VOK_LOG_ERROR("IPMI", "An error occurred in checking RMC request via IPMI");
+        VOK_LOG_ERROR("IPMI_DB", "An error occurred in checking RMC request via IPMI");
         return false;
     }
-    VOK_LOG_DEBUG("IPMI", "Return buffer from door bell: %s", buffer.text());
+    VOK_LOG_DEBUG("IPMI_DB", "Return buffer from door bell: %s", buffer.text());
     return holdsInventoryRequest(buffer.bytes);
 }
 
 int IPMIUtils::checkIPMIDBGenericRequest(int type) {
-    VOK_LOG_DEBUG("IPMI", "Checking IPMI door bell request");
+    VOK_LOG_DEBUG("IPMI_DB", "Checking IPMI door bell request");
     for (const auto& bell : doorBells) {
         if (bell.type != type) continue;
         DoorBellBuffer buffer;
         if (!pollDoorBell(bell.command, buffer.bytes)) {
-            VOK_LOG_ERROR("IPMI", "An error occurred in checking RMC request via IPMI");
+            VOK_LOG_ERROR("IPMI_DB", "An error occurred in checking RMC request via IPMI");
             return 0;
         }
-        VOK_LOG_DEBUG("IPMI", "Return buffer from door bell: %s", buffer.text());
+        VOK_LOG_DEBUG("IPMI_DB", "Return buffer from door bell: %s", buffer.text());
         return checkIPMIBuffer(type, buffer.bytes);
     }
     return 0;

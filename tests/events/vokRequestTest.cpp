@@ -27,10 +27,11 @@ TEST_F(vokRequestTest, ThreeFieldsAreLogged) {
 }
 
 TEST_F(vokRequestTest, AnyCodeButTheTestEventsBringsAnEventText) {
-    for (const int code : {0, 1, 0x0101, 0x0103, 0x0201, 0xFFFF}) EXPECT_EQ(serve(code, event), 0) << code;
-    EXPECT_THAT(delivered(), SizeIs(6));
+    for (const int code : {0, 1, 0x0002, 0x0101, 0x0103, 0x0201, 0x0202, 0xFFFF})
+        EXPECT_EQ(serve(code, event), 0) << code;
+    EXPECT_THAT(delivered(), SizeIs(8));
     EXPECT_EQ(serve(0x0102, event), 0);
-    EXPECT_THAT(delivered(), SizeIs(6));
+    EXPECT_THAT(delivered(), SizeIs(8));
 }
 
 TEST_F(vokRequestTest, AFailedSendIsStatusOneForAnInjectedEventAndZeroForATestEvent) {

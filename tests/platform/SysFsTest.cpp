@@ -158,6 +158,16 @@ TEST_F(SysFsTest, WhatBecameADirectoryIsEntered) {
     file("/sys/a/b/c", "y\n");
     ASSERT_TRUE(tree.synchronize("/sys/a/b"));
     EXPECT_EQ(tree.getValue("/sys/a/b/c"), "y");
+    EXPECT_TRUE(tree.existsPath("/sys/a"));
+}
+
+TEST_F(SysFsTest, ARootThatIsALinkIsNotFollowed) {
+    file("/elsewhere/a", "x\n");
+    link("elsewhere", "/sys");
+    EXPECT_FALSE(tree.synchronize("/sys/a"));
+    EXPECT_TRUE(tree.synchronize("/sys"));
+    EXPECT_THAT(tree.getPaths("/sys"), ElementsAre("/sys"));
+    EXPECT_EQ(tree.getValue("/sys"), "elsewhere");
 }
 
 TEST_F(SysFsTest, PathsAreSplitAtSlashesAndEmptyPartsDoNotCount) {

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "core/platformCheck.h"
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
@@ -71,6 +72,8 @@ TEST_F(StartupRecord, IsForItsOwnerAlone) {
 // --- rewriting ---
 
 TEST_F(StartupRecord, CanNotBeReadWhenItIsNotThere) {
+    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
+    host.systemLogLines.clear();
     EXPECT_FALSE(vokStartupRecord::isReadable());
     long value = 5;
     EXPECT_FALSE(vokStartupRecord::readValue("last_start", value));

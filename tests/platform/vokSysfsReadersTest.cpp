@@ -1,11 +1,14 @@
 #include "platform/vokSysfsReaders.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cstring>
+#include <climits>
 
 #include "platform/vokMallocPtr.h"
+#include "platform/vokOwnedDescriptor.h"
 #include "support/FakeHostAccess.h"
 
 namespace {
@@ -99,14 +102,27 @@ TEST(SysfsReaders, ALinkThatLeadsToItselfCantBeOpened) {
     EXPECT_EQ(bytes("/sys/b"), "(null)");
 }
 
-// Neither without a writer nor with one that is silent.
-TEST(SysfsReaders, APipeInPlaceOfAnAttributeCantBeOpenedAndNobodyWaits) {
+// It is not even opened: opening alone can have an effect on the other side.
+TEST(SysfsReaders, APipeInPlaceOfAnAttributeIsLeftAloneAndNobodyWaits) {
     auto& host = hostWith("");
     const std::string pipe = host.root.path() + "/sys/pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const vokOwnedDescriptor watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(::inotify_add_watch(watch.get(), pipe.c_str(), IN_OPEN), 0);
     EXPECT_EQ(text("/sys/pipe"), "(null)");
     EXPECT_EQ(vokOpenAttribute("/sys/pipe"), -1);
     EXPECT_EQ(errno, EINVAL);
+    char event[sizeof(inotify_event) + NAME_MAX + 1];
+    EXPECT_EQ(::read(watch.get(), event, sizeof(event)), -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST(SysfsReaders, AnAttributeIsOpenedForReadingWithoutWaiting) {
+    hostWith("x\n");
+    const vokOwnedDescriptor file(vokOpenAttribute(path));
+    ASSERT_TRUE(file);
+    EXPECT_EQ(::fcntl(file.get(), F_GETFL) & (O_ACCMODE | O_NONBLOCK), O_RDONLY | O_NONBLOCK);
+    EXPECT_EQ(::fcntl(file.get(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST(SysfsReaders, ADirectoryOrADeviceInPlaceOfAnAttributeCantBeOpened) {

@@ -28,6 +28,11 @@ protected:
                                 "VOKLogLocation": "/log/vok.log", "DebugLogLocation": "/log/debug.log")" +
                                 more + "}");
     }
+    // Of every manager that there is; that of Ethernet has nothing to tell.
+    void buildInventories() {
+        buildHostInventory();
+        vokFactory().createInstance(3)->cacheBuild();
+    }
     void buildHostInventory() { vokFactory().createInstance(1)->cacheBuild(); }
     std::string log() { return host.root.readFile("/log/vok.log"); }
     std::string debugLog() { return host.root.readFile("/log/debug.log"); }
@@ -118,7 +123,7 @@ TEST_F(Aggregator, AllDisabledIsReadyAfterOnePause) {
 
 TEST_F(Aggregator, AReadyHostIsPushedAfterOnePauseAndMissingManagersArePassedOver) {
     configure(R"(, "InventoryQueryIntervalInSeconds": "3")");
-    buildHostInventory();
+    buildInventories();
     host.onTimedWait = [&](const timespec&) -> bool {
         if (host.waitedSeconds.size() == 2) throw EndOfTest{};
         EXPECT_EQ(host.waitedSeconds, std::vector<long long>{3});
@@ -153,7 +158,7 @@ TEST_F(Aggregator, AfterNinePausesTheFirstPushGoesOutWithoutAColdManager) {
 
 TEST_F(Aggregator, ARequestBeforeTheFirstPushIsServedByIt) {
     configure();
-    buildHostInventory();
+    buildInventories();
     aggregator.sendInventory(true);
     aggregator.sendInventory(true);
     EXPECT_EQ(count(debugLog(), "JSON_AGGR: Dropping inventory send request\n"), 2U);
@@ -168,7 +173,7 @@ TEST_F(Aggregator, ARequestBeforeTheFirstPushIsServedByIt) {
 
 TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
     configure();
-    buildHostInventory();
+    buildInventories();
     bool requested = false;
     const auto take = host.onDeviceRequest;
     host.onDeviceRequest = [&](const FakeDeviceRequest& request) {
@@ -191,7 +196,7 @@ TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
 
 TEST_F(Aggregator, AWakeUpOfAnyKindLeadsToAPush) {
     configure();
-    buildHostInventory();
+    buildInventories();
     host.onTimedWait = [&, waits = 0](const timespec&) mutable -> bool {
         if (++waits == 3) throw EndOfTest{};
         return true;  // a signal, although nobody asked for anything
@@ -202,7 +207,7 @@ TEST_F(Aggregator, AWakeUpOfAnyKindLeadsToAPush) {
 
 TEST_F(Aggregator, TheGreatestIntervalNeitherOverflowsNorSpins) {
     configure(R"(, "PushInventoryFrequencyInMinutes": "2147483647")");
-    buildHostInventory();
+    buildInventories();
     std::vector<time_t> deadlines;
     host.onTimedWait = [&](const timespec& deadline) -> bool {
         deadlines.push_back(deadline.tv_sec);

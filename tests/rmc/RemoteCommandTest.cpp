@@ -1,6 +1,9 @@
 // The OEM remote command against a controller that checks every byte, written from the protocol alone.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -311,6 +314,51 @@ TEST_F(RemoteCommand, NullPointersCountAsSuccess) {
     EXPECT_THAT(log(), EndsWith("IPMI: Provided command / arguments is not valid\n"));
 }
 
+// Memory that this process can't get any more while it lives.
+class MemoryLimit {
+public:
+    explicit MemoryLimit(std::size_t bytesMore) {
+        ::getrlimit(RLIMIT_AS, &before_);
+        std::ifstream statm("/proc/self/statm");
+        rlim_t pages = 0;
+        statm >> pages;
+        const rlimit limit{pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + bytesMore,
+                           before_.rlim_max};
+        ::setrlimit(RLIMIT_AS, &limit);
+    }
+    ~MemoryLimit() { ::setrlimit(RLIMIT_AS, &before_); }
+    MemoryLimit(const MemoryLimit&) = delete;
+    MemoryLimit& operator=(const MemoryLimit&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(RemoteCommand, MemoryThatRunsOutCountsAsSuccess) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer's own memory has no such limit";
+#endif
+    ipmi::IPMIUtils device;
+    send("opens the log");
+    host.deviceRequests.clear();
+    unsigned char transfer = 0x77;
+    unsigned char exit = 0x66;
+    {
+        std::string text(64 << 20, 'x');
+        const MemoryLimit limit(32 << 20);
+        EXPECT_EQ(device.RMC_CLI_Exec("WriteInventory", std::move(text), &transfer, &exit), -1);
+    }
+    EXPECT_THAT(log(), EndsWith("IPMI: Error while allocating memory for cmd buffer\n"));
+    {
+        std::string text(64 << 20, 'x');
+        const MemoryLimit limit(32 << 20);
+        EXPECT_EQ(device.RMC_CLI_Cmd_Execution("WriteInventory", std::move(text)), 0);
+    }
+    EXPECT_EQ(transfer, 0x77);
+    EXPECT_EQ(exit, 0x66);
+    EXPECT_TRUE(host.deviceRequests.empty());
+}
+
 TEST_F(RemoteCommand, StatusesStayAsTheyWereWhenAllWasSent) {
     unsigned char transfer = 0x77;
     unsigned char exit = 0x66;
@@ -325,6 +373,15 @@ TEST_F(RemoteCommand, PausesHalfASecondBehindTheLastChunkAndNotAfterARefusal) {
     answerChunk(1, {0, 1, 0, {0, 3, 0, 0, 0}});
     send(textOf(100));
     EXPECT_EQ(host.pauses.size(), 1U);
+}
+
+TEST_F(RemoteCommand, EachCommandHasADescriptorOfItsOwn) {
+    ipmi::IPMIUtils device;
+    EXPECT_EQ(host.openDevices, 1);
+    host.onPause = [this](unsigned long) { EXPECT_EQ(host.openDevices, 2); };
+    EXPECT_EQ(device.RMC_CLI_Cmd_Execution("WriteInventory", textOf(100)), 0);
+    EXPECT_EQ(host.openedDevices.size(), 2U);
+    EXPECT_EQ(host.openDevices, 1);
 }
 
 TEST_F(RemoteCommand, TheCommandGoesToTheDebugLog) {

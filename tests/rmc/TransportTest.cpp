@@ -106,6 +106,31 @@ TEST_F(TransportTest, WithoutADeviceNothingIsSent) {
     EXPECT_EQ(host.commands.size(), 12U);
     EXPECT_TRUE(host.deviceRequests.empty());
     EXPECT_EQ(host.openDevices, 0);
+    EXPECT_THAT(debugLog(), EndsWith("IPMI: rs 4\n\n"));  // and no request failed
+}
+
+TEST_F(TransportTest, TheReplyHasRoomForAnyAddressAndAnyMessage) {
+    answer({0});
+    unsigned char response[4] = {};
+    EXPECT_TRUE(exchange(response, 4));
+    EXPECT_EQ(host.addressRoom, 40U);
+    EXPECT_EQ(host.dataRoom, 272U);
+}
+
+TEST_F(TransportTest, OnlyANegativeResultOfTheReceiveIsAFailure) {
+    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 5, {0, 0xAB}}; };
+    unsigned char response[4] = {};
+    EXPECT_TRUE(exchange(response, 4));
+    EXPECT_EQ(response[0], 0xAB);
+}
+
+TEST_F(TransportTest, EachRequestHasAMessageIdOfItsOwn) {
+    answer({0});
+    unsigned char response[4] = {};
+    exchange(response, 4);
+    exchange(response, 4);
+    ASSERT_EQ(host.deviceRequests.size(), 2U);
+    EXPECT_NE(host.deviceRequests[0].messageId, host.deviceRequests[1].messageId);
 }
 
 TEST_F(TransportTest, ARequestWithoutDataHasNoPointerAndNoLength) {
@@ -170,6 +195,7 @@ TEST_F(TransportTest, TheStandardCommandsAskAsTheyShould) {
     EXPECT_EQ(capabilities.bytes[4], 5);
     unsigned char partition[4] = {};
     EXPECT_TRUE(device.GetPartitionId(partition));
+    EXPECT_THAT(partition, ElementsAre(1, 2, 3, 4));
     answer({0, 2, 0, 0, 0});
     EXPECT_FALSE(device.GetPartitionId(partition));
     EXPECT_FALSE(device.GetDeviceIdInfo(nullptr));
@@ -200,17 +226,34 @@ TEST_F(TransportTest, ADoorBellRingsWithItsWordAnywhereBeforeTheFirstNul) {
     EXPECT_FALSE(rings(""));
     EXPECT_FALSE(rings(std::string(260, 'x')));
     EXPECT_EQ(host.deviceRequests[0].command, 0x81);
-    EXPECT_THAT(debugLog(), HasSubstr("IPMI: Checking IPMI door bell request\n"));
-    EXPECT_THAT(debugLog(), HasSubstr("IPMI: Return buffer from door bell: xxWriteInventoryxx\n"));
+    EXPECT_TRUE(host.deviceRequests[0].dataPointerIsNull);
+    EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Checking IPMI door bell request\n"));
+    EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Return buffer from door bell: xxWriteInventoryxx\n"));
+}
+
+TEST_F(TransportTest, AReplyWithoutDataIsNoDoorBellWhateverTheOneBeforeHeld) {
+    ipmi::IPMIUtils device;
+    answer(replyOf("WriteInventory"));
+    EXPECT_TRUE(device.checkIPMIDBRequest());
+    EXPECT_EQ(device.checkIPMIDBGenericRequest(1), 1);
+    answer({0xC3});
+    EXPECT_FALSE(device.checkIPMIDBRequest());
+    EXPECT_EQ(device.checkIPMIDBGenericRequest(1), 0);
+    EXPECT_EQ(device.checkIPMIDBGenericRequest(2), 2);
+    EXPECT_THAT(debugLog(), EndsWith("IPMI_DB: Return buffer from door bell: \n"));
 }
 
 TEST_F(TransportTest, APollThatFailsIsLogged) {
     host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{-1, 1, 0, {}}; };
     EXPECT_FALSE(ipmi::IPMIUtils().checkIPMIDBRequest());
     EXPECT_THAT(host.root.readFile("/log/vok.log"),
-                EndsWith("IPMI: An error occurred in checking RMC request via IPMI\n"));
-    EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(1), 0);
-    EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(2), 0);
+                EndsWith("IPMI_DB: An error occurred in checking RMC request via IPMI\n"));
+    for (const int type : {1, 2}) {
+        host.root.writeFile("/log/vok.log", "");
+        EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(type), 0);
+        EXPECT_THAT(host.root.readFile("/log/vok.log"),
+                    EndsWith("IPMI_DB: An error occurred in checking RMC request via IPMI\n"));
+    }
 }
 
 TEST_F(TransportTest, TheGeneralPollKnowsTwoKinds) {
@@ -234,8 +277,11 @@ TEST_F(TransportTest, ABufferIsReadByItsKind) {
     EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 2);
     buffer[0] = 1;
     EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 1);
-    buffer[3] = 1;
-    EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 2);
+    for (const int place : {1, 2, 3}) {
+        buffer[place] = 1;
+        EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 2) << place;
+        buffer[place] = 0;
+    }
     std::memcpy(buffer, "..WriteInventory", 17);
     EXPECT_EQ(device.checkIPMIBuffer(1, buffer), 1);
     EXPECT_EQ(device.checkIPMIBuffer(3, buffer), 0);

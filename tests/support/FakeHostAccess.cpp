@@ -111,6 +111,8 @@ int FakeHostAccess::ioctlDevice(int descriptor, unsigned long request, void* arg
     if (request == static_cast<unsigned long>(IPMICTL_RECEIVE_MSG_TRUNC)) {
         auto& received = *static_cast<ipmi_recv*>(argument);
         const std::lock_guard<std::mutex> lock(guard);
+        addressRoom = received.addr_len;
+        dataRoom = received.msg.data_len;
         received.recv_type = IPMI_RESPONSE_RECV_TYPE;
         received.msgid = lastMessageId_;
         const std::size_t count = std::min<std::size_t>(received.msg.data_len, reply_.bytes.size());

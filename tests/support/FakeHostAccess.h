@@ -88,6 +88,8 @@ public:
     std::vector<long long> waitedSeconds;                     // deadline less now, of each timedWait
     std::vector<std::pair<int, std::string>> systemLogLines;  // priority and text
     int openDevices = 0;                                      // opened and not closed yet
+    unsigned int addressRoom = 0;                             // of the last receive, in bytes
+    unsigned int dataRoom = 0;
 
     std::vector<std::pair<std::string, int>> openedLibraries;  // names and flags, also of failed calls
     int openLibraries = 0;                                     // opened and not closed yet

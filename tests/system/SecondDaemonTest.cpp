@@ -1,4 +1,5 @@
 // One vokd a host.
+#include <sys/stat.h>
 #include <unistd.h>
 #include <csignal>
 
@@ -40,6 +41,15 @@ TEST_F(SecondDaemon, APlantedLinkInPlaceOfTheLockIsNotFollowed) {
     EXPECT_NE(agent.errors().find("vokd: running without a lock against a second one"), std::string::npos);
     EXPECT_EQ(stopAgent(), 0);
     EXPECT_EQ(directory.readFile("victim"), "precious");
+}
+
+TEST_F(SecondDaemon, APlantedPipeInPlaceOfTheLockHoldsNothingUp) {
+    startAll();
+    ASSERT_EQ(::mkfifo((root() + "/var/run/vokd.pid").c_str(), 0666), 0);
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_NE(agent.errors().find("/var/run/vokd.pid: not a regular file"), std::string::npos);
+    EXPECT_EQ(stopAgent(), 0);
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ int occurrences(const std::string& content, const std::string& text) {
 
 Json::Value SimulatedSystem::usualSettings() {
     Json::Value settings;
-    settings["EnableResources"].append("All");
+    settings["EnableResources"].append("HostOSInfo");
     settings["LoggingLevel"] = "Info";
     settings["EnableDebugLog"] = "true";
     settings["CliMode"] = "test";

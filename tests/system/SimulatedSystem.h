@@ -14,7 +14,7 @@ protected:
     // Simulated seconds in a real one: the first inventory of a start then comes within a second.
     static constexpr int usualSpeed = 100;
 
-    // The settings that a test starts from, as a JSON object: everything on, all intervals long, logs in
+    // The settings that a test starts from, as a JSON object: the host alone, all intervals long, logs in
     // files.
     static Json::Value usualSettings();
     // The host, its controller, with these settings. Without a controller: startHostAlone.

@@ -82,4 +82,50 @@ TEST_F(StartupRecord, FullOfRubbishCountsAsNoEarlierRun) {
     EXPECT_GT(startupRecord().at("last_start"), 0);
 }
 
+// The host has booted long after all times that stand in these records.
+struct Left {
+    const char* name;
+    std::string content;
+    std::vector<int> events;
+};
+
+class RecordLeft : public StartupRecord, public testing::WithParamInterface<Left> {};
+
+TEST_P(RecordLeft, BringsItsEventsAtTheNextStart) {
+    startAll();
+    writeHostFile("/var/tmp/mevVOKStartup.txt", GetParam().content);
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_EQ(events(), GetParam().events);
+    EXPECT_EQ(stopAgent(), 0);
+    EXPECT_EQ(controllerCount("breaches"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, RecordLeft,
+    testing::Values(Left{"WithoutALastStop", "current_start 5\nlast_start 1000\n", {360, 356}},
+                    Left{"WithEqualTimes", "last_start 1000\nlast_stop 1000\ncurrent_start 0\n", {}},
+                    Left{"Empty", "", {}},
+                    Left{"WithGarbageBetween",
+                         "\x01\x80=\nlast_start 1000\n\n====\nlast_stop 2000 or so\ncurrent_",
+                         {359, 356}},
+                    Left{"WithTwoLinesOfAKeyOfWhichTheFirstCounts",
+                         "last_start 1000\nlast_start 3000\nlast_stop 2000\ncurrent_start 0\n",
+                         {359, 356}},
+                    Left{"OfAMegabyte",
+                         std::string(500000, 'x') + "\nlast_start 3000\nlast_stop 2000\n" +
+                             std::string(500000, '\n'),
+                         {360, 356}}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(StartupRecord, WithoutACurrentStartKeepsItsLastStart) {
+    startAll();
+    writeHostFile("/var/tmp/mevVOKStartup.txt", "last_start 1000\nlast_stop 2000\n");
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_EQ(events(), (Events{359, 356}));
+    EXPECT_EQ(startupRecord().at("last_start"), 1000);
+    EXPECT_EQ(stopAgent(), 0);
+}
+
 }  // namespace

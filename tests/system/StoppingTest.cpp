@@ -1,6 +1,8 @@
 // SIGTERM at each thing that the agent may be doing, and the other signals.
 #include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "system/SimulatedSystem.h"
@@ -96,6 +98,33 @@ TEST_F(Stopping, SIGHUPAndSIGPIPEChangeNothing) {
     ASSERT_EQ(::kill(agent.process(), SIGPIPE), 0);
     controllerControl({"ring"});
     ASSERT_EQ(waitFor("inventory", 2), 0);
+    expectGracefulEnd(stopAgent());
+}
+
+// A signal that ended a wait for the controller would cost the push that waits.
+TEST_F(Stopping, NoThreadOfTheAgentIsEverDisturbedByASignal) {
+    startAll();
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    constexpr int held[] = {SIGTERM, SIGINT, SIGCHLD};
+    const std::string tasks = "/proc/" + std::to_string(agent.process()) + "/task";
+    // A thread that is about to run a command lets SIGCHLD through for a moment.
+    EXPECT_TRUE(waitUntil([&] {
+        int threads = 0;
+        for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+            if (task.path().filename() == std::to_string(agent.process())) continue;  // waits for a signal
+            std::ifstream status(task.path() / "status");
+            std::string word;
+            while (status >> word && word != "SigBlk:") {
+            }
+            status >> word;
+            const unsigned long long blocked = std::stoull(word, nullptr, 16);
+            for (const int signal : held)
+                if ((blocked >> (signal - 1) & 1) == 0) return false;
+            ++threads;
+        }
+        return threads >= 4;
+    }));
     expectGracefulEnd(stopAgent());
 }
 

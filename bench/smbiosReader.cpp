@@ -1,0 +1,26 @@
+// What the agent does with a firmware table at its start, as a process of its own: smbiosReader HOSTROOT
+// Prints how many PCI functions have a GeoID.
+#include <cstdio>
+#include <string>
+
+#include "core/platformCheck.h"
+#include "platform/vokRootedHostAccess.h"
+#include "platform/vokUtils.h"
+
+int main(int argc, char** argv) {
+    std::string error = "usage: smbiosReader HOSTROOT";
+    auto access = argc == 2 ? vokOpenHostRoot(argv[1], error) : nullptr;
+    if (!access) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return 2;
+    }
+    vokSetHostAccess(std::move(access));
+    platformCheck::setDirectoryPath();
+    vokUtils::initializeSMBIOS();
+    vokUtils::initGeoIDMap();
+    std::size_t known = 0;
+    for (const auto& entry : vokUtils::getGeoIDMap())
+        known += vokUtils::getGeoIDInfo(entry.first).size() == 4;
+    std::printf("%zu\n", known);
+    return 0;
+}

@@ -1,0 +1,26 @@
+// The producer thread of the Ethernet manager's events. Link changes come from the manager's poll, so the
+// thread has nothing to do but to be there until it is stopped.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+class NICEventMonitor {
+public:
+    NICEventMonitor() = default;
+    ~NICEventMonitor();
+    NICEventMonitor(const NICEventMonitor&) = delete;
+    NICEventMonitor& operator=(const NICEventMonitor&) = delete;
+
+    // A second start without a stop does nothing.
+    void startMonitoring();
+    // Returns when the thread has ended.
+    void stopMonitoring();
+
+private:
+    std::mutex mutex_;
+    std::condition_variable stopped_;
+    bool stop_ = false;
+    std::thread thread_;
+};

@@ -1,0 +1,253 @@
+#include "nic/NICPhysicalAdapter.h"
+
+#include <strings.h>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+#include "core/vokLog.h"
+#include "nic/vokNICProducts.h"
+#include "platform/PCIeManufacturerResolver.h"
+#include "platform/vokCommandStream.h"
+#include "platform/vokPhysLocFactory.h"
+#include "platform/vokPlatformFamily.h"
+#include "platform/vokUtils.h"
+#include "platform/vokWorkFile.h"
+
+namespace {
+
+constexpr char detailsFile[] = "/opt/mev/vok/data/vok_nicAddDetails.txt";
+constexpr char notAvailable[] = "Not Available";
+
+// The columns of the interface list.
+enum Column { name, pciDevice, driver, adminStatus, linkStatus, speed, duplex, macAddress, columnsRead };
+
+struct StatusRow {
+    const char* link;  // null: any other
+    int status;
+};
+constexpr StatusRow adminUp[] = {{"down", 4}, {"unknown", 3}, {nullptr, 1}};
+constexpr StatusRow adminNotUp[] = {{"down", 5}, {nullptr, 6}};
+
+template <std::size_t count>
+int statusOf(const StatusRow (&rows)[count], const char* link) {
+    for (const StatusRow& row : rows)
+        if (!row.link || ::strcasecmp(link, row.link) == 0) return row.status;
+    return 0;
+}
+
+// A port whose link is down is well: what is wrong is at the other end.
+struct ConditionOfStatus {
+    int status;
+    VOK_RESOURCE_STATE state;
+    VOK_RESOURCE_HEALTH health;
+};
+constexpr ConditionOfStatus conditionsOfStatus[] = {
+    {1, VOK_STATE_ONLINE, VOK_HEALTH_OK},        {2, VOK_STATE_ONLINE, VOK_HEALTH_OK},
+    {3, VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL}, {4, VOK_STATE_LINKDOWN, VOK_HEALTH_OK},
+    {5, VOK_STATE_OFFLINE, VOK_HEALTH_OK},
+};
+
+// Read from the top, and the first row that fits counts. Null stands for any text.
+struct ChangeRow {
+    const char* prevState;
+    const char* prevHealth;
+    const char* curState;
+    const char* curHealth;
+    int condition;
+};
+constexpr ChangeRow changes[] = {
+    {nullptr, nullptr, "Linkdown", nullptr, 4},
+    {nullptr, nullptr, "Offline", "Critical", 3},
+    {"Linkdown", nullptr, "Online", nullptr, 2},
+    {"Offline", "Critical", "Online", nullptr, 1},
+};
+
+constexpr struct {
+    const char* family;
+    const char* vokNICProduct::*column;
+} partNumberColumns[] = {
+    {vokFirstPlatformFamily, &vokNICProduct::partNumberFirstPlatform},
+    {vokSecondPlatformFamilies[0], &vokNICProduct::partNumberSecondPlatform},
+    {vokSecondPlatformFamilies[1], &vokNICProduct::partNumberSecondPlatformVariant},
+};
+
+// What stands two characters behind the first ":" of a line, without the line's end. False without a ":".
+bool valueOfLine(const std::string& line, std::string& value) {
+    const std::string text = line.substr(0, line.find_first_of("\r\n"));
+    const auto colon = text.find(':');
+    if (colon == std::string::npos) return false;
+    value = colon + 2 < text.size() ? text.substr(colon + 2) : "";
+    return true;
+}
+
+bool fits(const char* wanted, const std::string& text) {
+    return !wanted || text == wanted;
+}
+
+struct EventOfCondition {
+    int condition;
+    int eventId;
+    bool isService;
+};
+constexpr EventOfCondition events[] = {{4, 1384, true}, {3, 678, true}, {2, 1390, false}, {1, 680, false}};
+
+}  // namespace
+
+void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapter,
+                                                     std::vector<std::string> tokens) {
+    if (tokens.size() < columnsRead)
+        VOK_LOG_DEBUG("NIC_CTRL", "A line of the interface list has %zu words only", tokens.size());
+    const auto token = [&tokens](Column column) -> const std::string* {
+        return tokens.size() > column ? &tokens[column] : nullptr;
+    };
+    if (const auto* text = token(name)) {
+        adapter.setIntfName(*text);
+        adapter.setDeviceName(*text);
+    }
+    if (const auto* text = token(macAddress)) adapter.setMACAddress(*text);
+    if (const auto* text = token(linkStatus)) adapter.setLinkStatus(*text);
+    if (const auto* text = token(speed)) {
+        try {
+            adapter.setSpeed(std::stoi(*text));
+        } catch (const std::logic_error&) {  // no number, or none that an int holds
+            VOK_LOG_DEBUG("NIC_CTRL", "Error occurred in identifying the speed");
+        }
+    }
+
+    if (const auto* address = token(pciDevice)) {
+        auto [description, location] = getOemValues(*address);
+        adapter.setPCIDescription(std::move(description));
+        adapter.setPhyLocation(std::move(location));
+    }
+    std::string version = adapter.getFirmVersion();
+    getFWVersion(adapter.getIntfName(), version);
+    adapter.setFirmVersion(std::move(version));
+    if (const auto* address = token(pciDevice)) identify(adapter, *address);
+
+    VOK_LOG_DEBUG("NIC_CTRL", "Getting adapter status for %s", adapter.getIntfName().c_str());
+    const auto* const admin = token(adminStatus);
+    VOK_RESOURCE_STATE state = VOK_STATE_OTHER;
+    VOK_RESOURCE_HEALTH health = VOK_HEALTH_UNKNOWN;
+    setNICStateHealthValues(
+        get_adapter_status(adapter.getLinkStatus().c_str(), admin ? admin->c_str() : notAvailable), state,
+        health);
+    adapter.setState(vokResourceStateMap[state]);
+    adapter.setHealth(vokResourceHealthMap[health]);
+}
+
+void NICPhysicalAdapter::identify(PhyAdapterInventory& adapter, const std::string& address) {
+    const auto known = subVendorDevice.find(address);
+    std::string manufacturer;
+    // Without the id the resolver asks for it itself.
+    PCIeManufacturerResolver::fetchManufacturer(
+        address, known == subVendorDevice.end() ? "" : known->second.first, manufacturer);
+    if (!manufacturer.empty()) adapter.setManufacturer(std::move(manufacturer));
+
+    if (known == subVendorDevice.end()) subVendorDevice[address] = vokUtils::get_subvendor_subdevice(address);
+    const auto& [subVendor, subDevice] = subVendorDevice[address];
+    VOK_LOG_DEBUG("NIC_CTRL", "subvendorDev1 =%s,subvendorDev2 =%s", subVendor.c_str(), subDevice.c_str());
+    if (vendorDevice.count(address) == 0) vendorDevice[address] = vokUtils::get_vendor_device(address);
+    const auto& [vendor, device] = vendorDevice[address];
+    VOK_LOG_DEBUG("NIC_CTRL", "vendorDev1 =%s,vendorDev2 =%s", vendor.c_str(), device.c_str());
+
+    if (vendor.empty() || device.empty() || subVendor.empty() || subDevice.empty()) {
+        VOK_LOG_DEBUG(
+            "NIC_CTRL",
+            "Unable to fetch the Model string for Vendor : %s, Device : %s,SubVendor : %s, SubDevice : %s",
+            vendor.c_str(), device.c_str(), subVendor.c_str(), subDevice.c_str());
+    } else {
+        std::string model;
+        if (getNICModel(vendor, device, subVendor, subDevice, model))
+            adapter.setNICModel(std::move(model));
+        else
+            VOK_LOG_DEBUG("NIC_CTRL", "Unable to fetch the Model string for %s",
+                          adapter.getIntfName().c_str());
+    }
+    adapter.setPartNumber(getPartNumValue(vendor, device, subVendor, subDevice));
+}
+
+bool NICPhysicalAdapter::getNICModel(const std::string& vendor, const std::string& device,
+                                     const std::string& subVendor, const std::string& subDevice,
+                                     std::string& model) {
+    const vokNICProduct* const product = vokFindNICProduct(vendor, device, subVendor, subDevice);
+    if (product) model = product->model;
+    return product != nullptr;
+}
+
+std::string NICPhysicalAdapter::getPartNumValue(const std::string& vendor, const std::string& device,
+                                                const std::string& subVendor, const std::string& subDevice) {
+    const vokNICProduct* const product = vokFindNICProduct(vendor, device, subVendor, subDevice);
+    if (!product) return notAvailable;
+    const std::string family = vokUtils::getPlatformFamily();
+    for (const auto& [platform, column] : partNumberColumns)
+        if (family == platform) return *(product->*column) ? product->*column : notAvailable;
+    return notAvailable;
+}
+
+void NICPhysicalAdapter::getFWVersion(std::string intf, std::string& version) {
+    if (!vokUtils::isInterfaceName(intf)) {
+        VOK_LOG_WARNING("NIC_CTRL", "Not an interface name, its firmware is not asked for : %s",
+                        intf.c_str());
+        return;
+    }
+    const vokWorkFile details(detailsFile);
+    bool found = false;
+    if (vokCommandStream asking("localcli network nic get -n " + intf + " > " + details.word()); asking) {
+        asking.close();
+        if (const vokCommandStream answer("grep \"Firmware Version\" " + details.word()); answer) {
+            char line[512] = {};
+            if (std::fgets(line, sizeof(line), answer.get())) found = valueOfLine(line, version);
+        }
+    }
+    if (!found) VOK_LOG_DEBUG("NIC_CTRL", "Error occurred in identifying fw version.");
+}
+
+std::pair<std::string, std::string> NICPhysicalAdapter::getOemValues(const std::string& pciAddress) {
+    std::string geoId = vokUtils::getGeoIDStr(pciAddress);
+    if (geoId == "NotAvailable") geoId.clear();
+    return {"PCI " + pciAddress + " " + geoId,
+            vokPhysLocFactory::getPhysLocInterface()->getPhysLocForNetworkAdapter(pciAddress)};
+}
+
+int NICPhysicalAdapter::get_adapter_status(const char* link, const char* admin) {
+    return ::strcasecmp(admin, "up") == 0 ? statusOf(adminUp, link) : statusOf(adminNotUp, link);
+}
+
+void NICPhysicalAdapter::setNICStateHealthValues(int status, VOK_RESOURCE_STATE& state,
+                                                 VOK_RESOURCE_HEALTH& health) {
+    state = VOK_STATE_OTHER;
+    health = VOK_HEALTH_UNKNOWN;
+    for (const auto& row : conditionsOfStatus) {
+        if (row.status != status) continue;
+        state = row.state;
+        health = row.health;
+    }
+}
+
+void NICPhysicalAdapter::fetchNICAdapterCondition(const std::string& curState, const std::string& curHealth,
+                                                  const std::string& prevState, const std::string& prevHealth,
+                                                  const std::string& intf, int& condition) {
+    for (const auto& row : changes) {
+        if (!fits(row.prevState, prevState) || !fits(row.prevHealth, prevHealth) ||
+            !fits(row.curState, curState) || !fits(row.curHealth, curHealth))
+            continue;
+        condition = row.condition;
+        return;
+    }
+    condition = -1;
+    VOK_LOG_DEBUG("NIC_CTRL",
+                  "State change for %s card noticed fromPrevState : %s, PrevHealth : %s toCurrentState : %s, "
+                  "CurrentHealth : %s",
+                  intf.c_str(), prevState.c_str(), prevHealth.c_str(), curState.c_str(), curHealth.c_str());
+}
+
+void NICPhysicalAdapter::setEventAttributes(int condition, int& eventId, bool& isService) {
+    eventId = 0;
+    isService = false;
+    for (const auto& row : events) {
+        if (row.condition != condition) continue;
+        eventId = row.eventId;
+        isService = row.isService;
+    }
+}

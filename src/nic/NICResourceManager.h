@@ -1,0 +1,71 @@
+// The resource manager of the Ethernet adapters: lists the host's network interfaces, keeps a record of each,
+// looks once between two builds whether a link has changed, and raises an event when the state or health of a
+// port is another than in the build before.
+#pragma once
+
+#include <json/value.h>
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "core/vokCachedResourceManager.h"
+#include "nic/NICEventMonitor.h"
+#include "nic/NICPhysicalAdapter.h"
+#include "nic/PhyAdapterInventory.h"
+
+class NICResourceManager : public vokCachedResourceManager {
+public:
+    // Lives as long as the process.
+    static NICResourceManager* getInstance();
+
+    void init() override;
+    void backupInventory() override;
+
+    // The words of each line of the host's interface list; none when it can't be had.
+    void getInterfaceDetails(std::vector<std::vector<std::string>>& out);
+    // Fills the records anew; mlock is held.
+    void getInventory();
+    // Does the host tell another link status of some interface than its record does?
+    bool checkLinkState();
+    // Raises the events for what has changed since the build before. Waits for their delivery with mlock
+    // held, so that readers get the previous inventory meanwhile and none of them waits.
+    void compareStatusAndGenerateEvent();
+
+    // A copy of the record of an interface, or a default record. Waits while a build runs.
+    PhyAdapterInventory getHealthOfIntf(const char* interfaceName);
+    // Overwrites state and health of an interface in the inventory, before the next build does.
+    void updateStateAndHealth(const char* intf, std::string state, std::string health);
+
+    // What an event tells a person; 0 is an injected one.
+    static std::string getDescription(int eventId);
+    // Adds the keys of one adapter to `out`.
+    static void populateInventory(Json::Value& out, const PhyAdapterInventory& adapter);
+    static Json::Value getVariableData(const PhyAdapterInventory& adapter, int eventId);
+    void generateEvent(int eventId, std::string partNumber, bool isService, std::string physicalLocation,
+                       PhyAdapterInventory adapter);
+    // Raises the event as a client asks for it, with a sample adapter at `location`.
+    void generateTestEvent(int eventId, std::string location);
+    void createJsonStringUsingJsonCpp() override;
+
+protected:
+    long wakeInterval(long refreshSeconds) override;
+    void onTimeOut(time_t now, long refreshSeconds) override;
+    void betweenWaits(bool buildWanted) override;
+    void destroyRecords() override;
+    gathered gather() override;
+    void afterBuild() override;
+    std::size_t recordCount() override;
+    void onLoopLeft() override;
+
+private:
+    NICResourceManager();
+    ~NICResourceManager() = default;
+
+    static std::atomic<bool> stopNIC;
+
+    std::vector<PhyAdapterInventory> _NICInfo;      // under mlock
+    std::vector<PhyAdapterInventory> _prevNICInfo;  // under prevInventoryLock
+    NICPhysicalAdapter physicalAdapter;             // under mlock
+    std::atomic<bool> checkNICState{false};
+    NICEventMonitor eventMonitor;
+};

@@ -1,0 +1,31 @@
+#include "nic/NICEventMonitor.h"
+
+#include <gtest/gtest.h>
+
+#include "support/FakeHostAccess.h"
+#include "support/LoggedLines.h"
+
+namespace {
+
+TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
+    FakeHostAccess& host = useFakeHost();
+    logEverything(host);
+    NICEventMonitor monitor;
+    monitor.startMonitoring();
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"));
+    monitor.startMonitoring();
+    EXPECT_EQ(countLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"), 1) << "it runs already";
+    monitor.stopMonitoring();
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Stopping the producer thread"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
+    monitor.startMonitoring();
+    EXPECT_EQ(countLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"), 2);
+}
+
+TEST(EthernetEventMonitor, AStopWithoutAStartReturns) {
+    useFakeHost();
+    NICEventMonitor monitor;
+    monitor.stopMonitoring();
+}
+
+}  // namespace

@@ -1,0 +1,161 @@
+// What becomes of a change between two builds, and the events as the controller gets them.
+#include <gmock/gmock.h>
+#include <json/reader.h>
+#include <future>
+
+#include "nic/NICFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class EthernetEvents : public NICFixture {
+protected:
+    void SetUp() override { becomeReadyForEvents(); }
+    // The events since the last call.
+    std::vector<Json::Value> events() {
+        std::vector<Json::Value> all;
+        const std::lock_guard<std::mutex> lock(host.guard);
+        for (const auto& text : host.remoteCommandPayloads()) {
+            Json::Value event;
+            EXPECT_TRUE(Json::Reader().parse(text, event)) << text;
+            all.push_back(event);
+        }
+        host.deviceRequests.clear();
+        return all;
+    }
+    std::vector<int> ids() {
+        std::vector<int> numbers;
+        for (const auto& event : events()) numbers.push_back(event["ID"].asInt());
+        return numbers;
+    }
+    // A build with this administrative and link status of the first interface; gives the events.
+    std::vector<int> buildWith(const char* admin, const char* link) {
+        interfaces[0].adminStatus = admin;
+        interfaces[0].linkStatus = link;
+        manager.cacheBuild();
+        return ids();
+    }
+};
+
+TEST_F(EthernetEvents, TheFirstBuildRaisesNone) {
+    EXPECT_THAT(buildWith("Up", "Down"), IsEmpty());
+}
+
+TEST_F(EthernetEvents, ALostLinkIs1384AndItsReturn1390) {
+    buildWith("Up", "Up");
+    EXPECT_THAT(buildWith("Up", "Down"), ElementsAre(1384));
+    EXPECT_THAT(buildWith("Up", "Down"), IsEmpty());
+    EXPECT_THAT(buildWith("Up", "Up"), ElementsAre(1390));
+}
+
+TEST_F(EthernetEvents, AnUnknownLinkIs678AndItsReturn680) {
+    buildWith("Up", "Up");
+    EXPECT_THAT(buildWith("Up", "Unknown"), ElementsAre(678));
+    EXPECT_THAT(buildWith("Up", "Up"), ElementsAre(680));
+}
+
+TEST_F(EthernetEvents, WhatAnAdministratorSwitchesOffAndOnIsNoEvent) {
+    buildWith("Up", "Up");
+    EXPECT_THAT(buildWith("Down", "Down"), IsEmpty());
+    EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
+}
+
+TEST_F(EthernetEvents, AChangeOfSpeedIsNone) {
+    buildWith("Up", "Up");
+    interfaces[0].speed = "1000";
+    EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
+}
+
+TEST_F(EthernetEvents, AnInterfaceThatComesOrGoesRaisesNone) {
+    buildWith("Up", "Up");
+    interfaces.push_back({"vmnic2", "0000:82:00.0"});
+    interfaces.back().linkStatus = "Down";
+    EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
+    interfaces.pop_back();
+    EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
+}
+
+TEST_F(EthernetEvents, SeveralChangesComeInTheListsOrder) {
+    buildWith("Up", "Up");
+    interfaces[1].linkStatus = "Unknown";
+    EXPECT_THAT(buildWith("Up", "Down"), ElementsAre(1384, 678));
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG NIC_RM: Entry compare size of current inventory 2, size of prev inventory 2"));
+}
+
+TEST_F(EthernetEvents, AnEventTellsTheAdapterWithoutItsStatus) {
+    buildWith("Up", "Up");
+    interfaces[0].linkStatus = "Down";
+    manager.cacheBuild();
+    const auto sent = events();
+    ASSERT_EQ(sent.size(), 1u);
+    const Json::Value& event = sent[0];
+    EXPECT_EQ(event["Source"], "VOK");
+    EXPECT_EQ(event["PhysicalLocation"], "FFFFFFFFFFFFFFFF");
+    const Json::Value& data = event["VariableData"];
+    EXPECT_THAT(data.getMemberNames(), ElementsAre("Data", "EventInfo", "Type"));
+    EXPECT_EQ(data["Type"], "EthernetDevice");
+    EXPECT_EQ(data["EventInfo"], "The connectivity between the Ethernet port and the switch has been lost.");
+    EXPECT_THAT(data["Data"].getMemberNames(),
+                ElementsAre("FirmwareVersion", "MACAddress", "Manufacturer", "Model", "Oem", "PartNumber",
+                            "SerialNumber", "SpeedMbps"));
+    EXPECT_EQ(data["Data"]["Oem"]["DeviceName"], "vmnic0");
+}
+
+TEST(EthernetEventText, FollowsItsTable) {
+    EXPECT_EQ(NICResourceManager::getDescription(0), "Injected Event");
+    EXPECT_EQ(NICResourceManager::getDescription(678),
+              "Errors detected on NIC, use 'ip' command for status. Refer to syslog for further details.");
+    EXPECT_EQ(NICResourceManager::getDescription(1384),
+              "The connectivity between the Ethernet port and the switch has been lost.");
+    for (const int id : {680, 1390, 1, -1, 356}) EXPECT_EQ(NICResourceManager::getDescription(id), "") << id;
+}
+
+TEST_F(EthernetEvents, ATestEventShowsASampleAdapterAtTheLocation) {
+    manager.generateTestEvent(1390, "00000000000012AB");
+    const auto sent = events();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0]["ID"].asInt(), 1390);
+    EXPECT_EQ(sent[0]["Source"], "VOK-CLI");
+    EXPECT_EQ(sent[0]["PhysicalLocation"], "00000000000012AB");
+    const Json::Value& data = sent[0]["VariableData"];
+    EXPECT_EQ(data["EventInfo"], "Injected Event");
+    EXPECT_EQ(data["Type"], "EthernetDevice");
+    EXPECT_FALSE(data["Data"].isMember("Status"));
+    EXPECT_EQ(data["Data"]["FirmwareVersion"], "3.2d 0x80000b5c 0.0.0");
+    EXPECT_EQ(data["Data"]["MACAddress"], "02:00:5E:17:A1:64");
+    EXPECT_EQ(data["Data"]["Manufacturer"], "Intel Corporation");
+    EXPECT_EQ(data["Data"]["Oem"]["DeviceName"], "/sys/class/net/eth0");
+    EXPECT_EQ(data["Data"]["Oem"]["PhysicalLocation"], "00000000000012AB");
+    EXPECT_EQ(data["Data"]["PartNumber"], "Not Available");
+}
+
+// The controller holds the event's last chunk; a reader comes meanwhile.
+TEST_F(EthernetEvents, AReaderGetsThePreviousInventoryWhileTheControllerAnswersSlowly) {
+    buildWith("Up", "Up");
+    std::promise<void> reached, answer;
+    bool first = true;
+    const auto others = host.onDeviceRequest;
+    host.onDeviceRequest = [&](const FakeDeviceRequest& request) {
+        if (first) {
+            first = false;
+            reached.set_value();
+            answer.get_future().wait();
+        }
+        return others(request);
+    };
+    interfaces[0].linkStatus = "Down";
+    std::thread builder([this] { manager.cacheBuild(); });
+    reached.get_future().wait();
+    std::vector<Json::Value> seen;
+    EXPECT_TRUE(manager.getInventoryJsonObject(seen)) << "returns although the event is not delivered";
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0]["Status"]["State"], "Online") << "the previous one";
+    answer.set_value();
+    builder.join();
+    EXPECT_EQ(inventory()[0]["Status"]["State"], "Linkdown");
+}
+
+}  // namespace

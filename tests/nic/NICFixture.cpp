@@ -1,0 +1,33 @@
+#include "nic/NICFixture.h"
+
+#include <algorithm>
+
+#include "rmc/vokJsonAggregator.h"
+
+std::string NICFixture::answer(const std::string& command, int& status) {
+    if (command == listCommand) {
+        host.root.writeFile(listFile, host.root.readFile(listFile) + (listText.empty() ? table() : listText));
+        status = listStatus;
+    } else if (command == pollCommand) {
+        std::string words = "Name Admin\n------ ------------\n";
+        for (const auto& each : interfaces) words += each.name + " " + each.linkStatus + "\n";
+        host.root.writeFile(listFile, host.root.readFile(listFile) + words);
+        status = pollStatus;
+    } else if (command.rfind("localcli network nic get -n ", 0) == 0) {
+        host.root.writeFile(detailsFile, "   Name: vmnic0\n" + firmware);
+    } else if (command == std::string("grep \"Firmware Version\" ") + detailsFile) {
+        return firmware;
+    }
+    return "";
+}
+
+void NICFixture::becomeReadyForEvents() {
+    vokJsonAggregator::getInstance()->createInventoryJsonString();
+    ASSERT_TRUE(vokJsonAggregator::getInstance()->isInventorySent());
+    const std::lock_guard<std::mutex> lock(host.guard);
+    host.deviceRequests.clear();
+}
+
+long NICFixture::commandCount(const std::string& text) const {
+    return std::count(host.commands.begin(), host.commands.end(), text);
+}

@@ -1,0 +1,114 @@
+// When the link is looked at between two builds, and what comes of it.
+#include <gmock/gmock.h>
+
+#include "nic/NICFixture.h"
+
+namespace {
+
+// Runs the manager's loop on this thread for a number of waits of ten seconds. Behind each build `aftermath`
+// seconds pass before the first of them.
+class LinkPoll : public NICFixture {
+protected:
+    void run(int waits) {
+        host.onSystemLog = [this](const std::string& line) {
+            const std::lock_guard<std::mutex> lock(host.guard);
+            if (line.find("Exiting CacheBuild") != std::string::npos) host.now.tv_sec += aftermath;
+        };
+        host.onTimedWait = [this, waits](const timespec&) mutable {
+            // A clock that can't be read ends the loop: once behind this wait, once before the next.
+            if (waits-- == 0) host.failingClockReads = 2;
+            return false;
+        };
+        manager.startInventory();
+    }
+    long polls() { return commandCount(pollCommand); }
+    long builds() { return countLogged(host, "DEBUG NIC_RM: Building NIC Cache"); }
+    long aftermath = 0;
+};
+
+TEST_F(LinkPoll, HappensOnceTenSecondsBehindABuild) {
+    run(4);
+    EXPECT_EQ(polls(), 1);
+    EXPECT_EQ(builds(), 1);
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: Refreshing Ethernet cache"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: Polling for interface link state change."));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: Getting list of interfaces"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: No status change"));
+}
+
+TEST_F(LinkPoll, DoesNotHappenWhenTheWakeComesASecondLate) {
+    aftermath = 1;
+    run(4);
+    EXPECT_EQ(polls(), 0);
+}
+
+TEST_F(LinkPoll, EachWaitIsTenSeconds) {
+    run(2);
+    ASSERT_GE(host.waitedSeconds.size(), 2u);
+    EXPECT_EQ(host.waitedSeconds[0], 10);
+    EXPECT_EQ(host.waitedSeconds[1], 10);
+}
+
+TEST_F(LinkPoll, AChangeBringsABuildAndThenAPollAgain) {
+    bool once = true;
+    const auto others = host.onCommand;
+    host.onCommand = [&](const std::string& command, int& status) {
+        if (command == pollCommand && once) {
+            once = false;
+            interfaces[1].linkStatus = "Down";
+        }
+        return others(command, status);
+    };
+    run(3);
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: Found a status change"));
+    EXPECT_EQ(builds(), 2);
+    EXPECT_EQ(polls(), 2);
+    EXPECT_EQ(manager.getHealthOfIntf("vmnic1").getState(), "Linkdown");
+}
+
+TEST_F(LinkPoll, TheRefreshIntervalComesBeforeThePoll) {
+    host.root.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"LoggingLevel": "Info", "EnableDebugLog": "true",
+                            "CacheRefreshInSeconds": {"EthernetDevices": "10"}})");
+    run(2);
+    EXPECT_EQ(builds(), 3);
+    EXPECT_EQ(polls(), 0);
+}
+
+class LinkCheck : public NICFixture {};
+
+TEST_F(LinkCheck, ComparesByInterfaceName) {
+    manager.cacheBuild();
+    EXPECT_FALSE(manager.checkLinkState());
+    interfaces[1].linkStatus = "Down";
+    EXPECT_TRUE(manager.checkLinkState());
+    EXPECT_TRUE(workFilesAreGone());
+}
+
+TEST_F(LinkCheck, AnInterfaceWithoutARecordIsNoChange) {
+    manager.cacheBuild();
+    interfaces.push_back({"vmnic9", "0000:82:00.0"});
+    EXPECT_FALSE(manager.checkLinkState());
+}
+
+TEST_F(LinkCheck, ALineOfOneWordOrThreeDoesNotCount) {
+    manager.cacheBuild();
+    interfaces = {{"vmnic0", ""}, {"vmnic1", ""}};
+    interfaces[0].linkStatus = "";
+    interfaces[1].linkStatus = "Down now";
+    EXPECT_FALSE(manager.checkLinkState());
+}
+
+TEST_F(LinkCheck, ACommandThatFailsIsNoChange) {
+    manager.cacheBuild();
+    interfaces[1].linkStatus = "Down";
+    pollStatus = 256;
+    EXPECT_FALSE(manager.checkLinkState());
+    long lines = 0;
+    for (const auto& line : loggedLines(host))
+        lines += line.rfind("ERROR NIC_RM: Error occurred in checking link state information : ", 0) == 0;
+    EXPECT_EQ(lines, 1);
+    EXPECT_TRUE(workFilesAreGone());
+}
+
+}  // namespace

@@ -1,0 +1,294 @@
+#include "nic/NICPhysicalAdapter.h"
+
+#include <gmock/gmock.h>
+
+#include "nic/NICFixture.h"
+#include "nic/vokNICProducts.h"
+
+namespace {
+
+using testing::HasSubstr;
+using Words = std::vector<std::string>;
+
+class Adapter : public NICFixture {
+protected:
+    PhyAdapterInventory discover(const Words& words) {
+        PhyAdapterInventory record;
+        physical.discoverPhyAdapterInventory(record, words);
+        return record;
+    }
+    static Words line() {
+        return {"vmnic0", "0000:81:00.0",      "ixgben", "Up",    "Up",         "10000",
+                "Full",   "7c:d3:0a:00:00:01", "1500",   "Intel", "Corporation"};
+    }
+    NICPhysicalAdapter physical;
+};
+
+TEST_F(Adapter, TakesNameAddressLinkAndSpeedFromTheirColumns) {
+    const PhyAdapterInventory record = discover(line());
+    EXPECT_EQ(record.getIntfName(), "vmnic0");
+    EXPECT_EQ(record.getDeviceName(), "vmnic0");
+    EXPECT_EQ(record.getMACAddress(), "7c:d3:0a:00:00:01");
+    EXPECT_EQ(record.getLinkStatus(), "Up");
+    EXPECT_EQ(record.getSpeed(), 10000);
+    EXPECT_EQ(record.getState(), "Online");
+    EXPECT_EQ(record.getHealth(), "OK");
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Getting adapter status for vmnic0"));
+}
+
+TEST_F(Adapter, WithoutAGeoIdTheDescriptionEndsWithABlankAndTheLocationIsUnknown) {
+    const PhyAdapterInventory record = discover(line());
+    EXPECT_EQ(record.getPCIDescription(), "PCI 0000:81:00.0 ");
+    EXPECT_EQ(record.getPhyLocation(), "FFFFFFFFFFFFFFFF");
+}
+
+TEST_F(Adapter, WhatCouldNotBeFoundOutIsNotAvailable) {
+    const PhyAdapterInventory record = discover(line());
+    EXPECT_EQ(record.getSerialNumber(), "Not Available");
+    EXPECT_EQ(record.getNICModel(), "Not Available");
+    EXPECT_EQ(record.getPartNumber(), "Not Available");
+    EXPECT_EQ(record.getManufacturer(), "Not Available");
+    EXPECT_TRUE(
+        hasLogged(host,
+                  "DEBUG NIC_CTRL: Unable to fetch the Model string for Vendor : , Device : ,SubVendor : "
+                  ", SubDevice : "));
+}
+
+TEST_F(Adapter, ASpeedThatIsNoNumberIsZeroAndSaid) {
+    Words words = line();
+    words[5] = "Auto";
+    EXPECT_EQ(discover(words).getSpeed(), 0);
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Error occurred in identifying the speed"));
+}
+
+TEST_F(Adapter, ASpeedIsTheNumberAtItsStart) {
+    Words words = line();
+    words[5] = "1000Mbps";
+    EXPECT_EQ(discover(words).getSpeed(), 1000);
+}
+
+TEST_F(Adapter, ASpeedThatNoIntHoldsIsZero) {
+    Words words = line();
+    words[5] = "99999999999999999999";
+    EXPECT_EQ(discover(words).getSpeed(), 0);
+}
+
+TEST_F(Adapter, AnEmptyDriverColumnShiftsTheLaterOnes) {
+    const PhyAdapterInventory record = discover(
+        {"vmnic1", "0000:03:00.0", "Up", "Down", "0", "Half", "5a:5b:03:1b:3a:5b", "1500", "Pensando"});
+    EXPECT_EQ(record.getLinkStatus(), "0");
+    EXPECT_EQ(record.getMACAddress(), "1500");
+    EXPECT_EQ(record.getSpeed(), 0) << "Half";
+    EXPECT_EQ(record.getState(), "Other") << "the administrative status reads as Down, the link as 0";
+    EXPECT_EQ(record.getHealth(), "Unknown");
+}
+
+TEST_F(Adapter, AnyNumberOfWordsIsTakenWithoutReadingBeyondThem) {
+    for (std::size_t count = 0; count < 8; ++count) {
+        Words words = line();
+        words.resize(count);
+        const PhyAdapterInventory record = discover(words);
+        EXPECT_EQ(record.getMACAddress(), "Not Available");
+        EXPECT_EQ(record.getIntfName(), count > 0 ? "vmnic0" : "Not Available");
+        EXPECT_EQ(record.getLinkStatus(), count > 4 ? "Up" : "Not Available");
+        EXPECT_EQ(record.getSpeed(), count > 5 ? 10000 : 0);
+        EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has " +
+                                        std::to_string(count) + " words only"));
+    }
+}
+
+TEST_F(Adapter, APseudoDeviceIsRecordedWithoutAPlace) {
+    const PhyAdapterInventory record = discover(
+        {"vusb0", "Pseudo", "ax88179_178a", "Up", "Up", "1000", "Full", "00:0a:cd:00:23:6a", "1500"});
+    EXPECT_EQ(record.getPCIDescription(), "PCI Pseudo ");
+    EXPECT_EQ(record.getPhyLocation(), "FFFFFFFFFFFFFFFF");
+    EXPECT_EQ(record.getState(), "Online");
+    for (const std::string& command : host.commands) EXPECT_THAT(command, Not(HasSubstr("Pseudo")));
+}
+
+// --- firmware ---
+
+TEST_F(Adapter, TheFirmwareVersionMayHoldBlanksAndColonsAndHasNoNewline) {
+    firmware = "         Firmware Version: FFV7.10.18 bc: 7.10.11\n";
+    EXPECT_EQ(discover(line()).getFirmVersion(), "FFV7.10.18 bc: 7.10.11");
+    EXPECT_EQ(commandCount("localcli network nic get -n vmnic0 > /opt/mev/vok/data/vok_nicAddDetails.txt"),
+              1);
+    EXPECT_EQ(commandCount("grep \"Firmware Version\" /opt/mev/vok/data/vok_nicAddDetails.txt"), 1);
+    EXPECT_TRUE(workFilesAreGone());
+}
+
+TEST_F(Adapter, WithoutAFirmwareLineTheVersionIsNotAvailable) {
+    firmware = "";
+    EXPECT_EQ(discover(line()).getFirmVersion(), "Not Available");
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Error occurred in identifying fw version."));
+    EXPECT_TRUE(workFilesAreGone());
+}
+
+TEST_F(Adapter, ACommandThatCanNotBeStartedLeavesTheVersionNotAvailable) {
+    host.commandsFailToStart = true;
+    EXPECT_EQ(discover(line()).getFirmVersion(), "Not Available");
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Error occurred in identifying fw version."));
+}
+
+TEST_F(Adapter, AFirmwareLineOfAnyLengthIsCutToTheBuffer) {
+    firmware = "Firmware Version: " + std::string(5000, 'x') + "\n";
+    EXPECT_EQ(discover(line()).getFirmVersion(), std::string(511 - 18, 'x'));
+}
+
+TEST_F(Adapter, ANameThatIsNoInterfaceNameEntersNoCommand) {
+    for (const char* name : {"vmnic0;reboot", "$(reboot)", "-n", "a b", "vm'nic", "`x`", "a|b", "a/b"}) {
+        Words words = line();
+        words[0] = name;
+        EXPECT_EQ(discover(words).getFirmVersion(), "Not Available") << name;
+    }
+    for (const std::string& command : host.commands)
+        EXPECT_THAT(command, Not(HasSubstr("nic get"))) << command;
+}
+
+TEST_F(Adapter, ANameOfFifteenCharactersIsAskedFor) {
+    Words words = line();
+    words[0] = "enp129s0f0np0.4";
+    EXPECT_EQ(discover(words).getFirmVersion(), "6.80 0x80003ce6 1.2074.0");
+}
+
+// --- ids and products ---
+
+class KnownAdapter : public Adapter {
+protected:
+    KnownAdapter() {
+        const auto others = host.onCommand;
+        host.onCommand = [this, others](const std::string& command, int& status) -> std::string {
+            if (command.find("grep -w 'SubVendor ID:") != std::string::npos)
+                return "   SubVendor ID: 0x8086\n   SubDevice ID: 0x0001\n";
+            if (command.find("grep -w 'Vendor ID:") != std::string::npos)
+                return "   Vendor ID: 0x8086\n   Device ID: " + device + "\n";
+            return others(command, status);
+        };
+    }
+    std::string device = "0x1563";
+};
+
+TEST_F(KnownAdapter, TheModelIsThatOfTheProductTable) {
+    EXPECT_EQ(discover(line()).getNICModel(), "MEV 2-port 10GbE adapter, copper");
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: subvendorDev1 =0x8086,subvendorDev2 =0x0001"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: vendorDev1 =0x8086,vendorDev2 =0x1563"));
+}
+
+TEST_F(KnownAdapter, ADeviceThatIsNoProductHasNoModelAndNoPartNumber) {
+    device = "0xffff";
+    const PhyAdapterInventory record = discover(line());
+    EXPECT_EQ(record.getNICModel(), "Not Available");
+    EXPECT_EQ(record.getPartNumber(), "Not Available");
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Unable to fetch the Model string for vmnic0"));
+}
+
+TEST_F(KnownAdapter, OnAnUnknownPlatformAProductHasNoPartNumber) {
+    EXPECT_EQ(discover(line()).getPartNumber(), "Not Available");
+}
+
+TEST_F(KnownAdapter, TheIdsOfAFunctionAreAskedForOnce) {
+    discover(line());
+    const std::size_t first = host.commands.size();
+    discover(line());
+    for (std::size_t i = first; i < host.commands.size(); ++i)
+        EXPECT_THAT(host.commands[i], Not(HasSubstr("grep -w"))) << host.commands[i];
+}
+
+TEST(EthernetProducts, AreFoundInEitherCaseByAllFourIds) {
+    const vokNICProduct* const product = vokFindNICProduct("0x15B3", "0x1015", "0x15b3", "0x0004");
+    ASSERT_NE(product, nullptr);
+    EXPECT_STREQ(product->model, "MEV 2-port 25GbE adapter, SFP28");
+    EXPECT_STREQ(product->partNumberFirstPlatform, "MEV-1000-120A");
+    EXPECT_STREQ(product->partNumberSecondPlatform, "MEV-1000-320A");
+    EXPECT_STREQ(product->partNumberSecondPlatformVariant, "MEV-1000-321A");
+    EXPECT_EQ(vokFindNICProduct("0x15b3", "0x1015", "0x15b3", "0x0005"), nullptr);
+    EXPECT_EQ(vokFindNICProduct("", "", "", ""), nullptr) << "the row behind the last is none";
+}
+
+// --- status, state and health ---
+
+TEST(EthernetStatus, FollowsItsTable) {
+    constexpr struct {
+        const char* admin;
+        const char* link;
+        int status;
+    } rows[] = {
+        {"up", "down", 4}, {"up", "unknown", 3}, {"up", "up", 1},     {"up", "", 1},
+        {"Up", "Down", 4}, {"UP", "UNKNOWN", 3}, {"down", "down", 5}, {"Down", "DOWN", 5},
+        {"down", "up", 6}, {"", "down", 5},      {"", "", 6},         {"down", "unknown", 6},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(NICPhysicalAdapter::get_adapter_status(row.link, row.admin), row.status)
+            << row.admin << " " << row.link;
+}
+
+TEST(EthernetStatus, APortWhoseLinkIsDownIsStillWell) {
+    constexpr struct {
+        int status;
+        const char* state;
+        const char* health;
+    } rows[] = {
+        {1, "Online", "OK"},     {2, "Online", "OK"},      {3, "Offline", "Critical"},
+        {4, "Linkdown", "OK"},   {5, "Offline", "OK"},     {6, "Other", "Unknown"},
+        {0, "Other", "Unknown"}, {-1, "Other", "Unknown"}, {7, "Other", "Unknown"},
+    };
+    for (const auto& row : rows) {
+        VOK_RESOURCE_STATE state = VOK_STATE_BYPASSED;
+        VOK_RESOURCE_HEALTH health = VOK_HEALTH_WARNING;
+        NICPhysicalAdapter::setNICStateHealthValues(row.status, state, health);
+        EXPECT_STREQ(vokResourceStateMap[state], row.state) << row.status;
+        EXPECT_STREQ(vokResourceHealthMap[health], row.health) << row.status;
+    }
+}
+
+TEST(EthernetCondition, TheFirstRuleThatFitsCounts) {
+    useFakeHost();
+    constexpr struct {
+        const char* curState;
+        const char* curHealth;
+        const char* prevState;
+        const char* prevHealth;
+        int condition;
+    } rows[] = {
+        {"Linkdown", "OK", "Online", "OK", 4},        {"Linkdown", "OK", "Offline", "Critical", 4},
+        {"Offline", "Critical", "Linkdown", "OK", 3}, {"Offline", "Critical", "Online", "OK", 3},
+        {"Online", "OK", "Linkdown", "OK", 2},        {"Online", "OK", "Offline", "Critical", 1},
+        {"Online", "OK", "Offline", "OK", -1},        {"Offline", "OK", "Online", "OK", -1},
+        {"Offline", "OK", "Linkdown", "OK", -1},      {"Other", "Unknown", "Online", "OK", -1},
+        {"Online", "OK", "Other", "Unknown", -1},
+    };
+    for (const auto& row : rows) {
+        int condition = 99;
+        NICPhysicalAdapter::fetchNICAdapterCondition(row.curState, row.curHealth, row.prevState,
+                                                     row.prevHealth, "vmnic0", condition);
+        EXPECT_EQ(condition, row.condition) << row.prevState << " to " << row.curState;
+    }
+}
+
+TEST(EthernetCondition, AChangeThatMeansNothingIsToldInTheLog) {
+    FakeHostAccess& host = useFakeHost();
+    logEverything(host);
+    int condition = 0;
+    NICPhysicalAdapter::fetchNICAdapterCondition("Offline", "OK", "Online", "OK", "vmnic3", condition);
+    EXPECT_TRUE(hasLogged(host,
+                          "DEBUG NIC_CTRL: State change for vmnic3 card noticed fromPrevState : Online, "
+                          "PrevHealth : OK toCurrentState : Offline, CurrentHealth : OK"));
+}
+
+TEST(EthernetCondition, HasItsEvent) {
+    constexpr struct {
+        int condition;
+        int event;
+        bool isService;
+    } rows[] = {{4, 1384, true}, {3, 678, true}, {2, 1390, false}, {1, 680, false},
+                {0, 0, false},   {-1, 0, false}, {5, 0, false}};
+    for (const auto& row : rows) {
+        int event = 99;
+        bool isService = true;
+        NICPhysicalAdapter::setEventAttributes(row.condition, event, isService);
+        EXPECT_EQ(event, row.event) << row.condition;
+        EXPECT_EQ(isService, row.isService) << row.condition;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+// The document that is put together from the managers, and when they count as ready.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "rmc/StandInManagers.h"
+#include "rmc/vokJsonAggregator.h"
+#include "support/FakeHostAccess.h"
+#include "support/LoggedLines.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Thrown out of a wait to end a thread's body that would otherwise run for ever.
+struct EndOfTest {};
+
+Json::Value named(const char* name) {
+    Json::Value element;
+    element["Name"] = name;
+    return element;
+}
+
+class Document : public testing::Test {
+protected:
+    Document() {
+        standInFor(0, &fibre);
+        standInFor(1, &hostFacts);
+        standInFor(2, &storage);
+        standInFor(3, &ethernet);
+        for (const int id : {4, 5, 6, 7}) standInFor(id, &reserved);
+        fibre.elements = {named("f1"), named("f2")};
+        hostFacts.elements = {named("first"), named("last")};
+        storage.elements = {named("never asked for")};
+        storage.elementsByType[1] = {named("c1"), named("c2")};
+        storage.elementsByType[2] = {named("d1")};
+        storage.elementsByType[3] = {named("v1"), named("v2")};
+        storage.elementsByType[4] = {named("e1")};
+        ethernet.elements = {named("n1"), named("n2"), named("n3")};
+        reserved.elements = {named("reserved")};
+        reserved.elementsByType[1] = reserved.elements;
+    }
+    // The readiness loop and what follows it, up to the first wait between two pushes.
+    void runUntilThePushIsOver() {
+        host.onTimedWait = [this](const timespec&) -> bool {
+            if (aggregator.isInventorySent()) throw EndOfTest{};
+            ++pauses;
+            return false;
+        };
+        EXPECT_THROW(aggregator.initializeCachePush(), EndOfTest);
+    }
+
+    FakeHostAccess& host = useFakeHost();
+    StandInManager fibre, hostFacts, storage, ethernet, reserved;
+    vokJsonAggregator& aggregator = *vokJsonAggregator::getInstance();
+    int pauses = 0;
+};
+
+TEST_F(Document, HasASectionForEachResourceAndTheLastElementOfTheHost) {
+    logEverything(host);
+    EXPECT_EQ(aggregator.getInventoryDocument(),
+              R"({"HostDataCollection":{"Drives":[{"Name":"d1"}],)"
+              R"("EthernetDevices":[{"Name":"n1"},{"Name":"n2"},{"Name":"n3"}],)"
+              R"("FibreChannelDevices":[{"Name":"f1"},{"Name":"f2"}],)"
+              R"("Oem":{"Name":"last"},)"
+              R"("StorageControllers":[{"Name":"c1"},{"Name":"c2"}],)"
+              R"("StorageEnclosures":[{"Name":"e1"}],)"
+              R"("Volumes":[{"Name":"v1"},{"Name":"v2"}]}})");
+    EXPECT_THAT(fibre.asked, ElementsAre("all"));
+    EXPECT_THAT(hostFacts.asked, ElementsAre("all"));
+    EXPECT_THAT(storage.asked, ElementsAre("type 1", "type 2", "type 3", "type 4"));
+    EXPECT_THAT(ethernet.asked, ElementsAre("all"));
+    EXPECT_THAT(reserved.asked, IsEmpty());  // nobody can enable those
+}
+
+TEST_F(Document, ASectionWithoutElementsHasNoKey) {
+    logEverything(host);
+    storage.elementsByType[4].clear();
+    fibre.elements.clear();
+    hostFacts.elements.clear();
+    ethernet.elements.clear();
+    EXPECT_EQ(aggregator.getInventoryDocument(), R"({"HostDataCollection":{"Drives":[{"Name":"d1"}],)"
+                                                 R"("StorageControllers":[{"Name":"c1"},{"Name":"c2"}],)"
+                                                 R"("Volumes":[{"Name":"v1"},{"Name":"v2"}]}})");
+    storage.elementsByType.clear();
+    EXPECT_EQ(aggregator.getInventoryDocument(), "");
+}
+
+TEST_F(Document, NothingOfTheOneBeforeIsLeft) {
+    logEverything(host);
+    aggregator.getInventoryDocument();
+    fibre.elements = {named("f3")};
+    storage.elementsByType.clear();
+    ethernet.elements.clear();
+    EXPECT_EQ(aggregator.getInventoryDocument(),
+              R"({"HostDataCollection":{"FibreChannelDevices":[{"Name":"f3"}],"Oem":{"Name":"last"}}})");
+}
+
+TEST_F(Document, ADisabledResourceAddsNothingAndIsNotAsked) {
+    logEverything(host, R"("EnableResources": ["StorageControllers"])");
+    storage.elementsByType = {{2, {named("d1")}}};
+    EXPECT_EQ(aggregator.getInventoryDocument(), R"({"HostDataCollection":{"Drives":[{"Name":"d1"}]}})");
+    EXPECT_THAT(fibre.asked, IsEmpty());
+    EXPECT_THAT(hostFacts.asked, IsEmpty());
+    EXPECT_THAT(ethernet.asked, IsEmpty());
+    runUntilThePushIsOver();
+    EXPECT_THAT(storage.readinessPasses, ElementsAre(0));
+    EXPECT_THAT(fibre.readinessPasses, IsEmpty());
+    EXPECT_THAT(hostFacts.readinessPasses, IsEmpty());
+    EXPECT_THAT(ethernet.readinessPasses, IsEmpty());
+}
+
+TEST_F(Document, TheLogTellsWhoGaveAPreviousInventory) {
+    logEverything(host, R"("EnableResources": ["FibreChannelDevices", "EthernetDevices"])");
+    ethernet.isPrevious = 1;
+    aggregator.getInventoryDocument();
+    EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: RM inventory type: [0]"), 1);
+    EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: RM inventory type: [1]"), 1);
+}
+
+TEST_F(Document, TheFirstPushWaitsUntilAllAreReadyInOnePass) {
+    logEverything(host);
+    storage.readyFromPass = 3;
+    fibre.readyFromPass = 1;
+    runUntilThePushIsOver();
+    EXPECT_EQ(pauses, 4);
+    for (const StandInManager* each : {&fibre, &hostFacts, &storage, &ethernet})
+        EXPECT_THAT(each->readinessPasses, ElementsAre(0, 1, 2, 3));
+    EXPECT_EQ(countLogged(host, "INFO JSON_AGGR: RM 0 not ready with inventory"), 1);
+    EXPECT_EQ(countLogged(host, "INFO JSON_AGGR: RM 1 not ready with inventory"), 0);
+    EXPECT_EQ(countLogged(host, "INFO JSON_AGGR: RM 2 not ready with inventory"), 3);
+    EXPECT_THAT(reserved.readinessPasses, IsEmpty());
+    EXPECT_EQ(host.remoteCommandPayloads().size(), 1U);
+    for (int iteration = 1; iteration <= 4; ++iteration)
+        EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Aggregator thread sleeping for 10 sec iteration no. " +
+                                        std::to_string(iteration)),
+                  1);
+    EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Thread signaled"), 4);
+}
+
+TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatThereIs) {
+    logEverything(host);
+    storage.readyFromPass = 1000;
+    storage.elementsByType.clear();
+    runUntilThePushIsOver();
+    EXPECT_EQ(pauses, 9);
+    EXPECT_THAT(storage.readinessPasses, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
+    ASSERT_EQ(host.remoteCommandPayloads().size(), 1U);
+    EXPECT_THAT(host.remoteCommandPayloads()[0], testing::HasSubstr(R"("Oem":{"Name":"last"})"));
+}
+
+}  // namespace

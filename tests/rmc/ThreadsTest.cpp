@@ -1,0 +1,268 @@
+// The aggregator's and the door-bell's thread as they run: woken, stopped at every point, not created, not
+// joined. Their timed waits end by a signal alone, so a signal that is missing lets the test run out of time.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "core/FailingThreads.h"
+#include "rmc/StandInManagers.h"
+#include "rmc/vokIPMIDBService.h"
+#include "rmc/vokJsonAggregator.h"
+#include "rmc/vokipmi.h"
+#include "support/FakeHostAccess.h"
+#include "support/LoggedLines.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class Threads : public testing::Test {
+protected:
+    Threads() {
+        logEverything(host);
+        for (const int id : {0, 1, 2, 3}) standInFor(id, nullptr);
+        standInFor(1, &manager);
+        Json::Value facts;
+        facts["Name"] = std::string(100, 'x');
+        manager.elements = {facts};
+    }
+    void startAggregator() {
+        aggregator.sendInventory(false);
+        started = true;
+    }
+    void startDoorBell() {
+        service.startvokIPMIDBService();
+        started = true;
+    }
+    // A thread may run before the one that created it knows of it.
+    void awaitStarted() {
+        while (!started) std::this_thread::yield();
+    }
+    // The first `count` waits are over at once, all later ones stand.
+    void letWaitsPass(int count) {
+        host.timedWaitsHold = count == 0;
+        host.onTimedWait = [this, left = count](const timespec&) mutable {
+            host.timedWaitsHold = --left <= 0;
+            return false;
+        };
+    }
+    // The thread stands in its wait number `count`, or is about to: its mutex is not free before it does.
+    void awaitWait(std::size_t count) {
+        awaitTrue([this, count] { return host.waitedSeconds.size() >= count; });
+    }
+    template <typename Condition>
+    void awaitTrue(const Condition& holds) {
+        for (;; std::this_thread::yield()) {
+            const std::lock_guard<std::mutex> lock(host.guard);
+            if (holds()) return;
+        }
+    }
+    std::size_t pushes() {
+        const std::lock_guard<std::mutex> lock(host.guard);
+        return host.remoteCommandPayloads().size();
+    }
+    // Holds the device's answer to the first `command` back until `call` has run on another thread as far
+    // as it can get without that answer.
+    void duringTheFirst(unsigned char command, const std::function<void()>& call, const std::string& said) {
+        const auto answer = host.onDeviceRequest;
+        host.onDeviceRequest = [this, command, call, said, answer,
+                                done = false](const FakeDeviceRequest& request) mutable {
+            if (request.command == command && !done) {
+                done = true;
+                awaitStarted();
+                other = std::thread(call);
+                while (!hasLogged(host, said)) std::this_thread::yield();
+            }
+            return answer(request);
+        };
+    }
+
+    FakeHostAccess& host = useFakeHost();
+    StandInManager manager;
+    std::thread other;
+    std::atomic<bool> started{false};
+    vokJsonAggregator& aggregator = *vokJsonAggregator::getInstance();
+    vokIPMIDBService& service = *vokIPMIDBService::getInstance();
+};
+
+TEST_F(Threads, AStopInAReadinessPauseEndsTheAggregatorWithoutAPush) {
+    letWaitsPass(0);
+    startAggregator();
+    awaitWait(1);
+    aggregator.stopvokJsonAggregator();
+    EXPECT_EQ(pushes(), 0U);
+    EXPECT_FALSE(aggregator.isInventorySent());
+    EXPECT_TRUE(manager.readinessPasses.empty());
+    EXPECT_TRUE(manager.asked.empty());
+}
+
+TEST_F(Threads, AStopBeforeTheFirstReadinessPauseIsNotMissed) {
+    aggregator.stopvokJsonAggregator();
+    aggregator.initializeCachePush();
+    EXPECT_TRUE(host.waitedSeconds.empty());
+    EXPECT_EQ(pushes(), 0U);
+}
+
+TEST_F(Threads, AStopBetweenTwoPushesEndsTheAggregatorWithoutAnother) {
+    letWaitsPass(1);
+    startAggregator();
+    awaitWait(2);
+    aggregator.stopvokJsonAggregator();
+    EXPECT_EQ(pushes(), 1U);
+    EXPECT_EQ(manager.asked.size(), 1U);
+}
+
+TEST_F(Threads, AStopDuringAPushLetsItFinishAndThenEnds) {
+    letWaitsPass(1);
+    duringTheFirst(
+        0x80,
+        [this] {
+            aggregator.sendInventory(true);  // still open at the stop, and then served no more
+            aggregator.stopvokJsonAggregator();
+        },
+        "DEBUG JSON_AGGR: Signaled for stop.");
+    startAggregator();
+    awaitTrue([this] { return !host.deviceRequests.empty(); });
+    other.join();
+    EXPECT_THAT(host.remoteCommandPayloads(),
+                ElementsAre(R"({"HostDataCollection":{"Oem":{"Name":")" + std::string(100, 'x') + R"("}}})"));
+    EXPECT_EQ(host.waitedSeconds.size(), 1U);
+    EXPECT_TRUE(aggregator.isInventorySent());
+}
+
+TEST_F(Threads, ARequestBetweenTwoPushesWakesTheAggregator) {
+    letWaitsPass(1);
+    startAggregator();
+    awaitWait(2);
+    aggregator.sendInventory(true);
+    awaitWait(3);
+    EXPECT_EQ(pushes(), 2U);
+    EXPECT_TRUE(hasLogged(host, "DEBUG JSON_AGGR: Request to send inventory"));
+    aggregator.stopvokJsonAggregator();
+    EXPECT_EQ(pushes(), 2U);
+}
+
+TEST_F(Threads, ARequestBeforeTheFirstPushDoesNotWakeTheAggregator) {
+    letWaitsPass(0);
+    startAggregator();
+    awaitWait(1);
+    aggregator.sendInventory(true);
+    EXPECT_TRUE(hasLogged(host, "DEBUG JSON_AGGR: Dropping inventory send request"));
+    aggregator.stopvokJsonAggregator();
+    EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Thread signaled"), 1);  // by the stop
+    EXPECT_TRUE(manager.readinessPasses.empty());
+}
+
+TEST_F(Threads, AnAggregatorThatCannotBeCreatedIsLogged) {
+    threadsThatCanBeCreated = 0;
+    startAggregator();
+    EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG JSON_AGGR: Creating Json Aggregator thread",
+                                               "ERROR JSON_AGGR: Error: Unable to create thread: 11"));
+    aggregator.stopvokJsonAggregator();
+    EXPECT_THAT(loggedLines(host), testing::SizeIs(4));
+    EXPECT_EQ(pushes(), 0U);
+}
+
+TEST_F(Threads, AnAggregatorThatCannotBeJoinedIsLogged) {
+    letWaitsPass(1);
+    pthread_t aggregatorThread{};
+    bool asked = false;
+    const auto answer = host.onDeviceRequest;
+    host.onDeviceRequest = [&, answer](const FakeDeviceRequest& request) {
+        if (!asked) {
+            asked = true;
+            aggregatorThread = ::pthread_self();
+            awaitStarted();
+            aggregator.stopvokJsonAggregator();  // a thread can't join itself
+        }
+        return answer(request);
+    };
+    startAggregator();
+    while (!hasLogged(host, "ERROR JSON_AGGR: Error: Unable to join thread: 35")) std::this_thread::yield();
+    EXPECT_EQ(::pthread_join(aggregatorThread, nullptr), 0);
+    EXPECT_EQ(pushes(), 1U);
+}
+
+// --- the door-bell's thread ---
+
+TEST_F(Threads, AStopInTheWaitEndsTheDoorBellWithoutAPoll) {
+    letWaitsPass(0);
+    startDoorBell();
+    awaitWait(1);
+    service.stopvokIPMIDBService();
+    EXPECT_TRUE(host.openedDevices.empty());
+    EXPECT_TRUE(host.deviceRequests.empty());
+}
+
+TEST_F(Threads, AStopDuringAPollLetsItFinish) {
+    letWaitsPass(1);
+    const std::string text("\0WriteInventory", 15);
+    host.onDeviceRequest = [text](const FakeDeviceRequest&) {
+        return FakeDeviceReply{0, 1, 0, {text.begin(), text.end()}};
+    };
+    duringTheFirst(
+        0x81, [this] { service.stopvokIPMIDBService(); }, "DEBUG IPMI_DB: Signaled for stop.");
+    startDoorBell();
+    awaitTrue([this] { return !host.deviceRequests.empty(); });
+    other.join();
+    EXPECT_EQ(host.deviceRequests.size(), 1U);
+    EXPECT_EQ(host.waitedSeconds.size(), 1U);
+    EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Dropping inventory send request"), 1);
+    EXPECT_EQ(host.openDevices, 0);
+}
+
+TEST_F(Threads, ADoorBellDuringAPushIsPolledBehindItAndServedAtOnce) {
+    letWaitsPass(1);
+    manager.elements[0]["Name"] = std::string(30000, 'x');
+    std::vector<unsigned> order;
+    const std::string text("\0WriteInventory", 15);
+    const auto answer = host.onDeviceRequest;
+    host.onDeviceRequest = [&, answer](const FakeDeviceRequest& request) {
+        order.push_back(request.command);
+        if (request.command == 0x81) return FakeDeviceReply{0, 1, 0, {text.begin(), text.end()}};
+        return answer(request);
+    };
+    duringTheFirst(
+        0x80,
+        [this] {
+            if (ipmi::IPMIUtils().checkIPMIDBRequest()) aggregator.sendInventory(true);
+        },
+        "DEBUG IPMI_DB: Checking IPMI door bell request");
+    startAggregator();
+    awaitWait(2);
+    other.join();
+    awaitTrue([this] { return host.remoteCommandPayloads().size() == 2; });
+    aggregator.stopvokJsonAggregator();
+    // A text of 30042 bytes and its NUL take 528 chunks, and nothing comes between them.
+    ASSERT_EQ(order.size(), 528U + 1 + 528);
+    EXPECT_EQ(std::find(order.begin(), order.end(), 0x81U) - order.begin(), 528);
+}
+
+TEST_F(Threads, ADoorBellThatCannotBeCreatedIsLogged) {
+    threadsThatCanBeCreated = 0;
+    startDoorBell();
+    EXPECT_THAT(loggedLines(host), ElementsAre("ERROR IPMI_DB: Error: Unable to create thread: 11"));
+    service.stopvokIPMIDBService();
+    EXPECT_THAT(loggedLines(host), testing::SizeIs(3));  // two debug lines, and nothing to join
+}
+
+TEST_F(Threads, ADoorBellThatCannotBeJoinedIsLogged) {
+    letWaitsPass(1);
+    pthread_t doorBellThread{};
+    host.onDeviceRequest = [&](const FakeDeviceRequest&) {
+        doorBellThread = ::pthread_self();
+        awaitStarted();
+        service.stopvokIPMIDBService();  // a thread can't join itself
+        return FakeDeviceReply{0, 1, 0, {0}};
+    };
+    startDoorBell();
+    while (!hasLogged(host, "ERROR IPMI_DB: Error: Unable to join thread: 35")) std::this_thread::yield();
+    EXPECT_EQ(::pthread_join(doorBellThread, nullptr), 0);
+    EXPECT_EQ(host.deviceRequests.size(), 1U);
+    EXPECT_EQ(host.openDevices, 0);
+}
+
+}  // namespace

@@ -1,0 +1,26 @@
+// A host with a firmware table, for tests of what is known of the platform.
+#pragma once
+
+#include <string>
+
+#include "platform/vokUtils.h"
+#include "support/FakeHostAccess.h"
+#include "support/LoggedLines.h"
+#include "support/SmBiosTable.h"
+
+// A table of a machine of this family, to which the test adds slots and devices.
+inline SmBiosTable tableOf(const std::string& family) {
+    SmBiosTable table;
+    table.addSystem("Maker of servers", family);
+    return table;
+}
+
+// Puts a fake host with this table in place and reads the table as the agent does at its start.
+inline FakeHostAccess& hostWithPlatform(const SmBiosTable& table) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    host.root.writeFile(SmBiosTable::deviceFile, table.contents());
+    vokUtils::initializeSMBIOS();
+    vokUtils::initGeoIDMap();
+    return host;
+}

@@ -142,7 +142,7 @@ void putLocationLibrary(const std::string& root, const std::string& name, Librar
                              (form == LibraryForm::withoutEncoder ? libraryWithoutEncoder : name);
     if (!fs::exists(standIn))
         throw std::runtime_error(standIn.string() + ": the stand-in of a library is not there");
-    link(standIn.string(), place);
+    writeLink(standIn.string(), place);
 }
 
 }  // namespace simhost

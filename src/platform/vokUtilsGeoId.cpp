@@ -100,8 +100,8 @@ std::string vokUtils::getGeoIDFromDesignation(std::string designation) {
         VOK_LOG_DEBUG("VOK_UTILS", "Error detecting GeoId : %s", expression.describe(result).c_str());
         return "";
     }
-    const std::string geoID = designation.substr(static_cast<std::size_t>(span.rm_so),
-                                                 static_cast<std::size_t>(span.rm_eo - span.rm_so));
+    std::string geoID = designation.substr(static_cast<std::size_t>(span.rm_so),
+                                           static_cast<std::size_t>(span.rm_eo - span.rm_so));
     if (geoID.empty())
         VOK_LOG_WARNING("VOK_UTILS", "Issue in identifying GeoId from PCI Designation : : %s",
                         designation.c_str());

@@ -89,7 +89,6 @@ bool openForAppending(const std::string& path, std::ofstream& stream) {
     // Made and looked at before the stream opens it: a pipe in its place would hold the agent.
     const Descriptor made(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
     if (made.get() < 0 || !isFileOrDevice(made.get())) return false;
-    stream.clear();
     stream.open(path, std::ios::app);
     return stream.is_open();
 }

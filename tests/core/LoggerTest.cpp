@@ -240,6 +240,15 @@ TEST_F(LoggerTest, WithoutALinkDirectoryItSaysSo) {
     EXPECT_EQ(host.systemLogLines[0].second, "symlink(" + log + ", " + link + ") completed with errno [2]");
 }
 
+TEST_F(LoggerTest, AFileInTheLinkDirectorysPlaceIsToldOnceForEachLink) {
+    configure("Info", false);
+    host.root.writeFile("/opt/mev/vok/log", "a file");
+    Logger::getInstance();
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].second,
+              "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [20]");
+}
+
 TEST_F(LoggerTest, ALogInTheLinkDirectoryGetsNoLinkToItself) {
     configure("Info", false, "/opt/mev/vok/log/vok.log", "syslog");
     Logger::getInstance()->info("i", "M", 1);
@@ -423,6 +432,10 @@ TEST_F(LogLimitTest, ALogBeyondTheGreatestSizeIsBackedUpByteForByteAndStartedAne
     EXPECT_EQ(status.st_size, 500000000 + 36);
     EXPECT_EQ(status.st_mode & 0077, 0U);
     EXPECT_EQ(linkTarget("backup_log"), host.root.path() + "/scratch/log/mev/vok/backup_log");
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/mev/vok/backup_log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700U);
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/mev/vok/backup_log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700U);
     std::ifstream copy(host.root.path() + backup);
     std::string line;
     std::getline(copy, line);

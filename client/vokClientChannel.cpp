@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "events/vokMsgInfra.h"
-#include "platform/vokOwnedDescriptor.h"
 #include "platform/vokHostAccess.h"
+#include "platform/vokOwnedDescriptor.h"
 
 namespace {
 

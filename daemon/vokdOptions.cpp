@@ -51,8 +51,7 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
                                      "Build one inventory and print the document; nothing is sent")
                             ->excludes(check);
     app.add_flag("--show-platform", showPlatform,
-                 "Print what the firmware tells of the machine: platform, and place and maker of each PCI "
-                 "function")
+                 "Print the platform, and place and maker of each PCI function; nothing is sent")
         ->excludes(check)
         ->excludes(print);
     try {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/vokConfig.h"
+#include "core/vokSettingRules.h"
 #include "vokFuzzHost.h"
 
 namespace {
@@ -37,7 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string level = config->getVOKLoggingLevel();
     check(!level.empty());
     const std::string mode = config->getTestEventSettings();
-    check(mode == "test" || mode == "inject");
+    // Kept as written, so in any case.
+    check(vokSettingRules::isEquals(mode, "test") || vokSettingRules::isEquals(mode, "inject"));
     for (const auto& refusal : refusals) check(!refusal.reason.empty());
     return 0;
 }

@@ -12,7 +12,7 @@ LONGEST_FILE = 600
 # The floor of each file, the first pattern that fits. A file includes only its own floor and those below.
 FLOORS = [
     (r"src/platform/vokHostAccess\.", 1),
-    (r"src/core/(vokConfig|vokConfigReader|vokSettingRules|Logger|vokLog|vokLogFiles|vokVersion)\.", 1),
+    (r"src/core/(vokConfig|vokConfigReader|vokConfigText|vokSettingRules|Logger|vokLog|vokLogFiles|vokVersion)\.", 1),
     (r"src/platform/vokTimeStamp\.h", 1),  # includes nothing: the logger asks for a time stamp through it
     (r"src/core/platformCheck\.", 2),  # asks the firmware's table for the maker
     (r"src/platform/", 2),

@@ -144,7 +144,7 @@ std::string readRaw(const std::string& name, const std::string& directory) {
     std::ifstream stream(place, std::ios::binary);
     std::ostringstream content;
     if (!stream || !(content << stream.rdbuf()))
-        throw std::runtime_error(place.string() + ": the firmware's table can't be read");
+        throw std::runtime_error(place.string() + ": the firmware's table can't be read, or is empty");
     return content.str();
 }
 

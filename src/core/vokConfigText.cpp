@@ -19,14 +19,19 @@ std::size_t endOfString(const std::string& text, std::size_t from) {
 }
 
 std::size_t endOfComment(const std::string& text, std::size_t from) {
-    const bool block = text.compare(from, 2, "/*") == 0;
-    const std::size_t end = text.find(block ? "*/" : "\n", from + 2);
-    return end == std::string::npos ? text.size() : end + (block ? 2 : 1);
+    std::size_t end = from + 1;  // a slash alone
+    if (text.compare(from, 2, "/*") == 0)
+        end = std::min(text.find("*/", from + 2), text.size()) + 2;
+    else if (text.compare(from, 2, "//") == 0)
+        end = text.find_first_of("\r\n", from);
+    return std::min(end, text.size());
 }
 
 std::string keptNumber(const std::string& number) {
-    if (!std::isinf(std::strtod(number.c_str(), nullptr))) return number;
-    return '"' + (beyondEveryNumber + number) + '"';
+    char* end = nullptr;
+    const double value = std::strtod(number.c_str(), &end);
+    // A number that goes on behind its end is no JSON.
+    return std::isinf(value) && *end == '\0' ? '"' + (beyondEveryNumber + number) + '"' : number;
 }
 
 }  // namespace
@@ -42,7 +47,6 @@ std::string withinTheParsersReach(const std::string& text) {
             end = endOfString(text, i);
         } else if (c == '/') {
             end = endOfComment(text, i);
-            kept = false;
         } else if (c == '-' || std::isdigit(static_cast<unsigned char>(c))) {
             end = std::min(text.find_first_not_of("0123456789+-.eE", i), text.size());
             if (kept) result += keptNumber(text.substr(i, end - i));

@@ -13,8 +13,8 @@
 #include <string>
 
 #include "core/vokLog.h"
-#include "platform/vokOwnedDescriptor.h"
 #include "platform/vokHostAccess.h"
+#include "platform/vokOwnedDescriptor.h"
 
 namespace {
 

@@ -117,7 +117,7 @@ void HostResourceManager::populateCollectionInfo() {
 }
 
 std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
-    const vokWorkFile sample(hostMemFile);
+    const vokWorkFile sample(hostMemFile, vokLeftOver::kept);
     const int status = vokHostAccess().runCommand("esxtop -c " + vokHostAccess().commandPath(esxtopconf) +
                                                   " -b -n 1 >> " + sample.word());
     if (status != 0) {

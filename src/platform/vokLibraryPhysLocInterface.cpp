@@ -217,7 +217,7 @@ std::string vokLibraryPhysLocInterface::getPhysLocForChassisStorageBackplane(std
 std::string vokLibraryPhysLocInterface::getPCIeSlotForIOSlot(std::string pciAddress) {
     if (!addressIsValid(pciAddress, platform_.logModule, "I/O")) return unknownSlot;
     const std::vector<std::string> elements = vokUtils::getGeoIDInfo(pciAddress);
-    const std::string slot = elements.size() == platform_.elementCount ? elements.back() : unknownSlot;
+    std::string slot = elements.size() == platform_.elementCount ? elements.back() : unknownSlot;
     VOK_LOG_DEBUG(platform_.logModule, "PCI address: [%s]; GeoID split size: [%zu]; Slot #: [%s]",
                   pciAddress.c_str(), elements.size(), slot.c_str());
     return slot;

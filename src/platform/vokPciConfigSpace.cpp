@@ -11,7 +11,6 @@ constexpr std::size_t firstCapability = 64;  // behind the header
 constexpr unsigned pointerMask = 0xFC;       // the low two bits are reserved
 constexpr int mostCapabilities = (256 - 64) / 4;
 constexpr unsigned greatestMaskedId = 31;
-constexpr unsigned idOfNoDevice = 0xFF;  // a function that does not answer reads as all ones
 
 constexpr unsigned idPciExpress = 0x10;
 constexpr std::size_t linkStatusOffset = 0x12;
@@ -28,7 +27,6 @@ pci_config_facts pci_read_config(const unsigned char* config, std::size_t length
     std::size_t offset = config[capabilityPointerOffset] & pointerMask;
     for (int i = 0; i < mostCapabilities && offset >= firstCapability && offset + 1 < length; ++i) {
         const unsigned id = config[offset];
-        if (id == idOfNoDevice) break;
         if (id <= greatestMaskedId) facts.capabilities |= 1u << id;
         const std::size_t status = offset + linkStatusOffset;
         if (id == idPciExpress && status + 1 < length) {

@@ -8,11 +8,7 @@
 namespace {
 
 tm localNow() {
-    const time_t now = vokWallClockSeconds();
-    tm fields{};
-    ::tzset();  // a zone that was changed while the agent runs counts; localtime_r alone may not notice
-    ::localtime_r(&now, &fields);
-    return fields;
+    return vokLocalTime(vokWallClockSeconds());
 }
 
 // The number at the front of a piece of the text; 0 when there is none.

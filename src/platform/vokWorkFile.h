@@ -1,5 +1,5 @@
-// A file that commands append to and that is read back: nothing of an earlier run is in it, and it is gone at
-// the end.
+// A file that commands append to and that is read back. It is gone at the end, so that nothing of it stays
+// for the next command; what a crash has left under its name is thrown away or, where it is to count, kept.
 #pragma once
 
 #include <cstdio>
@@ -7,12 +7,14 @@
 
 #include "platform/vokHostAccess.h"
 
+enum class vokLeftOver { removed, kept };
+
 class vokWorkFile {
 public:
     // `path` is the absolute path on the host.
-    explicit vokWorkFile(const std::string& path)
+    explicit vokWorkFile(const std::string& path, vokLeftOver leftOver = vokLeftOver::removed)
         : place_(vokHostAccess().path(path)), word_(vokHostAccess().commandPath(path)) {
-        std::remove(place_.c_str());
+        if (leftOver == vokLeftOver::removed) std::remove(place_.c_str());
     }
     ~vokWorkFile() { std::remove(place_.c_str()); }
     vokWorkFile(const vokWorkFile&) = delete;

@@ -2,10 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+#include <csignal>
+#include <cstring>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <thread>
 
@@ -36,8 +40,16 @@ protected:
                                 R"(", "DebugLogLocation": ")" + debugLog + R"("})");
     }
     void makeLinkDirectory() { host.root.writeFile("/opt/mev/vok/log/keep", ""); }
-    std::string agentLog() { return host.root.readFile("/scratch/log/vok.log"); }
-    std::string debugLog() { return host.root.readFile("/scratch/log/debug.log"); }
+    std::string agentLog() { return startOf("/scratch/log/vok.log"); }
+    std::string debugLog() { return startOf("/scratch/log/debug.log"); }
+    // The first MiB: a log that was grown to the limit is nothing to compare or to print.
+    std::string startOf(const std::string& path) {
+        std::ifstream file(host.root.path() + path);
+        std::string text(1 << 20, '\0');
+        file.read(&text[0], static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(file.gcount()));
+        return text;
+    }
     std::string linkTarget(const std::string& name) {
         char target[4096] = {};
         const auto size = ::readlink((host.root.path() + "/opt/mev/vok/log/" + name).c_str(), target, 4095);
@@ -247,16 +259,75 @@ TEST_F(LoggerTest, ALinkThatCanNotBeRemovedIsTold) {
               "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [39]");
 }
 
-TEST_F(LoggerTest, AnAgentLogDirectoryThatCanNotBeMadeEndsTheProcess) {
-    configure("Info", false);
-    host.root.writeFile("/scratch", "a file");
-    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246), "");
+// What a process that ends wrote to the system log is gone with it, so this one writes to standard error.
+class TellingHost : public FakeHostAccess {
+public:
+    void systemLog(int priority, const std::string& text) override {
+        std::fprintf(stderr, "<%d>%s", priority, text.c_str());
+    }
+};
+
+std::string literally(const std::string& text) {
+    std::string expression;
+    for (const char c : text)
+        expression += std::strchr(".[]()", c) ? std::string("[") + c + "]" : std::string(1, c);
+    return expression;
 }
 
-TEST_F(LoggerTest, ADebugLogDirectoryThatCanNotBeMadeEndsTheProcess) {
-    configure("Info", false, "syslog");
-    host.root.writeFile("/scratch", "a file");
-    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(245), "");
+class UnmadeDirectoryTest : public LoggerTest {
+protected:
+    // A file stands where a directory of the logs should be made.
+    void standInTheWay(const std::string& agent, const std::string& debug) {
+        vokSetHostAccess(std::make_unique<TellingHost>());
+        telling = static_cast<TellingHost*>(&vokHostAccess());
+        telling->root.writeFile("/scratch", "a file");
+        telling->root.writeFile(
+            "/etc/config/mev/vok/vok.conf",
+            R"({"VOKLogLocation": ")" + agent + R"(", "DebugLogLocation": ")" + debug + R"("})");
+    }
+    TellingHost* telling = nullptr;
+};
+
+TEST_F(UnmadeDirectoryTest, OfTheAgentLogEndsTheProcess) {
+    standInTheWay("/scratch/log/vok.log", "/scratch/log/debug.log");
+    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
+                literally("<3>Failed to create directory path for VOK log file [" + telling->root.path() +
+                          "/scratch/log/vok.log]: 20 - Not a directory"));
+}
+
+TEST_F(UnmadeDirectoryTest, OfTheDebugLogEndsTheProcess) {
+    standInTheWay("syslog", "/scratch/log/debug.log");
+    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(245),
+                literally("<3>Failed to create directory path for VOK debug log file [" +
+                          telling->root.path() + "/scratch/log/debug.log]: 20 - Not a directory"));
+}
+
+TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
+    configure("Info", false, "syslog.d/vok.log", "asyslog");
+    Logger::getInstance()->info("i", "M", 1);
+    EXPECT_EQ(host.root.readFile("/syslog.d/vok.log"), "Nov 5 08:38:22 [INFO]   001 M: i\n");
+}
+
+TEST_F(LoggerTest, ADiskThatWasFullForAWhileDoesNotSilenceTheLog) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit full{100, limit.rlim_max};
+    ::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    for (int i = 0; i < 1000; ++i) logger->info(std::string(100, 'x'), "M", 1);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    logger->info("first behind it", "M", 2);
+    EXPECT_THAT(agentLog(), EndsWith("[INFO]   002 M: first behind it\n"));
+}
+
+TEST_F(LoggerTest, AnOldDebugLogIsLinkedAlsoWithoutDebugLogging) {
+    configure("Info", false);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/debug.log", "of yesterday\n");
+    Logger::getInstance();
+    EXPECT_EQ(linkTarget("debug.log"), host.root.path() + "/scratch/log/debug.log");
 }
 
 TEST_F(LoggerTest, ALogThatCanNotBeOpenedIsToldAndTheAgentGoesOn) {

@@ -84,6 +84,9 @@ INSTANTIATE_TEST_SUITE_P(
                     UnusableFile{"nestedAndCutOff", "{\"A\": 1, \"B\": " + std::string(2000, '[')},
                     UnusableFile{"nestedAndNotClosed", nested(2000).substr(0, 3000)},
                     UnusableFile{"closedByTheWrongBracket", R"({"A": 1e400, "B": 1])"},
+                    UnusableFile{"aSlashAlone", "{\"A\": 1e400, \"B\": 1 / 2\n}"},
+                    UnusableFile{"aNumberWithTwoExponents", R"({"A": 1e400e5, "B": 1})"},
+                    UnusableFile{"aCommentWithoutAnEnd", R"({"A": 1e400, "B": 1 /* })"},
                     UnusableFile{"aNumberThatIsNone", R"({"A": 1e400, "B": 1.2.3})"},
                     UnusableFile{"junk", std::string("\0\xff\xfe{\x80\"a", 7)}),
     [](const auto& each) { return std::string(each.param.what); });
@@ -163,6 +166,7 @@ TEST_F(ConfigTest, EveryKeyIsRead) {
     EXPECT_TRUE(config.isRMStatisticsLoggingEnabled());
     EXPECT_EQ(config.getMicrochipEventQueueIndex(), 5);
     EXPECT_EQ(config.getHealthMonitorFlags(), 6);
+    EXPECT_FALSE(config.getSendTestEventSettings("inject"));
 }
 
 TEST_F(ConfigTest, NumbersAndBooleansAreTakenAsWellAsTexts) {
@@ -431,6 +435,15 @@ TEST_F(ConfigTest, AnEmptyGlobalIntervalLeavesTheOthers) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"Global": "", "HostOSInfo": "45"})");
     EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 45);
     EXPECT_EQ(config.getrefreshInterval("EthernetDevices"), 3600);
+}
+
+TEST_F(ConfigTest, AGlobalIntervalThatIsNullReadsAsEmptyAndZeroDoesNot) {
+    EXPECT_EQ(with(R"("CacheRefreshInSeconds": {"Global": null, "HostOSInfo": "45"})")
+                  .getrefreshInterval("HostOSInfo"),
+              45);
+    write(R"({"CacheRefreshInSeconds": {"Global": 0, "HostOSInfo": "45"}, "Comment": 1})");
+    std::vector<vokConfigRefusal> refusals;
+    EXPECT_EQ(vokConfig::examine(refusals)->getrefreshInterval("HostOSInfo"), 3600);
 }
 
 TEST_F(ConfigTest, ZeroIsNoIntervalAndThoseLeftOutHaveTheDefault) {

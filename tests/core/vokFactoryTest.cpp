@@ -4,12 +4,17 @@
 
 #include "core/vokResourceManager.h"
 #include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
 
 namespace {
 
 TEST(Factory, GivesTheHostManagerItselfForId1) {
     EXPECT_EQ(vokFactory().createInstance(1), HostResourceManager::getInstance());
     EXPECT_EQ(vokFactory().createInstance(1), vokFactory().createInstance(1));
+}
+
+TEST(Factory, GivesTheEthernetManagerItselfForId3) {
+    EXPECT_EQ(vokFactory().createInstance(3), NICResourceManager::getInstance());
 }
 
 TEST(Factory, GivesNullForIdsThatThisBuildHasNoManagerFor) {

@@ -139,6 +139,17 @@ TEST_F(JobManager, TheThreadsAreJoinedInTheOrderHostStorageEthernetFibreChannel)
     EXPECT_THAT(joinedThreads, ElementsAre(threads[1], threads[2], threads[3], threads[0]));
 }
 
+TEST_F(JobManager, TheHostIsToldToStopBeforeEthernet) {
+    logEverything(host, R"("EnableResources": ["EthernetDevices", "HostOSInfo"])");
+    ASSERT_TRUE(manager.startResourceManagers());
+    manager.stopResourceManagers();
+    std::vector<std::string> lines;
+    for (const std::string& line : loggedLines(host))
+        if (line.find(": Resource manager stop called.") != std::string::npos) lines.push_back(line);
+    EXPECT_THAT(lines, ElementsAre("INFO HOST_RM: Resource manager stop called.",
+                                   "INFO NIC_RM: Resource manager stop called."));
+}
+
 TEST_F(JobManager, TheGracefulStopIsRecordedAfterTheLastLine) {
     logEverything(host, noResource);
     ASSERT_TRUE(manager.startResourceManagers());

@@ -91,6 +91,13 @@ TEST_F(HostManager, ASampleLeftByACrashIsAppendedToAndTheLastValuesWin) {
     EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(512.0, 256.0));
 }
 
+TEST_F(HostManager, ASampleLeftByACrashIsNotRemovedFirstSoItsColumnsStay) {
+    host.root.writeFile(sampleFile,
+                        "\"t\",\"\\\\h\\Memory\\Free MBytes\",\"\\\\h\\Memory\\Machine MBytes\",\n"
+                        "\"time\",\"1024\",\"2048\",\n");
+    EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(256.0, 512.0));
+}
+
 TEST_F(HostManager, AFailingCommandIsLoggedOnceARun) {
     sampleStatus = 1 << 8;
     for (int refresh = 0; refresh < 5; ++refresh) EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 #include "core/platformCheck.h"
 #include "platform/PhysLocFixture.h"
@@ -173,6 +174,31 @@ TEST(PCIVendorsMap, HoldsTheVendorsOfThePublicList) {
     EXPECT_EQ(name("1002"), "Advanced Micro Devices, Inc. [AMD/ATI]");
     EXPECT_EQ(name("1507"), "Motorola ?? / HTEC");
     EXPECT_EQ(name("1c63"), "Science and Research Centre of Computer Technology (JSC \"NICEVT\")");
+}
+
+// Names that a compiler or the script itself could take for something else.
+TEST(PCIVendorsMap, ANameMayHoldAnySign) {
+    const TemporaryDirectory directory;
+    directory.writeFile("pci.ids",
+                        "#\n# 0000  a comment\n\n"
+                        "0001  Plain; with a semicolon\n"
+                        "\t0002  a device\n"
+                        "\t\t0003 0004  a subsystem\n"
+                        "0a0b  \\\"[open ${X} @X@ %d\\\r\n"
+                        "00ff  ]?\?/ ?\?= K\xc3\xb6ln  two  blanks\n"
+                        "C 01  a class\n"
+                        "\t00  a subclass\n");
+    const std::string output = directory.path() + "/map.cpp";
+    const std::string command = "'" VOK_CMAKE "' -DPCI_IDS='" + directory.path() + "/pci.ids' -DOUTPUT='" +
+                                output + "' -P '" VOK_PCI_VENDORS_SCRIPT "'";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const std::string text = directory.readFile("map.cpp");
+    const std::string rows =
+        "    {\"0001\", \"Plain; with a semicolon\"},\n"
+        "    {\"0a0b\", \"\\\\\\\"[open ${X} @X@ %d\\\\\"},\n"
+        "    {\"00ff\", \"]\\?\\?/ \\?\\?= K\xc3\xb6ln  two  blanks\"},\n"
+        "};\n";
+    EXPECT_NE(text.find("vendors[] = {\n" + rows), std::string::npos) << text;
 }
 
 TEST(PCIVendorsMap, AKeyIsFourLowerCaseDigitsAndNoNameIsEmpty) {

@@ -289,6 +289,15 @@ TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
     EXPECT_EQ(deadlineSeconds, std::numeric_limits<time_t>::max());
 }
 
+TEST(WaitFor, AnIntervalBelowZeroIsOver) {
+    auto& host = useFakeHost();
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    EXPECT_EQ(vokWaitFor(condition, lock, -5), vokWaitResult::timedOut);
+    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{0});
+}
+
 TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
     auto& host = useFakeHost();
     host.onCommand = [](const std::string&, int& status) {

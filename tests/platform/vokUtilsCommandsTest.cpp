@@ -295,6 +295,17 @@ TEST(PciIds, AnIdOfAnotherWidthThanFourDigitsDoesNotMatch) {
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
 }
 
+TEST(PciIds, AKeyCountsOnlyAtTheStartOfItsLine) {
+    auto& host = useFakeHost();
+    host.commandOutput[deviceCommand("0000:05:00.0")] =
+        "   Old Vendor ID: 0x1111\n   Old Device ID: 0x2222\n   Vendor ID: 0x14e4\n   Device ID: 0x16d7\n";
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
+    host.commandOutput[subsystemCommand("0000:05:00.0")] =
+        "   A SubVendor ID: 0x1111\n   A SubDevice ID: 0x2222\n   SubVendor ID: 0x1590\n   SubDevice ID: "
+        "0x00ff\n";
+    EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("0x1590", "0x00ff"));
+}
+
 TEST(PciIds, OfALongerIdTheFirstFourDigitsAreTaken) {
     auto& host = useFakeHost();
     host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x14e4ff\n   Device ID: 0x16d7\n";

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/if_packet.h>
+#include <sys/socket.h>
 #include <memory>
 #include <string>
 #include <thread>
@@ -195,6 +197,34 @@ TEST(IPAddresses, NoLockIsHeldWhileTheInterfacesAreRead) {
     EXPECT_THAT(vokUtils::getIPAddresses(), ElementsAre("10.1.2.3"));
     vokUtils::setPrimaryIPAddress({""});
     EXPECT_EQ(vokUtils::getPrimaryIPAddress(), "10.1.2.3");
+}
+
+namespace {
+
+// The entry of the link itself, as every interface has one.
+class LinkAddresses : public FakeHostAccess {
+public:
+    int interfaceAddresses(struct ifaddrs** addresses) override {
+        entry_.ifa_name = name_;
+        entry_.ifa_addr = reinterpret_cast<sockaddr*>(&address_);
+        address_.sll_family = AF_PACKET;
+        address_.sll_ifindex = 0x01020304;
+        *addresses = &entry_;
+        return 0;
+    }
+    void freeInterfaceAddresses(struct ifaddrs*) override {}
+
+private:
+    char name_[5] = "vmk0";
+    ifaddrs entry_{};
+    sockaddr_ll address_{};
+};
+
+}  // namespace
+
+TEST(IPAddresses, TheAddressOfTheLinkIsNone) {
+    vokSetHostAccess(std::make_unique<LinkAddresses>());
+    EXPECT_THAT(vokUtils::getIPAddresses(), IsEmpty());
 }
 
 TEST(IPAddresses, ManyThreadsMayRefreshAndAskAtOnce) {

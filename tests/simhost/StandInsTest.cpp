@@ -80,6 +80,56 @@ TEST(Localcli, ListsAdaptersInColumns) {
               "(0000:02:00.0) VMware Inc. PVSCSI SCSI Controller\n");
 }
 
+TEST(Localcli, ListsFibreChannelPortsInBlocks) {
+    const HostDescription host = describe(R"json({"storageAdapters":[
+        {"name":"vmhba0","driver":"vmw_ahci","uid":"sata.vmhba0"},
+        {"name":"vmhba3","driver":"qlnativefc","linkState":"link-up","uid":"fc.2000f4e9d400ddb6:2100f4e9d400ddb6",
+         "description":"(0000:65:00.0) A card","fibreChannel":{"portId":"010600","modelDescription":"Two ports",
+         "optionRomVersion":"3.62","firmwareVersion":"8.08.204 (d0d5)"
+}
+},
+        {"name":"vmhba4","driver":"lpfc","linkState":"link-down","uid":"fc.2000f4e9d400ddb7:2100f4e9d400ddb7",
+         "description":"(0000:65:00.1) A card","fibreChannel":{"driverVersion":"12.8.298.50"}}]
+})json");
+    EXPECT_EQ(run(host, {"localcli", "storage", "san", "fc", "list"}).output,
+              "FcDevice:\n"
+              "   Adapter: vmhba3\n"
+              "   Port ID: 010600\n"
+              "   Node Name: 20:00:f4:e9:d4:00:dd:b6\n"
+              "   Port Name: 21:00:f4:e9:d4:00:dd:b6\n"
+              "   Speed: 16 Gbps\n"
+              "   Port Type: NPort\n"
+              "   Port State: ONLINE\n"
+              "   Model Description: Two ports\n"
+              "   Hardware Version: \n"
+              "   OptionROM Version: 3.62\n"
+              "   Firmware Version: 8.08.204 (d0d5)\n"
+              "   Driver Name: qlnativefc\n"
+              "Error getting field DriverVersion\n"
+              "\n"
+              "FcDevice:\n"
+              "   Adapter: vmhba4\n"
+              "   Port ID: 000000\n"
+              "   Node Name: 20:00:f4:e9:d4:00:dd:b7\n"
+              "   Port Name: 21:00:f4:e9:d4:00:dd:b7\n"
+              "   Speed: 0 Gbps\n"
+              "   Port Type: NPort\n"
+              "   Port State: LINKDOWN\n"
+              "   Model Description: A card\n"
+              "   Hardware Version: \n"
+              "   OptionROM Version: \n"
+              "   Firmware Version: \n"
+              "   Driver Name: lpfc\n"
+              "   DriverVersion: 12.8.298.50\n");
+}
+
+TEST(Localcli, ListsNoFibreChannelPortsOnAHostWithoutAny) {
+    const HostDescription host = describe(R"({"storageAdapters":[{"name":"vmhba0","uid":"sata.vmhba0"}]})");
+    const Answer answer = run(host, {"localcli", "storage", "san", "fc", "list"});
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(answer.output, "");
+}
+
 TEST(Localcli, RefusesWhatItDoesNotKnow) {
     const Answer answer = run(describe("{}"), {"localcli", "network", "nic", "teleport"});
     EXPECT_EQ(answer.status, 1);
@@ -210,8 +260,11 @@ TEST(Description, RefusesWhatItDoesNotKnow) {
 
 TEST(Description, AllThatComeWithTheProjectCanBeRead) {
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/bare.json").pciFunctions.size(), 0u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").pciFunctions.size(), 11u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").pciFunctions.at(5).at("VMkernel Name"), "");
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").pciFunctions.size(), 16u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").pciFunctions.size(), 16u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node.json").pciFunctions.size(), 14u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node-b.json").pciFunctions.size(), 14u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/foreign-node.json").pciFunctions.size(), 5u);
     EXPECT_GE(readHostDescription(VOK_HOSTS "/large.json").pciFunctions.size(), 300u);
 }
 

@@ -59,7 +59,7 @@ std::vector<std::string> FakeHostAccess::remoteCommandPayloads() const {
 }
 
 std::string FakeHostAccess::path(const std::string& absolute) const {
-    return root.path() + absolute;
+    return root.path() + (absolute.empty() || absolute.front() != '/' ? "/" : "") + absolute;
 }
 
 std::string FakeHostAccess::commandPath(const std::string& absolute) const {

@@ -68,8 +68,11 @@ protected:
 // --- the client and the daemon ---
 
 TEST_F(Events, ATestEventTellsTheControllerWhichResourcesAreEnabledAndWhichRun) {
-    startAll();
+    Json::Value settings = usualSettings();
+    settings["EnableResources"][0] = "All";
+    startAll(settings);
     startAgentAndWaitForItsPush();
+    ASSERT_TRUE(waitForLog("HOST_RM: Exiting CacheBuild"));
     const Ran ran = runClient({"test", "708"});
     EXPECT_EQ(ran.status, 0) << ran.output;
     ASSERT_EQ(waitFor("event", 1), 0);

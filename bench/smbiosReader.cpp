@@ -1,5 +1,6 @@
 // What the agent does with a firmware table at its start, as a process of its own: smbiosReader HOSTROOT
-// Prints how many PCI functions have a GeoID.
+// Prints how many PCI functions have a GeoID
+// of four elements; exit status 1 when none has.
 #include <cstdio>
 #include <string>
 
@@ -22,5 +23,5 @@ int main(int argc, char** argv) {
     for (const auto& entry : vokUtils::getGeoIDMap())
         known += vokUtils::getGeoIDInfo(entry.first).size() == 4;
     std::printf("%zu\n", known);
-    return 0;
+    return known > 0 ? 0 : 1;
 }

@@ -1,6 +1,5 @@
 #include "rmc/vokJsonAggregator.h"
 
-#include <json/writer.h>
 #include <cerrno>
 #include <memory>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "core/vokLog.h"
 #include "core/vokModules.h"
 #include "core/vokResourceManager.h"
+#include "platform/vokJsonText.h"
 #include "platform/vokWait.h"
 #include "rmc/vokipmi.h"
 
@@ -199,11 +199,7 @@ void vokJsonAggregator::gatherSection(int id, vokResourceManager& manager) {
 std::string vokJsonAggregator::documentText() {
     document = Json::Value(Json::objectValue);
     document["HostDataCollection"] = sections;
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    std::string text = Json::writeString(builder, document);
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
+    return vokJsonText(document);
 }
 
 void vokJsonAggregator::sendJsonString() {

@@ -6,5 +6,7 @@
 
 // How many creations succeed before all further ones fail with EAGAIN; negative: none fails.
 extern int threadsThatCanBeCreated;
+// What joins give without joining; 0: they join.
+extern int resultOfJoins;
 // In the order in which their joining began.
 extern std::vector<pthread_t> joinedThreads;

@@ -101,6 +101,15 @@ TEST(FcInfoMap, ANameBeginsWithVAndReachesToTheEndOfTheLine) {
     EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("usb0"));
 }
 
+TEST(FcInfoMap, ALineWithoutANameLeavesTheOneThatWaits) {
+    hostWhoseCommandsPrint(
+        "   Address: 0000:1a:00.0\n   VMkernel Name: vmhba3\n   VMkernel Name: vmhba4\n   VMkernel Name: \n"
+        "   Address: 0000:1a:00.1\n",
+        "");
+    vokUtils::initFcInfoMap();
+    EXPECT_EQ(vokUtils::getFcPciStr("vmhba4"), "0000:1a:00.1");
+}
+
 TEST(FcInfoMap, AnAddressIsWhatStandsTwoCharactersBehindTheFirstColon) {
     hostWhoseCommandsPrint(
         "Bus:xAddress: 0000:1a:00.0\nVMkernel Name: vmhba3\nAddress: \nVMkernel Name: vmhba4\n", "");

@@ -121,6 +121,13 @@ TEST_F(Aggregator, AllDisabledIsReadyAfterOnePause) {
     EXPECT_TRUE(host.deviceRequests.empty());
 }
 
+TEST_F(Aggregator, AByteThatIsNoTextCostsNothingBehindIt) {
+    configure();
+    host.nodeName = "rack\xC3";
+    buildHostInventory();
+    EXPECT_THAT(aggregator.getInventoryDocument(), HasSubstr(R"("HostName":"rack\ufffd","IPv4Addresses")"));
+}
+
 TEST_F(Aggregator, AReadyHostIsPushedAfterOnePauseAndMissingManagersArePassedOver) {
     configure(R"(, "InventoryQueryIntervalInSeconds": "3")");
     buildInventories();

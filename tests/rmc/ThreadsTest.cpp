@@ -167,23 +167,15 @@ TEST_F(Threads, AnAggregatorThatCannotBeCreatedIsLogged) {
 }
 
 TEST_F(Threads, AnAggregatorThatCannotBeJoinedIsLogged) {
-    letWaitsPass(1);
-    pthread_t aggregatorThread{};
-    bool asked = false;
-    const auto answer = host.onDeviceRequest;
-    host.onDeviceRequest = [&, answer](const FakeDeviceRequest& request) {
-        if (!asked) {
-            asked = true;
-            aggregatorThread = ::pthread_self();
-            awaitStarted();
-            aggregator.stopvokJsonAggregator();  // a thread can't join itself
-        }
-        return answer(request);
-    };
+    letWaitsPass(0);
     startAggregator();
-    while (!hasLogged(host, "ERROR JSON_AGGR: Error: Unable to join thread: 35")) std::this_thread::yield();
-    EXPECT_EQ(::pthread_join(aggregatorThread, nullptr), 0);
-    EXPECT_EQ(pushes(), 1U);
+    awaitWait(1);
+    resultOfJoins = 35;
+    aggregator.stopvokJsonAggregator();
+    resultOfJoins = 0;
+    EXPECT_TRUE(hasLogged(host, "ERROR JSON_AGGR: Error: Unable to join thread: 35"));
+    ASSERT_EQ(joinedThreads.size(), 1U);
+    EXPECT_EQ(::pthread_join(joinedThreads[0], nullptr), 0);
 }
 
 // --- the door-bell's thread ---
@@ -250,19 +242,15 @@ TEST_F(Threads, ADoorBellThatCannotBeCreatedIsLogged) {
 }
 
 TEST_F(Threads, ADoorBellThatCannotBeJoinedIsLogged) {
-    letWaitsPass(1);
-    pthread_t doorBellThread{};
-    host.onDeviceRequest = [&](const FakeDeviceRequest&) {
-        doorBellThread = ::pthread_self();
-        awaitStarted();
-        service.stopvokIPMIDBService();  // a thread can't join itself
-        return FakeDeviceReply{0, 1, 0, {0}};
-    };
+    letWaitsPass(0);
     startDoorBell();
-    while (!hasLogged(host, "ERROR IPMI_DB: Error: Unable to join thread: 35")) std::this_thread::yield();
-    EXPECT_EQ(::pthread_join(doorBellThread, nullptr), 0);
-    EXPECT_EQ(host.deviceRequests.size(), 1U);
-    EXPECT_EQ(host.openDevices, 0);
+    awaitWait(1);
+    resultOfJoins = 35;
+    service.stopvokIPMIDBService();
+    resultOfJoins = 0;
+    EXPECT_TRUE(hasLogged(host, "ERROR IPMI_DB: Error: Unable to join thread: 35"));
+    ASSERT_EQ(joinedThreads.size(), 1U);
+    EXPECT_EQ(::pthread_join(joinedThreads[0], nullptr), 0);
 }
 
 }  // namespace

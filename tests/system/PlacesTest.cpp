@@ -39,6 +39,8 @@ protected:
     void startEthernetHost(const std::string& name) {
         Json::Value settings = usualSettings();
         settings["EnableResources"][0] = "EthernetDevices";
+        // Links are looked at in each build, and just once between two.
+        settings["CacheRefreshInSeconds"]["Global"] = "30";
         startHostAlone(settings, usualSpeed, {}, name);
         startController();
     }

@@ -20,9 +20,11 @@ protected:
     // The host, its controller, with these settings. Without a controller: startHostAlone.
     void startAll(const Json::Value& settings = usualSettings(), int speed = usualSpeed);
     void startHostAlone(const Json::Value& settings = usualSettings(), int speed = usualSpeed,
-                        std::vector<std::string> options = {});
+                        std::vector<std::string> options = {}, const std::string& host = "rack-node");
 
     void startAgent();
+    // And waits until its own events pass, which is behind the first push.
+    void startAgentAndWaitForItsPush();
     // Runs vokd with these options to its end.
     Ran runAgent(const std::vector<std::string>& options);
     // SIGTERM, and the exit status.
@@ -43,7 +45,9 @@ protected:
     // The numbers in the startup record by key; -1 for a line whose value is no number.
     std::map<std::string, long> startupRecord() const;
     std::string inventoryText(int number) const;
-    // The numbers of the events that the controller has.
+    // The events that the controller has: as they came, read, and their numbers.
+    std::vector<std::string> eventTexts() const;
+    std::vector<Json::Value> eventObjects() const;
     std::vector<int> events() const;
     int controllerCount(const char* what) { return controllerState()[what].asInt(); }
 

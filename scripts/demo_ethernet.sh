@@ -53,7 +53,7 @@ wait_look() {
         if [ "$count" != "$asked" ]; then asked=$count quiet_since=$now; fi
         [ $((now - quiet_since)) -lt 15000000000 ] || return 1
         kill -0 "$vokd_id" 2>/dev/null || fail "vokd ended by itself"
-        sleep 0.05
+        sleep 0.1
     done
 }
 
@@ -111,7 +111,7 @@ free_name() {
 }
 
 show_adapter_exchanged() {
-    local new place driver inventory asked
+    local new place driver inventory looks
     say "One adapter is gone, and a new one has come in its place" \
         "That raises no event. The agent's next look at its adapters sees it, and the next inventory tells it."
     new=$(free_name)
@@ -119,10 +119,12 @@ show_adapter_exchanged() {
     control_shown nic "$adapter" remove
     control_shown nic "$new" add "$place" "$driver"
     pass_refresh_interval
-    asked="nic get -n $new\$"
-    wait_look "$asked" 0 "$(host_clock)" || fail "the agent does not look at the new adapter"
+    wait_look "nic get -n $new\$" 0 || fail "the agent does not look at the new adapter"
+    # Behind the next look at the links, or behind the time for it, that look and what it gives rise to are over.
+    looks=$(commands_run 'nic list$')
+    wait_look 'nic list$' "$looks" || true
     host_control clock speed "$speed"
-    # The bell is heard up to ten minutes later, long after that look and what it gives rise to.
+    count_rmc_inventories
     "$programs/vok-rmc" control --out "$papers" ring >/dev/null || fail "the door-bell does not ring"
     wait_rmc_inventory 660
     tell_rmc
@@ -139,10 +141,12 @@ ethernet_scenes() {
     settings=$("$programs/vokd" --host-root "$host" --check-config) || true
     refresh=$(sed -n 's/^ *CacheRefreshInSeconds.EthernetDevices *\([0-9]*\) seconds.*/\1/p' <<<"$settings")
     adapter=$(chosen_adapter)
-    if [ -z "$adapter" ]; then
-        say "The Ethernet adapters" "This host has none with a link: nothing to show."
+    if [ -z "$(list_adapters)" ]; then
+        say "The Ethernet adapters" "This host has none: their scenes are left out."
+    elif [ -z "$adapter" ]; then
+        say "The Ethernet adapters" "None of this host's has a link: their scenes are left out."
     elif ! grep -q '^ *EnableResources .*\(All\|EthernetDevices\)' <<<"$settings"; then
-        say "The Ethernet adapters" "The settings leave them out: nothing to show."
+        say "The Ethernet adapters" "The settings leave them out: so are their scenes."
     elif scene_fits $(((16 + $(list_adapters | wc -l) / 8) * speed)); then
         show_links_changing
         if scene_fits 700; then show_adapter_exchanged; fi

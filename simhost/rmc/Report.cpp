@@ -94,7 +94,7 @@ std::string eventAccount(const Json::Value& event) {
     if (!place.empty()) account += "\n   place " + place;
     const std::string type = shown(member(event, {"VariableData", "Type"}));
     const std::string text = shown(member(event, {"VariableData", "EventInfo"}));
-    if (!type.empty() || !text.empty()) account += "\n   " + type + ": " + text;
+    if (!type.empty() || !text.empty()) account += "\n   " + type + (text.empty() ? "" : ": " + text);
     const Json::Value& data = member(event, {"VariableData", "Data"});
     const std::string item = data.isObject() ? itemWords(data) : "";
     if (!item.empty()) account += "\n   " + item;

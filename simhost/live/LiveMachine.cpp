@@ -33,12 +33,19 @@ constexpr char configuration[] = R"({
 }
 )";
 
+std::optional<DriverFacts> noDriver(const std::string&) {
+    return std::nullopt;
+}
+
 }  // namespace
 
 LiveMachine::LiveMachine(const std::string& root, AskDriver askDriver)
     : files_(root),
       names_(files_),
-      network_(files_, names_, std::move(askDriver)),
+      network_(files_, names_,
+               askDriver      ? std::move(askDriver)
+               : root.empty() ? askKernelForDriver
+                              : noDriver),
       pci_(files_, names_, network_) {}
 
 HostDescription LiveMachine::describe() {

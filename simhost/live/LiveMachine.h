@@ -16,9 +16,10 @@ namespace simhost {
 
 class LiveMachine {
 public:
-    // `root`: a directory with a copy of a machine's files; empty for the machine itself. Throws
+    // `root`: a directory with a copy of a machine's files; empty for the machine itself. Drivers are asked
+    // through the kernel, unless `askDriver` is given; those of a copy are not there to be asked. Throws
     // std::runtime_error when there is no such directory.
-    explicit LiveMachine(const std::string& root = "", AskDriver askDriver = askKernelForDriver);
+    explicit LiveMachine(const std::string& root = "", AskDriver askDriver = nullptr);
     LiveMachine(const LiveMachine&) = delete;
     LiveMachine& operator=(const LiveMachine&) = delete;
 

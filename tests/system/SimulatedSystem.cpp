@@ -65,6 +65,18 @@ void SimulatedSystem::startAgent() {
     agent = RunningProgram(directory.path(), "vokd", {VOKD_PROGRAM, "--host-root", root()}, "");
 }
 
+void SimulatedSystem::startAgentAndWaitForItsPush() {
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    // The gate opens behind the push.
+    ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
+}
+
+Ran SimulatedSystem::runClient(std::vector<std::string> words) const {
+    words.insert(words.begin(), {VOKCLI_PROGRAM, "--host-root", root()});
+    return runProgram(words);
+}
+
 Ran SimulatedSystem::runAgent(const std::vector<std::string>& options) {
     std::vector<std::string> command{VOKD_PROGRAM, "--host-root", root()};
     command.insert(command.end(), options.begin(), options.end());
@@ -118,12 +130,18 @@ std::string SimulatedSystem::inventoryText(int number) const {
     return readAll(out() + name);
 }
 
+std::vector<std::string> SimulatedSystem::eventTexts() const {
+    std::vector<std::string> texts;
+    std::istringstream lines(readAll(out() + "/events.jsonl"));
+    for (std::string line; std::getline(lines, line);) texts.push_back(line);
+    return texts;
+}
+
 std::vector<int> SimulatedSystem::events() const {
     std::vector<int> ids;
-    std::istringstream lines(readAll(out() + "/events.jsonl"));
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& text : eventTexts()) {
         Json::Value event;
-        std::istringstream(line) >> event;
+        std::istringstream(text) >> event;
         ids.push_back(event["ID"].asInt());
     }
     return ids;

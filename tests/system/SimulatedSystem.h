@@ -23,6 +23,10 @@ protected:
                         std::vector<std::string> options = {});
 
     void startAgent();
+    // The first push opens the gate for events.
+    void startAgentAndWaitForItsPush();
+    // Runs vokcli with these words to its end.
+    Ran runClient(std::vector<std::string> words) const;
     // Runs vokd with these options to its end.
     Ran runAgent(const std::vector<std::string>& options);
     // SIGTERM, and the exit status.
@@ -43,7 +47,8 @@ protected:
     // The numbers in the startup record by key; -1 for a line whose value is no number.
     std::map<std::string, long> startupRecord() const;
     std::string inventoryText(int number) const;
-    // The numbers of the events that the controller has.
+    // The events that the controller has, as it got them; and their numbers.
+    std::vector<std::string> eventTexts() const;
     std::vector<int> events() const;
     int controllerCount(const char* what) { return controllerState()[what].asInt(); }
 

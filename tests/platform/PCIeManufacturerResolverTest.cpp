@@ -129,6 +129,15 @@ TEST_F(ManufacturerResolver, AnAddressWithoutTheFormHasNoManufacturer) {
     EXPECT_TRUE(host.commands.empty());
 }
 
+TEST_F(ManufacturerResolver, ADomainOfFiveDigitsIsNotTakenForTheFourAtItsEnd) {
+    startFirstPlatform();
+    EXPECT_EQ(fetch("10000:3b:00.0", "0x1077"), "");
+    EXPECT_EQ(fetch("10000:18:00.0", "0x1077"), "");
+    EXPECT_TRUE(
+        logged("DEBUG MFR: Unable to fetch manufacturer name for PCI device : 10000:18:00.0 as it is neither "
+               "OnBoard nor Add-in device"));
+}
+
 TEST_F(ManufacturerResolver, OnAnUnknownPlatformNoDeviceHasAManufacturer) {
     start(SmBiosTable().addSystem("Maker", "Other").addSlot("r001u05p2i03", inSlot).addEnd());
     EXPECT_EQ(fetch(inSlot, "0x1077"), "");

@@ -308,9 +308,13 @@ TEST(GetPcislot, AnAddressIsNeverMatchedInHalf) {
     host.root.writeFile("/sys/bus/pci/slots/1/address", "0000:3b:0\n");
     host.root.writeFile("/sys/bus/pci/slots/2/address", "0000\n");
     host.root.writeFile("/sys/bus/pci/slots/3/address", "\n");
+    host.root.writeFile("/sys/bus/pci/slots/4/address", "10000:3b:00\n");
     host.root.writeFile("/sys/bus/pci/slots/5/address", "0000:3b:00.0 and more\n");
     host.root.writeFile("/sys/bus/pci/slots/6/power", "1\n");
     EXPECT_EQ(get_pcislot("0000:3b:00.0"), "NotAvailable");
+    host.root.writeFile("/sys/bus/pci/slots/7/address", "0000:5e:00\n");
+    EXPECT_EQ(get_pcislot("10000:5e:00.0"), "NotAvailable");
+    EXPECT_EQ(get_pcislot("10000:3b:00.0"), "4");
 }
 
 TEST(GetPcislot, WithoutSlotsItIsNotAvailable) {

@@ -22,10 +22,6 @@ constexpr char hostLocation[] = "0123456789ABCDEF";
 
 class Events : public SimulatedSystem {
 protected:
-    Ran runClient(std::vector<std::string> words) {
-        words.insert(words.begin(), {VOKCLI_PROGRAM, "--host-root", root()});
-        return runProgram(words);
-    }
     // Has the client send this event.
     Ran inject(const std::string& text, const std::string& file = "event.json") {
         directory.writeFile(file, text);

@@ -72,6 +72,11 @@ void SimulatedSystem::startAgentAndWaitForItsPush() {
     ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
 }
 
+Ran SimulatedSystem::runClient(std::vector<std::string> words) const {
+    words.insert(words.begin(), {VOKCLI_PROGRAM, "--host-root", root()});
+    return runProgram(words);
+}
+
 Ran SimulatedSystem::runAgent(const std::vector<std::string>& options) {
     std::vector<std::string> command{VOKD_PROGRAM, "--host-root", root()};
     command.insert(command.end(), options.begin(), options.end());

@@ -23,8 +23,10 @@ protected:
                         std::vector<std::string> options = {}, const std::string& host = "rack-node");
 
     void startAgent();
-    // And waits until its own events pass, which is behind the first push.
+    // The first push opens the gate for events.
     void startAgentAndWaitForItsPush();
+    // Runs vokcli with these words to its end.
+    Ran runClient(std::vector<std::string> words) const;
     // Runs vokd with these options to its end.
     Ran runAgent(const std::vector<std::string>& options);
     // SIGTERM, and the exit status.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <fstream>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -23,31 +22,10 @@ constexpr char hostLocation[] = "0123456789ABCDEF";
 
 class Events : public SimulatedSystem {
 protected:
-    Ran runClient(std::vector<std::string> words) {
-        words.insert(words.begin(), {VOKCLI_PROGRAM, "--host-root", root()});
-        return runProgram(words);
-    }
     // Has the client send this event.
     Ran inject(const std::string& text, const std::string& file = "event.json") {
         directory.writeFile(file, text);
         return runClient({"inject", directory.path() + "/" + file});
-    }
-    void startAgentAndWaitForItsPush() {
-        startAgent();
-        ASSERT_EQ(waitFor("inventory", 1), 0);
-        // The gate opens behind the push.
-        ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
-    }
-    std::vector<std::string> eventTexts() const {
-        std::vector<std::string> lines;
-        std::ifstream stream(out() + "/events.jsonl");
-        for (std::string line; std::getline(stream, line);) lines.push_back(line);
-        return lines;
-    }
-    std::vector<Json::Value> eventObjects() const {
-        std::vector<Json::Value> objects;
-        for (const std::string& line : eventTexts()) std::istringstream(line) >> objects.emplace_back();
-        return objects;
     }
     bool controllerTellsInOrder(const std::string& first, const std::string& second) const {
         const std::string account = controllerProgram.output();

@@ -48,12 +48,12 @@ Json::Value SimulatedSystem::usualSettings() {
     return settings;
 }
 
-void SimulatedSystem::startHostAlone(const Json::Value& settings, int speed,
-                                     std::vector<std::string> options) {
+void SimulatedSystem::startHostAlone(const Json::Value& settings, int speed, std::vector<std::string> options,
+                                     const std::string& host) {
     directory.writeFile("settings.json", settings.toStyledString());
     options.insert(options.end(),
                    {"--config", directory.path() + "/settings.json", "--speed", std::to_string(speed)});
-    startHost(options);
+    startHost(options, host);
 }
 
 void SimulatedSystem::startAll(const Json::Value& settings, int speed) {
@@ -63,6 +63,18 @@ void SimulatedSystem::startAll(const Json::Value& settings, int speed) {
 
 void SimulatedSystem::startAgent() {
     agent = RunningProgram(directory.path(), "vokd", {VOKD_PROGRAM, "--host-root", root()}, "");
+}
+
+void SimulatedSystem::startAgentAndWaitForItsPush() {
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    // The gate opens behind the push.
+    ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
+}
+
+Ran SimulatedSystem::runClient(std::vector<std::string> words) const {
+    words.insert(words.begin(), {VOKCLI_PROGRAM, "--host-root", root()});
+    return runProgram(words);
 }
 
 Ran SimulatedSystem::runAgent(const std::vector<std::string>& options) {
@@ -118,13 +130,21 @@ std::string SimulatedSystem::inventoryText(int number) const {
     return readAll(out() + name);
 }
 
+std::vector<std::string> SimulatedSystem::eventTexts() const {
+    std::vector<std::string> lines;
+    std::istringstream stream(readAll(out() + "/events.jsonl"));
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<Json::Value> SimulatedSystem::eventObjects() const {
+    std::vector<Json::Value> objects;
+    for (const std::string& line : eventTexts()) std::istringstream(line) >> objects.emplace_back();
+    return objects;
+}
+
 std::vector<int> SimulatedSystem::events() const {
     std::vector<int> ids;
-    std::istringstream lines(readAll(out() + "/events.jsonl"));
-    for (std::string line; std::getline(lines, line);) {
-        Json::Value event;
-        std::istringstream(line) >> event;
-        ids.push_back(event["ID"].asInt());
-    }
+    for (const Json::Value& event : eventObjects()) ids.push_back(event["ID"].asInt());
     return ids;
 }

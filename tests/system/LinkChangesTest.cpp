@@ -1,0 +1,271 @@
+// Ethernet adapters that lose their link, fail, come back, come and go under the real daemon, and what the
+// controller hears of it.
+#include <csignal>
+#include <regex>
+
+#include "system/SimulatedSystem.h"
+
+namespace {
+
+constexpr char lost[] = "The connectivity between the Ethernet port and the switch has been lost.";
+constexpr char failed[] =
+    "Errors detected on NIC, use 'ip' command for status. Refer to syslog for further details.";
+
+class EthernetHost : public SimulatedSystem {
+protected:
+    static Json::Value ethernetSettings(const char* refreshSeconds = "20") {
+        Json::Value settings = usualSettings();
+        settings["EnableResources"][0] = "EthernetDevices";
+        settings["CacheRefreshInSeconds"]["Global"] = refreshSeconds;
+        return settings;
+    }
+    // A host by name, its controller and the agent, whose first inventory has arrived.
+    void start(const char* host = "rack-node", const Json::Value& settings = ethernetSettings(),
+               int speed = usualSpeed) {
+        directory.writeFile("settings.json", settings.toStyledString());
+        startHost({"--config", directory.path() + "/settings.json", "--speed", std::to_string(speed),
+                   "--ipmi-timeout", "20"},
+                  host);
+        startController();
+        startAgentAndWaitForItsPush();
+    }
+    void change(const std::string& adapter, std::vector<std::string> words) {
+        words.insert(words.begin(), {"nic", adapter});
+        hostControl(words);
+    }
+    // Until the agent has looked at what the host is like now: one build may be under way.
+    void waitForALook() const { ASSERT_TRUE(waitForLog(built, timesLogged(built) + 2)); }
+    // What is done while nothing of the agent runs, right behind a build.
+    void betweenTwoBuilds(const std::function<void()>& act) {
+        ASSERT_TRUE(waitForLog(built, timesLogged(built) + 1));
+        ASSERT_EQ(::kill(agent.process(), SIGSTOP), 0);
+        act();
+        ASSERT_EQ(::kill(agent.process(), SIGCONT), 0);
+    }
+    std::vector<std::string> eventsWithoutTheirTime() const {
+        std::vector<std::string> texts = eventTexts();
+        for (std::string& text : texts)
+            text = std::regex_replace(text, std::regex(R"("EventTime":"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d")"),
+                                      R"("EventTime":"TIME")");
+        return texts;
+    }
+    void expectAGracefulEndWithoutABreach() {
+        EXPECT_EQ(stopAgent(), 0);
+        EXPECT_EQ(controllerCount("breaches"), 0) << controllerProgram.errors();
+        EXPECT_EQ(controllerCount("abandonedTransfers"), 0);
+        EXPECT_EQ(timesLogged("FAILURE in logging event to RMC"), 0);
+    }
+
+    static constexpr char built[] = "NIC_RM: Exiting CacheBuild";
+};
+
+// A host of a platform family, with the texts that its events have about one of its adapters.
+struct Node {
+    const char* name;
+    const char* adapter;
+    const char* speed;
+    const char* otherSpeed;
+    const char* hostPart;  // of the event, up to its number
+    const char* behindNumber;
+    const char* dataUpToSpeed;
+};
+
+void PrintTo(const Node& node, std::ostream* out) {
+    *out << node.name;
+}
+
+constexpr Node nodes[] = {
+    {"rack-node", "vmnic0", "1000", "100", R"({"EventTime":"TIME","HostName":"rack42-node07","ID":)",
+     R"(,"IPv4Addresses":[{"Address":"10.42.7.11"}],"OSType":104,"OSVersion":"7.0.3",)"
+     R"("PhysicalLocation":"259A001B05C20000","Source":"VOK",)",
+     R"({"FirmwareVersion":"0.6-5","MACAddress":"02:00:5e:10:00:00","Manufacturer":"Mev Systems",)"
+     R"("Model":"MEV 4-port 1GbE on-board adapter, copper","Oem":{"Description":)"
+     R"("PCI 0000:18:00.0 r001u05p2i00","DeviceName":"vmnic0","PhysicalLocation":"259A001B05C20000"},)"
+     R"("PartNumber":"MEV-1000-100A","SerialNumber":"Not Available","SpeedMbps":)"},
+    {"blade-node", "vmnic2", "25000", "10000", R"({"EventTime":"TIME","HostName":"frame01-blade02","ID":)",
+     R"(,"IPv4Addresses":[{"Address":"10.30.2.11"}],"OSType":104,"OSVersion":"7.0.3",)"
+     R"("PhysicalLocation":"303A001B02C00400","Source":"VOK",)",
+     R"({"FirmwareVersion":"14.32.1010","MACAddress":"02:00:5e:30:02:12",)"
+     R"("Manufacturer":"Mellanox Technologies","Model":"MEV 2-port 25GbE adapter, SFP28",)"
+     R"("Oem":{"Description":"PCI 0000:b3:00.0 r001i02s04","DeviceName":"vmnic2",)"
+     R"("PhysicalLocation":"303A001B02C00400"},"PartNumber":"MEV-1000-320A",)"
+     R"("SerialNumber":"Not Available","SpeedMbps":)"},
+    {"blade-node-b", "vmnic2", "25000", "10000", R"({"EventTime":"TIME","HostName":"frame04-blade07","ID":)",
+     R"(,"IPv4Addresses":[{"Address":"10.30.7.11"}],"OSType":104,"OSVersion":"7.0.3",)"
+     R"("PhysicalLocation":"303A004B07C00400","Source":"VOK",)",
+     R"({"FirmwareVersion":"14.32.1010","MACAddress":"02:00:5e:30:07:12",)"
+     R"("Manufacturer":"Mellanox Technologies","Model":"MEV 2-port 25GbE adapter, SFP28",)"
+     R"("Oem":{"Description":"PCI 0001:b3:00.0 r004i07s04","DeviceName":"vmnic2",)"
+     R"("PhysicalLocation":"303A004B07C00400"},"PartNumber":"MEV-1000-321A",)"
+     R"("SerialNumber":"Not Available","SpeedMbps":)"},
+    {"foreign-node", "vmnic0", "1000", "100", R"({"EventTime":"TIME","HostName":"office-server-3","ID":)",
+     R"(,"IPv4Addresses":[{"Address":"192.168.3.20"}],"OSType":104,"OSVersion":"7.0.3",)"
+     R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK",)",
+     R"({"FirmwareVersion":"3.16","MACAddress":"02:00:5e:40:00:10","Manufacturer":"Not Available",)"
+     R"("Model":"Not Available","Oem":{"Description":"PCI 0000:02:00.0 ","DeviceName":"vmnic0",)"
+     R"("PhysicalLocation":"FFFFFFFFFFFFFFFF"},"PartNumber":"Not Available",)"
+     R"("SerialNumber":"Not Available","SpeedMbps":)"},
+};
+
+class OnEachPlatform : public EthernetHost, public testing::WithParamInterface<Node> {
+protected:
+    static std::string event(const char* number, const char* speed, const char* info) {
+        return std::string(GetParam().hostPart) + number + GetParam().behindNumber +
+               R"("VariableData":{"Data":)" + GetParam().dataUpToSpeed + speed + R"(},"EventInfo":")" + info +
+               R"(","Type":"EthernetDevice"}})";
+    }
+};
+
+TEST_P(OnEachPlatform, ALinkLostAndRestoredAndUnknownAndBackAreFourEventsInTheirOrder) {
+    const Node& node = GetParam();
+    start(node.name);
+    waitForALook();
+    EXPECT_EQ(events(), std::vector<int>()) << "before any change, ports without a link among them";
+    int number = 0;
+    for (const char* link : {"down", "up", "unknown", "up"}) {
+        change(node.adapter, {"link", link});
+        ASSERT_EQ(waitFor("event", ++number), 0) << link;
+    }
+    waitForALook();
+    EXPECT_EQ(eventsWithoutTheirTime(),
+              (std::vector<std::string>{event("1384", "0", lost), event("1390", node.speed, ""),
+                                        event("678", "0", failed), event("680", node.speed, "")}));
+    expectAGracefulEndWithoutABreach();
+}
+
+TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEventButInTheNextInventory) {
+    const Node& node = GetParam();
+    start(node.name);
+    const std::string removed = std::string(R"("DeviceName":")") + node.adapter + "\"";
+    EXPECT_NE(inventoryText(1).find(removed), std::string::npos) << inventoryText(1);
+
+    change(node.adapter, {"speed", node.otherSpeed});
+    waitForALook();
+    controllerControl({"ring"});
+    ASSERT_EQ(waitFor("inventory", 2), 0);
+    EXPECT_NE(inventoryText(2).find(std::string(node.dataUpToSpeed).substr(1) + node.otherSpeed +
+                                    R"(,"Status":{"Health":"OK","State":"Online"}})"),
+              std::string::npos)
+        << inventoryText(2);
+
+    change(node.adapter, {"admin", "down"});
+    waitForALook();
+    change(node.adapter, {"admin", "up"});
+    waitForALook();
+    change(node.adapter, {"remove"});
+    waitForALook();
+    change("vmnic9", {"add", "0000:99:00.0", "ixgben"});
+    waitForALook();
+    controllerControl({"ring"});
+    ASSERT_EQ(waitFor("inventory", 3), 0);
+    EXPECT_EQ(inventoryText(3).find(removed), std::string::npos) << inventoryText(3);
+    EXPECT_NE(inventoryText(3).find(
+                  R"({"FirmwareVersion":"Not Available","MACAddress":"02:00:5e:00:53:01",)"
+                  R"("Manufacturer":"Not Available","Model":"Not Available","Oem":{"Description":)"
+                  R"("PCI 0000:99:00.0 ","DeviceName":"vmnic9","PhysicalLocation":"FFFFFFFFFFFFFFFF"},)"
+                  R"("PartNumber":"Not Available","SerialNumber":"Not Available","SpeedMbps":10000,)"
+                  R"("Status":{"Health":"OK","State":"Online"}})"),
+              std::string::npos)
+        << inventoryText(3);
+    EXPECT_EQ(events(), std::vector<int>());
+    expectAGracefulEndWithoutABreach();
+}
+
+INSTANTIATE_TEST_SUITE_P(Nodes, OnEachPlatform, testing::ValuesIn(nodes), [](const auto& row) {
+    std::string name = row.param.name;
+    for (char& each : name)
+        if (each == '-') each = '_';
+    return name;
+});
+
+class LinkChanges : public EthernetHost {};
+
+TEST_F(LinkChanges, BeforeTheFirstPushTheyAreNotTold) {
+    Json::Value settings = ethernetSettings();
+    settings["InventoryQueryIntervalInSeconds"] = "100000";
+    startAll(settings);
+    change("vmnic1", {"link", "down"});
+    startAgent();
+    ASSERT_TRUE(waitForLog(built));
+    change("vmnic0", {"link", "down"});
+    waitForALook();
+    EXPECT_EQ(controllerCount("requests"), controllerCount("polls")) << "nothing but looks at the door-bell";
+    EXPECT_EQ(events(), std::vector<int>());
+    EXPECT_EQ(stopAgent(), 0);
+}
+
+TEST_F(LinkChanges, AreToldInTheOrderOfTheHostsListWhenOneBuildFindsSeveral) {
+    start();
+    betweenTwoBuilds([this] {
+        change("vmnic3", {"link", "unknown"});
+        change("vmnic1", {"link", "down"});
+        change("vmnic0", {"link", "down"});
+    });
+    ASSERT_EQ(waitFor("event", 3), 0);
+    EXPECT_EQ(events(), (std::vector<int>{1384, 1384, 678}));
+    const std::vector<std::string> texts = eventTexts();
+    EXPECT_NE(texts.at(0).find(R"("DeviceName":"vmnic0")"), std::string::npos) << texts[0];
+    EXPECT_NE(texts.at(1).find(R"("DeviceName":"vmnic1")"), std::string::npos) << texts[1];
+    EXPECT_NE(texts.at(2).find(R"("DeviceName":"vmnic3")"), std::string::npos) << texts[2];
+    expectAGracefulEndWithoutABreach();
+}
+
+TEST_F(LinkChanges, ALinkThatFlapsBetweenTwoLooksGoesUnseen) {
+    start();
+    betweenTwoBuilds([this] {
+        change("vmnic0", {"link", "down"});
+        change("vmnic0", {"link", "up"});
+    });
+    waitForALook();
+    EXPECT_EQ(events(), std::vector<int>());
+    expectAGracefulEndWithoutABreach();
+}
+
+// A wake that comes a second late polls nothing, so the rare one is made up for by the next build.
+TEST_F(LinkChanges, ThePollTenSecondsBehindABuildFindsThemLongBeforeTheNextBuild) {
+    constexpr char found[] = "NIC_RM: Found a status change";
+    start("rack-node", ethernetSettings("100"), 20);
+    int number = 0;
+    while (timesLogged(found) == 0) {
+        ASSERT_LT(number, 6) << "no poll found a change";
+        change("vmnic0", {"link", number % 2 == 0 ? "down" : "up"});
+        ASSERT_EQ(waitFor("event", ++number), 0);
+    }
+    const std::string log = debugLog();
+    const auto poll = log.find(found);
+    EXPECT_NE(log.find("NIC_RM: Building NIC Cache", poll), std::string::npos);
+    EXPECT_EQ(log.substr(poll, log.find("NIC_RM: Building NIC Cache", poll) - poll).find("Refreshing"),
+              std::string::npos)
+        << "the build is the poll's";
+    EXPECT_LE(timesLogged("NIC_RM: Polling for interface link state change."), timesLogged(built));
+    expectAGracefulEndWithoutABreach();
+}
+
+TEST_F(LinkChanges, AControllerThatTakesAnEventSlowlyHoldsNoReaderOfTheInventory) {
+    constexpr char previousCopy[] =
+        "NIC_RM: Cache build is in progress. Returning previous copy of inventory.";
+    Json::Value settings = ethernetSettings();
+    settings["PushInventoryFrequencyInMinutes"] = "1";  // of which several pass during the event
+    start("rack-node", settings);
+    controllerControl({"answer", "late", "4000", "--of", "event"});
+    change("vmnic0", {"link", "down"});
+    ASSERT_TRUE(waitForLog(R"("ID":1384)"));
+    const int before = controllerCount("inventories");
+    ASSERT_TRUE(waitForLog(previousCopy, timesLogged(previousCopy) + 1));
+    EXPECT_EQ(controllerCount("events"), 0) << "the reader has its copy and the controller no event yet";
+
+    const Ran test = runClient({"test", "708"});
+    EXPECT_EQ(test.status, 0) << test.output;
+    ASSERT_EQ(waitFor("event", 2), 0);
+    EXPECT_EQ(events(), (std::vector<int>{1384, 708}));
+    EXPECT_NE(eventTexts().at(1).find(R"("OperationalResourceType":["EthernetDevices"])"), std::string::npos)
+        << eventTexts().at(1);
+    ASSERT_EQ(waitFor("inventory", before + 1), 0);
+    EXPECT_EQ(inventoryText(before + 1).find("Linkdown"), std::string::npos) << "the previous copy";
+    EXPECT_TRUE(waitUntil([this] {
+        return inventoryText(controllerCount("inventories")).find("Linkdown") != std::string::npos;
+    }));
+    expectAGracefulEndWithoutABreach();
+}
+
+}  // namespace

@@ -4,7 +4,8 @@
 usage: nic_products.py TABLE.csv SOURCE.cpp
 
 The first row of the table names the columns: four ids ("0x" and four hexadecimal digits), the model, and a part
-number for each platform family, which may be empty. A wrong row ends the build with its line number.
+number for each platform family, which may be empty. A row of empty cells does not count. A wrong row ends the
+build with its line number.
 """
 import csv
 import re
@@ -21,18 +22,23 @@ def literal(text):
 
 
 def rows_of(path):
-    with open(path, newline="", encoding="utf-8") as table:
+    with open(path, newline="", encoding="utf-8-sig") as table:  # spreadsheets write the mark
         reader = csv.reader(table, strict=True)
-        if next(reader, None) != COLUMNS:
+        try:
+            rows = [(reader.line_num, [value.strip() for value in row]) for row in reader]
+        except csv.Error as reason:
+            sys.exit(f"{path}:{reader.line_num}: {reason}")
+        except UnicodeDecodeError as reason:
+            sys.exit(f"{path}: not UTF-8: {reason}")
+        if not rows or rows[0][1] != COLUMNS:
             sys.exit(f"{path}:1: the columns are {','.join(COLUMNS)}")
         seen = {}
-        for row in reader:
-            place = f"{path}:{reader.line_num}"
-            if not row:
+        for number, row in rows[1:]:
+            place = f"{path}:{number}"
+            if not any(row):
                 continue
             if len(row) != len(COLUMNS):
                 sys.exit(f"{place}: {len(row)} columns instead of {len(COLUMNS)}")
-            row = [value.strip() for value in row]
             ids = [value.lower() for value in row[:4]]
             if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
                 sys.exit(f"{place}: an id is not 0x and four hexadecimal digits")
@@ -40,7 +46,7 @@ def rows_of(path):
                 sys.exit(f"{place}: no model")
             if tuple(ids) in seen:
                 sys.exit(f"{place}: the ids are those of line {seen[tuple(ids)]}")
-            seen[tuple(ids)] = reader.line_num
+            seen[tuple(ids)] = number
             yield ids + row[4:]
 
 

@@ -5,9 +5,10 @@ usage: nic_products.py TABLE.csv SOURCE.cpp
 
 The first row of the table names the columns: four ids ("0x" and four hexadecimal digits), the model, and a part
 number for each platform family, which may be empty. A row of empty cells does not count. A wrong row ends the
-build with its line number.
+build with its line number, and no source is written. data/README.md tells the form.
 """
 import csv
+import io
 import re
 import sys
 
@@ -21,36 +22,59 @@ def literal(text):
     return f'"{escaped}"'
 
 
-def rows_of(path):
-    with open(path, newline="", encoding="utf-8-sig") as table:  # spreadsheets write the mark
-        reader = csv.reader(table, strict=True)
+def text_of(path):
+    try:
+        with open(path, "rb") as table:
+            data = table.read()
+        return data.decode("utf-8-sig")  # spreadsheets put a mark in front
+    except OSError as error:
+        sys.exit(f"{path}: {error.strerror}")
+    except UnicodeDecodeError as error:
+        line = data[:error.start].count(b"\n") + 1
+        sys.exit(f"{path}:{line}: not UTF-8")
+
+
+def lines_of(path):
+    """Each row that holds anything, without the blanks around its values, and its line."""
+    reader = csv.reader(io.StringIO(text_of(path), newline=""), strict=True)
+    while True:
         try:
-            rows = [(reader.line_num, [value.strip() for value in row]) for row in reader]
-        except csv.Error as reason:
-            sys.exit(f"{path}:{reader.line_num}: {reason}")
-        except UnicodeDecodeError as reason:
-            sys.exit(f"{path}: not UTF-8: {reason}")
-        if not rows or rows[0][1] != COLUMNS:
-            sys.exit(f"{path}:1: the columns are {','.join(COLUMNS)}")
-        seen = {}
-        for number, row in rows[1:]:
-            place = f"{path}:{number}"
-            if not any(row):
-                continue
-            if len(row) != len(COLUMNS):
-                sys.exit(f"{place}: {len(row)} columns instead of {len(COLUMNS)}")
-            ids = [value.lower() for value in row[:4]]
-            if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
-                sys.exit(f"{place}: an id is not 0x and four hexadecimal digits")
-            if not row[4]:
-                sys.exit(f"{place}: no model")
-            if tuple(ids) in seen:
-                sys.exit(f"{place}: the ids are those of line {seen[tuple(ids)]}")
-            seen[tuple(ids)] = number
-            yield ids + row[4:]
+            row = next(reader, None)
+        except csv.Error as error:
+            sys.exit(f"{path}:{reader.line_num}: {error}")
+        if row is None:
+            return
+        row = [value.strip() for value in row]
+        if any(row):
+            yield reader.line_num, row
+
+
+def rows_of(path):
+    lines = lines_of(path)
+    number, columns = next(lines, (1, None))
+    if columns != COLUMNS:
+        sys.exit(f"{path}:{number}: the columns are {','.join(COLUMNS)}")
+    seen = {}
+    for number, row in lines:
+        place = f"{path}:{number}"
+        if len(row) != len(COLUMNS):
+            sys.exit(f"{place}: {len(row)} columns instead of {len(COLUMNS)}")
+        ids = tuple(value.lower() for value in row[:4])
+        if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
+            sys.exit(f"{place}: an id is not 0x and four hexadecimal digits")
+        if not row[4]:
+            sys.exit(f"{place}: no model")
+        if not all(value.isprintable() for value in row[4:]):
+            sys.exit(f"{place}: a line break or another character that can't be printed")
+        if ids in seen:
+            sys.exit(f"{place}: the ids are those of line {seen[ids]}")
+        seen[ids] = number
+        yield [*ids, *row[4:]]
 
 
 def main():
+    if len(sys.argv) != 3:
+        sys.exit("usage: nic_products.py TABLE.csv SOURCE.cpp")
     table, source = sys.argv[1:]
     rows = list(rows_of(table))
     with open(source, "w", encoding="ascii") as out:

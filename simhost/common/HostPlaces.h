@@ -16,6 +16,7 @@ struct HostPlaces {
     std::string controlSocket() const { return run() + "/control.sock"; }
     std::string controllerSocket() const { return run() + "/controller.sock"; }
     std::string locationBreaches() const { return run() + "/physloc-breaches.log"; }
+    std::string bootId() const { return run() + "/boot-id"; }
     std::string commandLog() const { return run() + "/commands.log"; }
     std::string ipmiDevice() const { return root + "/dev/ipmi0"; }
     std::string summaryLog() const { return root + "/var/log/vmksummary.log"; }

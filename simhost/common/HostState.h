@@ -52,7 +52,7 @@ struct HostFacts {
     char machine[65];
     char reserved[3];
     std::uint32_t addressCount;
-    std::uint32_t reserved2;
+    std::uint32_t machineAnswers;  // 1: neither this nor the clock counts, but what the machine tells
     HostAddress addresses[mostAddresses];
 };
 static_assert(offsetof(HostFacts, addressCount) == 344 && offsetof(HostFacts, addresses) == 352);

@@ -30,7 +30,7 @@ CommandService::CommandService(EventLoop& loop, Surroundings surroundings)
 void CommandService::serve(const std::vector<std::string>& words, const RequestServer::Reply& reply) {
     if (words.size() < 2) return reply({127, "", "no command\n"});
     const std::vector<std::string> command(words.begin() + 1, words.end());
-    CommandContext context = surroundings_.context();
+    CommandContext context = surroundings_.context(command);
     context.workingDirectory = words[0];
     CommandResult result = runStandIn(command, context);
     applyFault(command[0], result);

@@ -27,7 +27,7 @@ public:
     struct Surroundings {
         std::string socket;
         std::string log;
-        std::function<CommandContext()> context;
+        std::function<CommandContext(const std::vector<std::string>& command)> context;
         std::function<EventLoop::Clock::duration(double seconds)> toMachineTime;
         std::function<void(const std::string& name)> ran;  // called after each command
     };

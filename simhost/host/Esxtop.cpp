@@ -38,6 +38,11 @@ std::vector<Column> columnsAt(const HostDescription& host, std::int64_t second) 
     const auto putWhole = [&columns](const std::string& name, std::uint64_t value) {
         columns.push_back({name, std::to_string(value)});
     };
+    if (host.onlyMeasured) {
+        putWhole("Memory\\Machine MBytes", host.totalMBytes);
+        putWhole("Memory\\Free MBytes", host.freeMBytes);
+        return columns;
+    }
     for (const char* average : {"1", "5", "15"})
         columns.push_back({std::string("Memory\\Memory Overcommit (") + average + " Minute Avg)", "0.00"});
     for (const char* average : {"1", "5", "15"})

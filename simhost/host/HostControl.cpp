@@ -234,8 +234,10 @@ std::string show(SimulatedHost& host) {
     Json::Value shown;
     shown["nodeName"] = host.description().nodeName;
     shown["root"] = host.places().root;
-    shown["wallClock"] = summaryStamp(host.wall());
-    shown["epoch"] = Json::Int64(host.wall() / nanosecondsInSecond);
+    const std::int64_t wall = host.wall();
+    shown["wallClock"] = summaryStamp(wall);
+    shown["epoch"] = Json::Int64(wall / nanosecondsInSecond);
+    shown["epochNanoseconds"] = Json::Int64(wall);
     shown["uptimeSeconds"] = Json::Int64(host.uptime() / nanosecondsInSecond);
     shown["speed"] = host.speed();
     shown["memory"]["totalMBytes"] = Json::UInt64(host.description().totalMBytes);

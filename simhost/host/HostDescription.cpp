@@ -41,12 +41,6 @@ DescribedInterface parseInterface(const Json::Value& value, const std::string& n
 
 constexpr char noParent[] = "PCI 0:0:0:0";
 
-// A place in the list's own form, decimal: "PCI 0:59:0:1".
-std::string dottedPlace(const PciAddress& address) {
-    return formatText("PCI %u:%u:%u:%u", address.segment, static_cast<unsigned>(address.bus),
-                      static_cast<unsigned>(address.slot), static_cast<unsigned>(address.function));
-}
-
 void parseProductData(Section& vpd, PciFunction& into) {
     vpd.text("productName", into.productName);
     vpd.section("tags", [&into](Section& tags) {
@@ -60,39 +54,14 @@ void parseProductData(Section& vpd, PciFunction& into) {
     });
 }
 
-// Fills in what the address says of a function, and what most functions have in common.
 PciFunction parsePciFunction(const Json::Value& value, const std::string& name) {
     Section section(value, name);
-    PciFunction made;
-    made.listed = {{"Configured Owner", "VMkernel"},
-                   {"Current Owner", "VMkernel"},
-                   {"Programming Interface", "0x00"},
-                   {"Revision ID", "0x01"},
-                   {"Interrupt Line", "0xff"},
-                   {"IRQ", "255"},
-                   {"Interrupt Vector", "0x00"},
-                   {"PCI Pin", "0x00"},
-                   {"Spawned Bus", "0x00"},
-                   {"Flags", "0x3001"},
-                   {"Module ID", "-1"},
-                   {"Module Name", "None"},
-                   {"Chassis", "0"},
-                   {"Physical Slot", "4294967295"},
-                   {"Passthru Capable", "true"},
-                   {"Parent Device", noParent},
-                   {"Reset Method", "Function reset"},
-                   {"FPT Sharable", "true"}};
     std::string address;
     section.text("Address", address);
     const auto place = parsePciAddress(address);
     if (!place) section.fail("has the Address \"" + address + "\", which is not of the form 0000:3b:00.0");
-    made.address = *place;
+    PciFunction made = usualPciFunction(*place);
     made.listed["Address"] = address;
-    made.listed["Segment"] = formatText("0x%04x", place->segment);
-    made.listed["Bus"] = formatText("0x%02x", static_cast<unsigned>(place->bus));
-    made.listed["Slot"] = formatText("0x%02x", static_cast<unsigned>(place->slot));
-    made.listed["Function"] = formatText("0x%x", static_cast<unsigned>(place->function));
-    made.listed["Dependent Device"] = dottedPlace(*place);
     for (const auto& key : pciKeys()) section.text(key.c_str(), made.listed[key]);
     section.number("linkWidth", made.linkWidth, 32);
     section.section("vpd", [&made](Section& vpd) { parseProductData(vpd, made); });
@@ -112,7 +81,7 @@ void completePciFunctions(Section& root, std::vector<PciFunction>& functions) {
                    parsePrefixedHexadecimal(other.at("Spawned Bus")).value_or(0) == each.address.bus;
         };
         const auto bridge = std::find_if(functions.begin(), functions.end(), spawns);
-        if (bridge != functions.end()) each.listed["Parent Device"] = dottedPlace(bridge->address);
+        if (bridge != functions.end()) each.listed["Parent Device"] = pciListPlace(bridge->address);
     }
 }
 
@@ -238,6 +207,43 @@ const std::vector<std::string>& pciKeys() {
                                                   "Reset Method",
                                                   "FPT Sharable"};
     return keys;
+}
+
+std::string pciListPlace(const PciAddress& address) {
+    return formatText("PCI %u:%u:%u:%u", address.segment, static_cast<unsigned>(address.bus),
+                      static_cast<unsigned>(address.slot), static_cast<unsigned>(address.function));
+}
+
+PciFunction usualPciFunction(const PciAddress& address) {
+    PciFunction made;
+    for (const auto& key : pciKeys()) made.listed[key];
+    for (const auto& [key, value] : {std::pair<const char*, const char*>{"Configured Owner", "VMkernel"},
+                                     {"Current Owner", "VMkernel"},
+                                     {"Programming Interface", "0x00"},
+                                     {"Revision ID", "0x01"},
+                                     {"Interrupt Line", "0xff"},
+                                     {"IRQ", "255"},
+                                     {"Interrupt Vector", "0x00"},
+                                     {"PCI Pin", "0x00"},
+                                     {"Spawned Bus", "0x00"},
+                                     {"Flags", "0x3001"},
+                                     {"Module ID", "-1"},
+                                     {"Module Name", "None"},
+                                     {"Chassis", "0"},
+                                     {"Physical Slot", "4294967295"},
+                                     {"Passthru Capable", "true"},
+                                     {"Parent Device", noParent},
+                                     {"Reset Method", "Function reset"},
+                                     {"FPT Sharable", "true"}})
+        made.listed[key] = value;
+    made.address = address;
+    made.listed["Address"] = formatPciAddress(address);
+    made.listed["Segment"] = formatText("0x%04x", address.segment);
+    made.listed["Bus"] = formatText("0x%02x", static_cast<unsigned>(address.bus));
+    made.listed["Slot"] = formatText("0x%02x", static_cast<unsigned>(address.slot));
+    made.listed["Function"] = formatText("0x%x", static_cast<unsigned>(address.function));
+    made.listed["Dependent Device"] = pciListPlace(address);
+    return made;
 }
 
 HostDescription parseHostDescription(const Json::Value& value, const std::string& directory) {

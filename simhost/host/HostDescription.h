@@ -92,6 +92,7 @@ struct HostDescription {
     std::uint64_t freeMBytes = 0;
     std::int64_t uptimeSeconds = 86400;
     bool memoryLinesEndInComma = true;
+    bool onlyMeasured = false;  // esxtop has the counters of the memory alone, no made-up ones
 
     std::vector<DescribedInterface> interfaces;
     std::vector<PciFunction> pciFunctions;
@@ -105,6 +106,10 @@ struct HostDescription {
 
 // The keys of a PCI function in the order in which they are listed.
 const std::vector<std::string>& pciKeys();
+// A place as it stands among their values: "PCI 0:59:0:1".
+std::string pciListPlace(const PciAddress& address);
+// A function with all keys: what its address says of it, and what most functions have in common.
+PciFunction usualPciFunction(const PciAddress& address);
 
 // Reads the description. Throws std::runtime_error with a sentence that names the file and what is wrong.
 HostDescription readHostDescription(const std::string& file);

@@ -90,6 +90,20 @@ void writeSmBios(const std::string& root, const HostDescription& host) {
         writeFile(place, host.smbios);
 }
 
+// What links out of the root may lead to the machine itself, so a link goes before anything is made or
+// removed behind its name.
+void removeLinks(const std::string& root) {
+    for (const char* place : {"/sys", "/dev/ipmi0"})
+        if (fs::is_symlink(root + place)) fs::remove(root + place);
+}
+
+void putSys(const std::string& root, const HostDescription& host, const std::string& machines) {
+    const std::string place = root + "/sys";
+    if (machines.empty()) return layOutPciTree(place, host.pciFunctions);
+    fs::remove_all(place);  // of a host that was described; it follows no link
+    writeLink(machines, place);
+}
+
 void writeConfiguration(const std::string& root, const HostDescription& host, const std::string& given) {
     const std::string place = root + "/etc/config/mev/vok/vok.conf";
     if (!given.empty())
@@ -114,6 +128,7 @@ std::string claimRoot(const std::string& root) {
 }
 
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
+    removeLinks(root);
     for (const char* directory : directories) fs::create_directories(root + directory);
     writeStandIns(root, sources.commandClient);
     writeLink(sources.module, root + moduleLink);
@@ -124,7 +139,8 @@ void layOutHost(const std::string& root, const HostDescription& host, const Layo
     const std::string memoryTool = root + "/opt/mev/vok/data/esxtopconf";
     if (!fs::exists(memoryTool)) writeFile(memoryTool, memoryToolConfiguration);
     writeSmBios(root, host);
-    layOutPciTree(root + "/sys", host.pciFunctions);
+    if (!sources.ipmiDevice.empty()) writeLink(sources.ipmiDevice, root + "/dev/ipmi0");
+    putSys(root, host, sources.sysDirectory);
     for (const auto& [file, content] : host.files) writeFile(root + file, content);
 }
 

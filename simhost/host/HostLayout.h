@@ -13,6 +13,9 @@ struct LayoutSources {
     std::string module;         // the host-access module
     std::string commandClient;  // vok-simcmd
     std::string configuration;  // a file to take as the agent's configuration; empty: the description's
+    std::string sysDirectory;   // to be the host's /sys, by a link; empty: one is made from the description
+    std::string
+        ipmiDevice;  // to be the host's device node, by a link; empty: there is none but vok-simhost's
 };
 
 // Makes `root` the root of a simulated host, with nothing in it yet but the place for its lock, and gives its

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 
 #include "common/SimulatedClock.h"
 #include "common/Words.h"
@@ -21,10 +22,14 @@ void putText(char (&field)[Room], const std::string& text) {
     field[length] = '\0';
 }
 
-std::int64_t machineWall() {
+std::int64_t machineClock(clockid_t which) {
     timespec now{};
-    ::clock_gettime(CLOCK_REALTIME, &now);
+    ::clock_gettime(which, &now);
     return static_cast<std::int64_t>(now.tv_sec) * nanosecondsInSecond + now.tv_nsec;
+}
+
+std::int64_t machineWall() {
+    return machineClock(CLOCK_REALTIME);
 }
 
 std::int64_t thousandths(double speed) {
@@ -43,15 +48,18 @@ HostAddress entryOf(const DescribedInterface& interface) {
 }  // namespace
 
 SimulatedHost::SimulatedHost(EventLoop& loop, const std::string& root, HostDescription description,
-                             const HostSettings& settings)
+                             const HostSettings& settings, std::unique_ptr<LiveMachine> live)
     : places_(root),
+      live_(std::move(live)),
+      machinesIpmi_(settings.machinesIpmi),
       description_(std::move(description)),
       state_(HostState::create(places_.state())),
       summary_(places_.summaryLog()),
       driver_(loop, {places_.ipmiDevice(), places_.controllerSocket()}, description_.nodeName,
               settings.ipmiPatience),
       commands_(loop, {places_.commandSocket(), places_.commandLog(),
-                       [this] {
+                       [this](const std::vector<std::string>& command) {
+                           if (live_) live_->refresh(description_, command);
                            return CommandContext{description_, wall(), ""};
                        },
                        [this](double seconds) {
@@ -61,7 +69,20 @@ SimulatedHost::SimulatedHost(EventLoop& loop, const std::string& root, HostDescr
                        [this](const std::string& name) { commandRan(name); }}) {
     initializeClock(settings);
     publishFacts();
-    driver_.setPresent(true);
+    driver_.setPresent(!settings.machinesIpmi);
+}
+
+const HostDescription& SimulatedHost::description() {
+    if (live_) live_->refresh(description_, {});
+    return description_;
+}
+
+void SimulatedHost::requireOwnIpmi() const {
+    if (machinesIpmi_) throw UsageError("the device node is the machine's own");
+}
+
+void SimulatedHost::requireDescribed() const {
+    if (live_) throw UsageError("this host is the machine it runs on, which is not changed from here");
 }
 
 // A root that had a host before goes on where its clock is, unless a setting says otherwise.
@@ -79,15 +100,35 @@ void SimulatedHost::initializeClock(const HostSettings& settings) {
         clock_ = startClock(machine, wall, uptime, thousandths(settings.speed.value_or(1)));
     }
     state_.writeClock(clock_);
+    startSummaryLog(goesOn);
+}
+
+void SimulatedHost::startSummaryLog(bool clockGoesOn) {
     struct stat status {};
-    if (::stat(places_.summaryLog().c_str(), &status) != 0)
-        summary_.writeHistory(wall() - uptime());
-    else if (!goesOn)
-        summary_.booted(wall() - uptime());
+    const std::int64_t boot = wall() - uptime();
+    if (live_)
+        tellMachinesBoot(boot);
+    else if (::stat(places_.summaryLog().c_str(), &status) != 0)
+        summary_.writeHistory(boot);
+    else if (!clockGoesOn)
+        summary_.booted(boot);
+}
+
+// Once for each boot of the machine.
+void SimulatedHost::tellMachinesBoot(std::int64_t boot) {
+    std::string before;
+    const bool known = static_cast<bool>(std::getline(std::ifstream(places_.bootId()), before));
+    const std::string now = live_->bootId();
+    if (!known)
+        summary_.startWith(boot);
+    else if (now != before)
+        summary_.booted(boot);
+    std::ofstream(places_.bootId()) << now << '\n';
 }
 
 void SimulatedHost::publishFacts() {
     HostFacts facts{};
+    facts.machineAnswers = live_ ? 1 : 0;
     facts.totalMBytes = description_.totalMBytes;
     facts.freeMBytes = description_.freeMBytes;
     putText(facts.systemName, description_.systemName);
@@ -111,11 +152,11 @@ void SimulatedHost::publishFacts() {
 }
 
 std::int64_t SimulatedHost::wall() const {
-    return wallAt(clock_, machineNow());
+    return live_ ? machineWall() : wallAt(clock_, machineNow());
 }
 
 std::int64_t SimulatedHost::uptime() const {
-    return uptimeAt(clock_, machineNow());
+    return live_ ? machineClock(CLOCK_BOOTTIME) : uptimeAt(clock_, machineNow());
 }
 
 double SimulatedHost::speed() const {
@@ -123,16 +164,19 @@ double SimulatedHost::speed() const {
 }
 
 void SimulatedHost::jumpClock(std::int64_t nanoseconds) {
+    requireDescribed();
     clock_.wallOffset += nanoseconds;
     state_.writeClock(clock_);
 }
 
 void SimulatedHost::setSpeed(double speed) {
+    requireDescribed();
     changeSpeed(clock_, machineNow(), thousandths(speed));
     state_.writeClock(clock_);
 }
 
 void SimulatedHost::setMemory(std::uint64_t totalMBytes, std::uint64_t freeMBytes) {
+    requireDescribed();
     if (freeMBytes > totalMBytes) throw UsageError("more free memory than memory");
     description_.totalMBytes = totalMBytes;
     description_.freeMBytes = freeMBytes;
@@ -140,12 +184,14 @@ void SimulatedHost::setMemory(std::uint64_t totalMBytes, std::uint64_t freeMByte
 }
 
 NetworkAdapter& SimulatedHost::adapter(const std::string& name) {
+    requireDescribed();
     for (auto& each : description_.networkAdapters)
         if (each.name == name) return each;
     throw UsageError("the host has no Ethernet adapter \"" + name + "\"");
 }
 
 void SimulatedHost::addAdapter(const NetworkAdapter& adapter) {
+    requireDescribed();
     for (const auto& each : description_.networkAdapters)
         if (each.name == adapter.name)
             throw UsageError("the host has an adapter " + adapter.name + " already");
@@ -159,6 +205,7 @@ void SimulatedHost::removeAdapter(const std::string& name) {
 }
 
 void SimulatedHost::addAddress(const std::string& interface, const std::string& address) {
+    requireDescribed();
     std::uint8_t bytes[4];
     std::uint8_t length = 0;
     if (!parseInterfaceAddress(address, bytes, length))
@@ -177,6 +224,7 @@ void SimulatedHost::addAddress(const std::string& interface, const std::string& 
 }
 
 bool SimulatedHost::removeAddress(const std::string& interface, const std::string& address) {
+    requireDescribed();
     auto& all = description_.interfaces;
     const auto found = std::find_if(all.begin(), all.end(),
                                     [&interface](const auto& each) { return each.name == interface; });
@@ -196,11 +244,13 @@ bool SimulatedHost::removeAddress(const std::string& interface, const std::strin
 }
 
 void SimulatedHost::hideIpmi(std::optional<unsigned long> callsUntilBack) {
+    requireOwnIpmi();
     modprobesUntilIpmi_ = callsUntilBack;
     driver_.setPresent(false);
 }
 
 void SimulatedHost::showIpmi() {
+    requireOwnIpmi();
     modprobesUntilIpmi_.reset();
     driver_.setPresent(true);
 }
@@ -214,6 +264,7 @@ void SimulatedHost::commandRan(const std::string& name) {
 }
 
 void SimulatedHost::reboot(bool graceful, std::int64_t downSeconds) {
+    requireDescribed();
     driver_.disconnectUsers();
     if (graceful) summary_.rebooting(wall());
     const std::int64_t machine = machineNow();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -14,6 +15,7 @@
 #include "host/HostDescription.h"
 #include "host/OpenIpmiDriver.h"
 #include "host/SummaryLog.h"
+#include "live/LiveMachine.h"
 
 namespace simhost {
 
@@ -22,15 +24,18 @@ struct HostSettings {
     std::optional<std::int64_t> startTime;  // seconds since the Epoch
     std::optional<std::int64_t> uptime;     // seconds
     EventLoop::Clock::duration ipmiPatience = std::chrono::seconds(5);
+    bool machinesIpmi = false;  // the device node is the machine's own, laid out as a link
 };
 
 class SimulatedHost {
 public:
-    // `root` is laid out. Throws when the sockets or the state can't be made.
+    // `root` is laid out. Throws when the sockets or the state can't be made. With `live` the host is that
+    // machine: its clock, its facts and its answers are the machine's, and what would change them is refused.
     SimulatedHost(EventLoop& loop, const std::string& root, HostDescription description,
-                  const HostSettings& settings);
+                  const HostSettings& settings, std::unique_ptr<LiveMachine> live = nullptr);
 
-    const HostDescription& description() const { return description_; }
+    // The host as it is now.
+    const HostDescription& description();
     std::int64_t wall() const;    // nanoseconds
     std::int64_t uptime() const;  // nanoseconds
     double speed() const;
@@ -61,10 +66,17 @@ public:
 
 private:
     void initializeClock(const HostSettings& settings);
+    void startSummaryLog(bool clockGoesOn);
+    void tellMachinesBoot(std::int64_t boot);
+    // Throws UsageError when this host is the machine.
+    void requireDescribed() const;
+    void requireOwnIpmi() const;
     void publishFacts();
     void commandRan(const std::string& name);
 
     HostPlaces places_;
+    std::unique_ptr<LiveMachine> live_;
+    bool machinesIpmi_;
     HostDescription description_;
     HostState state_;
     ClockState clock_{};

@@ -41,6 +41,11 @@ void SummaryLog::rebooting(std::int64_t wall) {
     append(wall, "bootstop: Host is rebooting");
 }
 
+void SummaryLog::startWith(std::int64_t boot) {
+    std::filesystem::remove(place_);
+    booted(boot);
+}
+
 void SummaryLog::booted(std::int64_t wall) {
     append(wall, "bootstop: Host has booted");
 }

@@ -17,6 +17,8 @@ public:
     void writeHistory(std::int64_t boot);
     void rebooting(std::int64_t wall);
     void booted(std::int64_t wall);
+    // A new log of a host of whose past no more is known than its last boot.
+    void startWith(std::int64_t boot);
 
 private:
     void append(std::int64_t wall, const char* text);

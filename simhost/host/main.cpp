@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 
 #include "common/HostPlaces.h"
 #include "common/ProgramPlaces.h"
@@ -14,6 +15,7 @@
 #include "host/HostDescription.h"
 #include "host/HostLayout.h"
 #include "host/SimulatedHost.h"
+#include "live/LiveMachine.h"
 
 namespace fs = std::filesystem;
 using namespace simhost;
@@ -26,6 +28,8 @@ constexpr int badUsage = 2;
 
 struct RunOptions {
     std::string host;
+    bool live = false;
+    std::string machine;  // a directory with a machine's files instead of "/"
     std::string root;
     std::string module;
     std::string configuration;
@@ -45,13 +49,18 @@ std::string existing(const std::string& file, const char* what) {
 }
 
 int run(const RunOptions& options) {
-    const HostDescription description = readHostDescription(descriptionFile(options.host));
+    std::unique_ptr<LiveMachine> live;
+    if (options.live) live = std::make_unique<LiveMachine>(options.machine);
+    const HostDescription description =
+        live ? live->describe() : readHostDescription(descriptionFile(options.host));
     ::umask(077);
     LayoutSources sources;
     sources.module = existing(options.module.empty() ? hostAccessModule() : options.module,
                               "the host-access module (--module)");
     sources.commandClient = existing(siblingProgram("vok-simcmd"), "the client of the stand-ins");
     sources.configuration = options.configuration;
+    if (live) sources.sysDirectory = live->sysDirectory();
+    if (options.settings.machinesIpmi) sources.ipmiDevice = live->ipmiDevice();
 
     const std::string root = claimRoot(options.root);
     const FileDescriptor lock = lockHost(HostPlaces(root).lock());
@@ -60,7 +69,7 @@ int run(const RunOptions& options) {
 
     EventLoop loop;
     loop.stopOnSignals();
-    SimulatedHost host(loop, root, description, options.settings);
+    SimulatedHost host(loop, root, description, options.settings, std::move(live));
     HostControl control(loop, host);
     std::printf("vok-simhost: ready: host %s under %s, process %d, speed %g\n", description.nodeName.c_str(),
                 root.c_str(), static_cast<int>(::getpid()), host.speed());
@@ -92,18 +101,31 @@ int runProgram(int count, char** arguments) {
 
     RunOptions options;
     CLI::App* runCommand = app.add_subcommand("run", "Be a host until SIGTERM or SIGINT comes");
-    runCommand->add_option("--host", options.host, "Description: a name that comes with it, or a .json file")
-        ->required();
+    CLI::Option_group* what = runCommand->add_option_group("what the host is");
+    what->add_option("--host", options.host, "Description: a name that comes with it, or a .json file");
+    CLI::Option* live = what->add_flag("--live", options.live, "No description: this machine, as it is");
+    what->require_option(1);
+    runCommand->add_flag("--ipmi", options.settings.machinesIpmi, "With --live: the machine's own /dev/ipmi0")
+        ->needs(live);
+    runCommand
+        ->add_option("--machine", options.machine,
+                     "With --live: a directory with a copy of a machine's files, instead of /")
+        ->needs(live)
+        ->check(CLI::ExistingDirectory);
     runCommand->add_option("--root", options.root, "Directory of the host's files, empty or used before")
         ->required();
+    // The machine's clock is no simulated one.
     runCommand->add_option("--speed", options.settings.speed, "Simulated seconds in a real one (1)")
+        ->excludes(live)
         ->check(CLI::Range(0.001, 10000.0));
     runCommand
         ->add_option("--start-time", options.settings.startTime,
                      "Wall clock at the start, seconds since 1970 (now)")
+        ->excludes(live)
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{4102444800}));
     runCommand
         ->add_option("--uptime", options.settings.uptime, "Seconds since the boot (from the description)")
+        ->excludes(live)
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{4102444800}));
     runCommand->add_option("--config", options.configuration, "The agent's configuration file to lay out");
     runCommand->add_option("--module", options.module, "Host-access module, for an agent of another ABI");

@@ -77,9 +77,9 @@ void copyField(char (&to)[Room], const char (&from)[Size]) {
 }  // namespace
 
 SimulatedHostAccess::SimulatedHostAccess(const std::string& root, HostState state)
-    : vokRootedHostAccess(root), state_(std::move(state)), waiters_(state_) {}
+    : LiveHostAccess(root), state_(std::move(state)), waiters_(state_) {}
 
-int SimulatedHostAccess::openDevice(const std::string& place, int flags) {
+int LiveHostAccess::openDevice(const std::string& place, int flags) {
     struct stat status {};
     if (::stat(place.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode))
         return vokRootedHostAccess::openDevice(place, flags);
@@ -89,7 +89,7 @@ int SimulatedHostAccess::openDevice(const std::string& place, int flags) {
     return device.release();
 }
 
-int SimulatedHostAccess::ioctlDevice(int descriptor, unsigned long request, void* argument) {
+int LiveHostAccess::ioctlDevice(int descriptor, unsigned long request, void* argument) {
     if (!isSocket(descriptor)) return vokRootedHostAccess::ioctlDevice(descriptor, request, argument);
     if (request == IPMICTL_SEND_COMMAND)
         return sendIpmiCommand(descriptor, static_cast<const ipmi_req*>(argument));

@@ -10,12 +10,19 @@
 
 namespace simhost {
 
-class SimulatedHostAccess : public vokRootedHostAccess {
+// A host whose device nodes may be sockets of vok-simhost. All else is what the kernel tells: alone it is the
+// access to the machine itself.
+class LiveHostAccess : public vokRootedHostAccess {
 public:
-    SimulatedHostAccess(const std::string& root, HostState state);
+    using vokRootedHostAccess::vokRootedHostAccess;
 
     int openDevice(const std::string& place, int flags) override;
     int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
+};
+
+class SimulatedHostAccess : public LiveHostAccess {
+public:
+    SimulatedHostAccess(const std::string& root, HostState state);
 
     int systemName(struct utsname* name) override;
     int systemInformation(struct sysinfo* information) override;

@@ -15,5 +15,7 @@ extern "C" __attribute__((visibility("default"))) IvokHostAccess* vokCreateHostA
         std::fprintf(stderr, "vok-hostaccess: %s\n", error.c_str());
         return nullptr;
     }
+    simhost::HostFacts facts{};
+    if (state.readFacts(facts) && facts.machineAnswers) return new simhost::LiveHostAccess(root);
     return new simhost::SimulatedHostAccess(root, std::move(state));
 }

@@ -47,15 +47,19 @@ std::string hostLine(const Json::Value& oem) {
     return line + "; collected " + text({"CollectionInfo", "LastCollection"});
 }
 
-std::string itemLine(const Json::Value& item) {
+// What tells an item from others of its kind.
+std::string itemWords(const Json::Value& item) {
     std::string line;
     for (const char* key : {"Model", "VolumeType", "SerialNumber", "MACAddress", "WWPN"}) {
         const std::string text = shown(member(item, {key}));
         if (!text.empty()) line += (line.empty() ? "" : "  ") + text;
     }
     const std::string device = shown(member(item, {"Oem", "DeviceName"}));
-    if (!device.empty()) line += "  " + device;
-    return line + "  " + shown(member(item, {"Status", "State"})) + "/" +
+    return device.empty() ? line : line + "  " + device;
+}
+
+std::string itemLine(const Json::Value& item) {
+    return itemWords(item) + "  " + shown(member(item, {"Status", "State"})) + "/" +
            shown(member(item, {"Status", "Health"}));
 }
 
@@ -90,7 +94,12 @@ std::string eventAccount(const Json::Value& event) {
     if (!place.empty()) account += "\n   place " + place;
     const std::string type = shown(member(event, {"VariableData", "Type"}));
     const std::string text = shown(member(event, {"VariableData", "EventInfo"}));
-    if (!type.empty() || !text.empty()) account += "\n   " + type + ": " + text;
+    if (!type.empty() || !text.empty()) account += "\n   " + type + (text.empty() ? "" : ": " + text);
+    const Json::Value& data = member(event, {"VariableData", "Data"});
+    const std::string item = data.isObject() ? itemWords(data) : "";
+    if (!item.empty()) account += "\n   " + item;
+    const std::string description = shown(member(data, {"Oem", "Description"}));
+    if (!description.empty()) account += "\n   " + description;
     return account + "\n";
 }
 

@@ -87,10 +87,7 @@ void NICResourceManager::init() {
     }
     eventMonitor.startMonitoring();
     startInventory();
-}
-
-void NICResourceManager::onLoopLeft() {
-    eventMonitor.stopMonitoring();
+    eventMonitor.stopMonitoring();  // here, since the loop may not be entered at all
 }
 
 long NICResourceManager::wakeInterval(long) {

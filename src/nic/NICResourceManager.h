@@ -55,7 +55,6 @@ protected:
     gathered gather() override;
     void afterBuild() override;
     std::size_t recordCount() override;
-    void onLoopLeft() override;
 
 private:
     NICResourceManager();

@@ -1,6 +1,7 @@
 // What becomes of a change between two builds, and the events as the controller gets them.
 #include <gmock/gmock.h>
 #include <json/reader.h>
+#include <cstdlib>
 #include <future>
 
 #include "nic/NICFixture.h"
@@ -12,7 +13,10 @@ using testing::IsEmpty;
 
 class EthernetEvents : public NICFixture {
 protected:
-    void SetUp() override { becomeReadyForEvents(); }
+    void SetUp() override {
+        ::setenv("TZ", "UTC", 1);
+        becomeReadyForEvents();
+    }
     // The events since the last call.
     std::vector<Json::Value> events() {
         std::vector<Json::Value> all;
@@ -62,6 +66,27 @@ TEST_F(EthernetEvents, WhatAnAdministratorSwitchesOffAndOnIsNoEvent) {
     EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
 }
 
+TEST_F(EthernetEvents, AChangeOfHealthAloneIsOneToo) {
+    buildWith("Down", "Down");
+    EXPECT_THAT(buildWith("Up", "Unknown"), ElementsAre(678)) << "Offline as before, but no longer OK";
+}
+
+TEST_F(EthernetEvents, AnUpdateCountsAsTheStateOfTheBuildBefore) {
+    buildWith("Up", "Up");
+    manager.updateStateAndHealth("vmnic0", "Linkdown", "OK");
+    EXPECT_THAT(buildWith("Up", "Down"), IsEmpty());
+    manager.updateStateAndHealth("vmnic0", "Offline", "Critical");
+    EXPECT_THAT(buildWith("Up", "Up"), ElementsAre(680));
+}
+
+TEST_F(EthernetEvents, AnAdapterThatABuildDidNotSeeIsNewInTheNext) {
+    buildWith("Up", "Up");
+    listStatus = 256;
+    EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
+    listStatus = 0;
+    EXPECT_THAT(buildWith("Up", "Down"), IsEmpty());
+}
+
 TEST_F(EthernetEvents, AChangeOfSpeedIsNone) {
     buildWith("Up", "Up");
     interfaces[0].speed = "1000";
@@ -88,11 +113,13 @@ TEST_F(EthernetEvents, SeveralChangesComeInTheListsOrder) {
 TEST_F(EthernetEvents, AnEventTellsTheAdapterWithoutItsStatus) {
     buildWith("Up", "Up");
     interfaces[0].linkStatus = "Down";
+    host.now.tv_sec = 1700000060;
     manager.cacheBuild();
     const auto sent = events();
     ASSERT_EQ(sent.size(), 1u);
     const Json::Value& event = sent[0];
     EXPECT_EQ(event["Source"], "VOK");
+    EXPECT_EQ(event["EventTime"], "2023-11-14 22:14:20");
     EXPECT_EQ(event["PhysicalLocation"], "FFFFFFFFFFFFFFFF");
     const Json::Value& data = event["VariableData"];
     EXPECT_THAT(data.getMemberNames(), ElementsAre("Data", "EventInfo", "Type"));
@@ -120,6 +147,7 @@ TEST_F(EthernetEvents, ATestEventShowsASampleAdapterAtTheLocation) {
     EXPECT_EQ(sent[0]["ID"].asInt(), 1390);
     EXPECT_EQ(sent[0]["Source"], "VOK-CLI");
     EXPECT_EQ(sent[0]["PhysicalLocation"], "00000000000012AB");
+    EXPECT_EQ(sent[0]["EventTime"], "2023-11-14 22:13:20");
     const Json::Value& data = sent[0]["VariableData"];
     EXPECT_EQ(data["EventInfo"], "Injected Event");
     EXPECT_EQ(data["Type"], "EthernetDevice");
@@ -130,6 +158,8 @@ TEST_F(EthernetEvents, ATestEventShowsASampleAdapterAtTheLocation) {
     EXPECT_EQ(data["Data"]["Oem"]["DeviceName"], "/sys/class/net/eth0");
     EXPECT_EQ(data["Data"]["Oem"]["PhysicalLocation"], "00000000000012AB");
     EXPECT_EQ(data["Data"]["PartNumber"], "Not Available");
+    EXPECT_EQ(data["Data"]["Model"], "Sample Ethernet adapter");
+    EXPECT_EQ(data["Data"]["Oem"]["Description"], "Not Available") << "no platform, no place of the sample";
 }
 
 // The controller holds the event's last chunk; a reader comes meanwhile.

@@ -1,5 +1,7 @@
 // When the link is looked at between two builds, and what comes of it.
 #include <gmock/gmock.h>
+#include <cerrno>
+#include <functional>
 
 #include "nic/NICFixture.h"
 
@@ -14,7 +16,8 @@ protected:
             const std::lock_guard<std::mutex> lock(host.guard);
             if (line.find("Exiting CacheBuild") != std::string::npos) host.now.tv_sec += aftermath;
         };
-        host.onTimedWait = [this, waits](const timespec&) mutable {
+        host.onTimedWait = [this, waits, wait = 0](const timespec&) mutable {
+            if (inWait) inWait(++wait);
             // A clock that can't be read ends the loop: once behind this wait, once before the next.
             if (waits-- == 0) host.failingClockReads = 2;
             return false;
@@ -24,6 +27,7 @@ protected:
     long polls() { return commandCount(pollCommand); }
     long builds() { return countLogged(host, "DEBUG NIC_RM: Building NIC Cache"); }
     long aftermath = 0;
+    std::function<void(int)> inWait;  // called in each wait, counted from 1, before its ten seconds pass
 };
 
 TEST_F(LinkPoll, HappensOnceTenSecondsBehindABuild) {
@@ -75,6 +79,34 @@ TEST_F(LinkPoll, TheRefreshIntervalComesBeforeThePoll) {
     EXPECT_EQ(polls(), 0);
 }
 
+// The poll is behind the first wait, the next build behind the sixth.
+TEST_F(LinkPoll, ALinkThatIsDownAndUpAgainBetweenPollAndBuildGoesUnseen) {
+    logEverything(host, R"("CacheRefreshInSeconds": {"EthernetDevices": "60"})");
+    becomeReadyForEvents();
+    inWait = [this](int wait) {
+        if (wait == 2) interfaces[0].linkStatus = "Down";
+        if (wait == 6) interfaces[0].linkStatus = "Up";
+    };
+    run(6);
+    EXPECT_EQ(builds(), 2);
+    EXPECT_EQ(polls(), 1);
+    EXPECT_TRUE(host.deviceRequests.empty()) << "an event";
+}
+
+TEST_F(LinkPoll, ALinkLostBehindThePollWaitsForTheNextBuild) {
+    logEverything(host, R"("CacheRefreshInSeconds": {"EthernetDevices": "60"})");
+    becomeReadyForEvents();
+    std::size_t requestsBefore = 0;
+    inWait = [&](int wait) {
+        if (wait == 2) interfaces[0].linkStatus = "Down";
+        if (wait == 6) requestsBefore = host.deviceRequests.size();
+    };
+    run(6);
+    EXPECT_EQ(requestsBefore, 0u) << "an event before the build";
+    EXPECT_EQ(builds(), 2);
+    EXPECT_EQ(host.remoteCommandPayloads().size(), 1u);
+}
+
 class LinkCheck : public NICFixture {};
 
 TEST_F(LinkCheck, ComparesByInterfaceName) {
@@ -83,6 +115,14 @@ TEST_F(LinkCheck, ComparesByInterfaceName) {
     interfaces[1].linkStatus = "Down";
     EXPECT_TRUE(manager.checkLinkState());
     EXPECT_TRUE(workFilesAreGone());
+}
+
+TEST_F(LinkCheck, AChangeIsOneWhateverTheInterfacesBehindItShow) {
+    manager.cacheBuild();
+    interfaces[0].linkStatus = "Unknown";
+    EXPECT_TRUE(manager.checkLinkState());
+    EXPECT_EQ(countLogged(host, "DEBUG NIC_RM: Found a status change"), 1);
+    EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: No status change"));
 }
 
 TEST_F(LinkCheck, AnInterfaceWithoutARecordIsNoChange) {
@@ -103,11 +143,17 @@ TEST_F(LinkCheck, ACommandThatFailsIsNoChange) {
     manager.cacheBuild();
     interfaces[1].linkStatus = "Down";
     pollStatus = 256;
+    const auto others = host.onCommand;
+    host.onCommand = [&](const std::string& command, int& status) {
+        const std::string text = others(command, status);
+        errno = ENOSPC;
+        return text;
+    };
     EXPECT_FALSE(manager.checkLinkState());
-    long lines = 0;
-    for (const auto& line : loggedLines(host))
-        lines += line.rfind("ERROR NIC_RM: Error occurred in checking link state information : ", 0) == 0;
-    EXPECT_EQ(lines, 1);
+    EXPECT_EQ(countLogged(host,
+                          "ERROR NIC_RM: Error occurred in checking link state information : No space left "
+                          "on device"),
+              1);
     EXPECT_TRUE(workFilesAreGone());
 }
 

@@ -92,9 +92,21 @@ TEST_F(Adapter, AnyNumberOfWordsIsTakenWithoutReadingBeyondThem) {
         EXPECT_EQ(record.getIntfName(), count > 0 ? "vmnic0" : "Not Available");
         EXPECT_EQ(record.getLinkStatus(), count > 4 ? "Up" : "Not Available");
         EXPECT_EQ(record.getSpeed(), count > 5 ? 10000 : 0);
+        EXPECT_EQ(record.getPCIDescription(), count > 1 ? "PCI 0000:81:00.0 " : "Not Available");
+        EXPECT_EQ(record.getPhyLocation(), "FFFFFFFFFFFFFFFF");
+        // Up without a link status is up with any other than those of the table.
+        EXPECT_EQ(record.getState(), count > 3 ? "Online" : "Other") << count;
+        EXPECT_EQ(record.getHealth(), count > 3 ? "OK" : "Unknown") << count;
         EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has " +
                                         std::to_string(count) + " words only"));
     }
+}
+
+TEST_F(Adapter, EightWordsAreAWholeLine) {
+    Words words = line();
+    words.resize(8);
+    EXPECT_EQ(discover(words).getMACAddress(), "7c:d3:0a:00:00:01");
+    for (const std::string& each : loggedLines(host)) EXPECT_THAT(each, Not(HasSubstr("words only")));
 }
 
 TEST_F(Adapter, APseudoDeviceIsRecordedWithoutAPlace) {
@@ -117,6 +129,38 @@ TEST_F(Adapter, TheFirmwareVersionMayHoldBlanksAndColonsAndHasNoNewline) {
     EXPECT_TRUE(workFilesAreGone());
 }
 
+TEST_F(Adapter, TheVersionIsWhateverStandsTwoCharactersBehindTheFirstColon) {
+    constexpr struct {
+        const char* line;
+        const char* version;
+    } rows[] = {
+        {"   Firmware Version:6.80\n", ".80"},  // the first of them is taken for the blank
+        {"   Firmware Version:  6.80 \n", " 6.80 "},
+        {"   Firmware Version: \n", ""},
+        {"   Firmware Version:\n", ""},
+        {"   Firmware Version: 6.80\r\n", "6.80"},
+        {"   Firmware Version: 6.80", "6.80"},
+        {"   Firmware Version: 6.80\n   Old Firmware Version: 6.70\n", "6.80"},
+        {"   Firmware Version 6.80\n", "Not Available"},
+    };
+    for (const auto& row : rows) {
+        firmware = row.line;
+        EXPECT_EQ(discover(line()).getFirmVersion(), row.version) << row.line;
+    }
+}
+
+TEST_F(Adapter, TheDetailsAreWholeWhenTheyAreLookedThrough) {
+    int runningAtLook = -1;
+    const auto others = host.onCommand;
+    host.onCommand = [&](const std::string& command, int& status) {
+        if (command.rfind("grep \"Firmware Version\"", 0) == 0) runningAtLook = host.openCommands;
+        return others(command, status);
+    };
+    discover(line());
+    EXPECT_EQ(runningAtLook, 0);
+    EXPECT_EQ(host.openCommands, 0);
+}
+
 TEST_F(Adapter, WithoutAFirmwareLineTheVersionIsNotAvailable) {
     firmware = "";
     EXPECT_EQ(discover(line()).getFirmVersion(), "Not Available");
@@ -136,7 +180,10 @@ TEST_F(Adapter, AFirmwareLineOfAnyLengthIsCutToTheBuffer) {
 }
 
 TEST_F(Adapter, ANameThatIsNoInterfaceNameEntersNoCommand) {
-    for (const char* name : {"vmnic0;reboot", "$(reboot)", "-n", "a b", "vm'nic", "`x`", "a|b", "a/b"}) {
+    for (const std::string& name :
+         {std::string("vmnic0;reboot"), std::string("$(reboot)"), std::string("-n"), std::string("a b"),
+          std::string("vm'nic"), std::string("`x`"), std::string("a|b"), std::string("a/b"),
+          std::string("vmnic0\0", 7), std::string("vmnic0\n"), std::string("vmnic0>x"), std::string()}) {
         Words words = line();
         words[0] = name;
         EXPECT_EQ(discover(words).getFirmVersion(), "Not Available") << name;
@@ -161,12 +208,40 @@ protected:
             if (command.find("grep -w 'SubVendor ID:") != std::string::npos)
                 return "   SubVendor ID: 0x8086\n   SubDevice ID: 0x0001\n";
             if (command.find("grep -w 'Vendor ID:") != std::string::npos)
-                return "   Vendor ID: 0x8086\n   Device ID: " + device + "\n";
+                return vendorLine + "   Device ID: " + device + "\n";
             return others(command, status);
         };
     }
+    std::string vendorLine = "   Vendor ID: 0x8086\n";
     std::string device = "0x1563";
 };
+
+TEST_F(KnownAdapter, WithOneIdMissingTheOtherThreeAreToldAndNoModelIsLookedUp) {
+    vendorLine = "";
+    EXPECT_EQ(discover(line()).getNICModel(), "Not Available");
+    EXPECT_TRUE(
+        hasLogged(host,
+                  "DEBUG NIC_CTRL: Unable to fetch the Model string for Vendor : , Device : 0x1563,SubVendor "
+                  ": 0x8086, SubDevice : 0x0001"));
+    EXPECT_FALSE(hasLogged(host, "DEBUG NIC_CTRL: Unable to fetch the Model string for vmnic0"));
+}
+
+TEST_F(KnownAdapter, WithoutADeviceIdItIsTheSame) {
+    device = "none";
+    EXPECT_EQ(discover(line()).getNICModel(), "Not Available");
+    EXPECT_TRUE(
+        hasLogged(host,
+                  "DEBUG NIC_CTRL: Unable to fetch the Model string for Vendor : 0x8086, Device : ,SubVendor "
+                  ": 0x8086, SubDevice : 0x0001"));
+}
+
+TEST_F(KnownAdapter, AModelThatIsNotFoundLeavesTheTextAsItWas) {
+    std::string model = "as before";
+    EXPECT_FALSE(physical.getNICModel("0x8086", "0x1563", "0x8086", "0xffff", model));
+    EXPECT_EQ(model, "as before");
+    EXPECT_TRUE(physical.getNICModel("0x8086", "0x1563", "0x8086", "0x0001", model));
+    EXPECT_EQ(model, "MEV 2-port 10GbE adapter, copper");
+}
 
 TEST_F(KnownAdapter, TheModelIsThatOfTheProductTable) {
     EXPECT_EQ(discover(line()).getNICModel(), "MEV 2-port 10GbE adapter, copper");

@@ -161,6 +161,49 @@ TEST_F(EthernetManager, ASecondEntryWithRecordsReturnsAtOnce) {
     EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: Entry startInventory"));
 }
 
+// --- the life of the manager ---
+
+TEST_F(EthernetManager, TheMonitorRunsAsLongAsTheManager) {
+    host.onTimedWait = [this](const timespec&) {
+        EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"));
+        EXPECT_FALSE(hasLogged(host, "DEBUG NIC_EVENT: Stopping the producer thread"));
+        host.failingClockReads = 2;  // ends the loop
+        return false;
+    };
+    manager.init();
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
+}
+
+TEST_F(EthernetManager, TheMonitorEndsToWhereAFreshCacheLeavesNothingToDo) {
+    interfaces.clear();
+    manager.cacheBuild();
+    manager.init();
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG NIC_RM: cache was recently refreshed. skipping the current refresh cycle"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
+}
+
+TEST_F(EthernetManager, AStoppedManagerBuildsNothing) {
+    manager.stopResourceManagerJob();
+    manager.init();
+    EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: Building NIC Cache"));
+    EXPECT_TRUE(hasLogged(host, "INFO NIC_RM: Resource manager stop called."));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
+}
+
+TEST_F(EthernetManager, BeforeTheLastPassNoPushIsAskedFor) {
+    EXPECT_FALSE(manager.isInventoryReady(7));
+    manager.cacheBuild();
+    EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: NICRM requesting cache push"));
+}
+
+TEST_F(EthernetManager, ThePushIsAskedForInItsOwnWords) {
+    EXPECT_FALSE(manager.isInventoryReady(8));
+    manager.cacheBuild();
+    EXPECT_EQ(countLogged(host, "DEBUG NIC_RM: NICRM requesting cache push"), 1);
+}
+
 // --- single records ---
 
 TEST_F(EthernetManager, GivesACopyOfARecordOrADefaultOne) {

@@ -6,6 +6,7 @@
 
 #include "core/platformCheck.h"
 #include "platform/PhysLocFixture.h"
+#include "platform/vokRootedHostAccess.h"
 
 namespace {
 
@@ -33,6 +34,13 @@ protected:
         PCIeManufacturerResolver::getSubvendorID(address, id);
         return id;
     }
+};
+
+// Commands start, and reading what they print fails.
+class HostOfUnreadableOutput : public FakeHostAccess {
+public:
+    FILE* openCommand(const std::string&) override { return std::fopen("/", "r"); }
+    int closeCommand(FILE* stream) override { return std::fclose(stream); }
 };
 
 constexpr char noMapping[] = "DEBUG MFR: Unable to fetch manufacturer name for PCI Subsystem Vendor ID : ";
@@ -65,6 +73,8 @@ TEST_F(ManufacturerResolver, AnyOtherTextThanSixCharactersWithThePrefixIsLookedU
     EXPECT_EQ(fetch(inSlot, "0x01077"), "");
     EXPECT_EQ(fetch(inSlot, "1077 "), "");
     EXPECT_EQ(fetch(inSlot, "x1077"), "");
+    EXPECT_EQ(fetch(inSlot, "1x1077"), "");
+    EXPECT_EQ(fetch(inSlot, "001077"), "");
 }
 
 TEST_F(ManufacturerResolver, AnIdInCapitalsIsNotFound) {
@@ -77,6 +87,8 @@ TEST_F(ManufacturerResolver, AnUnknownIdLeavesNoNameAndIsTold) {
     startFirstPlatform();
     EXPECT_EQ(fetch(inSlot, "0x000f"), "");
     EXPECT_TRUE(logged(std::string(noMapping) + "0x000f as there is no mapping vendor information."));
+    EXPECT_EQ(fetch(inSlot, "0019a"), "");
+    EXPECT_TRUE(logged(std::string(noMapping) + "0x019a as there is no mapping vendor information."));
 }
 
 TEST_F(ManufacturerResolver, WithoutAnIdTheHardwareListIsAskedOnce) {
@@ -117,6 +129,15 @@ TEST_F(ManufacturerResolver, AnAddressWithoutTheFormHasNoManufacturer) {
     EXPECT_TRUE(host.commands.empty());
 }
 
+TEST_F(ManufacturerResolver, ADomainOfFiveDigitsIsNotTakenForTheFourAtItsEnd) {
+    startFirstPlatform();
+    EXPECT_EQ(fetch("10000:3b:00.0", "0x1077"), "");
+    EXPECT_EQ(fetch("10000:18:00.0", "0x1077"), "");
+    EXPECT_TRUE(
+        logged("DEBUG MFR: Unable to fetch manufacturer name for PCI device : 10000:18:00.0 as it is neither "
+               "OnBoard nor Add-in device"));
+}
+
 TEST_F(ManufacturerResolver, OnAnUnknownPlatformNoDeviceHasAManufacturer) {
     start(SmBiosTable().addSystem("Maker", "Other").addSlot("r001u05p2i03", inSlot).addEnd());
     EXPECT_EQ(fetch(inSlot, "0x1077"), "");
@@ -149,6 +170,41 @@ TEST_F(ManufacturerResolver, ACommandThatCanNotStartIsAnError) {
     EXPECT_TRUE(
         logged("ERROR MFR: Error(Resource temporarily unavailable) occurred in identifying SubVendor id for "
                "0000:3b:00.0"));
+}
+
+TEST(ManufacturerResolverOutput, OutputThatCanNotBeReadIsAnError) {
+    auto access = std::make_unique<HostOfUnreadableOutput>();
+    HostOfUnreadableOutput& host = *access;
+    vokSetHostAccess(std::move(access));
+    logEverything(host);
+    std::string id = "what was there before";
+    PCIeManufacturerResolver::getSubvendorID(inSlot, id);
+    EXPECT_EQ(id, "");
+    EXPECT_TRUE(hasLogged(
+        host, "ERROR MFR: Error(Is a directory) occurred in identifying SubVendor id for 0000:3b:00.0"));
+}
+
+// Through the real shell, awk and grep.
+TEST(ManufacturerResolverOutput, OnlyTheBlockWhoseHeadIsTheAddressIsRead) {
+    const TemporaryDirectory directory;
+    directory.writeFile(
+        "opt/mev/vok/data/vok_hwlist.txt",
+        "0000:00:1c.0:\n   Address: 0000:00:1c.0\n   Slot Description: above 0000:3b:00.0\n"
+        "   Vendor ID: 0x8086\n   SubVendor ID: 0x1111\n   SubDevice ID: 0x2222\n\n"
+        "0000:3b:00.0:\n   Address: 0000:3b:00.0\n   Vendor ID: 0x8086\n   Device ID: 0x1528\n"
+        "   SubVendor ID: 0x1077\n   SubDevice ID: 0x0001\n\n"
+        "0000:3b:00.1:\n   Address: 0000:3b:00.1\n   SubDevice ID: 0x0001\n\n"
+        "0000:5e:00.0:\n   Address: 0000:5e:00.0\n   SubVendor ID: 0x10df");
+    vokSetHostAccess(std::make_unique<vokRootedHostAccess>(directory.path()));
+    const auto idOf = [](const char* address) {
+        std::string id = "what was there before";
+        PCIeManufacturerResolver::getSubvendorID(address, id);
+        return id;
+    };
+    EXPECT_EQ(idOf("0000:3b:00.0"), "0x1077");
+    EXPECT_EQ(idOf("0000:3b:00.1"), "");  // a block without the id: not the next one's
+    EXPECT_EQ(idOf("0000:5e:00.0"), "0x10df");
+    EXPECT_EQ(idOf("0000:99:00.0"), "");
 }
 
 TEST_F(ManufacturerResolver, OnlyAPciAddressEntersTheAwkProgram) {

@@ -130,6 +130,19 @@ TEST_F(SysFsTest, SynchronizingAgainRenewsThatPartAlone) {
     EXPECT_EQ(tree.getCount(), 6u);
 }
 
+TEST_F(SysFsTest, WhatLiesBesideTheWayToAPartIsKept) {
+    file("/sys/a/b/state", "running\n");
+    file("/sys/a/c/state", "running\n");
+    ASSERT_TRUE(tree.synchronize("/sys"));
+    file("/sys/a/b/state", "blocked\n");
+    file("/sys/a/c/state", "blocked\n");
+    ASSERT_TRUE(tree.synchronize("/sys/a/b"));
+    EXPECT_EQ(tree.getValue("/sys/a/b/state"), "blocked");
+    EXPECT_EQ(tree.getValue("/sys/a/c/state"), "running");
+    EXPECT_THAT(tree.getPaths("/sys/a"),
+                ElementsAre("/sys/a", "/sys/a/b", "/sys/a/b/state", "/sys/a/c", "/sys/a/c/state"));
+}
+
 TEST_F(SysFsTest, ASingleAttributeCanBeSynchronized) {
     file("/sys/a/state", "running\n");
     file("/sys/a/other", "x\n");
@@ -212,8 +225,9 @@ TEST_F(SysFsTest, TheDebuggingTreeIsNotEnteredFromTheRootDirectoryEither) {
 TEST_F(SysFsTest, PipesAndSocketsAreLeftOutAndNobodyWaits) {
     file("/sys/a", "x\n");
     ASSERT_EQ(::mkfifo(place("/sys/pipe").c_str(), 0600), 0);
+    file("/sys/z", "behind it\n");
     ASSERT_TRUE(tree.synchronize("/sys"));
-    EXPECT_THAT(tree.getPaths("/sys"), ElementsAre("/sys", "/sys/a"));
+    EXPECT_THAT(tree.getPaths("/sys"), ElementsAre("/sys", "/sys/a", "/sys/z"));
     EXPECT_FALSE(tree.synchronize("/sys/pipe"));
 }
 
@@ -241,6 +255,8 @@ TEST_F(SysFsTest, ATreeThatIsTooDeepIsCutWithAWarning) {
     ASSERT_TRUE(tree.synchronize("/sys"));
     EXPECT_EQ(tree.getCount(), 65u);  // the root and 64 levels
     EXPECT_THAT(loggedLines(host), Contains(warning));
+    ASSERT_TRUE(tree.synchronize("/sys/d/d/d"));
+    EXPECT_EQ(tree.getCount(), 65u);  // the levels count from the root, wherever the walk starts
 }
 
 TEST_F(SysFsTest, AnElementHasNamePathStatusAndSeparator) {

@@ -82,6 +82,11 @@ TEST(PciNodeCreate, ParsesTheAddress) {
     EXPECT_EQ(node->path, "/d/12ab:3C:1f.7");
 }
 
+TEST(PciNodeCreate, AFunctionIsTheOneHexDigitBehindTheDot) {
+    EXPECT_EQ(pci_node_create("/d", "0000:3b:00.a")->function, 10);
+    EXPECT_EQ(pci_node_create("/d", "0000:3b:00.12")->function, 1);
+}
+
 TEST(PciNodeCreate, CutsTheAddressAt15Characters) {
     const auto node = pci_node_create("/d", "0000:3b:00.0abcdefgh");
     ASSERT_TRUE(node);
@@ -98,7 +103,7 @@ TEST(PciNodeCreate, ANameThatIsNoAddressMakesNone) {
 TEST(PciNodeScan, GivesTheFunctionsInTheOrderOfTheirNames) {
     auto& host = useFakeHost();
     for (const char* name : {"0001:00:00.0", "0000:3b:00.1", "0000:3b:00.0", "0000:00:1c.0:pcie001",
-                             "10000:00:00.0", "zzzz:00:00.0", "other"})
+                             "10000:00:00.0", "0000:3b:00.z", "zzzz:00:00.0", "other"})
         host.root.writeFile(devices + std::string(name) + "/irq", "1\n");
     std::list<pci_node> list;
     EXPECT_EQ(pci_node_scan(list), 3);
@@ -286,6 +291,9 @@ TEST(GetPcislot, GivesTheSlotWhoseAddressIsTheFunctions) {
     EXPECT_EQ(get_pcislot("0000:3b:01.0"), "NotAvailable");
     EXPECT_EQ(get_pcislot("0001:3b:00.0"), "NotAvailable");
     EXPECT_EQ(get_pcislot(""), "NotAvailable");
+    host.root.writeFile("/sys/bus/pci/slots/6/address", "0000:86:00.1\n");
+    EXPECT_EQ(get_pcislot("0000:86:00.1"), "6");
+    EXPECT_EQ(get_pcislot("0000:86:00.0"), "NotAvailable");
 }
 
 TEST(GetPcislot, ASlotWithoutADeviceNumberStandsForItsBus) {
@@ -300,9 +308,13 @@ TEST(GetPcislot, AnAddressIsNeverMatchedInHalf) {
     host.root.writeFile("/sys/bus/pci/slots/1/address", "0000:3b:0\n");
     host.root.writeFile("/sys/bus/pci/slots/2/address", "0000\n");
     host.root.writeFile("/sys/bus/pci/slots/3/address", "\n");
+    host.root.writeFile("/sys/bus/pci/slots/4/address", "10000:3b:00\n");
     host.root.writeFile("/sys/bus/pci/slots/5/address", "0000:3b:00.0 and more\n");
     host.root.writeFile("/sys/bus/pci/slots/6/power", "1\n");
     EXPECT_EQ(get_pcislot("0000:3b:00.0"), "NotAvailable");
+    host.root.writeFile("/sys/bus/pci/slots/7/address", "0000:5e:00\n");
+    EXPECT_EQ(get_pcislot("10000:5e:00.0"), "NotAvailable");
+    EXPECT_EQ(get_pcislot("10000:3b:00.0"), "4");
 }
 
 TEST(GetPcislot, WithoutSlotsItIsNotAvailable) {

@@ -52,6 +52,17 @@ TEST(PciConfigSpace, ALinkWidthHasSixBits) {
     EXPECT_EQ(read(space).link_width, 63);
 }
 
+TEST(PciConfigSpace, TheLinkWidthIsThatOfTheExpressCapabilityAlone) {
+    auto space = spaceWith(256, 0x40);
+    capability(space, 0x40, 0x10, 0x80);
+    capability(space, 0x80, 0x05, 0x00);
+    space[0x52] = 0x43;
+    space[0x92] = 0x83;  // where the other one has something else
+    EXPECT_EQ(read(space).link_width, 4);
+    space[0x40] = 0x09;
+    EXPECT_EQ(read(space).link_width, 0);
+}
+
 TEST(PciConfigSpace, WithoutBit4OfTheStatusTheListIsNotWalked) {
     auto space = spaceWith(256, 0x40);
     capability(space, 0x40, 0x10, 0x00);

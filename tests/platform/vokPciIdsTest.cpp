@@ -114,6 +114,57 @@ TEST(ScanHwIds, ALineOfAnotherFormAndWhatIsBelowItIsPassedOver) {
     EXPECT_TRUE(ids.classes.empty());
 }
 
+// Each of these would be taken for a child of the last good line if the bad one between did not count.
+TEST(ScanHwIds, ABadLineEndsTheEntryAboveIt) {
+    const pci_ids ids = idsOf(
+        "0001  Vendor\n"
+        "\t1111  Device\n"
+        "\t\t\t2222 3333  too deep\n"
+        "\tzzzz  no device\n"
+        "\t\t2222 3333  below no device\n"
+        "\t4444  Device\n"
+        "12  no vendor\n"
+        "\t\t2222 3333  below no vendor's device\n"
+        "\t5555  below no vendor\n"
+        "C 01  Class\n"
+        "\t02  Subclass\n"
+        "\tzz  no subclass\n"
+        "\t\t03  below no subclass\n"
+        "\t04  Subclass\n"
+        "C zz  no class\n"
+        "\t\t05  below no class's subclass\n"
+        "\t06  below no class\n");
+    ASSERT_EQ(ids.vendors.size(), 1u);
+    ASSERT_EQ(ids.vendors.front().devices.size(), 2u);
+    EXPECT_TRUE(ids.vendors.front().devices.front().subsystems.empty());
+    EXPECT_TRUE(ids.vendors.front().devices.back().subsystems.empty());
+    ASSERT_EQ(ids.classes.size(), 1u);
+    ASSERT_EQ(ids.classes.front().subclasses.size(), 2u);
+    EXPECT_TRUE(ids.classes.front().subclasses.front().subclasses.empty());
+    EXPECT_TRUE(ids.classes.front().subclasses.back().subclasses.empty());
+}
+
+TEST(ScanHwIds, ClassesAreNoVendorsAndVendorsNoClasses) {
+    const pci_ids ids = idsOf(
+        "0001  Vendor\n"
+        "C 01  Class\n"
+        "\t1111  a number of a device\n"
+        "\t02  Subclass\n"
+        "0002  Vendor\n"
+        "\t03  a number of a subclass\n"
+        "\t\t04  below none\n");
+    ASSERT_EQ(ids.vendors.size(), 2u);
+    EXPECT_TRUE(ids.vendors.front().devices.empty());
+    EXPECT_TRUE(ids.vendors.back().devices.empty());
+    ASSERT_EQ(ids.classes.size(), 1u);
+    ASSERT_EQ(ids.classes.front().subclasses.size(), 1u);
+    EXPECT_TRUE(ids.classes.front().subclasses.front().subclasses.empty());
+}
+
+TEST(ScanHwIds, NumbersMayHaveCapitalLetters) {
+    EXPECT_EQ(nameOf(vendor_find(idsOf("ABCD  Vendor\n"), 0xabcd)), "Vendor");
+}
+
 TEST(ScanHwIds, NamesLoseTheBlanksAroundThemAndTheCarriageReturn) {
     EXPECT_EQ(idsOf("0001   Some Name \t\r\n").vendors.front().name, "Some Name");
     EXPECT_EQ(idsOf("0001\n").vendors.front().name, "");
@@ -175,4 +226,6 @@ TEST(PciIdsSearch, GivesTheFirstWhoseNameHoldsTheTextInEitherCase) {
     EXPECT_EQ(nameOf(subsystem_search(*device, "Ethernet")), "(null)");
     EXPECT_EQ(nameOf(class_search(ids, "Ethernet")), "(null)");
     EXPECT_EQ(vendor_search(ids, "")->id, 0x0014);
+    const pci_ids nameless = idsOf("0001\n");
+    EXPECT_EQ(vendor_search(nameless, ""), &nameless.vendors.front());
 }

@@ -3,6 +3,8 @@
 
 #include <dlfcn.h>
 #include <atomic>
+#include <cstddef>
+#include <cstring>
 #include <thread>
 
 #include "platform/PhysLocFixture.h"
@@ -144,6 +146,36 @@ TEST_F(PhysLocFactory, UnInitializeClosesOnceAndTheLibraryCanBeLoadedAgain) {
     EXPECT_EQ(host.openLibraries, 0);
     EXPECT_TRUE(interface.Initialize());
     EXPECT_EQ(host.openLibraries, 1);
+}
+
+// The slot of a virtual operation, by the C++ ABI of both processors (Itanium C++ ABI, 2.3).
+template <typename Operation>
+std::size_t slotOf(Operation operation) {
+    std::size_t words[2];
+    static_assert(sizeof(words) == sizeof(operation), "an address or an offset, and an adjustment");
+    std::memcpy(words, &operation, sizeof(words));
+    EXPECT_EQ(words[0] % sizeof(void*), 1u) << "not virtual";
+    EXPECT_EQ(words[1], 0u);
+    return words[0] / sizeof(void*);
+}
+
+TEST(PhysLocInterface, HasItsOperationsInTheOrderOfTheirSlots) {
+    using I = vokPhysLocInterface;
+    EXPECT_EQ(slotOf(&I::Initialize), 0u);
+    EXPECT_EQ(slotOf(&I::UnInitialize), 1u);
+    EXPECT_EQ(slotOf(&I::getPCIeSlotForIOSlot), 2u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForIOSlot), 3u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForNetworkAdapter), 4u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForChassisDriveSlot), 5u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForExternalDrive), 6u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForChassisStorageBackplane), 7u);
+    EXPECT_EQ(slotOf(&I::checkPCIDevicesLocatedInSameChassis), 8u);
+    EXPECT_EQ(slotOf(&I::checkIfPCICardIsOnBoard), 9u);
+    EXPECT_EQ(slotOf(&I::getChassisLocationForIOSlot), 10u);
+    // 11 and 12 are the destructor's.
+    EXPECT_EQ(slotOf(&I::getPhysLocLibraryName), 13u);
+    EXPECT_EQ(slotOf(&vokTQPhysLocInterface::physlocEncode), 14u);
+    EXPECT_EQ(slotOf(&vokLWNZPhysLocInterface::physlocEncode), 14u);
 }
 
 TEST(MockPhysLoc, KnowsNothing) {

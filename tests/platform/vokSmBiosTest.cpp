@@ -339,6 +339,19 @@ TEST(SystemSlot, OfLength14HasItsAddressReadOutOfItsStrings) {
     EXPECT_EQ(slots[0].devFuncNum, 0x43);
 }
 
+// Made printable in the table itself: once the designation is read, its bytes are points for all who look.
+TEST(SystemSlot, OfLength14HasPointsInItsAddressForBytesOfItsStringsThatAreNotPrintable) {
+    SmBiosTable table;
+    table.add(SmBiosTable::slot("\xC3\x01\x02Slot", "0012:00:00.0", 14));
+    recordsIn<DmiSystemSlot>(table.contents());
+    const auto slots = fetched<DmiSystemSlot>();
+    ASSERT_EQ(slots.size(), 1u);
+    EXPECT_STREQ(slots[0].designation, "...Slot");
+    EXPECT_EQ(slots[0].segmentGroupNum, 0x2E12);
+    EXPECT_EQ(slots[0].busNum, 0x2E);
+    EXPECT_EQ(slots[0].devFuncNum, 0x2E);
+}
+
 TEST(SystemSlot, OfLength16HasTheLastByteOfItsAddressReadOutOfItsStrings) {
     SmBiosTable table;
     table.add(SmBiosTable::slot("ABCDEF", "0001:3b:00.0", 16));

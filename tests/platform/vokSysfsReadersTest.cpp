@@ -220,8 +220,13 @@ TEST(SysfsDecimal, ALeadingZeroIsNoOctalAndAPrefixEndsTheNumber) {
     auto& host = hostWith("010\n");
     EXPECT_EQ(get_sysfs_int(path), 10);
     EXPECT_EQ(get_sysfs_uint(path), 10u);
+    EXPECT_EQ(get_sysfs_llong(path), 10);
+    EXPECT_EQ(get_sysfs_ullong(path), 10u);
     host.root.writeFile(path, "0x1f\n");
     EXPECT_EQ(get_sysfs_int(path), 0);
+    EXPECT_EQ(get_sysfs_uint(path), 0u);
+    EXPECT_EQ(get_sysfs_llong(path), 0);
+    EXPECT_EQ(get_sysfs_ullong(path), 0u);
 }
 
 TEST(SysfsNumbers, AFailedReadGivesAllBitsSet) {

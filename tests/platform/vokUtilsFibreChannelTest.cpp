@@ -93,12 +93,15 @@ TEST(FcInfoMap, OfAHostThatLeavesAllNamesEmptyIsEmptyAndSoIsTheNameMap) {
     EXPECT_FALSE(hasLogged(host, noHardware));
 }
 
-TEST(FcInfoMap, ANameBeginsWithVAndReachesToTheEndOfTheLine) {
-    hostWhoseCommandsPrint("   Address: 0000:1a:00.0\n   VMkernel Name: usb0\n   VMkernel Name: x vmhba3 y\n",
-                           "");
+TEST(FcInfoMap, ANameIsFromTheFirstVBehindABlankToTheEndOfTheLine) {
+    hostWhoseCommandsPrint(
+        "   Address: 0000:1a:00.0\n   VMkernel Name: usb0\n   VMkernel Name: dvs0\n"
+        "   VMkernel Name: x vmhba3 vy\n",
+        "");
     vokUtils::initFcInfoMap();
-    EXPECT_EQ(vokUtils::getFcPciStr("vmhba3 y"), "0000:1a:00.0");
-    EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("usb0"));
+    EXPECT_EQ(vokUtils::getFcPciStr("vmhba3 vy"), "0000:1a:00.0");
+    for (const char* other : {"usb0", "vs0", "vy"})
+        EXPECT_FALSE(vokUtils::OsNameInHardwarePciList(other)) << other;
 }
 
 TEST(FcInfoMap, ALineWithoutANameLeavesTheOneThatWaits) {
@@ -251,6 +254,26 @@ TEST(FcNameMap, LacksAnAdapterThatTheHardwareListDoesNotHaveAndKeepsThoseBehindI
     vokUtils::initFcNameMap();
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:00:00:00:00:00:01"), "NotAvailable");
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:00:00:00:00:00:02"), "vmhba4");
+}
+
+TEST(FcNameMap, HoldsTheLaterOfTwoAdaptersOfOneNode) {
+    hostWhoseCommandsPrint(twoAdapters,
+                           "   Adapter: vmhba3\n   Node Name: 20:00:f4:e9:d4:00:dd:b6\n"
+                           "   Adapter: vmhba4\n   Node Name: 20:00:f4:e9:d4:00:dd:b6\n");
+    vokUtils::initFcInfoMap();
+    vokUtils::initFcNameMap();
+    EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:f4:e9:d4:00:dd:b6"), "vmhba4");
+}
+
+TEST(FcNameMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
+    auto& host =
+        hostWhoseCommandsPrint(twoAdapters, "   Adapter: vmhba4\n   Node Name: 20:00:00:00:00:00:00:02\n");
+    host.root.writeFile(nameFile, "   Adapter: vmhba3\n   Node Name: 20:00:00:00:00:00:00:01\n");
+    vokUtils::initFcInfoMap();
+    vokUtils::initFcNameMap();
+    EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:00:00:00:00:00:01"), "vmhba3");
+    EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:00:00:00:00:00:02"), "vmhba4");
+    EXPECT_FALSE(host.root.exists(nameFile));
 }
 
 TEST(FcNameMap, IsEmptyWhenItIsReadBeforeTheInfoMap) {

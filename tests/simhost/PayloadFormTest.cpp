@@ -133,6 +133,16 @@ TEST(Accounts, AnEventTellsMeaningPlaceAndText) {
     EXPECT_THAT(account, HasSubstr("Drive: gone"));
 }
 
+TEST(Accounts, AnEventTellsOfWhichDeviceItIs) {
+    const std::string account = eventAccount(
+        checkEvent(R"({"ID":1384,"VariableData":{"Data":{"MACAddress":"02:00:5e:10:00:03","Model":"X550",)"
+                   R"("Oem":{"Description":"PCI 0000:86:00.1 r001u05p2i06","DeviceName":"vmnic3"}},)"
+                   R"("EventInfo":"","Type":"EthernetDevice"}})")
+            .value);
+    EXPECT_THAT(account,
+                HasSubstr("\n   X550  02:00:5e:10:00:03  vmnic3\n   PCI 0000:86:00.1 r001u05p2i06\n"));
+}
+
 TEST(Accounts, NothingFromTheAgentReachesTheTerminalRaw) {
     const Json::Value event = checkEvent(R"({"ID":1,"HostName":"\u001b[2J","Source":"VOK-CLI"})").value;
     EXPECT_THAT(eventAccount(event), testing::Not(HasSubstr("\x1b")));

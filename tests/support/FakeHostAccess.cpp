@@ -160,6 +160,7 @@ FILE* FakeHostAccess::openCommand(const std::string& command) {
     std::rewind(stream);
     const std::lock_guard<std::mutex> lock(guard);
     exitStatuses_[stream] = exitStatus;
+    ++openCommands;
     return stream;
 }
 
@@ -168,6 +169,7 @@ int FakeHostAccess::closeCommand(FILE* stream) {
     const std::lock_guard<std::mutex> lock(guard);
     const int exitStatus = exitStatuses_[stream];
     exitStatuses_.erase(stream);
+    --openCommands;
     return exitStatus;
 }
 

@@ -88,6 +88,7 @@ public:
     std::vector<long long> waitedSeconds;                     // deadline less now, of each timedWait
     std::vector<std::pair<int, std::string>> systemLogLines;  // priority and text
     int openDevices = 0;                                      // opened and not closed yet
+    int openCommands = 0;                                     // of openCommand, not closed yet
     unsigned int addressRoom = 0;                             // of the last receive, in bytes
     unsigned int dataRoom = 0;
 

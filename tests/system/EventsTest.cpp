@@ -27,11 +27,6 @@ protected:
         directory.writeFile(file, text);
         return runClient({"inject", directory.path() + "/" + file});
     }
-    std::vector<Json::Value> eventObjects() const {
-        std::vector<Json::Value> objects;
-        for (const std::string& line : eventTexts()) std::istringstream(line) >> objects.emplace_back();
-        return objects;
-    }
     bool controllerTellsInOrder(const std::string& first, const std::string& second) const {
         const std::string account = controllerProgram.output();
         const auto at = account.find(first);

@@ -33,6 +33,36 @@ protected:
     }
 };
 
+class PlacesInEvents : public Places {
+protected:
+    // A host whose Ethernet adapters alone are looked after, and its controller.
+    void startEthernetHost(const std::string& name) {
+        Json::Value settings = usualSettings();
+        settings["EnableResources"][0] = "EthernetDevices";
+        // Links are looked at in each build, and just once between two.
+        settings["CacheRefreshInSeconds"]["Global"] = "30";
+        startHostAlone(settings, usualSpeed, {}, name);
+        startController();
+    }
+    // Has the agent tell of the loss of these adapters' links, in turn.
+    void expectPlacesOf(const std::vector<std::string>& adapterNames, const std::vector<Place>& expected) {
+        startAgentAndWaitForItsPush();
+        for (const auto& name : adapterNames) hostControl({"nic", name, "link", "down"});
+        EXPECT_EQ(waitFor("event", static_cast<int>(expected.size())), 0);
+        EXPECT_EQ(stopAgent(), 0);
+        const std::vector<Json::Value> told = eventObjects();
+        ASSERT_EQ(told.size(), expected.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            EXPECT_EQ(told[i]["ID"], 1384);
+            EXPECT_EQ(told[i]["PhysicalLocation"], expected[i].location);
+            const Json::Value& oem = told[i]["VariableData"]["Data"]["Oem"];
+            EXPECT_EQ(oem["Description"], expected[i].description);
+            EXPECT_EQ(oem["PhysicalLocation"], expected[i].location);
+        }
+        EXPECT_EQ(hostFile("/run/simhost/physloc-breaches.log"), "");
+    }
+};
+
 // On-board adapters of one place differ by the PCI function, ports of one card do not.
 TEST_F(Places, OnTheFirstPlatformAreRackUnitPartitionAndInstance) {
     startHost({}, "rack-node");
@@ -80,6 +110,45 @@ TEST_F(Places, HaveNoCodeWithoutTheLibraryOrWithOneThatLacksItsEncoder) {
                       {"PCI 0000:b3:00.0 r001i02s04", "FFFFFFFFFFFFFFFF"},
                       {"PCI 0000:b3:00.1 r001i02s04", "FFFFFFFFFFFFFFFF"}});
     }
+}
+
+// --- in events ---
+
+TEST_F(PlacesInEvents, OnTheFirstPlatformAreThoseOfTheInventory) {
+    startEthernetHost("rack-node");
+    expectPlacesOf({"vmnic1", "vmnic2"}, {{"PCI 0000:18:00.1 r001u05p2i00", "259A001B05C20001"},
+                                          {"PCI 0000:86:00.0 r001u05p2i06", "203A001B05C20600"}});
+}
+
+TEST_F(PlacesInEvents, OnTheSecondPlatformAreThoseOfTheInventory) {
+    startEthernetHost("blade-node");
+    expectPlacesOf({"vmnic0", "vmnic3"}, {{"PCI 0000:04:00.0 r001i02s00", "348A001B02C00000"},
+                                          {"PCI 0000:b3:00.1 r001i02s04", "303A001B02C00400"}});
+}
+
+TEST_F(PlacesInEvents, OnTheSecondPlatformsOtherVariantAreThoseOfTheInventory) {
+    startEthernetHost("blade-node-b");
+    expectPlacesOf({"vmnic0", "vmnic2"}, {{"PCI 0000:04:00.0 r004i07s00", "348A004B07C00000"},
+                                          {"PCI 0001:b3:00.0 r004i07s04", "303A004B07C00400"}});
+}
+
+TEST_F(PlacesInEvents, OnAnotherFamilyAreNotKnown) {
+    startEthernetHost("foreign-node");
+    expectPlacesOf({"vmnic0"}, {{"PCI 0000:02:00.0 ", "FFFFFFFFFFFFFFFF"}});
+}
+
+TEST_F(PlacesInEvents, HaveNoCodeWithoutTheLibrary) {
+    startEthernetHost("rack-node");
+    hostControl({"library", "libvkloc0202.so", "absent"});
+    expectPlacesOf({"vmnic1", "vmnic2"}, {{"PCI 0000:18:00.1 r001u05p2i00", "FFFFFFFFFFFFFFFF"},
+                                          {"PCI 0000:86:00.0 r001u05p2i06", "FFFFFFFFFFFFFFFF"}});
+}
+
+TEST_F(PlacesInEvents, HaveNoCodeWithALibraryThatLacksItsEncoder) {
+    startEthernetHost("blade-node");
+    hostControl({"library", "libvkloc0302.so", "without-encoder"});
+    expectPlacesOf({"vmnic0", "vmnic3"}, {{"PCI 0000:04:00.0 r001i02s00", "FFFFFFFFFFFFFFFF"},
+                                          {"PCI 0000:b3:00.1 r001i02s04", "FFFFFFFFFFFFFFFF"}});
 }
 
 }  // namespace

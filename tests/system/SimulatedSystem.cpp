@@ -48,12 +48,12 @@ Json::Value SimulatedSystem::usualSettings() {
     return settings;
 }
 
-void SimulatedSystem::startHostAlone(const Json::Value& settings, int speed,
-                                     std::vector<std::string> options) {
+void SimulatedSystem::startHostAlone(const Json::Value& settings, int speed, std::vector<std::string> options,
+                                     const std::string& host) {
     directory.writeFile("settings.json", settings.toStyledString());
     options.insert(options.end(),
                    {"--config", directory.path() + "/settings.json", "--speed", std::to_string(speed)});
-    startHost(options);
+    startHost(options, host);
 }
 
 void SimulatedSystem::startAll(const Json::Value& settings, int speed) {
@@ -131,18 +131,20 @@ std::string SimulatedSystem::inventoryText(int number) const {
 }
 
 std::vector<std::string> SimulatedSystem::eventTexts() const {
-    std::vector<std::string> texts;
-    std::istringstream lines(readAll(out() + "/events.jsonl"));
-    for (std::string line; std::getline(lines, line);) texts.push_back(line);
-    return texts;
+    std::vector<std::string> lines;
+    std::istringstream stream(readAll(out() + "/events.jsonl"));
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<Json::Value> SimulatedSystem::eventObjects() const {
+    std::vector<Json::Value> objects;
+    for (const std::string& line : eventTexts()) std::istringstream(line) >> objects.emplace_back();
+    return objects;
 }
 
 std::vector<int> SimulatedSystem::events() const {
     std::vector<int> ids;
-    for (const std::string& text : eventTexts()) {
-        Json::Value event;
-        std::istringstream(text) >> event;
-        ids.push_back(event["ID"].asInt());
-    }
+    for (const Json::Value& event : eventObjects()) ids.push_back(event["ID"].asInt());
     return ids;
 }

@@ -20,7 +20,7 @@ protected:
     // The host, its controller, with these settings. Without a controller: startHostAlone.
     void startAll(const Json::Value& settings = usualSettings(), int speed = usualSpeed);
     void startHostAlone(const Json::Value& settings = usualSettings(), int speed = usualSpeed,
-                        std::vector<std::string> options = {});
+                        std::vector<std::string> options = {}, const std::string& host = "rack-node");
 
     void startAgent();
     // The first push opens the gate for events.
@@ -47,8 +47,9 @@ protected:
     // The numbers in the startup record by key; -1 for a line whose value is no number.
     std::map<std::string, long> startupRecord() const;
     std::string inventoryText(int number) const;
-    // The events that the controller has, as it got them; and their numbers.
+    // The events that the controller has: as they came, read, and their numbers.
     std::vector<std::string> eventTexts() const;
+    std::vector<Json::Value> eventObjects() const;
     std::vector<int> events() const;
     int controllerCount(const char* what) { return controllerState()[what].asInt(); }
 

@@ -22,10 +22,7 @@ protected:
     // A host by name, its controller and the agent, whose first inventory has arrived.
     void start(const char* host = "rack-node", const Json::Value& settings = ethernetSettings(),
                int speed = usualSpeed) {
-        directory.writeFile("settings.json", settings.toStyledString());
-        startHost({"--config", directory.path() + "/settings.json", "--speed", std::to_string(speed),
-                   "--ipmi-timeout", "20"},
-                  host);
+        startHostAlone(settings, speed, {"--ipmi-timeout", "20"}, host);
         startController();
         startAgentAndWaitForItsPush();
     }

@@ -22,10 +22,7 @@ protected:
     // A host by name, its controller and the agent, whose first inventory has arrived.
     void start(const char* host = "rack-node", const Json::Value& settings = ethernetSettings(),
                int speed = usualSpeed) {
-        directory.writeFile("settings.json", settings.toStyledString());
-        startHost({"--config", directory.path() + "/settings.json", "--speed", std::to_string(speed),
-                   "--ipmi-timeout", "20"},
-                  host);
+        startHostAlone(settings, speed, {"--ipmi-timeout", "20"}, host);
         startController();
         startAgentAndWaitForItsPush();
     }
@@ -68,6 +65,7 @@ struct Node {
     const char* hostPart;  // of the event, up to its number
     const char* behindNumber;
     const char* dataUpToSpeed;
+    const char* sampleDescription;  // of the adapter in a test event
 };
 
 void PrintTo(const Node& node, std::ostream* out) {
@@ -81,7 +79,8 @@ constexpr Node nodes[] = {
      R"({"FirmwareVersion":"0.6-5","MACAddress":"02:00:5e:10:00:00","Manufacturer":"Mev Systems",)"
      R"("Model":"MEV 4-port 1GbE on-board adapter, copper","Oem":{"Description":)"
      R"("PCI 0000:18:00.0 r001u05p2i00","DeviceName":"vmnic0","PhysicalLocation":"259A001B05C20000"},)"
-     R"("PartNumber":"MEV-1000-100A","SerialNumber":"Not Available","SpeedMbps":)"},
+     R"("PartNumber":"MEV-1000-100A","SerialNumber":"Not Available","SpeedMbps":)",
+     "PCI 0000:c3:00.0 r001u01p0i00"},
     {"blade-node", "vmnic2", "25000", "10000", R"({"EventTime":"TIME","HostName":"frame01-blade02","ID":)",
      R"(,"IPv4Addresses":[{"Address":"10.30.2.11"}],"OSType":104,"OSVersion":"7.0.3",)"
      R"("PhysicalLocation":"303A001B02C00400","Source":"VOK",)",
@@ -89,7 +88,8 @@ constexpr Node nodes[] = {
      R"("Manufacturer":"Mellanox Technologies","Model":"MEV 2-port 25GbE adapter, SFP28",)"
      R"("Oem":{"Description":"PCI 0000:b3:00.0 r001i02s04","DeviceName":"vmnic2",)"
      R"("PhysicalLocation":"303A001B02C00400"},"PartNumber":"MEV-1000-320A",)"
-     R"("SerialNumber":"Not Available","SpeedMbps":)"},
+     R"("SerialNumber":"Not Available","SpeedMbps":)",
+     "PCI 0000:c3:00.0 r001i01s00"},
     {"blade-node-b", "vmnic2", "25000", "10000", R"({"EventTime":"TIME","HostName":"frame04-blade07","ID":)",
      R"(,"IPv4Addresses":[{"Address":"10.30.7.11"}],"OSType":104,"OSVersion":"7.0.3",)"
      R"("PhysicalLocation":"303A004B07C00400","Source":"VOK",)",
@@ -97,14 +97,16 @@ constexpr Node nodes[] = {
      R"("Manufacturer":"Mellanox Technologies","Model":"MEV 2-port 25GbE adapter, SFP28",)"
      R"("Oem":{"Description":"PCI 0001:b3:00.0 r004i07s04","DeviceName":"vmnic2",)"
      R"("PhysicalLocation":"303A004B07C00400"},"PartNumber":"MEV-1000-321A",)"
-     R"("SerialNumber":"Not Available","SpeedMbps":)"},
+     R"("SerialNumber":"Not Available","SpeedMbps":)",
+     "PCI 0000:c3:00.0 r001i01s00"},
     {"foreign-node", "vmnic0", "1000", "100", R"({"EventTime":"TIME","HostName":"office-server-3","ID":)",
      R"(,"IPv4Addresses":[{"Address":"192.168.3.20"}],"OSType":104,"OSVersion":"7.0.3",)"
      R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK",)",
      R"({"FirmwareVersion":"3.16","MACAddress":"02:00:5e:40:00:10","Manufacturer":"Not Available",)"
      R"("Model":"Not Available","Oem":{"Description":"PCI 0000:02:00.0 ","DeviceName":"vmnic0",)"
      R"("PhysicalLocation":"FFFFFFFFFFFFFFFF"},"PartNumber":"Not Available",)"
-     R"("SerialNumber":"Not Available","SpeedMbps":)"},
+     R"("SerialNumber":"Not Available","SpeedMbps":)",
+     "Not Available"},
 };
 
 class OnEachPlatform : public EthernetHost, public testing::WithParamInterface<Node> {
@@ -168,6 +170,31 @@ TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEven
               std::string::npos)
         << inventoryText(3);
     EXPECT_EQ(events(), std::vector<int>());
+    expectAGracefulEndWithoutABreach();
+}
+
+TEST_P(OnEachPlatform, ATestEventTellsOfASampleAdapterAtTheLocationThatTheClientNames) {
+    const Node& node = GetParam();
+    start(node.name);
+    for (const char* number : {"678", "680", "1384", "1390"})
+        EXPECT_EQ(runClient({"test", number, "203A001B05C20300"}).status, 0) << number;
+    EXPECT_EQ(runClient({"test", "1384"}).status, 0);
+    EXPECT_EQ(events(), (std::vector<int>{678, 680, 1384, 1390, 1384}));
+    const std::string text = eventsWithoutTheirTime().at(2);
+    const std::string expected =
+        std::string(R"("PhysicalLocation":"203A001B05C20300","Source":"VOK-CLI","VariableData":)") +
+        R"({"Data":{"FirmwareVersion":"3.2d 0x80000b5c 0.0.0","MACAddress":"02:00:5E:17:A1:64",)" +
+        R"("Manufacturer":"Intel Corporation","Model":"Sample Ethernet adapter","Oem":{"Description":")" +
+        node.sampleDescription +
+        R"(","DeviceName":"/sys/class/net/eth0","PhysicalLocation":"203A001B05C20300"},)" +
+        R"("PartNumber":"Not Available","SerialNumber":"Not Available","SpeedMbps":0},)" +
+        R"("EventInfo":"Injected Event","Type":"EthernetDevice"}})";
+    const auto at = text.find(R"("PhysicalLocation")");
+    ASSERT_NE(at, std::string::npos) << text;
+    EXPECT_EQ(text.substr(at), expected);
+    EXPECT_NE(eventTexts().at(4).find(R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK-CLI")"),
+              std::string::npos)
+        << eventTexts().at(4);
     expectAGracefulEndWithoutABreach();
 }
 

@@ -215,6 +215,17 @@ TEST_F(CachedResourceManager, StoppedDuringABuildFinishesItAndWaitsNoMore) {
     EXPECT_TRUE(manager.cacheReady);
 }
 
+TEST_F(CachedResourceManager, AStopThatNoWaitSeesIsNotWaitedOut) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        manager.stopResourceManagerJob();
+        return SampleManager::gathered::complete;
+    };
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+}
+
 TEST_F(CachedResourceManager, AStopAtAnyMomentEndsTheThread) {
     host.timedWaitsHold = true;
     for (int round = 0; round < 200; ++round) {

@@ -2,9 +2,10 @@
 # The Ethernet scenes of scripts/demo, which sources this: its variables and functions are used here.
 # shellcheck disable=SC2154
 
-# The agent looks at the links when exactly 10 s by the host's clock have passed since it last looked at its adapters. The
-# sending of an event takes half a second of that; and on a much faster clock it would miss that second even without one.
-# So each change comes behind a look that raised no event, and the clock is not faster than this.
+# The agent looks at the links when exactly 10 s by the host's clock have passed since it last looked at its adapters. What
+# it does behind that look must not last into the next second. The sending of an event would, for half a second of the
+# host's time: so each change comes behind a look that raised none, during which the clock is not faster than a real one.
+# At its end the ten seconds must be met as well, which a clock much faster than this would not do.
 ethernet_speed=$((speed < 5 ? speed : 5))
 adapter=
 refresh=
@@ -53,7 +54,7 @@ wait_look() {
         if [ "$count" != "$asked" ]; then asked=$count quiet_since=$now; fi
         [ $((now - quiet_since)) -lt 15000000000 ] || return 1
         kill -0 "$vokd_id" 2>/dev/null || fail "vokd ended by itself"
-        sleep 0.1
+        sleep 0.2
     done
 }
 
@@ -63,32 +64,34 @@ pass_look_at_everything() {
     last_asked="nic get -n $(list_adapters | awk 'END { print $1 }')\$"
     looks=$(commands_run "$last_asked")
     sleep 0.3  # it may still be busy with the last one
+    host_control clock speed 1
     pass_refresh_interval
     wait_look "$last_asked" "$looks" || fail "the agent does not look at the Ethernet adapters"
+    sleep 0.2
+    host_control clock speed "$ethernet_speed"
 }
 
-# link_event STATUS EVENT: changes the link, and wants exactly this event. Tells the time from the command to the
-# event's arrival, which for real time is when the controller wrote it to its file.
+# link_event STATUS EVENT: changes the link, and wants exactly this event. Tells the time from the command to the moment
+# at which the controller wrote the event to its file; of the host's clock it is what that makes of the real time.
 link_event() {
-    local looks changed_at host_changed_at arrived host_arrived
+    local looks changed_at took skipped=0
     pass_look_at_everything
     looks=$(commands_run 'nic list$')
-    host_changed_at=$(host_clock)
     changed_at=$(microseconds)
     control_shown nic "$adapter" link "$1"
     if ! wait_look 'nic list$' "$looks"; then
         echo "   The machine was too busy: the agent's look at the links missed its second. Its next look at the adapters comes."
+        skipped=$refresh
         pass_refresh_interval
     fi
     wait_rmc_events 1 $((30 * speed))
-    host_arrived=$(host_clock)
-    arrived=$(stat -c %.6Y "$papers/events.jsonl")
+    took=$(stat -c %.6Y "$papers/events.jsonl")
+    took=$((${took//[!0-9]/} - changed_at))
     tail -n 1 "$papers/events.jsonl" | grep -q "\"ID\":$2,.*\"DeviceName\":\"$adapter\"" ||
         fail "instead of event $2 of $adapter the controller got: $(tail -n 1 "$papers/events.jsonl")"
     tell_rmc
     printf '   it came %s s of the host'\''s time after the change, %s s of yours\n' \
-        "$(seconds $(((host_arrived - host_changed_at) / 1000)))" \
-        "$(seconds $((${arrived//[!0-9]/} - changed_at)))"
+        "$(seconds $((took * ethernet_speed + skipped * 1000000)))" "$(seconds "$took")"
 }
 
 show_links_changing() {
@@ -138,6 +141,7 @@ show_adapter_exchanged() {
 
 ethernet_scenes() {
     local settings
+    scene_fits $(((16 + $(list_adapters | wc -l) / 8) * speed)) || return 0
     settings=$("$programs/vokd" --host-root "$host" --check-config) || true
     refresh=$(sed -n 's/^ *CacheRefreshInSeconds.EthernetDevices *\([0-9]*\) seconds.*/\1/p' <<<"$settings")
     adapter=$(chosen_adapter)
@@ -147,7 +151,7 @@ ethernet_scenes() {
         say "The Ethernet adapters" "None of this host's has a link: their scenes are left out."
     elif ! grep -q '^ *EnableResources .*\(All\|EthernetDevices\)' <<<"$settings"; then
         say "The Ethernet adapters" "The settings leave them out: so are their scenes."
-    elif scene_fits $(((16 + $(list_adapters | wc -l) / 8) * speed)); then
+    else
         show_links_changing
         if scene_fits 700; then show_adapter_exchanged; fi
         host_control clock speed "$speed"

@@ -4,8 +4,8 @@
 usage: nic_products.py TABLE.csv SOURCE.cpp
 
 The first row of the table names the columns: four ids ("0x" and four hexadecimal digits), the model, and a part
-number for each platform family, which may be empty. A wrong row ends the build with its line number, and no source
-is written. data/README.md tells the form.
+number for each platform family, which may be empty. A row of empty cells does not count. A wrong row ends the
+build with its line number, and no source is written. data/README.md tells the form.
 """
 import csv
 import io
@@ -35,7 +35,7 @@ def text_of(path):
 
 
 def lines_of(path):
-    """Each row that holds anything, with its place."""
+    """Each row that holds anything, without the blanks around its values, and its line."""
     reader = csv.reader(io.StringIO(text_of(path), newline=""), strict=True)
     while True:
         try:
@@ -44,7 +44,8 @@ def lines_of(path):
             sys.exit(f"{path}:{reader.line_num}: {error}")
         if row is None:
             return
-        if row:
+        row = [value.strip() for value in row]
+        if any(row):
             yield reader.line_num, row
 
 
@@ -58,7 +59,6 @@ def rows_of(path):
         place = f"{path}:{number}"
         if len(row) != len(COLUMNS):
             sys.exit(f"{place}: {len(row)} columns instead of {len(COLUMNS)}")
-        row = [value.strip() for value in row]
         ids = tuple(value.lower() for value in row[:4])
         if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
             sys.exit(f"{place}: an id is not 0x and four hexadecimal digits")

@@ -75,7 +75,7 @@ void LiveMachine::refresh(HostDescription& description, const std::vector<std::s
 }
 
 std::string LiveMachine::ipmiDevice() const {
-    const std::string place = files_.place(ipmiNode);
+    std::string place = files_.place(ipmiNode);
     const FileDescriptor device(::open(place.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!device)
         throw std::runtime_error("no management controller to be reached: " + place + ": " +

@@ -50,8 +50,9 @@ std::vector<std::string> NetworkReader::ethernetInterfaces() const {
         if (files_.number(attribute(name, "type")) == ARPHRD_ETHER)
             ordered.emplace_back(files_.number(attribute(name, "ifindex")).value_or(0), name);
     std::sort(ordered.begin(), ordered.end());
-    std::vector<std::string> names;
-    for (const auto& each : ordered) names.push_back(std::get<1>(each));
+    std::vector<std::string> names(ordered.size());
+    std::transform(ordered.begin(), ordered.end(), names.begin(),
+                   [](const auto& each) { return std::get<1>(each); });
     return names;
 }
 
@@ -61,8 +62,9 @@ std::vector<NetworkAdapter> NetworkReader::adapters() const {
     std::copy_if(all.begin(), all.end(), std::back_inserter(shown),
                  [this](const auto& name) { return files_.exists(attribute(name, "device")); });
     if (shown.empty()) shown = all;
-    std::vector<NetworkAdapter> adapters;
-    for (const auto& name : shown) adapters.push_back(read(name));
+    std::vector<NetworkAdapter> adapters(shown.size());
+    std::transform(shown.begin(), shown.end(), adapters.begin(),
+                   [this](const auto& name) { return read(name); });
     return adapters;
 }
 
@@ -78,7 +80,7 @@ std::string NetworkReader::pciAddress(const std::string& interface) const {
     while (!place.empty()) {
         const std::size_t slash = place.rfind('/');
         if (slash == std::string::npos) break;
-        const std::string name = place.substr(slash + 1);
+        std::string name = place.substr(slash + 1);
         if (parsePciAddress(name)) return name;
         if (name.compare(0, 3, "usb") == 0) break;
         place.resize(slash);

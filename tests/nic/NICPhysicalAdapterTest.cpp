@@ -206,13 +206,14 @@ protected:
         const auto others = host.onCommand;
         host.onCommand = [this, others](const std::string& command, int& status) -> std::string {
             if (command.find("grep -w 'SubVendor ID:") != std::string::npos)
-                return "   SubVendor ID: 0x8086\n   SubDevice ID: 0x0001\n";
+                return "   SubVendor ID: 0x8086\n" + subDeviceLine;
             if (command.find("grep -w 'Vendor ID:") != std::string::npos)
                 return vendorLine + "   Device ID: " + device + "\n";
             return others(command, status);
         };
     }
     std::string vendorLine = "   Vendor ID: 0x8086\n";
+    std::string subDeviceLine = "   SubDevice ID: 0x0001\n";
     std::string device = "0x1563";
 };
 
@@ -233,6 +234,14 @@ TEST_F(KnownAdapter, WithoutADeviceIdItIsTheSame) {
         hasLogged(host,
                   "DEBUG NIC_CTRL: Unable to fetch the Model string for Vendor : 0x8086, Device : ,SubVendor "
                   ": 0x8086, SubDevice : 0x0001"));
+}
+
+TEST_F(KnownAdapter, WithoutASubsystemDeviceIdItIsTheSame) {
+    subDeviceLine = "";
+    EXPECT_EQ(discover(line()).getNICModel(), "Not Available");
+    EXPECT_TRUE(hasLogged(host,
+                          "DEBUG NIC_CTRL: Unable to fetch the Model string for Vendor : 0x8086, Device : "
+                          "0x1563,SubVendor : 0x8086, SubDevice : "));
 }
 
 TEST_F(KnownAdapter, AModelThatIsNotFoundLeavesTheTextAsItWas) {

@@ -140,6 +140,7 @@ TEST_F(PhysLocEncode, WithoutALibraryNothingIsCalled) {
     EXPECT_EQ(interface.physlocEncode("0000:3b:00.0", {"001", "05", "2", "03"}, 3, &rc, "NA"),
               unknownLocation);
     EXPECT_EQ(rc, 1);
+    EXPECT_TRUE(logged("DEBUG TQPL_INTF: No library to encode PCI address [0000:3b:00.0]."));
     EXPECT_TRUE(library.versions.empty());
 }
 

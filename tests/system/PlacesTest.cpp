@@ -5,6 +5,9 @@
 
 namespace {
 
+constexpr char notEncoded[] =
+    "PL_FACT: Physical location will be reported by VOK as FFFFFFFFFFFFFFFF for all FRUs.";
+
 struct Place {
     const char* description;
     const char* location;
@@ -142,6 +145,10 @@ TEST_F(PlacesInEvents, HaveNoCodeWithoutTheLibrary) {
     hostControl({"library", "libvkloc0202.so", "absent"});
     expectPlacesOf({"vmnic1", "vmnic2"}, {{"PCI 0000:18:00.1 r001u05p2i00", "FFFFFFFFFFFFFFFF"},
                                           {"PCI 0000:86:00.0 r001u05p2i06", "FFFFFFFFFFFFFFFF"}});
+    EXPECT_EQ(timesLogged("TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: "
+                          "(libvkloc0202.so: cannot open shared object file: No such file or directory)"),
+              1);
+    EXPECT_EQ(timesLogged(notEncoded), 1);
 }
 
 TEST_F(PlacesInEvents, HaveNoCodeWithALibraryThatLacksItsEncoder) {
@@ -149,6 +156,10 @@ TEST_F(PlacesInEvents, HaveNoCodeWithALibraryThatLacksItsEncoder) {
     hostControl({"library", "libvkloc0302.so", "without-encoder"});
     expectPlacesOf({"vmnic0", "vmnic3"}, {{"PCI 0000:04:00.0 r001i02s00", "FFFFFFFFFFFFFFFF"},
                                           {"PCI 0000:b3:00.1 r001i02s04", "FFFFFFFFFFFFFFFF"}});
+    EXPECT_EQ(timesLogged("PL_INTF: Failed to find address of symbol [physloc_encode]: (" + root() +
+                          "/lib/libvkloc0302.so: undefined symbol: physloc_encode)"),
+              1);
+    EXPECT_EQ(timesLogged(notEncoded), 1);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <string_view>
 
 #include "core/vokLog.h"
 #include "platform/vokCommandStream.h"
@@ -136,7 +137,7 @@ bool vokUtils::isPCIAddress(const std::string& text) {
 bool vokUtils::isInterfaceName(const std::string& text) {
     // No option of a command, and nothing that a shell or an expression reads otherwise.
     return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), [](unsigned char c) {
-        return std::isalnum(c) || std::memchr("._:-", c, 4) != nullptr;
+        return std::isalnum(c) || std::string_view("._:-").find(c) != std::string_view::npos;
     });
 }
 

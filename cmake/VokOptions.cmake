@@ -17,8 +17,10 @@ endif()
 find_program(VOK_CCACHE ccache)
 if(VOK_CCACHE)
   set(CMAKE_C_COMPILER_LAUNCHER ${VOK_CCACHE})
-  # Without these two ccache passes over all that uses a precompiled header.
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${VOK_CCACHE})
+  # Without the sloppiness ccache passes over all that uses a precompiled header. It takes the headers from the
+  # compiler, which spares running the preprocessor first.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+      CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1 ${VOK_CCACHE})
 endif()
 
 if(VOK_SANITIZE)

@@ -42,13 +42,13 @@ build_preset() {
 }
 
 # run_tests PRESET [CTEST ARGUMENT...]: runs the tests that were built; prints ctest's closing lines, and the
-# output of what failed. Two at a time for each processor, as most of them wait.
+# output of what failed. Three at a time for each processor, as most of them wait.
 run_tests() {
     local preset=$1
     shift
     local log status=0
     log=$(mktemp)
-    (cd "$project/build/$preset" && ctest -j "$(($(nproc) * 2))" --output-on-failure --no-tests=error "$@") \
+    (cd "$project/build/$preset" && ctest -j "$(($(nproc) * 3))" --output-on-failure --no-tests=error "$@") \
         >"$log" 2>&1 </dev/null || status=$?
     echo "--- $preset"
     if [ "$status" != 0 ]; then

@@ -152,11 +152,11 @@ TEST_F(JobManager, TheHostIsToldToStopBeforeEthernet) {
 
 TEST_F(JobManager, TheGracefulStopIsRecordedAfterTheLastLine) {
     logEverything(host, noResource);
-    ASSERT_TRUE(manager.startResourceManagers());
     std::string recordAtTheLine;
     host.onSystemLog = [&](const std::string& text) {
         if (text.find("VOK Exiting Gracefully!") != std::string::npos) recordAtTheLine = recordText();
     };
+    ASSERT_TRUE(manager.startResourceManagers());
     manager.stopResourceManagers();
     EXPECT_EQ(recordAtTheLine, "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
     EXPECT_EQ(recordText(), "last_start 1700000000\nlast_stop 1700000000\ncurrent_start 0\n");

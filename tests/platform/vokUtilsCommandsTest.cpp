@@ -422,6 +422,16 @@ TEST(PciString, WhatIsNoAdapterNameNeverEntersACommand) {
     EXPECT_TRUE(hasLogged(host, "WARNING VOK_UTILS: Not an adapter name, not looked up : $(reboot)"));
 }
 
+TEST(InterfaceName, HoldsLettersDigitsAndFourSignsAndNoOtherByte) {
+    const std::string allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._:-";
+    for (int byte = 0; byte < 256; ++byte) {
+        const char each = static_cast<char>(byte);
+        EXPECT_EQ(vokUtils::isInterfaceName(std::string("vm") + each + "nic"),
+                  allowed.find(each) != std::string::npos)
+            << byte;
+    }
+}
+
 // --- pieces of text and lines of files ---
 
 TEST(SubStr, StandsBetweenTheFirstStartAndTheFirstEndBehindIt) {

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/vokHostAccess.h"
-#include "rmc/vokipmi.h"
+#include "platform/access/vokHostAccess.h"
+#include "rmc/ipmi/vokipmi.h"
 
 namespace {
 

@@ -21,12 +21,12 @@
 #include <map>
 #include <memory>
 
-#include "core/platformCheck.h"
 #include "nic/NICResourceManager.h"
-#include "platform/vokPhysLocPlatform.h"
-#include "platform/vokRootedHostAccess.h"
-#include "platform/vokUtils.h"
-#include "platform/vokVmwareOSInterface.h"
+#include "platform/access/vokRootedHostAccess.h"
+#include "platform/places/vokPhysLocPlatform.h"
+#include "platform/utils/platformCheck.h"
+#include "platform/utils/vokUtils.h"
+#include "platform/utils/vokVmwareOSInterface.h"
 #include "support/SmBiosTable.h"
 #include "support/TemporaryDirectory.h"
 

@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "core/platformCheck.h"
-#include "platform/vokRootedHostAccess.h"
-#include "platform/vokUtils.h"
+#include "platform/access/vokRootedHostAccess.h"
+#include "platform/utils/platformCheck.h"
+#include "platform/utils/vokUtils.h"
 
 int main(int argc, char** argv) {
     std::string error = "usage: smbiosReader HOSTROOT";

@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
-#include "core/vokVersion.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokRootedHostAccess.h"
+#include "core/base/vokVersion.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokRootedHostAccess.h"
 #include "vokClientCommands.h"
 
 namespace {

@@ -8,9 +8,9 @@
 #include <cstring>
 #include <optional>
 
-#include "events/vokMsgInfra.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokOwnedDescriptor.h"
+#include "events/client/vokMsgInfra.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnedDescriptor.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include <iterator>
 #include <sstream>
 
+#include "core/base/vokJsonText.h"
+#include "events/client/vokInjectedEvent.h"
+#include "events/client/vokMsgInfra.h"
+#include "events/client/vokTestEvent.h"
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
-#include "events/vokInjectedEvent.h"
-#include "events/vokMsgInfra.h"
-#include "events/vokTestEvent.h"
-#include "platform/vokJsonText.h"
 #include "vokClientChannel.h"
 
 namespace {

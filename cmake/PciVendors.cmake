@@ -21,7 +21,7 @@ file(WRITE "${OUTPUT}" "// Made from ${PCI_IDS} when it is built; not to be edit
 #include <iterator>
 #include <utility>
 
-#include \"platform/PCIeManufacturerResolver.h\"
+#include \"platform/pci/PCIeManufacturerResolver.h\"
 
 namespace {
 

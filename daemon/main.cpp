@@ -8,13 +8,12 @@
 #include <memory>
 #include <string>
 
-#include "core/Logger.h"
-#include "core/platformCheck.h"
-#include "core/vokConfig.h"
-#include "core/vokFactory.h"
+#include "core/base/Logger.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokModules.h"
+#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResourceManager.h"
 #include "core/vokJobManager.h"
-#include "core/vokModules.h"
-#include "core/vokResourceManager.h"
 #include "daemon/vokdConfigReport.h"
 #include "daemon/vokdCrashTrace.h"
 #include "daemon/vokdInstanceLock.h"
@@ -22,9 +21,10 @@
 #include "daemon/vokdOptions.h"
 #include "daemon/vokdPlatformReport.h"
 #include "daemon/vokdSignals.h"
-#include "platform/vokRootedHostAccess.h"
-#include "platform/vokSystemInterfaceFactory.h"
-#include "platform/vokUtils.h"
+#include "platform/access/vokRootedHostAccess.h"
+#include "platform/utils/platformCheck.h"
+#include "platform/utils/vokSystemInterfaceFactory.h"
+#include "platform/utils/vokUtils.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
 

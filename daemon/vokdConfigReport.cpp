@@ -4,9 +4,9 @@
 #include <ostream>
 #include <string>
 
-#include "core/vokConfig.h"
+#include "core/base/vokConfig.h"
 #include "daemon/vokdOptions.h"
-#include "platform/vokHostAccess.h"
+#include "platform/access/vokHostAccess.h"
 
 namespace {
 

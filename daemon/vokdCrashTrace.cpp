@@ -13,8 +13,8 @@
 #include <ctime>
 #include <exception>
 
-#include "core/vokLogFiles.h"
-#include "core/vokVersion.h"
+#include "core/base/vokLogFiles.h"
+#include "core/base/vokVersion.h"
 
 // Everything below the handler uses async-signal-safe functions only; backtrace() becomes one after its
 // first call, which is made when the handlers are installed.

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/vokHostAccess.h"
+#include "platform/access/vokHostAccess.h"
 
 namespace {
 

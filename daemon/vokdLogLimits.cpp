@@ -1,8 +1,8 @@
 #include "daemon/vokdLogLimits.h"
 
-#include "core/Logger.h"
-#include "core/vokConfig.h"
-#include "core/vokSettingRules.h"
+#include "core/base/Logger.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokSettingRules.h"
 
 void vokdEnforceLogLimits() {
     const vokConfig& config = *vokConfig::getInstance();

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "core/vokVersion.h"
+#include "core/base/vokVersion.h"
 
 namespace {
 

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "core/platformCheck.h"
-#include "platform/PCIeManufacturerResolver.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokPhysLocFactory.h"
-#include "platform/vokPlatformFamily.h"
-#include "platform/vokUtils.h"
-#include "platform/vokVmwareOSInterface.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/firmware/vokPlatformFamily.h"
+#include "platform/pci/PCIeManufacturerResolver.h"
+#include "platform/places/vokPhysLocFactory.h"
+#include "platform/utils/platformCheck.h"
+#include "platform/utils/vokUtils.h"
+#include "platform/utils/vokVmwareOSInterface.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <exception>
 #include <string>
 
-#include "events/vokInjectedEvent.h"
-#include "platform/vokJsonText.h"
+#include "core/base/vokJsonText.h"
+#include "events/client/vokInjectedEvent.h"
 #include "vokFuzzHost.h"
 
 namespace {

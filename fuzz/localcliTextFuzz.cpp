@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/vokUtils.h"
+#include "platform/utils/vokUtils.h"
 #include "vokFuzzHost.h"
 
 namespace {

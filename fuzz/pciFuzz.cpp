@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/vokPciConfigSpace.h"
-#include "platform/vokPciIds.h"
-#include "platform/vokPciVpd.h"
+#include "platform/pci/vokPciConfigSpace.h"
+#include "platform/pci/vokPciIds.h"
+#include "platform/pci/vokPciVpd.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "events/vokRequest.h"
+#include "events/client/vokRequest.h"
 #include "rmc/vokJsonAggregator.h"
 #include "vokFuzzHost.h"
 

@@ -8,8 +8,8 @@
 #include <map>
 #include <string>
 
-#include "platform/vokSmBiosRecords.h"
-#include "platform/vokUtils.h"
+#include "platform/firmware/vokSmBiosRecords.h"
+#include "platform/utils/vokUtils.h"
 #include "support/SmBiosTable.h"
 #include "vokFuzzHost.h"
 

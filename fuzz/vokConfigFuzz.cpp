@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/vokConfig.h"
-#include "core/vokSettingRules.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokSettingRules.h"
 #include "vokFuzzHost.h"
 
 namespace {

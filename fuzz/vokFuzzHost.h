@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/vokHostAccess.h"
+#include "platform/access/vokHostAccess.h"
 
 class vokFuzzHost : public vokKernelHostAccess {
 public:

@@ -1,76 +1,136 @@
 #!/usr/bin/env python3
-"""Checks the rules of the house that no compiler knows. Prints each breach; exit status 1 if there is one."""
+"""Checks the rules of the house that no compiler knows. Prints each violation; exit status 1 if there is one."""
 
+import argparse
 import pathlib
 import re
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
 LONGEST_FILE = 600
 
-# The floor of each file, the first pattern that fits. A file includes only its own floor and those below.
-FLOORS = [
-    (r"src/platform/vokHostAccess\.", 1),
-    (r"src/core/(vokConfig|vokConfigReader|vokConfigText|vokSettingRules|Logger|vokLog|vokLogFiles|vokVersion)\.", 1),
-    (r"src/platform/vokTimeStamp\.h", 1),  # includes nothing: the logger asks for a time stamp through it
-    (r"src/core/platformCheck\.", 2),  # asks the firmware's table for the maker
-    (r"src/platform/", 2),
-    (r"src/rmc/(vokipmi|vokRmc)", 2),
-    (r"src/core/(vokResourceManager|vokCachedResourceManager|vokModules)\.", 3),
-    (r"src/events/vokEvent\.", 3),
-    (r"src/rmc/vokJsonAggregator\.h", 3),  # includes nothing above: a manager asks for a push through it
-    (r"src/events/vokEvent(Handler|Document|Table)\.", 4),
-    (r"src/(host|nic|fc|storage|megaraid)/", 4),
-    (r"src/", 5),
-    (r"(daemon|client|simhost|bench|fuzz|tests)/", 6),
-]
+# The floors of the agent, from the ground up. A folder includes only itself and what stands before it; folders
+# on one line do not include each other.
+FLOORS = """
+platform/access
+core/base
+platform/firmware
+platform/utils
+platform/places
+platform/pci
+storage/scsi
+fc/hbaapi
+megaraid/storelib
+rmc/ipmi
+core/inventory
+rmc
+events
+host nic storage fc
+megaraid
+events/client
+core
+"""
+FLOOR_OF = {folder: floor for floor, folders in enumerate(FLOORS.split("\n")) for folder in folders.split()}
+
 LEFT_OVERS = re.compile(r"\b(TODO|FIXME|XXX)\b")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
 
 
-def floor_of(path):
-    for pattern, floor in FLOORS:
-        if re.match(pattern, path):
-            return floor
-    return None
+def folder_of(path):
+    """The floor's folder of a source: "rmc/ipmi" for "src/rmc/ipmi/vokipmi.h"."""
+    return str(pathlib.PurePath(path).parent.relative_to("src"))
 
 
-def place_of_include(includer, name):
-    """The project file that an include names, or None for somebody else's."""
-    for base in ("src", ".", "tests", str(pathlib.Path(includer).parent)):
-        candidate = ROOT / base / name
-        if candidate.is_file():
-            return str(candidate.resolve().relative_to(ROOT))
-    return None
+def includes_of(root, path):
+    """Line number and project file of each include; what is not the project's is left out."""
+    for number, line in enumerate(lines_of(root, path), 1):
+        found = INCLUDE.match(line)
+        if not found:
+            continue
+        for base in ("src", ".", "tests", str(pathlib.PurePath(path).parent)):
+            candidate = root / base / found.group(1)
+            if candidate.is_file():
+                yield number, str(candidate.resolve().relative_to(root))
+                break
 
 
-def check_file(path):
-    text = (ROOT / path).read_text(encoding="utf-8", errors="replace")
-    lines = text.split("\n")
+def lines_of(root, path):
+    return (root / path).read_text(encoding="utf-8", errors="replace").split("\n")
+
+
+def check_form(root, path):
+    lines = lines_of(root, path)
     if len(lines) > LONGEST_FILE:
         yield f"{path}: {len(lines)} lines: two files that have not been parted yet"
     for number, line in enumerate(lines, 1):
         if LEFT_OVERS.search(line):
             yield f"{path}:{number}: a left-over: {line.strip()}"
-        found = INCLUDE.match(line)
-        if not found or not path.startswith("src/"):
-            continue
-        included = place_of_include(path, found.group(1))
-        if included and floor_of(included) > floor_of(path):
-            yield f"{path}:{number}: floor {floor_of(path)} includes {included} of floor {floor_of(included)}"
     if path.endswith(".h") and not lines[0].startswith("//"):
         yield f"{path}:1: a header starts with what it is for"
 
 
-def main():
-    names = subprocess.run(
-        ["git", "-C", str(ROOT), "ls-files", "-co", "--exclude-standard"], capture_output=True, text=True, check=True
+def check_floors(root, path):
+    folder = folder_of(path)
+    if folder not in FLOOR_OF:
+        yield f"{path}: the folder {folder} is not on any floor"
+        return
+    for number, included in includes_of(root, path):
+        other = folder_of(included) if included.startswith("src/") else None
+        if other is None:
+            yield f"{path}:{number}: the agent includes {included}, which is not part of it"
+        elif other in FLOOR_OF and other != folder and FLOOR_OF[other] >= FLOOR_OF[folder]:
+            yield f"{path}:{number}: {folder} includes {included}, which is not below it"
+
+
+def check_circles(root, paths):
+    """A header and its source are one unit. Reports each circle of units once."""
+    uses = {}
+    for path in paths:
+        unit = path.rsplit(".", 1)[0]
+        used = {included.rsplit(".", 1)[0] for _, included in includes_of(root, path)}
+        uses.setdefault(unit, set()).update(used - {unit})
+
+    done, trail = set(), []
+
+    def visit(unit):
+        if unit in trail:
+            yield "a circle of files: " + " -> ".join(trail[trail.index(unit) :] + [unit])
+            return
+        if unit in done:
+            return
+        done.add(unit)
+        trail.append(unit)
+        for other in sorted(uses.get(unit, ())):
+            yield from visit(other)
+        trail.pop()
+
+    for unit in sorted(uses):
+        yield from visit(unit)
+
+
+def check(root):
+    listed = subprocess.run(
+        ["git", "-C", str(root), "ls-files", "-co", "--exclude-standard"], capture_output=True, text=True, check=True
     ).stdout.split("\n")
-    breaches = [b for n in names if n.endswith((".cpp", ".h")) and (ROOT / n).is_file() for b in check_file(n)]
-    for breach in breaches:
-        print(breach)
-    return 1 if breaches else 0
+    paths = [name for name in listed if name.endswith((".cpp", ".h")) and (root / name).is_file()]
+    agent = [path for path in paths if path.startswith("src/")]
+    for path in paths:
+        yield from check_form(root, path)
+    for path in agent:
+        yield from check_floors(root, path)
+    yield from check_circles(root, agent)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument(
+        "--root", type=pathlib.Path, default=pathlib.Path(__file__).resolve().parent.parent, help="another checkout"
+    )
+    root = parser.parse_args().root.resolve()
+    violations = list(check(root))
+    for violation in violations:
+        print(violation)
+    return 1 if violations else 0
 
 
 if __name__ == "__main__":

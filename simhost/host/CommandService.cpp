@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "host/SummaryLog.h"
-#include "platform/vokShell.h"
+#include "platform/access/vokShell.h"
 
 namespace simhost {
 

@@ -9,7 +9,7 @@
 #include "host/LayoutFiles.h"
 #include "host/PciTree.h"
 #include "host/StandIns.h"
-#include "platform/vokShell.h"
+#include "platform/access/vokShell.h"
 
 namespace fs = std::filesystem;
 

@@ -10,7 +10,7 @@
 #include "common/HostPlaces.h"
 #include "common/ProgramPlaces.h"
 #include "common/RequestServer.h"
-#include "core/vokVersion.h"
+#include "core/base/vokVersion.h"
 #include "host/HostControl.h"
 #include "host/HostDescription.h"
 #include "host/HostLayout.h"

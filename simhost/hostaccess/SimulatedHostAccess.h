@@ -6,7 +6,7 @@
 
 #include "common/HostState.h"
 #include "hostaccess/ClockWaiters.h"
-#include "platform/vokRootedHostAccess.h"
+#include "platform/access/vokRootedHostAccess.h"
 
 namespace simhost {
 

@@ -11,7 +11,7 @@
 
 #include "common/HostPlaces.h"
 #include "common/RequestServer.h"
-#include "core/vokVersion.h"
+#include "core/base/vokVersion.h"
 #include "rmc/Controller.h"
 #include "rmc/RmcControl.h"
 

@@ -7,15 +7,15 @@
 #include <stdexcept>
 #include <vector>
 
-#include "core/vokConfig.h"
-#include "core/vokFactory.h"
-#include "core/vokLog.h"
-#include "core/vokModules.h"
-#include "core/vokResourceManager.h"
-#include "events/vokServer.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokStartupRecord.h"
-#include "platform/vokUtils.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokLog.h"
+#include "core/base/vokModules.h"
+#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResourceManager.h"
+#include "events/client/vokServer.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokStartupRecord.h"
+#include "platform/utils/vokUtils.h"
 
 pthread_t vokJobManager::threads[vokJobManager::positions];
 int vokJobManager::retval[vokJobManager::positions] = {-1, -1, -1, -1, -1, -1, -1, -1};

@@ -5,12 +5,12 @@
 #include <iterator>
 #include <utility>
 
-#include "core/vokLog.h"
+#include "core/base/vokJsonText.h"
+#include "core/base/vokLog.h"
 #include "events/vokEventDocument.h"
-#include "platform/vokJsonText.h"
-#include "platform/vokUtils.h"
+#include "platform/utils/vokUtils.h"
+#include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokJsonAggregator.h"
-#include "rmc/vokipmi.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // How the last run of the agent ended, and whether the host has booted since.
-#include "core/vokLog.h"
+#include "core/base/vokLog.h"
 #include "events/vokEventHandler.h"
 #include "host/HostResourceManager.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokStartupRecord.h"
-#include "platform/vokUtils.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokStartupRecord.h"
+#include "platform/utils/vokUtils.h"
 
 namespace {
 

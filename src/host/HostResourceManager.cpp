@@ -7,13 +7,13 @@
 #include <cstring>
 #include <memory>
 
-#include "core/vokConfig.h"
-#include "core/vokLog.h"
-#include "core/vokVersion.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokLog.h"
+#include "core/base/vokVersion.h"
 #include "host/esxtopMemory.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokUtils.h"
-#include "platform/vokWorkFile.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokWorkFile.h"
+#include "platform/utils/vokUtils.h"
 
 namespace {
 

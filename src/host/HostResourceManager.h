@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/vokCachedResourceManager.h"
+#include "core/inventory/vokCachedResourceManager.h"
 #include "host/vokHostOSInfo.h"
 
 class HostResourceManager : public vokCachedResourceManager {

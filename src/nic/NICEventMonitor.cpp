@@ -2,7 +2,7 @@
 
 #include <system_error>
 
-#include "core/vokLog.h"
+#include "core/base/vokLog.h"
 
 NICEventMonitor::~NICEventMonitor() {
     if (thread_.joinable()) stopMonitoring();

@@ -5,14 +5,14 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "core/vokLog.h"
+#include "core/base/vokLog.h"
 #include "nic/vokNICProducts.h"
-#include "platform/PCIeManufacturerResolver.h"
-#include "platform/vokCommandStream.h"
-#include "platform/vokPhysLocFactory.h"
-#include "platform/vokPlatformFamily.h"
-#include "platform/vokUtils.h"
-#include "platform/vokWorkFile.h"
+#include "platform/access/vokCommandStream.h"
+#include "platform/access/vokWorkFile.h"
+#include "platform/firmware/vokPlatformFamily.h"
+#include "platform/pci/PCIeManufacturerResolver.h"
+#include "platform/places/vokPhysLocFactory.h"
+#include "platform/utils/vokUtils.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/vokModules.h"
+#include "core/base/vokModules.h"
 #include "nic/PhyAdapterInventory.h"
 
 class NICPhysicalAdapter {

@@ -7,13 +7,13 @@
 #include <sstream>
 #include <unordered_map>
 
-#include "core/vokLog.h"
+#include "core/base/vokJsonText.h"
+#include "core/base/vokLog.h"
 #include "events/vokEventHandler.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokJsonText.h"
-#include "platform/vokPlatformFamily.h"
-#include "platform/vokUtils.h"
-#include "platform/vokWorkFile.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokWorkFile.h"
+#include "platform/firmware/vokPlatformFamily.h"
+#include "platform/utils/vokUtils.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/vokCachedResourceManager.h"
+#include "core/inventory/vokCachedResourceManager.h"
 #include "nic/NICEventMonitor.h"
 #include "nic/NICPhysicalAdapter.h"
 #include "nic/PhyAdapterInventory.h"

@@ -2,11 +2,11 @@
 
 #include <cerrno>
 
-#include "core/vokConfig.h"
-#include "core/vokLog.h"
-#include "platform/vokWait.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokLog.h"
+#include "platform/access/vokWait.h"
+#include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokJsonAggregator.h"
-#include "rmc/vokipmi.h"
 
 namespace {
 

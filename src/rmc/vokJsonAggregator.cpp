@@ -4,14 +4,14 @@
 #include <memory>
 #include <vector>
 
-#include "core/vokConfig.h"
-#include "core/vokFactory.h"
-#include "core/vokLog.h"
-#include "core/vokModules.h"
-#include "core/vokResourceManager.h"
-#include "platform/vokJsonText.h"
-#include "platform/vokWait.h"
-#include "rmc/vokipmi.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokJsonText.h"
+#include "core/base/vokLog.h"
+#include "core/base/vokModules.h"
+#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResourceManager.h"
+#include "platform/access/vokWait.h"
+#include "rmc/ipmi/vokipmi.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <stdexcept>
 #include <thread>
 
-#include "core/FailingThreads.h"
-#include "core/vokFactory.h"
-#include "core/vokResourceManager.h"
-#include "platform/vokUtils.h"
+#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResourceManager.h"
+#include "platform/utils/vokUtils.h"
+#include "support/FailingThreads.h"
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 

@@ -1,4 +1,4 @@
-#include "EventsFixture.h"
+#include "events/EventsFixture.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -8,7 +8,7 @@
 #include <cstring>
 #include <thread>
 
-#include "events/vokServer.h"
+#include "events/client/vokServer.h"
 #include "rmc/vokJsonAggregator.h"
 
 namespace {

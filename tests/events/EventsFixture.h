@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "events/vokMsgInfra.h"
-#include "platform/vokOwnedDescriptor.h"
+#include "events/client/vokMsgInfra.h"
+#include "platform/access/vokOwnedDescriptor.h"
 #include "support/FakeHostAccess.h"
 
 class EventsFixture : public ::testing::Test {

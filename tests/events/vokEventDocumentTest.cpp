@@ -4,7 +4,7 @@
 #include <json/reader.h>
 #include <sstream>
 
-#include "platform/vokJsonText.h"
+#include "core/base/vokJsonText.h"
 
 namespace {
 

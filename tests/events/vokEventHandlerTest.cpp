@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "EventsFixture.h"
+#include "events/EventsFixture.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <memory>
 #include <ostream>
 
-#include "core/platformCheck.h"
 #include "core/vokJobManager.h"
 #include "host/HostResourceManager.h"
-#include "platform/vokUtils.h"
+#include "platform/utils/platformCheck.h"
+#include "platform/utils/vokUtils.h"
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 

@@ -3,7 +3,7 @@
 #include <json/reader.h>
 
 #include "nic/NICFixture.h"
-#include "platform/PhysLocFixture.h"
+#include "platform/places/PhysLocFixture.h"
 
 namespace {
 

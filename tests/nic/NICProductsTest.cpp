@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "nic/NICPhysicalAdapter.h"
-#include "platform/vokPhysLocPlatform.h"
+#include "platform/places/vokPhysLocPlatform.h"
 #include "support/PlatformTables.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "core/vokFactory.h"
+#include "core/inventory/vokFactory.h"
 #include "nic/NICFixture.h"
 #include "rmc/vokJsonAggregator.h"
 

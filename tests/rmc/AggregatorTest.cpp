@@ -5,8 +5,8 @@
 #include <future>
 #include <thread>
 
-#include "core/vokFactory.h"
-#include "core/vokResourceManager.h"
+#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResourceManager.h"
 #include "rmc/vokIPMIDBService.h"
 #include "support/FakeHostAccess.h"
 

@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 
-#include "core/vokFactory.h"
+#include "core/inventory/vokFactory.h"
 
 bool StandInManager::getInventoryJsonObject(std::vector<Json::Value>& out) {
     asked.emplace_back("all");

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/vokResourceManager.h"
+#include "core/inventory/vokResourceManager.h"
 
 // Answers with what the test sets, and notes what it was asked for.
 class StandInManager final : public vokResourceManager {

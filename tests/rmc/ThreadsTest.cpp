@@ -7,11 +7,11 @@
 #include <functional>
 #include <thread>
 
-#include "core/FailingThreads.h"
 #include "rmc/StandInManagers.h"
+#include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
-#include "rmc/vokipmi.h"
+#include "support/FailingThreads.h"
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 

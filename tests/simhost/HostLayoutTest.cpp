@@ -7,8 +7,8 @@
 #include <list>
 #include <memory>
 
-#include "platform/utils_pci.h"
-#include "platform/vokSmBios.h"
+#include "platform/firmware/smbios_vmw.h"
+#include "platform/pci/utils_pci.h"
 #include "simhost/SimulatedMachine.h"
 
 namespace {

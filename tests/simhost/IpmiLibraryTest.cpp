@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <map>
 
-#include "rmc/vokipmi.h"
+#include "rmc/ipmi/vokipmi.h"
 #include "simhost/SimulatedMachine.h"
 
 using testing::HasSubstr;

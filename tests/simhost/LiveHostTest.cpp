@@ -10,7 +10,7 @@
 #include <map>
 #include <memory>
 
-#include "platform/vokSmBios.h"
+#include "platform/firmware/smbios_vmw.h"
 #include "simhost/MadeUpMachine.h"
 #include "simhost/SimulatedMachine.h"
 #include "support/SmBiosTable.h"

@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <thread>
 
-#include "platform/vokLWNZPhysLocInterface.h"
-#include "platform/vokPhysLocFactory.h"
-#include "platform/vokTQPhysLocInterface.h"
-#include "platform/vokUtils.h"
+#include "platform/places/vokLWNZPhysLocInterface.h"
+#include "platform/places/vokPhysLocFactory.h"
+#include "platform/places/vokTQPhysLocInterface.h"
+#include "platform/utils/vokUtils.h"
 #include "simhost/SimulatedMachine.h"
 #include "support/SmBiosTable.h"
 

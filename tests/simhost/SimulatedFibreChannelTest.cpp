@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <filesystem>
 
-#include "platform/vokUtils.h"
+#include "platform/utils/vokUtils.h"
 #include "simhost/SimulatedMachine.h"
 
 namespace {

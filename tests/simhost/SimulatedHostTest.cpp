@@ -13,8 +13,8 @@
 #include <map>
 #include <mutex>
 
-#include "platform/vokRootedHostAccess.h"
-#include "platform/vokWait.h"
+#include "platform/access/vokRootedHostAccess.h"
+#include "platform/access/vokWait.h"
 #include "simhost/SimulatedMachine.h"
 
 namespace fs = std::filesystem;

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <sstream>
 
-#include "platform/vokRootedHostAccess.h"
+#include "platform/access/vokRootedHostAccess.h"
 #include "simhost/Chunks.h"
 
 DeviceUser::DeviceUser(IvokHostAccess& host)

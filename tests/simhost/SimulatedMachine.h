@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/vokHostAccess.h"
+#include "platform/access/vokHostAccess.h"
 #include "simhost/RunningProgram.h"
 #include "support/TemporaryDirectory.h"
 

@@ -1,7 +1,7 @@
 // The Ethernet adapters of a simulated host, as the agent's commands see them.
 #include <gmock/gmock.h>
 
-#include "platform/vokCommandStream.h"
+#include "platform/access/vokCommandStream.h"
 #include "simhost/SimulatedMachine.h"
 
 using testing::HasSubstr;

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/vokHostAccess.h"
+#include "platform/access/vokHostAccess.h"
 #include "support/TemporaryDirectory.h"
 
 // One request as the device got it.

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/vokUtils.h"
+#include "platform/utils/vokUtils.h"
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 #include "support/SmBiosTable.h"

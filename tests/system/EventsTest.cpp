@@ -9,11 +9,11 @@
 
 #include "core/vokJobManager.h"
 #include "events/vokEventHandler.h"
-#include "platform/vokHostAccess.h"
-#include "platform/vokUtils.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokUtils.h"
+#include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
-#include "rmc/vokipmi.h"
 #include "system/SimulatedSystem.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // Documents of a size that no host section reaches, sent the way the agent sends its own.
 #include <csignal>
 
-#include "platform/vokHostAccess.h"
-#include "rmc/vokipmi.h"
+#include "platform/access/vokHostAccess.h"
+#include "rmc/ipmi/vokipmi.h"
 #include "system/SimulatedSystem.h"
 
 namespace {

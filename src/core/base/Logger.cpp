@@ -1,0 +1,233 @@
+#include "core/base/Logger.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <sstream>
+
+#include "core/base/vokConfig.h"
+#include "core/base/vokLogFiles.h"
+#include "core/base/vokSettingRules.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokTimeStamp.h"
+
+namespace Logging {
+namespace {
+
+// The trailing blanks belong to the format of a line.
+constexpr char debugText[] = "[DEBUG]";
+constexpr char infoText[] = "[INFO]  ";
+constexpr char warningText[] = "[WARNING]";
+constexpr char errorText[] = "[ERROR] ";
+constexpr char alwaysText[] = "[INFO]";
+
+constexpr off_t largestLog = 499999999;
+
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+// By the first of the words that the text holds, in this order.
+int levelOf(const std::string& setting) {
+    const std::string text = lowerCase(setting);
+    if (text.find("error") != std::string::npos) return ERROR;
+    if (text.find("warning") != std::string::npos) return WARNING;
+    if (text.find("info") != std::string::npos) return INFO;
+    return WARNING;
+}
+
+int targetOf(const std::string& path) {
+    return vokSettingRules::isEquals(path, "syslog") ? TARGET_SYSLOG : TARGET_FILE;
+}
+
+// Three digits at least, four at most: a number of five loses its last.
+std::string lineNumber(int line) {
+    char text[16];
+    std::snprintf(text, sizeof(text), line <= 99 ? "%03d" : "%d", line);
+    return std::string(text).substr(0, 4);
+}
+
+struct Priority {
+    const char* word;
+    int priority;
+};
+
+constexpr Priority priorities[] = {
+    {"ERROR", LOG_ERR}, {"WARNING", LOG_WARNING}, {"INFO", LOG_INFO}, {"DEBUG", LOG_DEBUG}};
+
+int priorityOf(const std::string& levelText) {
+    for (const auto& each : priorities)
+        if (levelText.find(each.word) != std::string::npos) return each.priority;
+    return LOG_INFO;
+}
+
+void reportFailure(const char* message, const std::string& path) {
+    const int reason = errno;
+    vokHostAccess().systemLog(LOG_ERR, std::string(message) + "[" + path + "]: " + std::to_string(reason) +
+                                           " - " + std::strerror(reason));
+}
+
+void reopen(std::ofstream& stream, const std::string& place) {
+    if (!vokLogFiles::openForAppending(place, stream)) reportFailure("Error opening VOK log file ", place);
+}
+
+std::string backupSuffix() {
+    const time_t now = vokWallClockSeconds();
+    tm local{};
+    ::localtime_r(&now, &local);
+    char text[32];
+    std::strftime(text, sizeof(text), "_%Y_%m_%d_%H_%M_%S", &local);
+    return text;
+}
+
+}  // namespace
+
+void Logger::loggerInit() {
+    getInstance();
+}
+
+Logger* Logger::getInstance() {
+    static auto* const instance = new Logger;
+    return instance;
+}
+
+Logger::Logger() {
+    const vokConfig& config = *vokConfig::getInstance();
+    const bool debugEnabled = config.getDebugLogSettings();
+    debugLogPath = config.getVOKDebugLogFileLocation();
+    agentLogPath = config.getVOKLogFileLocation();
+    logTarget = targetOf(agentLogPath);
+    debugLogTarget = targetOf(debugLogPath);
+    debugLogLevel = debugEnabled ? 1 : 12;
+    logLevel = levelOf(config.getVOKLoggingLevel());
+
+    IvokHostAccess& host = vokHostAccess();
+    const std::string agentPlace = host.path(agentLogPath);
+    const std::string debugPlace = host.path(debugLogPath);
+    const bool agentFile = logTarget == TARGET_FILE;
+    const bool debugFile = debugLogTarget == TARGET_FILE;
+    if (agentFile && vokLogFiles::createDirectoryPath(agentPlace) < 0) {
+        reportFailure("Failed to create directory path for VOK log file ", agentPlace);
+        std::exit(-10);
+    }
+    if (debugFile && vokLogFiles::createDirectoryPath(debugPlace) < 0) {
+        reportFailure("Failed to create directory path for VOK debug log file ", debugPlace);
+        std::exit(-11);
+    }
+    if (agentFile && !vokLogFiles::openForAppending(agentPlace, agentLog))
+        reportFailure("Error opening VOK log file ", agentPlace);
+    if (debugFile && debugEnabled && !vokLogFiles::openForAppending(debugPlace, debugLog))
+        reportFailure("Error opening the VOK debug log file", debugPlace);
+
+    const std::string links = host.path(linkDirectory);
+    if (agentFile) vokLogFiles::createSymbolicLink(agentPlace, links);
+    if (debugFile) vokLogFiles::createSymbolicLink(debugPlace, links);
+    vokLogFiles::createSymbolicLink(host.path(backupDirectory), links);
+}
+
+Logger::~Logger() {
+    agentLog.close();
+    debugLog.close();
+}
+
+void Logger::always(std::string message, std::string module, int line) {
+    dispatch(logTarget, alwaysText, message, module, line);
+}
+
+void Logger::error(std::string message, std::string module, int line) {
+    if (logLevel < 5) dispatch(logTarget, errorText, message, module, line);
+}
+
+void Logger::warning(std::string message, std::string module, int line) {
+    if (logLevel < 4) dispatch(logTarget, warningText, message, module, line);
+}
+
+void Logger::info(std::string message, std::string module, int line) {
+    if (logLevel < 3) dispatch(logTarget, infoText, message, module, line);
+}
+
+void Logger::debug(std::string message, std::string module, int line) {
+    if (debugLogLevel == 1) dispatch(debugLogTarget, debugText, message, module, line);
+}
+
+void Logger::dispatch(int target, const char* levelText, const std::string& message,
+                      const std::string& module, int line) {
+    if (target == TARGET_FILE)
+        logIntoFile(levelText, message, module, line);
+    else if (target == TARGET_SYSLOG)
+        logIntoSyslog(levelText, message, module, line);
+}
+
+void Logger::logIntoFile(const std::string& levelText, const std::string& message, const std::string& module,
+                         int line) {
+    const std::lock_guard<Logger> guard(*this);
+    const std::string timeStamp = vokLogTimeStamp();
+    const auto holds = [&](const char* word) { return levelText.find(word) != std::string::npos; };
+    std::ofstream* stream = nullptr;
+    if (holds("DEBUG"))
+        stream = &debugLog;
+    else if (holds("ERROR") || holds("WARNING") || holds("INFO"))
+        stream = &agentLog;
+    if (!stream) return;
+    *stream << timeStamp << " " << levelText << " " << lineNumber(line) << " " << module << ": " << message
+            << '\n';
+    stream->flush();
+    // A disk that was full for a while must not silence the log for ever.
+    if (!*stream && stream->is_open()) stream->clear();
+}
+
+void Logger::logIntoSyslog(const std::string& levelText, const std::string& message,
+                           const std::string& module, int line) {
+    const std::lock_guard<Logger> guard(*this);
+    std::ostringstream text;
+    text << levelText << " " << lineNumber(line) << " " << module << ": " << message;
+    vokHostAccess().systemLog(priorityOf(levelText), text.str());
+}
+
+void Logger::isFileExceeded(std::string path) {
+    IvokHostAccess& host = vokHostAccess();
+    const std::string place = host.path(path);
+    struct stat status {};
+    if (::stat(place.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= largestLog)
+        return;
+
+    const std::string directory = host.path(backupDirectory);
+    if (DIR* const existing = ::opendir(directory.c_str())) {
+        ::closedir(existing);
+    } else {
+        vokLogFiles::createDirectoryPath(directory);
+        ::mkdir(directory.c_str(), 0700);
+        vokLogFiles::createSymbolicLink(directory, host.path(linkDirectory));
+    }
+    const std::string backup = directory + "/" + path.substr(path.find_last_of("/\\") + 1) + backupSuffix();
+
+    // The bulk is copied while others log; only the rest of it under the lock.
+    long long copied = 0;
+    if (vokLogFiles::appendRest(place, backup, copied)) {
+        const std::lock_guard<Logger> guard(*this);
+        if (vokLogFiles::appendRest(place, backup, copied)) {
+            const bool isAgentLog = path == agentLogPath;
+            // Both logs may be one file.
+            const bool isDebugLog = !isAgentLog || (path == debugLogPath && debugLog.is_open());
+            if (isAgentLog) agentLog.close();
+            if (isDebugLog) debugLog.close();
+            std::remove(place.c_str());
+            if (isAgentLog) reopen(agentLog, place);
+            if (isDebugLog) reopen(debugLog, place);
+            return;
+        }
+    }
+    reportFailure("Failed to back up the log file ", backup);
+    std::remove(backup.c_str());
+}
+
+}  // namespace Logging

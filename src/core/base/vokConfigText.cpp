@@ -1,0 +1,67 @@
+#include "core/base/vokConfigText.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdlib>
+
+namespace vokConfigText {
+namespace {
+
+// Settings lie at most two levels deep, and the parser goes down to a thousand.
+constexpr int deepestKept = 100;
+
+// Where the string that begins at `from`, or the comment, ends.
+std::size_t endOfString(const std::string& text, std::size_t from) {
+    std::size_t i = from + 1;
+    while (i < text.size() && text[i] != '"') i += text[i] == '\\' ? 2 : 1;
+    return std::min(i + 1, text.size());
+}
+
+std::size_t endOfComment(const std::string& text, std::size_t from) {
+    std::size_t end = from + 1;  // a slash alone
+    if (text.compare(from, 2, "/*") == 0)
+        end = std::min(text.find("*/", from + 2), text.size()) + 2;
+    else if (text.compare(from, 2, "//") == 0)
+        end = text.find_first_of("\r\n", from);
+    return std::min(end, text.size());
+}
+
+std::string keptNumber(const std::string& number) {
+    char* end = nullptr;
+    const double value = std::strtod(number.c_str(), &end);
+    // A number that goes on behind its end is no JSON.
+    return std::isinf(value) && *end == '\0' ? '"' + (beyondEveryNumber + number) + '"' : number;
+}
+
+}  // namespace
+
+std::string withinTheParsersReach(const std::string& text) {
+    std::string result;
+    int depth = 0;
+    for (std::size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        std::size_t end = i + 1;
+        bool kept = depth <= deepestKept;
+        if (c == '"') {
+            end = endOfString(text, i);
+        } else if (c == '/') {
+            end = endOfComment(text, i);
+        } else if (c == '-' || std::isdigit(static_cast<unsigned char>(c))) {
+            end = std::min(text.find_first_not_of("0123456789+-.eE", i), text.size());
+            if (kept) result += keptNumber(text.substr(i, end - i));
+            kept = false;
+        } else if (c == '[' || c == '{') {
+            ++depth;
+            kept = depth <= deepestKept + 1;  // the outermost of what goes stays, empty
+        } else if (c == ']' || c == '}') {
+            kept = depth <= deepestKept + 1;
+            --depth;
+        }
+        if (kept) result.append(text, i, end - i);
+        i = end;
+    }
+    return result;
+}
+
+}  // namespace vokConfigText

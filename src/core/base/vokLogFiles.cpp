@@ -1,0 +1,111 @@
+#include "core/base/vokLogFiles.h"
+
+#include <fcntl.h>
+#include <libgen.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "platform/access/vokHostAccess.h"
+
+namespace vokLogFiles {
+namespace {
+
+class Descriptor {
+public:
+    Descriptor(const std::string& path, int flags) : value_(::open(path.c_str(), flags | O_CLOEXEC, 0600)) {}
+    ~Descriptor() {
+        if (value_ >= 0) ::close(value_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return value_; }
+
+private:
+    int value_;
+};
+
+// A file, or a device that takes whatever comes, such as /dev/null.
+bool isFileOrDevice(int descriptor) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) return false;
+    if (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)) return true;
+    errno = EINVAL;
+    return false;
+}
+
+bool writeAll(int descriptor, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = ::write(descriptor, data, size);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+void warn(const std::string& text) {
+    vokHostAccess().systemLog(LOG_WARNING, text);
+}
+
+}  // namespace
+
+int createDirectoryPath(const std::string& path) {
+    for (auto slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+        if (::mkdir(path.substr(0, slash).c_str(), 0700) != 0 && errno != EEXIST) return -1;
+    return 0;
+}
+
+void createSymbolicLink(const std::string& path, const std::string& directory) {
+    if (::access(path.c_str(), R_OK) != 0) return;
+    std::vector<char> copy(path.c_str(), path.c_str() + path.size() + 1);  // basename writes into it
+    const char* const name = ::basename(copy.data());
+    if (!name) {
+        warn("basename(" + path + ") returned NULL");
+        return;
+    }
+    const std::string link = directory + "/" + name;
+    if (link == path) {
+        warn("Target path(" + path + ") matches symbolic link path(" + link +
+             "). Hence, symbolic link will not be created.");
+        return;
+    }
+    if (std::remove(link.c_str()) != 0 && errno != ENOENT) {
+        warn("remove(" + link + ") completed with errno [" + std::to_string(errno) + "]");
+        return;
+    }
+    if (::symlink(path.c_str(), link.c_str()) != 0 && errno != EEXIST)
+        warn("symlink(" + path + ", " + link + ") completed with errno [" + std::to_string(errno) + "]");
+}
+
+bool openForAppending(const std::string& path, std::ofstream& stream) {
+    // Made and looked at before the stream opens it: a pipe in its place would hold the agent.
+    const Descriptor made(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
+    if (made.get() < 0 || !isFileOrDevice(made.get())) return false;
+    stream.open(path, std::ios::app);
+    return stream.is_open();
+}
+
+bool appendRest(const std::string& source, const std::string& target, long long& offset) {
+    const Descriptor from(source, O_RDONLY);
+    const Descriptor to(target, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW);
+    if (from.get() < 0 || to.get() < 0) return false;
+    std::vector<char> buffer(1 << 16);
+    for (;;) {
+        const ssize_t count = ::pread(from.get(), buffer.data(), buffer.size(), offset);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        if (count == 0) return ::fsync(to.get()) == 0;
+        if (!writeAll(to.get(), buffer.data(), static_cast<std::size_t>(count))) return false;
+        offset += count;
+    }
+}
+
+}  // namespace vokLogFiles

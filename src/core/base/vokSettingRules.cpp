@@ -1,0 +1,131 @@
+#include "core/base/vokSettingRules.h"
+
+#include <algorithm>
+#include <cctype>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+
+namespace vokSettingRules {
+namespace {
+
+struct TextRule {
+    const char* key;
+    const char* accepted[3];
+    const char* otherwise;
+};
+
+constexpr TextRule textRules[] = {
+    {"LoggingLevel", {"Info", "Error", "Warning"}, "Warning"},
+    {"CliMode", {"test", "inject", nullptr}, "test"},
+};
+
+constexpr const char* booleanKeys[] = {
+    "EnableDebugLog",
+    "CaptureUnhandledExceptionStack",
+    "ForwardAllMegaRAIDCriticalOrHigherEvents",
+    "ForwardAllSmartRAIDDegradedOrHigherEvents",
+    "DisableMegaRAID9560LoadingInspection",
+    "LogResourceManagerStatistics",
+    // Known, and read by nothing:
+    "EnableTelemetryLogging",
+    "EnableTelemetryDataCollection",
+    "EnableTelemetryDoorBell",
+    "EnableUtilizationDataCollection",
+};
+
+struct NumberRule {
+    const char* key;
+    std::int32_t otherwise;
+};
+
+constexpr NumberRule numberRules[] = {
+    {"CacheRefreshInterval", 3600},
+    {"RMCCacheSendInterval", 1440},
+    {"IPMIDBSleepInterval", 10},
+    {"InventoryQueryIntervalInSeconds", 10},
+    {"MicrochipEventQueueIndex", 0},
+    {"HealthMonitorFlags", 0},
+    {"SimulateUnhandledException", -1},
+    // Known, and read by nothing:
+    {"ProcessorSamplingRateInSeconds", -1},
+    {"MemorySamplingRateInSeconds", -1},
+    {"NetworkSamplingRateInSeconds", -1},
+    {"StorageSamplingRateInSeconds", -1},
+    {"NumastatSamplingRateInSeconds", -1},
+    {"TelemetrySendIntervalInSeconds", -1},
+    {"UtilizationPushFrequencyInMinutes", -1},
+    {"TelemetrySchemaOption", -1},
+    {"TelemetryDBIntervalInMinutes", -1},
+    {"FileServiceSendIntervalInSeconds", -1},
+};
+
+const TextRule* textRule(const std::string& key) {
+    for (const auto& rule : textRules)
+        if (isEquals(key, rule.key)) return &rule;
+    return nullptr;
+}
+
+bool isAccepted(const TextRule& rule, const std::string& value) {
+    return std::any_of(std::begin(rule.accepted), std::end(rule.accepted),
+                       [&](const char* accepted) { return accepted && isEquals(value, accepted); });
+}
+
+// The leading number, when it is one that a setting can hold. The bound is the same on every ABI, although
+// long is wider on some.
+std::optional<std::int32_t> positiveNumber(const std::string& value) {
+    try {
+        const long number = std::stol(value, nullptr, 10);
+        if (number > 0 && number <= std::numeric_limits<std::int32_t>::max())
+            return static_cast<std::int32_t>(number);
+    } catch (const std::logic_error&) {  // no digits, or beyond a long
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool isEquals(const std::string& a, const std::string& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
+std::string validateString(const std::string& value, const std::string& key) {
+    const TextRule* const rule = textRule(key);
+    if (!rule) return "";
+    return isAccepted(*rule, value) ? value : rule->otherwise;
+}
+
+bool validateBool(const std::string& value, const std::string& key) {
+    return isEquals(value, "true") && std::any_of(std::begin(booleanKeys), std::end(booleanKeys),
+                                                  [&](const char* known) { return isEquals(key, known); });
+}
+
+std::int32_t validateNumerical(const std::string& value, const std::string& key) {
+    for (const auto& rule : numberRules)
+        if (isEquals(key, rule.key)) return positiveNumber(value).value_or(rule.otherwise);
+    return -1;
+}
+
+std::string refusalOfString(const std::string& value, const std::string& key) {
+    const TextRule* const rule = textRule(key);
+    if (!rule || isAccepted(*rule, value)) return "";
+    std::string accepted;
+    for (const char* each : rule->accepted)
+        if (each) accepted += (accepted.empty() ? "" : ", ") + std::string(each);
+    return "not one of " + accepted;
+}
+
+std::string refusalOfBool(const std::string& value) {
+    return isEquals(value, "true") || isEquals(value, "false") ? "" : "neither true nor false";
+}
+
+std::string refusalOfNumber(const std::string& value, const std::string& key) {
+    // "0" for a setting that is off without a number asks for what it gets.
+    if (positiveNumber(value) || (value == "0" && validateNumerical(value, key) <= 0)) return "";
+    return "not a whole number from 1 to 2147483647";
+}
+
+}  // namespace vokSettingRules

@@ -1,0 +1,54 @@
+#include "events/client/vokInjectedEvent.h"
+
+#include <json/reader.h>
+#include <exception>
+#include <sstream>
+
+#include "core/base/vokJsonText.h"
+#include "core/base/vokLog.h"
+#include "events/vokEventHandler.h"
+
+namespace {
+
+constexpr char module[] = "VOK_SERVER";
+
+bool parseOrLog(const char* text, Json::Value& event) {
+    if (vokParseInjectedEvent(text, event)) return true;
+    VOK_LOG_ERROR(module, "Json packets are invalid");
+    return false;
+}
+
+}  // namespace
+
+bool vokParseInjectedEvent(const std::string& text, Json::Value& event, std::string* errors) {
+    std::istringstream stream(text);
+    const Json::CharReaderBuilder builder;
+    std::string unread;
+    return Json::parseFromStream(builder, stream, &event, errors ? errors : &unread) && event.isObject() &&
+           !event.empty();
+}
+
+bool jsonValidate(char* text) {
+    try {
+        Json::Value event;
+        return parseOrLog(text, event);
+    } catch (const std::exception& failure) {
+        VOK_LOG_ERROR(module, "Error: %s", failure.what());
+        return false;
+    }
+}
+
+int sendToRMC(char* text) {
+    VOK_LOG_INFO(module, "%s", text);
+    try {
+        Json::Value event;
+        if (!parseOrLog(text, event)) return 0;
+        event["Source"] = "VOK-CLI";
+        const std::string line = vokJsonText(event);
+        VOK_LOG_INFO(module, "%s", line.c_str());
+        return vokEventHandler::sendEventToRMC(line);
+    } catch (const std::exception& failure) {
+        VOK_LOG_ERROR(module, "Error: %s", failure.what());
+        return 0;
+    }
+}

@@ -1,0 +1,183 @@
+#include "events/client/vokServer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/select.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+
+#include "core/base/vokLog.h"
+#include "events/client/vokMsgInfra.h"
+#include "events/client/vokRequest.h"
+#include "events/client/vokServerPipe.h"
+#include "platform/access/vokHostAccess.h"
+
+int serStopPipeFd[2] = {-1, -1};
+int pipefd[2] = {-1, -1};
+
+namespace {
+
+constexpr char module[] = "VOK_SERVER";
+constexpr int stopAttempts = 3;
+constexpr unsigned long pauseAfterFailure = 100000;  // so that a lasting failure does not spin
+
+std::mutex lifecycle;  // starting and stopping, one at a time; guards the two below
+bool serverRuns = false;
+pthread_t serverThread;
+
+std::mutex stopPipeGuard;  // guards serStopPipeFd and the flag
+bool stopPipeFailed = false;
+
+// Called before the thread starts, so that a stop that follows at once finds the pipe, and by the thread,
+// which has only to report the failure of the first call.
+bool makeStopPipe() {
+    const std::lock_guard<std::mutex> lock(stopPipeGuard);
+    if (serStopPipeFd[1] < 0 && !stopPipeFailed)
+        stopPipeFailed = ::pipe2(serStopPipeFd, O_CLOEXEC | O_NONBLOCK) != 0;
+    return !stopPipeFailed;
+}
+
+void closeStopPipe() {
+    const std::lock_guard<std::mutex> lock(stopPipeGuard);
+    for (int& end : serStopPipeFd) {
+        if (end >= 0) ::close(end);
+        end = -1;
+    }
+    stopPipeFailed = false;
+}
+
+int stopPipeReadEnd() {
+    const std::lock_guard<std::mutex> lock(stopPipeGuard);
+    return serStopPipeFd[0];
+}
+
+// One of the descriptors that the thread waits on; -1 is not waited on.
+struct Waited {
+    int descriptor;
+    bool readable = false;
+};
+
+template <std::size_t count>
+int waitWithPoll(Waited (&all)[count]) {
+    pollfd polled[count];
+    for (std::size_t i = 0; i < count; ++i) polled[i] = {all[i].descriptor, POLLIN, 0};
+    const int ready = ::poll(polled, count, -1);
+    for (std::size_t i = 0; i < count; ++i) all[i].readable = ready > 0 && polled[i].revents != 0;
+    return ready;
+}
+
+// Waits without a time-out. The number of readable descriptors, or -1 with errno.
+template <std::size_t count>
+int waitForReadable(Waited (&all)[count]) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    int highest = -1;
+    for (Waited& each : all) {
+        each.readable = false;
+        if (each.descriptor >= FD_SETSIZE) return waitWithPoll(all);  // a bit that an fd_set does not have
+        if (each.descriptor >= 0) FD_SET(each.descriptor, &readable);
+        highest = std::max(highest, each.descriptor);
+    }
+    const int ready = ::select(highest + 1, &readable, nullptr, nullptr, nullptr);
+    if (ready > 0)
+        for (Waited& each : all) each.readable = each.descriptor >= 0 && FD_ISSET(each.descriptor, &readable);
+    return ready;
+}
+
+void readAndServe(int pipe) {
+    _VOK_MESSAGE_PACKET packet{};  // anew for each: a short packet shows nothing of the one before it
+    const ssize_t count = ::read(pipe, &packet, sizeof(packet));
+    if (count <= 0) {
+        VOK_LOG_ERROR(module, "recv failed");
+        vokHostAccess().pause(pauseAfterFailure);
+        return;
+    }
+    VOK_LOG_DEBUG(module, "done reading (%zu bytes)\n", static_cast<std::size_t>(count));
+    const int result = vokServeRequest(packet);
+    sendResponseToClient(packet.clientPID, result);
+}
+
+}  // namespace
+
+void VOKServer::initializeVOKServer() {
+    const std::lock_guard<std::mutex> lock(lifecycle);
+    if (serverRuns) {
+        VOK_LOG_DEBUG(module, "VOK Server is already running.");
+        return;
+    }
+    const bool stoppable = makeStopPipe();
+    if (::pthread_create(&serverThread, nullptr, startTestEventServer, nullptr) != 0) {
+        VOK_LOG_DEBUG(module, "Unable to spawn a thread to handle event.");
+        closeStopPipe();
+        return;
+    }
+    serverRuns = stoppable;
+    if (stoppable) return;
+    ::pthread_join(serverThread, nullptr);  // it ends at once, having said why
+    closeStopPipe();
+}
+
+void* startTestEventServer(void*) {
+    vokServerPipe requests(vokServerPipePath);
+    requests.open();
+    if (!makeStopPipe()) {
+        VOK_LOG_ERROR(module, "Unable to open a pipe for serStopPipeFd file descriptor");
+        return nullptr;
+    }
+    VOK_LOG_INFO(module, "VOK Server Thread started");
+    const int stop = stopPipeReadEnd();
+    for (;;) {
+        Waited waited[] = {{stop}, {requests.descriptor()}, {requests.watch()}};
+        const auto& [stopAsked, request, placeChange] = waited;
+        const int ready = waitForReadable(waited);
+        if (ready < 0) {
+            const bool interrupted = errno == EINTR;
+            VOK_LOG_ERROR(module, "select returned -1.");
+            if (!interrupted) vokHostAccess().pause(pauseAfterFailure);
+        } else if (ready == 0) {
+            VOK_LOG_DEBUG(module, "select() timed out");
+        } else if (stopAsked.readable) {
+            break;
+        } else if (request.readable) {  // before a change of place, which would lose what is in the pipe
+            readAndServe(request.descriptor);
+        } else if (placeChange.readable) {
+            requests.placeChanged();
+        }
+    }
+    closeStopPipe();
+    return nullptr;
+}
+
+void VOKServer::stopVOKServer() {
+    VOK_LOG_INFO(module, "Stopping VOK Server.");
+    const std::lock_guard<std::mutex> lock(lifecycle);
+    bool told = false;
+    int failures = 0;
+    while (!told && failures < stopAttempts) {
+        const std::lock_guard<std::mutex> pipeLock(stopPipeGuard);
+        if (serStopPipeFd[1] < 0) {
+            VOK_LOG_ERROR(module, "Invalid file descriptor");
+            break;
+        }
+        const ssize_t result = ::write(serStopPipeFd[1], "S", 1);
+        const int reason = errno;
+        told = result == 1;
+        if (!told) {
+            ++failures;
+            VOK_LOG_ERROR(module, "Unable to write to pipe fd, result: %d, Error: %s",
+                          static_cast<int>(result), std::strerror(reason));
+        }
+    }
+    if (failures == stopAttempts) VOK_LOG_ERROR(module, "Unable to write to pipe fd");
+    if (!told) return;
+    vokAbandonPipeWaits(true);
+    VOK_LOG_DEBUG(module, "For VOK Server to stop, write on serPipe");
+    if (serverRuns) ::pthread_join(serverThread, nullptr);
+    serverRuns = false;
+    vokAbandonPipeWaits(false);
+    VOK_LOG_DEBUG(module, "Signalled for stop");
+}

@@ -1,0 +1,104 @@
+#include "events/client/vokTestEvent.h"
+
+#include <json/value.h>
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+#include <string>
+
+#include "core/base/vokConfig.h"
+#include "core/base/vokLog.h"
+#include "core/base/vokModules.h"
+#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResourceManager.h"
+#include "events/vokEventHandler.h"
+#include "events/vokEventTable.h"
+#include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
+#include "platform/utils/vokUtils.h"
+
+namespace {
+
+constexpr char module[] = "VOK_SERVER";
+
+// Who raises the test events of a type; a manager that comes to the agent adds its row.
+struct TestEventRaiser {
+    int type;
+    void (*raise)(int id, const std::string& location);
+};
+
+constexpr TestEventRaiser raisers[] = {
+    {vokAgentEvent, [](int id, const std::string&) { generateTestEvent(id); }},
+    {vokHostEvent,
+     [](int id, const std::string&) { HostResourceManager::getInstance()->generateTestEvent(id); }},
+    {vokEthernetEvent,
+     [](int id, const std::string& location) {
+         NICResourceManager::getInstance()->generateTestEvent(id, location);
+     }},
+};
+
+// Types that the interface knows, though no number has them.
+constexpr int typesWithoutOwner[] = {6, 7, 8};
+
+// The order in which the test event asks the managers.
+constexpr MODULE_NAME askingOrder[] = {HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES,
+                                       FIBRE_CHANNEL_DEVICES};
+
+const TestEventRaiser* findRaiser(int type) {
+    const auto* const found = std::find_if(std::begin(raisers), std::end(raisers),
+                                           [type](const TestEventRaiser& row) { return row.type == type; });
+    return found == std::end(raisers) ? nullptr : found;
+}
+
+// What int does not hold is no event number on either ABI, and must not become one by being cut.
+int eventIdFrom(const std::string& text) {
+    const long value = std::strtol(text.c_str(), nullptr, 10);
+    return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+}
+
+}  // namespace
+
+bool vokTestEventHasRaiser(int type) {
+    return findRaiser(type) != nullptr;
+}
+
+vokTestEventRequest vokReadTestEventRequest(const std::string& text) {
+    const std::size_t blank = text.find(' ');
+    return {eventIdFrom(text.substr(0, blank)),
+            blank == std::string::npos ? "FFFFFFFFFFFFFFFF" : text.substr(blank + 1)};
+}
+
+void sendTestEventWithEventId(char* payload) {
+    const auto [id, location] = vokReadTestEventRequest(payload);
+    const int type = getEventType(id);
+    if (const TestEventRaiser* const raiser = findRaiser(type)) {
+        raiser->raise(id, location);
+    } else if (const vokEventOwner* const owner = vokFindEventOwner(type)) {
+        VOK_LOG_WARNING(module, "Test event %d is of the %s manager, which this agent does not have.", id,
+                        owner->name);
+    } else if (std::find(std::begin(typesWithoutOwner), std::end(typesWithoutOwner), type) ==
+               std::end(typesWithoutOwner)) {
+        std::puts("Invalid eventId.");
+        std::fflush(stdout);
+    }
+}
+
+void generateTestEvent(int id) {
+    Json::Value enabled(Json::arrayValue);
+    Json::Value operational(Json::arrayValue);
+    for (const MODULE_NAME resource : askingOrder) {
+        if (!vokConfig::getInstance()->isResourceEnabled(resource)) continue;
+        const char* const name = VOK_MODULE_NAME_MAP.at(resource);
+        enabled.append(name);
+        vokResourceManager* const manager = vokFactory().createInstance(resource);
+        if (manager && manager->isRunning()) operational.append(name);
+    }
+    Json::Value data(Json::objectValue);
+    data["EnabledResourceType"] = enabled;
+    data["OperationalResourceType"] = operational;
+    data["EventInfo"] = "VOK Test Event";
+    data["Type"] = "Test Event";
+    vokEventHandler().generateEvent(vokEvent(id, "TESTEVENT", false, vokUtils::getTime(), data, "VOK-CLI"));
+}

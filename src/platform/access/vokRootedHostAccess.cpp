@@ -1,0 +1,113 @@
+#include "platform/access/vokRootedHostAccess.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/access/vokShell.h"
+
+namespace {
+
+std::string absolutePath(const std::string& path) {
+    char resolved[PATH_MAX];
+    return ::realpath(path.c_str(), resolved) ? resolved : path;
+}
+
+// Where the text tools lie that the agent's commands use.
+constexpr char textToolDirectories[] = "/usr/bin:/bin";
+
+// These change the machine that they run on, so the host root has its own or they fail.
+constexpr const char* machineChangingTools[] = {"modprobe", "mknod"};
+
+}  // namespace
+
+vokRootedHostAccess::vokRootedHostAccess(const std::string& root) : root_(absolutePath(root)) {
+    while (root_.size() > 1 && root_.back() == '/') root_.pop_back();
+}
+
+std::string vokRootedHostAccess::path(const std::string& absolute) const {
+    // A path from the settings may lack its first "/", and must not name a neighbour of the root.
+    return absolute.empty() || absolute.front() != '/' ? root_ + "/" + absolute : root_ + absolute;
+}
+
+std::string vokRootedHostAccess::commandPath(const std::string& absolute) const {
+    return vokShellQuote(path(absolute));
+}
+
+std::string vokRootedHostAccess::inHostEnvironment(const std::string& command) const {
+    const std::string bin = root_ + "/bin";
+    std::string environment = "PATH=" + vokShellQuote(bin) + ":" + textToolDirectories + "; export PATH; ";
+    for (const char* tool : machineChangingTools)
+        environment += std::string(tool) + "() { " + vokShellQuote(bin + "/" + tool) + " \"$@\"; }; ";
+    return environment + command;
+}
+
+FILE* vokRootedHostAccess::openCommand(const std::string& command) {
+    return vokKernelHostAccess::openCommand(inHostEnvironment(command));
+}
+
+int vokRootedHostAccess::runCommand(const std::string& command) {
+    return vokKernelHostAccess::runCommand(inHostEnvironment(command));
+}
+
+void* vokRootedHostAccess::openLibrary(const std::string& name, int flags) {
+    if (name.find('/') == std::string::npos) {
+        const std::string own = root_ + "/lib/" + name;
+        if (::access(own.c_str(), F_OK) == 0) return vokKernelHostAccess::openLibrary(own, flags);
+    }
+    return vokKernelHostAccess::openLibrary(name, flags);
+}
+
+void vokRootedHostAccess::systemLog(int priority, const std::string& text) {
+    ::mkdir(path("/var").c_str(), 0700);
+    ::mkdir(path("/var/log").c_str(), 0700);
+    const int descriptor = ::open(path("/var/log/syslog.log").c_str(),
+                                  O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    if (descriptor < 0) return;
+    static constexpr const char* names[] = {"emerg",   "alert",  "crit", "err",
+                                            "warning", "notice", "info", "debug"};
+    const std::string line = "vok " + std::string(names[priority & 7]) + ": " + text + "\n";
+    // One write, so that lines of several threads stay whole; a full disk loses the line.
+    [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
+    ::close(descriptor);
+}
+
+std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::string& error) {
+    struct stat status {};
+    if (::stat(root.c_str(), &status) != 0) {
+        error = "host root " + root + ": " + std::strerror(errno);
+        return nullptr;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        error = "host root " + root + ": not a directory";
+        return nullptr;
+    }
+    const std::string absolute = absolutePath(root);
+    if (absolute.find_first_of(":\n") != std::string::npos) {
+        error = "host root " + root + ": a search path can't name a directory with a colon or a newline";
+        return nullptr;
+    }
+    const std::string module = absolute + "/lib/libvok-hostaccess.so";
+    if (::access(module.c_str(), F_OK) != 0) return std::make_unique<vokRootedHostAccess>(absolute);
+
+    // Stays loaded for the life of the process: the access lives in it.
+    void* library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        error = std::string("host-access module: ") + ::dlerror();
+        return nullptr;
+    }
+    const auto create =
+        reinterpret_cast<vokCreateHostAccessFunction>(::dlsym(library, "vokCreateHostAccess"));
+    if (!create) {
+        error = "host-access module " + module + ": no vokCreateHostAccess in it";
+        return nullptr;
+    }
+    std::unique_ptr<IvokHostAccess> access(create(absolute.c_str()));
+    if (!access) error = "host-access module " + module + ": it can't serve this host root";
+    return access;
+}

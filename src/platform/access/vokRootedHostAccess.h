@@ -1,0 +1,38 @@
+// A host whose files lie under a directory of this machine: a simulated or a recorded one.
+//
+// Every absolute path gets the directory in front, commands are looked up in its `bin` first, libraries
+// in its `lib` first. Nothing outside the directory is written.
+#pragma once
+
+#include "platform/access/vokHostAccess.h"
+
+class vokRootedHostAccess : public vokKernelHostAccess {
+public:
+    // `root`: an existing directory; a relative one is made absolute.
+    explicit vokRootedHostAccess(const std::string& root);
+
+    const std::string& root() const { return root_; }
+
+    std::string path(const std::string& absolute) const override;
+    std::string commandPath(const std::string& absolute) const override;
+    FILE* openCommand(const std::string& command) override;
+    int runCommand(const std::string& command) override;
+    void* openLibrary(const std::string& name, int flags) override;
+    // Appended to var/log/syslog.log under the root, since the machine's own log lies outside it.
+    void systemLog(int priority, const std::string& text) override;
+
+private:
+    std::string inHostEnvironment(const std::string& command) const;
+
+    std::string root_;
+};
+
+// The entry point that a host-access module exports under the name "vokCreateHostAccess": `root` as given
+// to vokOpenHostRoot, made absolute. The caller owns the result; null when the module can't serve the root.
+using vokCreateHostAccessFunction = IvokHostAccess* (*)(const char* root);
+
+// The access to the host under `root`. A directory that brings a module of its own,
+// lib/libvok-hostaccess.so, is reached through that (a simulated host speaks to its device nodes so);
+// any other through vokRootedHostAccess. Null with a sentence in `error` when there is no such directory
+// or its module can't be used.
+std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::string& error);

@@ -1,0 +1,52 @@
+// Physical locations by a platform's location library: what the platforms share. A platform is a row of
+// vokPhysLocPlatform.h and a class of its own for its one instance.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/places/vokPhysLocInterface.h"
+#include "platform/places/vokPhysLocPlatform.h"
+
+class vokLibraryPhysLocInterface : public vokPhysLocInterface {
+public:
+    // Loads the library, once. False, with an error in the log, when it or an entry point is missing.
+    bool Initialize() override;
+    // Gives the library back. Nobody may be encoding.
+    void UnInitialize() override;
+    std::string getPCIeSlotForIOSlot(std::string pciAddress) override;
+    std::string getPhysLocForIOSlot(std::string pciAddress) override;
+    std::string getPhysLocForNetworkAdapter(std::string pciAddress) override;
+    std::string getPhysLocForChassisDriveSlot(std::string pciAddress, int bay) override;
+    std::string getPhysLocForExternalDrive(std::string pciAddress) override;
+    std::string getPhysLocForChassisStorageBackplane(std::string pciAddress, int box) override;
+    int checkPCIDevicesLocatedInSameChassis(std::string a, std::string b) override;
+    int checkIfPCICardIsOnBoard(std::string pciAddress) override;
+    int getChassisLocationForIOSlot(std::string pciAddress, std::string& location) override;
+    std::string getPhysLocLibraryName() override;
+
+    // Has the library encode the elements of a GeoID. `subLocation` is a decimal number, or "NA" for none.
+    // Takes no lock: any number of threads may be in it. Sixteen digits, or "FFFFFFFFFFFFFFFF" with 1 (wrong
+    // number of elements, no library) or the library's result in `rc`, which may be null.
+    virtual std::string physlocEncode(std::string pciAddress, std::vector<std::string> geoElements,
+                                      physloc_type_t type, physloc_rtn_t* rc, std::string subLocation);
+
+protected:
+    vokLibraryPhysLocInterface(const vokPhysLocPlatform& platform, std::mutex& loadLock)
+        : platform_(platform), loadLock_(loadLock) {}
+
+private:
+    bool hasWholeSplit(const std::vector<std::string>& elements, const std::string& pciAddress,
+                       const char* what) const;
+    void* symbol(const char* name) const;
+    void closeLibrary();
+
+    const vokPhysLocPlatform& platform_;
+    std::mutex& loadLock_;             // guards loading and unloading
+    std::atomic<bool> loaded_{false};  // set behind the two addresses
+    void* library_ = nullptr;
+    vokPhysLocInit initData_ = nullptr;
+    vokPhysLocEncode encode_ = nullptr;
+};

@@ -1,0 +1,192 @@
+#include "platform/utils/vokStartupRecord.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokSharedFile.h"
+#include "platform/utils/platformCheck.h"
+
+namespace {
+
+constexpr char tag[] = "JOB_MGR";
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    ~Descriptor() { reset(-1); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    explicit operator bool() const { return descriptor_ >= 0; }
+    int get() const { return descriptor_; }
+    void reset(int descriptor) {
+        if (descriptor_ >= 0) ::close(descriptor_);
+        descriptor_ = descriptor;
+    }
+
+private:
+    int descriptor_;
+};
+
+// A regular file that nobody but root or this user has made. With a second name, a write to it would be one
+// to some other file of theirs.
+bool isTrusted(int descriptor) {
+    struct stat file {};
+    return ::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink == 1 &&
+           (file.st_uid == 0 || file.st_uid == ::geteuid());
+}
+
+void warnOfForeignFile(const std::string& place) {
+    VOK_LOG_WARNING(tag, "%s is not a plain file of the agent's own user. It is not used.", place.c_str());
+}
+
+bool readRecord(std::string& content) {
+    const std::string place = vokStartupRecord::recordPath();
+    if (vokReadSharedFile(place, content)) return true;
+    if (errno == EPERM || errno == ELOOP || errno == ENXIO) warnOfForeignFile(place);
+    return false;
+}
+
+bool writeAll(int descriptor, const std::string& content) {
+    std::size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = ::pwrite(descriptor, content.data() + written, content.size() - written,
+                                       static_cast<off_t>(written));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        written += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+// The new content is on the disk before it gets the record's name, so that a power cut can't leave the name
+// with nothing behind it. What an earlier run left under the temporary name is thrown away unread.
+bool replaceByRename(const std::string& content) {
+    const std::string temporary = vokStartupRecord::temporaryPath();
+    const std::string record = vokStartupRecord::recordPath();
+    std::remove(temporary.c_str());
+    {
+        const Descriptor file(
+            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!file) return false;
+        if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
+            ::unlink(temporary.c_str());
+            return false;
+        }
+    }
+    if (::rename(temporary.c_str(), record.c_str()) == 0) return true;
+    // A directory in the record's place: gone if it is empty.
+    if (::rmdir(record.c_str()) == 0 && ::rename(temporary.c_str(), record.c_str()) == 0) return true;
+    ::unlink(temporary.c_str());
+    return false;
+}
+
+int openForWriting(int flags) {
+    return ::open(vokStartupRecord::recordPath().c_str(),
+                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0600);
+}
+
+// Where no second file can be made beside the record. The old text is overwritten before the length
+// changes, so that a kill between the two leaves lines that can still be read by key.
+bool replaceInPlace(const std::string& content) {
+    Descriptor file(openForWriting(0));
+    if (file ? !isTrusted(file.get()) : errno == ELOOP || errno == ENXIO) {
+        if (std::remove(vokStartupRecord::recordPath().c_str()) != 0) return false;
+        file.reset(openForWriting(O_EXCL));
+    }
+    if (!file) return false;
+    if (writeAll(file.get(), content) && ::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 &&
+        ::fsync(file.get()) == 0)
+        return true;
+    // An empty file, where the disk had no room, would be a record that tells of no start ever after.
+    struct stat left {};
+    if (::fstat(file.get(), &left) == 0 && left.st_size == 0)
+        ::unlink(vokStartupRecord::recordPath().c_str());
+    return false;
+}
+
+bool replaceRecord(const std::string& content) {
+    return replaceByRename(content) || replaceInPlace(content);
+}
+
+std::string line(const char* key, long long seconds) {
+    return std::string(key) + " " + std::to_string(seconds) + "\n";
+}
+
+std::vector<std::string> splitIntoLines(const std::string& content) {
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; begin < content.size();) {
+        const std::size_t end = std::min(content.find('\n', begin), content.size());
+        lines.push_back(content.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+// `content` with each line that holds the key replaced.
+std::string withReplacedLines(const std::string& content, const char* key, const std::string& replacement) {
+    std::string result;
+    for (const std::string& each : splitIntoLines(content))
+        result += each.find(key) == std::string::npos ? each + "\n" : replacement;
+    return result;
+}
+
+}  // namespace
+
+std::string vokStartupRecord::recordPath() {
+    return vokHostAccess().path(platformCheck::getStartupFilePath() + "VOKStartup.txt");
+}
+
+std::string vokStartupRecord::temporaryPath() {
+    return vokHostAccess().path(platformCheck::getStartupFilePath() + "VOKStartuptmp.txt");
+}
+
+bool vokStartupRecord::isReadable() {
+    std::string content;
+    return readRecord(content);
+}
+
+bool vokStartupRecord::create(time_t now) {
+    return replaceRecord(line("current_start", now) + line("last_start", 0) + line("last_stop", 0));
+}
+
+bool vokStartupRecord::replaceCurrentStart(time_t now) {
+    std::string content;
+    if (!readRecord(content)) return false;
+    std::string replaced = withReplacedLines(content, "current_start", line("current_start", now));
+    // The end of the text counts as one more line when a newline stands before it.
+    if (content.empty() || content.back() == '\n') replaced += '\n';
+    return replaceRecord(replaced);
+}
+
+bool vokStartupRecord::replaceLastStart(long start) {
+    std::string content;
+    if (!readRecord(content)) return false;
+    if (start != 0) content = withReplacedLines(content, "last_start", line("last_start", start));
+    return replaceRecord(content);
+}
+
+bool vokStartupRecord::writeGracefulStop(time_t start, time_t stop) {
+    return replaceRecord(line("last_start", start) + line("last_stop", stop) + line("current_start", 0));
+}
+
+bool vokStartupRecord::readValue(const std::string& key, long& value, bool* found) {
+    value = 0;
+    if (found) *found = false;
+    std::string content;
+    if (!readRecord(content)) return false;
+    for (const std::string& each : splitIntoLines(content)) {
+        const std::size_t place = each.find(key);
+        if (place == std::string::npos) continue;
+        value = std::strtol(each.c_str() + place + key.size(), nullptr, 10);
+        if (found) *found = true;
+        break;
+    }
+    return true;
+}

@@ -1,0 +1,139 @@
+#include <cstdio>
+#include <fstream>
+#include <functional>
+
+#include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokUtils.h"
+
+std::map<std::string, std::pair<std::string, std::string>> vokUtils::fcGeoIDMap;
+std::map<std::string, std::string> vokUtils::fcNameMap;
+
+namespace {
+
+constexpr const char* notAvailable = "NotAvailable";
+
+// Both values of a pair stand two characters behind their line's first ":", but for the VMkernel name.
+std::string behindColon(const std::string& line) {
+    const auto from = line.find(':') + 2;
+    return from < line.size() ? line.substr(from) : "";
+}
+
+// Every VMkernel name begins with "v". Functions that have none keep the key and nothing behind it.
+std::string vmkernelName(const std::string& line) {
+    const auto blank = line.find(" v");
+    return blank == std::string::npos ? "" : line.substr(blank + 1);
+}
+
+// A host command whose lines are read as pairs: one line with the first key, a later one with the second.
+struct PairList {
+    const char* command;  // writes to `file`
+    const char* file;
+    const char* firstKey;
+    const char* secondKey;
+    std::string (*secondValue)(const std::string& line);
+    const char* failure;
+    const char* nothing;
+};
+
+constexpr PairList hardwarePairs = {
+    "localcli hardware pci list | grep -e 'Address: ' -e 'VMkernel Name:'>> ",
+    "/opt/mev/vok/data/fc_topology.txt",
+    "Address: ",
+    "VMkernel Name:",
+    vmkernelName,
+    "Error occurred in gathering FC topology information.",
+    "Unable to find FC topology information.",
+};
+
+constexpr PairList fibreChannelPairs = {
+    "localcli storage san fc list | grep -e 'Adapter: ' -e 'Node Name:'>> ",
+    "/opt/mev/vok/data/fc_name.txt",
+    "Adapter: ",
+    "Node Name:",
+    behindColon,
+    "Error occurred in gathering localcli storage SAN information",
+    "Unable to find localcli storage SAN information.",
+};
+
+using TakePair = std::function<void(const std::string& first, const std::string& second)>;
+
+void readPairs(const PairList& list, std::istream& lines, const TakePair& take) {
+    std::string first;
+    std::string second;
+    bool useful = false;
+    for (std::string line; std::getline(lines, line);) {
+        const bool holdsFirst = line.find(list.firstKey) != std::string::npos;
+        if (!useful && !holdsFirst) break;
+        useful = true;
+        if (holdsFirst) first = behindColon(line);
+        if (line.find(list.secondKey) != std::string::npos) {
+            const std::string value = list.secondValue(line);
+            if (!value.empty()) second = value;
+        }
+        if (first.empty() || second.empty()) continue;
+        take(first, second);
+        first.clear();
+        second.clear();
+    }
+    if (!useful) VOK_LOG_DEBUG("VOK_UTILS", "%s", list.nothing);
+}
+
+// False when the command or its file could not be had. A file that an interrupted run left behind is read
+// with what the command appends.
+bool gatherPairs(const PairList& list, const TakePair& take) {
+    const std::string place = vokHostAccess().path(list.file);
+    const int status = vokHostAccess().runCommand(list.command + vokHostAccess().commandPath(list.file));
+    bool gathered = false;
+    if (status == 0) {
+        std::ifstream lines(place);
+        gathered = lines.is_open();
+        if (gathered) readPairs(list, lines, take);
+    }
+    if (!gathered) VOK_LOG_ERROR("VOK_UTILS", "%s", list.failure);
+    std::remove(place.c_str());
+    return gathered;
+}
+
+}  // namespace
+
+void vokUtils::initFcInfoMap() {
+    const bool gathered = gatherPairs(hardwarePairs, [](const std::string& address, const std::string& name) {
+        fcGeoIDMap[name] = {address, name};
+    });
+    if (!gathered) return;
+    VOK_LOG_DEBUG("VOK_UTILS", "-----Printing FcGEoID PCIe location map-----");
+    for (const auto& entry : fcGeoIDMap)
+        VOK_LOG_DEBUG("VOK_UTILS", "%s : %s, %s", entry.first.c_str(), entry.second.first.c_str(),
+                      entry.second.second.c_str());
+}
+
+void vokUtils::initFcNameMap() {
+    const bool gathered =
+        gatherPairs(fibreChannelPairs, [](const std::string& adapter, const std::string& node) {
+            if (OsNameInHardwarePciList(adapter)) fcNameMap[node] = adapter;
+        });
+    if (!gathered) return;
+    VOK_LOG_DEBUG("VOK_UTILS", "-----Printing FcNameMap-----");
+    for (const auto& entry : fcNameMap)
+        VOK_LOG_DEBUG("VOK_UTILS", "%s : %s", entry.first.c_str(), entry.second.c_str());
+}
+
+std::pair<std::string, std::string> vokUtils::getFcGeoIDPciStr(std::string adapter) {
+    const auto found = fcGeoIDMap.find(adapter);
+    if (found == fcGeoIDMap.end()) return {notAvailable, notAvailable};
+    return found->second;
+}
+
+std::string vokUtils::getFcPciStr(std::string adapter) {
+    return getFcGeoIDPciStr(adapter).first;
+}
+
+std::string vokUtils::getFcOsDevicename(std::string nodeName) {
+    const auto found = fcNameMap.find(nodeName);
+    return found == fcNameMap.end() ? notAvailable : found->second;
+}
+
+bool vokUtils::OsNameInHardwarePciList(std::string adapter) {
+    return fcGeoIDMap.count(adapter) > 0;
+}

@@ -1,0 +1,42 @@
+#include "platform/utils/vokVmwareOSInterface.h"
+
+#include <cstdio>
+#include <fstream>
+
+#include "platform/access/vokCommandStream.h"
+#include "platform/access/vokHostAccess.h"
+
+vokVmwareOSInterface* vokVmwareOSInterface::getInstance() {
+    static auto* const instance = new vokVmwareOSInterface;
+    return instance;
+}
+
+int vokVmwareOSInterface::populateHardwarePCIDetails() {
+    // The shell writes the list; closing the stream waits for its end.
+    const vokCommandStream stream("localcli hardware pci list > " +
+                                  vokHostAccess().commandPath(hardwareList));
+    return stream ? 0 : -1;
+}
+
+void vokVmwareOSInterface::Initialize() {}
+
+void vokVmwareOSInterface::UnInitialize() {
+    const std::string place = vokHostAccess().path(hardwareList);
+    if (std::ifstream(place)) std::remove(place.c_str());
+}
+
+void vokVmwareOSInterface::populateNvmeInstances(std::vector<std::string>&) {}
+
+void vokVmwareOSInterface::populateNvmeMaps() {}
+
+int vokVmwareOSInterface::getNvmePCIAddress(std::string, std::string&) {
+    return 0;
+}
+
+int vokVmwareOSInterface::getNvmeSubSystemVendorID(std::string, std::string&) {
+    return 0;
+}
+
+std::map<std::string, std::string> vokVmwareOSInterface::getPciIdInfo(std::string) {
+    return {};
+}

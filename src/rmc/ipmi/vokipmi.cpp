@@ -1,0 +1,125 @@
+#include "rmc/ipmi/vokipmi.h"
+
+#include <fcntl.h>
+#include <linux/ipmi.h>
+#include <sys/ioctl.h>
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <string>
+
+#include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokShell.h"
+
+// The request numbers of the product's ABI; elsewhere the records hold wider pointers.
+static_assert(sizeof(void*) != 4 || IPMICTL_SEND_COMMAND == 0x8014690D);
+static_assert(sizeof(void*) != 4 || IPMICTL_RECEIVE_MSG_TRUNC == 0xC018690B);
+static_assert(IPMI_SYSTEM_INTERFACE_ADDR_TYPE == 12 && IPMI_BMC_CHANNEL == 15);
+static_assert(sizeof(ipmi_system_interface_addr) == 8);
+
+namespace ipmi {
+namespace {
+
+constexpr char devicePath[] = "/dev/ipmi0";
+constexpr unsigned long bringUpPause = 3000000;  // microseconds
+constexpr int openAttempts = 2;
+
+constexpr const char* driverModules[] = {"ipmi_msghandler", "ipmi_si", "ipmi_devintf", "ipmi_watchdog",
+                                         "ipmi_ssif"};
+
+void bringUpDriver() {
+    IvokHostAccess& host = vokHostAccess();
+    for (const char* module : driverModules)
+        host.runCommand(std::string("modprobe ") + module + " > /dev/null 2>&1");
+    host.runCommand("mknod -m 0600 " + host.commandPath(devicePath) + " c `cat " +
+                    vokBackquoted(host.commandPath("/proc/devices")) +
+                    " | grep ipmidev |cut -d \" \" -f 1` 0 > /dev/null 2>&1");
+    host.pause(bringUpPause);
+}
+
+}  // namespace
+
+std::mutex IPMIUtils::mlock;
+
+IPMIUtils::IPMIUtils() {
+    for (int attempt = 0; attempt < openAttempts && fd < 0; ++attempt) {
+        fd = vokHostAccess().openDevice(vokHostAccess().path(devicePath), O_RDWR);
+        if (fd < 0) bringUpDriver();
+    }
+}
+
+IPMIUtils::~IPMIUtils() {
+    if (fd >= 0) vokHostAccess().closeDevice(fd);
+}
+
+bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*lun*/,
+                        const unsigned char* data, const unsigned char& dataLen, unsigned char* resp,
+                        unsigned char& respLen) {
+    VOK_LOG_DEBUG("IPMI", "rs %d\n", respLen);
+    if (fd < 0) return false;
+    IvokHostAccess& host = vokHostAccess();
+
+    static std::atomic<long> lastMessageId{0};
+    ipmi_system_interface_addr address{};
+    address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
+    address.channel = IPMI_BMC_CHANNEL;
+    ipmi_req request{};
+    request.addr = reinterpret_cast<unsigned char*>(&address);
+    request.addr_len = sizeof(address);
+    request.msgid = ++lastMessageId;
+    request.msg.netfn = netfn;
+    request.msg.cmd = cmd;
+    if (dataLen != 0) {
+        request.msg.data_len = dataLen;
+        request.msg.data = const_cast<unsigned char*>(data);  // the driver only reads it
+    }
+    const int sent = host.ioctlDevice(fd, IPMICTL_SEND_COMMAND, &request);
+    if (sent != 0) {
+        VOK_LOG_DEBUG("IPMI", "Request ioctl failure with error code : %d", sent);
+        return false;
+    }
+
+    // Without a time-out: the driver ends each exchange, with an answer or with one of its own.
+    if (host.waitForDevice(fd) <= 0) return false;
+
+    unsigned char from[40] = {};
+    unsigned char received[272] = {};
+    ipmi_recv receive{};
+    receive.addr = from;
+    receive.addr_len = sizeof(from);
+    receive.msg.data = received;
+    receive.msg.data_len = sizeof(received);
+    if (host.ioctlDevice(fd, IPMICTL_RECEIVE_MSG_TRUNC, &receive) < 0) {
+        VOK_LOG_DEBUG("IPMI", "Response ioctl failure");
+        return false;
+    }
+
+    const std::size_t length = std::min<std::size_t>(receive.msg.data_len, sizeof(received));
+    const auto count = static_cast<unsigned char>(std::min<std::size_t>(respLen, length));
+    VOK_LOG_DEBUG("IPMI", "size %d, rs %d, dl %d\n", count, respLen, receive.msg.data_len);
+    // The first byte is the completion code. What did not come behind it leaves its place as it was.
+    if (count != 0) std::memcpy(resp, received + 1, std::min<std::size_t>(count, length - 1));
+    return true;
+}
+
+bool IPMIUtils::GetDeviceIdInfo(_GET_DEVICE_ID* info) {
+    unsigned char capacity = sizeof(*info);
+    const unsigned char none = 0;
+    return info && execute(0x06, 0x01, 0, nullptr, none, reinterpret_cast<unsigned char*>(info), capacity);
+}
+
+bool IPMIUtils::GetCapabilities(_GET_BMC_CAPABILITIES* capabilities) {
+    unsigned char capacity = sizeof(*capabilities);
+    const unsigned char none = 0;
+    return capabilities &&
+           execute(0x06, 0x36, 0, nullptr, none, reinterpret_cast<unsigned char*>(capabilities), capacity);
+}
+
+bool IPMIUtils::GetPartitionId(unsigned char* response) {
+    unsigned char capacity = 4;
+    const unsigned char none = 0;
+    return response && execute(0x34, 0x08, 0, nullptr, none, response, capacity) && (response[0] & 1) != 0;
+}
+
+}  // namespace ipmi

@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
+#include "rmc/ipmi/vokRmcChunk.h"
+#include "rmc/ipmi/vokRmcStatus.h"
+#include "rmc/ipmi/vokipmi.h"
+
+namespace ipmi {
+namespace {
+
+constexpr unsigned long pauseBehindLastChunk = 500000;  // microseconds
+
+struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+void storeLittleEndian(unsigned char* place, std::size_t size, std::size_t value) {
+    for (std::size_t i = 0; i < size; ++i, value >>= 8) place[i] = static_cast<unsigned char>(value);
+}
+
+}  // namespace
+
+int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* transferStatus,
+                            unsigned char* cmdExitStatus) {
+    unsigned char request[chunkSize] = {};
+    ChunkResponse response{};
+    if (!transferStatus || !cmdExitStatus) {
+        VOK_LOG_ERROR("IPMI", "Provided command / arguments is not valid");
+        return 1;
+    }
+    const std::size_t payloadSize = args.size() + 1;  // with its NUL
+    request[chunkNameSizeOffset] = chunkNameSize;
+    cmd.copy(reinterpret_cast<char*>(request) + chunkNameOffset, chunkNameSize - 1);
+    storeLittleEndian(request + chunkLengthOffset, 4, payloadSize);
+
+    // The controller's command line holds the name field and one byte more than the text.
+    constexpr int nameFieldAndLength = 21;
+    const std::unique_ptr<unsigned char, Free> work(
+        static_cast<unsigned char*>(std::calloc(payloadSize + nameFieldAndLength, 1)));
+    if (!work) {
+        VOK_LOG_ERROR("IPMI", "Error while allocating memory for cmd buffer");
+        return -1;
+    }
+    std::memcpy(work.get(), args.c_str(), payloadSize);
+
+    const unsigned char* next = work.get();
+    std::size_t remaining = payloadSize;                                        // bytes still to send
+    long long left = static_cast<long long>(payloadSize) + nameFieldAndLength;  // ends the loop
+    const unsigned char requestSize = chunkSize;
+    unsigned char capacity = sizeof(response);
+    for (bool first = true;; first = false) {
+        std::memset(request + firstPayloadOffset, 0, firstPayloadSize);
+        std::memcpy(request + chunkIndexOffset, response.nextIndex, sizeof(response.nextIndex));
+        if (response.nextIndex[0] != 0 || response.nextIndex[1] != 0) request[chunkNameSizeOffset] = 0;
+        if (remaining > laterPayloadSize) {
+            const std::size_t size = first ? firstPayloadSize : laterPayloadSize;
+            std::memcpy(request + (first ? firstPayloadOffset : laterPayloadOffset), next, size);
+            next += size;
+            remaining -= size;
+            left -= static_cast<long long>(size);
+        } else {
+            // Also a whole payload that is as short as this: it then stands where the name was.
+            std::memcpy(request + laterPayloadOffset, next, remaining);
+            left = 0;
+        }
+        const bool exchanged = execute(remoteCommandNetFn, remoteCommandChunk, 0, request, requestSize,
+                                       reinterpret_cast<unsigned char*>(&response), capacity);
+        if (!exchanged || response.transferStatus > greatestTakenStatus) {
+            *transferStatus = response.transferStatus;
+            *cmdExitStatus = response.exitStatus;
+            return exchanged ? 1 : 0;
+        }
+        std::memset(request, 0, sizeof(request));
+        if (left <= 0) break;
+    }
+    vokHostAccess().pause(pauseBehindLastChunk);
+    return 1;
+}
+
+int IPMIUtils::RMC_CLI_Cmd_Execution(std::string cmd, std::string args) {
+    const std::lock_guard<std::mutex> lock(mlock);
+    IPMIUtils device;
+    VOK_LOG_DEBUG("IPMI", "Command to be executed on RMC : %s %s", cmd.c_str(), args.c_str());
+    unsigned char transferStatus = 0;
+    unsigned char exitStatus = 0;
+    const std::size_t length = args.size();
+    if (device.RMC_CLI_Exec(std::move(cmd), std::move(args), &transferStatus, &exitStatus) == 0) {
+        VOK_LOG_ERROR("IPMI", "%s", vokExchangeFailureText(transferStatus).c_str());
+        return 1;
+    }
+    if (transferStatus == 0) return 0;
+    VOK_LOG_ERROR("IPMI", "%s", vokTransferFailureText(transferStatus, exitStatus, length).c_str());
+    return 1;
+}
+
+}  // namespace ipmi

@@ -1,0 +1,491 @@
+#include "core/base/Logger.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <thread>
+
+#include "core/base/vokLog.h"
+#include "core/base/vokLogFiles.h"
+#include "support/FakeHostAccess.h"
+
+namespace {
+
+using Logging::Logger;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class LoggerTest : public testing::Test {
+protected:
+    LoggerTest() {
+        ::setenv("TZ", "UTC", 1);
+        host.now = {1762331902, 0};  // 5 November 2025, 08:38:22
+        ::mkdir((host.root.path() + "/opt").c_str(), 0700);
+    }
+    void configure(const std::string& level, bool debug, const std::string& agent = "/scratch/log/vok.log",
+                   const std::string& debugLog = "/scratch/log/debug.log") {
+        host.root.writeFile("/etc/config/mev/vok/vok.conf",
+                            R"({"LoggingLevel": ")" + level + R"(", "EnableDebugLog": ")" +
+                                (debug ? "true" : "false") + R"(", "VOKLogLocation": ")" + agent +
+                                R"(", "DebugLogLocation": ")" + debugLog + R"("})");
+    }
+    void makeLinkDirectory() { host.root.writeFile("/opt/mev/vok/log/keep", ""); }
+    std::string agentLog() { return startOf("/scratch/log/vok.log"); }
+    std::string debugLog() { return startOf("/scratch/log/debug.log"); }
+    // The first MiB: a log that was grown to the limit is nothing to compare or to print.
+    std::string startOf(const std::string& path) {
+        std::ifstream file(host.root.path() + path);
+        std::string text(1 << 20, '\0');
+        file.read(&text[0], static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(file.gcount()));
+        return text;
+    }
+    std::string linkTarget(const std::string& name) {
+        char target[4096] = {};
+        const auto size = ::readlink((host.root.path() + "/opt/mev/vok/log/" + name).c_str(), target, 4095);
+        return size < 0 ? "" : std::string(target, static_cast<std::size_t>(size));
+    }
+    FakeHostAccess& host = useFakeHost();
+};
+
+TEST_F(LoggerTest, WritesEachLevelWithItsOwnBlanks) {
+    configure("Info", true);
+    Logger* const logger = Logger::getInstance();
+    logger->info("stopping all the RM", "JOB_MGR", 42);
+    logger->warning("w", "A", 7);
+    logger->error("e", "B", 1234);
+    logger->always("x", "C", 99);
+    logger->debug("d", "D", 100);
+    EXPECT_EQ(agentLog(),
+              "Nov 5 08:38:22 [INFO]   042 JOB_MGR: stopping all the RM\n"
+              "Nov 5 08:38:22 [WARNING] 007 A: w\n"
+              "Nov 5 08:38:22 [ERROR]  1234 B: e\n"
+              "Nov 5 08:38:22 [INFO] 099 C: x\n");
+    EXPECT_EQ(debugLog(), "Nov 5 08:38:22 [DEBUG] 100 D: d\n");
+}
+
+TEST_F(LoggerTest, ALineNumberOfFiveDigitsIsCutToFour) {
+    configure("Info", false);
+    Logger::getInstance()->error("e", "B", 12345);
+    EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [ERROR]  1234 B: e\n");
+}
+
+struct LevelCase {
+    const char* level;
+    int value;
+    const char* written;  // of error, warning, info
+};
+
+void PrintTo(const LevelCase& each, std::ostream* out) {
+    *out << each.level;
+}
+
+class LevelTest : public LoggerTest, public testing::WithParamInterface<LevelCase> {};
+
+TEST_P(LevelTest, LetsThroughWhatItShould) {
+    configure(GetParam().level, false);
+    Logger* const logger = Logger::getInstance();
+    EXPECT_EQ(logger->getLoglevel(), GetParam().value);
+    EXPECT_EQ(logger->getDebugLoglevel(), 12);
+    logger->error("e", "", 1);
+    logger->warning("w", "", 1);
+    logger->info("i", "", 1);
+    logger->debug("d", "", 1);
+    std::string letters;
+    const std::string log = agentLog();
+    for (std::size_t end = log.find('\n'); end != std::string::npos; end = log.find('\n', end + 1))
+        letters += log[end - 1];
+    EXPECT_EQ(letters, GetParam().written);
+}
+
+struct LineNumberCase {
+    int line;
+    const char* written;
+};
+
+TEST_F(LoggerTest, ALineNumberHasThreeDigitsAtLeastAndFourAtMost) {
+    configure("Info", false, "syslog", "syslog");
+    for (const LineNumberCase& each :
+         {LineNumberCase{0, "000"}, LineNumberCase{7, "007"}, LineNumberCase{99, "099"},
+          LineNumberCase{100, "100"}, LineNumberCase{1234, "1234"}, LineNumberCase{99999, "9999"},
+          LineNumberCase{2147483647, "2147"}}) {
+        Logger::getInstance()->always("m", "M", each.line);
+        EXPECT_EQ(host.systemLogLines.back().second, "[INFO] " + std::string(each.written) + " M: m");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, LevelTest,
+                         testing::Values(LevelCase{"Error", 4, "e"}, LevelCase{"WARNING", 3, "ew"},
+                                         LevelCase{"Info", 2, "ewi"}, LevelCase{"debug", 3, "ew"},
+                                         LevelCase{"", 3, "ew"}));
+
+TEST_F(LoggerTest, AlwaysPassesWhateverTheLevel) {
+    configure("Error", false);
+    Logger::getInstance()->always("x", "C", 1);
+    EXPECT_THAT(agentLog(), EndsWith("[INFO] 001 C: x\n"));
+}
+
+TEST_F(LoggerTest, DebugPassesWhateverTheLevelSays) {
+    configure("Error", true);
+    Logger::getInstance()->debug("d", "D", 1);
+    EXPECT_THAT(debugLog(), EndsWith("[DEBUG] 001 D: d\n"));
+}
+
+TEST_F(LoggerTest, TheLevelCanBeReplaced) {
+    configure("Error", false);
+    Logger::getInstance()->updateLogLevel(Logging::INFO);
+    Logger::getInstance()->info("i", "M", 1);
+    EXPECT_THAT(agentLog(), EndsWith("i\n"));
+}
+
+TEST_F(LoggerTest, SyslogInAnyCaseSelectsTheSystemLog) {
+    configure("Info", true, "SysLog", "SYSLOG");
+    Logger* const logger = Logger::getInstance();
+    logger->error("e", "E", 1);
+    logger->warning("w", "W", 22);
+    logger->info("i", "I", 333);
+    logger->always("a", "A", 4444);
+    logger->debug("d", "D", 5);
+    const std::vector<std::pair<int, std::string>> expected{{LOG_ERR, "[ERROR]  001 E: e"},
+                                                            {LOG_WARNING, "[WARNING] 022 W: w"},
+                                                            {LOG_INFO, "[INFO]   333 I: i"},
+                                                            {LOG_INFO, "[INFO] 4444 A: a"},
+                                                            {LOG_DEBUG, "[DEBUG] 005 D: d"}};
+    EXPECT_EQ(host.systemLogLines, expected);
+    EXPECT_FALSE(host.root.exists("scratch"));
+}
+
+TEST_F(LoggerTest, TheTargetCanBeTurnedOffAndBackToTheFile) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    logger->disableLog();
+    logger->info("one", "M", 1);
+    logger->enableFileLogging();
+    logger->info("two", "M", 1);
+    EXPECT_THAT(agentLog(), AllOf(testing::Not(HasSubstr("one")), HasSubstr("two")));
+}
+
+TEST_F(LoggerTest, TheTargetCanBeTurnedToTheSystemLog) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    host.systemLogLines.clear();
+    logger->enaleLog();
+    logger->info("i", "M", 1);
+    EXPECT_EQ(agentLog(), "");
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].second, "[INFO]   001 M: i");
+}
+
+TEST_F(LoggerTest, ACharacterDeviceMayStandInTheLogsPlace) {
+    configure("Info", false);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/keep", "");
+    ASSERT_EQ(::symlink("/dev/full", (host.root.path() + "/scratch/log/vok.log").c_str()), 0);
+    for (int i = 0; i < 1000; ++i) Logger::getInstance()->error(std::string(100, 'x'), "M", 1);
+    EXPECT_TRUE(host.systemLogLines.empty());
+}
+
+TEST_F(LoggerTest, WithoutDebugLoggingTheDirectoryIsMadeAndTheFileIsNot) {
+    configure("Info", false, "syslog", "/elsewhere/log/debug.log");
+    Logger::getInstance()->debug("d", "D", 1);
+    EXPECT_TRUE(host.root.exists("/elsewhere/log"));
+    EXPECT_FALSE(host.root.exists("/elsewhere/log/debug.log"));
+}
+
+TEST_F(LoggerTest, MakesTheDirectoriesForRootAlone) {
+    configure("Info", false);
+    Logger::getInstance();
+    struct stat status {};
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700U);
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/vok.log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0077, 0U);
+}
+
+TEST_F(LoggerTest, AppendsToWhatIsThere) {
+    configure("Info", false);
+    host.root.writeFile("/scratch/log/vok.log", "before\n");
+    Logger::getInstance()->info("i", "M", 1);
+    EXPECT_THAT(agentLog(), StartsWith("before\nNov 5"));
+}
+
+TEST_F(LoggerTest, LinksTheLogsAndTheBackupDirectory) {
+    configure("Info", true);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/mev/vok/backup_log/keep", "");
+    host.root.writeFile("/opt/mev/vok/log/vok.log", "an old link or file is replaced");
+    Logger::getInstance();
+    EXPECT_EQ(linkTarget("vok.log"), host.root.path() + "/scratch/log/vok.log");
+    EXPECT_EQ(linkTarget("debug.log"), host.root.path() + "/scratch/log/debug.log");
+    EXPECT_EQ(linkTarget("backup_log"), host.root.path() + "/scratch/log/mev/vok/backup_log");
+}
+
+TEST_F(LoggerTest, WithoutALinkDirectoryItSaysSo) {
+    configure("Info", false);
+    Logger::getInstance();
+    const std::string log = host.root.path() + "/scratch/log/vok.log";
+    const std::string link = host.root.path() + "/opt/mev/vok/log/vok.log";
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].first, LOG_WARNING);
+    EXPECT_EQ(host.systemLogLines[0].second, "symlink(" + log + ", " + link + ") completed with errno [2]");
+}
+
+TEST_F(LoggerTest, AFileInTheLinkDirectorysPlaceIsToldOnceForEachLink) {
+    configure("Info", false);
+    host.root.writeFile("/opt/mev/vok/log", "a file");
+    Logger::getInstance();
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].second,
+              "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [20]");
+}
+
+TEST_F(LoggerTest, ALogInTheLinkDirectoryGetsNoLinkToItself) {
+    configure("Info", false, "/opt/mev/vok/log/vok.log", "syslog");
+    Logger::getInstance()->info("i", "M", 1);
+    const std::string path = host.root.path() + "/opt/mev/vok/log/vok.log";
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].second, "Target path(" + path + ") matches symbolic link path(" + path +
+                                                 "). Hence, symbolic link will not be created.");
+    EXPECT_THAT(host.root.readFile("/opt/mev/vok/log/vok.log"), EndsWith("i\n"));
+}
+
+TEST_F(LoggerTest, ALinkThatCanNotBeRemovedIsTold) {
+    configure("Info", false);
+    host.root.writeFile("/opt/mev/vok/log/vok.log/inside", "");
+    Logger::getInstance();
+    ASSERT_EQ(host.systemLogLines.size(), 1U);
+    EXPECT_EQ(host.systemLogLines[0].second,
+              "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [39]");
+}
+
+// What a process that ends wrote to the system log is gone with it, so this one writes to standard error.
+class TellingHost : public FakeHostAccess {
+public:
+    void systemLog(int priority, const std::string& text) override {
+        std::fprintf(stderr, "<%d>%s", priority, text.c_str());
+    }
+};
+
+std::string literally(const std::string& text) {
+    std::string expression;
+    for (const char c : text)
+        expression += std::strchr(".[]()", c) ? std::string("[") + c + "]" : std::string(1, c);
+    return expression;
+}
+
+class UnmadeDirectoryTest : public LoggerTest {
+protected:
+    // A file stands where a directory of the logs should be made.
+    void standInTheWay(const std::string& agent, const std::string& debug) {
+        vokSetHostAccess(std::make_unique<TellingHost>());
+        telling = static_cast<TellingHost*>(&vokHostAccess());
+        telling->root.writeFile("/scratch", "a file");
+        telling->root.writeFile(
+            "/etc/config/mev/vok/vok.conf",
+            R"({"VOKLogLocation": ")" + agent + R"(", "DebugLogLocation": ")" + debug + R"("})");
+    }
+    TellingHost* telling = nullptr;
+};
+
+TEST_F(UnmadeDirectoryTest, OfTheAgentLogEndsTheProcess) {
+    standInTheWay("/scratch/log/vok.log", "/scratch/log/debug.log");
+    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
+                literally("<3>Failed to create directory path for VOK log file [" + telling->root.path() +
+                          "/scratch/log/vok.log]: 20 - Not a directory"));
+}
+
+TEST_F(UnmadeDirectoryTest, OfTheDebugLogEndsTheProcess) {
+    standInTheWay("syslog", "/scratch/log/debug.log");
+    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(245),
+                literally("<3>Failed to create directory path for VOK debug log file [" +
+                          telling->root.path() + "/scratch/log/debug.log]: 20 - Not a directory"));
+}
+
+TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
+    configure("Info", false, "syslog.d/vok.log", "asyslog");
+    Logger::getInstance()->info("i", "M", 1);
+    EXPECT_EQ(host.root.readFile("/syslog.d/vok.log"), "Nov 5 08:38:22 [INFO]   001 M: i\n");
+}
+
+TEST_F(LoggerTest, ADiskThatWasFullForAWhileDoesNotSilenceTheLog) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit full{100, limit.rlim_max};
+    ::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    for (int i = 0; i < 1000; ++i) logger->info(std::string(100, 'x'), "M", 1);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    logger->info("first behind it", "M", 2);
+    EXPECT_THAT(agentLog(), EndsWith("[INFO]   002 M: first behind it\n"));
+}
+
+TEST_F(LoggerTest, AnOldDebugLogIsLinkedAlsoWithoutDebugLogging) {
+    configure("Info", false);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/debug.log", "of yesterday\n");
+    Logger::getInstance();
+    EXPECT_EQ(linkTarget("debug.log"), host.root.path() + "/scratch/log/debug.log");
+}
+
+TEST_F(LoggerTest, ALogThatCanNotBeOpenedIsToldAndTheAgentGoesOn) {
+    configure("Info", true);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/vok.log/inside", "");
+    host.root.writeFile("/scratch/log/debug.log/inside", "");
+    Logger::getInstance()->error("e", "M", 1);
+    ASSERT_GE(host.systemLogLines.size(), 2U);
+    EXPECT_EQ(host.systemLogLines[0].first, LOG_ERR);
+    EXPECT_EQ(host.systemLogLines[0].second, "Error opening VOK log file [" + host.root.path() +
+                                                 "/scratch/log/vok.log]: 21 - Is a directory");
+    EXPECT_EQ(host.systemLogLines[1].second, "Error opening the VOK debug log file[" + host.root.path() +
+                                                 "/scratch/log/debug.log]: 21 - Is a directory");
+}
+
+TEST_F(LoggerTest, APipeInTheLogsPlaceDoesNotHoldTheAgent) {
+    configure("Info", false);
+    host.root.writeFile("/scratch/log/other", "");
+    ASSERT_EQ(::mkfifo((host.root.path() + "/scratch/log/vok.log").c_str(), 0600), 0);
+    Logger::getInstance()->error("e", "M", 1);
+    ASSERT_FALSE(host.systemLogLines.empty());
+    EXPECT_THAT(host.systemLogLines[0].second, StartsWith("Error opening VOK log file ["));
+}
+
+TEST_F(LoggerTest, LinesOfManyThreadsStayWhole) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([logger, i] {
+            for (int j = 0; j < 200; ++j) logger->info(std::string(50, static_cast<char>('a' + i)), "M", 1);
+        });
+    for (auto& thread : threads) thread.join();
+    std::istringstream log(agentLog());
+    int lines = 0;
+    for (std::string line; std::getline(log, line); ++lines) {
+        ASSERT_EQ(line.size(), std::string("Nov 5 08:38:22 [INFO]   001 M: ").size() + 50) << line;
+        ASSERT_EQ(line.substr(line.size() - 50), std::string(50, line.back()));
+    }
+    EXPECT_EQ(lines, 1600);
+}
+
+TEST_F(LoggerTest, AMessageIsCutAt4095Bytes) {
+    configure("Info", false);
+    const std::string text(5000, 'x');
+    VOK_LOG_INFO("M", "%s", text.c_str());
+    EXPECT_THAT(agentLog(), EndsWith(" M: " + std::string(4095, 'x') + "\n"));
+}
+
+TEST_F(LoggerTest, AMessageThatWillNotPassIsNotFormatted) {
+    configure("Warning", false);
+    int formatted = 0;
+    const auto count = [&] { return ++formatted; };
+    VOK_LOG_INFO("M", "%d", count());
+    VOK_LOG_DEBUG("M", "%d", count());
+    EXPECT_EQ(formatted, 0);
+    VOK_LOG_WARNING("M", "%d", count());
+    VOK_LOG_ALWAYS("M", "%d", count());
+    EXPECT_EQ(formatted, 2);
+}
+
+// --- the size limit ---
+
+class LogLimitTest : public LoggerTest {
+protected:
+    void grow(const std::string& path, off_t size) {
+        ASSERT_EQ(::truncate((host.root.path() + path).c_str(), size), 0);
+    }
+    static constexpr char backup[] = "/scratch/log/mev/vok/backup_log/vok.log_2025_11_05_08_38_22";
+};
+
+TEST_F(LogLimitTest, ALogOfTheGreatestSizeIsLeftAlone) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    grow("/scratch/log/vok.log", 499999999);
+    logger->isFileExceeded("/scratch/log/vok.log");
+    EXPECT_FALSE(host.root.exists(backup));
+}
+
+TEST_F(LogLimitTest, ALogBeyondTheGreatestSizeIsBackedUpByteForByteAndStartedAnew) {
+    configure("Info", false);
+    makeLinkDirectory();
+    Logger* const logger = Logger::getInstance();
+    logger->info("first", "M", 1);
+    grow("/scratch/log/vok.log", 500000000);
+    logger->info("last", "M", 2);
+    logger->isFileExceeded("/scratch/log/vok.log");
+    logger->info("second", "M", 1);
+    EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [INFO]   001 M: second\n");
+    struct stat status {};
+    ASSERT_EQ(::stat((host.root.path() + backup).c_str(), &status), 0);
+    EXPECT_EQ(status.st_size, 500000000 + 36);
+    EXPECT_EQ(status.st_mode & 0077, 0U);
+    EXPECT_EQ(linkTarget("backup_log"), host.root.path() + "/scratch/log/mev/vok/backup_log");
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/mev/vok/backup_log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700U);
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/mev/vok/backup_log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700U);
+    std::ifstream copy(host.root.path() + backup);
+    std::string line;
+    std::getline(copy, line);
+    EXPECT_EQ(line, "Nov 5 08:38:22 [INFO]   001 M: first");
+    copy.seekg(500000000);
+    std::getline(copy, line);
+    EXPECT_EQ(line, "Nov 5 08:38:22 [INFO]   002 M: last");
+}
+
+TEST_F(LogLimitTest, ABackupThatCanNotBeWrittenLeavesTheLog) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    host.root.writeFile("/scratch/log/mev/vok/backup_log", "a file in the directory's place");
+    grow("/scratch/log/vok.log", 500000001);
+    logger->isFileExceeded("/scratch/log/vok.log");
+    logger->info("still written", "M", 1);
+    struct stat status {};
+    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/vok.log").c_str(), &status), 0);
+    EXPECT_GT(status.st_size, 500000001);
+    EXPECT_THAT(host.systemLogLines.back().second, HasSubstr("Failed to back up the log file"));
+}
+
+TEST_F(LogLimitTest, TheDebugLogIsBackedUpUnderWhatStandsBehindItsLastSlashOfEitherKind) {
+    configure("Info", true, "/scratch/log/vok.log", "/scratch/log\\\\debug.log");
+    Logger* const logger = Logger::getInstance();
+    logger->info("agent", "M", 1);
+    logger->debug("first", "M", 1);
+    grow("/scratch/log\\debug.log", 500000000);
+    logger->isFileExceeded("/scratch/log\\debug.log");
+    logger->debug("second", "M", 1);
+    EXPECT_EQ(startOf("/scratch/log\\debug.log"), "Nov 5 08:38:22 [DEBUG] 001 M: second\n");
+    EXPECT_THAT(agentLog(), EndsWith("agent\n"));
+    EXPECT_TRUE(host.root.exists("/scratch/log/mev/vok/backup_log/debug.log_2025_11_05_08_38_22"));
+}
+
+TEST_F(LogLimitTest, WhenBothLogsAreOneFileBothGoOnInTheNewOne) {
+    configure("Info", true, "/scratch/log/vok.log", "/scratch/log/vok.log");
+    Logger* const logger = Logger::getInstance();
+    // One byte more than may stand.
+    grow("/scratch/log/vok.log", 500000000);
+    logger->isFileExceeded("/scratch/log/vok.log");
+    logger->debug("d", "M", 1);
+    logger->info("i", "M", 2);
+    EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [DEBUG] 001 M: d\nNov 5 08:38:22 [INFO]   002 M: i\n");
+}
+
+TEST_F(LogLimitTest, AFileThatIsNotThereIsNotExceeded) {
+    configure("Info", false);
+    Logger::getInstance()->isFileExceeded("/no/such/file");
+    EXPECT_FALSE(host.root.exists("/scratch/log/mev"));
+}
+
+}  // namespace

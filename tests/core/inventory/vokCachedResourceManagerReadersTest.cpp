@@ -1,0 +1,198 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "core/inventory/SampleManager.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// --- readers ---
+
+TEST_F(CachedResourceManager, AReaderGetsTheCurrentInventory) {
+    SampleManager manager;
+    manager.cacheBuild();
+    std::vector<Json::Value> inventory(5);
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
+}
+
+TEST_F(CachedResourceManager, AReaderBeforeTheFirstBuildGetsAnEmptyCurrentInventory) {
+    SampleManager manager;
+    std::vector<Json::Value> inventory(5);
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+    EXPECT_THAT(inventory, IsEmpty());
+}
+
+TEST_F(CachedResourceManager, AReaderDuringAFirstBuildGetsAnEmptyPreviousInventory) {
+    SampleManager manager;
+    std::vector<Json::Value> inventory(5);
+    manager.onGather = [&] {
+        std::thread([&] { EXPECT_TRUE(manager.getInventoryJsonObject(inventory)); }).join();
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_THAT(inventory, IsEmpty());
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG TEST_RM: Cache build is in progress. Returning previous copy of inventory."));
+}
+
+TEST_F(CachedResourceManager, AReaderDuringALaterBuildGetsThePreviousInventoryAlthoughTheCacheIsReady) {
+    SampleManager manager;
+    manager.cacheBuild();
+    std::vector<Json::Value> inventory;
+    manager.onGather = [&] {
+        EXPECT_TRUE(manager.cacheReady);
+        std::thread([&] { EXPECT_TRUE(manager.getInventoryJsonObject(inventory)); }).join();
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(2));
+}
+
+TEST_F(CachedResourceManager, AReaderNeverWaitsForTheLock) {
+    SampleManager manager(otherTraits);
+    manager.cacheBuild();
+    manager.cacheBuild();
+    const std::lock_guard<std::mutex> lock(manager.mlock);
+    std::vector<Json::Value> inventory;
+    std::thread([&] { EXPECT_TRUE(manager.getInventoryJsonObject(inventory)); }).join();
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG OTHER_RM: Cache build is in progress. Returning previously saved inventory."));
+}
+
+TEST_F(CachedResourceManager, ReadersAndBuildsMayRunAtTheSameTime) {
+    SampleManager manager;
+    std::atomic<bool> done{false};
+    std::thread builder([&] {
+        for (int build = 0; build < 200; ++build) manager.cacheBuild();
+        done = true;
+    });
+    int last = 0;
+    do {
+        std::vector<Json::Value> inventory;
+        manager.getInventoryJsonObject(inventory);
+        if (inventory.empty()) continue;
+        ASSERT_EQ(inventory.size(), 1u);
+        EXPECT_GE(inventory[0].asInt(), last - 1);  // the previous one at most
+        last = inventory[0].asInt();
+        manager.isInventoryReady(0);
+    } while (!done);
+    builder.join();
+}
+
+TEST_F(CachedResourceManager, TheReservedReadersGiveNothing) {
+    SampleManager manager;
+    manager.cacheBuild();
+    std::vector<Json::Value> list(2);
+    Json::Value value(7);
+    EXPECT_EQ(manager.getInventoryJsonObject2(1, list), 0);
+    EXPECT_EQ(manager.getFileServiceJsonObject(list), 0);
+    EXPECT_EQ(manager.getTelemetryJsonObject(value), 0);
+    EXPECT_EQ(manager.getUtilizationJsonObject(value), 0);
+    EXPECT_EQ(list.size(), 2u);
+    EXPECT_EQ(value, Json::Value(7));
+}
+
+// --- readiness ---
+
+TEST_F(CachedResourceManager, OnlyTheLastPassAsksAColdManagerForAPush) {
+    for (const int pass : {0, 1, 7, 9}) {
+        SampleManager manager;
+        EXPECT_FALSE(manager.isInventoryReady(pass));
+        EXPECT_FALSE(manager.pushOnCacheBuild) << pass;
+    }
+    SampleManager manager;
+    EXPECT_FALSE(manager.isInventoryReady(8));
+    EXPECT_TRUE(manager.pushOnCacheBuild);
+    EXPECT_EQ(countLogged(host, "INFO TEST_RM: Test cache ready 0"), 5);
+}
+
+TEST_F(CachedResourceManager, TheLastPassAsksAReadyManagerForNothing) {
+    SampleManager manager;
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.isInventoryReady(8));
+    EXPECT_FALSE(manager.pushOnCacheBuild);
+    EXPECT_TRUE(hasLogged(host, "INFO TEST_RM: Test cache ready 1"));
+}
+
+TEST_F(CachedResourceManager, StaysReadyWhileItBuildsAnew) {
+    SampleManager manager;
+    manager.cacheBuild();
+    manager.onGather = [&] {
+        EXPECT_TRUE(manager.isInventoryReady(3));
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+}
+
+// Whoever asks in the last pass while the first build ends, either finds it ready or gets its push.
+TEST_F(CachedResourceManager, NoRequestForAPushIsLostAtTheEndOfTheFirstBuild) {
+    for (int round = 0; round < 300; ++round) {
+        SampleManager manager;
+        const long pushesBefore = countLogged(host, "DEBUG TEST_RM: testRM requesting cache push");
+        std::thread builder([&] { manager.cacheBuild(); });
+        const bool ready = manager.isInventoryReady(8);
+        builder.join();
+        EXPECT_FALSE(manager.pushOnCacheBuild);
+        const long pushes = countLogged(host, "DEBUG TEST_RM: testRM requesting cache push") - pushesBefore;
+        EXPECT_TRUE(ready || pushes == 1);
+        const std::lock_guard<std::mutex> lock(host.guard);
+        host.systemLogLines.clear();
+    }
+}
+
+TEST_F(CachedResourceManager, ABuildThatEndsWhileTheLastPassLooksIsReadyAndOwesNoPush) {
+    SampleManager manager;
+    host.onSystemLog = [&](const std::string&) { manager.cacheReady = true; };
+    EXPECT_TRUE(manager.isInventoryReady(8));
+    EXPECT_FALSE(manager.pushOnCacheBuild);
+}
+
+// --- the running test ---
+
+TEST_F(CachedResourceManager, RunsWithABuiltCache) {
+    SampleManager manager;
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.isRunning());
+    EXPECT_THAT(host.pauses, IsEmpty());
+}
+
+TEST_F(CachedResourceManager, DoesNotRunAfterThreePassesWithoutRecords) {
+    SampleManager manager;
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_THAT(host.pauses, ElementsAre(3000000u, 3000000u, 3000000u));
+    EXPECT_THAT(
+        loggedLines(host),
+        ElementsAre("WARNING TEST_RM: _cacheBuildInProgress = 0,TestInventory.size() =0,retryCount =1",
+                    "WARNING TEST_RM: _cacheBuildInProgress = 0,TestInventory.size() =0,retryCount =2",
+                    "WARNING TEST_RM: _cacheBuildInProgress = 0,TestInventory.size() =0,retryCount =3"));
+}
+
+TEST_F(CachedResourceManager, HasItsOwnPauseAndBlanksInTheRunningTest) {
+    SampleManager manager(otherTraits);
+    host.onPause = [&](unsigned long microseconds) {
+        EXPECT_EQ(microseconds, 5000000u);
+        EXPECT_TRUE(manager.mlock.try_lock());  // not kept from a build meanwhile
+        manager.mlock.unlock();
+        manager.cacheBuild();
+    };
+    EXPECT_TRUE(manager.isRunning());
+    EXPECT_EQ(host.pauses.size(), 1u);
+    EXPECT_TRUE(hasLogged(
+        host, "WARNING OTHER_RM: _cacheBuildInProgress = 0,OtherInventory.size() = 0,retryCount = 1"));
+}
+
+TEST_F(CachedResourceManager, MayRunWithoutRecords) {
+    SampleManager manager;
+    manager.runsEmpty = true;
+    EXPECT_TRUE(manager.isRunning());
+    EXPECT_THAT(host.pauses, IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,368 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <climits>
+#include <thread>
+
+#include "core/inventory/SampleManager.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// --- the loop ---
+
+TEST_F(CachedResourceManager, TheFirstBuildNeedsNoWaiting) {
+    SampleManager manager;
+    host.onTimedWait = [&](const timespec&) {
+        EXPECT_EQ(manager.builds, 1);
+        manager.stopSample = true;
+        return true;
+    };
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+    EXPECT_TRUE(hasLogged(host, "DEBUG TEST_RM: Entry startInventory"));
+    EXPECT_FALSE(hasLogged(host, "DEBUG TEST_RM: Attempting to refresh Cache."));
+}
+
+TEST_F(CachedResourceManager, BuildsAnewWhenTheRefreshIntervalHasPassed) {
+    SampleManager manager;
+    stopInWait(manager, 4);
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 4);
+    EXPECT_THAT(host.waitedSeconds, ElementsAre(60, 60, 60, 60));
+}
+
+TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalBuildsNothing) {
+    struct Manager : SampleManager {
+        long wakeInterval(long) override { return 10; }
+    } manager;
+    manager.secondsBetweenBuilds = 30;
+    std::vector<int> buildsAtWait;
+    host.onTimedWait = [&](const timespec&) {
+        buildsAtWait.push_back(manager.builds);
+        manager.stopSample = buildsAtWait.size() == 7;
+        return false;
+    };
+    manager.startInventory();
+    EXPECT_THAT(buildsAtWait, ElementsAre(1, 1, 1, 2, 2, 2, 3));
+}
+
+TEST_F(CachedResourceManager, ASignalAloneDecidesNothing) {
+    SampleManager manager;
+    host.onTimedWait = [&](const timespec& deadline) {
+        host.now.tv_sec = deadline.tv_sec;  // time enough has passed, but the wait has not timed out
+        manager.stopSample = ++waits == 5;
+        return true;
+    };
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+}
+
+TEST_F(CachedResourceManager, WaitsThirtySecondsWithoutAnInterval) {
+    SampleManager manager;
+    manager.secondsBetweenBuilds = 0;
+    stopInWait(manager, 1);
+    manager.startInventory();
+    EXPECT_THAT(host.waitedSeconds, ElementsAre(30));
+}
+
+TEST_F(CachedResourceManager, TakesItsIntervalFromTheConfiguration) {
+    host.root.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"LoggingLevel": "Info", "CacheRefreshInSeconds": {"EthernetDevices": "77"}})");
+    SampleManager manager;
+    manager.asksTheConfiguration = true;
+    stopInWait(manager, 1);
+    manager.startInventory();
+    EXPECT_THAT(host.waitedSeconds, ElementsAre(77));
+}
+
+TEST_F(CachedResourceManager, AModuleThatTheConfigurationDoesNotKnowWaitsThirtySeconds) {
+    SampleManager manager(otherTraits);
+    manager.asksTheConfiguration = true;
+    stopInWait(manager, 1);
+    manager.startInventory();
+    EXPECT_THAT(host.waitedSeconds, ElementsAre(30));
+}
+
+TEST_F(CachedResourceManager, TheGreatestIntervalNeitherOverflowsNorSpins) {
+    SampleManager manager;
+    manager.secondsBetweenBuilds = INT_MAX;
+    host.onTimedWait = [&](const timespec& deadline) {
+        EXPECT_GT(deadline.tv_sec, 1700000000);
+        manager.stopSample = true;
+        return true;
+    };
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+}
+
+TEST_F(CachedResourceManager, ARequestDuringABuildIsServedWithoutWaiting) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        if (manager.builds < 3) manager.requestRefresh();
+        return SampleManager::gathered::complete;
+    };
+    stopInWait(manager, 1);
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 3);
+}
+
+TEST_F(CachedResourceManager, ARequestWakesTheLoop) {
+    host.timedWaitsHold = true;
+    SampleManager manager;
+    std::thread thread([&] { manager.startInventory(); });
+    while (!manager.cacheReady) std::this_thread::yield();
+    manager.onGather = nullptr;
+    const auto buildsSoFar = [&] {
+        const std::lock_guard<std::mutex> lock(manager.mlock);
+        return manager.builds;
+    };
+    for (int wanted = 2; wanted < 50; ++wanted) {
+        manager.requestRefresh();
+        while (buildsSoFar() < wanted) std::this_thread::yield();
+    }
+    manager.stopResourceManagerJob();
+    thread.join();
+    EXPECT_EQ(manager.builds, 49);
+}
+
+TEST_F(CachedResourceManager, WorksBetweenItsWaitsWithNoLockHeldAndIsToldOfABuild) {
+    SampleManager manager;
+    manager.secondsBetweenBuilds = 20;
+    std::vector<std::pair<int, bool>> steps;
+    manager.onBetweenWaits = [&](bool buildWanted) {
+        steps.emplace_back(manager.builds, buildWanted);
+        EXPECT_TRUE(manager.mlock.try_lock());
+        manager.mlock.unlock();
+        manager.requestRefresh();  // takes the mutex of the wait
+        manager.refreshCache = false;
+    };
+    stopInWait(manager, 3);
+    manager.startInventory();
+    EXPECT_THAT(steps, ElementsAre(std::pair(0, true), std::pair(1, true), std::pair(2, true)));
+}
+
+TEST_F(CachedResourceManager, MayBuildBetweenTwoWaits) {
+    SampleManager manager;
+    manager.onBetweenWaits = [&](bool) {
+        if (manager.builds == 0) manager.cacheBuild();
+    };
+    stopInWait(manager, 1);
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 2);
+}
+
+TEST_F(CachedResourceManager, EnteredWithinThreeSecondsOfABuildReturnsAtOnce) {
+    SampleManager manager;
+    manager.cacheBuild();
+    for (const int elapsed : {0, 2, -5}) {
+        host.now.tv_sec = 1700000000 + elapsed;
+        manager.startInventory();
+    }
+    EXPECT_EQ(manager.builds, 1);
+    EXPECT_EQ(manager.loopsLeft, 0);
+    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: Attempting to refresh Cache."), 3);
+    EXPECT_EQ(
+        countLogged(host, "DEBUG TEST_RM: cache was recently refreshed. skipping the current refresh cycle"),
+        3);
+}
+
+TEST_F(CachedResourceManager, EnteredThreeSecondsAfterABuildRuns) {
+    SampleManager manager;
+    manager.cacheBuild();
+    host.now.tv_sec += 3;
+    stopInWait(manager, 1);
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 2);
+    EXPECT_TRUE(hasLogged(host, "DEBUG TEST_RM: Attempting to refresh Cache."));
+}
+
+TEST_F(CachedResourceManager, AFailingClockEndsTheThreadAndLeavesTheCache) {
+    SampleManager manager;
+    manager.onAfterBuild = [&] { host.failingClockReads = 1; };
+    manager.startInventory();
+    EXPECT_TRUE(hasLogged(host, "ERROR TEST_RM: Failed to get current time! (errno: 22)"));
+    EXPECT_EQ(manager.loopsLeft, 1);
+    std::vector<Json::Value> inventory;
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
+    manager.stopResourceManagerJob();  // the mutex of the wait is free
+}
+
+// --- the stop ---
+
+TEST_F(CachedResourceManager, StoppedBeforeItsStartBuildsNothing) {
+    SampleManager manager;
+    manager.stopResourceManagerJob();
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 0);
+    EXPECT_EQ(manager.loopsLeft, 1);
+    EXPECT_FALSE(manager.isInventoryReady(0));
+}
+
+TEST_F(CachedResourceManager, StoppedDuringABuildFinishesItAndWaitsNoMore) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        manager.stopResourceManagerJob();
+        manager.requestRefresh();
+        return SampleManager::gathered::complete;
+    };
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_TRUE(manager.cacheReady);
+}
+
+TEST_F(CachedResourceManager, AStopThatNoWaitSeesIsNotWaitedOut) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        manager.stopResourceManagerJob();
+        return SampleManager::gathered::complete;
+    };
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+}
+
+TEST_F(CachedResourceManager, AStopAtAnyMomentEndsTheThread) {
+    host.timedWaitsHold = true;
+    for (int round = 0; round < 200; ++round) {
+        SampleManager manager;
+        std::thread thread([&] { manager.startInventory(); });
+        if (round % 2) {
+            while (!manager.cacheReady) std::this_thread::yield();
+        }
+        manager.stopResourceManagerJob();
+        thread.join();
+        EXPECT_EQ(manager.loopsLeft, 1);
+    }
+}
+
+TEST_F(CachedResourceManager, TellsOfTheStopAtInfoLevel) {
+    SampleManager manager;
+    manager.stopResourceManagerJob();
+    EXPECT_THAT(loggedLines(host), ElementsAre("INFO TEST_RM: Resource manager stop called.",
+                                               "INFO TEST_RM: Signalled for stop."));
+}
+
+TEST_F(CachedResourceManager, TellsOfTheStopAtDebugLevelWhereThatIsSo) {
+    SampleManager manager(otherTraits);
+    manager.stopResourceManagerJob();
+    EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG OTHER_RM: Resource manager stop called.",
+                                               "DEBUG OTHER_RM: Signalled for stop."));
+}
+
+// --- the build ---
+
+TEST_F(CachedResourceManager, ABuildHoldsItsLockAndSaysSo) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        EXPECT_TRUE(manager._cacheBuildInProgress);
+        EXPECT_FALSE(manager.cacheReady);
+        EXPECT_EQ(manager.lastRefreshTime, 0);
+        std::thread([&] {
+            EXPECT_FALSE(manager.mlock.try_lock());
+            EXPECT_TRUE(manager.prevInventoryLock.try_lock());
+            manager.prevInventoryLock.unlock();
+        }).join();
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_FALSE(manager._cacheBuildInProgress);
+    EXPECT_TRUE(manager.cacheReady);
+    EXPECT_EQ(manager.lastRefreshTime, 1700000000);
+    EXPECT_TRUE(manager.mlock.try_lock());
+    manager.mlock.unlock();
+    EXPECT_THAT(loggedLines(host),
+                ElementsAre("DEBUG TEST_RM: Building test cache", "DEBUG TEST_RM: Exiting CacheBuild"));
+}
+
+TEST_F(CachedResourceManager, TheRefreshTimeIsTheEndOfTheBuild) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        vokHostAccess().pause(100000000);
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_EQ(manager.lastRefreshTime, 1700000100);
+}
+
+TEST_F(CachedResourceManager, ABuildStartsWithNoRecordsAndKeepsTheInventoryBefore) {
+    SampleManager manager;
+    manager.cacheBuild();
+    manager.onGather = [&] {
+        EXPECT_THAT(manager.records, ElementsAre(2));
+        EXPECT_THAT(numbersOf(manager.previousInventory), ElementsAre(1));
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_THAT(numbersOf(manager.currentInventory), ElementsAre(2));
+    EXPECT_THAT(numbersOf(manager.previousInventory), ElementsAre(1));
+}
+
+TEST_F(CachedResourceManager, ABuildThatFindsNothingIsReadyAndEmpty) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        manager.records.clear();
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    std::vector<Json::Value> inventory(3);
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
+    EXPECT_THAT(inventory, IsEmpty());
+    EXPECT_TRUE(manager.isInventoryReady(0));
+}
+
+TEST_F(CachedResourceManager, AnAbandonedBuildIsReadyWithoutARefreshTimeOrAPush) {
+    SampleManager manager;
+    manager.pushOnCacheBuild = true;
+    bool afterBuild = false;
+    manager.onAfterBuild = [&] { afterBuild = true; };
+    manager.onGather = [] { return SampleManager::gathered::abandoned; };
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.cacheReady);
+    EXPECT_FALSE(manager._cacheBuildInProgress);
+    EXPECT_EQ(manager.lastRefreshTime, 0);
+    EXPECT_THAT(manager.currentInventory, IsEmpty());
+    EXPECT_TRUE(manager.pushOnCacheBuild);
+    EXPECT_FALSE(afterBuild);
+    EXPECT_TRUE(manager.mlock.try_lock());
+    manager.mlock.unlock();
+    EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG TEST_RM: Building test cache"));
+}
+
+TEST_F(CachedResourceManager, AfterABuildNoLockIsHeld) {
+    SampleManager manager;
+    bool called = false;
+    manager.onAfterBuild = [&] {
+        called = true;
+        EXPECT_FALSE(manager.cacheReady);
+        EXPECT_EQ(manager.lastRefreshTime, 1700000000);
+        std::thread([&] {
+            EXPECT_TRUE(manager.mlock.try_lock());
+            manager.mlock.unlock();
+        }).join();
+    };
+    manager.cacheBuild();
+    EXPECT_TRUE(called);
+}
+
+TEST_F(CachedResourceManager, ABuildServesARequestForAPushOnce) {
+    SampleManager manager;
+    EXPECT_FALSE(manager.isInventoryReady(8));
+    manager.cacheBuild();
+    EXPECT_FALSE(manager.pushOnCacheBuild);
+    manager.cacheBuild();
+    EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: testRM requesting cache push"), 1);
+    EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Dropping inventory send request"), 1);
+}
+
+TEST_F(CachedResourceManager, ABuildThatNobodyWaitsForAsksForNoPush) {
+    SampleManager manager(otherTraits);
+    manager.cacheBuild();
+    EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG OTHER_RM: Building other cache"));
+}
+
+}  // namespace

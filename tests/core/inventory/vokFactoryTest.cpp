@@ -1,0 +1,29 @@
+#include "core/inventory/vokFactory.h"
+
+#include <gtest/gtest.h>
+
+#include "core/inventory/vokResourceManager.h"
+#include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
+
+namespace {
+
+TEST(Factory, GivesTheHostManagerItselfForId1) {
+    EXPECT_EQ(vokFactory().createInstance(1), HostResourceManager::getInstance());
+    EXPECT_EQ(vokFactory().createInstance(1), vokFactory().createInstance(1));
+}
+
+TEST(Factory, GivesTheEthernetManagerItselfForId3) {
+    EXPECT_EQ(vokFactory().createInstance(3), NICResourceManager::getInstance());
+}
+
+TEST(Factory, GivesNullForIdsThatThisBuildHasNoManagerFor) {
+    for (const int id : {0, 2}) EXPECT_EQ(vokFactory().createInstance(id), nullptr) << id;
+}
+
+TEST(Factory, GivesNullForReservedAndUnknownIds) {
+    for (const int id : {-1, 4, 5, 6, 7, 8, 100, 101, 102, 103, 104, 105, 2147483647})
+        EXPECT_EQ(vokFactory().createInstance(id), nullptr) << id;
+}
+
+}  // namespace

@@ -1,0 +1,246 @@
+#include "events/client/vokMsgInfra.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cstring>
+#include <thread>
+
+#include "events/EventsFixture.h"
+
+namespace {
+
+using ::testing::Each;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+
+constexpr char pipePath[] = "/var/run/some";
+
+class vokMsgInfraTest : public EventsFixture {
+protected:
+    vokOwnedDescriptor openPlace(int flags) {
+        return vokOwnedDescriptor(::open(place(pipePath).c_str(), flags));
+    }
+    mode_t modeOf(const char* path) {
+        struct stat status {};
+        EXPECT_EQ(::lstat(place(path).c_str(), &status), 0);
+        return status.st_mode;
+    }
+    int debugLines(const std::string& message) { return count(debugLog(), "DEBUG VOK_MSGINFRA", message); }
+};
+
+_VOK_MESSAGE_PACKET numbered() {
+    _VOK_MESSAGE_PACKET packet{};
+    std::memset(&packet, 0x5A, sizeof(packet));
+    packet.header.kind = 1;
+    packet.header.messageCode = 0x0102;
+    packet.header.size = 0x11223344;
+    packet.clientPID = -2;
+    packet.payload[0] = 'p';
+    return packet;
+}
+
+TEST(_VOK_MESSAGE_PACKET, EachFieldLiesAtItsOffsetInLittleEndianOrder) {
+    const _VOK_MESSAGE_PACKET packet = numbered();
+    unsigned char bytes[4096];
+    static_assert(sizeof(packet) == sizeof(bytes));
+    std::memcpy(bytes, &packet, sizeof(bytes));
+    EXPECT_EQ(bytes[0], 1);
+    EXPECT_EQ(bytes[3], 0x02);
+    EXPECT_EQ(bytes[4], 0x01);
+    EXPECT_EQ(bytes[5], 0x44);
+    EXPECT_EQ(bytes[8], 0x11);
+    EXPECT_EQ(bytes[9], 0xFE);
+    EXPECT_EQ(bytes[12], 0xFF);
+    EXPECT_EQ(bytes[17], 'p');
+    for (const int unused : {1, 2, 13, 14, 15, 16, 18, 4095}) EXPECT_EQ(bytes[unused], 0x5A) << unused;
+}
+
+TEST_F(vokMsgInfraTest, APipeIsMadeForItsOwnerAlone) {
+    ::umask(0);
+    EXPECT_TRUE(vokCreatePipe(pipePath));
+    EXPECT_TRUE(S_ISFIFO(modeOf(pipePath)));
+    EXPECT_EQ(modeOf(pipePath) & 07777, mode_t{0600});
+    EXPECT_EQ(debugLines("Creation of Pipe /var/run/some is successfull."), 1);
+}
+
+TEST_F(vokMsgInfraTest, APipeThatIsThereIsNotMadeAgain) {
+    EXPECT_TRUE(vokCreatePipe(pipePath));
+    EXPECT_FALSE(vokCreatePipe(pipePath));
+    EXPECT_EQ(debugLines("Creation of Pipe /var/run/some failed."), 1);
+    EXPECT_TRUE(S_ISFIFO(modeOf(pipePath)));
+}
+
+TEST_F(vokMsgInfraTest, APipeInADirectoryThatIsNotThereIsNotMade) {
+    EXPECT_FALSE(vokCreatePipe("/nowhere/pipe"));
+    EXPECT_EQ(debugLines("Creation of Pipe /nowhere/pipe failed."), 1);
+}
+
+TEST_F(vokMsgInfraTest, APacketArrivesAsItWasWritten) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    _VOK_MESSAGE_PACKET sent = numbered();
+    _VOK_MESSAGE_PACKET got{};
+    bool read = false;
+    // Opening for reading waits for the writer, and the writer's attempts for the reader.
+    host.onPause = [](unsigned long) { std::this_thread::sleep_for(std::chrono::milliseconds(1)); };
+    std::thread reader([&] { read = vokReadPipe(pipePath, &got); });
+    while (!vokWritePipe(pipePath, &sent)) {
+    }
+    reader.join();
+    EXPECT_TRUE(read);
+    EXPECT_EQ(std::memcmp(&sent, &got, sizeof(sent)), 0);
+    EXPECT_THAT(debugLog(), HasSubstr(" VOK_MSGINFRA: readFd = "));
+    EXPECT_THAT(debugLog(), HasSubstr(" VOK_MSGINFRA: writeFd = "));
+    EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/some"), 1);
+}
+
+TEST_F(vokMsgInfraTest, AShortPacketIsReadWithZerosBehindIt) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    std::thread writer([&] {
+        const vokOwnedDescriptor pipe = openPlace(O_WRONLY);
+        ASSERT_EQ(::write(pipe.get(), "\x09xx", 3), 3);
+    });
+    _VOK_MESSAGE_PACKET got = numbered();
+    EXPECT_TRUE(vokReadPipe(pipePath, &got));
+    writer.join();
+    EXPECT_EQ(got.header.kind, 9);
+    EXPECT_EQ(got.clientPID, 0);
+    EXPECT_THAT(std::string(got.payload, sizeof(got.payload)), Each('\0'));
+}
+
+TEST_F(vokMsgInfraTest, AWriterThatLeavesWithoutAWordIsNoPacket) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    std::thread writer([&] { openPlace(O_WRONLY); });
+    _VOK_MESSAGE_PACKET got{};
+    EXPECT_FALSE(vokReadPipe(pipePath, &got));
+    writer.join();
+}
+
+TEST_F(vokMsgInfraTest, APipeThatIsNotThereCanNeitherBeReadNorWritten) {
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokReadPipe(pipePath, &packet));
+    EXPECT_EQ(packet.header.kind, 1);
+    EXPECT_EQ(debugLines("readFd = -1.\n"), 1);
+    EXPECT_EQ(debugLines("vokReadPipe:Open of /var/run/some failed while reading."), 1);
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_EQ(debugLines("writeFd = -1.\n"), 1);
+    EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/some failed while writing."), 1);
+    EXPECT_THAT(host.pauses, SizeIs(0));
+}
+
+TEST_F(vokMsgInfraTest, AFileInAPipesPlaceIsNeitherReadNorWritten) {
+    host.root.writeFile(pipePath, "keep me");
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_FALSE(vokReadPipe(pipePath, &packet));
+    EXPECT_EQ(host.root.readFile(pipePath), "keep me");
+}
+
+TEST_F(vokMsgInfraTest, ALinkInAPipesPlaceIsNotFollowed) {
+    ASSERT_TRUE(vokCreatePipe("/var/run/other"));
+    const vokOwnedDescriptor other(::open(place("/var/run/other").c_str(), O_RDWR | O_NONBLOCK));
+    ASSERT_EQ(::symlink(place("/var/run/other").c_str(), place(pipePath).c_str()), 0);
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_FALSE(vokReadPipe(pipePath, &packet));
+    char byte = 0;
+    EXPECT_EQ(::read(other.get(), &byte, 1), -1);
+}
+
+TEST_F(vokMsgInfraTest, AReaderMayOpenItsPipeUpToTwoSecondsLate) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    vokOwnedDescriptor reader;
+    int pauses = 0;
+    host.onPause = [&](unsigned long) {
+        if (++pauses == 199) reader = openPlace(O_RDONLY | O_NONBLOCK);
+    };
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_TRUE(vokWritePipe(pipePath, &packet));
+    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));
+}
+
+TEST_F(vokMsgInfraTest, AReaderThatNeverComesIsGivenUp) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));
+    EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/some failed while writing."), 1);
+}
+
+TEST_F(vokMsgInfraTest, APipeThatNobodyEmptiesIsGivenUp) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    const vokOwnedDescriptor reader = openPlace(O_RDONLY | O_NONBLOCK);
+    const vokOwnedDescriptor writer = openPlace(O_WRONLY | O_NONBLOCK);
+    const char filling[4096] = {};
+    while (::write(writer.get(), filling, sizeof(filling)) > 0) {
+    }
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));
+    EXPECT_EQ(debugLines("-1 bytes written on pipe =/var/run/some"), 1);
+}
+
+TEST_F(vokMsgInfraTest, WaitsAreGivenUpAtOnceWhenTheServerStops) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    host.onPause = [](unsigned long) { vokAbandonPipeWaits(true); };
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_THAT(host.pauses, SizeIs(1));
+}
+
+TEST_F(vokMsgInfraTest, AReaderThatLeavesBeforeTheWriteEndsNothingButTheWrite) {
+    ASSERT_TRUE(vokCreatePipe(pipePath));
+    vokOwnedDescriptor reader = openPlace(O_RDONLY | O_NONBLOCK);
+    const vokOwnedDescriptor writer = openPlace(O_WRONLY | O_NONBLOCK);
+    const char filling[4096] = {};
+    while (::write(writer.get(), filling, sizeof(filling)) > 0) {
+    }
+    host.onPause = [&](unsigned long) { reader.reset(); };  // the next attempt meets a broken pipe
+    _VOK_MESSAGE_PACKET packet = numbered();
+    EXPECT_FALSE(vokWritePipe(pipePath, &packet));
+    EXPECT_THAT(host.pauses, SizeIs(1));
+    sigset_t signals;
+    ASSERT_EQ(::sigpending(&signals), 0);
+    EXPECT_EQ(::sigismember(&signals, SIGPIPE), 0);
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, nullptr, &signals), 0);
+    EXPECT_EQ(::sigismember(&signals, SIGPIPE), 0);
+}
+
+TEST_F(vokMsgInfraTest, AResponseIsZeroButForItsMarkItsSizeAndTheStatus) {
+    TestClient client(host, 4711);
+    client.makePipe();
+    sendResponseToClient(4711, 0x01020304);
+    std::string expected(4096, '\0');
+    expected[0] = 9;
+    expected[5] = 8;
+    expected[17] = 4;
+    expected[18] = 3;
+    expected[19] = 2;
+    expected[20] = 1;
+    EXPECT_EQ(client.answer(), expected);
+    EXPECT_EQ(debugLines("Writing to the response named pipe."), 1);
+    EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli4711"), 1);
+}
+
+TEST_F(vokMsgInfraTest, AProcessIdIsTakenAsItComesAlsoOneThatNoProcessHas) {
+    for (const int id : {0, -1}) {
+        TestClient client(host, id);
+        client.makePipe();
+        sendResponseToClient(id, 1);
+        EXPECT_EQ(client.status(), 1) << id;
+    }
+    EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli0"), 1);
+    EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli-1"), 1);
+}
+
+TEST_F(vokMsgInfraTest, TheGreatestAndTheLeastProcessIdAreWrittenInFull) {
+    sendResponseToClient(2147483647, 0);
+    sendResponseToClient(-2147483647 - 1, 0);
+    EXPECT_EQ(debugLines("Writing to the response named pipe."), 2);
+    EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/mevvokcli2147483647 failed while writing."), 1);
+    EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/mevvokcli-2147483648 failed while writing."), 1);
+    EXPECT_THAT(host.pauses, SizeIs(0));
+}
+
+}  // namespace

@@ -1,0 +1,315 @@
+#include "platform/access/vokHostAccess.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <limits>
+
+#include "platform/access/vokCommandStream.h"
+#include "platform/access/vokRootedHostAccess.h"
+#include "platform/access/vokShell.h"
+#include "platform/access/vokWait.h"
+#include "support/FakeHostAccess.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+std::string outputOf(IvokHostAccess& host, const std::string& command) {
+    FILE* stream = host.openCommand(command);
+    std::string output;
+    for (int c; (c = std::fgetc(stream)) != EOF;) output += static_cast<char>(c);
+    host.closeCommand(stream);
+    return output;
+}
+
+void makeStandIn(const TemporaryDirectory& root, const std::string& name, const std::string& script) {
+    root.writeFile("bin/" + name, "#!/bin/sh\n" + script);
+    ::chmod((root.path() + "/bin/" + name).c_str(), 0755);
+}
+
+TEST(KernelHostAccess, IsTheDefault) {
+    EXPECT_NE(dynamic_cast<vokKernelHostAccess*>(&vokHostAccess()), nullptr);
+    EXPECT_EQ(dynamic_cast<vokRootedHostAccess*>(&vokHostAccess()), nullptr);
+}
+
+TEST(KernelHostAccess, LeavesPathsAsTheyAre) {
+    vokKernelHostAccess host;
+    EXPECT_EQ(host.path("/dev/ipmi0"), "/dev/ipmi0");
+    EXPECT_EQ(host.commandPath("/opt/mev/vok/data/vok-mem.txt"), "/opt/mev/vok/data/vok-mem.txt");
+    EXPECT_EQ(host.commandPath("/a b'c"), "/a b'c");
+}
+
+TEST(KernelHostAccess, IoctlIsOneCallOnTheDescriptor) {
+    vokKernelHostAccess host;
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ASSERT_EQ(::write(ends[1], "abc", 3), 3);
+    int readable = 0;
+    EXPECT_EQ(host.ioctlDevice(ends[0], FIONREAD, &readable), 0);
+    EXPECT_EQ(readable, 3);
+    EXPECT_EQ(host.ioctlDevice(-1, FIONREAD, &readable), -1);
+    EXPECT_EQ(errno, EBADF);
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST(KernelHostAccess, WaitsForADeviceAlsoBeyondTheSizeOfASelectSet) {
+    vokKernelHostAccess host;
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ASSERT_EQ(::write(ends[1], "x", 1), 1);
+    EXPECT_EQ(host.waitForDevice(ends[0]), 1);
+    const int high = ::fcntl(ends[0], F_DUPFD, FD_SETSIZE + 5);
+    if (high >= 0) {  // the limit on descriptors may be lower
+        EXPECT_EQ(host.waitForDevice(high), 1);
+        ::close(high);
+    }
+    EXPECT_EQ(host.waitForDevice(-1), -1);
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST(KernelHostAccess, OpensDevicesSoThatCommandsDoNotInheritThem) {
+    vokKernelHostAccess host;
+    const int descriptor = host.openDevice("/dev/null", O_RDWR);
+    ASSERT_GE(descriptor, 0);
+    EXPECT_TRUE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
+    EXPECT_EQ(::fcntl(descriptor, F_GETFL) & O_ACCMODE, O_RDWR);
+    EXPECT_EQ(host.closeDevice(descriptor), 0);
+    EXPECT_EQ(host.openDevice("/dev/no-such-node", O_RDWR), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(KernelHostAccess, RunsCommands) {
+    vokKernelHostAccess host;
+    EXPECT_EQ(outputOf(host, "echo one; echo two"), "one\ntwo\n");
+    EXPECT_EQ(host.runCommand("exit 3"), 3 << 8);
+}
+
+// A shell sleeps without end in its own "wait" when it was started with the signal blocked.
+TEST(KernelHostAccess, ACommandCanWaitForItsOwnChildrenAlthoughThisThreadBlocksTheirSignal) {
+    vokKernelHostAccess host;
+    sigset_t childSignal;
+    sigemptyset(&childSignal);
+    sigaddset(&childSignal, SIGCHLD);
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &childSignal, nullptr), 0);
+    constexpr char command[] = "sleep 0.01 & wait; sed -n 's/^SigBlk:[^1-9a-f]*//p' /proc/self/status";
+    EXPECT_EQ(outputOf(host, command), "\n");
+    EXPECT_EQ(host.runCommand("sleep 0.01 & wait; exit 4"), 4 << 8);
+    sigset_t now;
+    ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, nullptr, &now), 0);
+    EXPECT_EQ(sigismember(&now, SIGCHLD), 1) << "the thread itself still blocks it";
+}
+
+TEST(KernelHostAccess, TellsSystemFacts) {
+    vokKernelHostAccess host;
+    utsname name{};
+    EXPECT_EQ(host.systemName(&name), 0);
+    EXPECT_STREQ(name.sysname, "Linux");
+    struct sysinfo information {};
+    EXPECT_EQ(host.systemInformation(&information), 0);
+    EXPECT_GT(information.uptime, 0);
+    ifaddrs* addresses = nullptr;
+    EXPECT_EQ(host.interfaceAddresses(&addresses), 0);
+    host.freeInterfaceAddresses(addresses);
+    timespec now{};
+    EXPECT_EQ(host.wallClock(&now), 0);
+    EXPECT_NEAR(static_cast<double>(now.tv_sec), static_cast<double>(::time(nullptr)), 1.0);
+}
+
+TEST(KernelHostAccess, PausesForTheWholeTime) {
+    vokKernelHostAccess host;
+    timespec before{};
+    timespec after{};
+    ASSERT_EQ(::clock_gettime(CLOCK_MONOTONIC, &before), 0);
+    host.pause(2000);
+    ASSERT_EQ(::clock_gettime(CLOCK_MONOTONIC, &after), 0);
+    EXPECT_GE((after.tv_sec - before.tv_sec) * 1000000LL + (after.tv_nsec - before.tv_nsec) / 1000, 2000);
+}
+
+TEST(KernelHostAccess, LoadsLibraries) {
+    vokKernelHostAccess host;
+    void* library = host.openLibrary("libm.so.6", RTLD_NOW);
+    ASSERT_NE(library, nullptr);
+    EXPECT_NE(host.librarySymbol(library, "cos"), nullptr);
+    EXPECT_EQ(host.librarySymbol(library, "no_such_symbol"), nullptr);
+    EXPECT_EQ(host.closeLibrary(library), 0);
+    EXPECT_EQ(host.openLibrary("libno-such.so", RTLD_NOW), nullptr);
+}
+
+TEST(KernelHostAccess, TimedWaitEndsAtADeadlineThatIsOver) {
+    vokKernelHostAccess host;
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    const timespec past{1, 0};
+    EXPECT_EQ(host.timedWait(condition.native_handle(), mutex.native_handle(), &past), ETIMEDOUT);
+}
+
+TEST(RootedHostAccess, PutsTheRootInFrontOfEveryPath) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path() + "/");
+    EXPECT_EQ(host.path("/dev/ipmi0"), root.path() + "/dev/ipmi0");
+    EXPECT_EQ(host.commandPath("/dev/ipmi0"), root.path() + "/dev/ipmi0");
+}
+
+TEST(RootedHostAccess, APathThatLacksItsFirstSlashNamesNoNeighbourOfTheRoot) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    EXPECT_EQ(host.path("vok.log"), root.path() + "/vok.log");
+}
+
+TEST(RootedHostAccess, ItsSystemLogLiesUnderTheRootForTheOwnerAlone) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    host.systemLog(LOG_ERR, "[ERROR]  001 M: first");
+    host.systemLog(LOG_WARNING, "100 % second");
+    host.systemLog(LOG_INFO, "third");
+    host.systemLog(LOG_DEBUG, "fourth");
+    EXPECT_EQ(
+        root.readFile("var/log/syslog.log"),
+        "vok err: [ERROR]  001 M: first\nvok warning: 100 % second\nvok info: third\nvok debug: fourth\n");
+    struct stat status {};
+    ASSERT_EQ(::stat((root.path() + "/var/log/syslog.log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST(RootedHostAccess, ItsSystemLogFollowsNoLink) {
+    TemporaryDirectory root;
+    root.writeFile("var/log/keep", "");
+    root.writeFile("target", "untouched");
+    ASSERT_EQ(::symlink("../../target", (root.path() + "/var/log/syslog.log").c_str()), 0);
+    vokRootedHostAccess(root.path()).systemLog(LOG_ERR, "text");
+    EXPECT_EQ(root.readFile("target"), "untouched");
+}
+
+TEST(RootedHostAccess, WorksWithBlanksAndQuotesInItsPath) {
+    TemporaryDirectory parent;
+    parent.writeFile("it's a \"ro`ot$HOME\\/opt/file", "hello\n");
+    vokRootedHostAccess host(parent.path() + "/it's a \"ro`ot$HOME\\");
+    EXPECT_EQ(outputOf(host, "cat " + host.commandPath("/opt/file")), "hello\n");
+    EXPECT_EQ(outputOf(host, "echo `cat " + vokBackquoted(host.commandPath("/opt/file")) + "`"), "hello\n");
+}
+
+TEST(RootedHostAccess, LooksForCommandsInItsOwnBinFirst) {
+    TemporaryDirectory root;
+    makeStandIn(root, "localcli", "echo stand-in \"$@\"\n");
+    makeStandIn(root, "grep", "echo own grep\n");
+    vokRootedHostAccess host(root.path());
+    EXPECT_EQ(outputOf(host, "localcli system version get"), "stand-in system version get\n");
+    EXPECT_EQ(outputOf(host, "echo x | grep x"), "own grep\n");
+    EXPECT_EQ(host.runCommand("localcli > /dev/null"), 0);
+}
+
+TEST(RootedHostAccess, NeverRunsTheMachinesOwnModuleAndNodeCommands) {
+    TemporaryDirectory root;
+    vokRootedHostAccess host(root.path());
+    EXPECT_NE(host.runCommand("modprobe --version > /dev/null 2>&1"), 0);
+    EXPECT_NE(host.runCommand("mknod --version > /dev/null 2>&1"), 0);
+    makeStandIn(root, "modprobe", "exit 0\n");
+    makeStandIn(root, "mknod", "exit 0\n");
+    EXPECT_EQ(host.runCommand("modprobe ipmi_si"), 0);
+    EXPECT_EQ(host.runCommand("mknod -m 0600 x c `echo 1 2` 0"), 0);
+}
+
+TEST(RootedHostAccess, LooksForLibrariesInItsOwnLibFirst) {
+    TemporaryDirectory root;
+    root.writeFile("lib/libm.so.6", "not a library");
+    vokRootedHostAccess host(root.path());
+    EXPECT_EQ(host.openLibrary("libm.so.6", RTLD_NOW), nullptr);
+    void* other = host.openLibrary("libdl.so.2", RTLD_NOW);
+    EXPECT_NE(other, nullptr);
+    host.closeLibrary(other);
+}
+
+TEST(OpenHostRoot, SaysWhyARootCanNotBeUsed) {
+    TemporaryDirectory root;
+    std::string error;
+    EXPECT_EQ(vokOpenHostRoot(root.path() + "/none", error), nullptr);
+    EXPECT_THAT(error, testing::HasSubstr("No such file"));
+    root.writeFile("file", "");
+    EXPECT_EQ(vokOpenHostRoot(root.path() + "/file", error), nullptr);
+    EXPECT_THAT(error, testing::HasSubstr("not a directory"));
+    root.writeFile("a:b/file", "");
+    EXPECT_EQ(vokOpenHostRoot(root.path() + "/a:b", error), nullptr);
+    EXPECT_THAT(error, testing::HasSubstr("colon"));
+    root.writeFile("broken/lib/libvok-hostaccess.so", "not a library");
+    EXPECT_EQ(vokOpenHostRoot(root.path() + "/broken", error), nullptr);
+    EXPECT_THAT(error, testing::HasSubstr("host-access module"));
+}
+
+TEST(OpenHostRoot, TakesAPlainDirectory) {
+    TemporaryDirectory root;
+    std::string error;
+    const auto host = vokOpenHostRoot(root.path(), error);
+    ASSERT_NE(host, nullptr);
+    EXPECT_EQ(host->path("/etc/x"), root.path() + "/etc/x");
+}
+
+TEST(ShellQuote, KeepsPlainWordsBare) {
+    EXPECT_EQ(vokShellQuote("/opt/mev/vok/data/vok-mem.txt"), "/opt/mev/vok/data/vok-mem.txt");
+    EXPECT_EQ(vokShellQuote(""), "''");
+    EXPECT_EQ(vokShellQuote("a b"), "'a b'");
+    EXPECT_EQ(vokShellQuote("it's"), "'it'\\''s'");
+    EXPECT_EQ(vokShellQuote("a;b"), "'a;b'");
+}
+
+TEST(WaitFor, TellsTimeOutSignalAndAFailingClock) {
+    auto& host = useFakeHost();
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::timedOut);
+    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{60});
+    host.onTimedWait = [](const timespec&) { return true; };
+    EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::signalled);
+    host.failingClockReads = 1;
+    EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::clockFailed);
+}
+
+TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
+    auto& host = useFakeHost();
+    time_t deadlineSeconds = 0;
+    host.onTimedWait = [&](const timespec& deadline) {
+        deadlineSeconds = deadline.tv_sec;
+        return true;
+    };
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    vokWaitFor(condition, lock, std::numeric_limits<long long>::max());
+    EXPECT_EQ(deadlineSeconds, std::numeric_limits<time_t>::max());
+}
+
+TEST(WaitFor, AnIntervalBelowZeroIsOver) {
+    auto& host = useFakeHost();
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    EXPECT_EQ(vokWaitFor(condition, lock, -5), vokWaitResult::timedOut);
+    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{0});
+}
+
+TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
+    auto& host = useFakeHost();
+    host.onCommand = [](const std::string&, int& status) {
+        status = 2 << 8;
+        return std::string("text");
+    };
+    vokCommandStream stream("anything");
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(stream.close(), 2 << 8);
+    EXPECT_EQ(stream.close(), -1);
+    host.commandsFailToStart = true;
+    EXPECT_FALSE(vokCommandStream("anything"));
+}
+
+}  // namespace

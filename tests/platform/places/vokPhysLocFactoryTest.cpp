@@ -1,0 +1,199 @@
+// Which interface is chosen, how its library is loaded, and what the mock answers.
+#include "platform/places/vokPhysLocFactory.h"
+
+#include <dlfcn.h>
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <thread>
+
+#include "platform/places/PhysLocFixture.h"
+#include "platform/places/vokLWNZPhysLocInterface.h"
+#include "platform/places/vokMockPhysLocInterface.h"
+#include "platform/places/vokTQPhysLocInterface.h"
+
+namespace {
+
+class PhysLocFactory : public PhysLocTest {
+protected:
+    vokPhysLocInterface* chosen() { return vokPhysLocFactory::getPhysLocInterface(); }
+};
+
+constexpr char mockForLibrary[] =
+    "WARNING PL_FACT: Physical location will be reported by VOK as FFFFFFFFFFFFFFFF for all FRUs.";
+
+TEST_F(PhysLocFactory, TheFirstFamilyGetsTheFirstInterface) {
+    startFirstPlatform();
+    EXPECT_EQ(chosen(), vokTQPhysLocInterface::getInstance());
+    EXPECT_EQ(chosen()->getPhysLocLibraryName(), "libvkloc0202.so");
+    ASSERT_EQ(host.openedLibraries.size(), 1u);
+    EXPECT_EQ(host.openedLibraries[0].first, "libvkloc0202.so");
+    EXPECT_EQ(host.openedLibraries[0].second, RTLD_LAZY | RTLD_GLOBAL);
+    EXPECT_TRUE(logged("DEBUG TQPL_INTF: Successfully loaded physical location library."));
+}
+
+TEST_F(PhysLocFactory, BothSecondFamiliesGetTheSecondInterface) {
+    startSecondPlatform();
+    EXPECT_EQ(chosen(), vokLWNZPhysLocInterface::getInstance());
+    EXPECT_EQ(chosen()->getPhysLocLibraryName(), "libvkloc0302.so");
+    EXPECT_TRUE(logged("DEBUG LWNZPL_INTF: Successfully loaded physical location library."));
+}
+
+TEST_F(PhysLocFactory, TheOtherSecondFamilyToo) {
+    startSecondPlatform(otherSecondFamily);
+    EXPECT_EQ(chosen(), vokLWNZPhysLocInterface::getInstance());
+}
+
+TEST_F(PhysLocFactory, AnyOtherFamilyGetsTheMockAndIsNamed) {
+    start(SmBiosTable().addSystem("Maker", "7711PID02020002").addSlot("Slot 1", "0000:3b:00.0").addEnd());
+    offer(firstLibrary);
+    EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
+    EXPECT_TRUE(
+        logged("WARNING PL_FACT: Unable to determine platform type [7711PID02020002]. Physical location will "
+               "be reported by VOK as FFFFFFFFFFFFFFFF for all FRUs."));
+    EXPECT_TRUE(host.openedLibraries.empty());
+}
+
+TEST_F(PhysLocFactory, AMachineWithoutFirmwareTablesGetsTheMock) {
+    EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
+    EXPECT_TRUE(
+        logged("WARNING PL_FACT: Unable to determine platform type []. Physical location will be reported by "
+               "VOK as FFFFFFFFFFFFFFFF for all FRUs."));
+}
+
+TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
+    startFirstPlatform();
+    host.libraries.clear();
+    EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
+    EXPECT_TRUE(logged(
+        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));
+    EXPECT_TRUE(logged(mockForLibrary));
+}
+
+TEST_F(PhysLocFactory, AnOldLoaderErrorIsNotToldAsTheReason) {
+    startFirstPlatform();
+    host.libraries.clear();
+    ASSERT_EQ(::dlopen("/no/such/library.so", RTLD_LAZY), nullptr);
+    chosen();
+    EXPECT_TRUE(logged(
+        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));
+}
+
+TEST_F(PhysLocFactory, ALibraryWithoutTheEncoderIsClosedAndGivesTheMockForAllUnits) {
+    startFirstPlatform();
+    host.libraries[firstLibrary].erase("physloc_encode");
+    EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
+    EXPECT_TRUE(logged("ERROR PL_INTF: Failed to find address of symbol [physloc_encode]: (no reason told)"));
+    EXPECT_TRUE(logged(mockForLibrary));
+    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(chosen()->getPhysLocForIOSlot("0000:3b:00.0"), unknownLocation);
+}
+
+TEST_F(PhysLocFactory, ALibraryWithoutTheInitializerToo) {
+    startSecondPlatform();
+    host.libraries[secondLibrary].erase("physloc_init_data");
+    EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
+    EXPECT_TRUE(
+        logged("ERROR PL_INTF: Failed to find address of symbol [physloc_init_data]: (no reason told)"));
+    EXPECT_EQ(host.openLibraries, 0);
+}
+
+TEST_F(PhysLocFactory, ALibraryThatFailedIsNotTriedAgain) {
+    startFirstPlatform();
+    host.libraries.clear();
+    chosen();
+    offer(firstLibrary);
+    EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
+    EXPECT_EQ(host.openedLibraries.size(), 1u);
+    EXPECT_EQ(countLogged(host, mockForLibrary), 1);
+}
+
+TEST_F(PhysLocFactory, FromManyThreadsItIsChosenOnce) {
+    startFirstPlatform();
+    std::atomic<int> others{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([this, &others] {
+            if (chosen()->getPhysLocForIOSlot("0000:3b:00.0") != "00000000000012AB") ++others;
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(others, 0);
+    EXPECT_EQ(host.openedLibraries.size(), 1u);
+}
+
+TEST_F(PhysLocFactory, TheFreeFunctionsGiveTheSameInstances) {
+    EXPECT_EQ(__vokTQPhysLocInterface__getInstance(), vokTQPhysLocInterface::getInstance());
+    EXPECT_EQ(__vokLWNZPhysLocInterface__getInstance(), vokLWNZPhysLocInterface::getInstance());
+    EXPECT_EQ(__vokMockPhysLocInterface__getInstance(), vokMockPhysLocInterface::getInstance());
+}
+
+TEST_F(PhysLocFactory, ALoadedLibraryIsNotLoadedAgain) {
+    offer(secondLibrary);
+    EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
+    EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
+    EXPECT_EQ(host.openedLibraries.size(), 1u);
+}
+
+TEST_F(PhysLocFactory, UnInitializeClosesOnceAndTheLibraryCanBeLoadedAgain) {
+    offer(firstLibrary);
+    vokTQPhysLocInterface& interface = *vokTQPhysLocInterface::getInstance();
+    interface.UnInitialize();
+    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_TRUE(interface.Initialize());
+    EXPECT_EQ(host.openLibraries, 1);
+    interface.UnInitialize();
+    interface.UnInitialize();
+    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_TRUE(interface.Initialize());
+    EXPECT_EQ(host.openLibraries, 1);
+}
+
+// The slot of a virtual operation, by the C++ ABI of both processors (Itanium C++ ABI, 2.3).
+template <typename Operation>
+std::size_t slotOf(Operation operation) {
+    std::size_t words[2];
+    static_assert(sizeof(words) == sizeof(operation), "an address or an offset, and an adjustment");
+    std::memcpy(words, &operation, sizeof(words));
+    EXPECT_EQ(words[0] % sizeof(void*), 1u) << "not virtual";
+    EXPECT_EQ(words[1], 0u);
+    return words[0] / sizeof(void*);
+}
+
+TEST(PhysLocInterface, HasItsOperationsInTheOrderOfTheirSlots) {
+    using I = vokPhysLocInterface;
+    EXPECT_EQ(slotOf(&I::Initialize), 0u);
+    EXPECT_EQ(slotOf(&I::UnInitialize), 1u);
+    EXPECT_EQ(slotOf(&I::getPCIeSlotForIOSlot), 2u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForIOSlot), 3u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForNetworkAdapter), 4u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForChassisDriveSlot), 5u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForExternalDrive), 6u);
+    EXPECT_EQ(slotOf(&I::getPhysLocForChassisStorageBackplane), 7u);
+    EXPECT_EQ(slotOf(&I::checkPCIDevicesLocatedInSameChassis), 8u);
+    EXPECT_EQ(slotOf(&I::checkIfPCICardIsOnBoard), 9u);
+    EXPECT_EQ(slotOf(&I::getChassisLocationForIOSlot), 10u);
+    // 11 and 12 are the destructor's.
+    EXPECT_EQ(slotOf(&I::getPhysLocLibraryName), 13u);
+    EXPECT_EQ(slotOf(&vokTQPhysLocInterface::physlocEncode), 14u);
+    EXPECT_EQ(slotOf(&vokLWNZPhysLocInterface::physlocEncode), 14u);
+}
+
+TEST(MockPhysLoc, KnowsNothing) {
+    vokMockPhysLocInterface& mock = *vokMockPhysLocInterface::getInstance();
+    EXPECT_TRUE(mock.Initialize());
+    mock.UnInitialize();
+    EXPECT_EQ(mock.getPhysLocLibraryName(), "Mock-PL library");
+    EXPECT_EQ(mock.getPCIeSlotForIOSlot("0000:3b:00.0"), "0");
+    EXPECT_EQ(mock.getPhysLocForIOSlot("0000:3b:00.0"), unknownLocation);
+    EXPECT_EQ(mock.getPhysLocForNetworkAdapter("0000:3b:00.0"), unknownLocation);
+    EXPECT_EQ(mock.getPhysLocForChassisDriveSlot("0000:3b:00.0", 1), unknownLocation);
+    EXPECT_EQ(mock.getPhysLocForExternalDrive("0000:3b:00.0"), unknownLocation);
+    EXPECT_EQ(mock.getPhysLocForChassisStorageBackplane("0000:3b:00.0", 1), unknownLocation);
+    EXPECT_EQ(mock.checkPCIDevicesLocatedInSameChassis("0000:3b:00.0", "0000:3b:00.0"), -3);
+    EXPECT_EQ(mock.checkIfPCICardIsOnBoard("0000:3b:00.0"), -4);
+    std::string location = "as it was";
+    EXPECT_EQ(mock.getChassisLocationForIOSlot("0000:3b:00.0", location), -4);
+    EXPECT_EQ(location, "as it was");
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+#include "platform/utils/platformCheck.h"
+
+#include <gtest/gtest.h>
+#include <syslog.h>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/firmware/smbios_vmw.h"
+#include "support/PlatformTables.h"
+
+namespace {
+
+using SystemLogLines = std::vector<std::pair<int, std::string>>;
+
+FakeHostAccess& hostWithTable(const SmBiosTable& table) {
+    auto& host = useFakeHost();
+    host.root.writeFile(SmBiosTable::deviceFile, table.contents());
+    return host;
+}
+
+bool isTableOpen() {
+    void* records = nullptr;
+    const bool open = getSmbiosRecordsByType(smbiosSystemInfoType, &records) == 0;
+    std::free(records);
+    return open;
+}
+
+}  // namespace
+
+TEST(PlatformCheck, KnowsThePathsWithoutATableAndTheOneOfTheStartHasNoSeparatorAtItsEnd) {
+    useFakeHost();
+    EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
+    EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
+}
+
+TEST(PlatformCheck, CardManufacturerIsThatOfTheFirstSystemRecord) {
+    auto& host = hostWithTable(tableOf("7711PID02020001").addSystem("Another", "7711PID02020001"));
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
+    EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
+    EXPECT_TRUE(host.systemLogLines.empty());
+}
+
+TEST(PlatformCheck, ATableThatCanNotBeOpenedIsToldToTheSystemLogOnce) {
+    auto& host = useFakeHost();
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "");
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "");
+    EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
+    const SystemLogLines expected{
+        {LOG_INFO, "Error starting SMBIOS table, Error : 2 , Reason : No such file or directory"}};
+    EXPECT_EQ(host.systemLogLines, expected);
+}
+
+TEST(PlatformCheck, ATableWithoutASystemRecordIsToldToTheSystemLogOnce) {
+    SmBiosTable table;
+    auto& host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
+    EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "");
+    const SystemLogLines expected{{LOG_WARNING, "Unable to fetch smbios type 1 record"}};
+    EXPECT_EQ(host.systemLogLines, expected);
+}
+
+TEST(PlatformCheck, SetDirectoryPathFillsAllThreeAgain) {
+    auto& host = useFakeHost();
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "");
+    host.root.writeFile(SmBiosTable::deviceFile, tableOf("7711PID02020001").contents());
+    platformCheck::setDirectoryPath();
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
+    EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
+}
+
+TEST(PlatformCheck, LeavesTheTableOpenForTheAgentWhichGivesItBack) {
+    auto& host = hostWithTable(tableOf("7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
+    platformCheck::setDirectoryPath();
+    EXPECT_TRUE(isTableOpen());
+    std::filesystem::remove(host.path(SmBiosTable::deviceFile));
+    vokUtils::initializeSMBIOS();
+    vokUtils::initGeoIDMap();
+    EXPECT_EQ(vokUtils::getGeoIDStr("0000:3b:00.0"), "r001u05p2i03");
+    EXPECT_FALSE(isTableOpen());
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
+    EXPECT_FALSE(isTableOpen());
+}
+
+TEST(PlatformCheck, MayBeAskedFirstWhenTheAgentHasGivenTheTableBack) {
+    hostWithPlatform(tableOf("7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
+    ASSERT_FALSE(isTableOpen());
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
+    SmBiosDeinit();
+    EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
+}
+
+TEST(PlatformCheck, IsFilledOnceByManyThreadsThatAskFirst) {
+    auto& host = useFakeHost();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([] {
+            EXPECT_EQ(platformCheck::getCardManufacturer(), "");
+            EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(host.systemLogLines.size(), 1u);
+}

@@ -1,0 +1,466 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/utils/vokUtils.h"
+#include "support/FakeHostAccess.h"
+#include "support/LoggedLines.h"
+
+namespace {
+
+using Ids = std::pair<std::string, std::string>;
+
+// What one command gives when the host prints `printed`.
+std::string collected(const std::string& printed) {
+    auto& host = useFakeHost();
+    host.commandOutput["ask"] = printed;
+    return vokUtils::executeEsxiCommandAndFetchOutput("ask");
+}
+
+std::string trimmed(std::string in) {
+    std::string out = "left over";
+    vokUtils::trimLeadingTrailingSpaces(in, out);
+    return out;
+}
+
+std::string deviceCommand(const std::string& address) {
+    return "cat /opt/mev/vok/data/vok_hwlist.txt | awk '/" + address +
+           "/,/^$/' | grep -w 'Vendor ID:\\|Device ID:'";
+}
+
+std::string subsystemCommand(const std::string& address) {
+    return "cat /opt/mev/vok/data/vok_hwlist.txt | awk '/" + address +
+           "/,/^$/' | grep -w 'SubVendor ID:\\|SubDevice ID:'";
+}
+
+const std::string adapterCommand = "localcli storage core adapter list | grep -i 'vmhba2'";
+
+}  // namespace
+
+// --- running a command ---
+
+TEST(ExecuteEsxiCommand, EachLineIsTrimmedAndLedByATab) {
+    EXPECT_EQ(collected("a\n  b  \n"), "\ta\tb");
+}
+
+TEST(ExecuteEsxiCommand, ACommandThatPrintsNothingGivesTheEmptyText) {
+    EXPECT_EQ(collected(""), "");
+}
+
+TEST(ExecuteEsxiCommand, ALastLineWithoutANewlineCounts) {
+    EXPECT_EQ(collected("a\nb"), "\ta\tb");
+}
+
+TEST(ExecuteEsxiCommand, ALineOfBlanksIsALoneTab) {
+    EXPECT_EQ(collected("a\n   \nb\n"), "\ta\t\tb");
+}
+
+TEST(ExecuteEsxiCommand, AnEmptyLineKeepsItsNewlineBecauseALoneCharacterIsNotTrimmed) {
+    EXPECT_EQ(collected("a\n\nb\n"), "\ta\t\n\tb");
+}
+
+TEST(ExecuteEsxiCommand, ALeadingTabOfALineStaysBehindTheTabThatLeads) {
+    EXPECT_EQ(collected("\tindented\n"), "\t\tindented");
+}
+
+TEST(ExecuteEsxiCommand, CarriageReturnsAtTheEndOfALineGo) {
+    EXPECT_EQ(collected("a\r\nb\r\n"), "\ta\tb");
+}
+
+TEST(ExecuteEsxiCommand, ALineOf510CharactersIsOnePiece) {
+    const std::string line(510, 'x');
+    EXPECT_EQ(collected(line + "\nnext\n"), "\t" + line + "\tnext");
+}
+
+TEST(ExecuteEsxiCommand, OfALineOf511CharactersTheNewlineAloneIsTheSecondPiece) {
+    const std::string line(511, 'x');
+    EXPECT_EQ(collected(line + "\nnext\n"), "\t" + line + "\t\n\tnext");
+}
+
+TEST(ExecuteEsxiCommand, ALineOfMoreThan511CharactersComesAsTwoPieces) {
+    EXPECT_EQ(collected(std::string(511, 'x') + "yz\n"), "\t" + std::string(511, 'x') + "\tyz");
+}
+
+TEST(ExecuteEsxiCommand, BlanksAtTheSeamOfTwoPiecesAreLost) {
+    EXPECT_EQ(collected(std::string(510, 'x') + "  yz\n"), "\t" + std::string(510, 'x') + "\tyz");
+}
+
+TEST(ExecuteEsxiCommand, ALineEndsAtANulByte) {
+    EXPECT_EQ(collected(std::string("ab\0cd\nef\n", 9)), "\tab\tef");
+    EXPECT_EQ(collected(std::string("\0cd\nef\n", 7)), "\t\tef");
+}
+
+TEST(ExecuteEsxiCommand, TheExitStatusIsNotLookedAt) {
+    auto& host = useFakeHost();
+    host.onCommand = [](const std::string&, int& status) {
+        status = 1 << 8;
+        return std::string("still parsed\n");
+    };
+    EXPECT_EQ(vokUtils::executeEsxiCommandAndFetchOutput("anything"), "\tstill parsed");
+}
+
+TEST(ExecuteEsxiCommand, LogsTheCommandAndRunsItAsItIs) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    vokUtils::executeEsxiCommandAndFetchOutput("localcli storage san fc list");
+    EXPECT_EQ(host.commands, std::vector<std::string>{"localcli storage san fc list"});
+    EXPECT_THAT(loggedLines(host),
+                testing::ElementsAre("DEBUG VOK_UTILS: command =localcli storage san fc list"));
+}
+
+TEST(ExecuteEsxiCommand, ACommandThatCanNotBeStartedIsAnErrorAndGivesTheEmptyText) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    host.commandsFailToStart = true;
+    EXPECT_EQ(vokUtils::executeEsxiCommandAndFetchOutput("ask"), "");
+    EXPECT_TRUE(hasLogged(host,
+                          "ERROR VOK_UTILS: Error(Resource temporarily unavailable) occurred while executing "
+                          "command : ask"));
+}
+
+TEST(ExecuteEsxiCommand, ACommandThatRunsWildIsCutWithAWarning) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    std::string wild;
+    for (int i = 0; i < 17 * 1024 * 1024 / 512; ++i) wild += std::string(511, 'x') + "\n";
+    host.commandOutput["ask"] = wild;
+    const std::string output = vokUtils::executeEsxiCommandAndFetchOutput("ask");
+    EXPECT_LE(output.size(), 16u * 1024 * 1024);
+    EXPECT_GT(output.size(), 16u * 1024 * 1024 - 1024);
+    EXPECT_THAT(loggedLines(host).back(), testing::MatchesRegex("WARNING VOK_UTILS: Output is cut at .*"));
+}
+
+// --- trimming ---
+
+TEST(TrimSpaces, AnyWhiteSpaceGoesAtTheEndAndOnlyBlanksAtTheFront) {
+    EXPECT_EQ(trimmed("  a b \t\r\n\v\f"), "a b");
+    EXPECT_EQ(trimmed("\t a"), "\t a");
+    EXPECT_EQ(trimmed(" \t a"), "\t a");
+    EXPECT_EQ(trimmed("plain"), "plain");
+}
+
+TEST(TrimSpaces, ChangesTheCallersCopyAtItsEndOnly) {
+    std::string in = "  text \n";
+    std::string out;
+    vokUtils::trimLeadingTrailingSpaces(in, out);
+    EXPECT_EQ(in, "  text");
+    EXPECT_EQ(out, "text");
+}
+
+TEST(TrimSpaces, AnEmptyTextClearsTheResultToo) {
+    EXPECT_EQ(trimmed(""), "");
+}
+
+TEST(TrimSpaces, BlanksAloneGiveTheEmptyText) {
+    EXPECT_EQ(trimmed(" "), "");
+    EXPECT_EQ(trimmed("    "), "");
+    EXPECT_EQ(trimmed(" \n"), "");
+}
+
+TEST(TrimSpaces, ALoneWhiteSpaceCharacterOtherThanABlankSurvives) {
+    EXPECT_EQ(trimmed("\n"), "\n");
+    EXPECT_EQ(trimmed("\t"), "\t");
+    EXPECT_EQ(trimmed("\t\n"), "\t");
+    EXPECT_EQ(trimmed("\n\n\n"), "\n");
+}
+
+TEST(TrimSpaces, BytesBeyondAsciiAreNoWhiteSpace) {
+    EXPECT_EQ(trimmed(" \xC2\xA0\xFF "), "\xC2\xA0\xFF");
+}
+
+// --- values by expression ---
+
+TEST(ValueByRegex, SkipsTheColonAndOneBlank) {
+    useFakeHost();
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tVendor ID: 0x8086\tDevice ID: 0x1528",
+                                                    "\tVendor ID: 0x[A-Za-z0-9]{4}"),
+              "0x8086");
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("Time: 08:38:22", "Time: .*"), "08:38:22");
+}
+
+TEST(ValueByRegex, WhateverStandsBehindTheColonIsSkippedAsTheBlankWouldBe) {
+    useFakeHost();
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key:value", "key:value"), "alue");
+}
+
+TEST(ValueByRegex, TakesTheFirstOfSeveralMatches) {
+    useFakeHost();
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tLink: Up\tLink: Down", "\tLink: [A-Za-z]+"), "Up");
+}
+
+TEST(ValueByRegex, ExpressionsAreExtendedAndMindTheCase) {
+    useFakeHost();
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("k: ab", "k: (ab|cd)+"), "ab");
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("K: ab", "k: ab"), "");
+}
+
+TEST(ValueByRegex, NoMatchIsADebugLineAndTheEmptyText) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tDevice ID: 0x1528", "\tVendor ID: .*"), "");
+    EXPECT_THAT(loggedLines(host),
+                testing::ElementsAre("DEBUG VOK_UTILS: Error detecting valueType : No match"));
+}
+
+TEST(ValueByRegex, ABrokenExpressionIsAWarningAndTheEmptyText) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("text", "[a-"), "");
+    const auto lines = loggedLines(host);
+    ASSERT_EQ(lines.size(), 1u);
+    // REG_EBRACK is 7; its sentence is the C library's.
+    EXPECT_THAT(lines[0], testing::StartsWith(
+                              "WARNING VOK_UTILS: Error Compiling Regex, Return Value: 7, Error Info: Unm"));
+}
+
+TEST(ValueByRegex, AnEmptyMatchIsAWarningAndTheEmptyText) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("abc", "x*"), "");
+    EXPECT_THAT(
+        loggedLines(host),
+        testing::ElementsAre("WARNING VOK_UTILS: Issue in identifying details from localcli output : abc"));
+}
+
+TEST(ValueByRegex, AMatchWithoutAColonOrWithoutABlankBehindItHasNoValue) {
+    useFakeHost();
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("abc", "abc"), "");
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key:", "key:"), "");
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key: ", "key: "), "");
+}
+
+TEST(ValueByRegex, TextOfAnySizeIsSearched) {
+    useFakeHost();
+    const std::string large(4 * 1024 * 1024, 'x');
+    EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli(large + "\tID: 0x12", "\tID: 0x[0-9]{2}"), "0x12");
+}
+
+// --- PCI ids ---
+
+TEST(PciIds, DeviceCommandAndValues) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x14e4\n   Device ID: 0x16d7\n";
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
+    EXPECT_EQ(host.commands, std::vector<std::string>{deviceCommand("0000:05:00.0")});
+    EXPECT_EQ(loggedLines(host).back(), "DEBUG VOK_UTILS: vendorId = 0x14e4, deviceId = 0x16d7");
+}
+
+TEST(PciIds, SubsystemCommandAndValues) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    host.commandOutput[subsystemCommand("0000:af:1f.7")] =
+        "   SubVendor ID: 0x1590\n   SubDevice ID: 0x00FF\n";
+    EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:af:1f.7"), Ids("0x1590", "0x00FF"));
+    EXPECT_EQ(host.commands, std::vector<std::string>{subsystemCommand("0000:af:1f.7")});
+    EXPECT_EQ(loggedLines(host).back(), "DEBUG VOK_UTILS: subVendorId = 0x1590, subDeviceId = 0x00FF");
+}
+
+TEST(PciIds, AnAddressThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
+    EXPECT_THAT(loggedLines(host),
+                testing::ElementsAre("DEBUG VOK_UTILS: command =" + deviceCommand("0000:05:00.0"),
+                                     "DEBUG VOK_UTILS: Error detecting valueType : No match",
+                                     "DEBUG VOK_UTILS: Error detecting valueType : No match",
+                                     "DEBUG VOK_UTILS: Cound not fetch vendorId for 0000:05:00.0",
+                                     "DEBUG VOK_UTILS: Cound not fetch deviceId for 0000:05:00.0",
+                                     "DEBUG VOK_UTILS: vendorId = , deviceId = "));
+}
+
+TEST(PciIds, ASubsystemThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("", ""));
+    EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch subVendorId for 0000:05:00.0"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch subDeviceId for 0000:05:00.0"));
+    EXPECT_EQ(loggedLines(host).back(), "DEBUG VOK_UTILS: subVendorId = , subDeviceId = ");
+}
+
+TEST(PciIds, OneOfTheTwoMayBeMissing) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Device ID: 0x16d7\n";
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", "0x16d7"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch vendorId for 0000:05:00.0"));
+    EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch deviceId for 0000:05:00.0"));
+}
+
+TEST(PciIds, AnIdOfAnotherWidthThanFourDigitsDoesNotMatch) {
+    auto& host = useFakeHost();
+    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x4e4\n   Device ID: 5846\n";
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
+}
+
+TEST(PciIds, AKeyCountsOnlyAtTheStartOfItsLine) {
+    auto& host = useFakeHost();
+    host.commandOutput[deviceCommand("0000:05:00.0")] =
+        "   Old Vendor ID: 0x1111\n   Old Device ID: 0x2222\n   Vendor ID: 0x14e4\n   Device ID: 0x16d7\n";
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
+    host.commandOutput[subsystemCommand("0000:05:00.0")] =
+        "   A SubVendor ID: 0x1111\n   A SubDevice ID: 0x2222\n   SubVendor ID: 0x1590\n   SubDevice ID: "
+        "0x00ff\n";
+    EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("0x1590", "0x00ff"));
+}
+
+TEST(PciIds, OfALongerIdTheFirstFourDigitsAreTaken) {
+    auto& host = useFakeHost();
+    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x14e4ff\n   Device ID: 0x16d7\n";
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
+}
+
+TEST(PciIds, WhatIsNoAddressNeverEntersACommand) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    EXPECT_EQ(vokUtils::get_vendor_device("0/' ; reboot"), Ids("", ""));
+    EXPECT_EQ(vokUtils::get_subvendor_subdevice(""), Ids("", ""));
+    EXPECT_TRUE(host.commands.empty());
+    EXPECT_THAT(loggedLines(host),
+                testing::ElementsAre("WARNING VOK_UTILS: Not a PCI address, not looked up : 0/' ; reboot",
+                                     "DEBUG VOK_UTILS: Cound not fetch vendorId for 0/' ; reboot",
+                                     "DEBUG VOK_UTILS: Cound not fetch deviceId for 0/' ; reboot",
+                                     "DEBUG VOK_UTILS: vendorId = , deviceId = ",
+                                     "WARNING VOK_UTILS: Not a PCI address, not looked up : ",
+                                     "DEBUG VOK_UTILS: Cound not fetch subVendorId for ",
+                                     "DEBUG VOK_UTILS: Cound not fetch subDeviceId for ",
+                                     "DEBUG VOK_UTILS: subVendorId = , subDeviceId = "));
+}
+
+TEST(PciAddress, IsMadeOfHexDigitsColonsAndADotWithFourDigitsOrMoreInTheSegment) {
+    for (const char* address :
+         {"0000:05:00.0", "ffff:ff:1f.f", "ABCD:EF:01.7", "10000:e1:00.0", "1234abcd:05:00.0"})
+        EXPECT_TRUE(vokUtils::isPCIAddress(address)) << address;
+    for (const char* other : {"",
+                              "0000:05:00.",
+                              "0000:05:00.00",
+                              "000:05:00.0",
+                              "00000:05:00.0",
+                              "0000:05:00:0",
+                              "0000.05:00.0",
+                              "0000-05:00.0",
+                              "+000:05:00.0",
+                              " 000:05:00.0",
+                              "0000: 5:00.0",
+                              "0000:05:00.g",
+                              "0x00:05:00.0",
+                              "NotAvailable",
+                              "0000:05:00.0 ",
+                              "0000:05:00.\n",
+                              "10000:05:00.00",
+                              "10000:05:0.0",
+                              "123456789:05:00.0",
+                              ":05:00.0",
+                              "0000",
+                              "1000:0:05:00.0",
+                              "10000:05:00.g"})
+        EXPECT_FALSE(vokUtils::isPCIAddress(other)) << other;
+    EXPECT_FALSE(vokUtils::isPCIAddress(std::string("0000:05:00.\0", 12)));
+}
+
+// --- adapter text ---
+
+TEST(PciString, IsWhatStandsBetweenTheFirstParentheses) {
+    auto& host = useFakeHost();
+    host.commandOutput[adapterCommand] =
+        "vmhba2  qlnativefc  link-up  fc.20:21  Second Level Lun ID  (0000:5e:00.1) FC Adapter (32Gb)\n";
+    std::string out = "before";
+    EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
+    EXPECT_EQ(out, "0000:5e:00.1");
+    EXPECT_EQ(host.commands, std::vector<std::string>{adapterCommand});
+}
+
+TEST(PciString, AnAdapterWithoutParenthesesLeavesTheTextAsItWas) {
+    auto& host = useFakeHost();
+    std::string out = "before";
+    for (const char* line : {"", "vmhba2  nvmerdma  link-n/a  rdma.vmnic2  Adapter on vmrdma0\n",
+                             "vmhba2 (0000:5e:00.1\n", "vmhba2 0000:5e:00.1)\n"}) {
+        host.commandOutput[adapterCommand] = line;
+        EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1) << line;
+        EXPECT_EQ(out, "before") << line;
+    }
+}
+
+TEST(PciString, NothingStandsBetweenParenthesesInTheWrongOrder) {
+    auto& host = useFakeHost();
+    host.commandOutput[adapterCommand] = "vmhba2 a) b (c\n";
+    std::string out = "before";
+    EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
+    EXPECT_EQ(out, "");
+}
+
+TEST(PciString, LongLinesAndSeveralLinesAreOneText) {
+    auto& host = useFakeHost();
+    host.commandOutput[adapterCommand] =
+        "vmhba2 " + std::string(600, '-') + "(0000:5e\n:00.1)\nvmhba20 (0000:d8:00.0)\n";
+    std::string out;
+    EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
+    EXPECT_EQ(out, "0000:5e\n:00.1");
+}
+
+TEST(PciString, ACommandThatCanNotBeStartedIsAnError) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    host.commandsFailToStart = true;
+    std::string out = "before";
+    EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), -1);
+    EXPECT_EQ(out, "before");
+    EXPECT_TRUE(hasLogged(host, "ERROR VOK_UTILS: Error occurred in identifying PCI string."));
+}
+
+TEST(PciString, WhatIsNoAdapterNameNeverEntersACommand) {
+    auto& host = useFakeHost();
+    logEverything(host);
+    std::string out = "before";
+    for (const char* name : {"", "a' ; reboot ; '", "$(reboot)", "vm hba", "vmhba2\n", "-f", "h\xC3\xA9"}) {
+        EXPECT_EQ(vokUtils::getPCIString(name, out), -1) << name;
+        EXPECT_EQ(out, "before");
+    }
+    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(hasLogged(host, "WARNING VOK_UTILS: Not an adapter name, not looked up : $(reboot)"));
+}
+
+TEST(InterfaceName, HoldsLettersDigitsAndFourSignsAndNoOtherByte) {
+    const std::string allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._:-";
+    for (int byte = 0; byte < 256; ++byte) {
+        const char each = static_cast<char>(byte);
+        EXPECT_EQ(vokUtils::isInterfaceName(std::string("vm") + each + "nic"),
+                  allowed.find(each) != std::string::npos)
+            << byte;
+    }
+}
+
+// --- pieces of text and lines of files ---
+
+TEST(SubStr, StandsBetweenTheFirstStartAndTheFirstEndBehindIt) {
+    EXPECT_EQ(vokUtils::getSubStr("[", "]", "a]b[c]d[e]"), "c");
+    EXPECT_EQ(vokUtils::getSubStr("Name:", ";", "Name:x;Name:y;"), "x");
+    EXPECT_EQ(vokUtils::getSubStr("aa", "a", "aaab"), "");
+}
+
+TEST(SubStr, ReachesToTheEndOfTheTextWithoutAnEnd) {
+    EXPECT_EQ(vokUtils::getSubStr("[", "]", "a[bc"), "bc");
+    EXPECT_EQ(vokUtils::getSubStr("[", "]", "]a["), "");
+}
+
+TEST(SubStr, IsEmptyWithoutAStart) {
+    EXPECT_EQ(vokUtils::getSubStr("[", "]", "abc]"), "");
+    EXPECT_EQ(vokUtils::getSubStr("[", "]", ""), "");
+}
+
+TEST(LineFromFile, IsTheFirstThatHoldsThePattern) {
+    auto& host = useFakeHost();
+    host.root.writeFile("/etc/notes", "one\ntwo words\nmore words\nlast words");
+    EXPECT_EQ(vokUtils::getLineFromFile("/etc/notes", "words"), "two words");
+    EXPECT_EQ(vokUtils::getLineFromFile("/etc/notes", "last"), "last words");
+    EXPECT_EQ(vokUtils::getLineFromFile("/etc/notes", "none"), "");
+}
+
+TEST(LineFromFile, IsEmptyWhenThereIsNoSuchFileOrItIsADirectory) {
+    auto& host = useFakeHost();
+    host.root.writeFile("/etc/notes", "one\n");
+    EXPECT_EQ(vokUtils::getLineFromFile("/etc/none", "one"), "");
+    EXPECT_EQ(vokUtils::getLineFromFile("/etc", "one"), "");
+}

@@ -106,10 +106,9 @@ int printInventory() {
     if (const int refused = takeHost(lock)) return refused;
     Logging::Logger::loggerInit();
     readPlatformTables();
-    const auto factory = std::make_unique<vokFactory>();
-    for (int id = FIBRE_CHANNEL_DEVICES; id <= ETHERNET_DEVICES; ++id) {
-        vokResourceManager* const manager = factory->createInstance(id);
-        if (manager && vokConfig::getInstance()->isResourceEnabled(id)) manager->cacheBuild();
+    for (const vokModule& module : vokModules) {
+        vokResourceManager* const manager = vokFactory().createInstance(module.id);
+        if (manager && vokConfig::getInstance()->isResourceEnabled(module.id)) manager->cacheBuild();
     }
     const std::string document = vokJsonAggregator::getInstance()->getInventoryDocument();
     forgetPlatformTables();

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/base/vokConfig.h"
+#include "core/base/vokModules.h"
 #include "daemon/vokdOptions.h"
 #include "platform/access/vokHostAccess.h"
 
@@ -55,10 +56,6 @@ constexpr Setting settings[] = {
     {"HealthMonitorFlags", [](vokConfig& c) { return std::to_string(c.getHealthMonitorFlags()); }},
 };
 
-constexpr const char* refreshedModules[] = {"FibreChannelDevices", "StorageControllers", "NVMeControllers",
-                                            "HostOSInfo",          "EthernetDevices",    "GPUDevices",
-                                            "InfiniBandDevices"};
-
 void printSetting(std::ostream& out, const std::string& key, const std::string& value) {
     out << "  " << std::left << std::setw(42) << key << " " << value << "\n";
 }
@@ -71,9 +68,10 @@ int vokdPrintConfigReport(std::ostream& out) {
     out << "Settings from " << vokHostAccess().path(vokConfig::configFile) << "\n";
     for (const auto& setting : settings)
         printSetting(out, setting.key, setting.value(*config) + setting.unit);
-    for (const char* module : refreshedModules)
-        printSetting(out, std::string("CacheRefreshInSeconds.") + module,
-                     std::to_string(config->getrefreshInterval(module)) + " seconds");
+    for (const vokModule& module : vokModules)
+        if (module.hasRefreshInterval)
+            printSetting(out, std::string("CacheRefreshInSeconds.") + module.name,
+                         std::to_string(config->getrefreshInterval(module.name)) + " seconds");
 
     if (config->isDefaultSettingsApplied()) {
         for (const auto& refusal : refusals)

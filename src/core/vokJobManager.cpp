@@ -12,6 +12,7 @@
 #include "core/base/vokModules.h"
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
+#include "core/inventory/vokResources.h"
 #include "events/client/vokServer.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/utils/vokStartupRecord.h"
@@ -24,9 +25,6 @@ namespace {
 
 constexpr char tag[] = "JOB_MGR";
 constexpr char firstPlatformFamily[] = "7711PID02020001";
-// Of these, the position in the list of resources is the id.
-constexpr int stopOrder[] = {HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES, FIBRE_CHANNEL_DEVICES};
-
 std::vector<int> resourceList() {
     std::vector<int> ids = {FIBRE_CHANNEL_DEVICES, HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES,
                             NVME_CONTROLLERS,      GPU_DEVICES,  INFINIBAND_DEVICES};
@@ -34,9 +32,9 @@ std::vector<int> resourceList() {
     return ids;
 }
 
-// The ids from NVMe on are reserved names.
 bool canHaveManager(int id) {
-    return id <= ETHERNET_DEVICES;
+    const vokModule* const module = vokFindModule(id);
+    return module && module->canBeEnabled;
 }
 
 }  // namespace
@@ -66,13 +64,14 @@ bool vokJobManager::startResourceManagers() {
 
 void vokJobManager::stopResourceManagers() {
     VOK_LOG_INFO(tag, "stopping all the RM");
-    for (const int id : stopOrder) {
-        if (!vokConfig::getInstance()->isResourceEnabled(id)) continue;
-        vokResourceManager* const manager = vokFactory().createInstance(id);
+    for (const vokResource& resource : vokResources()) {
+        if (!vokConfig::getInstance()->isResourceEnabled(resource.id)) continue;
+        vokResourceManager* const manager = vokFactory().createInstance(resource.id);
         if (manager) manager->stopResourceManagerJob();
     }
-    for (const int position : stopOrder) {
-        if (retval[position] != 0) continue;
+    for (const vokResource& resource : vokResources()) {
+        const int position = resource.id;  // in the list of resources
+        if (position >= positions || retval[position] != 0) continue;
         pthread_join(threads[position], nullptr);
         retval[position] = -1;
     }

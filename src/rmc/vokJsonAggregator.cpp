@@ -1,7 +1,6 @@
 #include "rmc/vokJsonAggregator.h"
 
 #include <cerrno>
-#include <memory>
 #include <vector>
 
 #include "core/base/vokConfig.h"
@@ -9,7 +8,9 @@
 #include "core/base/vokLog.h"
 #include "core/base/vokModules.h"
 #include "core/inventory/vokFactory.h"
+#include "core/inventory/vokPushRequest.h"
 #include "core/inventory/vokResourceManager.h"
+#include "core/inventory/vokResources.h"
 #include "platform/access/vokWait.h"
 #include "rmc/ipmi/vokipmi.h"
 
@@ -19,41 +20,18 @@ constexpr int firstResource = FIBRE_CHANNEL_DEVICES;
 constexpr int lastResource = TRUSTED_PLATFORM_MODULE;
 constexpr int readinessPasses = 9;
 
-// What one manager adds to the document: each element of a vector goes to the array under a key, or is the
-// section itself.
-struct Section {
-    int id;
-    int type;         // of getInventoryJsonObject2; 0 asks with getInventoryJsonObject
-    const char* key;  // null: the resource's own key
-    bool isArray;
-};
-
-constexpr Section documentSections[] = {
-    {FIBRE_CHANNEL_DEVICES, 0, nullptr, true},
-    {HOST_OS_INFO, 0, nullptr, false},
-    {STORAGE_CONTROLLERS, 1, "StorageControllers", true},
-    {STORAGE_CONTROLLERS, 2, "Drives", true},
-    {STORAGE_CONTROLLERS, 3, "Volumes", true},
-    {STORAGE_CONTROLLERS, 4, "StorageEnclosures", true},
-    {ETHERNET_DEVICES, 0, nullptr, true},
-    // Reserved resources, which nobody can enable yet.
-    {NVME_CONTROLLERS, 1, "StorageControllers", true},
-    {NVME_CONTROLLERS, 2, "Drives", true},
-    {GPU_DEVICES, 0, nullptr, true},
-    {INFINIBAND_DEVICES, 0, nullptr, true},
-    {TRUSTED_PLATFORM_MODULE, 0, nullptr, false},
-};
-
 // The manager of an enabled resource; null when the resource is disabled or has no manager in this build.
 vokResourceManager* enabledManager(int id) {
-    if (!vokConfig::getInstance()->isResourceEnabled(id)) return nullptr;
-    return std::make_unique<vokFactory>()->createInstance(id);
+    return vokConfig::getInstance()->isResourceEnabled(id) ? vokFactory().createInstance(id) : nullptr;
 }
 
 void* startInventoryPushThread(void*) {
     vokJsonAggregator::getInstance()->initializeCachePush();
     return nullptr;
 }
+
+[[maybe_unused]] const bool pushRequestIsBound =
+    (vokBindPushRequest([] { vokJsonAggregator::getInstance()->sendInventory(true); }), true);
 
 }  // namespace
 
@@ -70,14 +48,10 @@ vokJsonAggregator* vokJsonAggregator::getInstance() {
     return instance;
 }
 
-vokJsonAggregator::vokJsonAggregator()
-    : vok_RM_to_string{{FIBRE_CHANNEL_DEVICES, "FibreChannelDevices"},
-                       {HOST_OS_INFO, "Oem"},
-                       {STORAGE_CONTROLLERS, "StorageControllers"},
-                       {ETHERNET_DEVICES, "EthernetDevices"},
-                       {GPU_DEVICES, "Processors"},
-                       {INFINIBAND_DEVICES, "InfiniBandDevices"},
-                       {TRUSTED_PLATFORM_MODULE, "TrustedPlatformModule"}} {}
+vokJsonAggregator::vokJsonAggregator() {
+    for (const vokResource& resource : vokResources())
+        if (resource.key) vok_RM_to_string.emplace(resource.id, resource.key);
+}
 
 bool vokJsonAggregator::isInventorySent() {
     return firstInventoryPushComplete;
@@ -176,23 +150,32 @@ std::string vokJsonAggregator::getInventoryDocument() {
 void vokJsonAggregator::gatherSections() {
     sections = Json::Value(Json::objectValue);
     for (int id = firstResource; id <= lastResource; ++id)
-        if (vokResourceManager* const manager = enabledManager(id)) gatherSection(id, *manager);
+        if (vokResourceManager* const manager = enabledManager(id))
+            gatherResource(*vokResources().find(id), *manager);
 }
 
-void vokJsonAggregator::gatherSection(int id, vokResourceManager& manager) {
-    for (const auto& section : documentSections) {
-        if (section.id != id) continue;
-        std::vector<Json::Value> elements;
-        const int isPrevious = section.type == 0 ? manager.getInventoryJsonObject(elements)
-                                                 : manager.getInventoryJsonObject2(section.type, elements);
-        const std::string& key = section.key ? section.key : vok_RM_to_string[id];
+void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceManager& manager) {
+    const auto add = [this](const std::string& key, vokSectionForm form, int isPrevious,
+                            const std::vector<Json::Value>& elements) {
         for (const auto& element : elements) {
-            if (section.isArray)
+            if (form == vokSectionForm::array)
                 sections[key].append(element);
             else
                 sections[key] = element;
         }
         VOK_LOG_DEBUG("JSON_AGGR", "RM inventory type: [%d]", isPrevious);
+    };
+    if (!resource.types[0].key) {
+        std::vector<Json::Value> elements;
+        const int isPrevious = manager.getInventoryJsonObject(elements);
+        add(vok_RM_to_string[resource.id], resource.form, isPrevious, elements);
+        return;
+    }
+    for (const vokTypedSection& section : resource.types) {
+        if (!section.key) break;
+        std::vector<Json::Value> elements;
+        const int isPrevious = manager.getInventoryJsonObject2(section.type, elements);
+        add(section.key, vokSectionForm::array, isPrevious, elements);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 
 class vokResourceManager;
+struct vokResource;
 
 class vokJsonAggregator {
 public:
@@ -36,7 +37,7 @@ private:
     bool checkIfInventoryReady(std::unique_lock<std::mutex>& lock);
     bool aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds);
     void gatherSections();
-    void gatherSection(int id, vokResourceManager& manager);
+    void gatherResource(const vokResource& resource, vokResourceManager& manager);
     std::string documentText();
     void sendJsonString();
 

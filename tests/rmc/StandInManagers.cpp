@@ -1,8 +1,8 @@
 #include "rmc/StandInManagers.h"
 
-#include <dlfcn.h>
+#include <cstddef>
 
-#include "core/inventory/vokFactory.h"
+#include "core/inventory/vokResources.h"
 
 bool StandInManager::getInventoryJsonObject(std::vector<Json::Value>& out) {
     asked.emplace_back("all");
@@ -23,23 +23,41 @@ bool StandInManager::isInventoryReady(int iteration) {
 
 namespace {
 
-std::map<int, vokResourceManager*>& standIns() {
-    static std::map<int, vokResourceManager*> managers;
-    return managers;
+constexpr int resourceIds = 8;
+vokResourceManager* standIns[resourceIds];
+bool isStandIn[resourceIds];
+vokResource::Manager originals[resourceIds];
+vokResource rows[resourceIds];
+
+// What a row asks: the manager that stands in for the resource, or the agent's own.
+template <int id>
+vokResourceManager* managerOf() {
+    if (isStandIn[id]) return standIns[id];
+    return originals[id] ? originals[id]() : nullptr;
+}
+
+constexpr vokResource::Manager managers[resourceIds] = {managerOf<0>, managerOf<1>, managerOf<2>,
+                                                        managerOf<3>, managerOf<4>, managerOf<5>,
+                                                        managerOf<6>, managerOf<7>};
+
+// Binds the agent's own rows with the managers above in them.
+void bindOnce() {
+    static const bool bound = [] {
+        std::size_t count = 0;
+        for (const vokResource& row : vokResources()) {
+            originals[row.id] = row.manager;
+            rows[count++] = row.managedBy(managers[row.id]);
+        }
+        vokBindResources(vokResourceTable(rows));
+        return true;
+    }();
+    static_cast<void>(bound);
 }
 
 }  // namespace
 
 void standInFor(int id, vokResourceManager* manager) {
-    standIns()[id] = manager;
-}
-
-// Stands before the library's own for this program and the library itself.
-vokResourceManager* vokFactory::createInstance(int id) {
-    const auto found = standIns().find(id);
-    if (found != standIns().end()) return found->second;
-    using Create = vokResourceManager* (*)(vokFactory*, int);
-    static const auto create =
-        reinterpret_cast<Create>(::dlsym(RTLD_NEXT, "_ZN10vokFactory14createInstanceEi"));
-    return create(this, id);
+    bindOnce();
+    standIns[id] = manager;
+    isStandIn[id] = true;
 }

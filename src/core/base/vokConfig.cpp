@@ -7,6 +7,7 @@
 
 #include "core/base/vokConfigReader.h"
 #include "core/base/vokConfigText.h"
+#include "core/base/vokModules.h"
 #include "core/base/vokSettingRules.h"
 #include "platform/access/vokHostAccess.h"
 
@@ -14,15 +15,6 @@ namespace {
 
 constexpr char defaultLogFileLoc[] = "syslog";
 constexpr char defaultDebugLogFileLoc[] = "syslog";
-
-// The modules that CacheRefreshInSeconds may name, in the order of reading.
-constexpr const char* refreshedModules[] = {"FibreChannelDevices", "StorageControllers", "NVMeControllers",
-                                            "HostOSInfo",          "EthernetDevices",    "GPUDevices",
-                                            "InfiniBandDevices"};
-
-// The names of the resources that can be enabled, by id.
-constexpr const char* enabledNames[] = {"FibreChannelDevices", "HostOSInfo", "StorageControllers",
-                                        "EthernetDevices"};
 
 constexpr const char* knownKeys[] = {"EnableResources",
                                      "LoggingLevel",
@@ -163,11 +155,13 @@ void vokConfig::readRefreshIntervals(const Json::Value& intervals, std::vector<v
         setCommonCacheRefreshInterval(reader.number("Global", rule));
         return;
     }
-    for (const char* module : refreshedModules) refreshIntervals[module] = reader.number(module, rule);
+    for (const vokModule& module : vokModules)
+        if (module.hasRefreshInterval) refreshIntervals[module.name] = reader.number(module.name, rule);
 }
 
 void vokConfig::setCommonCacheRefreshInterval(long seconds) {
-    for (const char* module : refreshedModules) refreshIntervals[module] = seconds;
+    for (const vokModule& module : vokModules)
+        if (module.hasRefreshInterval) refreshIntervals[module.name] = seconds;
 }
 
 void vokConfig::setDefaultValues() {
@@ -255,8 +249,8 @@ long vokConfig::getrefreshInterval(std::string module) {
 }
 
 bool vokConfig::isResourceEnabled(int id) const {
-    return id >= 0 && id < static_cast<int>(std::size(enabledNames)) &&
-           checkForResourceString(enabledNames[id]);
+    const vokModule* const module = vokFindModule(id);
+    return module && module->canBeEnabled && checkForResourceString(module->name);
 }
 
 bool vokConfig::checkForResourceString(const char* name) const {

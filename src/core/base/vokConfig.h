@@ -9,13 +9,7 @@
 #include <string>
 #include <vector>
 
-// A value in the file that was not taken, for a caller that wants to tell a person.
-struct vokConfigRefusal {
-    std::string key;      // "LoggingLevel", "CacheRefreshInSeconds.HostOSInfo"; empty for the whole file
-    std::string written;  // the value as it stands in the file, cut to a readable length
-    std::string reason;   // a sentence without a full stop
-    std::string used;     // what is used instead
-};
+#include "core/base/vokConfigRefusal.h"
 
 class vokConfig {
 public:

@@ -2,7 +2,7 @@
 
 #include <json/writer.h>
 
-#include "core/base/vokConfig.h"
+#include "core/base/vokConfigRefusal.h"
 #include "core/base/vokConfigText.h"
 #include "core/base/vokSettingRules.h"
 

@@ -1,21 +1,25 @@
 #include "core/base/vokModules.h"
 
-const std::map<MODULE_NAME, const char*> VOK_MODULE_NAME_MAP = {
-    {FIBRE_CHANNEL_DEVICES, "FibreChannelDevices"},
-    {HOST_OS_INFO, "HostOSInfo"},
-    {STORAGE_CONTROLLERS, "StorageControllers"},
-    {ETHERNET_DEVICES, "EthernetDevices"},
-    {NVME_CONTROLLERS, "NVMeControllers"},
-    {GPU_DEVICES, "GPUDevices"},
-    {INFINIBAND_DEVICES, "InfiniBandDevices"},
-    {TRUSTED_PLATFORM_MODULE, "TrustedPlatformModule"},
-    {PROCESSOR_TELEMETRY, "ProcessorTelemetry"},
-    {MEMORY_TELEMETRY, "MemoryTelemetry"},
-    {NETWORK_TELEMETRY, "NetworkTelemetry"},
-    {STORAGE_TELEMETRY, "StorageTelemetry"},
-    {FILE_SERVICE_TELEMETRY, "FileServiceTelemetry"},
-    {NUMASTAT_TELEMETRY, "NumastatTelemetry"},
-};
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+std::map<MODULE_NAME, const char*> moduleNames() {
+    std::map<MODULE_NAME, const char*> names;
+    for (const vokModule& module : vokModules) names.emplace(module.id, module.name);
+    return names;
+}
+
+}  // namespace
+
+const vokModule* vokFindModule(int id) {
+    const auto* const found = std::find_if(std::begin(vokModules), std::end(vokModules),
+                                           [id](const vokModule& module) { return module.id == id; });
+    return found == std::end(vokModules) ? nullptr : found;
+}
+
+const std::map<MODULE_NAME, const char*> VOK_MODULE_NAME_MAP = moduleNames();
 
 const char* const vokResourceStateMap[32] = {
     "Unknown",             // 0

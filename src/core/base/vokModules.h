@@ -21,7 +21,36 @@ enum MODULE_NAME : std::int32_t {
     NUMASTAT_TELEMETRY = 105,
 };
 
-// The name of each resource. The first four have a manager; the others are reserved.
+// The settings that each resource has. What a resource is made of is bound by core/vokResourceRows.cpp.
+struct vokModule {
+    MODULE_NAME id;
+    const char* name;
+    bool canBeEnabled;        // EnableResources may name it; the other names are reserved
+    bool hasRefreshInterval;  // CacheRefreshInSeconds may name it
+};
+
+// In the order of the ids.
+inline constexpr vokModule vokModules[] = {
+    {FIBRE_CHANNEL_DEVICES, "FibreChannelDevices", true, true},
+    {HOST_OS_INFO, "HostOSInfo", true, true},
+    {STORAGE_CONTROLLERS, "StorageControllers", true, true},
+    {ETHERNET_DEVICES, "EthernetDevices", true, true},
+    {NVME_CONTROLLERS, "NVMeControllers", false, true},
+    {GPU_DEVICES, "GPUDevices", false, true},
+    {INFINIBAND_DEVICES, "InfiniBandDevices", false, true},
+    {TRUSTED_PLATFORM_MODULE, "TrustedPlatformModule", false, false},
+    {PROCESSOR_TELEMETRY, "ProcessorTelemetry", false, false},
+    {MEMORY_TELEMETRY, "MemoryTelemetry", false, false},
+    {NETWORK_TELEMETRY, "NetworkTelemetry", false, false},
+    {STORAGE_TELEMETRY, "StorageTelemetry", false, false},
+    {FILE_SERVICE_TELEMETRY, "FileServiceTelemetry", false, false},
+    {NUMASTAT_TELEMETRY, "NumastatTelemetry", false, false},
+};
+
+// The row of a resource id, or null.
+const vokModule* vokFindModule(int id);
+
+// The name of each resource.
 extern const std::map<MODULE_NAME, const char*> VOK_MODULE_NAME_MAP;
 
 enum VOK_RESOURCE_STATE : std::int32_t {

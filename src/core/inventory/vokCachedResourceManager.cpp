@@ -4,9 +4,9 @@
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
+#include "core/inventory/vokPushRequest.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokWait.h"
-#include "rmc/vokJsonAggregator.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ void vokCachedResourceManager::cacheBuild() {
     cacheReady = true;
     if (takePushRequests()) {
         VOK_LOG_DEBUG(traits_.tag, "%s", traits_.pushText);
-        vokJsonAggregator::getInstance()->sendInventory(true);
+        vokRequestPush();
     }
     if (traits_.exitText) VOK_LOG_DEBUG(traits_.tag, "%s", traits_.exitText);
 }

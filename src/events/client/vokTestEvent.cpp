@@ -13,43 +13,24 @@
 #include "core/base/vokModules.h"
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
+#include "core/inventory/vokResources.h"
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
-#include "host/HostResourceManager.h"
-#include "nic/NICResourceManager.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
 
 constexpr char module[] = "VOK_SERVER";
 
-// Who raises the test events of a type; a manager that comes to the agent adds its row.
-struct TestEventRaiser {
-    int type;
-    void (*raise)(int id, const std::string& location);
-};
-
-constexpr TestEventRaiser raisers[] = {
-    {vokAgentEvent, [](int id, const std::string&) { generateTestEvent(id); }},
-    {vokHostEvent,
-     [](int id, const std::string&) { HostResourceManager::getInstance()->generateTestEvent(id); }},
-    {vokEthernetEvent,
-     [](int id, const std::string& location) {
-         NICResourceManager::getInstance()->generateTestEvent(id, location);
-     }},
-};
-
 // Types that the interface knows, though no number has them.
 constexpr int typesWithoutOwner[] = {6, 7, 8};
 
-// The order in which the test event asks the managers.
-constexpr MODULE_NAME askingOrder[] = {HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES,
-                                       FIBRE_CHANNEL_DEVICES};
-
-const TestEventRaiser* findRaiser(int type) {
-    const auto* const found = std::find_if(std::begin(raisers), std::end(raisers),
-                                           [type](const TestEventRaiser& row) { return row.type == type; });
-    return found == std::end(raisers) ? nullptr : found;
+// Who raises the test events of a type; null when nobody does in this build.
+vokResource::TestEvent findRaiser(int type) {
+    if (type == vokAgentEvent) return [](int id, const std::string&) { generateTestEvent(id); };
+    for (const vokResource& resource : vokResources())
+        if (resource.raiseTestEvent && resource.eventType == type) return resource.raiseTestEvent;
+    return nullptr;
 }
 
 // What int does not hold is no event number on either ABI, and must not become one by being cut.
@@ -73,8 +54,8 @@ vokTestEventRequest vokReadTestEventRequest(const std::string& text) {
 void sendTestEventWithEventId(char* payload) {
     const auto [id, location] = vokReadTestEventRequest(payload);
     const int type = getEventType(id);
-    if (const TestEventRaiser* const raiser = findRaiser(type)) {
-        raiser->raise(id, location);
+    if (const vokResource::TestEvent raise = findRaiser(type)) {
+        raise(id, location);
     } else if (const vokEventOwner* const owner = vokFindEventOwner(type)) {
         VOK_LOG_WARNING(module, "Test event %d is of the %s manager, which this agent does not have.", id,
                         owner->name);
@@ -88,11 +69,11 @@ void sendTestEventWithEventId(char* payload) {
 void generateTestEvent(int id) {
     Json::Value enabled(Json::arrayValue);
     Json::Value operational(Json::arrayValue);
-    for (const MODULE_NAME resource : askingOrder) {
-        if (!vokConfig::getInstance()->isResourceEnabled(resource)) continue;
-        const char* const name = VOK_MODULE_NAME_MAP.at(resource);
+    for (const vokResource& resource : vokResources()) {
+        if (!vokConfig::getInstance()->isResourceEnabled(resource.id)) continue;
+        const char* const name = VOK_MODULE_NAME_MAP.at(resource.id);
         enabled.append(name);
-        vokResourceManager* const manager = vokFactory().createInstance(resource);
+        vokResourceManager* const manager = vokFactory().createInstance(resource.id);
         if (manager && manager->isRunning()) operational.append(name);
     }
     Json::Value data(Json::objectValue);

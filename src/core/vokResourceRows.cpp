@@ -1,0 +1,51 @@
+// The resource classes of this agent. Another class is another row.
+#include "core/inventory/vokResources.h"
+#include "events/vokEventTable.h"
+#include "host/HostResourceManager.h"
+#include "nic/NICResourceManager.h"
+
+namespace {
+
+template <typename Manager>
+vokResourceManager* instanceOf() {
+    return Manager::getInstance();
+}
+
+constexpr vokResource rows[] = {
+    vokResource{HOST_OS_INFO}
+        .managedBy(instanceOf<HostResourceManager>)
+        .inDocument("Oem", vokSectionForm::object)
+        .withTestEvents(
+            vokHostEvent,
+            [](int id, const std::string&) { HostResourceManager::getInstance()->generateTestEvent(id); }),
+    vokResource{STORAGE_CONTROLLERS}
+        .inDocument("StorageControllers")
+        .withInventory(1, "StorageControllers")
+        .withInventory(2, "Drives")
+        .withInventory(3, "Volumes")
+        .withInventory(4, "StorageEnclosures"),
+    vokResource{ETHERNET_DEVICES}
+        .managedBy(instanceOf<NICResourceManager>)
+        .inDocument("EthernetDevices")
+        .withTestEvents(vokEthernetEvent,
+                        [](int id, const std::string& location) {
+                            NICResourceManager::getInstance()->generateTestEvent(id, location);
+                        }),
+    vokResource{FIBRE_CHANNEL_DEVICES}.inDocument("FibreChannelDevices"),
+    // Reserved: the document has a place for them, and nobody can enable them.
+    vokResource{NVME_CONTROLLERS}.withInventory(1, "StorageControllers").withInventory(2, "Drives"),
+    vokResource{GPU_DEVICES}.inDocument("Processors"),
+    vokResource{INFINIBAND_DEVICES}.inDocument("InfiniBandDevices"),
+    vokResource{TRUSTED_PLATFORM_MODULE}.inDocument("TrustedPlatformModule", vokSectionForm::object),
+};
+
+[[maybe_unused]] const bool rowsAreBound = (vokBindResources(vokResourceTable(rows)), true);
+
+}  // namespace
+
+// Set when the library is loaded, in this order: every manager exists before the first caller runs. So no
+// manager's constructor asks anything of the host, which may still be put in another's place.
+vokResourceManager* const HostClassObj = HostResourceManager::getInstance();
+vokResourceManager* const SASClassObj = nullptr;
+vokResourceManager* const NICClassObj = NICResourceManager::getInstance();
+vokResourceManager* const FCClassObj = nullptr;

@@ -1,5 +1,10 @@
 #!/usr/bin/env python3
-"""Checks the rules of the house that no compiler knows. Prints each breach; exit status 1 if there is one."""
+"""Checks the rules of the house that no compiler knows.
+
+usage: house_rules.py
+
+Prints each breach; exit status 1 if there is one, 2 for wrong arguments.
+"""
 
 import pathlib
 import re
@@ -64,6 +69,12 @@ def check_file(path):
 
 
 def main():
+    if sys.argv[1:] in (["-h"], ["--help"]):
+        print(__doc__.strip())
+        return 0
+    if len(sys.argv) > 1:
+        print(f"house_rules.py: unknown argument: {sys.argv[1]}\nusage: house_rules.py", file=sys.stderr)
+        return 2
     names = subprocess.run(
         ["git", "-C", str(ROOT), "ls-files", "-co", "--exclude-standard"], capture_output=True, text=True, check=True
     ).stdout.split("\n")

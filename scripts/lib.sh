@@ -2,6 +2,20 @@
 # Shared by the scripts. Source it; it changes nothing by itself.
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# set_up ARGUMENT...: runs scripts/setup, and ends the script when what it needs is missing. Sets has_32bit to 0 when
+# only 32-bit packages are.
+# shellcheck disable=SC2034
+set_up() {
+    local status=0
+    has_32bit=1
+    "$project/scripts/setup" "$@" || status=$?
+    if [ "$status" = 3 ]; then
+        has_32bit=0
+    elif [ "$status" != 0 ]; then
+        exit "$status"
+    fi
+}
+
 # Reads a build's output: keeps it in the file $1, and on a terminal shows how far it is.
 show_progress() {
     local log=$1 name=$2 line

@@ -73,8 +73,12 @@ def rows_of(path):
 
 
 def main():
+    if sys.argv[1:] in (["-h"], ["--help"]):
+        print(__doc__.strip())
+        return
     if len(sys.argv) != 3:
-        sys.exit("usage: nic_products.py TABLE.csv SOURCE.cpp")
+        print("usage: nic_products.py TABLE.csv SOURCE.cpp", file=sys.stderr)
+        sys.exit(2)
     table, source = sys.argv[1:]
     rows = list(rows_of(table))
     with open(source, "w", encoding="ascii") as out:

@@ -151,7 +151,7 @@ TEST_F(ProductTable, ThatIsNotThereIsRefusedByName) {
     EXPECT_EQ(status, 1);
     EXPECT_EQ(said, directory.path() + "/none.csv: No such file or directory\n");
     run("");
-    EXPECT_EQ(status, 1);
+    EXPECT_EQ(status, 2);
     EXPECT_EQ(said, "usage: nic_products.py TABLE.csv SOURCE.cpp\n");
 }
 

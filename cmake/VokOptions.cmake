@@ -1,6 +1,7 @@
 # What every target of the project compiles and links with. Link vok_options PRIVATE.
 set(VOK_SANITIZE "" CACHE STRING "Sanitizers for everything, e.g. address,undefined or thread")
 option(VOK_COVERAGE "Count the lines that tests reach (gcov)" OFF)
+option(VOK_UNITY "Compile the tests in batches" ON)
 option(VOK_FUZZ "Build the libFuzzer targets (clang only)" OFF)
 
 set(CMAKE_CXX_STANDARD 17)
@@ -33,6 +34,18 @@ if(VOK_COVERAGE)
 endif()
 if(VOK_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# The quickest linker that the compiler knows; the sanitizers' and libFuzzer's run-time libraries expect the usual one.
+if(NOT VOK_SANITIZE AND NOT VOK_FUZZ)
+  include(CheckLinkerFlag)
+  foreach(linker mold lld)
+    check_linker_flag(CXX -fuse-ld=${linker} VOK_HAS_${linker})
+    if(VOK_HAS_${linker})
+      add_link_options(-fuse-ld=${linker})
+      break()
+    endif()
+  endforeach()
 endif()
 
 add_library(vok_options INTERFACE)

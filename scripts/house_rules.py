@@ -108,6 +108,20 @@ def check_circles(root, paths):
         yield from visit(unit)
 
 
+def check_test(root, path):
+    """Test files are compiled in batches of any files: a file's names are in its namespace, its macros end with it."""
+    name = pathlib.PurePath(path).stem
+    lines = lines_of(root, path)
+    opening, closing = f"namespace {name} {{", f"}}  // namespace {name}"
+    outside = [line for line in lines[: lines.index(opening)] if line] if opening in lines else lines
+    if any(not line.startswith(("//", "#", " ")) for line in outside) or lines[-2:] != [closing, ""]:
+        yield f"{path}: what follows the includes is in no namespace {name}"
+    text = "\n".join(lines)
+    for macro in re.findall(r"^#define (\w+)", text, re.MULTILINE):
+        if f"\n#undef {macro}\n" not in text:
+            yield f"{path}: the macro {macro} is not undefined at the end"
+
+
 def check(root):
     listed = subprocess.run(
         ["git", "-C", str(root), "ls-files", "-co", "--exclude-standard"], capture_output=True, text=True, check=True
@@ -116,6 +130,8 @@ def check(root):
     agent = [path for path in paths if path.startswith("src/")]
     for path in paths:
         yield from check_form(root, path)
+        if path.startswith("tests/") and path.endswith("Test.cpp"):
+            yield from check_test(root, path)
     for path in agent:
         yield from check_floors(root, path)
     yield from check_circles(root, agent)

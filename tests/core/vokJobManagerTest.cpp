@@ -17,6 +17,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokJobManagerTest {
 namespace {
 
 using testing::ElementsAre;
@@ -304,3 +305,4 @@ TEST_F(JobManager, TheEmptySignalHandlerDoesNothing) {
 }
 
 }  // namespace
+}  // namespace vokJobManagerTest

@@ -6,6 +6,7 @@
 #include "simhost/RunningProgram.h"
 #include "support/TemporaryDirectory.h"
 
+namespace CheckConfigTest {
 namespace {
 
 class CheckConfig : public testing::Test {
@@ -146,3 +147,4 @@ TEST_F(CheckConfig, TouchesNothing) {
 }
 
 }  // namespace
+}  // namespace CheckConfigTest

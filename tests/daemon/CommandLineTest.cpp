@@ -6,6 +6,7 @@
 #include "simhost/RunningProgram.h"
 #include "support/TemporaryDirectory.h"
 
+namespace CommandLineTest {
 namespace {
 
 Ran vokd(std::vector<std::string> options) {
@@ -109,3 +110,4 @@ TEST(CommandLine, ALogDirectoryThatCanNotBeMadeEndsTheProgramWithTheLogsOwnStatu
 }
 
 }  // namespace
+}  // namespace CommandLineTest

@@ -10,6 +10,7 @@
 #include "daemon/vokdCrashTrace.h"
 #include "support/TemporaryDirectory.h"
 
+namespace CrashTraceTest {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -101,3 +102,4 @@ TEST_F(CrashTrace, ADirectoryThatCanNotBeMadeIsSaid) {
 }
 
 }  // namespace
+}  // namespace CrashTraceTest

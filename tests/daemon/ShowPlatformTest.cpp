@@ -7,6 +7,8 @@
 #include "support/SmBiosTable.h"
 #include "support/TemporaryDirectory.h"
 
+namespace ShowPlatformTest {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -175,3 +177,4 @@ TEST_F(ShowPlatform, AHostRootThatIsNotThereIsRefused) {
 }
 
 }  // namespace
+}  // namespace ShowPlatformTest

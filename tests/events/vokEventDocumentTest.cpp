@@ -6,6 +6,7 @@
 
 #include "core/base/vokJsonText.h"
 
+namespace vokEventDocumentTest {
 namespace {
 
 const vokEventHost host{"esx01", "7.0.3", 104, "10.1.2.3"};
@@ -84,3 +85,5 @@ TEST(vokEventDocument, BytesThatAreNoTextStillGiveValidJson) {
         for (const char each : text) EXPECT_TRUE(each >= ' ' && static_cast<signed char>(each) > 0) << text;
     }
 }
+
+}  // namespace vokEventDocumentTest

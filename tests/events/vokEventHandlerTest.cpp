@@ -4,6 +4,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokEventHandlerTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -115,3 +116,4 @@ TEST_F(vokEventHandlerTest, EventsOfSeveralThreadsArriveWhole) {
 }
 
 }  // namespace
+}  // namespace vokEventHandlerTest

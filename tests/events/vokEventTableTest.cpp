@@ -7,6 +7,7 @@
 
 #include "events/vokEventHandler.h"
 
+namespace vokEventTableTest {
 namespace {
 
 const std::map<int, int> written{
@@ -62,3 +63,5 @@ TEST(vokEventTable, ANumberOrAnOwnerThatIsNotThereGivesNull) {
     EXPECT_STREQ(vokFindEventOwner(4)->name, "Fibre Channel");
     EXPECT_STREQ(vokFindEventNumber(360)->meaning, "The last shutdown was not graceful");
 }
+
+}  // namespace vokEventTableTest

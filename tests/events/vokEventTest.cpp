@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace vokEventTest {
+
 TEST(vokEvent, ThePlainConstructorHasNoVariableData) {
     const vokEvent event(359, "NotApplicable", "Host", true, "2026-11-15 08:38:22", "Not-Available", "VOK");
     EXPECT_EQ(event.getEventID(), 359);
@@ -52,3 +54,5 @@ TEST(vokEvent, ACopyIsIndependent) {
     EXPECT_EQ(first.getVariableData()["Type"].asString(), "Drive");
     EXPECT_TRUE(second.getVariableData().isNull());
 }
+
+}  // namespace vokEventTest

@@ -11,6 +11,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace HostBootStoryTest {
 namespace {
 
 using testing::ElementsAre;
@@ -261,3 +262,4 @@ TEST_F(BootStory, ATestEventSaysWhoAskedForIt) {
 }
 
 }  // namespace
+}  // namespace HostBootStoryTest

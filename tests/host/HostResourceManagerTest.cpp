@@ -9,6 +9,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace HostResourceManagerTest {
 namespace {
 
 using testing::ElementsAre;
@@ -347,3 +348,4 @@ TEST_F(HostManager, ListsTheAddressesOfAllInterfacesButLoopback) {
 }
 
 }  // namespace
+}  // namespace HostResourceManagerTest

@@ -4,6 +4,7 @@
 #include <climits>
 #include <string>
 
+namespace esxtopMemoryTest {
 namespace {
 
 EsxtopMemory memoryOf(const std::string& text) {
@@ -148,4 +149,7 @@ TEST(EsxtopMemory, ZeroBytesHarmNothing) {
     EXPECT_MEMORY(header + "\n\"time\",\"0.00\",\"5" + zeros + "6\",\"1\",\"2\",\"7\",\"x\",", 5, 7);
 }
 
+#undef EXPECT_MEMORY
+
 }  // namespace
+}  // namespace esxtopMemoryTest

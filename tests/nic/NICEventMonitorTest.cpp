@@ -5,6 +5,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace NICEventMonitorTest {
 namespace {
 
 TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
@@ -29,3 +30,4 @@ TEST(EthernetEventMonitor, AStopWithoutAStartReturns) {
 }
 
 }  // namespace
+}  // namespace NICEventMonitorTest

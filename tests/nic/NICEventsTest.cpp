@@ -6,6 +6,7 @@
 
 #include "nic/NICFixture.h"
 
+namespace NICEventsTest {
 namespace {
 
 using testing::ElementsAre;
@@ -189,3 +190,4 @@ TEST_F(EthernetEvents, AReaderGetsThePreviousInventoryWhileTheControllerAnswersS
 }
 
 }  // namespace
+}  // namespace NICEventsTest

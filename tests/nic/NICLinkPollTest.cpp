@@ -5,6 +5,7 @@
 
 #include "nic/NICFixture.h"
 
+namespace NICLinkPollTest {
 namespace {
 
 // Runs the manager's loop on this thread for a number of waits of ten seconds. Behind each build `aftermath`
@@ -158,3 +159,4 @@ TEST_F(LinkCheck, ACommandThatFailsIsNoChange) {
 }
 
 }  // namespace
+}  // namespace NICLinkPollTest

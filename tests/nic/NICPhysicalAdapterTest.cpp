@@ -5,6 +5,7 @@
 #include "nic/NICFixture.h"
 #include "nic/vokNICProducts.h"
 
+namespace NICPhysicalAdapterTest {
 namespace {
 
 using testing::HasSubstr;
@@ -376,3 +377,4 @@ TEST(EthernetCondition, HasItsEvent) {
 }
 
 }  // namespace
+}  // namespace NICPhysicalAdapterTest

@@ -5,6 +5,7 @@
 #include "nic/NICFixture.h"
 #include "platform/places/PhysLocFixture.h"
 
+namespace NICPlatformTest {
 namespace {
 
 using testing::HasSubstr;
@@ -137,3 +138,4 @@ TEST_F(EthernetPlaces, TheSampleOfATestEventIsOfTheSecondPlatformsVariant) {
 }
 
 }  // namespace
+}  // namespace NICPlatformTest

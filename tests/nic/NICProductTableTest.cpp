@@ -5,6 +5,7 @@
 
 #include "support/TemporaryDirectory.h"
 
+namespace NICProductTableTest {
 namespace {
 
 using testing::HasSubstr;
@@ -156,3 +157,4 @@ TEST_F(ProductTable, ThatIsNotThereIsRefusedByName) {
 }
 
 }  // namespace
+}  // namespace NICProductTableTest

@@ -6,6 +6,7 @@
 #include "platform/places/vokPhysLocPlatform.h"
 #include "support/PlatformTables.h"
 
+namespace NICProductsTest {
 namespace {
 
 constexpr char firstFamily[] = "7711PID02020001";
@@ -213,3 +214,4 @@ TEST_P(SecondPlatform, HasAnotherKindOfPlaceForWhatIsOnTheBoard) {
 INSTANTIATE_TEST_SUITE_P(Families, SecondPlatform, testing::Values(secondFamily, secondFamilyVariant));
 
 }  // namespace
+}  // namespace NICProductsTest

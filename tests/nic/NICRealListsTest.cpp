@@ -3,6 +3,7 @@
 
 #include "nic/NICFixture.h"
 
+namespace NICRealListsTest {
 namespace {
 
 using testing::IsEmpty;
@@ -123,3 +124,4 @@ TEST_F(RealLists, AHostWithoutAdaptersPrintsAHeadingAndAShortRuler) {
 }
 
 }  // namespace
+}  // namespace NICRealListsTest

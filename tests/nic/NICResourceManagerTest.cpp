@@ -6,6 +6,7 @@
 #include "nic/NICFixture.h"
 #include "rmc/vokJsonAggregator.h"
 
+namespace NICResourceManagerTest {
 namespace {
 
 using testing::ElementsAre;
@@ -226,3 +227,4 @@ TEST_F(EthernetManager, AnUpdateShowsInTheInventoryBeforeTheNextBuild) {
 }
 
 }  // namespace
+}  // namespace NICResourceManagerTest

@@ -10,6 +10,7 @@
 #include "rmc/vokIPMIDBService.h"
 #include "support/FakeHostAccess.h"
 
+namespace AggregatorTest {
 namespace {
 
 using testing::ElementsAre;
@@ -349,3 +350,4 @@ TEST_F(DoorBell, AStopIsNotMissedAndThenNothingIsPolled) {
 }
 
 }  // namespace
+}  // namespace AggregatorTest

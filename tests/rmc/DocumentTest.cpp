@@ -7,6 +7,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace DocumentTest {
 namespace {
 
 using testing::ElementsAre;
@@ -150,3 +151,4 @@ TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatThereIs) {
 }
 
 }  // namespace
+}  // namespace DocumentTest

@@ -15,6 +15,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace ThreadsTest {
 namespace {
 
 using testing::ElementsAre;
@@ -254,3 +255,4 @@ TEST_F(Threads, ADoorBellThatCannotBeJoinedIsLogged) {
 }
 
 }  // namespace
+}  // namespace ThreadsTest

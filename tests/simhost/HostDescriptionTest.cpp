@@ -14,6 +14,8 @@
 #include "simhost/SmBiosTable.h"
 #include "support/TemporaryDirectory.h"
 
+namespace HostDescriptionTest {
+
 using namespace simhost;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -267,3 +269,4 @@ TEST(KnownHostsAlone, OnlyANewerSystemLeavesEveryVMkernelNameEmpty) {
 }
 
 }  // namespace
+}  // namespace HostDescriptionTest

@@ -11,6 +11,7 @@
 #include "platform/pci/utils_pci.h"
 #include "simhost/SimulatedMachine.h"
 
+namespace HostLayoutTest {
 namespace {
 
 class HostLayout : public SimulatedMachine {
@@ -89,3 +90,4 @@ TEST_F(HostLayout, AnotherDescriptionTakesTheTableAndTheTreeOfTheOneBeforeAway) 
 }
 
 }  // namespace
+}  // namespace HostLayoutTest

@@ -10,6 +10,8 @@
 #include "host/SummaryLog.h"
 #include "support/TemporaryDirectory.h"
 
+namespace HostStateTest {
+
 using namespace simhost;
 
 namespace {
@@ -220,3 +222,4 @@ TEST(Packets, SurviveTheWayAndRefuseWhatIsCut) {
 }
 
 }  // namespace
+}  // namespace HostStateTest

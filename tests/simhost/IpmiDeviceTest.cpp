@@ -11,6 +11,8 @@
 #include "simhost/Chunks.h"
 #include "simhost/SimulatedMachine.h"
 
+namespace IpmiDeviceTest {
+
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -456,3 +458,4 @@ TEST_F(IpmiDevice, TheControllersCommandsSayWhatIsWrong) {
 }
 
 }  // namespace
+}  // namespace IpmiDeviceTest

@@ -5,6 +5,8 @@
 #include "rmc/ipmi/vokipmi.h"
 #include "simhost/SimulatedMachine.h"
 
+namespace IpmiLibraryTest {
+
 using testing::HasSubstr;
 
 namespace {
@@ -106,3 +108,4 @@ TEST_F(IpmiLibrary, BringsTheDriverUp) {
 }
 
 }  // namespace
+}  // namespace IpmiLibraryTest

@@ -15,6 +15,8 @@
 #include "simhost/SimulatedMachine.h"
 #include "support/SmBiosTable.h"
 
+namespace LiveHostTest {
+
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -235,3 +237,4 @@ TEST_F(LiveHost, OptionsOfADescribedHostDoNotGoWithIt) {
 }
 
 }  // namespace
+}  // namespace LiveHostTest

@@ -7,6 +7,8 @@
 #include "live/LiveMachine.h"
 #include "simhost/MadeUpMachine.h"
 
+namespace LiveNetworkTest {
+
 using namespace simhost;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -299,3 +301,4 @@ TEST_F(LiveNetwork, AnInterfaceThatTheKernelDoesNotKnowHasNoDriver) {
 }
 
 }  // namespace
+}  // namespace LiveNetworkTest

@@ -6,6 +6,8 @@
 #include "simhost/MadeUpMachine.h"
 #include "support/SmBiosTable.h"
 
+namespace LiveSystemFilesTest {
+
 using namespace simhost;
 
 namespace {
@@ -146,3 +148,4 @@ TEST_F(LiveSystemFiles, WithoutTablesThereIsNoDeviceFile) {
 }
 
 }  // namespace
+}  // namespace LiveSystemFilesTest

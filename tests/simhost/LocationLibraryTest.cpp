@@ -13,6 +13,8 @@
 #include "simhost/SimulatedMachine.h"
 #include "support/SmBiosTable.h"
 
+namespace LocationLibraryTest {
+
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
@@ -299,3 +301,4 @@ TEST_F(LocationsOnAHost, TheLibraryCommandKnowsItsWords) {
 }
 
 }  // namespace
+}  // namespace LocationLibraryTest

@@ -6,6 +6,8 @@
 #include "rmc/FaultPlan.h"
 #include "rmc/Report.h"
 
+namespace PayloadFormTest {
+
 using namespace simhost;
 using testing::Contains;
 using testing::ElementsAre;
@@ -206,3 +208,4 @@ TEST_F(Plan, RefusesWhatItDoesNotUnderstand) {
 }
 
 }  // namespace
+}  // namespace PayloadFormTest

@@ -10,6 +10,8 @@
 #include "host/PciConfigSpace.h"
 #include "support/TemporaryDirectory.h"
 
+namespace PciTreeTest {
+
 namespace fs = std::filesystem;
 using namespace simhost;
 using testing::ElementsAre;
@@ -172,3 +174,4 @@ TEST_F(PciTree, HasProductDataWithAChecksumWhereItIsDescribed) {
 }
 
 }  // namespace
+}  // namespace PciTreeTest

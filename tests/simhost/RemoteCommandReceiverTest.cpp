@@ -5,6 +5,8 @@
 
 #include "simhost/Chunks.h"
 
+namespace RemoteCommandReceiverTest {
+
 using namespace simhost;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -315,3 +317,4 @@ TEST_F(Receiver, ForgetsEverythingWhenTheHostIsGone) {
 }
 
 }  // namespace
+}  // namespace RemoteCommandReceiverTest

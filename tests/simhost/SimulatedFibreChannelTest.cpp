@@ -5,6 +5,7 @@
 #include "platform/utils/vokUtils.h"
 #include "simhost/SimulatedMachine.h"
 
+namespace SimulatedFibreChannelTest {
 namespace {
 
 class SimulatedFibreChannel : public SimulatedMachine {
@@ -38,3 +39,4 @@ TEST_F(SimulatedFibreChannel, AreNotKnownToASystemThatTellsNoVMkernelName) {
 }
 
 }  // namespace
+}  // namespace SimulatedFibreChannelTest

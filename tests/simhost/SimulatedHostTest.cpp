@@ -17,6 +17,8 @@
 #include "platform/access/vokWait.h"
 #include "simhost/SimulatedMachine.h"
 
+namespace SimulatedHostTest {
+
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -442,3 +444,4 @@ TEST_F(SimulatedHostProcess, TheDeviceNodeAppearsAfterTheBringUp) {
 }
 
 }  // namespace
+}  // namespace SimulatedHostTest

@@ -4,6 +4,8 @@
 #include "platform/access/vokCommandStream.h"
 #include "simhost/SimulatedMachine.h"
 
+namespace SimulatedNicTest {
+
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
@@ -79,3 +81,4 @@ TEST_F(SimulatedNic, WhatDoesNotFitIsRefused) {
 }
 
 }  // namespace
+}  // namespace SimulatedNicTest

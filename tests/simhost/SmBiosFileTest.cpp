@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <numeric>
 
+namespace SmBiosFileTest {
+
 using namespace simhost;
 using testing::HasSubstr;
 
@@ -193,3 +195,4 @@ TEST(Hexadecimal, TakesBytesInPairs) {
 }
 
 }  // namespace
+}  // namespace SmBiosFileTest

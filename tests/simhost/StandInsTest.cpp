@@ -8,6 +8,8 @@
 #include "common/HostState.h"
 #include "support/TemporaryDirectory.h"
 
+namespace StandInsTest {
+
 using namespace simhost;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -269,3 +271,4 @@ TEST(Description, AllThatComeWithTheProjectCanBeRead) {
 }
 
 }  // namespace
+}  // namespace StandInsTest

@@ -3,6 +3,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace ControllerTest {
 namespace {
 
 class TroubledController : public SimulatedSystem {
@@ -140,3 +141,4 @@ TEST_F(TroubledController, WithoutADeviceNodeThePushFailsIsLoggedAndTheNextOneTr
 }
 
 }  // namespace
+}  // namespace ControllerTest

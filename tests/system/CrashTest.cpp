@@ -4,6 +4,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace CrashTest {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -94,3 +95,4 @@ TEST_F(Crash, AnyOtherNumberSimulatesNothing) {
 }
 
 }  // namespace
+}  // namespace CrashTest

@@ -6,6 +6,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace EnduranceTest {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -62,3 +63,4 @@ TEST_F(Endurance, TheAgentIsSmall) {
 }
 
 }  // namespace
+}  // namespace EnduranceTest

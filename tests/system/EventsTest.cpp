@@ -16,6 +16,7 @@
 #include "rmc/vokJsonAggregator.h"
 #include "system/SimulatedSystem.h"
 
+namespace EventsTest {
 namespace {
 
 constexpr char hostLocation[] = "0123456789ABCDEF";
@@ -300,3 +301,4 @@ TEST_F(TwoMinutes, OfClientsInventoriesAndRingsAtTheRealDaemonMixNothingAndLoseN
 }
 
 }  // namespace
+}  // namespace EventsTest

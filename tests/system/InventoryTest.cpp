@@ -4,6 +4,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace InventoryTest {
 namespace {
 
 class Inventory : public SimulatedSystem {};
@@ -122,3 +123,4 @@ TEST_F(Inventory, AHostWithoutTheMemoryToolSaysSoOnceAndTellsTheRest) {
 }
 
 }  // namespace
+}  // namespace InventoryTest

@@ -7,6 +7,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace KilledAtAnyMomentTest {
 namespace {
 
 using Events = std::vector<int>;
@@ -111,3 +112,4 @@ TEST_P(KilledAtAnyMoment, LeavesARecordFromWhichTheNextStartDecidesRightly) {
 INSTANTIATE_TEST_SUITE_P(FiftyTimes, KilledAtAnyMoment, testing::Values(1u, 2u, 3u, 4u, 5u));
 
 }  // namespace
+}  // namespace KilledAtAnyMomentTest

@@ -5,6 +5,7 @@
 #include "rmc/ipmi/vokipmi.h"
 #include "system/SimulatedSystem.h"
 
+namespace LargeInventoryTest {
 namespace {
 
 // A document of at least `size` bytes, with every length of element and some bytes beyond ASCII in it.
@@ -49,3 +50,4 @@ TEST_F(TooLargeInventory, LongerThanTheControllerTakesIsRefusedWithItsSizeInTheL
 }
 
 }  // namespace
+}  // namespace LargeInventoryTest

@@ -5,6 +5,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace LinkChangesTest {
 namespace {
 
 constexpr char lost[] = "The connectivity between the Ethernet port and the switch has been lost.";
@@ -296,3 +297,4 @@ TEST_F(LinkChanges, AControllerThatTakesAnEventSlowlyHoldsNoReaderOfTheInventory
 }
 
 }  // namespace
+}  // namespace LinkChangesTest

@@ -8,6 +8,8 @@
 #include "simhost/MadeUpMachine.h"
 #include "system/SimulatedSystem.h"
 
+namespace LiveSystemTest {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -83,3 +85,4 @@ TEST_F(LiveSystem, AChangeOfTheMachinesLinkBecomesAnEvent) {
 }
 
 }  // namespace
+}  // namespace LiveSystemTest

@@ -6,6 +6,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace LogLimitTest {
 namespace {
 
 class LogLimit : public SimulatedSystem {
@@ -45,3 +46,4 @@ TEST_F(LogLimit, AFileBelowThatIsLeftAlone) {
 }
 
 }  // namespace
+}  // namespace LogLimitTest

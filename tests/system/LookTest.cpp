@@ -3,6 +3,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace LookTest {
 namespace {
 
 class Look : public SimulatedSystem {};
@@ -37,3 +38,4 @@ TEST_F(Look, IsRefusedWhileAnAgentOwnsTheHostsWorkingFiles) {
 }
 
 }  // namespace
+}  // namespace LookTest

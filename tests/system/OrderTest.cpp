@@ -3,6 +3,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace OrderTest {
 namespace {
 
 constexpr char pciList[] = "/opt/mev/vok/data/vok_hwlist.txt";
@@ -60,3 +61,4 @@ TEST_F(Order, AStopEndsChannelDoorBellAndPushBeforeTheManagersAndForgetsThePciLi
 }
 
 }  // namespace
+}  // namespace OrderTest

@@ -3,6 +3,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace PlacesTest {
 namespace {
 
 constexpr char notEncoded[] =
@@ -163,3 +164,4 @@ TEST_F(PlacesInEvents, HaveNoCodeWithALibraryThatLacksItsEncoder) {
 }
 
 }  // namespace
+}  // namespace PlacesTest

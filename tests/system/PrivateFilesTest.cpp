@@ -6,6 +6,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace PrivateFilesTest {
 namespace {
 
 class PrivateFiles : public SimulatedSystem {
@@ -43,3 +44,4 @@ TEST_F(PrivateFiles, LogsRecordPipesAndWorkingFilesAreForTheirOwnerAlone) {
 }
 
 }  // namespace
+}  // namespace PrivateFilesTest

@@ -5,6 +5,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace SecondDaemonTest {
 namespace {
 
 class SecondDaemon : public SimulatedSystem {};
@@ -53,3 +54,4 @@ TEST_F(SecondDaemon, APlantedPipeInPlaceOfTheLockHoldsNothingUp) {
 }
 
 }  // namespace
+}  // namespace SecondDaemonTest

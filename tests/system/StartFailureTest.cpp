@@ -3,6 +3,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace StartFailureTest {
 namespace {
 
 // More than the address space has: each thread asks for a stack of this size.
@@ -25,3 +26,4 @@ TEST_F(StartFailure, EndsWithItsOwnStatusAndWithoutAStopOfTheManagers) {
 }
 
 }  // namespace
+}  // namespace StartFailureTest

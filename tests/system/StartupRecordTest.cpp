@@ -4,6 +4,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace StartupRecordTest {
 namespace {
 
 class StartupRecord : public SimulatedSystem {
@@ -129,3 +130,4 @@ TEST_F(StartupRecord, WithoutACurrentStartKeepsItsLastStart) {
 }
 
 }  // namespace
+}  // namespace StartupRecordTest

@@ -7,6 +7,7 @@
 
 #include "system/SimulatedSystem.h"
 
+namespace StoppingTest {
 namespace {
 
 class Stopping : public SimulatedSystem {
@@ -155,3 +156,4 @@ TEST_F(Stopping, ASignalLaterThanThatEndsAStopThatHangsAtOnceAndWithoutTheRecord
 }
 
 }  // namespace
+}  // namespace StoppingTest

@@ -17,6 +17,7 @@
 #include "core/base/vokLogFiles.h"
 #include "support/FakeHostAccess.h"
 
+namespace LoggerTest {
 namespace {
 
 using Logging::Logger;
@@ -489,3 +490,4 @@ TEST_F(LogLimitTest, AFileThatIsNotThereIsNotExceeded) {
 }
 
 }  // namespace
+}  // namespace LoggerTest

@@ -11,6 +11,7 @@
 #include "core/base/vokSettingRules.h"
 #include "support/FakeHostAccess.h"
 
+namespace vokConfigTest {
 namespace {
 
 using testing::ElementsAre;
@@ -580,3 +581,4 @@ TEST_F(ConfigTest, TheShippedFileIsTakenWhole) {
 }
 
 }  // namespace
+}  // namespace vokConfigTest

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
+namespace vokJsonTextTest {
 namespace {
 
 std::string textOf(const std::string& content) {
@@ -140,3 +141,5 @@ TEST(vokJsonText, CommentsOfAParsedTextAreNotWritten) {
     ASSERT_TRUE(Json::parseFromStream(reader, stream, &value, nullptr));
     EXPECT_EQ(vokJsonText(value), R"({"ID":1,"X":[1,2]})");
 }
+
+}  // namespace vokJsonTextTest

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace vokModulesTest {
 namespace {
 
 TEST(ModuleNames, EveryIdHasItsName) {
@@ -71,3 +72,4 @@ TEST(ResourceHealth, EveryValueHasItsText) {
 }
 
 }  // namespace
+}  // namespace vokModulesTest

@@ -4,6 +4,7 @@
 
 #include "core/inventory/SampleManager.h"
 
+namespace vokCachedResourceManagerReadersTest {
 namespace {
 
 using testing::ElementsAre;
@@ -196,3 +197,4 @@ TEST_F(CachedResourceManager, MayRunWithoutRecords) {
 }
 
 }  // namespace
+}  // namespace vokCachedResourceManagerReadersTest

@@ -5,6 +5,7 @@
 
 #include "core/inventory/SampleManager.h"
 
+namespace vokCachedResourceManagerTest {
 namespace {
 
 using testing::ElementsAre;
@@ -366,3 +367,4 @@ TEST_F(CachedResourceManager, ABuildThatNobodyWaitsForAsksForNoPush) {
 }
 
 }  // namespace
+}  // namespace vokCachedResourceManagerTest

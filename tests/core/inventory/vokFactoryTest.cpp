@@ -6,6 +6,7 @@
 #include "host/HostResourceManager.h"
 #include "nic/NICResourceManager.h"
 
+namespace vokFactoryTest {
 namespace {
 
 TEST(Factory, GivesTheHostManagerItselfForId1) {
@@ -27,3 +28,4 @@ TEST(Factory, GivesNullForReservedAndUnknownIds) {
 }
 
 }  // namespace
+}  // namespace vokFactoryTest

@@ -10,6 +10,7 @@
 #include "host/HostResourceManager.h"
 #include "nic/NICResourceManager.h"
 
+namespace vokResourcesTest {
 namespace {
 
 int asked = 0;
@@ -85,3 +86,4 @@ TEST(PushRequest, GoesToWhoeverIsBoundAndToNobodyWithout) {
 }
 
 }  // namespace
+}  // namespace vokResourcesTest

@@ -2,6 +2,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokInjectedEventTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -96,3 +97,4 @@ TEST_F(vokInjectedEventTest, TheReasonOfARefusalCanBeAskedForWithoutALog) {
 }
 
 }  // namespace
+}  // namespace vokInjectedEventTest

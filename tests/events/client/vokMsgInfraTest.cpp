@@ -9,6 +9,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokMsgInfraTest {
 namespace {
 
 using ::testing::Each;
@@ -244,3 +245,4 @@ TEST_F(vokMsgInfraTest, TheGreatestAndTheLeastProcessIdAreWrittenInFull) {
 }
 
 }  // namespace
+}  // namespace vokMsgInfraTest

@@ -4,6 +4,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokRequestTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -75,3 +76,4 @@ TEST_P(CliModeTest, IsNotLookedAt) {
 INSTANTIATE_TEST_SUITE_P(BothModes, CliModeTest, ::testing::Values("test", "inject"));
 
 }  // namespace
+}  // namespace vokRequestTest

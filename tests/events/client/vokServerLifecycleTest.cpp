@@ -10,6 +10,7 @@
 #include "events/EventsFixture.h"
 #include "events/client/vokServer.h"
 
+namespace vokServerLifecycleTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -165,3 +166,4 @@ TEST_F(vokServerLifecycleTest, DescriptorsBeyondWhatSelectHoldsWork) {
 }
 
 }  // namespace
+}  // namespace vokServerLifecycleTest

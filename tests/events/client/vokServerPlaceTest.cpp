@@ -8,6 +8,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokServerPlaceTest {
 namespace {
 
 using ::testing::IsEmpty;
@@ -163,3 +164,4 @@ TEST_F(vokServerPlaceTest, ARequestInARemovedPipeIsStillServed) {
 }
 
 }  // namespace
+}  // namespace vokServerPlaceTest

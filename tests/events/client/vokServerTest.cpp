@@ -12,6 +12,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokServerTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -235,3 +236,4 @@ TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsSer
 }
 
 }  // namespace
+}  // namespace vokServerTest

@@ -5,6 +5,7 @@
 #include "events/EventsFixture.h"
 #include "host/HostResourceManager.h"
 
+namespace vokTestEventTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -183,3 +184,4 @@ TEST(vokTestEvent, OnlyTypesWithAManagerCanBeRaised) {
 }
 
 }  // namespace
+}  // namespace vokTestEventTest

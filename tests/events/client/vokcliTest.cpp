@@ -10,6 +10,7 @@
 
 #include "events/EventsFixture.h"
 
+namespace vokcliTest {
 namespace {
 
 using ::testing::ElementsAre;
@@ -433,3 +434,4 @@ TEST_F(vokcliTest, WrongUsageIsStatusOne) {
 }
 
 }  // namespace
+}  // namespace vokcliTest

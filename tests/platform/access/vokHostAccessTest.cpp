@@ -20,6 +20,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/TemporaryDirectory.h"
 
+namespace vokHostAccessTest {
 namespace {
 
 std::string outputOf(IvokHostAccess& host, const std::string& command) {
@@ -313,3 +314,4 @@ TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
 }
 
 }  // namespace
+}  // namespace vokHostAccessTest

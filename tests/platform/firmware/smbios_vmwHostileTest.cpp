@@ -11,6 +11,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/SmBiosTable.h"
 
+namespace smbios_vmwHostileTest {
 namespace {
 
 FakeHostAccess& openTable(const std::string& deviceContents) {
@@ -302,3 +303,5 @@ TEST(SmBiosMemory, ThatIsNotThereForOnboardDevicesIsTold) {
     expectNoMemoryTold(41, "Malloc failed for Onboard Devices Extended Info table with pDevice : 0x0");
 }
 #endif
+
+}  // namespace smbios_vmwHostileTest

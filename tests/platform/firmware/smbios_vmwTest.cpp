@@ -13,6 +13,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/SmBiosTable.h"
 
+namespace smbios_vmwTest {
 namespace {
 
 FakeHostAccess& hostWith(const std::string& deviceContents) {
@@ -503,3 +504,5 @@ TEST(SystemUuid, OfZerosAndOfOnesIsWrittenOut) {
     EXPECT_EQ(uuidOf(std::string(16, '\0')), "00000000-0000-0000-0000-000000000000");
     EXPECT_EQ(uuidOf(std::string(16, '\xFF')), "ffffffff-ffff-ffff-ffff-ffffffffffff");
 }
+
+}  // namespace smbios_vmwTest

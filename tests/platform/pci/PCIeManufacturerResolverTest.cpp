@@ -8,6 +8,7 @@
 #include "platform/places/PhysLocFixture.h"
 #include "platform/utils/platformCheck.h"
 
+namespace PCIeManufacturerResolverTest {
 namespace {
 
 constexpr char question[] =
@@ -268,3 +269,4 @@ TEST(PCIVendorsMap, AKeyIsFourLowerCaseDigitsAndNoNameIsEmpty) {
 }
 
 }  // namespace
+}  // namespace PCIeManufacturerResolverTest

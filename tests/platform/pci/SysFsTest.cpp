@@ -8,6 +8,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace SysFsTest {
 namespace {
 
 using testing::Contains;
@@ -43,8 +44,6 @@ protected:
 };
 
 constexpr char warning[] = "WARNING SYSFS: The tree is too large or too deep; a part of it is left out.";
-
-}  // namespace
 
 TEST_F(SysFsTest, HoldsNothingBeforeItIsSynchronized) {
     oneController();
@@ -330,3 +329,6 @@ TEST(SysFsTreeElement, AppendsReplacesAndRemovesByName) {
     EXPECT_EQ(root.findChild("a"), nullptr);
     EXPECT_EQ(root.countElements(), 3u);
 }
+
+}  // namespace
+}  // namespace SysFsTest

@@ -7,6 +7,7 @@
 
 #include "support/FakeHostAccess.h"
 
+namespace utils_pciTest {
 namespace {
 
 using namespace std::string_literals;
@@ -332,3 +333,5 @@ TEST(GetPCISlotString, IsTheSlotOfANode) {
     EXPECT_EQ(getPCISlotString(list.front()), "4");
     EXPECT_EQ(getPCISlotString(list.back()), "NotAvailable");
 }
+
+}  // namespace utils_pciTest

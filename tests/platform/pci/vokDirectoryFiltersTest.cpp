@@ -8,6 +8,7 @@
 #include "platform/access/vokSortedDirectory.h"
 #include "support/FakeHostAccess.h"
 
+namespace vokDirectoryFiltersTest {
 namespace {
 
 using testing::ElementsAre;
@@ -86,3 +87,5 @@ TEST(SortedDirectory, OfWhatIsNoDirectoryTheCountIsMinus1) {
     EXPECT_EQ(vokSortedDirectory(host.root.path() + "/none").count(), -1);
     EXPECT_EQ(vokSortedDirectory(host.root.path()).count(), 3);  // ".", ".." and the file
 }
+
+}  // namespace vokDirectoryFiltersTest

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+namespace vokPciConfigSpaceTest {
 namespace {
 
 // A space of `size` bytes that says it has a capability list, which starts at `first`.
@@ -163,3 +164,5 @@ TEST(PciConfigSpace, AnyLengthFrom0To4096CanBeRead) {
     }
     EXPECT_EQ(pci_read_config(nullptr, 0).revision, 0);
 }
+
+}  // namespace vokPciConfigSpaceTest

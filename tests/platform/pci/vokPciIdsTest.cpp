@@ -6,6 +6,7 @@
 
 #include "support/FakeHostAccess.h"
 
+namespace vokPciIdsTest {
 namespace {
 
 constexpr char database[] =
@@ -229,3 +230,5 @@ TEST(PciIdsSearch, GivesTheFirstWhoseNameHoldsTheTextInEitherCase) {
     const pci_ids nameless = idsOf("0001\n");
     EXPECT_EQ(vendor_search(nameless, ""), &nameless.vendors.front());
 }
+
+}  // namespace vokPciIdsTest

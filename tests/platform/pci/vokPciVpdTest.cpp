@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+namespace vokPciVpdTest {
 namespace {
 
 using namespace std::string_literals;
@@ -141,3 +142,5 @@ TEST(PciVpd, AppendsToTheList) {
     EXPECT_EQ(tags.size(), 4u);
     EXPECT_EQ(tags.front().value, "old");
 }
+
+}  // namespace vokPciVpdTest

@@ -10,6 +10,7 @@
 #include "platform/access/vokMallocPtr.h"
 #include "support/FakeHostAccess.h"
 
+namespace vokReadFileTest {
 namespace {
 
 using testing::ElementsAre;
@@ -140,3 +141,5 @@ TEST(ReadFileLines, GivesNullAndCount0WhenTheFileCantBeRead) {
     EXPECT_EQ(ReadFileLines(nullptr, &count), nullptr);
     EXPECT_EQ(count, 0);
 }
+
+}  // namespace vokReadFileTest

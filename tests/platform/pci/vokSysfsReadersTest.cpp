@@ -11,6 +11,7 @@
 #include "platform/access/vokOwnedDescriptor.h"
 #include "support/FakeHostAccess.h"
 
+namespace vokSysfsReadersTest {
 namespace {
 
 constexpr char path[] = "/sys/a";
@@ -262,3 +263,5 @@ TEST(SysfsNumbers, ThousandsOfDigitsDoNoHarm) {
     EXPECT_EQ(get_sysfs_llhex(path), 0xffffffffffffffffull);
     EXPECT_EQ(get_sysfs_llong(path), 9223372036854775807ll);
 }
+
+}  // namespace vokSysfsReadersTest

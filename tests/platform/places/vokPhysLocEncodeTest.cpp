@@ -7,6 +7,7 @@
 #include "platform/places/vokLWNZPhysLocInterface.h"
 #include "platform/places/vokTQPhysLocInterface.h"
 
+namespace vokPhysLocEncodeTest {
 namespace {
 
 static_assert(sizeof(vokPhysLocRecord) == 16, "16 bytes on every ABI");
@@ -181,3 +182,4 @@ TEST_F(PhysLocEncode, ManyThreadsEncodeAtOnceWithoutALock) {
 }
 
 }  // namespace
+}  // namespace vokPhysLocEncodeTest

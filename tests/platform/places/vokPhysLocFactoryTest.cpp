@@ -12,6 +12,7 @@
 #include "platform/places/vokMockPhysLocInterface.h"
 #include "platform/places/vokTQPhysLocInterface.h"
 
+namespace vokPhysLocFactoryTest {
 namespace {
 
 class PhysLocFactory : public PhysLocTest {
@@ -197,3 +198,4 @@ TEST(MockPhysLoc, KnowsNothing) {
 }
 
 }  // namespace
+}  // namespace vokPhysLocFactoryTest

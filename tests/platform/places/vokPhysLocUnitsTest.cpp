@@ -5,6 +5,7 @@
 #include "platform/places/vokLWNZPhysLocInterface.h"
 #include "platform/places/vokTQPhysLocInterface.h"
 
+namespace vokPhysLocUnitsTest {
 namespace {
 
 class PhysLocUnits : public PhysLocTest {
@@ -373,3 +374,4 @@ TEST_F(PhysLocUnits, AChassisOfTheSecondPlatformIsNamedByRackAndInstance) {
 }
 
 }  // namespace
+}  // namespace vokPhysLocUnitsTest

@@ -11,6 +11,7 @@
 #include "platform/firmware/smbios_vmw.h"
 #include "support/PlatformTables.h"
 
+namespace platformCheckTest {
 namespace {
 
 using SystemLogLines = std::vector<std::pair<int, std::string>>;
@@ -103,3 +104,5 @@ TEST(PlatformCheck, IsFilledOnceByManyThreadsThatAskFirst) {
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(host.systemLogLines.size(), 1u);
 }
+
+}  // namespace platformCheckTest

@@ -16,6 +16,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokStartupRecordTest {
 namespace {
 
 using testing::HasSubstr;
@@ -350,3 +351,4 @@ TEST_F(StartupRecord, AKillAtAnyMomentLeavesAWholeRecord) {
 }
 
 }  // namespace
+}  // namespace vokStartupRecordTest

@@ -8,6 +8,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokUtilsCommandsTest {
 namespace {
 
 using Ids = std::pair<std::string, std::string>;
@@ -464,3 +465,5 @@ TEST(LineFromFile, IsEmptyWhenThereIsNoSuchFileOrItIsADirectory) {
     EXPECT_EQ(vokUtils::getLineFromFile("/etc/none", "one"), "");
     EXPECT_EQ(vokUtils::getLineFromFile("/etc", "one"), "");
 }
+
+}  // namespace vokUtilsCommandsTest

@@ -8,6 +8,7 @@
 #include "platform/utils/vokUtils.h"
 #include "support/FakeHostAccess.h"
 
+namespace vokUtilsDirectoriesTest {
 namespace {
 
 using testing::ElementsAre;
@@ -139,3 +140,5 @@ TEST(DirectoryListers, ALinkOnTheWayToTheDirectoryIsFollowed) {
     EXPECT_EQ(vokUtils::dirList("/link/sub", out), 0);
     EXPECT_THAT(out, ElementsAre("00ib"));
 }
+
+}  // namespace vokUtilsDirectoriesTest

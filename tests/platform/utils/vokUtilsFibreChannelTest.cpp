@@ -8,6 +8,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokUtilsFibreChannelTest {
 namespace {
 
 using Pair = std::pair<std::string, std::string>;
@@ -310,3 +311,5 @@ TEST(FcNameMap, ACommandThatFailsIsAnErrorAndItsFileGoes) {
     EXPECT_FALSE(host.root.exists(nameFile));
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: -----Printing FcNameMap-----"));
 }
+
+}  // namespace vokUtilsFibreChannelTest

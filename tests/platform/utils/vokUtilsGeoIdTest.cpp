@@ -6,6 +6,7 @@
 #include "platform/firmware/smbios_vmw.h"
 #include "support/PlatformTables.h"
 
+namespace vokUtilsGeoIdTest {
 namespace {
 
 using Texts = std::vector<std::string>;
@@ -260,3 +261,5 @@ TEST(GeoIdInfo, IsTheSameForManyThreadsThatAskFirst) {
         });
     for (std::thread& thread : threads) thread.join();
 }
+
+}  // namespace vokUtilsGeoIdTest

@@ -9,6 +9,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokUtilsHostTest {
 namespace {
 
 constexpr char nameCommand[] = "localcli system version get | grep -i Product";
@@ -201,3 +202,5 @@ TEST(CacheRefreshTimeInterval, IsKeptPerObject) {
 TEST(PlatformFamily, IsUnknownWhileNoFirmwareTableIsRead) {
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
 }
+
+}  // namespace vokUtilsHostTest

@@ -11,6 +11,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokUtilsNetworkTest {
 namespace {
 
 using testing::ElementsAre;
@@ -253,3 +254,5 @@ TEST(IsIPv4Address, TakesFourDecimalNumbers) {
 TEST(IsIPv4Address, TheAddressOfNobodyIsNone) {
     EXPECT_FALSE(vokUtils::is_ipv4_address("0.0.0.0"));
 }
+
+}  // namespace vokUtilsNetworkTest

@@ -7,6 +7,7 @@
 #include "platform/firmware/smbios_vmw.h"
 #include "support/PlatformTables.h"
 
+namespace vokUtilsPlatformTest {
 namespace {
 
 constexpr const char* notInitialised =
@@ -119,3 +120,5 @@ TEST(PlatformFamily, IsReadOnceByManyThreadsThatAskFirst) {
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(countLogged(host, "DEBUG VOK_UTILS: platformFamily is [7711PID02020001]"), 1);
 }
+
+}  // namespace vokUtilsPlatformTest

@@ -12,6 +12,7 @@
 #include "support/LoggedLines.h"
 #include "support/TemporaryDirectory.h"
 
+namespace vokUtilsSummaryLogTest {
 namespace {
 
 constexpr char bootCommand[] =
@@ -184,3 +185,5 @@ TEST(SummaryLog, ALogThatIsNotThereTellsNothing) {
     EXPECT_EQ(times.boot, 0);
     EXPECT_EQ(times.shutdown, 0);
 }
+
+}  // namespace vokUtilsSummaryLogTest

@@ -10,6 +10,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
+namespace vokUtilsTimeTest {
 namespace {
 
 constexpr char utc[] = "UTC0";
@@ -171,3 +172,5 @@ TEST(DiffTimespec, TheResultMayBeOneOfTheOperands) {
     EXPECT_EQ(a.tv_sec, 2);
     EXPECT_EQ(a.tv_nsec, 999999900);
 }
+
+}  // namespace vokUtilsTimeTest

@@ -15,6 +15,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/TemporaryDirectory.h"
 
+namespace vokVmwareOSInterfaceTest {
 namespace {
 
 using Ids = std::pair<std::string, std::string>;
@@ -256,3 +257,5 @@ TEST(StoredList, ABlockThatNamesTheAddressInAnotherKeyIsReadFromThatLineOn) {
     systemInterface().populateHardwarePCIDetails();
     EXPECT_EQ(vokUtils::get_vendor_device("0000:5e:00.0"), Ids("0x1111", "0x2222"));
 }
+
+}  // namespace vokVmwareOSInterfaceTest

@@ -11,6 +11,7 @@
 #include "rmc/ipmi/vokipmi.h"
 #include "support/FakeHostAccess.h"
 
+namespace RemoteCommandTest {
 namespace {
 
 using testing::ElementsAre;
@@ -402,3 +403,4 @@ TEST_F(RemoteCommand, CommandsOfTwoThreadsNeverMix) {
 }
 
 }  // namespace
+}  // namespace RemoteCommandTest

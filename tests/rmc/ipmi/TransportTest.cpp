@@ -8,6 +8,7 @@
 #include "rmc/ipmi/vokipmi.h"
 #include "support/FakeHostAccess.h"
 
+namespace TransportTest {
 namespace {
 
 using testing::ElementsAre;
@@ -290,3 +291,4 @@ TEST_F(TransportTest, ABufferIsReadByItsKind) {
 }
 
 }  // namespace
+}  // namespace TransportTest

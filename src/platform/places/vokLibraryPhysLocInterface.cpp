@@ -26,9 +26,9 @@ bool isPhysLocAddress(const std::string& text) {
     return std::sscanf(text.c_str(), "%04x:%02x:%02x.%x", &segment, &bus, &device, &function) == 4;
 }
 
-const char* loaderError() {
-    const char* const text = ::dlerror();
-    return text ? text : "no reason told";
+std::string loaderError() {
+    const std::string text = vokHostAccess().libraryError();
+    return text.empty() ? "no reason told" : text;
 }
 
 std::uint8_t numberOf(const std::string& text) {
@@ -55,11 +55,11 @@ bool vokLibraryPhysLocInterface::Initialize() {
     const std::lock_guard<std::mutex> lock(loadLock_);
     if (loaded_) return true;
     const std::string name = getPhysLocLibraryName();
-    ::dlerror();  // what stands there is not of this call
+    vokHostAccess().libraryError();  // an earlier reason is not of this call
     library_ = vokHostAccess().openLibrary(name, RTLD_LAZY | RTLD_GLOBAL);
     if (!library_) {
         VOK_LOG_ERROR(platform_.logModule, "Failed to load physical location library [%s]: (%s)",
-                      name.c_str(), loaderError());
+                      name.c_str(), loaderError().c_str());
         return false;
     }
     initData_ = reinterpret_cast<vokPhysLocInit>(symbol(vokPhysLocInitSymbol));
@@ -83,7 +83,8 @@ void vokLibraryPhysLocInterface::UnInitialize() {
 void* vokLibraryPhysLocInterface::symbol(const char* name) const {
     void* const address = vokHostAccess().librarySymbol(library_, name);
     if (!address)
-        VOK_LOG_ERROR(loaderModule, "Failed to find address of symbol [%s]: (%s)", name, loaderError());
+        VOK_LOG_ERROR(loaderModule, "Failed to find address of symbol [%s]: (%s)", name,
+                      loaderError().c_str());
     return address;
 }
 

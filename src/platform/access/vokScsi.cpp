@@ -30,7 +30,6 @@ static_assert(sizeof(void*) != 4 || offsetof(sg_io_hdr_t, driver_status) == 50);
 static_assert(sizeof(void*) != 4 || offsetof(sg_io_hdr_t, resid) == 52);
 static_assert(sizeof(void*) != 4 || offsetof(sg_io_hdr_t, duration) == 56);
 static_assert(sizeof(void*) != 4 || offsetof(sg_io_hdr_t, info) == 60);
-static_assert(SG_DXFER_NONE == -1 && SG_DXFER_TO_DEV == -2 && SG_DXFER_FROM_DEV == -3);
 
 namespace {
 

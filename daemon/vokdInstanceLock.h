@@ -3,19 +3,16 @@
 
 #include <string>
 
+#include "platform/access/vokOwnedDescriptor.h"
+
 class vokdInstanceLock {
 public:
     enum class Result { taken, heldByAnother, unavailable };
-
-    vokdInstanceLock() = default;
-    ~vokdInstanceLock();
-    vokdInstanceLock(const vokdInstanceLock&) = delete;
-    vokdInstanceLock& operator=(const vokdInstanceLock&) = delete;
 
     // Takes the lock for the life of the process; it goes with the process, however that ends. `said` is
     // the holder's process id when another holds it, and the reason when there can be no lock.
     Result take(std::string& said);
 
 private:
-    int descriptor_ = -1;
+    vokOwnedDescriptor file_;
 };

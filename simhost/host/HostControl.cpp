@@ -63,8 +63,11 @@ void memoryCommand(SimulatedHost& host, Words& words) {
         const std::string which = words.next("total or free");
         if (which != "total" && which != "free")
             throw UsageError("memory: \"" + which + "\" is none of total, free");
-        (which == "total" ? total : free) =
-            static_cast<std::uint64_t>(words.nextNumber("the megabytes", 0, most));
+        const auto megabytes = static_cast<std::uint64_t>(words.nextNumber("the megabytes", 0, most));
+        if (which == "total")
+            total = megabytes;
+        else
+            free = megabytes;
     } while (!words.empty());
     host.setMemory(total, free);
 }

@@ -18,8 +18,8 @@
 
 namespace physloc {
 
-constexpr std::size_t recordSize = 16;
-constexpr int recordVersion = 2;
+inline constexpr std::size_t recordSize = 16;
+inline constexpr int recordVersion = 2;
 
 // Results of physloc_encode.
 enum Result : std::int32_t {

@@ -92,7 +92,10 @@ void RemoteCommandReceiver::begin(const ControllerPacket& request, ChunkOutcome&
         const bool same = transfer_->descriptor == request.descriptor;
         descriptors_[transfer_->descriptor].past = Past::superseded;
         const std::string account = abandon("a new command began");
-        (same ? outcome.breaches : outcome.notices).push_back(account);
+        if (same)
+            outcome.breaches.push_back(account);
+        else
+            outcome.notices.push_back(account);
     }
     descriptors_[request.descriptor].past = Past::none;
     if (indexOf(request.data) != 0)

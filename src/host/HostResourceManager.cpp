@@ -3,15 +3,14 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
 #include "core/base/vokVersion.h"
 #include "host/esxtopMemory.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokInterfaceList.h"
 #include "platform/access/vokWorkFile.h"
 #include "platform/utils/vokUtils.h"
 
@@ -36,10 +35,6 @@ constexpr vokManagerTraits hostTraits = {
     "",
     3,
     false,
-};
-
-struct CloseFile {
-    void operator()(FILE* file) const { std::fclose(file); }
 };
 
 }  // namespace
@@ -118,9 +113,8 @@ void HostResourceManager::populateCollectionInfo() {
 
 std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
     const vokWorkFile sample(hostMemFile, vokLeftOver::kept);
-    const int status = vokHostAccess().runCommand("esxtop -c " + vokHostAccess().commandPath(esxtopconf) +
-                                                  " -b -n 1 >> " + sample.word());
-    if (status != 0) {
+    const std::string command = "esxtop -c " + vokHostAccess().commandPath(esxtopconf) + " -b -n 1";
+    if (sample.appendOutputOf(command) != 0) {
         const int reason = errno;
         if (!getTotalPhysicalMemoryFailureLogged) {
             VOK_LOG_ERROR("HOST_RM", "Error occurred in fetching physical memory information : %s",
@@ -129,7 +123,7 @@ std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
         }
         return {};
     }
-    const std::unique_ptr<FILE, CloseFile> file(std::fopen(sample.place().c_str(), "re"));
+    const vokFilePtr file = sample.open();
     if (!file) {
         VOK_LOG_ERROR("HOST_RM", "Unable to fetch physical memory information.");
         return {};
@@ -173,9 +167,8 @@ void HostResourceManager::createJsonStringUsingJsonCpp() {
 
 std::vector<std::string> HostResourceManager::getIPAddress() {
     std::vector<std::string> addresses;
-    ifaddrs* first = nullptr;
-    if (vokHostAccess().interfaceAddresses(&first) != 0) return addresses;
-    for (const ifaddrs* each = first; each; each = each->ifa_next) {
+    const vokInterfaceList interfaces;
+    for (const ifaddrs* each = interfaces.first(); each; each = each->ifa_next) {
         if (!each->ifa_addr || !each->ifa_name || std::strcmp(each->ifa_name, "lo") == 0) continue;
         char text[INET6_ADDRSTRLEN] = {};
         const void* address = nullptr;
@@ -187,6 +180,5 @@ std::vector<std::string> HostResourceManager::getIPAddress() {
         VOK_LOG_DEBUG("HOST_RM", "%s IP Address %s\n", each->ifa_name, text);
         addresses.emplace_back(text);
     }
-    vokHostAccess().freeInterfaceAddresses(first);
     return addresses;
 }

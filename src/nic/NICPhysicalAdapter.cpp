@@ -20,7 +20,13 @@ constexpr char detailsFile[] = "/opt/mev/vok/data/vok_nicAddDetails.txt";
 constexpr char notAvailable[] = "Not Available";
 
 // The columns of the interface list.
-enum Column { name, pciDevice, driver, adminStatus, linkStatus, speed, duplex, macAddress, columnsRead };
+constexpr std::size_t nameColumn = 0;
+constexpr std::size_t pciDeviceColumn = 1;
+constexpr std::size_t adminStatusColumn = 3;
+constexpr std::size_t linkStatusColumn = 4;
+constexpr std::size_t speedColumn = 5;
+constexpr std::size_t macAddressColumn = 7;
+constexpr std::size_t columnCount = 8;  // that an adapter is read from
 
 struct StatusRow {
     const char* link;  // null: any other
@@ -63,14 +69,13 @@ constexpr ChangeRow changes[] = {
     {"Offline", "Critical", "Online", nullptr, 1},
 };
 
-constexpr struct {
-    const char* family;
-    const char* vokNICProduct::*column;
-} partNumberColumns[] = {
-    {vokFirstPlatformFamily, &vokNICProduct::partNumberFirstPlatform},
-    {vokSecondPlatformFamilies[0], &vokNICProduct::partNumberSecondPlatform},
-    {vokSecondPlatformFamilies[1], &vokNICProduct::partNumberSecondPlatformVariant},
-};
+// The part number that a product has on a platform; empty where the product table has none.
+const char* partNumberOf(const vokNICProduct& product, const std::string& family) {
+    if (family == vokFirstPlatformFamily) return product.partNumberFirstPlatform;
+    if (family == vokSecondPlatformFamilies[0]) return product.partNumberSecondPlatform;
+    if (family == vokSecondPlatformFamilies[1]) return product.partNumberSecondPlatformVariant;
+    return "";
+}
 
 // What stands two characters behind the first ":" of a line, without the line's end. False without a ":".
 bool valueOfLine(const std::string& line, std::string& value) {
@@ -96,18 +101,18 @@ constexpr EventOfCondition events[] = {{4, 1384, true}, {3, 678, true}, {2, 1390
 
 void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapter,
                                                      std::vector<std::string> tokens) {
-    if (tokens.size() < columnsRead)
+    if (tokens.size() < columnCount)
         VOK_LOG_DEBUG("NIC_CTRL", "A line of the interface list has %zu words only", tokens.size());
-    const auto token = [&tokens](Column column) -> const std::string* {
+    const auto token = [&tokens](std::size_t column) -> const std::string* {
         return tokens.size() > column ? &tokens[column] : nullptr;
     };
-    if (const auto* text = token(name)) {
+    if (const auto* text = token(nameColumn)) {
         adapter.setIntfName(*text);
         adapter.setDeviceName(*text);
     }
-    if (const auto* text = token(macAddress)) adapter.setMACAddress(*text);
-    if (const auto* text = token(linkStatus)) adapter.setLinkStatus(*text);
-    if (const auto* text = token(speed)) {
+    if (const auto* text = token(macAddressColumn)) adapter.setMACAddress(*text);
+    if (const auto* text = token(linkStatusColumn)) adapter.setLinkStatus(*text);
+    if (const auto* text = token(speedColumn)) {
         try {
             adapter.setSpeed(std::stoi(*text));
         } catch (const std::logic_error&) {  // no number, or none that an int holds
@@ -115,7 +120,7 @@ void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapte
         }
     }
 
-    if (const auto* address = token(pciDevice)) {
+    if (const auto* address = token(pciDeviceColumn)) {
         auto [description, location] = getOemValues(*address);
         adapter.setPCIDescription(std::move(description));
         adapter.setPhyLocation(std::move(location));
@@ -123,10 +128,10 @@ void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapte
     std::string version = adapter.getFirmVersion();
     getFWVersion(adapter.getIntfName(), version);
     adapter.setFirmVersion(std::move(version));
-    if (const auto* address = token(pciDevice)) identify(adapter, *address);
+    if (const auto* address = token(pciDeviceColumn)) identify(adapter, *address);
 
     VOK_LOG_DEBUG("NIC_CTRL", "Getting adapter status for %s", adapter.getIntfName().c_str());
-    const auto* const admin = token(adminStatus);
+    const auto* const admin = token(adminStatusColumn);
     VOK_RESOURCE_STATE state = VOK_STATE_OTHER;
     VOK_RESOURCE_HEALTH health = VOK_HEALTH_UNKNOWN;
     setNICStateHealthValues(
@@ -179,10 +184,8 @@ std::string NICPhysicalAdapter::getPartNumValue(const std::string& vendor, const
                                                 const std::string& subVendor, const std::string& subDevice) {
     const vokNICProduct* const product = vokFindNICProduct(vendor, device, subVendor, subDevice);
     if (!product) return notAvailable;
-    const std::string family = vokUtils::getPlatformFamily();
-    for (const auto& [platform, column] : partNumberColumns)
-        if (family == platform) return *(product->*column) ? product->*column : notAvailable;
-    return notAvailable;
+    const std::string number = partNumberOf(*product, vokUtils::getPlatformFamily());
+    return number.empty() ? notAvailable : number;
 }
 
 void NICPhysicalAdapter::getFWVersion(std::string intf, std::string& version) {
@@ -193,9 +196,10 @@ void NICPhysicalAdapter::getFWVersion(std::string intf, std::string& version) {
     }
     const vokWorkFile details(detailsFile);
     bool found = false;
-    if (vokCommandStream asking("localcli network nic get -n " + intf + " > " + details.word()); asking) {
+    if (vokCommandStream asking("localcli network nic get -n " + intf + " > " + details.shellQuoted());
+        asking) {
         asking.close();
-        if (const vokCommandStream answer("grep \"Firmware Version\" " + details.word()); answer) {
+        if (const vokCommandStream answer("grep \"Firmware Version\" " + details.shellQuoted()); answer) {
             char line[512] = {};
             if (std::fgets(line, sizeof(line), answer.get())) found = valueOfLine(line, version);
         }

@@ -135,11 +135,11 @@ void NICResourceManager::afterBuild() {
 
 void NICResourceManager::getInterfaceDetails(std::vector<std::vector<std::string>>& out) {
     const vokWorkFile list(listFile);
-    if (vokHostAccess().runCommand("localcli network nic list >> " + list.word()) != 0) {
+    if (list.appendOutputOf("localcli network nic list") != 0) {
         VOK_LOG_ERROR("NIC_RM", "Error occurred in gathering network interface information.");
         return;
     }
-    std::ifstream file(list.place());
+    std::ifstream file(list.hostPath());
     if (!file) {
         VOK_LOG_ERROR("NIC_RM", "An error occurred while trying to fetch NIC information");
         return;
@@ -170,13 +170,13 @@ bool NICResourceManager::checkLinkState() {
     VOK_LOG_DEBUG("NIC_RM", "Getting list of interfaces");
     const vokWorkFile list(listFile);
     if (vokHostAccess().runCommand("localcli network nic list | /usr/bin/awk '{print$1, $5}' >>" +
-                                   list.word()) != 0) {
+                                   list.shellQuoted()) != 0) {
         const int reason = errno;
         VOK_LOG_ERROR("NIC_RM", "Error occurred in checking link state information : %s",
                       std::strerror(reason));
         return false;
     }
-    std::ifstream file(list.place());
+    std::ifstream file(list.hostPath());
     bool changed = false;
     const std::lock_guard<std::mutex> lock(mlock);
     for (std::string line; !changed && std::getline(file, line);) {

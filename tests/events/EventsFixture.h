@@ -87,8 +87,8 @@ private:
     vokOwnedDescriptor pipe_;
 };
 
-constexpr int testEventCode = 0x0102;
-constexpr int injectedEventCode = 0x0103;
+inline constexpr int testEventCode = 0x0102;
+inline constexpr int injectedEventCode = 0x0103;
 
 // An event as a client injects it, of a size that takes several requests, and as the controller gets it.
 std::string eventText(const std::string& pad);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -185,7 +186,10 @@ void* FakeHostAccess::openLibrary(const std::string& name, int flags) {
     const std::lock_guard<std::mutex> lock(guard);
     openedLibraries.emplace_back(name, flags);
     const auto found = libraries.find(name);
-    if (found == libraries.end()) return nullptr;
+    if (found == libraries.end()) {
+        if (!libraryFailure.empty()) lastLibraryError_ = libraryFailure;
+        return nullptr;
+    }
     ++openLibraries;
     return &found->second;
 }
@@ -194,13 +198,20 @@ void* FakeHostAccess::librarySymbol(void* library, const char* symbol) {
     const std::lock_guard<std::mutex> lock(guard);
     const auto& symbols = *static_cast<const std::map<std::string, void*>*>(library);
     const auto found = symbols.find(symbol);
-    return found == symbols.end() ? nullptr : found->second;
+    if (found != symbols.end()) return found->second;
+    if (!libraryFailure.empty()) lastLibraryError_ = libraryFailure;
+    return nullptr;
 }
 
 int FakeHostAccess::closeLibrary(void*) {
     const std::lock_guard<std::mutex> lock(guard);
     --openLibraries;
     return 0;
+}
+
+std::string FakeHostAccess::libraryError() {
+    const std::lock_guard<std::mutex> lock(guard);
+    return std::exchange(lastLibraryError_, std::string());
 }
 
 int FakeHostAccess::systemName(struct utsname* name) {

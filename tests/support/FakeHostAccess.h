@@ -71,9 +71,10 @@ public:
     std::function<bool(const timespec& deadline)> onTimedWait;
     // A timed wait ends by a signal alone, however long that takes: for threads that are to stand still.
     bool timedWaitsHold = false;
-    // Libraries by name, each with the addresses of its symbols; others are not there. What is not there has
-    // no reason in dlerror.
+    // Libraries by name, each with the addresses of its symbols; others are not there.
     std::map<std::string, std::map<std::string, void*>> libraries;
+    // What libraryError() reports, once, after a call that found nothing; empty: the call leaves no reason.
+    std::string libraryFailure;
     // Called in each pause before it is recorded.
     std::function<void(unsigned long)> onPause;
     // Called with each line for the system log before it is recorded; the logger's lock is held.
@@ -112,6 +113,7 @@ public:
     void* openLibrary(const std::string& name, int flags) override;
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;
+    std::string libraryError() override;
     int systemName(struct utsname* name) override;
     int systemInformation(struct sysinfo* information) override;
     int interfaceAddresses(struct ifaddrs** addresses) override;
@@ -128,6 +130,7 @@ private:
     std::map<FILE*, int> exitStatuses_;
     FakeDeviceReply reply_;
     long lastMessageId_ = 0;
+    std::string lastLibraryError_;
 };
 
 // Puts a new fake host in place for the whole process and gives it.

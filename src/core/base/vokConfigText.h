@@ -7,7 +7,7 @@
 namespace vokConfigText {
 
 // What a number beyond the parser is turned into: a text that starts so. No setting takes it.
-constexpr char beyondEveryNumber[] = "beyond every number: ";
+inline constexpr char beyondEveryNumber[] = "beyond every number: ";
 
 // The text with each number beyond a double turned into such a text, and with nothing left of what lies
 // deeper than any setting does. What is no JSON stays none.

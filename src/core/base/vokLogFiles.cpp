@@ -11,23 +11,14 @@
 #include <vector>
 
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnedDescriptor.h"
 
 namespace vokLogFiles {
 namespace {
 
-class Descriptor {
-public:
-    Descriptor(const std::string& path, int flags) : value_(::open(path.c_str(), flags | O_CLOEXEC, 0600)) {}
-    ~Descriptor() {
-        if (value_ >= 0) ::close(value_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return value_; }
-
-private:
-    int value_;
-};
+vokOwnedDescriptor openFile(const std::string& path, int flags) {
+    return vokOwnedDescriptor(::open(path.c_str(), flags | O_CLOEXEC, 0600));
+}
 
 // A file, or a device that takes whatever comes, such as /dev/null.
 bool isFileOrDevice(int descriptor) {
@@ -87,16 +78,16 @@ void createSymbolicLink(const std::string& path, const std::string& directory) {
 
 bool openForAppending(const std::string& path, std::ofstream& stream) {
     // Made and looked at before the stream opens it: a pipe in its place would hold the agent.
-    const Descriptor made(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
-    if (made.get() < 0 || !isFileOrDevice(made.get())) return false;
+    const vokOwnedDescriptor made = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
+    if (!made || !isFileOrDevice(made.get())) return false;
     stream.open(path, std::ios::app);
     return stream.is_open();
 }
 
 bool appendRest(const std::string& source, const std::string& target, long long& offset) {
-    const Descriptor from(source, O_RDONLY);
-    const Descriptor to(target, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW);
-    if (from.get() < 0 || to.get() < 0) return false;
+    const vokOwnedDescriptor from = openFile(source, O_RDONLY);
+    const vokOwnedDescriptor to = openFile(target, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW);
+    if (!from || !to) return false;
     std::vector<char> buffer(1 << 16);
     for (;;) {
         const ssize_t count = ::pread(from.get(), buffer.data(), buffer.size(), offset);

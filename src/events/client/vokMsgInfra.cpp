@@ -64,15 +64,11 @@ bool isFifo(int descriptor) {
 
 // A link in the pipe's place is not followed, and a file of another type not taken.
 int openFifo(const std::string& place, int flags) {
-    int descriptor = -1;
+    vokOwnedDescriptor fifo;
     do {
-        descriptor = ::open(place.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
-    } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0 || isFifo(descriptor)) return descriptor;
-    const int reason = errno;
-    ::close(descriptor);
-    errno = reason;
-    return -1;
+        fifo.reset(::open(place.c_str(), flags | O_NOFOLLOW | O_CLOEXEC));
+    } while (!fifo && errno == EINTR);
+    return fifo && isFifo(fifo.get()) ? fifo.release() : -1;
 }
 
 // True when another attempt is worth its while, having waited for it.

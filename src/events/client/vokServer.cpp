@@ -132,7 +132,9 @@ void* startTestEventServer(void*) {
     const int stop = stopPipeReadEnd();
     for (;;) {
         Waited waited[] = {{stop}, {requests.descriptor()}, {requests.watch()}};
-        const auto& [stopAsked, request, placeChange] = waited;
+        const Waited& stopAsked = waited[0];
+        const Waited& request = waited[1];
+        const Waited& placeChange = waited[2];
         const int ready = waitForReadable(waited);
         if (ready < 0) {
             const bool interrupted = errno == EINTR;

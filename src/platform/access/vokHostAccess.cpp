@@ -114,6 +114,11 @@ int vokKernelHostAccess::closeLibrary(void* library) {
     return ::dlclose(library);
 }
 
+std::string vokKernelHostAccess::libraryError() {
+    const char* const text = ::dlerror();
+    return text ? text : "";
+}
+
 int vokKernelHostAccess::systemName(struct utsname* name) {
     return ::uname(name);
 }

@@ -45,6 +45,9 @@ public:
     virtual void* openLibrary(const std::string& name, int flags) = 0;
     virtual void* librarySymbol(void* library, const char* symbol) = 0;
     virtual int closeLibrary(void* library) = 0;
+    // dlerror(3): why the last of the three calls above failed on this thread. Empty if none has failed since
+    // the last call of libraryError(), which thus also forgets an earlier reason.
+    virtual std::string libraryError() = 0;
 
     // uname(2), sysinfo(2), getifaddrs(3), freeifaddrs(3): 0, or -1 with errno.
     virtual int systemName(struct utsname* name) = 0;
@@ -90,6 +93,7 @@ public:
     void* openLibrary(const std::string& name, int flags) override;
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;
+    std::string libraryError() override;
     int systemName(struct utsname* name) override;
     int systemInformation(struct sysinfo* information) override;
     int interfaceAddresses(struct ifaddrs** addresses) override;

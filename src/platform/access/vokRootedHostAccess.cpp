@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/access/vokOwnedDescriptor.h"
 #include "platform/access/vokShell.h"
 
 namespace {
@@ -66,15 +67,15 @@ void* vokRootedHostAccess::openLibrary(const std::string& name, int flags) {
 void vokRootedHostAccess::systemLog(int priority, const std::string& text) {
     ::mkdir(path("/var").c_str(), 0700);
     ::mkdir(path("/var/log").c_str(), 0700);
-    const int descriptor = ::open(path("/var/log/syslog.log").c_str(),
-                                  O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-    if (descriptor < 0) return;
+    const vokOwnedDescriptor log(::open(path("/var/log/syslog.log").c_str(),
+                                        O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
+                                        0600));
+    if (!log) return;
     static constexpr const char* names[] = {"emerg",   "alert",  "crit", "err",
                                             "warning", "notice", "info", "debug"};
     const std::string line = "vok " + std::string(names[priority & 7]) + ": " + text + "\n";
     // One write, so that lines of several threads stay whole; a full disk loses the line.
-    [[maybe_unused]] const ssize_t written = ::write(descriptor, line.data(), line.size());
-    ::close(descriptor);
+    [[maybe_unused]] const ssize_t written = ::write(log.get(), line.data(), line.size());
 }
 
 std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::string& error) {

@@ -5,6 +5,8 @@
 #include <unistd.h>
 #include <cerrno>
 
+#include "platform/access/vokOwnedDescriptor.h"
+
 namespace {
 
 constexpr std::size_t greatestContent = 1 << 20;
@@ -19,20 +21,17 @@ bool isOurs(int descriptor) {
 
 bool vokReadSharedFile(const std::string& place, std::string& content) {
     content.clear();
-    const int descriptor = ::open(place.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    if (descriptor < 0) return false;
-    bool readable = isOurs(descriptor);
+    const vokOwnedDescriptor file(::open(place.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file) return false;
+    bool readable = isOurs(file.get());
     if (!readable) errno = EPERM;
     char buffer[4096];
     while (readable && content.size() < greatestContent) {
-        const ssize_t count = ::read(descriptor, buffer, sizeof(buffer));
+        const ssize_t count = ::read(file.get(), buffer, sizeof(buffer));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) readable = false;
         if (count <= 0) break;
         content.append(buffer, static_cast<std::size_t>(count));
     }
-    const int reason = errno;
-    ::close(descriptor);
-    errno = reason;
-    return readable;
+    return readable;  // the descriptor's owner leaves errno as it is
 }

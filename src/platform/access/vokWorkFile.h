@@ -1,29 +1,42 @@
-// A file that commands append to and that is read back. It is gone at the end, so that nothing of it stays
-// for the next command; what a crash has left under its name is thrown away or, where it is to count, kept.
+// A file that a command writes its output to and that is read back. It is removed at the end, so that nothing
+// of it stays for the next command. What a crash has left under its name is removed too or, where it is to
+// count, kept.
 #pragma once
 
-#include <cstdio>
 #include <string>
 
-#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokFilePtr.h"
 
-enum class vokLeftOver { removed, kept };
+enum class vokLeftOver {
+    removed,
+    kept,
+    // Removed, and an empty file for root alone is made in its place before the command runs: for a directory
+    // that everybody may write to, where a link or another user's file may have been planted under the name.
+    replaced,
+};
 
 class vokWorkFile {
 public:
     // `path` is the absolute path on the host.
-    explicit vokWorkFile(const std::string& path, vokLeftOver leftOver = vokLeftOver::removed)
-        : place_(vokHostAccess().path(path)), word_(vokHostAccess().commandPath(path)) {
-        if (leftOver == vokLeftOver::removed) std::remove(place_.c_str());
-    }
-    ~vokWorkFile() { std::remove(place_.c_str()); }
+    explicit vokWorkFile(const std::string& path, vokLeftOver leftOver = vokLeftOver::removed);
+    ~vokWorkFile();
     vokWorkFile(const vokWorkFile&) = delete;
     vokWorkFile& operator=(const vokWorkFile&) = delete;
 
-    const std::string& place() const { return place_; }  // for system calls
-    const std::string& word() const { return word_; }    // for a command
+    const std::string& hostPath() const { return hostPath_; }        // for system calls
+    const std::string& shellQuoted() const { return shellQuoted_; }  // for a command text
+
+    // With vokLeftOver::replaced: true if what stands under the name could not be removed. It is not ours, so
+    // no command may write to it, and it is not removed at the end.
+    bool isPlanted() const { return planted_; }
+
+    // Runs `command`, one pipeline, with its output appended to the file: the wait status, or -1 with errno.
+    int appendOutputOf(const std::string& command) const;
+    // The file for reading; null with errno.
+    vokFilePtr open() const;
 
 private:
-    std::string place_;
-    std::string word_;
+    std::string hostPath_;
+    std::string shellQuoted_;
+    bool planted_ = false;
 };

@@ -8,11 +8,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <mutex>
 #include <string_view>
 
+#include "platform/access/vokDevice.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokMallocPtr.h"
 
 namespace {
 
@@ -76,12 +77,9 @@ private:
     }
 };
 
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
-using Buffer = std::unique_ptr<unsigned char, Free>;
+using Buffer = vokMallocPtr<unsigned char>;
 
-// Gives back what the device's bytes don't need.
+// Returns what the device's bytes don't need to the heap.
 void fit(Buffer& data, std::size_t length) {
     if (length == 0) return;
     if (void* const fitted = std::realloc(data.get(), length)) {
@@ -230,12 +228,12 @@ bool findTable(unsigned char* data, std::size_t length, Table& found) {
 int SmBiosInit() {
     const std::lock_guard<std::mutex> lock(tableMutex);
     if (initialised) return 0;
-    const int device = vokHostAccess().openDevice(vokHostAccess().path(deviceFile), O_RDONLY | O_SYNC);
-    if (device < 0) return -1;
+    vokDevice device(deviceFile, O_RDONLY | O_SYNC);
+    if (!device) return -1;
     Buffer data(static_cast<unsigned char*>(std::malloc(bufferSize)));
-    const ssize_t count = data ? ::read(device, data.get(), bufferSize) : -1;
+    const ssize_t count = data ? ::read(device.descriptor(), data.get(), bufferSize) : -1;
     const int reason = count < 0 ? errno : ENODATA;
-    vokHostAccess().closeDevice(device);
+    device.close();
     const std::size_t length = count < 0 ? 0 : static_cast<std::size_t>(count);
     fit(data, length);
     if (!findTable(data.get(), length, table)) {

@@ -53,9 +53,9 @@ struct DmiSystemInfo {
     char family[64];
 };
 
-constexpr unsigned char smbiosSystemInfoType = 1;
-constexpr unsigned char smbiosSystemSlotType = 9;
-constexpr unsigned char smbiosOnboardDeviceExType = 41;
+inline constexpr unsigned char smbiosSystemInfoType = 1;
+inline constexpr unsigned char smbiosSystemSlotType = 9;
+inline constexpr unsigned char smbiosOnboardDeviceExType = 41;
 
 // Reads the device file. 0, also when it is open already; -1 otherwise, with errno as the open or the read
 // left it, and ENODATA when there is no entry point in the file.

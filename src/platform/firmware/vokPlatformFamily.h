@@ -3,8 +3,8 @@
 
 #include <string>
 
-constexpr const char* vokFirstPlatformFamily = "7711PID02020001";
-constexpr const char* vokSecondPlatformFamilies[] = {"7711PID03020102", "7711PID03020101"};
+inline constexpr const char* vokFirstPlatformFamily = "7711PID02020001";
+inline constexpr const char* vokSecondPlatformFamilies[] = {"7711PID03020102", "7711PID03020101"};
 
 inline bool vokIsFirstPlatform(const std::string& family) {
     return family == vokFirstPlatformFamily;

@@ -4,9 +4,9 @@
 //     if (slots.fetch() == 0) for (const DmiSystemSlot& slot : slots) ...
 #pragma once
 
-#include <cstdlib>
-#include <memory>
+#include <cstddef>
 
+#include "platform/access/vokMallocPtr.h"
 #include "platform/firmware/smbios_vmw.h"
 
 template <typename Record>
@@ -39,9 +39,6 @@ public:
     bool empty() const { return count_ == 0; }
 
 private:
-    struct Free {
-        void operator()(Record* records) const { std::free(records); }
-    };
-    std::unique_ptr<Record, Free> records_;
+    vokMallocPtr<Record> records_;
     std::size_t count_ = 0;
 };

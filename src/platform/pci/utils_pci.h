@@ -48,7 +48,7 @@ struct pci_node {
     std::string path;  // of the function's directory, "/sys/bus/pci/devices/0000:3b:00.0"
 };
 
-constexpr const char* pciDevicesDirectory = "/sys/bus/pci/devices";
+inline constexpr const char* pciDevicesDirectory = "/sys/bus/pci/devices";
 
 // scandir(3) filter: 1 for a name with ":" at 4 and 7, "." at 10, and without ":pcie".
 int pci_dev_filter(const struct dirent* entry);

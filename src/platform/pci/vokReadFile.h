@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-constexpr std::uint32_t vokGreatestFile = 4u << 20;
+inline constexpr std::uint32_t vokGreatestFile = 4u << 20;
 
 // The count of bytes read as 32 bits, then the bytes; room for 2048 bytes more lies behind them.
 char* ReadFile(const char* path);

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <string>
 
-constexpr std::size_t vokAttributeSize = 4096;
+inline constexpr std::size_t vokAttributeSize = 4096;
 
 // A descriptor for reading a regular file, that never blocks; the caller closes it. -1 with errno otherwise.
 int vokOpenAttribute(const char* path);

@@ -3,9 +3,9 @@
 #include <dlfcn.h>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "core/base/vokLog.h"
-#include "platform/access/vokHostAccess.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
@@ -26,9 +26,9 @@ bool isPhysLocAddress(const std::string& text) {
     return std::sscanf(text.c_str(), "%04x:%02x:%02x.%x", &segment, &bus, &device, &function) == 4;
 }
 
-const char* loaderError() {
-    const char* const text = ::dlerror();
-    return text ? text : "no reason told";
+// The loader's reason for the failure of the last call.
+const char* reasonOf(const vokLibrary& library) {
+    return library.reason().empty() ? "no reason told" : library.reason().c_str();
 }
 
 std::uint8_t numberOf(const std::string& text) {
@@ -55,19 +55,18 @@ bool vokLibraryPhysLocInterface::Initialize() {
     const std::lock_guard<std::mutex> lock(loadLock_);
     if (loaded_) return true;
     const std::string name = getPhysLocLibraryName();
-    ::dlerror();  // what stands there is not of this call
-    library_ = vokHostAccess().openLibrary(name, RTLD_LAZY | RTLD_GLOBAL);
-    if (!library_) {
+    vokLibrary library;
+    if (!library.open(name, RTLD_LAZY | RTLD_GLOBAL)) {
         VOK_LOG_ERROR(platform_.logModule, "Failed to load physical location library [%s]: (%s)",
-                      name.c_str(), loaderError());
+                      name.c_str(), reasonOf(library));
         return false;
     }
-    initData_ = reinterpret_cast<vokPhysLocInit>(symbol(vokPhysLocInitSymbol));
-    encode_ = initData_ ? reinterpret_cast<vokPhysLocEncode>(symbol(vokPhysLocEncodeSymbol)) : nullptr;
-    if (!encode_) {
-        closeLibrary();
+    if (!library.resolve({{vokPhysLocInitSymbol, initData_}, {vokPhysLocEncodeSymbol, encode_}})) {
+        VOK_LOG_ERROR(loaderModule, "Failed to find address of symbol [%s]: (%s)",
+                      library.missingSymbol().c_str(), reasonOf(library));
         return false;
     }
+    library_ = std::move(library);
     VOK_LOG_DEBUG(platform_.logModule, "Successfully loaded physical location library.");
     loaded_ = true;
     return true;
@@ -77,19 +76,7 @@ void vokLibraryPhysLocInterface::UnInitialize() {
     const std::lock_guard<std::mutex> lock(loadLock_);
     if (!loaded_) return;
     loaded_ = false;
-    closeLibrary();
-}
-
-void* vokLibraryPhysLocInterface::symbol(const char* name) const {
-    void* const address = vokHostAccess().librarySymbol(library_, name);
-    if (!address)
-        VOK_LOG_ERROR(loaderModule, "Failed to find address of symbol [%s]: (%s)", name, loaderError());
-    return address;
-}
-
-void vokLibraryPhysLocInterface::closeLibrary() {
-    vokHostAccess().closeLibrary(library_);
-    library_ = nullptr;
+    library_.close();
 }
 
 std::string vokLibraryPhysLocInterface::getPhysLocLibraryName() {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/vokLibrary.h"
 #include "platform/places/vokPhysLocInterface.h"
 #include "platform/places/vokPhysLocPlatform.h"
 
@@ -14,7 +15,7 @@ class vokLibraryPhysLocInterface : public vokPhysLocInterface {
 public:
     // Loads the library, once. False, with an error in the log, when it or an entry point is missing.
     bool Initialize() override;
-    // Gives the library back. Nobody may be encoding.
+    // Closes the library. No thread may be encoding.
     void UnInitialize() override;
     std::string getPCIeSlotForIOSlot(std::string pciAddress) override;
     std::string getPhysLocForIOSlot(std::string pciAddress) override;
@@ -40,13 +41,11 @@ protected:
 private:
     bool hasWholeSplit(const std::vector<std::string>& elements, const std::string& pciAddress,
                        const char* what) const;
-    void* symbol(const char* name) const;
-    void closeLibrary();
 
     const vokPhysLocPlatform& platform_;
     std::mutex& loadLock_;             // guards loading and unloading
-    std::atomic<bool> loaded_{false};  // set behind the two addresses
-    void* library_ = nullptr;
+    std::atomic<bool> loaded_{false};  // set after the two addresses
+    vokLibrary library_;
     vokPhysLocInit initData_ = nullptr;
     vokPhysLocEncode encode_ = nullptr;
 };

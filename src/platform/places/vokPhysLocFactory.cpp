@@ -42,6 +42,6 @@ vokPhysLocInterface* choose() {
 vokPhysLocInterface* vokPhysLocFactory::getPhysLocInterface() {
     if (vokPhysLocInterface* const chosen = pllInterface) return chosen;
     const std::lock_guard<std::mutex> lock(factoryLock);
-    if (!pllInterface) pllInterface.exchange(choose());
+    if (!pllInterface) pllInterface = choose();
     return pllInterface;
 }

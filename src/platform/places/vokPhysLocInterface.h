@@ -6,7 +6,7 @@
 
 #include <string>
 
-constexpr const char* vokUnknownPhysLoc = "FFFFFFFFFFFFFFFF";
+inline constexpr const char* vokUnknownPhysLoc = "FFFFFFFFFFFFFFFF";
 
 class vokPhysLocInterface {
 public:

@@ -29,11 +29,11 @@ static_assert(offsetof(vokPhysLocRecord, thirdLevel) == 8, "byte 8");
 static_assert(offsetof(vokPhysLocRecord, lastLevel) == 11, "byte 11");
 static_assert(offsetof(vokPhysLocRecord, subLocation) == 13, "byte 13");
 
-constexpr int vokPhysLocRecordVersion = 2;
+inline constexpr int vokPhysLocRecordVersion = 2;
 
 // The two entry points. The first gives the record its initial content, zeros; its result is not looked at.
-constexpr char vokPhysLocInitSymbol[] = "physloc_init_data";
-constexpr char vokPhysLocEncodeSymbol[] = "physloc_encode";
+inline constexpr char vokPhysLocInitSymbol[] = "physloc_init_data";
+inline constexpr char vokPhysLocEncodeSymbol[] = "physloc_encode";
 using vokPhysLocInit = int (*)(vokPhysLocRecord* record, int version);
 using vokPhysLocEncode = physloc_rtn_t (*)(vokPhysLocRecord* record, std::uint64_t* code);
 
@@ -55,7 +55,7 @@ struct vokPhysLocPlatform {
     bool logsChassisSplit;   // whether a chassis asked for with a wrong split is a line of the log
 };
 
-constexpr vokPhysLocPlatform vokTQPlatform = {
+inline constexpr vokPhysLocPlatform vokTQPlatform = {
     "libvkloc0202.so",
     "TQPL_INTF",
     4,
@@ -70,7 +70,7 @@ constexpr vokPhysLocPlatform vokTQPlatform = {
     true,
 };
 
-constexpr vokPhysLocPlatform vokLWNZPlatform = {
+inline constexpr vokPhysLocPlatform vokLWNZPlatform = {
     "libvkloc0302.so",
     "LWNZPL_INTF",
     3,

@@ -11,28 +11,13 @@
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnedDescriptor.h"
 #include "platform/access/vokSharedFile.h"
 #include "platform/utils/platformCheck.h"
 
 namespace {
 
 constexpr char tag[] = "JOB_MGR";
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() { reset(-1); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    explicit operator bool() const { return descriptor_ >= 0; }
-    int get() const { return descriptor_; }
-    void reset(int descriptor) {
-        if (descriptor_ >= 0) ::close(descriptor_);
-        descriptor_ = descriptor;
-    }
-
-private:
-    int descriptor_;
-};
 
 // A regular file that nobody but root or this user has made. With a second name, a write to it would be one
 // to some other file of theirs.
@@ -72,7 +57,7 @@ bool replaceByRename(const std::string& content) {
     const std::string record = vokStartupRecord::recordPath();
     std::remove(temporary.c_str());
     {
-        const Descriptor file(
+        const vokOwnedDescriptor file(
             ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
         if (!file) return false;
         if (!writeAll(file.get(), content) || ::fsync(file.get()) != 0) {
@@ -95,7 +80,7 @@ int openForWriting(int flags) {
 // Where no second file can be made beside the record. The old text is overwritten before the length
 // changes, so that a kill between the two leaves lines that can still be read by key.
 bool replaceInPlace(const std::string& content) {
-    Descriptor file(openForWriting(0));
+    vokOwnedDescriptor file(openForWriting(0));
     if (file ? !isTrusted(file.get()) : errno == ELOOP || errno == ENXIO) {
         if (std::remove(vokStartupRecord::recordPath().c_str()) != 0) return false;
         file.reset(openForWriting(O_EXCL));

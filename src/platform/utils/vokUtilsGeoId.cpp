@@ -135,7 +135,7 @@ bool vokUtils::compileGeoIDSplit(const std::string& geoID) {
                         vokExpression::describe(result, geoIDSplitExp).c_str());
         return false;
     }
-    geoIDSplitRegexCompiled.exchange(true);
+    geoIDSplitRegexCompiled = true;
     return true;
 }
 

@@ -6,6 +6,7 @@
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokInterfaceList.h"
 #include "platform/utils/vokUtils.h"
 
 std::mutex vokUtils::mutex_lock;
@@ -20,33 +21,15 @@ std::string firstOrLoopback(const std::vector<std::string>& addresses) {
     return addresses.empty() ? loopback : addresses.front();
 }
 
-// The list that getifaddrs gives, released on every way out.
-class InterfaceList {
-public:
-    InterfaceList() {
-        if (vokHostAccess().interfaceAddresses(&first_) == 0) return;
-        const int reason = errno;
-        first_ = nullptr;
-        VOK_LOG_WARNING("VOK_UTILS", "Error(%s) occurred while reading the network interfaces",
-                        std::strerror(reason));
-    }
-    ~InterfaceList() {
-        if (first_) vokHostAccess().freeInterfaceAddresses(first_);
-    }
-    InterfaceList(const InterfaceList&) = delete;
-    InterfaceList& operator=(const InterfaceList&) = delete;
-    const ifaddrs* first() const { return first_; }
-
-private:
-    ifaddrs* first_ = nullptr;
-};
-
 }  // namespace
 
 std::vector<std::string> vokUtils::getIPAddresses() {
     std::vector<std::string> addresses;
     {
-        const InterfaceList interfaces;
+        const vokInterfaceList interfaces;
+        if (!interfaces)
+            VOK_LOG_WARNING("VOK_UTILS", "Error(%s) occurred while reading the network interfaces",
+                            std::strerror(errno));
         for (const ifaddrs* each = interfaces.first(); each; each = each->ifa_next) {
             if (!each->ifa_addr || each->ifa_addr->sa_family != AF_INET) continue;
             const auto* const address = reinterpret_cast<const sockaddr_in*>(each->ifa_addr);

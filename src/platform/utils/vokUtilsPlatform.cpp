@@ -38,7 +38,7 @@ void vokUtils::cacheSystemInformation() {
     const std::lock_guard<std::mutex> lock(systemInformationMutex);
     if (systemInformationCached) return;
     setSystemInformation();
-    systemInformationCached.exchange(true);
+    systemInformationCached = true;
 }
 
 void vokUtils::setSystemInformation() {

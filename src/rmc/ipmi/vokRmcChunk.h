@@ -6,21 +6,21 @@
 
 namespace ipmi {
 
-constexpr unsigned char remoteCommandNetFn = 0x3A;
-constexpr unsigned char remoteCommandChunk = 0x80;
+inline constexpr unsigned char remoteCommandNetFn = 0x3A;
+inline constexpr unsigned char remoteCommandChunk = 0x80;
 
 // A request is 60 bytes, whatever it holds. The first of a command has the name and the payload's length;
 // the later ones hold payload from offset 3 on. Little-endian.
-constexpr std::size_t chunkSize = 60;
-constexpr std::size_t chunkIndexOffset = 0;
-constexpr std::size_t chunkNameSizeOffset = 2;
-constexpr std::size_t chunkNameOffset = 3;
-constexpr std::size_t chunkNameSize = 20;
-constexpr std::size_t chunkLengthOffset = 23;
-constexpr std::size_t firstPayloadOffset = 27;
-constexpr std::size_t firstPayloadSize = chunkSize - firstPayloadOffset;
-constexpr std::size_t laterPayloadOffset = 3;
-constexpr std::size_t laterPayloadSize = chunkSize - laterPayloadOffset;
+inline constexpr std::size_t chunkSize = 60;
+inline constexpr std::size_t chunkIndexOffset = 0;
+inline constexpr std::size_t chunkNameSizeOffset = 2;
+inline constexpr std::size_t chunkNameOffset = 3;
+inline constexpr std::size_t chunkNameSize = 20;
+inline constexpr std::size_t chunkLengthOffset = 23;
+inline constexpr std::size_t firstPayloadOffset = 27;
+inline constexpr std::size_t firstPayloadSize = chunkSize - firstPayloadOffset;
+inline constexpr std::size_t laterPayloadOffset = 3;
+inline constexpr std::size_t laterPayloadSize = chunkSize - laterPayloadOffset;
 static_assert(firstPayloadSize == 33 && laterPayloadSize == 57);
 
 // What comes back behind the completion code.
@@ -32,6 +32,6 @@ struct __attribute__((packed)) ChunkResponse {
 static_assert(sizeof(ChunkResponse) == 4);
 
 // A chunk answered with more than this was refused; with less it was taken.
-constexpr unsigned char greatestTakenStatus = 2;
+inline constexpr unsigned char greatestTakenStatus = 2;
 
 }  // namespace ipmi

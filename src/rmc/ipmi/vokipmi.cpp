@@ -43,22 +43,19 @@ void bringUpDriver() {
 std::mutex IPMIUtils::mlock;
 
 IPMIUtils::IPMIUtils() {
-    for (int attempt = 0; attempt < openAttempts && fd < 0; ++attempt) {
-        fd = vokHostAccess().openDevice(vokHostAccess().path(devicePath), O_RDWR);
-        if (fd < 0) bringUpDriver();
+    for (int attempt = 0; attempt < openAttempts && !device_; ++attempt) {
+        device_ = vokDevice(devicePath, O_RDWR);
+        if (!device_) bringUpDriver();
     }
 }
 
-IPMIUtils::~IPMIUtils() {
-    if (fd >= 0) vokHostAccess().closeDevice(fd);
-}
+IPMIUtils::~IPMIUtils() = default;
 
 bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*lun*/,
                         const unsigned char* data, const unsigned char& dataLen, unsigned char* resp,
                         unsigned char& respLen) {
     VOK_LOG_DEBUG("IPMI", "rs %d\n", respLen);
-    if (fd < 0) return false;
-    IvokHostAccess& host = vokHostAccess();
+    if (!device_) return false;
 
     static std::atomic<long> lastMessageId{0};
     ipmi_system_interface_addr address{};
@@ -74,14 +71,14 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
         request.msg.data_len = dataLen;
         request.msg.data = const_cast<unsigned char*>(data);  // the driver only reads it
     }
-    const int sent = host.ioctlDevice(fd, IPMICTL_SEND_COMMAND, &request);
+    const int sent = device_.ioctl(IPMICTL_SEND_COMMAND, &request);
     if (sent != 0) {
         VOK_LOG_DEBUG("IPMI", "Request ioctl failure with error code : %d", sent);
         return false;
     }
 
     // Without a time-out: the driver ends each exchange, with an answer or with one of its own.
-    if (host.waitForDevice(fd) <= 0) return false;
+    if (device_.wait() <= 0) return false;
 
     unsigned char from[40] = {};
     unsigned char received[272] = {};
@@ -90,7 +87,7 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
     receive.addr_len = sizeof(from);
     receive.msg.data = received;
     receive.msg.data_len = sizeof(received);
-    if (host.ioctlDevice(fd, IPMICTL_RECEIVE_MSG_TRUNC, &receive) < 0) {
+    if (device_.ioctl(IPMICTL_RECEIVE_MSG_TRUNC, &receive) < 0) {
         VOK_LOG_DEBUG("IPMI", "Response ioctl failure");
         return false;
     }

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <string>
 
+#include "platform/access/vokDevice.h"
+
 namespace ipmi {
 
 // Get Device ID response behind the completion code (IPMI 2.0, section 20.1).
@@ -67,7 +69,7 @@ private:
 
     static std::mutex mlock;  // one remote command or door-bell poll at a time
 
-    int fd = -1;
+    vokDevice device_;
 };
 
 }  // namespace ipmi

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokMallocPtr.h"
 #include "rmc/ipmi/vokRmcChunk.h"
 #include "rmc/ipmi/vokRmcStatus.h"
 #include "rmc/ipmi/vokipmi.h"
@@ -13,10 +13,6 @@ namespace ipmi {
 namespace {
 
 constexpr unsigned long pauseBehindLastChunk = 500000;  // microseconds
-
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
 
 void storeLittleEndian(unsigned char* place, std::size_t size, std::size_t value) {
     for (std::size_t i = 0; i < size; ++i, value >>= 8) place[i] = static_cast<unsigned char>(value);
@@ -39,7 +35,7 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
 
     // The controller's command line holds the name field and one byte more than the text.
     constexpr int nameFieldAndLength = 21;
-    const std::unique_ptr<unsigned char, Free> work(
+    const vokMallocPtr<unsigned char> work(
         static_cast<unsigned char*>(std::calloc(payloadSize + nameFieldAndLength, 1)));
     if (!work) {
         VOK_LOG_ERROR("IPMI", "Error while allocating memory for cmd buffer");

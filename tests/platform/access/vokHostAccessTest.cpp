@@ -146,6 +146,20 @@ TEST(KernelHostAccess, LoadsLibraries) {
     EXPECT_EQ(host.openLibrary("libno-such.so", RTLD_NOW), nullptr);
 }
 
+TEST(KernelHostAccess, ReportsOnceWhyALibraryCallFailed) {
+    vokKernelHostAccess host;
+    EXPECT_EQ(host.libraryError(), "");
+    EXPECT_EQ(host.openLibrary("libno-such.so", RTLD_NOW), nullptr);
+    EXPECT_THAT(host.libraryError(), testing::HasSubstr("libno-such.so"));
+    EXPECT_EQ(host.libraryError(), "");
+    void* library = host.openLibrary("libm.so.6", RTLD_NOW);
+    ASSERT_NE(library, nullptr);
+    EXPECT_EQ(host.librarySymbol(library, "no_such_symbol"), nullptr);
+    EXPECT_THAT(host.libraryError(), testing::HasSubstr("no_such_symbol"));
+    EXPECT_EQ(host.closeLibrary(library), 0);
+    EXPECT_EQ(host.libraryError(), "");
+}
+
 TEST(KernelHostAccess, TimedWaitEndsAtADeadlineThatIsOver) {
     vokKernelHostAccess host;
     std::mutex mutex;

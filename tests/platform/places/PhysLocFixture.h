@@ -16,12 +16,12 @@
 #include "support/LoggedLines.h"
 #include "support/SmBiosTable.h"
 
-constexpr char firstFamily[] = "7711PID02020001";
-constexpr char secondFamily[] = "7711PID03020102";
-constexpr char otherSecondFamily[] = "7711PID03020101";
-constexpr char firstLibrary[] = "libvkloc0202.so";
-constexpr char secondLibrary[] = "libvkloc0302.so";
-constexpr char unknownLocation[] = "FFFFFFFFFFFFFFFF";
+inline constexpr char firstFamily[] = "7711PID02020001";
+inline constexpr char secondFamily[] = "7711PID03020102";
+inline constexpr char otherSecondFamily[] = "7711PID03020101";
+inline constexpr char firstLibrary[] = "libvkloc0202.so";
+inline constexpr char secondLibrary[] = "libvkloc0302.so";
+inline constexpr char unknownLocation[] = "FFFFFFFFFFFFFFFF";
 
 // The library's side of the entry points: plain bytes.
 struct LibraryCalls {

@@ -71,10 +71,30 @@ TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
     EXPECT_TRUE(logged(mockForLibrary));
 }
 
-TEST_F(PhysLocFactory, AnOldLoaderErrorIsNotToldAsTheReason) {
+TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLine) {
     startFirstPlatform();
     host.libraries.clear();
-    ASSERT_EQ(::dlopen("/no/such/library.so", RTLD_LAZY), nullptr);
+    host.libraryFailure = "wrong ELF class";
+    chosen();
+    EXPECT_TRUE(logged(
+        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (wrong ELF class)"));
+}
+
+TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLineOfASymbolToo) {
+    startFirstPlatform();
+    host.libraries[firstLibrary].erase("physloc_encode");
+    host.libraryFailure = "undefined symbol";
+    chosen();
+    EXPECT_TRUE(
+        logged("ERROR PL_INTF: Failed to find address of symbol [physloc_encode]: (undefined symbol)"));
+}
+
+TEST_F(PhysLocFactory, AnEarlierLoaderErrorIsNotReportedAsTheReason) {
+    startFirstPlatform();
+    host.libraries.clear();
+    host.libraryFailure = "an earlier reason";
+    ASSERT_EQ(host.openLibrary("/no/such/library.so", RTLD_LAZY), nullptr);
+    host.libraryFailure.clear();
     chosen();
     EXPECT_TRUE(logged(
         "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));

@@ -1,0 +1,104 @@
+// A shared library that is opened and closed through the seam, with the entry points that it must have:
+//
+//     vokLibrary library;
+//     if (!library.open(name, RTLD_NOW)) ... library.reason()
+//     if (!library.resolve({{"vendor_open", open_}, {"vendor_close", close_}}))
+//         ... library.missingSymbol(), library.reason()
+//
+// A library must not be closed while its code runs or may call back into the agent. Whoever hands it a
+// callback takes a hold() first and releases it once the library has accepted the end of the registration and
+// the last call has returned. A library that is closed while somebody holds it is left loaded for the life of
+// the process: its owner can no longer use it, but a late callback still finds its code.
+#pragma once
+
+#include <atomic>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+
+// A required entry point: its name, and the function pointer that receives its address.
+class vokLibrarySymbol {
+public:
+    template <typename Function>
+    vokLibrarySymbol(const char* name, Function*& target)
+        : name_(name), target_(&target), store_(&storeAs<Function>) {}
+
+    const char* name() const { return name_; }
+    void store(void* address) const { store_(target_, address); }
+
+private:
+    template <typename Function>
+    static void storeAs(void* target, void* address) {
+        *static_cast<Function**>(target) = reinterpret_cast<Function*>(address);
+    }
+
+    const char* name_;
+    void* target_;
+    void (*store_)(void* target, void* address);
+};
+
+class vokLibrary {
+public:
+    // Keeps the library's code loaded as long as it lives. May be moved and may outlive the vokLibrary; may
+    // be released by any thread, also after the library was closed.
+    class Hold {
+    public:
+        Hold() = default;
+        Hold(Hold&& other) noexcept = default;
+        Hold& operator=(Hold&& other) noexcept {
+            if (this != &other) {
+                release();
+                holds_ = std::move(other.holds_);
+            }
+            return *this;
+        }
+        ~Hold() { release(); }
+
+        void release() {
+            if (holds_) holds_->fetch_sub(1, std::memory_order_release);
+            holds_.reset();
+        }
+
+    private:
+        friend class vokLibrary;
+        explicit Hold(std::shared_ptr<std::atomic<int>> holds) : holds_(std::move(holds)) {
+            if (holds_) ++*holds_;
+        }
+
+        std::shared_ptr<std::atomic<int>> holds_;
+    };
+
+    vokLibrary() = default;
+    vokLibrary(vokLibrary&& other) noexcept { *this = std::move(other); }
+    vokLibrary& operator=(vokLibrary&& other) noexcept;
+    ~vokLibrary() { close(); }
+
+    // dlopen(3) by the seam; what was open before is closed. `name` is a bare library name or a path that
+    // IvokHostAccess::path() returned. False with reason() on failure.
+    bool open(const std::string& name, int flags);
+    // Finds all of `symbols` in order and stores their addresses. If one is missing nothing is stored, and
+    // the result is false with missingSymbol() and reason(); the library stays open. False without a library,
+    // too.
+    bool resolve(std::initializer_list<vokLibrarySymbol> symbols);
+    // An entry point that the library may lack: null then.
+    void* find(const char* symbol) const;
+
+    explicit operator bool() const { return handle_ != nullptr; }
+    const std::string& missingSymbol() const { return missingSymbol_; }  // of the last resolve()
+    // Why the last open() or resolve() failed, in the loader's words; empty if it gave none.
+    const std::string& reason() const { return reason_; }
+
+    // See the rule above. Of a library that is not open it holds nothing.
+    [[nodiscard]] Hold hold() const { return Hold(holds_); }
+
+    // False if it was left loaded because it is held. The addresses that were stored must not be called
+    // after.
+    bool close();
+
+private:
+    void* handle_ = nullptr;
+    std::shared_ptr<std::atomic<int>> holds_;  // how many live; set while it is open
+    std::string missingSymbol_;
+    std::string reason_;
+};

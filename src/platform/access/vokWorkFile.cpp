@@ -1,0 +1,30 @@
+#include "platform/access/vokWorkFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <cerrno>
+
+#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnedDescriptor.h"
+
+vokWorkFile::vokWorkFile(const std::string& path, vokLeftOver leftOver)
+    : hostPath_(vokHostAccess().path(path)), shellQuoted_(vokHostAccess().commandPath(path)) {
+    if (leftOver == vokLeftOver::removed) std::remove(hostPath_.c_str());
+    if (leftOver != vokLeftOver::replaced) return;
+    ::unlink(hostPath_.c_str());  // a directory of another user stays, and counts as planted
+    const vokOwnedDescriptor made(
+        ::open(hostPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    planted_ = !made && errno == EEXIST;
+}
+
+vokWorkFile::~vokWorkFile() {
+    if (!planted_) std::remove(hostPath_.c_str());
+}
+
+int vokWorkFile::appendOutputOf(const std::string& command) const {
+    return vokHostAccess().runCommand(command + " >> " + shellQuoted_);
+}
+
+vokFilePtr vokWorkFile::open() const {
+    return vokFilePtr(std::fopen(hostPath_.c_str(), "re"));
+}

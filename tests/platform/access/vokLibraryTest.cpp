@@ -1,0 +1,190 @@
+#include "platform/access/vokLibrary.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <optional>
+#include <utility>
+
+#include "support/FakeHostAccess.h"
+
+namespace {
+
+int one() {
+    return 1;
+}
+int two(int) {
+    return 2;
+}
+
+class Library : public testing::Test {
+protected:
+    Library() {
+        host.libraries["libvendor.so"] = {{"vendor_one", reinterpret_cast<void*>(one)},
+                                          {"vendor_two", reinterpret_cast<void*>(two)}};
+    }
+    bool resolveBoth(vokLibrary& library) {
+        return library.resolve({{"vendor_one", first}, {"vendor_two", second}});
+    }
+
+    FakeHostAccess& host = useFakeHost();
+    int (*first)() = nullptr;
+    int (*second)(int) = nullptr;
+};
+
+TEST_F(Library, IsOpenedWithItsFlagsAndClosedWithItsOwner) {
+    {
+        vokLibrary library;
+        EXPECT_FALSE(library);
+        EXPECT_TRUE(library.open("libvendor.so", RTLD_NOW | RTLD_LOCAL));
+        EXPECT_TRUE(library);
+        ASSERT_EQ(host.openedLibraries.size(), 1u);
+        EXPECT_EQ(host.openedLibraries[0].first, "libvendor.so");
+        EXPECT_EQ(host.openedLibraries[0].second, RTLD_NOW | RTLD_LOCAL);
+        EXPECT_EQ(host.openLibraries, 1);
+    }
+    EXPECT_EQ(host.openLibraries, 0);
+}
+
+TEST_F(Library, StoresTheAddressesOfItsSymbols) {
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    ASSERT_TRUE(resolveBoth(library));
+    EXPECT_EQ(first(), 1);
+    EXPECT_EQ(second(0), 2);
+    EXPECT_EQ(library.missingSymbol(), "");
+    EXPECT_EQ(library.reason(), "");
+    EXPECT_EQ(library.find("vendor_one"), reinterpret_cast<void*>(one));
+    EXPECT_EQ(library.find("vendor_three"), nullptr);
+}
+
+TEST_F(Library, ThatCanNotBeOpenedSaysWhy) {
+    host.libraryFailure = "wrong ELF class";
+    vokLibrary library;
+    EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
+    EXPECT_FALSE(library);
+    EXPECT_EQ(library.reason(), "wrong ELF class");
+    EXPECT_FALSE(resolveBoth(library));
+    EXPECT_EQ(library.find("vendor_one"), nullptr);
+    EXPECT_TRUE(library.close());
+}
+
+TEST_F(Library, WithoutOneSymbolStoresNoneAndNamesIt) {
+    host.libraries["libvendor.so"].erase("vendor_two");
+    host.libraryFailure = "undefined symbol";
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    EXPECT_FALSE(resolveBoth(library));
+    EXPECT_EQ(first, nullptr);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_EQ(library.missingSymbol(), "vendor_two");
+    EXPECT_EQ(library.reason(), "undefined symbol");
+    EXPECT_TRUE(library);  // closed by its owner, who may log the failure before
+    EXPECT_EQ(host.openLibraries, 1);
+}
+
+TEST_F(Library, OfTwoMissingSymbolsTheFirstIsNamed) {
+    host.libraries["libvendor.so"].clear();
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    EXPECT_FALSE(resolveBoth(library));
+    EXPECT_EQ(library.missingSymbol(), "vendor_one");
+}
+
+TEST_F(Library, AnEarlierReasonIsNotReported) {
+    host.libraryFailure = "of an earlier call";
+    ASSERT_EQ(host.openLibrary("libother.so", RTLD_NOW), nullptr);
+    host.libraryFailure.clear();
+    vokLibrary library;
+    EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
+    EXPECT_EQ(library.reason(), "");
+}
+
+TEST_F(Library, ASuccessfulCallForgetsTheReasonOfTheOneBefore) {
+    host.libraryFailure = "no such file";
+    vokLibrary library;
+    EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    EXPECT_EQ(library.reason(), "");
+}
+
+TEST_F(Library, OpeningAnotherClosesTheFirst) {
+    host.libraries["libother.so"] = {};
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    ASSERT_TRUE(library.open("libother.so", RTLD_NOW));
+    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_TRUE(library.close());
+    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_TRUE(library.close());  // nothing is left to close
+    EXPECT_EQ(host.openLibraries, 0);
+}
+
+TEST_F(Library, MovesWithItsOwner) {
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    vokLibrary other(std::move(library));
+    EXPECT_TRUE(other);
+    EXPECT_TRUE(resolveBoth(other));
+    vokLibrary third;
+    ASSERT_TRUE(third.open("libvendor.so", RTLD_NOW));
+    third = std::move(other);
+    EXPECT_EQ(host.openLibraries, 1);
+    third.close();
+    EXPECT_EQ(host.openLibraries, 0);
+}
+
+TEST_F(Library, IsLeftLoadedWhileACallbackMayRun) {
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    vokLibrary::Hold callback = library.hold();
+    EXPECT_FALSE(library.close());
+    EXPECT_FALSE(library);
+    EXPECT_EQ(host.openLibraries, 1);
+    callback.release();
+    EXPECT_EQ(host.openLibraries, 1);  // for the life of the process: the last call may still be returning
+}
+
+TEST_F(Library, IsLeftLoadedByItsDestructorToo) {
+    vokLibrary::Hold callback;
+    {
+        vokLibrary library;
+        ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+        callback = library.hold();
+    }
+    EXPECT_EQ(host.openLibraries, 1);
+}
+
+TEST_F(Library, IsClosedOnceTheLastHoldIsReleased) {
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    std::optional<vokLibrary::Hold> one(library.hold());
+    vokLibrary::Hold other = library.hold();
+    one.reset();
+    vokLibrary::Hold moved(std::move(other));
+    other.release();  // has nothing any more
+    moved = library.hold();
+    moved.release();
+    moved.release();
+    EXPECT_TRUE(library.close());
+    EXPECT_EQ(host.openLibraries, 0);
+}
+
+TEST_F(Library, AHoldOfOneLoadingDoesNotKeepTheNext) {
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    const vokLibrary::Hold callback = library.hold();
+    EXPECT_FALSE(library.close());
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    EXPECT_TRUE(library.close());
+    EXPECT_EQ(host.openLibraries, 1);
+}
+
+TEST_F(Library, ThatIsNotOpenCanBeHeldForNothing) {
+    vokLibrary library;
+    const vokLibrary::Hold nothing = library.hold();
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    EXPECT_TRUE(library.close());
+}
+
+}  // namespace

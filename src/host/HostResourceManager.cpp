@@ -23,20 +23,18 @@ constexpr char remoteSupport[] = "RemoteSupport";
 constexpr long fixedRefreshSeconds = 60;  // the configuration is not asked
 constexpr long mbytesInGiB = 1024;
 
-constexpr vokManagerTraits hostTraits = {
-    "HOST_RM",
-    "HostOSInfo",
-    "Starting Host resource manager cache build.",
-    "Exiting CacheBuild",
-    "hostRM Requesting cache push",
-    "Cache build is in progress. Returning previous copy of inventory.",
-    "cache was recently refreshed. skipping the current refresh cycle",
-    "Host cache ready",
-    "HostInventory",
-    "",
-    3,
-    false,
-};
+constexpr vokManagerTraits hostTraits = [] {
+    vokManagerTraits traits;
+    traits.tag = "HOST_RM";
+    traits.moduleName = "HostOSInfo";
+    traits.activeText = "VOK thread for host already active. Cannot spawn another one.";
+    traits.buildText = "Starting Host resource manager cache build.";
+    traits.pushText = "hostRM Requesting cache push";
+    traits.readyText = "Host cache ready";
+    traits.recordsName = "HostInventory";
+    return traits;
+}();
+static_assert(hostTraits.isComplete());
 
 struct CloseFile {
     void operator()(FILE* file) const { std::fclose(file); }
@@ -54,14 +52,8 @@ HostResourceManager* HostResourceManager::getInstance() {
     return instance;
 }
 
-void HostResourceManager::init() {
-    VOK_LOG_DEBUG("HOST_RM", "Entry init()");
-    if (!getHostInventory().empty()) {
-        VOK_LOG_DEBUG("HOST_RM", "VOK thread for host already active. Cannot spawn another one.");
-        return;
-    }
+void HostResourceManager::prepare() {
     genOSBootLogic();
-    startInventory();
 }
 
 long HostResourceManager::refreshInterval() {
@@ -73,10 +65,6 @@ void HostResourceManager::onTimeOut(time_t now, long refreshSeconds) {
     if (next - lastRefreshTime > 59) refreshCache = true;
 }
 
-void HostResourceManager::destroyRecords() {
-    hostInventory.clear();
-}
-
 HostResourceManager::gathered HostResourceManager::gather() {
     populateHostInfo();
     populateCollectionInfo();
@@ -85,11 +73,7 @@ HostResourceManager::gathered HostResourceManager::gather() {
 
 std::vector<vokHostOSInfo> HostResourceManager::getHostInventory() {
     const std::lock_guard<std::mutex> lock(mlock);
-    return hostInventory;
-}
-
-std::size_t HostResourceManager::recordCount() {
-    return hostInventory.size();
+    return hostInventory.current;
 }
 
 void HostResourceManager::populateHostInfo() {
@@ -107,7 +91,7 @@ void HostResourceManager::populateHostInfo() {
         info.setOSMemorySummary(memory[0], memory[1]);
     else
         info.setOSMemorySummary(0.0, 0.0);
-    hostInventory.push_back(std::move(info));
+    hostInventory.current.push_back(std::move(info));
 }
 
 void HostResourceManager::populateCollectionInfo() {
@@ -140,9 +124,8 @@ std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
 }
 
 void HostResourceManager::createJsonStringUsingJsonCpp() {
-    if (hostInventory.empty()) return;
-    currentInventory.clear();
-    const vokHostOSInfo& info = hostInventory.front();
+    if (hostInventory.current.empty()) return;
+    const vokHostOSInfo& info = hostInventory.current.front();
 
     Json::Value element(Json::objectValue);
     Json::Value& host = element["HostOSInfo"];
@@ -168,7 +151,7 @@ void HostResourceManager::createJsonStringUsingJsonCpp() {
         collection["CollectionFrequencyMin"] = collectionInfo.getCollectionFrequencyMin();
         collection["LastCollection"] = collectionInfo.getLastCollection();
     }
-    currentInventory.push_back(element);
+    setInventory({element});
 }
 
 std::vector<std::string> HostResourceManager::getIPAddress() {

@@ -1,7 +1,5 @@
 #include "events/vokEvent.h"
 
-#include <utility>
-
 vokEvent::vokEvent(int id, std::string phyLoc, std::string module, bool isService, std::string time,
                    std::string partNum, std::string source)
     : vokEvent(id, std::move(phyLoc), std::move(module), isService, std::move(time), std::move(partNum),
@@ -13,12 +11,13 @@ vokEvent::vokEvent(int id, std::string module, bool isService, std::string time,
                std::move(variableData), std::move(source)) {}
 
 vokEvent::vokEvent(int id, std::string phyLoc, std::string module, bool isService, std::string time,
-                   std::string partNum, Json::Value variableData, std::string source)
-    : eventID(id),
-      eventTime(std::move(time)),
-      isServiceEvent(isService),
-      moduleName(std::move(module)),
-      partNumber(std::move(partNum)),
-      physicalLocation(std::move(phyLoc)),
-      source_(std::move(source)),
-      variableData_(std::move(variableData)) {}
+                   std::string partNum, Json::Value variableData, std::string source) {
+    fields_.id = id;
+    fields_.physicalLocation = std::move(phyLoc);
+    fields_.module = std::move(module);
+    fields_.isService = isService;
+    fields_.time = std::move(time);
+    fields_.partNumber = std::move(partNum);
+    fields_.variableData = std::move(variableData);
+    fields_.source = std::move(source);
+}

@@ -3,9 +3,23 @@
 
 #include <json/value.h>
 #include <string>
+#include <utility>
+
+// What an event is made of. Raisers fill it by name, and leave the rest as it is.
+struct vokEventFields {
+    int id = 0;
+    std::string physicalLocation;
+    std::string module;
+    bool isService = false;
+    std::string time;  // local time, "%F %T"
+    std::string partNumber;
+    Json::Value variableData;    // null if none
+    std::string source = "VOK";  // "VOK-CLI" for what a client asks for
+};
 
 class vokEvent {
 public:
+    explicit vokEvent(vokEventFields fields) : fields_(std::move(fields)) {}
     vokEvent(int id, std::string phyLoc, std::string module, bool isService, std::string time,
              std::string partNum, std::string source);
     vokEvent(int id, std::string module, bool isService, std::string time, Json::Value variableData,
@@ -13,22 +27,15 @@ public:
     vokEvent(int id, std::string phyLoc, std::string module, bool isService, std::string time,
              std::string partNum, Json::Value variableData, std::string source);
 
-    int getEventID() const { return eventID; }
-    const std::string& getEventTime() const { return eventTime; }  // local time, "%F %T"
-    bool getisServiceEvent() const { return isServiceEvent; }
-    const std::string& getModuleName() const { return moduleName; }
-    const std::string& getPartNum() const { return partNumber; }
-    const std::string& getPhyLoc() const { return physicalLocation; }
-    const std::string& getSource() const { return source_; }
-    const Json::Value& getVariableData() const { return variableData_; }  // null if none
+    int getEventID() const { return fields_.id; }
+    const std::string& getEventTime() const { return fields_.time; }
+    bool getisServiceEvent() const { return fields_.isService; }
+    const std::string& getModuleName() const { return fields_.module; }
+    const std::string& getPartNum() const { return fields_.partNumber; }
+    const std::string& getPhyLoc() const { return fields_.physicalLocation; }
+    const std::string& getSource() const { return fields_.source; }
+    const Json::Value& getVariableData() const { return fields_.variableData; }
 
 private:
-    int eventID;
-    std::string eventTime;
-    bool isServiceEvent;
-    std::string moduleName;
-    std::string partNumber;
-    std::string physicalLocation;
-    std::string source_;
-    Json::Value variableData_;
+    vokEventFields fields_;
 };

@@ -2,6 +2,10 @@
 // shows an event to a person, or asks who raises it, looks here; a new event is a new row.
 #pragma once
 
+#include <cstddef>
+
+#include "core/base/vokDecisionTable.h"
+
 // The owners, as getEventType (events/vokEventHandler.h) gives them.
 enum vokEventType {
     vokNoEvent = -1,
@@ -16,6 +20,8 @@ struct vokEventNumber {
     int id;
     int type;
     const char* meaning;
+
+    constexpr int key() const { return id; }
 };
 
 inline constexpr vokEventNumber vokEventTable[] = {
@@ -52,10 +58,13 @@ inline constexpr vokEventNumber vokEventTable[] = {
     {1390, vokEthernetEvent, "An Ethernet port has its link again"},
     {1391, vokFibreChannelEvent, "A Fibre Channel port has its link again"},
 };
+static_assert(vokKeysAscend(vokEventTable), "sorted by number, and each number once");
 
 struct vokEventOwner {
     int type;
     const char* name;
+
+    constexpr int key() const { return type; }
 };
 
 inline constexpr vokEventOwner vokEventOwners[] = {
@@ -63,8 +72,25 @@ inline constexpr vokEventOwner vokEventOwners[] = {
     {vokEthernetEvent, "Ethernet"}, {vokFibreChannelEvent, "Fibre Channel"},
     {vokStorageEvent, "Storage"},
 };
+static_assert(vokKeysAscend(vokEventOwners), "sorted by type, and each owner once");
 
 // The row of an event number, or null.
-const vokEventNumber* vokFindEventNumber(int id);
+constexpr const vokEventNumber* vokFindEventNumber(int id) {
+    return vokFindRow(vokEventTable, id);
+}
+
 // The row of an owner, or null.
-const vokEventOwner* vokFindEventOwner(int type);
+constexpr const vokEventOwner* vokFindEventOwner(int type) {
+    return vokFindRow(vokEventOwners, type);
+}
+
+// True if each row of a decision table that raises events names, as its `eventId`, one that `owner` raises. 0
+// stands for no event.
+template <typename Row, std::size_t count>
+constexpr bool vokRaisesEventsOf(vokEventType owner, const Row (&rows)[count]) {
+    for (const Row& row : rows) {
+        const vokEventNumber* const number = vokFindEventNumber(row.eventId);
+        if (row.eventId != 0 && (!number || number->type != owner)) return false;
+    }
+    return true;
+}

@@ -22,20 +22,18 @@ constexpr char remoteSupport[] = "RemoteSupport";
 constexpr long fixedRefreshSeconds = 60;  // the configuration is not asked
 constexpr long mbytesInGiB = 1024;
 
-constexpr vokManagerTraits hostTraits = {
-    "HOST_RM",
-    "HostOSInfo",
-    "Starting Host resource manager cache build.",
-    "Exiting CacheBuild",
-    "hostRM Requesting cache push",
-    "Cache build is in progress. Returning previous copy of inventory.",
-    "cache was recently refreshed. skipping the current refresh cycle",
-    "Host cache ready",
-    "HostInventory",
-    "",
-    3,
-    false,
-};
+constexpr vokManagerTraits hostTraits = [] {
+    vokManagerTraits traits;
+    traits.tag = "HOST_RM";
+    traits.moduleName = "HostOSInfo";
+    traits.activeText = "VOK thread for host already active. Cannot spawn another one.";
+    traits.buildText = "Starting Host resource manager cache build.";
+    traits.pushText = "hostRM Requesting cache push";
+    traits.readyText = "Host cache ready";
+    traits.recordsName = "HostInventory";
+    return traits;
+}();
+static_assert(hostTraits.isComplete());
 
 }  // namespace
 
@@ -49,14 +47,8 @@ HostResourceManager* HostResourceManager::getInstance() {
     return instance;
 }
 
-void HostResourceManager::init() {
-    VOK_LOG_DEBUG("HOST_RM", "Entry init()");
-    if (!getHostInventory().empty()) {
-        VOK_LOG_DEBUG("HOST_RM", "VOK thread for host already active. Cannot spawn another one.");
-        return;
-    }
+void HostResourceManager::prepare() {
     genOSBootLogic();
-    startInventory();
 }
 
 long HostResourceManager::refreshInterval() {
@@ -68,10 +60,6 @@ void HostResourceManager::onTimeOut(time_t now, long refreshSeconds) {
     if (next - lastRefreshTime > 59) refreshCache = true;
 }
 
-void HostResourceManager::destroyRecords() {
-    hostInventory.clear();
-}
-
 HostResourceManager::gathered HostResourceManager::gather() {
     populateHostInfo();
     populateCollectionInfo();
@@ -80,11 +68,7 @@ HostResourceManager::gathered HostResourceManager::gather() {
 
 std::vector<vokHostOSInfo> HostResourceManager::getHostInventory() {
     const std::lock_guard<std::mutex> lock(mlock);
-    return hostInventory;
-}
-
-std::size_t HostResourceManager::recordCount() {
-    return hostInventory.size();
+    return hostInventory.current;
 }
 
 void HostResourceManager::populateHostInfo() {
@@ -102,7 +86,7 @@ void HostResourceManager::populateHostInfo() {
         info.setOSMemorySummary(memory[0], memory[1]);
     else
         info.setOSMemorySummary(0.0, 0.0);
-    hostInventory.push_back(std::move(info));
+    hostInventory.current.push_back(std::move(info));
 }
 
 void HostResourceManager::populateCollectionInfo() {
@@ -134,9 +118,8 @@ std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
 }
 
 void HostResourceManager::createJsonStringUsingJsonCpp() {
-    if (hostInventory.empty()) return;
-    currentInventory.clear();
-    const vokHostOSInfo& info = hostInventory.front();
+    if (hostInventory.current.empty()) return;
+    const vokHostOSInfo& info = hostInventory.current.front();
 
     Json::Value element(Json::objectValue);
     Json::Value& host = element["HostOSInfo"];
@@ -162,7 +145,7 @@ void HostResourceManager::createJsonStringUsingJsonCpp() {
         collection["CollectionFrequencyMin"] = collectionInfo.getCollectionFrequencyMin();
         collection["LastCollection"] = collectionInfo.getLastCollection();
     }
-    currentInventory.push_back(element);
+    setInventory({element});
 }
 
 std::vector<std::string> HostResourceManager::getIPAddress() {

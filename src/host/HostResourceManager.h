@@ -14,8 +14,6 @@ public:
     // Lives as long as the process.
     static HostResourceManager* getInstance();
 
-    void init() override;
-
     // Compares the startup record with the time of the host's boot, raises the events for a boot, and
     // records this run's start as the last one. Takes twenty seconds.
     void genOSBootLogic();
@@ -36,11 +34,10 @@ public:
     std::vector<double> getTotalPhysicalMemory();
 
 protected:
+    void prepare() override;
     long refreshInterval() override;
     void onTimeOut(time_t now, long refreshSeconds) override;
-    void destroyRecords() override;
     gathered gather() override;
-    std::size_t recordCount() override;
 
 private:
     HostResourceManager();
@@ -49,6 +46,6 @@ private:
     static std::atomic<bool> stopHost;
     static bool getTotalPhysicalMemoryFailureLogged;  // one line stands for the whole run
 
-    std::vector<vokHostOSInfo> hostInventory;  // under mlock
-    vokCollectionInfo collectionInfo;          // under mlock
+    vokRecords<vokHostOSInfo> hostInventory{recordStores};
+    vokCollectionInfo collectionInfo;  // under mlock
 };

@@ -1,8 +1,6 @@
 #include "nic/NICPhysicalAdapter.h"
 
-#include <strings.h>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
 
 #include "core/base/vokLog.h"
@@ -28,47 +26,6 @@ constexpr std::size_t speedColumn = 5;
 constexpr std::size_t macAddressColumn = 7;
 constexpr std::size_t columnCount = 8;  // that an adapter is read from
 
-struct StatusRow {
-    const char* link;  // null: any other
-    int status;
-};
-constexpr StatusRow adminUp[] = {{"down", 4}, {"unknown", 3}, {nullptr, 1}};
-constexpr StatusRow adminNotUp[] = {{"down", 5}, {nullptr, 6}};
-
-template <std::size_t count>
-int statusOf(const StatusRow (&rows)[count], const char* link) {
-    for (const StatusRow& row : rows)
-        if (!row.link || ::strcasecmp(link, row.link) == 0) return row.status;
-    return 0;
-}
-
-// A port whose link is down is well: what is wrong is at the other end.
-struct ConditionOfStatus {
-    int status;
-    VOK_RESOURCE_STATE state;
-    VOK_RESOURCE_HEALTH health;
-};
-constexpr ConditionOfStatus conditionsOfStatus[] = {
-    {1, VOK_STATE_ONLINE, VOK_HEALTH_OK},        {2, VOK_STATE_ONLINE, VOK_HEALTH_OK},
-    {3, VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL}, {4, VOK_STATE_LINKDOWN, VOK_HEALTH_OK},
-    {5, VOK_STATE_OFFLINE, VOK_HEALTH_OK},
-};
-
-// Read from the top, and the first row that fits counts. Null stands for any text.
-struct ChangeRow {
-    const char* prevState;
-    const char* prevHealth;
-    const char* curState;
-    const char* curHealth;
-    int condition;
-};
-constexpr ChangeRow changes[] = {
-    {nullptr, nullptr, "Linkdown", nullptr, 4},
-    {nullptr, nullptr, "Offline", "Critical", 3},
-    {"Linkdown", nullptr, "Online", nullptr, 2},
-    {"Offline", "Critical", "Online", nullptr, 1},
-};
-
 // The part number that a product has on a platform; empty where the product table has none.
 const char* partNumberOf(const vokNICProduct& product, const std::string& family) {
     if (family == vokFirstPlatformFamily) return product.partNumberFirstPlatform;
@@ -85,17 +42,6 @@ bool valueOfLine(const std::string& line, std::string& value) {
     value = colon + 2 < text.size() ? text.substr(colon + 2) : "";
     return true;
 }
-
-bool fits(const char* wanted, const std::string& text) {
-    return !wanted || text == wanted;
-}
-
-struct EventOfCondition {
-    int condition;
-    int eventId;
-    bool isService;
-};
-constexpr EventOfCondition events[] = {{4, 1384, true}, {3, 678, true}, {2, 1390, false}, {1, 680, false}};
 
 }  // namespace
 
@@ -137,8 +83,8 @@ void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapte
     setNICStateHealthValues(
         get_adapter_status(adapter.getLinkStatus().c_str(), admin ? admin->c_str() : notAvailable), state,
         health);
-    adapter.setState(vokResourceStateMap[state]);
-    adapter.setHealth(vokResourceHealthMap[health]);
+    adapter.setState(state);
+    adapter.setHealth(health);
 }
 
 void NICPhysicalAdapter::identify(PhyAdapterInventory& adapter, const std::string& address) {
@@ -212,46 +158,4 @@ std::pair<std::string, std::string> NICPhysicalAdapter::getOemValues(const std::
     if (geoId == "NotAvailable") geoId.clear();
     return {"PCI " + pciAddress + " " + geoId,
             vokPhysLocFactory::getPhysLocInterface()->getPhysLocForNetworkAdapter(pciAddress)};
-}
-
-int NICPhysicalAdapter::get_adapter_status(const char* link, const char* admin) {
-    return ::strcasecmp(admin, "up") == 0 ? statusOf(adminUp, link) : statusOf(adminNotUp, link);
-}
-
-void NICPhysicalAdapter::setNICStateHealthValues(int status, VOK_RESOURCE_STATE& state,
-                                                 VOK_RESOURCE_HEALTH& health) {
-    state = VOK_STATE_OTHER;
-    health = VOK_HEALTH_UNKNOWN;
-    for (const auto& row : conditionsOfStatus) {
-        if (row.status != status) continue;
-        state = row.state;
-        health = row.health;
-    }
-}
-
-void NICPhysicalAdapter::fetchNICAdapterCondition(const std::string& curState, const std::string& curHealth,
-                                                  const std::string& prevState, const std::string& prevHealth,
-                                                  const std::string& intf, int& condition) {
-    for (const auto& row : changes) {
-        if (!fits(row.prevState, prevState) || !fits(row.prevHealth, prevHealth) ||
-            !fits(row.curState, curState) || !fits(row.curHealth, curHealth))
-            continue;
-        condition = row.condition;
-        return;
-    }
-    condition = -1;
-    VOK_LOG_DEBUG("NIC_CTRL",
-                  "State change for %s card noticed fromPrevState : %s, PrevHealth : %s toCurrentState : %s, "
-                  "CurrentHealth : %s",
-                  intf.c_str(), prevState.c_str(), prevHealth.c_str(), curState.c_str(), curHealth.c_str());
-}
-
-void NICPhysicalAdapter::setEventAttributes(int condition, int& eventId, bool& isService) {
-    eventId = 0;
-    isService = false;
-    for (const auto& row : events) {
-        if (row.condition != condition) continue;
-        eventId = row.eventId;
-        isService = row.isService;
-    }
 }

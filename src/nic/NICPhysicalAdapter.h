@@ -1,6 +1,5 @@
 // Turns one line of the host's network interface list into the record of an Ethernet adapter, and holds the
-// rules by which a change of its state becomes an event. Belongs to one thread, which the manager's lock sees
-// to.
+// rules by which a change of its state becomes an event (NICEventRules.cpp). Used under the manager's lock.
 #pragma once
 
 #include <map>
@@ -32,9 +31,9 @@ public:
     static int get_adapter_status(const char* link, const char* admin);
     static void setNICStateHealthValues(int status, VOK_RESOURCE_STATE& state, VOK_RESOURCE_HEALTH& health);
     // What a change of state or health means: 4 link lost, 3 adapter failed, 2 link restored, 1 back in
-    // service, -1 nothing to tell. The texts are those of the JSON keys State and Health.
-    static void fetchNICAdapterCondition(const std::string& curState, const std::string& curHealth,
-                                         const std::string& prevState, const std::string& prevHealth,
+    // service, -1 nothing that is an event, and then it is logged for the interface `intf`.
+    static void fetchNICAdapterCondition(VOK_RESOURCE_STATE curState, VOK_RESOURCE_HEALTH curHealth,
+                                         VOK_RESOURCE_STATE prevState, VOK_RESOURCE_HEALTH prevHealth,
                                          const std::string& intf, int& condition);
     // The event of a condition; number 0 for none.
     static void setEventAttributes(int condition, int& eventId, bool& isService);

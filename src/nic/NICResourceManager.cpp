@@ -4,12 +4,14 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <optional>
 #include <sstream>
-#include <unordered_map>
 
+#include "core/base/vokDecisionTable.h"
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
 #include "events/vokEventHandler.h"
+#include "events/vokEventTable.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokWorkFile.h"
 #include "platform/firmware/vokPlatformFamily.h"
@@ -18,32 +20,36 @@
 namespace {
 
 constexpr char listFile[] = "/opt/mev/vok/data/vok_niclist.txt";
+constexpr char eventModule[] = "NICEVENT";
 constexpr long wakeSeconds = 10;
 constexpr long linkPollSeconds = 10;  // after a build
 
-constexpr vokManagerTraits nicTraits = {
-    "NIC_RM",
-    "EthernetDevices",
-    "Building NIC Cache",
-    "Exiting CacheBuild",
-    "NICRM requesting cache push",
-    "Cache build is in progress. Returning previous copy of inventory.",
-    "cache was recently refreshed. skipping the current refresh cycle",
-    "NIC cache status",
-    "NICInventory",
-    "",
-    3,
-    false,
-};
+constexpr vokManagerTraits nicTraits = [] {
+    vokManagerTraits traits;
+    traits.tag = "NIC_RM";
+    traits.moduleName = "EthernetDevices";
+    traits.activeText = "VOK thread for Ethernet already active. Cannot spawn another one.";
+    traits.buildText = "Building NIC Cache";
+    traits.pushText = "NICRM requesting cache push";
+    traits.readyText = "NIC cache status";
+    traits.recordsName = "NICInventory";
+    return traits;
+}();
+static_assert(nicTraits.isComplete());
 
-constexpr struct {
-    int eventId;
+struct Description {
+    int eventId;  // 0: an injected event
     const char* text;
-} descriptions[] = {
+
+    constexpr int key() const { return eventId; }
+};
+constexpr Description descriptions[] = {
     {0, "Injected Event"},
     {678, "Errors detected on NIC, use 'ip' command for status. Refer to syslog for further details."},
     {1384, "The connectivity between the Ethernet port and the switch has been lost."},
 };
+static_assert(vokKeysAscend(descriptions));
+static_assert(vokRaisesEventsOf(vokEthernetEvent, descriptions));
 
 std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream stream(line);
@@ -58,12 +64,32 @@ auto findInterface(Records& records, const std::string& name) {
                         [&name](const PhyAdapterInventory& record) { return record.getIntfName() == name; });
 }
 
-// An event that waits for the locks to be given back.
 struct PendingEvent {
-    int id;
-    bool isService;
-    const PhyAdapterInventory* adapter;
+    int id = 0;
+    bool isService = false;
+    const PhyAdapterInventory* adapter = nullptr;  // one of the current records
 };
+
+const std::string& nameOf(const PhyAdapterInventory& adapter) {
+    return adapter.getIntfName();
+}
+
+// The event of a change between two builds. Nothing if there is no change, or none that is an event.
+std::optional<PendingEvent> eventOf(const PhyAdapterInventory& adapter,
+                                    const std::vector<const PhyAdapterInventory*>& previous) {
+    const VOK_RESOURCE_STATE state = adapter.getStateValue(), prevState = previous.front()->getStateValue();
+    const VOK_RESOURCE_HEALTH health = adapter.getHealthValue();
+    const VOK_RESOURCE_HEALTH prevHealth = previous.front()->getHealthValue();
+    if (state == prevState && health == prevHealth) return std::nullopt;
+    int condition = 0;
+    NICPhysicalAdapter::fetchNICAdapterCondition(state, health, prevState, prevHealth, adapter.getIntfName(),
+                                                 condition);
+    PendingEvent event;
+    event.adapter = &adapter;
+    NICPhysicalAdapter::setEventAttributes(condition, event.id, event.isService);
+    if (event.id == 0) return std::nullopt;
+    return event;
+}
 
 }  // namespace
 
@@ -76,18 +102,12 @@ NICResourceManager* NICResourceManager::getInstance() {
     return instance;
 }
 
-void NICResourceManager::init() {
-    VOK_LOG_DEBUG("NIC_RM", "Entry init()");
-    {
-        const std::lock_guard<std::mutex> lock(mlock);
-        if (!_NICInfo.empty()) {
-            VOK_LOG_DEBUG("NIC_RM", "VOK thread for Ethernet already active. Cannot spawn another one.");
-            return;
-        }
-    }
+void NICResourceManager::prepare() {
     eventMonitor.startMonitoring();
-    startInventory();
-    eventMonitor.stopMonitoring();  // here, since the loop may not be entered at all
+}
+
+void NICResourceManager::tearDown() {
+    eventMonitor.stopMonitoring();
 }
 
 long NICResourceManager::wakeInterval(long) {
@@ -110,23 +130,9 @@ void NICResourceManager::betweenWaits(bool buildWanted) {
     if (checkLinkState()) cacheBuild();
 }
 
-void NICResourceManager::backupInventory() {
-    const std::lock_guard<std::mutex> lock(prevInventoryLock);
-    previousInventory = currentInventory;
-    _prevNICInfo = _NICInfo;
-}
-
-void NICResourceManager::destroyRecords() {
-    _NICInfo.clear();
-}
-
 NICResourceManager::gathered NICResourceManager::gather() {
     getInventory();
     return gathered::complete;
-}
-
-std::size_t NICResourceManager::recordCount() {
-    return _NICInfo.size();
 }
 
 void NICResourceManager::afterBuild() {
@@ -191,30 +197,9 @@ bool NICResourceManager::checkLinkState() {
 
 void NICResourceManager::compareStatusAndGenerateEvent() {
     const std::lock_guard<std::mutex> lock(mlock);
-    std::vector<PendingEvent> pending;
-    {
-        const std::lock_guard<std::mutex> previousLock(prevInventoryLock);
-        VOK_LOG_DEBUG("NIC_RM", "Entry compare size of current inventory %d, size of prev inventory %d",
-                      static_cast<int>(_NICInfo.size()), static_cast<int>(_prevNICInfo.size()));
-        std::unordered_map<std::string, const PhyAdapterInventory*> previous;
-        for (const auto& record : _prevNICInfo) previous.emplace(record.getIntfName(), &record);
-        for (const auto& record : _NICInfo) {
-            const auto found = previous.find(record.getIntfName());
-            if (found == previous.end()) continue;
-            const PhyAdapterInventory& before = *found->second;
-            if (record.getState() == before.getState() && record.getHealth() == before.getHealth()) continue;
-            int condition = 0;
-            NICPhysicalAdapter::fetchNICAdapterCondition(record.getState(), record.getHealth(),
-                                                         before.getState(), before.getHealth(),
-                                                         record.getIntfName(), condition);
-            PendingEvent event{0, false, &record};
-            NICPhysicalAdapter::setEventAttributes(condition, event.id, event.isService);
-            if (event.id != 0) pending.push_back(event);
-        }
-    }
-    // A reader who does not get mlock takes the previous copy, so its lock is free while the controller
-    // answers.
-    for (const PendingEvent& event : pending)
+    VOK_LOG_DEBUG("NIC_RM", "Entry compare size of current inventory %d, size of prev inventory %d",
+                  static_cast<int>(_NICInfo.size()), static_cast<int>(_prevNICInfo.size()));
+    for (const PendingEvent& event : pendingEvents(adapters, nameOf, eventOf))
         generateEvent(event.id, event.adapter->getPartNumber(), event.isService,
                       event.adapter->getPhyLocation(), *event.adapter);
 }
@@ -235,15 +220,16 @@ void NICResourceManager::updateStateAndHealth(const char* intf, std::string stat
 }
 
 void NICResourceManager::createJsonStringUsingJsonCpp() {
-    currentInventory.clear();
+    std::vector<Json::Value> inventory;
     for (std::size_t i = 0; i < _NICInfo.size(); ++i) {
         Json::Value element(Json::objectValue);
         populateInventory(element, _NICInfo[i]);
         element["Status"]["State"] = _NICInfo[i].getState();
         element["Status"]["Health"] = _NICInfo[i].getHealth();
         VOK_LOG_DEBUG("NIC_RM", "Printing Ethernet Instance %zu:    %s", i, vokJsonText(element).c_str());
-        currentInventory.push_back(std::move(element));
+        inventory.push_back(std::move(element));
     }
+    setInventory(std::move(inventory));
 }
 
 void NICResourceManager::populateInventory(Json::Value& out, const PhyAdapterInventory& adapter) {
@@ -261,9 +247,8 @@ void NICResourceManager::populateInventory(Json::Value& out, const PhyAdapterInv
 }
 
 std::string NICResourceManager::getDescription(int eventId) {
-    for (const auto& row : descriptions)
-        if (row.eventId == eventId) return row.text;
-    return "";
+    const Description* const row = vokFindRow(descriptions, eventId);
+    return row ? row->text : "";
 }
 
 Json::Value NICResourceManager::getVariableData(const PhyAdapterInventory& adapter, int eventId) {
@@ -276,9 +261,15 @@ Json::Value NICResourceManager::getVariableData(const PhyAdapterInventory& adapt
 
 void NICResourceManager::generateEvent(int eventId, std::string partNumber, bool isService,
                                        std::string physicalLocation, PhyAdapterInventory adapter) {
-    vokEventHandler().generateEvent(vokEvent(eventId, std::move(physicalLocation), "NICEVENT", isService,
-                                             vokUtils::getTime(), std::move(partNumber),
-                                             getVariableData(adapter, eventId), "VOK"));
+    vokEventFields event;
+    event.id = eventId;
+    event.physicalLocation = std::move(physicalLocation);
+    event.module = eventModule;
+    event.isService = isService;
+    event.time = vokUtils::getTime();
+    event.partNumber = std::move(partNumber);
+    event.variableData = getVariableData(adapter, eventId);
+    vokEventHandler().generateEvent(vokEvent(std::move(event)));
 }
 
 void NICResourceManager::generateTestEvent(int eventId, std::string location) {
@@ -292,7 +283,13 @@ void NICResourceManager::generateTestEvent(int eventId, std::string location) {
     const std::string family = vokUtils::getPlatformFamily();
     if (vokIsFirstPlatform(family)) adapter.setPCIDescription("PCI 0000:c3:00.0 r001u01p0i00");
     if (vokIsSecondPlatform(family)) adapter.setPCIDescription("PCI 0000:c3:00.0 r001i01s00");
-    vokEventHandler().generateEvent(vokEvent(eventId, std::move(location), "NICEVENT", false,
-                                             vokUtils::getTime(), "Not Available",
-                                             getVariableData(adapter, 0), "VOK-CLI"));
+    vokEventFields event;
+    event.id = eventId;
+    event.physicalLocation = std::move(location);
+    event.module = eventModule;
+    event.time = vokUtils::getTime();
+    event.partNumber = "Not Available";
+    event.variableData = getVariableData(adapter, 0);
+    event.source = "VOK-CLI";
+    vokEventHandler().generateEvent(vokEvent(std::move(event)));
 }

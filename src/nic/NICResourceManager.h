@@ -1,6 +1,6 @@
 // The resource manager of the Ethernet adapters: lists the host's network interfaces, keeps a record of each,
 // looks once between two builds whether a link has changed, and raises an event when the state or health of a
-// port is another than in the build before.
+// port differs from that of the previous build.
 #pragma once
 
 #include <json/value.h>
@@ -18,16 +18,13 @@ public:
     // Lives as long as the process.
     static NICResourceManager* getInstance();
 
-    void init() override;
-    void backupInventory() override;
-
     // The words of each line of the host's interface list; none when it can't be had.
     void getInterfaceDetails(std::vector<std::vector<std::string>>& out);
     // Fills the records anew; mlock is held.
     void getInventory();
-    // Does the host tell another link status of some interface than its record does?
+    // True if the host reports a link status of some interface that differs from its record.
     bool checkLinkState();
-    // Raises the events for what has changed since the build before. Waits for their delivery with mlock
+    // Raises the events for what has changed since the previous build. Waits for their delivery with mlock
     // held, so that readers get the previous inventory meanwhile and none of them waits.
     void compareStatusAndGenerateEvent();
 
@@ -36,7 +33,7 @@ public:
     // Overwrites state and health of an interface in the inventory, before the next build does.
     void updateStateAndHealth(const char* intf, std::string state, std::string health);
 
-    // What an event tells a person; 0 is an injected one.
+    // The text of an event for a person; 0 is an injected one.
     static std::string getDescription(int eventId);
     // Adds the keys of one adapter to `out`.
     static void populateInventory(Json::Value& out, const PhyAdapterInventory& adapter);
@@ -48,13 +45,13 @@ public:
     void createJsonStringUsingJsonCpp() override;
 
 protected:
+    void prepare() override;
     long wakeInterval(long refreshSeconds) override;
     void onTimeOut(time_t now, long refreshSeconds) override;
     void betweenWaits(bool buildWanted) override;
-    void destroyRecords() override;
     gathered gather() override;
     void afterBuild() override;
-    std::size_t recordCount() override;
+    void tearDown() override;
 
 private:
     NICResourceManager();
@@ -62,9 +59,10 @@ private:
 
     static std::atomic<bool> stopNIC;
 
-    std::vector<PhyAdapterInventory> _NICInfo;      // under mlock
-    std::vector<PhyAdapterInventory> _prevNICInfo;  // under prevInventoryLock
-    NICPhysicalAdapter physicalAdapter;             // under mlock
+    vokRecordHistory<PhyAdapterInventory> adapters{recordStores};
+    std::vector<PhyAdapterInventory>& _NICInfo = adapters.current;
+    std::vector<PhyAdapterInventory>& _prevNICInfo = adapters.previous;
+    NICPhysicalAdapter physicalAdapter;  // under mlock
     std::atomic<bool> checkNICState{false};
     NICEventMonitor eventMonitor;
 };

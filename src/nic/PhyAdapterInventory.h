@@ -1,9 +1,11 @@
-// The record of one Ethernet adapter as the inventory and the events tell it. What could not be found out
+// The record of one Ethernet adapter as the inventory and the events show it. What could not be found out
 // stays at its default.
 #pragma once
 
 #include <string>
 #include <utility>
+
+#include "core/base/vokModules.h"
 
 struct PhysicalAdapterStruct {
     std::string NICModel = "Not Available";
@@ -20,6 +22,9 @@ struct PhysicalAdapterStruct {
     std::string IntfName = "Not Available";
     std::string LinkStatus = "Not Available";
     std::string Manufacturer = "Not Available";
+    // What the texts of State and Health stand for: what the rules go by.
+    VOK_RESOURCE_STATE stateValue = VOK_STATE_UNKNOWN;
+    VOK_RESOURCE_HEALTH healthValue = VOK_HEALTH_UNKNOWN;
 };
 
 class PhyAdapterInventory {
@@ -35,6 +40,8 @@ public:
     const std::string& getPhyLocation() const { return adapter_.PhyLocation; }
     const std::string& getState() const { return adapter_.State; }
     const std::string& getHealth() const { return adapter_.Health; }
+    VOK_RESOURCE_STATE getStateValue() const { return adapter_.stateValue; }
+    VOK_RESOURCE_HEALTH getHealthValue() const { return adapter_.healthValue; }
     const std::string& getIntfName() const { return adapter_.IntfName; }
     const std::string& getLinkStatus() const { return adapter_.LinkStatus; }
     const std::string& getManufacturer() const { return adapter_.Manufacturer; }
@@ -48,8 +55,11 @@ public:
     void setSpeed(int value) { adapter_.Speed = value; }
     void setPCIDescription(std::string value) { adapter_.PCIDescription = std::move(value); }
     void setPhyLocation(std::string value) { adapter_.PhyLocation = std::move(value); }
-    void setState(std::string value) { adapter_.State = std::move(value); }
-    void setHealth(std::string value) { adapter_.Health = std::move(value); }
+    // A text is shown as it is given. One that is none of the table's counts as unknown.
+    void setState(std::string value);
+    void setHealth(std::string value);
+    void setState(VOK_RESOURCE_STATE value);
+    void setHealth(VOK_RESOURCE_HEALTH value);
     void setIntfName(std::string value) { adapter_.IntfName = std::move(value); }
     void setLinkStatus(std::string value) { adapter_.LinkStatus = std::move(value); }
     void setManufacturer(std::string value) { adapter_.Manufacturer = std::move(value); }

@@ -55,4 +55,33 @@ TEST(vokEvent, ACopyIsIndependent) {
     EXPECT_TRUE(second.getVariableData().isNull());
 }
 
+TEST(vokEvent, MadeOfNamedFieldsItHasThoseAndTheDefaultsOfTheRest) {
+    vokEventFields fields;
+    fields.id = 1384;
+    fields.module = "NICEVENT";
+    const vokEvent plain(fields);
+    EXPECT_EQ(plain.getEventID(), 1384);
+    EXPECT_EQ(plain.getModuleName(), "NICEVENT");
+    EXPECT_EQ(plain.getPhyLoc(), "");
+    EXPECT_FALSE(plain.getisServiceEvent());
+    EXPECT_EQ(plain.getEventTime(), "");
+    EXPECT_EQ(plain.getPartNum(), "");
+    EXPECT_EQ(plain.getSource(), "VOK");
+    EXPECT_TRUE(plain.getVariableData().isNull());
+
+    fields.physicalLocation = "L";
+    fields.isService = true;
+    fields.time = "2026-11-15 08:38:22";
+    fields.partNumber = "P1";
+    fields.variableData["Type"] = "EthernetDevice";
+    fields.source = "VOK-CLI";
+    const vokEvent whole(fields);
+    EXPECT_EQ(whole.getPhyLoc(), "L");
+    EXPECT_TRUE(whole.getisServiceEvent());
+    EXPECT_EQ(whole.getEventTime(), "2026-11-15 08:38:22");
+    EXPECT_EQ(whole.getPartNum(), "P1");
+    EXPECT_EQ(whole.getVariableData()["Type"].asString(), "EthernetDevice");
+    EXPECT_EQ(whole.getSource(), "VOK-CLI");
+}
+
 }  // namespace vokEventTest

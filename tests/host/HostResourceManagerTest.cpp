@@ -308,7 +308,7 @@ TEST_F(ClockSetBack, ATimeOutBeforeTheLastBuildDoesNotRefresh) {
     EXPECT_EQ(buildsAfter(61), 1);
 }
 
-TEST_F(HostManager, TellsTheBootStoryOnceThenRunsUntilItIsStopped) {
+TEST_F(HostManager, ReachesTheBootVerdictOnceThenRunsUntilItIsStopped) {
     host.timedWaitsHold = true;
     std::thread thread([this] { manager.init(); });
     while (!manager.isInventoryReady(0)) std::this_thread::yield();
@@ -323,7 +323,7 @@ TEST_F(HostManager, TellsTheBootStoryOnceThenRunsUntilItIsStopped) {
     EXPECT_EQ(countLogged(host, "INFO HOST_RM: Resource manager stop called."), 1);
 }
 
-TEST_F(HostManager, StoppedWithinTheTwentySecondsItTellsTheBootStoryToItsEndAndBuildsNothing) {
+TEST_F(HostManager, StoppedWithinTheTwentySecondsItStillReachesTheBootVerdictAndBuildsNothing) {
     host.root.writeFile("/var/tmp/mevVOKStartup.txt",
                         "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
     host.onPause = [this](unsigned long microseconds) {

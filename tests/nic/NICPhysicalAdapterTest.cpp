@@ -329,18 +329,23 @@ TEST(EthernetStatus, APortWhoseLinkIsDownIsStillWell) {
 TEST(EthernetCondition, TheFirstRuleThatFitsCounts) {
     useFakeHost();
     constexpr struct {
-        const char* curState;
-        const char* curHealth;
-        const char* prevState;
-        const char* prevHealth;
+        VOK_RESOURCE_STATE curState;
+        VOK_RESOURCE_HEALTH curHealth;
+        VOK_RESOURCE_STATE prevState;
+        VOK_RESOURCE_HEALTH prevHealth;
         int condition;
     } rows[] = {
-        {"Linkdown", "OK", "Online", "OK", 4},        {"Linkdown", "OK", "Offline", "Critical", 4},
-        {"Offline", "Critical", "Linkdown", "OK", 3}, {"Offline", "Critical", "Online", "OK", 3},
-        {"Online", "OK", "Linkdown", "OK", 2},        {"Online", "OK", "Offline", "Critical", 1},
-        {"Online", "OK", "Offline", "OK", -1},        {"Offline", "OK", "Online", "OK", -1},
-        {"Offline", "OK", "Linkdown", "OK", -1},      {"Other", "Unknown", "Online", "OK", -1},
-        {"Online", "OK", "Other", "Unknown", -1},
+        {VOK_STATE_LINKDOWN, VOK_HEALTH_OK, VOK_STATE_ONLINE, VOK_HEALTH_OK, 4},
+        {VOK_STATE_LINKDOWN, VOK_HEALTH_OK, VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL, 4},
+        {VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL, VOK_STATE_LINKDOWN, VOK_HEALTH_OK, 3},
+        {VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL, VOK_STATE_ONLINE, VOK_HEALTH_OK, 3},
+        {VOK_STATE_ONLINE, VOK_HEALTH_OK, VOK_STATE_LINKDOWN, VOK_HEALTH_OK, 2},
+        {VOK_STATE_ONLINE, VOK_HEALTH_OK, VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL, 1},
+        {VOK_STATE_ONLINE, VOK_HEALTH_OK, VOK_STATE_OFFLINE, VOK_HEALTH_OK, -1},
+        {VOK_STATE_OFFLINE, VOK_HEALTH_OK, VOK_STATE_ONLINE, VOK_HEALTH_OK, -1},
+        {VOK_STATE_OFFLINE, VOK_HEALTH_OK, VOK_STATE_LINKDOWN, VOK_HEALTH_OK, -1},
+        {VOK_STATE_OTHER, VOK_HEALTH_UNKNOWN, VOK_STATE_ONLINE, VOK_HEALTH_OK, -1},
+        {VOK_STATE_ONLINE, VOK_HEALTH_OK, VOK_STATE_OTHER, VOK_HEALTH_UNKNOWN, -1},
     };
     for (const auto& row : rows) {
         int condition = 99;
@@ -354,7 +359,8 @@ TEST(EthernetCondition, AChangeThatMeansNothingIsToldInTheLog) {
     FakeHostAccess& host = useFakeHost();
     logEverything(host);
     int condition = 0;
-    NICPhysicalAdapter::fetchNICAdapterCondition("Offline", "OK", "Online", "OK", "vmnic3", condition);
+    NICPhysicalAdapter::fetchNICAdapterCondition(VOK_STATE_OFFLINE, VOK_HEALTH_OK, VOK_STATE_ONLINE,
+                                                 VOK_HEALTH_OK, "vmnic3", condition);
     EXPECT_TRUE(hasLogged(host,
                           "DEBUG NIC_CTRL: State change for vmnic3 card noticed fromPrevState : Online, "
                           "PrevHealth : OK toCurrentState : Offline, CurrentHealth : OK"));

@@ -77,8 +77,8 @@ TEST_F(Stopping, DuringADoorBellPollLetsThePollFinish) {
     EXPECT_EQ(controllerCount("breaches"), 0);
 }
 
-TEST_F(Stopping, BeforeTheStoryOfTheBootIsToldWaitsForIt) {
-    startAll(usualSettings(), 40);  // the pause before the story then lasts half a second
+TEST_F(Stopping, BeforeTheBootVerdictWaitsForIt) {
+    startAll(usualSettings(), 40);  // the pause before the verdict then lasts half a second
     startAgent();
     ASSERT_TRUE(waitForLog("Creating thread for HostOSInfo"));
     expectGracefulEnd(stopAgent());

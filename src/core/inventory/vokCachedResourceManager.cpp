@@ -1,6 +1,7 @@
 #include "core/inventory/vokCachedResourceManager.h"
 
 #include <cerrno>
+#include <utility>
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
@@ -17,45 +18,110 @@ constexpr int lastReadinessPass = 8;  // of the aggregator, counted from 0
 
 }  // namespace
 
+// What a reader got when it was opened.
+class vokCachedResourceManager::Reader : public vokInventoryReader {
+public:
+    Reader(const vokCachedResourceManager& manager, Snapshot snapshot)
+        : manager_(manager), snapshot_(std::move(snapshot)) {}
+
+    bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
+        return manager_.answer(snapshot_, out);
+    }
+    int getInventoryJsonObject2(int type, std::vector<Json::Value>& out) override {
+        return manager_.answer(snapshot_, type, out);
+    }
+
+private:
+    const vokCachedResourceManager& manager_;
+    const Snapshot snapshot_;
+};
+
 vokCachedResourceManager::vokCachedResourceManager(const vokManagerTraits& traits,
                                                    std::atomic<bool>& stopFlag)
-    : traits_(traits), stop_(stopFlag) {}
+    : traits_(traits),
+      currentInventory(std::make_shared<vokInventorySet>()),
+      previousInventory(currentInventory),
+      stop_(stopFlag) {}
+
+// --- the life ---
+
+void vokCachedResourceManager::init() {
+    VOK_LOG_DEBUG(traits_.tag, "%s", traits_.initText);
+    const bool isFirst = beginLife();
+    if (isFirst && !hasRecords()) {
+        prepare();
+        startInventory();
+    } else if (traits_.activeText) {
+        VOK_LOG_DEBUG(traits_.tag, "%s", traits_.activeText);
+    }
+    if (isFirst) endLife();
+}
 
 void vokCachedResourceManager::startInventory() {
+    const bool isFirst = beginLife();  // false within init(), which ends what it began
     VOK_LOG_DEBUG(traits_.tag, "Entry startInventory");
-    if (const time_t last = lastRefreshTime; last != 0) {
-        VOK_LOG_DEBUG(traits_.tag, "Attempting to refresh Cache.");
-        if (recentSeconds > std::difftime(vokWallClockSeconds(), last)) {
-            VOK_LOG_DEBUG(traits_.tag, "%s", traits_.recentText);
-            return;
-        }
-    }
+    if (!isFresh()) runLoop();
+    if (isFirst) endLife();
+}
+
+bool vokCachedResourceManager::beginLife() {
+    return !active_.exchange(true);
+}
+
+void vokCachedResourceManager::endLife() {
+    tearDown();
+    active_ = false;
+}
+
+bool vokCachedResourceManager::hasRecords() {
+    const std::lock_guard<std::mutex> lock(mlock);
+    return recordCount() > 0;
+}
+
+bool vokCachedResourceManager::isFresh() {
+    const time_t last = lastRefreshTime;
+    if (last == 0) return false;
+    VOK_LOG_DEBUG(traits_.tag, "Attempting to refresh Cache.");
+    if (std::difftime(vokWallClockSeconds(), last) >= recentSeconds) return false;
+    VOK_LOG_DEBUG(traits_.tag, "%s", traits_.recentText);
+    return true;
+}
+
+void vokCachedResourceManager::runLoop() {
     const long refreshSeconds = refreshInterval();
     const long wakeSeconds = wakeInterval(refreshSeconds);
 
+    timespec deadline{};
+    bool resumes = false;  // the next wait is the rest of one that was interrupted for work
     std::unique_lock<std::mutex> lock(cmutex);
     while (true) {
-        if (!stop_ && !refreshCache) {
-            const vokWaitResult result = vokWaitFor(cond, lock, wakeSeconds);
-            if (result == vokWaitResult::clockFailed) {
+        if (!stop_ && !refreshCache && !workWanted) {
+            if (!resumes && !vokDeadlineAfter(wakeSeconds, deadline)) {
                 const int reason = errno;  // logging may change it
                 VOK_LOG_ERROR(traits_.tag, "Failed to get current time! (errno: %d)", reason);
-                break;
+                return;
             }
+            const vokWaitResult result = vokWaitUntil(cond, lock, deadline);
+            resumes = result == vokWaitResult::signalled && workWanted;
             if (result == vokWaitResult::timedOut) onTimeOut(vokWallClockSeconds(), refreshSeconds);
         }
+        workWanted = false;
         lock.unlock();
-        if (stop_) break;
+        if (stop_) return;
         const bool buildWanted = refreshCache.exchange(false);
         betweenWaits(buildWanted);
-        if (buildWanted) cacheBuild();
+        if (buildWanted) {
+            cacheBuild();
+            resumes = false;
+        }
         lock.lock();
     }
-    if (lock.owns_lock()) lock.unlock();
-    onLoopLeft();
 }
 
+// --- the build ---
+
 void vokCachedResourceManager::cacheBuild() {
+    const std::lock_guard<std::mutex> builder(buildLock);
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.buildText);
     gathered result;
     {
@@ -84,25 +150,71 @@ void vokCachedResourceManager::cacheBuild() {
 void vokCachedResourceManager::backupInventory() {
     const std::lock_guard<std::mutex> lock(prevInventoryLock);
     previousInventory = currentInventory;
+    for (vokRecordStore* const store : recordStores) store->keep();
 }
+
+void vokCachedResourceManager::destroyRecords() {
+    for (vokRecordStore* const store : recordStores) store->clear();
+}
+
+void vokCachedResourceManager::setInventory(std::vector<Json::Value> documents) {
+    vokInventorySet inventories;
+    inventories.push_back(std::move(documents));
+    setInventories(std::move(inventories));
+}
+
+void vokCachedResourceManager::setInventories(vokInventorySet inventories) {
+    currentInventory = std::make_shared<const vokInventorySet>(std::move(inventories));
+}
+
+// --- readers ---
 
 bool vokCachedResourceManager::getInventoryJsonObject(std::vector<Json::Value>& out) {
-    return copyInventory(currentInventory, previousInventory, out);
+    return answer(takeSnapshot(), out);
 }
 
-bool vokCachedResourceManager::copyInventory(const std::vector<Json::Value>& current,
-                                             const std::vector<Json::Value>& previous,
-                                             std::vector<Json::Value>& out) {
-    std::unique_lock<std::mutex> lock(mlock, std::defer_lock);
-    if (_cacheBuildInProgress || !lock.try_lock()) {
-        VOK_LOG_DEBUG(traits_.tag, "%s", traits_.previousCopyText);
-        const std::lock_guard<std::mutex> previousLock(prevInventoryLock);
-        out = previous;
-        return true;
-    }
-    out = current;
-    return false;
+int vokCachedResourceManager::getInventoryJsonObject2(int type, std::vector<Json::Value>& out) {
+    return answer(takeSnapshot(), type, out);
 }
+
+std::unique_ptr<vokInventoryReader> vokCachedResourceManager::openReader() {
+    return std::make_unique<Reader>(*this, takeSnapshot());
+}
+
+vokCachedResourceManager::Snapshot vokCachedResourceManager::takeSnapshot() {
+    std::unique_lock<std::mutex> lock(mlock, std::defer_lock);
+    if (!_cacheBuildInProgress && lock.try_lock()) return {currentInventory, false};
+    const std::lock_guard<std::mutex> previousLock(prevInventoryLock);
+    return {previousInventory, true};
+}
+
+bool vokCachedResourceManager::answer(const Snapshot& snapshot, std::vector<Json::Value>& out) const {
+    return copyOut(snapshot, 0, out);
+}
+
+int vokCachedResourceManager::answer(const Snapshot& snapshot, int type,
+                                     std::vector<Json::Value>& out) const {
+    if (traits_.inventories == 1) return 0;
+    if (type < 0 || type > traits_.inventories) {
+        VOK_LOG_WARNING(traits_.tag, "No inventory of type %d.", type);
+        return 0;
+    }
+    return copyOut(snapshot, type == 0 ? 0 : static_cast<std::size_t>(type) - 1, out) ? 1 : 0;
+}
+
+bool vokCachedResourceManager::copyOut(const Snapshot& snapshot, std::size_t index,
+                                       std::vector<Json::Value>& out) const {
+    if (snapshot.isPrevious) VOK_LOG_DEBUG(traits_.tag, "%s", traits_.previousCopyText);
+    if (index < snapshot.inventories->size())
+        out = (*snapshot.inventories)[index];
+    else
+        out.clear();  // before the first build
+    if (!snapshot.isPrevious && traits_.currentCopyText)
+        VOK_LOG_DEBUG(traits_.tag, "%s%zu", traits_.currentCopyText, out.size());
+    return snapshot.isPrevious;
+}
+
+// --- the questions and the stop ---
 
 bool vokCachedResourceManager::isInventoryReady(int iteration) {
     const bool ready = cacheReady;
@@ -155,6 +267,16 @@ void vokCachedResourceManager::requestRefresh() {
     cond.notify_one();
 }
 
+void vokCachedResourceManager::requestWork() {
+    const std::lock_guard<std::mutex> lock(cmutex);
+    workWanted = true;
+    cond.notify_one();
+}
+
+// --- the hooks' defaults ---
+
+void vokCachedResourceManager::prepare() {}
+
 long vokCachedResourceManager::refreshInterval() {
     return vokConfig::getInstance()->getrefreshInterval(traits_.moduleName);
 }
@@ -176,8 +298,12 @@ bool vokCachedResourceManager::takePushRequests() {
     return pushOnCacheBuild.exchange(false);
 }
 
+std::size_t vokCachedResourceManager::recordCount() {
+    return recordStores.empty() ? 0 : recordStores.front()->size();
+}
+
 bool vokCachedResourceManager::runsWithoutRecords() {
     return false;
 }
 
-void vokCachedResourceManager::onLoopLeft() {}
+void vokCachedResourceManager::tearDown() {}

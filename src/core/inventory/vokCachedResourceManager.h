@@ -1,9 +1,6 @@
 // What all resource managers share: the waiting loop, the build of the cache with its locks, the current and
 // the previous inventory, readiness, the running test and the stop. A manager derives from it, states its
 // constants in a vokManagerTraits and fills in the hooks; it holds only what is its own.
-//
-// Locks: `mlock` is held for a whole build, `prevInventoryLock` is taken inside it, `cmutex` guards the wait
-// and is never held together with either. A reader never waits for a build.
 #pragma once
 
 #include <json/value.h>
@@ -11,41 +8,39 @@
 #include <condition_variable>
 #include <cstddef>
 #include <ctime>
+#include <memory>
 #include <mutex>
-#include <string>
 #include <vector>
 
+#include "core/inventory/vokManagerTraits.h"
+#include "core/inventory/vokRecords.h"
 #include "core/inventory/vokResourceManager.h"
 
-// The constants in which the managers differ.
-struct vokManagerTraits {
-    const char* tag;               // module tag of its log lines
-    const char* moduleName;        // its name in the configuration
-    const char* buildText;         // debug line at the start of a build
-    const char* exitText;          // debug line at the end of a build, or null
-    const char* pushText;          // debug line when a build asks for a push
-    const char* previousCopyText;  // debug line when a reader gets the previous inventory
-    const char* recentText;        // debug line when the loop is not entered because the cache is fresh
-    const char* readyText;         // info line of isInventoryReady(), up to the number
-    const char* recordsName;       // the records that isRunning() counts, as its warning names them
-    const char* equalsBlank;       // what stands behind "=" before the last two numbers of that warning
-    unsigned retryPauseSeconds;    // between the passes of isRunning()
-    bool stopIsDebug;              // the lines of the stop call are debug, otherwise info
-};
+// The JSON of one build, a list for each type, type 1 first. Readers share it, so it is never changed.
+using vokInventorySet = std::vector<std::vector<Json::Value>>;
 
 class vokCachedResourceManager : public vokResourceManager {
 public:
+    // Builds the cache anew. One build runs at a time, whoever calls: a second caller waits and then builds
+    // too, since the build that it found running may have gathered already what it was called for. Not to be
+    // called from within a build; requestRefresh() may be.
     void cacheBuild() override;
     void stopResourceManagerJob() override;
+    // One life: prepare(), the loop, tearDown(). Does nothing when the manager has records or is active.
+    void init() override;
     void startInventory() override;
     bool getInventoryJsonObject(std::vector<Json::Value>& out) override;
+    // With one inventory: 0, and `out` is left alone. The same for a type that there is not.
+    int getInventoryJsonObject2(int type, std::vector<Json::Value>& out) override;
     bool isRunning() override;
     bool isInventoryReady(int iteration) override;
+    // All answers are of the build that was current, or previous, when the reader was opened.
+    std::unique_ptr<vokInventoryReader> openReader() override;
 
-    // Makes the previous inventory a copy of the current one. A manager with further inventories overrides
-    // it and holds prevInventoryLock while it copies.
+    // Makes the previous inventory the current one, and likewise the records that are compared; mlock is
+    // held.
     virtual void backupInventory();
-    // Rebuilds the current inventory from the records; mlock is held.
+    // Makes the JSON from the records and hands it to setInventory(); mlock is held.
     virtual void createJsonStringUsingJsonCpp() = 0;
 
 protected:
@@ -60,48 +55,102 @@ protected:
 
     // --- hooks, in the order of a manager's life ---
 
+    // The life begins, no lock held.
+    virtual void prepare();
     // Seconds between two builds, asked once when the loop starts. Default: the configuration.
     virtual long refreshInterval();
     // Seconds of one wait. Default: the refresh interval, or 30 if that is not positive.
     virtual long wakeInterval(long refreshSeconds);
-    // A wait has timed out at `now`, and cmutex is held: sets refreshCache or flags of the manager's own.
-    // Default: a build is wanted when the refresh interval has passed since the last one.
+    // A wait has timed out at `now`, and cmutex is held: sets refreshCache or flags of the manager's own, and
+    // takes no other lock. Default: a build is wanted when the refresh interval has passed since the last
+    // one.
     virtual void onTimeOut(time_t now, long refreshSeconds);
-    // Between two waits, no lock held, before the build if one is wanted: status polls. May call
-    // cacheBuild() itself.
+    // Between two waits, no lock held, before the build if one is wanted: status polls, and the work that
+    // callbacks have handed over. May call cacheBuild() itself.
     virtual void betweenWaits(bool buildWanted);
-    // Within a build, mlock held.
-    virtual void destroyRecords() = 0;
+    // Within a build, buildLock and mlock held. destroyRecords() empties all stores, unless it is overridden.
+    virtual void destroyRecords();
     virtual gathered gather() = 0;
-    // After a complete build, no lock held, before the manager counts as ready: events for what changed.
+    // After a complete build, buildLock held, before the manager counts as ready: events for what changed.
     virtual void afterBuild();
     // Takes the requests for a push, so that each is served once and none that comes later is lost.
     virtual bool takePushRequests();
-    // The number of records, mlock held.
-    virtual std::size_t recordCount() = 0;
-    // Does the manager count as running although it has no records? mlock is held.
+    // The number of records, mlock held. Default: those of the first store.
+    virtual std::size_t recordCount();
+    // True if the manager counts as running although it has no records; mlock is held.
     virtual bool runsWithoutRecords();
-    // The loop has been left, for whatever reason, no lock held: teardown.
-    virtual void onLoopLeft();
+    // The life ends, no lock held: once for each life, also when the loop was not entered because the cache
+    // was fresh, the manager had records or had been stopped.
+    virtual void tearDown();
 
-    // For managers with several inventories: the current copy into `out` and false, or the previous and
-    // true while a build runs.
-    bool copyInventory(const std::vector<Json::Value>& current, const std::vector<Json::Value>& previous,
-                       std::vector<Json::Value>& out);
-    // Asks for a build and wakes the loop.
+    // --- for the managers ---
+
+    // Replaces the current inventory, or all of them, one list for each type; mlock is held.
+    void setInventory(std::vector<Json::Value> documents);
+    void setInventories(vokInventorySet inventories);
+    // Compares the records with those of the previous build, see vokRecordHistory::compare(), and returns the
+    // events to raise; mlock is held. It stays held while they are raised, so that readers get the previous
+    // inventory meanwhile and none of them waits; prevInventoryLock is free again.
+    template <typename Record, typename KeyOf, typename Judge>
+    auto pendingEvents(const vokRecordHistory<Record>& records, KeyOf keyOf, Judge judge) {
+        const std::lock_guard<std::mutex> lock(prevInventoryLock);
+        return records.compare(keyOf, judge);
+    }
+    // Asks for a build and wakes the loop. From any thread, also within a build.
     void requestRefresh();
+    // Has the loop call betweenWaits() soon, without a build, and then wait on as if it had not been woken:
+    // for callbacks on a library's thread, which hand over their work by a member of the manager's own. From
+    // any thread, also within a build. Requests that come before the call are served by one.
+    void requestWork();
 
     const vokManagerTraits& traits_;
+    std::vector<vokRecordStore*> recordStores;  // as the members that hold records were made
 
-    std::vector<Json::Value> currentInventory;   // under mlock
-    std::vector<Json::Value> previousInventory;  // under prevInventoryLock
+    std::shared_ptr<const vokInventorySet> currentInventory;   // under mlock
+    std::shared_ptr<const vokInventorySet> previousInventory;  // under prevInventoryLock
 
     std::atomic<bool> refreshCache{true};  // set under cmutex; true at first, so the first build has no wait
+    bool workWanted = false;               // under cmutex
     std::atomic<bool>& stop_;              // set under cmutex
     std::atomic<time_t> lastRefreshTime{0};
     std::atomic<bool> _cacheBuildInProgress{false};
+
+    // The order of all locks. Whoever holds one takes only those below it:
+    //   buildLock           one builder at a time; a whole cacheBuild()
+    //   mlock               the records and the current inventory; a whole gathering, and the raising of
+    //   events prevInventoryLock   the previous inventory; only while it is copied or compared cmutex the
+    //   wait and its flags the aggregator's    vokJsonAggregator::cmutex, for the push request at the end of
+    //   a build; it asks
+    //                       isInventoryReady() with it held, which takes no lock of the manager
+    //   the controller's    ipmi::IPMIUtils::mlock, for a whole remote command. Events are delivered on a
+    //   thread
+    //                       of their own that their raiser joins, so their locks count as its own
+    //   the logger's        the last one
+    // A reader only tries mlock, and so never waits for a build.
+    std::mutex buildLock;
     std::mutex mlock;
     std::mutex prevInventoryLock;
     std::mutex cmutex;
     std::condition_variable cond;
+
+private:
+    struct Snapshot {
+        std::shared_ptr<const vokInventorySet> inventories;
+        bool isPrevious;
+    };
+    class Reader;
+
+    // False if the manager is active already; then the end is not the caller's either.
+    bool beginLife();
+    void endLife();
+    bool hasRecords();
+    bool isFresh();
+    void runLoop();
+    Snapshot takeSnapshot();
+    // The answers to the two questions, from a snapshot.
+    bool answer(const Snapshot& snapshot, std::vector<Json::Value>& out) const;
+    int answer(const Snapshot& snapshot, int type, std::vector<Json::Value>& out) const;
+    bool copyOut(const Snapshot& snapshot, std::size_t index, std::vector<Json::Value>& out) const;
+
+    std::atomic<bool> active_{false};
 };

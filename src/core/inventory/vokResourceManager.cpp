@@ -1,5 +1,24 @@
 #include "core/inventory/vokResourceManager.h"
 
+namespace {
+
+class PassingOn : public vokInventoryReader {
+public:
+    explicit PassingOn(vokResourceManager& manager) : manager_(manager) {}
+
+    bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
+        return manager_.getInventoryJsonObject(out);
+    }
+    int getInventoryJsonObject2(int type, std::vector<Json::Value>& out) override {
+        return manager_.getInventoryJsonObject2(type, out);
+    }
+
+private:
+    vokResourceManager& manager_;
+};
+
+}  // namespace
+
 int vokResourceManager::getInventoryJsonObject2(int, std::vector<Json::Value>&) {
     return 0;
 }
@@ -14,4 +33,8 @@ int vokResourceManager::getUtilizationJsonObject(Json::Value&) {
 
 int vokResourceManager::getFileServiceJsonObject(std::vector<Json::Value>&) {
     return 0;
+}
+
+std::unique_ptr<vokInventoryReader> vokResourceManager::openReader() {
+    return std::make_unique<PassingOn>(*this);
 }

@@ -4,7 +4,10 @@
 
 #include <json/value.h>
 #include <atomic>
+#include <memory>
 #include <vector>
+
+#include "core/inventory/vokInventoryReader.h"
 
 // The order of the virtual operations is part of the interface; there is no virtual destructor, since the
 // managers live as long as the process.
@@ -25,6 +28,8 @@ public:
     virtual bool isRunning() = 0;
     // Has a first build ended? `iteration` is the 0-based pass of the aggregator's readiness loop.
     virtual bool isInventoryReady(int iteration) = 0;
+    // For a reader with several questions. The default passes each of them on to the manager.
+    virtual std::unique_ptr<vokInventoryReader> openReader();
 
 protected:
     ~vokResourceManager() = default;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <ctime>
 #include <mutex>
 
 enum class vokWaitResult {
@@ -14,3 +15,10 @@ enum class vokWaitResult {
 // beyond what time_t holds waits until the end of that. `lock` is held at the call and on return.
 vokWaitResult vokWaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                          long long seconds);
+
+// The two halves of it, for a wait that may be resumed until the time it was to end at.
+// The time `seconds` from now; false if the wall clock can't be read.
+bool vokDeadlineAfter(long long seconds, timespec& deadline);
+// Never clockFailed.
+vokWaitResult vokWaitUntil(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                           const timespec& deadline);

@@ -40,46 +40,70 @@ using vokPhysLocEncode = physloc_rtn_t (*)(vokPhysLocRecord* record, std::uint64
 enum class vokPhysLocDriveSub { lastElement, empty };  // sub-location of a drive bay
 enum class vokPhysLocBox { oneOrTwo, notLookedAt };    // box number of a backplane, and its sub-location
 
+// The unit types of a platform, as its library numbers them.
+struct vokPhysLocTypes {
+    physloc_type_t slot = 0;
+    physloc_type_t onBoardEthernet = 0;
+    physloc_type_t internalDrive = 0;
+    physloc_type_t externalDrive = 0;
+    physloc_type_t backplane = 0;
+};
+
 struct vokPhysLocPlatform {
-    const char* library;
-    const char* logModule;
-    std::size_t elementCount;                     // of a GeoID's split
-    std::uint8_t vokPhysLocRecord::*elements[4];  // where each element goes
-    struct {
-        physloc_type_t slot, onBoardEthernet, internalDrive, externalDrive, backplane;
-    } types;
-    unsigned firstBay, lastBay;
-    vokPhysLocDriveSub driveSub;
-    vokPhysLocBox box;
-    char secondLevelLetter;  // in the text of a chassis
-    bool logsChassisSplit;   // whether a chassis asked for with a wrong split is a line of the log
+    const char* library = nullptr;
+    const char* logModule = nullptr;
+    std::size_t elementCount = 0;                      // of a GeoID's split
+    std::uint8_t vokPhysLocRecord::*elements[4] = {};  // where each element goes
+    vokPhysLocTypes types;
+    unsigned firstBay = 0;
+    unsigned lastBay = 0;
+    vokPhysLocDriveSub driveSub = vokPhysLocDriveSub::empty;
+    vokPhysLocBox box = vokPhysLocBox::notLookedAt;
+    char secondLevelLetter = 0;     // in the text of a chassis
+    bool logsChassisSplit = false;  // whether a chassis asked for with a wrong split is a line of the log
 };
 
-inline constexpr vokPhysLocPlatform vokTQPlatform = {
-    "libvkloc0202.so",
-    "TQPL_INTF",
-    4,
-    {&vokPhysLocRecord::rack, &vokPhysLocRecord::secondLevel, &vokPhysLocRecord::thirdLevel,
-     &vokPhysLocRecord::lastLevel},
-    {3, 59, 56, 69, 64},
-    1,
-    10,
-    vokPhysLocDriveSub::lastElement,
-    vokPhysLocBox::oneOrTwo,
-    'u',
-    true,
-};
+inline constexpr vokPhysLocPlatform vokTQPlatform = [] {
+    vokPhysLocPlatform platform;
+    platform.library = "libvkloc0202.so";
+    platform.logModule = "TQPL_INTF";
+    platform.elementCount = 4;
+    platform.elements[0] = &vokPhysLocRecord::rack;
+    platform.elements[1] = &vokPhysLocRecord::secondLevel;
+    platform.elements[2] = &vokPhysLocRecord::thirdLevel;
+    platform.elements[3] = &vokPhysLocRecord::lastLevel;
+    platform.types.slot = 3;
+    platform.types.onBoardEthernet = 59;
+    platform.types.internalDrive = 56;
+    platform.types.externalDrive = 69;
+    platform.types.backplane = 64;
+    platform.firstBay = 1;
+    platform.lastBay = 10;
+    platform.driveSub = vokPhysLocDriveSub::lastElement;
+    platform.box = vokPhysLocBox::oneOrTwo;
+    platform.secondLevelLetter = 'u';
+    platform.logsChassisSplit = true;
+    return platform;
+}();
 
-inline constexpr vokPhysLocPlatform vokLWNZPlatform = {
-    "libvkloc0302.so",
-    "LWNZPL_INTF",
-    3,
-    {&vokPhysLocRecord::rack, &vokPhysLocRecord::secondLevel, &vokPhysLocRecord::lastLevel, nullptr},
-    {3, 48, 45, 61, 53},
-    0,
-    3,
-    vokPhysLocDriveSub::empty,
-    vokPhysLocBox::notLookedAt,
-    'i',
-    false,
-};
+inline constexpr vokPhysLocPlatform vokLWNZPlatform = [] {
+    vokPhysLocPlatform platform;
+    platform.library = "libvkloc0302.so";
+    platform.logModule = "LWNZPL_INTF";
+    platform.elementCount = 3;
+    platform.elements[0] = &vokPhysLocRecord::rack;
+    platform.elements[1] = &vokPhysLocRecord::secondLevel;
+    platform.elements[2] = &vokPhysLocRecord::lastLevel;
+    platform.types.slot = 3;
+    platform.types.onBoardEthernet = 48;
+    platform.types.internalDrive = 45;
+    platform.types.externalDrive = 61;
+    platform.types.backplane = 53;
+    platform.firstBay = 0;
+    platform.lastBay = 3;
+    platform.driveSub = vokPhysLocDriveSub::empty;
+    platform.box = vokPhysLocBox::notLookedAt;
+    platform.secondLevelLetter = 'i';
+    platform.logsChassisSplit = false;
+    return platform;
+}();

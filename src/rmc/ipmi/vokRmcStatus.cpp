@@ -2,11 +2,15 @@
 
 #include <cstdio>
 
+#include "core/base/vokDecisionTable.h"
+
 namespace {
 
 struct TransferFailure {
     unsigned char status;
     const char* meaning;
+
+    constexpr unsigned char key() const { return status; }
 };
 
 // The statuses that have a meaning of their own; all others are told in one general line.
@@ -18,11 +22,14 @@ constexpr TransferFailure transferFailures[] = {
     {6, "Memory could not be allocated"},
     {8, "Request command length exceeded"},
 };
+static_assert(vokKeysAscend(transferFailures));
 constexpr unsigned char lengthExceeded = 8;  // its line also tells the length
 
 struct ExchangeFailure {
     unsigned char status;
     const char* text;
+
+    constexpr unsigned char key() const { return status; }
 };
 
 constexpr ExchangeFailure exchangeFailures[] = {
@@ -32,24 +39,22 @@ constexpr ExchangeFailure exchangeFailures[] = {
     {0xDD, "Command time out."},
     {0xEE, "The size of stdout or stderr is not enough."},
 };
+static_assert(vokKeysAscend(exchangeFailures));
 
 }  // namespace
 
 std::string vokTransferFailureText(unsigned char transferStatus, unsigned char exitStatus,
                                    std::size_t argumentLength) {
-    for (const auto& failure : transferFailures) {
-        if (failure.status != transferStatus) continue;
-        char text[160];
-        std::snprintf(text, sizeof(text), "Transfer Status is 0x%x[%s] and Cmd Exit Status is 0x%x",
-                      transferStatus, failure.meaning, exitStatus);
-        if (transferStatus != lengthExceeded) return text;
-        return std::string(text) + ". Payload size:" + std::to_string(argumentLength);
-    }
-    return "RMC Cli Command Execution failed";
+    const TransferFailure* const failure = vokFindRow(transferFailures, transferStatus);
+    if (!failure) return "RMC Cli Command Execution failed";
+    char text[160];
+    std::snprintf(text, sizeof(text), "Transfer Status is 0x%x[%s] and Cmd Exit Status is 0x%x",
+                  transferStatus, failure->meaning, exitStatus);
+    if (transferStatus != lengthExceeded) return text;
+    return std::string(text) + ". Payload size:" + std::to_string(argumentLength);
 }
 
 std::string vokExchangeFailureText(unsigned char transferStatus) {
-    for (const auto& failure : exchangeFailures)
-        if (failure.status == transferStatus) return failure.text;
-    return "Error occurred while executing RMC_CLI_Exec";
+    const ExchangeFailure* const failure = vokFindRow(exchangeFailures, transferStatus);
+    return failure ? failure->text : "Error occurred while executing RMC_CLI_Exec";
 }

@@ -9,35 +9,36 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
-inline constexpr vokManagerTraits sampleTraits = {
-    "TEST_RM",
-    "EthernetDevices",
-    "Building test cache",
-    "Exiting CacheBuild",
-    "testRM requesting cache push",
-    "Cache build is in progress. Returning previous copy of inventory.",
-    "cache was recently refreshed. skipping the current refresh cycle",
-    "Test cache ready",
-    "TestInventory",
-    "",
-    3,
-    false,
-};
+inline constexpr vokManagerTraits sampleTraits = [] {
+    vokManagerTraits traits;
+    traits.tag = "TEST_RM";
+    traits.moduleName = "EthernetDevices";
+    traits.buildText = "Building test cache";
+    traits.pushText = "testRM requesting cache push";
+    traits.readyText = "Test cache ready";
+    traits.recordsName = "TestInventory";
+    return traits;
+}();
 
-inline constexpr vokManagerTraits otherTraits = {
-    "OTHER_RM",
-    "NoSuchModule",
-    "Building other cache",
-    nullptr,
-    "otherRM requesting cache push",
-    "Cache build is in progress. Returning previously saved inventory.",
-    "Cache was recently refreshed. skipping the current refresh cycle",
-    "Other cache status",
-    "OtherInventory",
-    " ",
-    5,
-    true,
-};
+inline constexpr vokManagerTraits otherTraits = [] {
+    vokManagerTraits traits;
+    traits.tag = "OTHER_RM";
+    traits.moduleName = "NoSuchModule";
+    traits.initText = "Entered init";
+    traits.activeText = "Other manager is active";
+    traits.recentText = "Cache was recently refreshed. skipping the current refresh cycle";
+    traits.buildText = "Building other cache";
+    traits.exitText = nullptr;
+    traits.pushText = "otherRM requesting cache push";
+    traits.previousCopyText = "Cache build is in progress. Returning previously saved inventory.";
+    traits.currentCopyText = "returning Inventory size: ";
+    traits.readyText = "Other cache status";
+    traits.recordsName = "OtherInventory";
+    traits.equalsBlank = " ";
+    traits.retryPauseSeconds = 5;
+    traits.stopIsDebug = true;
+    return traits;
+}();
 
 // Its records are plain numbers; what it is asked for goes through the functions that a test sets.
 class SampleManager : public vokCachedResourceManager {
@@ -47,44 +48,47 @@ public:
         stopSample = false;
     }
 
-    void init() override { startInventory(); }
     void createJsonStringUsingJsonCpp() override {
-        currentInventory.clear();
-        for (const int record : records) currentInventory.emplace_back(record);
+        setInventory(std::vector<Json::Value>(records.begin(), records.end()));
     }
+    // As a reader that does not look whether a build runs.
+    std::vector<Json::Value> currentDocuments() const { return documentsOf(*currentInventory); }
+    std::vector<Json::Value> previousDocuments() const { return documentsOf(*previousInventory); }
 
     using vokCachedResourceManager::_cacheBuildInProgress;
     using vokCachedResourceManager::cacheReady;
-    using vokCachedResourceManager::currentInventory;
     using vokCachedResourceManager::gathered;
     using vokCachedResourceManager::lastRefreshTime;
     using vokCachedResourceManager::mlock;
     using vokCachedResourceManager::prevInventoryLock;
-    using vokCachedResourceManager::previousInventory;
     using vokCachedResourceManager::pushOnCacheBuild;
     using vokCachedResourceManager::refreshCache;
     using vokCachedResourceManager::requestRefresh;
+    using vokCachedResourceManager::requestWork;
+    using vokCachedResourceManager::workWanted;
 
     std::function<gathered()> onGather;
     std::function<void(bool)> onBetweenWaits;
     std::function<void()> onAfterBuild;
     bool runsEmpty = false;
-    std::vector<int> records;
+    vokRecordHistory<int> store{recordStores};
+    std::vector<int>& records = store.current;
     int builds = 0;
-    int loopsLeft = 0;
+    int preparations = 0;
+    int tearDowns = 0;
     long secondsBetweenBuilds = 60;
     bool asksTheConfiguration = false;
 
     static std::atomic<bool> stopSample;
 
 protected:
+    void prepare() override { ++preparations; }
     long refreshInterval() override {
         return asksTheConfiguration ? vokCachedResourceManager::refreshInterval() : secondsBetweenBuilds;
     }
     void betweenWaits(bool buildWanted) override {
         if (onBetweenWaits) onBetweenWaits(buildWanted);
     }
-    void destroyRecords() override { records.clear(); }
     gathered gather() override {
         ++builds;
         records.push_back(builds);
@@ -93,9 +97,13 @@ protected:
     void afterBuild() override {
         if (onAfterBuild) onAfterBuild();
     }
-    std::size_t recordCount() override { return records.size(); }
     bool runsWithoutRecords() override { return runsEmpty; }
-    void onLoopLeft() override { ++loopsLeft; }
+    void tearDown() override { ++tearDowns; }
+
+private:
+    static std::vector<Json::Value> documentsOf(const vokInventorySet& inventories) {
+        return inventories.empty() ? std::vector<Json::Value>() : inventories.front();
+    }
 };
 
 inline std::atomic<bool> SampleManager::stopSample{false};

@@ -162,7 +162,6 @@ TEST_F(CachedResourceManager, EnteredWithinThreeSecondsOfABuildReturnsAtOnce) {
         manager.startInventory();
     }
     EXPECT_EQ(manager.builds, 1);
-    EXPECT_EQ(manager.loopsLeft, 0);
     EXPECT_THAT(host.waitedSeconds, IsEmpty());
     EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: Attempting to refresh Cache."), 3);
     EXPECT_EQ(
@@ -185,7 +184,7 @@ TEST_F(CachedResourceManager, AFailingClockEndsTheThreadAndLeavesTheCache) {
     manager.onAfterBuild = [&] { host.failingClockReads = 1; };
     manager.startInventory();
     EXPECT_TRUE(hasLogged(host, "ERROR TEST_RM: Failed to get current time! (errno: 22)"));
-    EXPECT_EQ(manager.loopsLeft, 1);
+    EXPECT_EQ(manager.tearDowns, 1);
     std::vector<Json::Value> inventory;
     EXPECT_FALSE(manager.getInventoryJsonObject(inventory));
     EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
@@ -199,7 +198,7 @@ TEST_F(CachedResourceManager, StoppedBeforeItsStartBuildsNothing) {
     manager.stopResourceManagerJob();
     manager.startInventory();
     EXPECT_EQ(manager.builds, 0);
-    EXPECT_EQ(manager.loopsLeft, 1);
+    EXPECT_EQ(manager.tearDowns, 1);
     EXPECT_FALSE(manager.isInventoryReady(0));
 }
 
@@ -237,7 +236,7 @@ TEST_F(CachedResourceManager, AStopAtAnyMomentEndsTheThread) {
         }
         manager.stopResourceManagerJob();
         thread.join();
-        EXPECT_EQ(manager.loopsLeft, 1);
+        EXPECT_EQ(manager.tearDowns, 1);
     }
 }
 
@@ -295,12 +294,12 @@ TEST_F(CachedResourceManager, ABuildStartsWithNoRecordsAndKeepsTheInventoryBefor
     manager.cacheBuild();
     manager.onGather = [&] {
         EXPECT_THAT(manager.records, ElementsAre(2));
-        EXPECT_THAT(numbersOf(manager.previousInventory), ElementsAre(1));
+        EXPECT_THAT(numbersOf(manager.previousDocuments()), ElementsAre(1));
         return SampleManager::gathered::complete;
     };
     manager.cacheBuild();
-    EXPECT_THAT(numbersOf(manager.currentInventory), ElementsAre(2));
-    EXPECT_THAT(numbersOf(manager.previousInventory), ElementsAre(1));
+    EXPECT_THAT(numbersOf(manager.currentDocuments()), ElementsAre(2));
+    EXPECT_THAT(numbersOf(manager.previousDocuments()), ElementsAre(1));
 }
 
 TEST_F(CachedResourceManager, ABuildThatFindsNothingIsReadyAndEmpty) {
@@ -326,7 +325,7 @@ TEST_F(CachedResourceManager, AnAbandonedBuildIsReadyWithoutARefreshTimeOrAPush)
     EXPECT_TRUE(manager.cacheReady);
     EXPECT_FALSE(manager._cacheBuildInProgress);
     EXPECT_EQ(manager.lastRefreshTime, 0);
-    EXPECT_THAT(manager.currentInventory, IsEmpty());
+    EXPECT_THAT(manager.currentDocuments(), IsEmpty());
     EXPECT_TRUE(manager.pushOnCacheBuild);
     EXPECT_FALSE(afterBuild);
     EXPECT_TRUE(manager.mlock.try_lock());

@@ -8,6 +8,7 @@
 
 #include "support/FakeHostAccess.h"
 
+namespace vokLibraryTest {
 namespace {
 
 int one() {
@@ -188,3 +189,4 @@ TEST_F(Library, ThatIsNotOpenCanBeHeldForNothing) {
 }
 
 }  // namespace
+}  // namespace vokLibraryTest

@@ -17,6 +17,7 @@
 #include "platform/access/vokWorkFile.h"
 #include "support/TemporaryDirectory.h"
 
+namespace vokOwnersTest {
 namespace {
 
 // A host that records what happens to its one device.
@@ -230,3 +231,4 @@ TEST_F(WorkFile, AMissingDirectoryIsNoPlantedFile) {
 }
 
 }  // namespace
+}  // namespace vokOwnersTest

@@ -10,6 +10,7 @@
 
 #include "platform/access/vokHostAccess.h"
 
+namespace vokScsiTest {
 namespace {
 
 // A host whose one device keeps the header of each request and completes it as the test says.
@@ -296,3 +297,4 @@ TEST(ScsiCompletion, WithoutASenseBufferThereAreNoSenseBytes) {
 }
 
 }  // namespace
+}  // namespace vokScsiTest

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+namespace vokScsiSenseTest {
 namespace {
 
 // In a heap block of exactly this size, so that a sanitizer sees a read beyond it.
@@ -115,3 +116,4 @@ TEST(ScsiSense, NoBytesAreNoSense) {
 }
 
 }  // namespace
+}  // namespace vokScsiSenseTest

@@ -1,6 +1,10 @@
 // How the last run of the agent ended, and whether the host has booted since.
+#include <utility>
+
+#include "core/base/vokDecisionTable.h"
 #include "core/base/vokLog.h"
 #include "events/vokEventHandler.h"
+#include "events/vokEventTable.h"
 #include "host/HostResourceManager.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/utils/vokStartupRecord.h"
@@ -8,7 +12,7 @@
 
 namespace {
 
-constexpr unsigned long pauseBeforeStory = 20000000;  // microseconds
+constexpr unsigned long pauseBeforeVerdict = 20000000;  // microseconds
 
 constexpr int eventBooted = 356;
 constexpr int eventGracefulShutdown = 359;
@@ -20,35 +24,43 @@ Order orderOf(long a, long b) {
     return a < b ? Order::before : a > b ? Order::after : Order::equal;
 }
 
-// One row of the decision: how the last start stands to the last graceful stop, and whether the host has
-// booted since the later of the two.
-struct Story {
+// How the last start stands to the last graceful stop, and whether the host has booted since the later of the
+// two. A start and a stop at the same time have no row.
+struct BootVerdict {
     Order startToStop;
     bool bootedSince;
     const char* text;
-    int shutdownEvent;  // followed by the boot event; 0: no event at all
+    int eventId;  // of the shutdown, followed by the boot event; 0: no event at all
+
+    constexpr auto key() const { return std::pair(startToStop, bootedSince); }
 };
 
-constexpr Story stories[] = {
+constexpr BootVerdict verdicts[] = {
     {Order::before, false, "VOK crashed in current boot so do nothing in point 2", 0},
     {Order::before, true, "In gen OS boot logic.Last shutdown was graceful.", eventGracefulShutdown},
     {Order::after, false, "VOK crashed in current boot so do nothing in point 3", 0},
     {Order::after, true, "In gen OS boot logic.Last shutdown was not-graceful.", eventUngracefulShutdown},
 };
+static_assert(vokKeysAscend(verdicts));
+static_assert(vokRaisesEventsOf(vokHostEvent, verdicts));
 
-// Null when there is nothing to compare with, or nothing to tell.
-const Story* storyOf(long start, long stop, long boot) {
+// Null when there is no earlier run to compare with, or nothing to log.
+const BootVerdict* verdictOf(long start, long stop, long boot) {
     if (start == 0) return nullptr;
     const Order order = orderOf(start, stop);
     const bool bootedSince = boot > (order == Order::before ? stop : start);
-    for (const auto& story : stories)
-        if (story.startToStop == order && story.bootedSince == bootedSince) return &story;
-    return nullptr;
+    return vokFindRow(verdicts, std::pair(order, bootedSince));
 }
 
 void raise(int id, const char* source) {
-    vokEventHandler().generateEvent(vokEvent(id, "NotApplicable", "Host", false, vokUtils::getTime(),
-                                             "Not-Available", Json::Value(), source));
+    vokEventFields event;
+    event.id = id;
+    event.physicalLocation = "NotApplicable";
+    event.module = "Host";
+    event.time = vokUtils::getTime();
+    event.partNumber = "Not-Available";
+    event.source = source;
+    vokEventHandler().generateEvent(vokEvent(std::move(event)));
 }
 
 }  // namespace
@@ -67,14 +79,14 @@ long HostResourceManager::readStartupValue(std::string key) {
 }
 
 void HostResourceManager::genOSBootLogic() {
-    vokHostAccess().pause(pauseBeforeStory);
+    vokHostAccess().pause(pauseBeforeVerdict);
     const long boot = vokUtils::getSystemCurrentBootTime();
     const long start = readStartupValue("last_start");
     const long stop = readStartupValue("last_stop");
-    if (const Story* const story = storyOf(start, stop, boot)) {
-        VOK_LOG_DEBUG("HOST_RM", "%s", story->text);
-        if (story->shutdownEvent != 0) {
-            raise(story->shutdownEvent, "VOK");
+    if (const BootVerdict* const verdict = verdictOf(start, stop, boot)) {
+        VOK_LOG_DEBUG("HOST_RM", "%s", verdict->text);
+        if (verdict->eventId != 0) {
+            raise(verdict->eventId, "VOK");
             raise(eventBooted, "VOK");
         }
     }

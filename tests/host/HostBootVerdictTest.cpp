@@ -11,7 +11,7 @@
 #include "support/FakeHostAccess.h"
 #include "support/LoggedLines.h"
 
-namespace HostBootStoryTest {
+namespace HostBootVerdictTest {
 namespace {
 
 using testing::ElementsAre;
@@ -42,9 +42,9 @@ std::vector<int> deliveredIds(const FakeHostAccess& host) {
     return ids;
 }
 
-class BootStory : public testing::Test {
+class BootVerdict : public testing::Test {
 protected:
-    BootStory() {
+    BootVerdict() {
         logEverything(host);
         host.root.writeFile("/var/tmp/other", "");
     }
@@ -73,7 +73,7 @@ const std::string notGraceful = "DEBUG HOST_RM: In gen OS boot logic.Last shutdo
 const std::string point2 = "DEBUG HOST_RM: VOK crashed in current boot so do nothing in point 2";
 const std::string point3 = "DEBUG HOST_RM: VOK crashed in current boot so do nothing in point 3";
 
-class Decision : public BootStory, public testing::WithParamInterface<Case> {};
+class Decision : public BootVerdict, public testing::WithParamInterface<Case> {};
 
 TEST_P(Decision, GivesItsEventsAndItsLine) {
     const Case& given = GetParam();
@@ -106,14 +106,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"NegativeTimes", -5, -9, 4000, {360, 356}, notGraceful}),
     [](const testing::TestParamInfo<Case>& each) { return std::string(each.param.name); });
 
-TEST_F(BootStory, ARecordWithoutALastStopCountsItAs0) {
+TEST_F(BootVerdict, ARecordWithoutALastStopCountsItAs0) {
     host.root.writeFile(record, "current_start 5000\nlast_start 2000\n");
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
     EXPECT_THAT(deliveredIds(host), ElementsAre(360, 356));
 }
 
-TEST_F(BootStory, WithoutARecordThereIsNoEventAndNoRecord) {
+TEST_F(BootVerdict, WithoutARecordThereIsNoEventAndNoRecord) {
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
     EXPECT_THAT(deliveredIds(host), IsEmpty());
@@ -121,7 +121,7 @@ TEST_F(BootStory, WithoutARecordThereIsNoEventAndNoRecord) {
     EXPECT_FALSE(host.root.exists(record));
 }
 
-TEST_F(BootStory, WaitsTwentySecondsBeforeItReadsTheRecord) {
+TEST_F(BootVerdict, WaitsTwentySecondsBeforeItReadsTheRecord) {
     host.onPause = [this](unsigned long microseconds) {
         if (microseconds != 20000000) return;
         host.root.writeFile(record, "current_start 5000\nlast_start 2000\nlast_stop 1000\n");
@@ -132,7 +132,7 @@ TEST_F(BootStory, WaitsTwentySecondsBeforeItReadsTheRecord) {
     EXPECT_THAT(deliveredIds(host), ElementsAre(360, 356));
 }
 
-TEST_F(BootStory, TheEventsSayWhatAndWhenAndNoPlace) {
+TEST_F(BootVerdict, TheEventsSayWhatAndWhenAndNoPlace) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
@@ -148,19 +148,19 @@ TEST_F(BootStory, TheEventsSayWhatAndWhenAndNoPlace) {
 
 // --- what stands in the record afterwards ---
 
-TEST_F(BootStory, TheRunningStartBecomesTheLastStart) {
+TEST_F(BootVerdict, TheRunningStartBecomesTheLastStart) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\nlast_stop 2000\n\n");
     manager.genOSBootLogic();
     EXPECT_EQ(host.root.readFile(record), "current_start 5000\nlast_start 5000\nlast_stop 2000\n\n");
 }
 
-TEST_F(BootStory, WithACurrentStartOf0TheLastStartStays) {
+TEST_F(BootVerdict, WithACurrentStartOf0TheLastStartStays) {
     host.root.writeFile(record, "last_start 1000\nlast_stop 2000\ncurrent_start 0\n");
     manager.genOSBootLogic();
     EXPECT_EQ(host.root.readFile(record), "last_start 1000\nlast_stop 2000\ncurrent_start 0\n");
 }
 
-TEST_F(BootStory, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLosesNone) {
+TEST_F(BootVerdict, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLosesNone) {
     const std::string before = "current_start 5000\nlast_start 1000\nlast_stop 2000\n";
     host.root.writeFile(record, before);
     vokUtils::setSystemCurrentBootTime(4000);
@@ -175,7 +175,7 @@ TEST_F(BootStory, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLosesN
     EXPECT_EQ(host.root.readFile(record), "current_start 5000\nlast_start 5000\nlast_stop 2000\n");
 }
 
-TEST_F(BootStory, TellsOfEachReadingOfTheRecord) {
+TEST_F(BootVerdict, TellsOfEachReadingOfTheRecord) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\n");
     platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
     host.systemLogLines.clear();
@@ -190,7 +190,7 @@ TEST_F(BootStory, TellsOfEachReadingOfTheRecord) {
 
 // --- a life of five starts ---
 
-class Life : public BootStory {
+class Life : public BootVerdict {
 protected:
     // Starts the agent at `now` on a host that has booted at `boot`, and gives the events of that start.
     std::vector<int> start(time_t now, time_t boot) {
@@ -251,7 +251,7 @@ TEST_F(Life, AKillBeforeTheBootLogicHasRunLosesNoEvent) {
 
 // --- test events ---
 
-TEST_F(BootStory, ATestEventSaysWhoAskedForIt) {
+TEST_F(BootVerdict, ATestEventSaysWhoAskedForIt) {
     manager.generateTestEvent(356);
     const std::vector<Json::Value> events = deliveredEvents(host);
     ASSERT_EQ(events.size(), 1u);
@@ -262,4 +262,4 @@ TEST_F(BootStory, ATestEventSaysWhoAskedForIt) {
 }
 
 }  // namespace
-}  // namespace HostBootStoryTest
+}  // namespace HostBootVerdictTest

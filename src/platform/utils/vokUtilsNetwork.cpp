@@ -27,9 +27,11 @@ std::vector<std::string> vokUtils::getIPAddresses() {
     std::vector<std::string> addresses;
     {
         const vokInterfaceList interfaces;
-        if (!interfaces)
+        if (!interfaces) {
+            const int reason = errno;
             VOK_LOG_WARNING("VOK_UTILS", "Error(%s) occurred while reading the network interfaces",
-                            std::strerror(errno));
+                            std::strerror(reason));
+        }
         for (const ifaddrs* each = interfaces.first(); each; each = each->ifa_next) {
             if (!each->ifa_addr || each->ifa_addr->sa_family != AF_INET) continue;
             const auto* const address = reinterpret_cast<const sockaddr_in*>(each->ifa_addr);

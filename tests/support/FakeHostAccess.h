@@ -122,6 +122,10 @@ public:
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
+    int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override {
+        return ::pthread_create(thread, nullptr, body, argument);
+    }
+    int joinThread(pthread_t thread) override { return ::pthread_join(thread, nullptr); }
     void systemLog(int priority, const std::string& text) override;
 
 private:

@@ -69,6 +69,7 @@ public:
         return of<FakeLibraries>().symbol(library, symbol);
     }
     int closeLibrary(void* library) override { return of<FakeLibraries>().close(library); }
+    std::string libraryError() override { return of<FakeLibraries>().error(); }
 
     int systemName(utsname* name) override { return of<FakeSystem>().name(name); }
     int systemInformation(struct sysinfo* information) override {

@@ -16,6 +16,8 @@ public:
     // --- what a test sets ---
     // Libraries by name, each with its symbols; others are not there.
     std::map<std::string, std::map<std::string, void*>> symbols;
+    // What error() reports, once, after a call that found nothing; empty: the call leaves no reason.
+    std::string failure;
 
     // --- what a test reads ---
     std::vector<Opened> opened() const;  // in order, also what was not there
@@ -25,9 +27,11 @@ public:
     void* open(const std::string& name, int flags);
     void* symbol(void* library, const char* name);
     int close(void* library);
+    std::string error();
 
 private:
     mutable std::mutex guard_;
     std::vector<Opened> opened_;
     int openCount_ = 0;
+    std::string lastError_;
 };

@@ -2,14 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 
 namespace NICEventMonitorTest {
 namespace {
 
 TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
-    FakeHostAccess& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     NICEventMonitor monitor;
     monitor.startMonitoring();
@@ -24,7 +24,7 @@ TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
 }
 
 TEST(EthernetEventMonitor, AStopWithoutAStartReturns) {
-    useFakeHost();
+    const FakeHost host;
     NICEventMonitor monitor;
     monitor.stopMonitoring();
 }

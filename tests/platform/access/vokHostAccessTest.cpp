@@ -17,7 +17,9 @@
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/access/vokShell.h"
 #include "platform/access/vokWait.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vokHostAccessTest {
@@ -278,22 +280,23 @@ TEST(ShellQuote, KeepsPlainWordsBare) {
 }
 
 TEST(WaitFor, TellsTimeOutSignalAndAFailingClock) {
-    auto& host = useFakeHost();
+    const FakeHost host;
+    auto& clock = host.part<FakeClock>();
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::timedOut);
-    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{60});
-    host.onTimedWait = [](const timespec&) { return true; };
+    EXPECT_EQ(clock.waitedSeconds(), std::vector<long long>{60});
+    clock.onTimedWait = [](const timespec&) { return true; };
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::signalled);
-    host.failingClockReads = 1;
+    clock.failReads(1);
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::clockFailed);
 }
 
 TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     time_t deadlineSeconds = 0;
-    host.onTimedWait = [&](const timespec& deadline) {
+    host.part<FakeClock>().onTimedWait = [&](const timespec& deadline) {
         deadlineSeconds = deadline.tv_sec;
         return true;
     };
@@ -305,17 +308,18 @@ TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
 }
 
 TEST(WaitFor, AnIntervalBelowZeroIsOver) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
     EXPECT_EQ(vokWaitFor(condition, lock, -5), vokWaitResult::timedOut);
-    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{0});
+    EXPECT_EQ(host.part<FakeClock>().waitedSeconds(), std::vector<long long>{0});
 }
 
 TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
-    auto& host = useFakeHost();
-    host.onCommand = [](const std::string&, int& status) {
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.onCommand = [](const std::string&, int& status) {
         status = 2 << 8;
         return std::string("text");
     };
@@ -323,7 +327,7 @@ TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
     ASSERT_TRUE(stream);
     EXPECT_EQ(stream.close(), 2 << 8);
     EXPECT_EQ(stream.close(), -1);
-    host.commandsFailToStart = true;
+    commands.failToStart = true;
     EXPECT_FALSE(vokCommandStream("anything"));
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/FakeHost.h"
+#include "support/FakeThreads.h"
 #include "support/LoggedLines.h"
 
 namespace NICEventMonitorTest {
@@ -21,6 +22,23 @@ TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
     monitor.startMonitoring();
     EXPECT_EQ(countLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"), 2);
+}
+
+TEST(EthernetEventMonitor, AThreadThatCanNotBeCreatedIsLoggedAndTheNextStartTriesAgain) {
+    const FakeHost host;
+    auto& threads = host.part<FakeThreads>();
+    logEverything(host);
+    threads.failNextStarts(1);
+    NICEventMonitor monitor;
+    monitor.startMonitoring();
+    EXPECT_TRUE(hasLogged(
+        host, "ERROR NIC_EVENT: Unable to create the producer thread: Resource temporarily unavailable"));
+    monitor.stopMonitoring();
+    EXPECT_TRUE(threads.joined().empty());
+    monitor.startMonitoring();
+    EXPECT_EQ(threads.started(), 1);
+    monitor.stopMonitoring();
+    EXPECT_EQ(threads.joined().size(), 1U);
 }
 
 TEST(EthernetEventMonitor, AStopWithoutAStartReturns) {

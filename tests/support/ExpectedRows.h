@@ -1,5 +1,5 @@
 // The requests that a fake expects, in their order, each with its reply: one literal a row. A request that
-// differs from the next row fails the test at once; rows that nobody asked for fail it at the end.
+// differs from the next row fails the test at once; rows that were not used fail it at the end.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -40,12 +40,12 @@ public:
         return rows_[used_++];
     }
 
-    // Fails the test when a row was not asked for.
+    // Fails the test when a row was not used.
     void checkAllUsed(const std::string& fake) const {
         const std::lock_guard<std::mutex> lock(guard_);
         if (used_ != rows_.size())
             ADD_FAILURE() << fake << ": " << rows_.size() - used_ << " of " << rows_.size()
-                          << " expected rows were not asked for";
+                          << " expected rows were not used";
     }
 
 private:

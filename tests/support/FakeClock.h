@@ -1,5 +1,5 @@
-// The clock of a fake host: the wall clock stands still until somebody waits or pauses, and no wait takes
-// real time.
+// The clock of a fake host: the wall clock stands still until a wait or a pause moves it, and none of them
+// takes real time.
 #pragma once
 
 #include <pthread.h>

@@ -19,7 +19,7 @@ public:
     // --- what a test reads ---
     int opens() const;            // attempts, also those that failed
     int openDescriptors() const;  // opened and not closed yet
-    // Fails the test when the device was to expect requests that did not come.
+    // Fails the test when an expected request did not come.
     virtual void checkAllUsed() const {}
 
     // --- the operations of the seam, on any of its descriptors ---

@@ -9,8 +9,8 @@
 //     host.add<SlowNetwork>();                         // a class derived from a kind replaces the plain part
 //
 // A test includes the headers of the parts that it names and no others. Nothing waits in real time, and each
-// part records what it was asked. When `host` is destroyed, rows that a part was to expect and that nobody
-// asked for fail the test; the host itself serves until another one is installed or the process ends.
+// part records what it was asked. When `host` is destroyed, expected rows of a part that were not used fail
+// the test; the host itself serves until another one is installed or the process ends.
 // Not for tests of the seam, which use the kernel's own implementation, nor for tests of the whole daemon,
 // which run on a simulated host.
 #pragma once
@@ -62,7 +62,7 @@ public:
     }
 
     // Makes a part from the arguments and puts it in the place of the plain one, or a device at its path.
-    // Before anything of the agent uses it.
+    // Called before the agent uses it and before the test has a reference to the plain part.
     template <typename Part, typename... Arguments>
     Part& add(Arguments&&... arguments) const {
         auto owned = std::make_unique<Part>(std::forward<Arguments>(arguments)...);

@@ -1,6 +1,6 @@
 // The IPMI driver of a fake host with a management controller. At first the controller takes each chunk of a
-// remote command; a test has it answer otherwise by a reply, by a function, or by a list of the requests that
-// it expects.
+// remote command; a test sets another reply, a function that replies, or a list of the requests that it
+// expects.
 #pragma once
 
 #include <functional>
@@ -25,7 +25,7 @@ struct FakeIpmiRequest {
     bool dataPointerIsNull = false;
 };
 
-// What comes of one request.
+// The result of one request.
 struct FakeIpmiReply {
     std::vector<unsigned char> bytes;  // completion code first
     int sendResult = 0;                // of IPMICTL_SEND_COMMAND

@@ -14,7 +14,7 @@
 
 using FakeScsiBytes = std::vector<unsigned char>;
 
-// What comes of one command.
+// The result of one command.
 struct FakeScsiReply {
     FakeScsiBytes data = {};        // cut to the length that was asked for
     unsigned char status = 0;       // SAM-5: 0 GOOD, 2 CHECK CONDITION, 8 BUSY

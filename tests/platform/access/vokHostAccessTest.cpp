@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -160,6 +161,34 @@ TEST(KernelHostAccess, ReportsOnceWhyALibraryCallFailed) {
     EXPECT_THAT(host.libraryError(), testing::HasSubstr("no_such_symbol"));
     EXPECT_EQ(host.closeLibrary(library), 0);
     EXPECT_EQ(host.libraryError(), "");
+}
+
+TEST(KernelHostAccess, StartsAThreadAndJoinsIt) {
+    vokKernelHostAccess host;
+    std::atomic<int> argument{0};
+    const auto body = [](void* passed) -> void* {
+        *static_cast<std::atomic<int>*>(passed) = 1;
+        return nullptr;
+    };
+    pthread_t thread{};
+    ASSERT_EQ(host.startThread(&thread, body, &argument), 0);
+    EXPECT_EQ(host.joinThread(thread), 0);
+    EXPECT_EQ(argument, 1);
+    EXPECT_EQ(host.joinThread(::pthread_self()), EDEADLK);
+}
+
+TEST(KernelHostAccess, AThreadHasTheDefaultAttributes) {
+    // A stack larger than the address space can't be had.
+    constexpr std::size_t all = ~std::size_t{0};
+    pthread_attr_t attributes;
+    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, all - (all >> 4)), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
+    ::pthread_attr_destroy(&attributes);
+    vokKernelHostAccess host;
+    pthread_t thread{};
+    const auto body = [](void*) -> void* { return nullptr; };
+    EXPECT_EQ(host.startThread(&thread, body, nullptr), EAGAIN);
 }
 
 TEST(KernelHostAccess, TimedWaitEndsAtADeadlineThatIsOver) {

@@ -51,8 +51,9 @@ bool vokJobManager::startResourceManagers() {
     for (std::size_t position = 0; position < ids.size(); ++position) {
         const int id = ids[position];
         if (!canHaveManager(id)) continue;
-        retval[position] = pthread_create(&threads[position], nullptr, initializeResourceManager,
-                                          reinterpret_cast<void*>(static_cast<std::intptr_t>(id)));
+        retval[position] =
+            vokHostAccess().startThread(&threads[position], initializeResourceManager,
+                                        reinterpret_cast<void*>(static_cast<std::intptr_t>(id)));
         if (retval[position] != 0) {
             VOK_LOG_ERROR(tag, "Error:unable to create thread");
             return false;
@@ -72,7 +73,7 @@ void vokJobManager::stopResourceManagers() {
     for (const vokResource& resource : vokResources()) {
         const int position = resource.id;  // in the list of resources
         if (position >= positions || retval[position] != 0) continue;
-        pthread_join(threads[position], nullptr);
+        vokHostAccess().joinThread(threads[position]);
         retval[position] = -1;
     }
     VOK_LOG_INFO(tag, "VOK Exiting Gracefully!");

@@ -8,6 +8,7 @@
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
 #include "events/vokEventDocument.h"
+#include "platform/access/vokHostAccess.h"
 #include "platform/utils/vokUtils.h"
 #include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokJsonAggregator.h"
@@ -35,11 +36,11 @@ void vokEventHandler::generateEvent(vokEvent event) {
     if (!vokJsonAggregator::getInstance()->isInventorySent() && !vokPassesBeforeFirstPush(event.getEventID()))
         return;
     pthread_t thread{};
-    if (::pthread_create(&thread, nullptr, startEventGeneration, &event) != 0) {
+    if (vokHostAccess().startThread(&thread, startEventGeneration, &event) != 0) {
         VOK_LOG_ERROR(module, "Unable to spawn a thread to handle event.");
         return;
     }
-    ::pthread_join(thread, nullptr);
+    vokHostAccess().joinThread(thread);
 }
 
 void* startEventGeneration(void* event) {

@@ -2,9 +2,9 @@
 // thread has nothing to do but to be there until it is stopped.
 #pragma once
 
+#include <pthread.h>
 #include <condition_variable>
 #include <mutex>
-#include <thread>
 
 class NICEventMonitor {
 public:
@@ -19,8 +19,11 @@ public:
     void stopMonitoring();
 
 private:
+    void waitForStop();
+
     std::mutex mutex_;
     std::condition_variable stopped_;
     bool stop_ = false;
-    std::thread thread_;
+    pthread_t thread_{};
+    bool running_ = false;  // there is a thread to join
 };

@@ -4,6 +4,7 @@
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
 #include "platform/access/vokWait.h"
 #include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokJsonAggregator.h"
@@ -30,7 +31,7 @@ vokIPMIDBService* vokIPMIDBService::getInstance() {
 }
 
 void vokIPMIDBService::startvokIPMIDBService() {
-    const int result = ::pthread_create(&thread, nullptr, startIPMIDBMonitor, nullptr);
+    const int result = vokHostAccess().startThread(&thread, startIPMIDBMonitor, nullptr);
     threadCreated = result == 0;
     if (result != 0) VOK_LOG_ERROR("IPMI_DB", "Error: Unable to create thread: %d", result);
 }
@@ -45,7 +46,7 @@ void vokIPMIDBService::stopvokIPMIDBService() {
     VOK_LOG_DEBUG("IPMI_DB", "Signaled for stop.");
     if (!threadCreated) return;
     threadCreated = false;
-    const int result = ::pthread_join(thread, nullptr);
+    const int result = vokHostAccess().joinThread(thread);
     if (result != 0) VOK_LOG_ERROR("IPMI_DB", "Error: Unable to join thread: %d", result);
 }
 

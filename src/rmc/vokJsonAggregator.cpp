@@ -11,6 +11,7 @@
 #include "core/inventory/vokPushRequest.h"
 #include "core/inventory/vokResourceManager.h"
 #include "core/inventory/vokResources.h"
+#include "platform/access/vokHostAccess.h"
 #include "platform/access/vokWait.h"
 #include "rmc/ipmi/vokipmi.h"
 
@@ -71,7 +72,7 @@ void vokJsonAggregator::sendInventory(bool fromResourceManager) {
         return;
     }
     VOK_LOG_DEBUG("JSON_AGGR", "Creating Json Aggregator thread");
-    const int result = ::pthread_create(&thread, nullptr, startInventoryPushThread, nullptr);
+    const int result = vokHostAccess().startThread(&thread, startInventoryPushThread, nullptr);
     threadCreated = result == 0;
     if (result != 0) VOK_LOG_ERROR("JSON_AGGR", "Error: Unable to create thread: %d", result);
 }
@@ -86,7 +87,7 @@ void vokJsonAggregator::stopvokJsonAggregator() {
     VOK_LOG_DEBUG("JSON_AGGR", "Signaled for stop.");
     if (!threadCreated) return;
     threadCreated = false;
-    const int result = ::pthread_join(thread, nullptr);
+    const int result = vokHostAccess().joinThread(thread);
     if (result != 0) VOK_LOG_ERROR("JSON_AGGR", "Error: Unable to join thread: %d", result);
 }
 

@@ -13,8 +13,11 @@
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
 #include "platform/utils/vokUtils.h"
-#include "support/FailingThreads.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystem.h"
+#include "support/FakeSystemLog.h"
+#include "support/FakeThreads.h"
 #include "support/LoggedLines.h"
 
 namespace vokJobManagerTest {
@@ -31,7 +34,7 @@ class JobManager : public testing::Test {
 protected:
     JobManager() {
         host.root.writeFile("/var/tmp/other", "");
-        host.timedWaitsHold = true;
+        clock.timedWaitsHold = true;
     }
 
     std::string recordText() const { return host.root.readFile(record); }
@@ -44,7 +47,11 @@ protected:
         while (!vokFactory().createInstance(1)->isInventoryReady(0)) std::this_thread::yield();
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeSystem& system = host.part<FakeSystem>();
+    FakeSystemLog& systemLog = host.part<FakeSystemLog>();
+    FakeThreads& threads = host.part<FakeThreads>();
     vokJobManager& manager = *vokJobManager::getInstance();
 };
 
@@ -69,7 +76,7 @@ TEST_F(JobManager, AStartAfterAGracefulStopKeepsTheOtherTwoTimes) {
 TEST_F(JobManager, EachUngracefulRestartAddsOneEmptyLine) {
     manager.vokStartFileOperations(0);
     for (int restart = 0; restart < 3; ++restart) {
-        host.now.tv_sec += 100;
+        clock.advance(100);
         manager.vokStartFileOperations(0);
     }
     EXPECT_EQ(recordText(), "current_start 1700000300\nlast_start 0\nlast_stop 0\n\n\n\n");
@@ -77,9 +84,9 @@ TEST_F(JobManager, EachUngracefulRestartAddsOneEmptyLine) {
 
 TEST_F(JobManager, AnyOtherModeRecordsAGracefulStop) {
     for (const int mode : {1, 2, -1}) {
-        host.now.tv_sec = 1700000000;
+        clock.set(1700000000);
         manager.vokStartFileOperations(0);
-        host.now.tv_sec += mode + 10;
+        clock.advance(mode + 10);
         manager.vokStartFileOperations(mode);
         EXPECT_EQ(recordText(), "last_start 1700000000\nlast_stop " + std::to_string(1700000010 + mode) +
                                     "\ncurrent_start 0\n");
@@ -95,14 +102,14 @@ TEST_F(JobManager, ARecordThatCanNotBeMadeDoesNotStopTheAgent) {
 }
 
 TEST_F(JobManager, TheBootTimeIsNowLessTheUptime) {
-    host.uptimeSeconds = 86400;
+    system.uptimeSeconds = 86400;
     manager.vokStartFileOperations(0);
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 1699913600);
 }
 
 TEST_F(JobManager, WithoutAnUptimeTheHostHasBootedASecondAgo) {
     logEverything(host);
-    host.systemInformationFails = true;
+    system.informationFails = true;
     manager.vokStartFileOperations(0);
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 1699999999);
     EXPECT_TRUE(hasLogged(host, "WARNING JOB_MGR: Unable to fetch system Up Time - -1, 14 : Bad address"));
@@ -134,10 +141,9 @@ TEST_F(JobManager, TheResultsOfAnEarlierStartDoNotStay) {
 TEST_F(JobManager, TheThreadsAreJoinedInTheOrderHostStorageEthernetFibreChannel) {
     logEverything(host, noResource);
     ASSERT_TRUE(manager.startResourceManagers());
-    const std::vector<pthread_t> threads(vokJobManager::threads, vokJobManager::threads + 4);
-    joinedThreads.clear();
+    const std::vector<pthread_t> started(vokJobManager::threads, vokJobManager::threads + 4);
     manager.stopResourceManagers();
-    EXPECT_THAT(joinedThreads, ElementsAre(threads[1], threads[2], threads[3], threads[0]));
+    EXPECT_THAT(threads.joined(), ElementsAre(started[1], started[2], started[3], started[0]));
 }
 
 TEST_F(JobManager, TheHostIsToldToStopBeforeEthernet) {
@@ -154,7 +160,7 @@ TEST_F(JobManager, TheHostIsToldToStopBeforeEthernet) {
 TEST_F(JobManager, TheGracefulStopIsRecordedAfterTheLastLine) {
     logEverything(host, noResource);
     std::string recordAtTheLine;
-    host.onSystemLog = [&](const std::string& text) {
+    systemLog.onLine = [&](const std::string& text) {
         if (text.find("VOK Exiting Gracefully!") != std::string::npos) recordAtTheLine = recordText();
     };
     ASSERT_TRUE(manager.startResourceManagers());
@@ -218,7 +224,7 @@ TEST_F(JobManager, AThreadForAReservedIdIsDisabled) {
 
 TEST_F(JobManager, AThreadThatCanNotBeCreatedEndsTheStartAndNothingIsRolledBack) {
     logEverything(host, noResource);
-    threadsThatCanBeCreated = 2;
+    threads.failStarts(2);
     EXPECT_FALSE(manager.startResourceManagers());
     EXPECT_THAT(creationResults(), ElementsAre(0, 0, EAGAIN, -1, -1, -1, -1, -1));
     EXPECT_EQ(countLogged(host, "ERROR JOB_MGR: Error:unable to create thread"), 1);
@@ -228,7 +234,7 @@ TEST_F(JobManager, AThreadThatCanNotBeCreatedEndsTheStartAndNothingIsRolledBack)
 
 TEST_F(JobManager, AStopAfterAFailedStartJoinsOnlyTheThreadsThatExist) {
     logEverything(host, noResource);
-    threadsThatCanBeCreated = 1;
+    threads.failStarts(1);
     EXPECT_FALSE(manager.startResourceManagers());
     manager.stopResourceManagers();
     manager.stopResourceManagers();
@@ -259,9 +265,9 @@ TEST_F(JobManager, TheValue11TakesASegmentationFaultAndLeavesTheStartInTheRecord
 
 TEST_F(JobManager, TheValue11CrashesAfterTheFirstThread) {
     logEverything(host, std::string(noResource) + R"(, "SimulateUnhandledException": "11")");
-    threadsThatCanBeCreated = 0;
+    threads.failStarts();
     EXPECT_FALSE(manager.startResourceManagers());  // no thread, no crash
-    threadsThatCanBeCreated = 1;
+    threads.failStarts(1);
     EXPECT_EXIT(manager.startResourceManagers(), diedOfASegmentationFault, "");
 }
 
@@ -290,7 +296,7 @@ class SimulatedValue : public JobManager, public testing::WithParamInterface<con
 TEST_P(SimulatedValue, SimulatesNothing) {
     logEverything(host, std::string(R"("SimulateUnhandledException": ")") + GetParam() + "\"");
     simulateUnhandledExceptions();
-    EXPECT_TRUE(host.systemLogLines.empty());
+    EXPECT_TRUE(systemLog.lines().empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(OtherThan6And11, SimulatedValue,
@@ -300,7 +306,7 @@ TEST_F(JobManager, TheEmptySignalHandlerDoesNothing) {
     const auto previous = std::signal(SIGCHLD, sighdlr);
     ASSERT_NE(previous, SIG_ERR);
     EXPECT_EQ(std::raise(SIGCHLD), 0);
-    EXPECT_TRUE(host.systemLogLines.empty());
+    EXPECT_TRUE(systemLog.lines().empty());
     std::signal(SIGCHLD, previous);
 }
 

@@ -1,7 +1,6 @@
 #include "events/EventsFixture.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <cerrno>
 #include <chrono>
@@ -18,14 +17,14 @@ constexpr std::chrono::seconds brokenMachine(60);
 
 }  // namespace
 
-EventsFixture::EventsFixture(const std::string& enabled, const std::string& cliMode) : host(useFakeHost()) {
+EventsFixture::EventsFixture(const std::string& enabled, const std::string& cliMode) {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"EnableResources": )" + enabled + R"(, "CliMode": ")" + cliMode +
                             R"(", "LoggingLevel": "Info", "EnableDebugLog": "true",
                             "VOKLogLocation": "/log/vok.log", "DebugLogLocation": "/log/vok_debug.log"})");
     host.root.writeFile("/log/keep", "");
     host.root.writeFile("/var/run/keep", "");
-    host.commandOutput["localcli system version get | grep -i Version:"] = "   Version: 7.0.3\n";
+    commands.output["localcli system version get | grep -i Version:"] = "   Version: 7.0.3\n";
 }
 
 int EventsFixture::count(const std::string& log, const std::string& levelAndModule,
@@ -47,21 +46,11 @@ void EventsFixture::openGate() {
 }
 
 std::vector<std::string> EventsFixture::delivered() {
-    const std::lock_guard<std::mutex> lock(host.guard);
-    return host.remoteCommandPayloads();
+    return ipmi.remoteCommandPayloads();
 }
 
 void EventsFixture::refuseAll() {
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 0, {0, 5, 0, 0, 0}}; };
-}
-
-void EventsFixture::makeThreadCreationFail() {
-    constexpr std::size_t all = ~std::size_t{0};
-    pthread_attr_t attributes;
-    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, all - (all >> 4)), 0);
-    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
-    ::pthread_attr_destroy(&attributes);
+    ipmi.answer({{0, 5, 0, 0, 0}});
 }
 
 ServerFixture::~ServerFixture() {

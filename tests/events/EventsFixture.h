@@ -12,7 +12,11 @@
 
 #include "events/client/vokMsgInfra.h"
 #include "platform/access/vokOwnedDescriptor.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
+#include "support/FakeThreads.h"
 
 class EventsFixture : public ::testing::Test {
 protected:
@@ -34,13 +38,14 @@ protected:
     // The controller refuses all that comes from here on.
     void refuseAll();
 
-    // No thread can be created from here on: its stack would be larger than the address space.
-    static void makeThreadCreationFail();
-
     // Where an absolute path of the agent lies.
     std::string place(const std::string& absolute) const { return host.path(absolute); }
 
-    FakeHostAccess& host;
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeCommands& commands = host.part<FakeCommands>();
+    FakeThreads& threads = host.part<FakeThreads>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
 };
 
 // Starts the server, and stops it at the end if the test has not.
@@ -61,7 +66,7 @@ private:
 // A client as the agent sees it: a number, and a pipe for the answer.
 class TestClient {
 public:
-    TestClient(FakeHostAccess& host, int number) : host_(host), number_(number) {}
+    TestClient(const FakeHost& host, int number) : host_(host), number_(number) {}
 
     // Makes the answer's pipe and opens it.
     void makePipe();
@@ -82,7 +87,7 @@ public:
     int ask(int messageCode, const std::string& payload);
 
 private:
-    FakeHostAccess& host_;
+    const FakeHost& host_;
     int number_;
     vokOwnedDescriptor pipe_;
 };

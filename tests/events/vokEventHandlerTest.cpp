@@ -33,10 +33,10 @@ TEST_F(vokEventHandlerTest, TheSevenNumbersPassBeforeTheFirstPush) {
 }
 
 TEST_F(vokEventHandlerTest, AllOtherNumbersAreDroppedInSilenceBeforeTheFirstPush) {
-    makeThreadCreationFail();  // an attempt at a thread would leave a line
+    threads.failStarts();  // an attempt at a thread would leave a line
     for (const int id : {383, 708, 358, 361, 538, 1336, 1339, 0, -1}) handler.generateEvent(event(id));
     EXPECT_THAT(delivered(), IsEmpty());
-    EXPECT_TRUE(host.openedDevices.empty());
+    EXPECT_EQ(ipmi.opens(), 0);
     EXPECT_EQ(log(), "");
     EXPECT_EQ(debugLog(), "");
 }
@@ -63,8 +63,8 @@ TEST_F(vokEventHandlerTest, TheTextIsLoggedAndItsDeliveryToo) {
 
 TEST_F(vokEventHandlerTest, TheRemoteCommandIsMPEventGen) {
     handler.generateEvent(event(359));
-    ASSERT_FALSE(host.deviceRequests.empty());
-    const auto& first = host.deviceRequests.front().data;
+    ASSERT_FALSE(ipmi.requests().empty());
+    const auto first = ipmi.requests().front().data;
     EXPECT_STREQ(reinterpret_cast<const char*>(first.data() + 3), "MPEventGen");
 }
 
@@ -73,7 +73,7 @@ TEST_F(vokEventHandlerTest, ARefusedEventIsLostWithOneErrorLine) {
     handler.generateEvent(event(359));
     EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
     EXPECT_EQ(debugLog().find("SUCCESS in delivering"), std::string::npos);
-    EXPECT_EQ(host.deviceRequests.size(), 1U);  // no retry
+    EXPECT_EQ(ipmi.requests().size(), 1U);  // no retry
 }
 
 TEST_F(vokEventHandlerTest, SendingGivesZeroForSuccessAndOneForFailure) {
@@ -84,7 +84,7 @@ TEST_F(vokEventHandlerTest, SendingGivesZeroForSuccessAndOneForFailure) {
 }
 
 TEST_F(vokEventHandlerTest, AnEventWithoutAThreadIsLostWithAnErrorLine) {
-    makeThreadCreationFail();
+    threads.failStarts();
     handler.generateEvent(event(359));
     EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "Unable to spawn a thread to handle event."), 1);
     EXPECT_THAT(delivered(), IsEmpty());
@@ -93,7 +93,7 @@ TEST_F(vokEventHandlerTest, AnEventWithoutAThreadIsLostWithAnErrorLine) {
 TEST_F(vokEventHandlerTest, TheRaiserWaitsForTheDelivery) {
     bool sent = false;
     std::thread::id deliverer;
-    host.onPause = [&](unsigned long) {  // the pause that ends a remote command
+    clock.onPause = [&](unsigned long) {  // the pause that ends a remote command
         deliverer = std::this_thread::get_id();
         sent = true;
     };

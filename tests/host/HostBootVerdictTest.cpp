@@ -8,7 +8,11 @@
 #include "host/HostResourceManager.h"
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
+#include "support/FakeSystem.h"
+#include "support/FakeSystemLog.h"
 #include "support/LoggedLines.h"
 
 namespace HostBootVerdictTest {
@@ -23,9 +27,9 @@ constexpr char afterwards[] =
     "happen during VOK shutdown. And in case of crash it won't happen.";
 
 // The events that the controller has got, oldest first.
-std::vector<Json::Value> deliveredEvents(const FakeHostAccess& host) {
+std::vector<Json::Value> deliveredEvents(const FakeIpmi& ipmi) {
     std::vector<Json::Value> events;
-    for (const std::string& payload : host.remoteCommandPayloads()) {
+    for (const std::string& payload : ipmi.remoteCommandPayloads()) {
         const std::string text = payload.substr(payload.find('{'));
         std::string error;
         Json::Value event;
@@ -36,9 +40,9 @@ std::vector<Json::Value> deliveredEvents(const FakeHostAccess& host) {
     return events;
 }
 
-std::vector<int> deliveredIds(const FakeHostAccess& host) {
+std::vector<int> deliveredIds(const FakeIpmi& ipmi) {
     std::vector<int> ids;
-    for (const auto& event : deliveredEvents(host)) ids.push_back(event["ID"].asInt());
+    for (const auto& event : deliveredEvents(ipmi)) ids.push_back(event["ID"].asInt());
     return ids;
 }
 
@@ -49,7 +53,11 @@ protected:
         host.root.writeFile("/var/tmp/other", "");
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeSystem& system = host.part<FakeSystem>();
+    FakeSystemLog& systemLog = host.part<FakeSystemLog>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
     HostResourceManager& manager = *HostResourceManager::getInstance();
 };
 
@@ -81,7 +89,7 @@ TEST_P(Decision, GivesItsEventsAndItsLine) {
                                     "\nlast_stop " + std::to_string(given.stop) + "\n");
     vokUtils::setSystemCurrentBootTime(given.boot);
     manager.genOSBootLogic();
-    EXPECT_EQ(deliveredIds(host), given.events);
+    EXPECT_EQ(deliveredIds(ipmi), given.events);
     for (const std::string& line : {graceful, notGraceful, point2, point3})
         EXPECT_EQ(hasLogged(host, line), line == given.line) << line;
     EXPECT_EQ(countLogged(host, afterwards), 1);
@@ -110,33 +118,33 @@ TEST_F(BootVerdict, ARecordWithoutALastStopCountsItAs0) {
     host.root.writeFile(record, "current_start 5000\nlast_start 2000\n");
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
-    EXPECT_THAT(deliveredIds(host), ElementsAre(360, 356));
+    EXPECT_THAT(deliveredIds(ipmi), ElementsAre(360, 356));
 }
 
 TEST_F(BootVerdict, WithoutARecordThereIsNoEventAndNoRecord) {
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
-    EXPECT_THAT(deliveredIds(host), IsEmpty());
+    EXPECT_THAT(deliveredIds(ipmi), IsEmpty());
     EXPECT_EQ(countLogged(host, "ERROR HOST_RM: Error occurred in opening vok startup file"), 3);
     EXPECT_FALSE(host.root.exists(record));
 }
 
 TEST_F(BootVerdict, WaitsTwentySecondsBeforeItReadsTheRecord) {
-    host.onPause = [this](unsigned long microseconds) {
+    clock.onPause = [this](unsigned long microseconds) {
         if (microseconds != 20000000) return;
         host.root.writeFile(record, "current_start 5000\nlast_start 2000\nlast_stop 1000\n");
     };
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
-    EXPECT_EQ(host.pauses.front(), 20000000u);
-    EXPECT_THAT(deliveredIds(host), ElementsAre(360, 356));
+    EXPECT_EQ(clock.pauses().front(), 20000000u);
+    EXPECT_THAT(deliveredIds(ipmi), ElementsAre(360, 356));
 }
 
 TEST_F(BootVerdict, TheEventsSayWhatAndWhenAndNoPlace) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
-    const std::vector<Json::Value> events = deliveredEvents(host);
+    const std::vector<Json::Value> events = deliveredEvents(ipmi);
     ASSERT_EQ(events.size(), 2u);
     for (const Json::Value& event : events) {
         EXPECT_EQ(event["Source"], "VOK");
@@ -165,7 +173,7 @@ TEST_F(BootVerdict, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLose
     host.root.writeFile(record, before);
     vokUtils::setSystemCurrentBootTime(4000);
     int looks = 0;
-    host.onPause = [&](unsigned long microseconds) {
+    clock.onPause = [&](unsigned long microseconds) {
         if (microseconds != 500000) return;  // the one that ends a remote command
         ++looks;
         EXPECT_EQ(host.root.readFile(record), before);
@@ -178,7 +186,7 @@ TEST_F(BootVerdict, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLose
 TEST_F(BootVerdict, TellsOfEachReadingOfTheRecord) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\n");
     platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
-    host.systemLogLines.clear();
+    systemLog.clear();
     EXPECT_EQ(manager.readStartupValue("last_start"), 1000);
     EXPECT_EQ(manager.readStartupValue("last_stop"), 0);
     EXPECT_THAT(loggedLines(host),
@@ -194,15 +202,15 @@ class Life : public BootVerdict {
 protected:
     // Starts the agent at `now` on a host that has booted at `boot`, and gives the events of that start.
     std::vector<int> start(time_t now, time_t boot) {
-        host.now.tv_sec = now;
-        host.uptimeSeconds = static_cast<long>(now - boot);
+        clock.set(now);
+        system.uptimeSeconds = static_cast<long>(now - boot);
         jobs.vokStartFileOperations(0);
-        host.deviceRequests.clear();
+        ipmi.clearRequests();
         manager.genOSBootLogic();
-        return deliveredIds(host);
+        return deliveredIds(ipmi);
     }
     void stop(time_t now) {
-        host.now.tv_sec = now;
+        clock.set(now);
         jobs.vokStartFileOperations(1);
     }
     std::vector<long> times() {
@@ -244,7 +252,7 @@ TEST_F(Life, AClockSetBackBeforeAWarmBootHidesTheBoot) {
 TEST_F(Life, AKillBeforeTheBootLogicHasRunLosesNoEvent) {
     start(1700001000, 1700000900);
     stop(1700002000);
-    host.now.tv_sec = 1700003000;
+    clock.set(1700003000);
     jobs.vokStartFileOperations(0);  // and killed
     EXPECT_THAT(start(1700003100, 1700002900), ElementsAre(359, 356));
 }
@@ -253,7 +261,7 @@ TEST_F(Life, AKillBeforeTheBootLogicHasRunLosesNoEvent) {
 
 TEST_F(BootVerdict, ATestEventSaysWhoAskedForIt) {
     manager.generateTestEvent(356);
-    const std::vector<Json::Value> events = deliveredEvents(host);
+    const std::vector<Json::Value> events = deliveredEvents(ipmi);
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0]["ID"], 356);
     EXPECT_EQ(events[0]["Source"], "VOK-CLI");

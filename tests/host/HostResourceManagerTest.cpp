@@ -6,7 +6,11 @@
 #include <thread>
 
 #include "rmc/vokJsonAggregator.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeNetwork.h"
+#include "support/FakeSystem.h"
 #include "support/LoggedLines.h"
 
 namespace HostResourceManagerTest {
@@ -33,7 +37,7 @@ protected:
         logEverything(host);
         host.root.writeFile("/opt/mev/vok/data/other", "");
         host.root.writeFile("/var/tmp/other", "");
-        host.onCommand = [this](const std::string& command, int& status) -> std::string {
+        commands.onCommand = [this](const std::string& command, int& status) -> std::string {
             if (command == "localcli system version get | grep -i Product")
                 return "   Product: VMware ESXi\n";
             if (command == "localcli system version get | grep -i Version:") return "   Version: 7.0.3\n";
@@ -57,7 +61,11 @@ protected:
         return count;
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeCommands& commands = host.part<FakeCommands>();
+    FakeNetwork& network = host.part<FakeNetwork>();
+    FakeSystem& system = host.part<FakeSystem>();
     HostResourceManager& manager = *HostResourceManager::getInstance();
     std::string sample = sampleOf("524288", "262144");
     int sampleStatus = 0;
@@ -68,7 +76,7 @@ protected:
 
 TEST_F(HostManager, TakesOneSampleOfTheMemoryInWholeGiB) {
     EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(512.0, 256.0));
-    EXPECT_THAT(host.commands, ElementsAre(sampleCommand));
+    EXPECT_THAT(commands.texts(), ElementsAre(sampleCommand));
 }
 
 TEST_F(HostManager, APartOfAGiBDoesNotCount) {
@@ -111,7 +119,7 @@ TEST_F(HostManager, AFailingCommandIsLoggedOnceARun) {
 }
 
 TEST_F(HostManager, ACommandThatCanNotBeStartedSaysWhy) {
-    host.commandsFailToStart = true;
+    commands.failToStart = true;
     EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, std::string(failureLine) + "Resource temporarily unavailable"));
 }
@@ -161,7 +169,7 @@ TEST_F(HostManager, BuildsTheWholeSection) {
 }
 
 TEST_F(HostManager, ListsTheAddressesInTheirOrder) {
-    host.interfaces = {{"lo", "127.0.0.1"}, {"vmk1", "10.9.9.9"}, {"vmk0", "10.1.2.3"}};
+    network.interfaces = {{"lo", "127.0.0.1"}, {"vmk1", "10.9.9.9"}, {"vmk0", "10.1.2.3"}};
     manager.cacheBuild();
     const Json::Value addresses = section()["HostOSInfo"]["IPv4Addresses"];
     ASSERT_EQ(addresses.size(), 2u);
@@ -170,7 +178,7 @@ TEST_F(HostManager, ListsTheAddressesInTheirOrder) {
 }
 
 TEST_F(HostManager, AHostWithoutAnAddressHasTheLoopbackAddress) {
-    host.interfaces = {{"lo", "127.0.0.1"}};
+    network.interfaces = {{"lo", "127.0.0.1"}};
     manager.cacheBuild();
     const Json::Value addresses = section()["HostOSInfo"]["IPv4Addresses"];
     ASSERT_EQ(addresses.size(), 1u);
@@ -178,9 +186,9 @@ TEST_F(HostManager, AHostWithoutAnAddressHasTheLoopbackAddress) {
 }
 
 TEST_F(HostManager, FailingQueriesLeaveAValidSection) {
-    host.systemNameFails = true;
-    host.commandsFailToStart = true;
-    host.interfaces.clear();
+    system.nameFails = true;
+    commands.failToStart = true;
+    network.interfaces.clear();
     manager.cacheBuild();
     const Json::Value info = section()["HostOSInfo"];
     EXPECT_EQ(info["HostName"], " ");
@@ -226,8 +234,8 @@ TEST_F(HostManager, TellsOfItsBuildAndItsPush) {
 
 TEST_F(HostManager, AReaderDuringABuildIsToldOfThePreviousCopy) {
     manager.cacheBuild();
-    const auto answer = host.onCommand;
-    host.onCommand = [&](const std::string& command, int& status) {
+    const auto answer = commands.onCommand;
+    commands.onCommand = [&](const std::string& command, int& status) {
         std::thread([this] {
             std::vector<Json::Value> inventory;
             EXPECT_TRUE(manager.getInventoryJsonObject(inventory));
@@ -246,12 +254,12 @@ TEST_F(HostManager, AFreshCacheIsToldWithoutACapital) {
     EXPECT_TRUE(hasLogged(host, "DEBUG HOST_RM: Attempting to refresh Cache."));
     EXPECT_TRUE(
         hasLogged(host, "DEBUG HOST_RM: cache was recently refreshed. skipping the current refresh cycle"));
-    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_THAT(clock.waitedSeconds(), IsEmpty());
 }
 
 TEST_F(HostManager, DoesNotRunWithoutARecord) {
     EXPECT_FALSE(manager.isRunning());
-    EXPECT_THAT(host.pauses, ElementsAre(3000000u, 3000000u, 3000000u));
+    EXPECT_THAT(clock.pauses(), ElementsAre(3000000u, 3000000u, 3000000u));
     EXPECT_TRUE(
         hasLogged(host, "WARNING HOST_RM: _cacheBuildInProgress = 0,HostInventory.size() =0,retryCount =3"));
     manager.cacheBuild();
@@ -264,15 +272,15 @@ TEST_F(HostManager, RefreshesEverySixtySecondsWhateverTheConfigurationSays) {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"LoggingLevel": "Info", "CacheRefreshInSeconds": {"Global": "7200"}})");
     std::vector<long> samplesAtWait;
-    host.onTimedWait = [&](const timespec&) {
+    clock.onTimedWait = [&](const timespec&) {
         long samples = 0;
-        for (const std::string& command : host.commands) samples += command == sampleCommand;
+        for (const std::string& command : commands.texts()) samples += command == sampleCommand;
         samplesAtWait.push_back(samples);
-        if (samplesAtWait.size() == 4) host.failingClockReads = 2;  // ends the thread in its next wait
+        if (samplesAtWait.size() == 4) clock.failReads(2);  // ends the thread in its next wait
         return false;
     };
     manager.startInventory();
-    EXPECT_THAT(host.waitedSeconds, ElementsAre(60, 60, 60, 60));
+    EXPECT_THAT(clock.waitedSeconds(), ElementsAre(60, 60, 60, 60));
     EXPECT_THAT(samplesAtWait, ElementsAre(1, 2, 3, 4));
 }
 
@@ -282,16 +290,16 @@ protected:
     long buildsAfter(time_t setBack) {
         long waits = 0;
         long builds = 0;
-        host.onTimedWait = [&](const timespec&) {
+        clock.onTimedWait = [&](const timespec&) {
             switch (++waits) {
                 case 1:
-                    host.now.tv_sec -= setBack;
+                    clock.advance(-setBack);
                     return true;
                 case 2:
                     return false;
                 default:
                     builds = countLogged(host, "DEBUG HOST_RM: Exiting CacheBuild");
-                    host.failingClockReads = 1;  // ends the thread
+                    clock.failReads(1);  // ends the thread
                     return true;
             }
         };
@@ -309,10 +317,10 @@ TEST_F(ClockSetBack, ATimeOutBeforeTheLastBuildDoesNotRefresh) {
 }
 
 TEST_F(HostManager, ReachesTheBootVerdictOnceThenRunsUntilItIsStopped) {
-    host.timedWaitsHold = true;
+    clock.timedWaitsHold = true;
     std::thread thread([this] { manager.init(); });
     while (!manager.isInventoryReady(0)) std::this_thread::yield();
-    EXPECT_EQ(host.pauses.front(), 20000000u);
+    EXPECT_EQ(clock.pauses().front(), 20000000u);
     manager.init();  // the thread is active: returns at once
     EXPECT_TRUE(
         hasLogged(host, "DEBUG HOST_RM: VOK thread for host already active. Cannot spawn another one."));
@@ -326,7 +334,7 @@ TEST_F(HostManager, ReachesTheBootVerdictOnceThenRunsUntilItIsStopped) {
 TEST_F(HostManager, StoppedWithinTheTwentySecondsItStillReachesTheBootVerdictAndBuildsNothing) {
     host.root.writeFile("/var/tmp/mevVOKStartup.txt",
                         "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
-    host.onPause = [this](unsigned long microseconds) {
+    clock.onPause = [this](unsigned long microseconds) {
         if (microseconds == 20000000) manager.stopResourceManagerJob();
     };
     manager.init();
@@ -339,7 +347,7 @@ TEST_F(HostManager, StoppedWithinTheTwentySecondsItStillReachesTheBootVerdictAnd
 // --- helpers ---
 
 TEST_F(HostManager, ListsTheAddressesOfAllInterfacesButLoopback) {
-    host.interfaces = {
+    network.interfaces = {
         {"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}, {"vmk0", "fe80::1"}, {"vmk1", ""}, {"lo1", "127.0.0.2"}};
     EXPECT_THAT(manager.getIPAddress(), ElementsAre("10.1.2.3", "fe80::1", "127.0.0.2"));
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG HOST_RM: vmk0 IP Address 10.1.2.3\n",

@@ -2,14 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeThreads.h"
 #include "support/LoggedLines.h"
 
 namespace NICEventMonitorTest {
 namespace {
 
 TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
-    FakeHostAccess& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     NICEventMonitor monitor;
     monitor.startMonitoring();
@@ -23,8 +24,25 @@ TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
     EXPECT_EQ(countLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"), 2);
 }
 
+TEST(EthernetEventMonitor, AThreadThatCanNotBeCreatedIsLoggedAndTheNextStartTriesAgain) {
+    const FakeHost host;
+    auto& threads = host.part<FakeThreads>();
+    logEverything(host);
+    threads.failNextStarts(1);
+    NICEventMonitor monitor;
+    monitor.startMonitoring();
+    EXPECT_TRUE(hasLogged(
+        host, "ERROR NIC_EVENT: Unable to create the producer thread: Resource temporarily unavailable"));
+    monitor.stopMonitoring();
+    EXPECT_TRUE(threads.joined().empty());
+    monitor.startMonitoring();
+    EXPECT_EQ(threads.started(), 1);
+    monitor.stopMonitoring();
+    EXPECT_EQ(threads.joined().size(), 1U);
+}
+
 TEST(EthernetEventMonitor, AStopWithoutAStartReturns) {
-    useFakeHost();
+    const FakeHost host;
     NICEventMonitor monitor;
     monitor.stopMonitoring();
 }

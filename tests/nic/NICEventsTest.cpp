@@ -21,13 +21,12 @@ protected:
     // The events since the last call.
     std::vector<Json::Value> events() {
         std::vector<Json::Value> all;
-        const std::lock_guard<std::mutex> lock(host.guard);
-        for (const auto& text : host.remoteCommandPayloads()) {
+        for (const auto& text : ipmi.remoteCommandPayloads()) {
             Json::Value event;
             EXPECT_TRUE(Json::Reader().parse(text, event)) << text;
             all.push_back(event);
         }
-        host.deviceRequests.clear();
+        ipmi.clearRequests();
         return all;
     }
     std::vector<int> ids() {
@@ -114,7 +113,7 @@ TEST_F(EthernetEvents, SeveralChangesComeInTheListsOrder) {
 TEST_F(EthernetEvents, AnEventTellsTheAdapterWithoutItsStatus) {
     buildWith("Up", "Up");
     interfaces[0].linkStatus = "Down";
-    host.now.tv_sec = 1700000060;
+    clock.set(1700000060);
     manager.cacheBuild();
     const auto sent = events();
     ASSERT_EQ(sent.size(), 1u);
@@ -168,8 +167,8 @@ TEST_F(EthernetEvents, AReaderGetsThePreviousInventoryWhileTheControllerAnswersS
     buildWith("Up", "Up");
     std::promise<void> reached, answer;
     bool first = true;
-    const auto others = host.onDeviceRequest;
-    host.onDeviceRequest = [&](const FakeDeviceRequest& request) {
+    const auto others = ipmi.onRequest;
+    ipmi.onRequest = [&](const FakeIpmiRequest& request) {
         if (first) {
             first = false;
             reached.set_value();

@@ -24,10 +24,10 @@ std::string NICFixture::answer(const std::string& command, int& status) {
 void NICFixture::becomeReadyForEvents() {
     vokJsonAggregator::getInstance()->createInventoryJsonString();
     ASSERT_TRUE(vokJsonAggregator::getInstance()->isInventorySent());
-    const std::lock_guard<std::mutex> lock(host.guard);
-    host.deviceRequests.clear();
+    ipmi.clearRequests();
 }
 
 long NICFixture::commandCount(const std::string& text) const {
-    return std::count(host.commands.begin(), host.commands.end(), text);
+    const auto texts = commands.texts();
+    return std::count(texts.begin(), texts.end(), text);
 }

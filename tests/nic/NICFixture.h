@@ -6,7 +6,10 @@
 #include <vector>
 
 #include "nic/NICResourceManager.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
 #include "support/LoggedLines.h"
 
 struct FakeInterface {
@@ -30,7 +33,9 @@ protected:
     NICFixture() {
         logEverything(host);
         host.root.writeFile("/opt/mev/vok/data/other", "");
-        host.onCommand = [this](const std::string& command, int& status) { return answer(command, status); };
+        commands.onCommand = [this](const std::string& command, int& status) {
+            return answer(command, status);
+        };
     }
 
     // The list in the layout of the real command.
@@ -57,7 +62,10 @@ protected:
     long commandCount(const std::string& text) const;
     bool workFilesAreGone() const { return !host.root.exists(listFile) && !host.root.exists(detailsFile); }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeCommands& commands = host.part<FakeCommands>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
     NICResourceManager& manager = *NICResourceManager::getInstance();
     std::vector<FakeInterface> interfaces{{"vmnic0", "0000:81:00.0"}, {"vmnic1", "0000:81:00.1"}};
     std::string listText;  // instead of table() when not empty

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "nic/NICFixture.h"
+#include "support/FakeSystemLog.h"
 
 namespace NICLinkPollTest {
 namespace {
@@ -13,14 +14,13 @@ namespace {
 class LinkPoll : public NICFixture {
 protected:
     void run(int waits) {
-        host.onSystemLog = [this](const std::string& line) {
-            const std::lock_guard<std::mutex> lock(host.guard);
-            if (line.find("Exiting CacheBuild") != std::string::npos) host.now.tv_sec += aftermath;
+        host.part<FakeSystemLog>().onLine = [this](const std::string& line) {
+            if (line.find("Exiting CacheBuild") != std::string::npos) clock.advance(aftermath);
         };
-        host.onTimedWait = [this, waits, wait = 0](const timespec&) mutable {
+        clock.onTimedWait = [this, waits, wait = 0](const timespec&) mutable {
             if (inWait) inWait(++wait);
             // A clock that can't be read ends the loop: once behind this wait, once before the next.
-            if (waits-- == 0) host.failingClockReads = 2;
+            if (waits-- == 0) clock.failReads(2);
             return false;
         };
         manager.startInventory();
@@ -49,15 +49,15 @@ TEST_F(LinkPoll, DoesNotHappenWhenTheWakeComesASecondLate) {
 
 TEST_F(LinkPoll, EachWaitIsTenSeconds) {
     run(2);
-    ASSERT_GE(host.waitedSeconds.size(), 2u);
-    EXPECT_EQ(host.waitedSeconds[0], 10);
-    EXPECT_EQ(host.waitedSeconds[1], 10);
+    ASSERT_GE(clock.waitedSeconds().size(), 2u);
+    EXPECT_EQ(clock.waitedSeconds()[0], 10);
+    EXPECT_EQ(clock.waitedSeconds()[1], 10);
 }
 
 TEST_F(LinkPoll, AChangeBringsABuildAndThenAPollAgain) {
     bool once = true;
-    const auto others = host.onCommand;
-    host.onCommand = [&](const std::string& command, int& status) {
+    const auto others = commands.onCommand;
+    commands.onCommand = [&](const std::string& command, int& status) {
         if (command == pollCommand && once) {
             once = false;
             interfaces[1].linkStatus = "Down";
@@ -91,7 +91,7 @@ TEST_F(LinkPoll, ALinkThatIsDownAndUpAgainBetweenPollAndBuildGoesUnseen) {
     run(6);
     EXPECT_EQ(builds(), 2);
     EXPECT_EQ(polls(), 1);
-    EXPECT_TRUE(host.deviceRequests.empty()) << "an event";
+    EXPECT_TRUE(ipmi.requests().empty()) << "an event";
 }
 
 TEST_F(LinkPoll, ALinkLostBehindThePollWaitsForTheNextBuild) {
@@ -100,12 +100,12 @@ TEST_F(LinkPoll, ALinkLostBehindThePollWaitsForTheNextBuild) {
     std::size_t requestsBefore = 0;
     inWait = [&](int wait) {
         if (wait == 2) interfaces[0].linkStatus = "Down";
-        if (wait == 6) requestsBefore = host.deviceRequests.size();
+        if (wait == 6) requestsBefore = ipmi.requests().size();
     };
     run(6);
     EXPECT_EQ(requestsBefore, 0u) << "an event before the build";
     EXPECT_EQ(builds(), 2);
-    EXPECT_EQ(host.remoteCommandPayloads().size(), 1u);
+    EXPECT_EQ(ipmi.remoteCommandPayloads().size(), 1u);
 }
 
 class LinkCheck : public NICFixture {};
@@ -144,8 +144,8 @@ TEST_F(LinkCheck, ACommandThatFailsIsNoChange) {
     manager.cacheBuild();
     interfaces[1].linkStatus = "Down";
     pollStatus = 256;
-    const auto others = host.onCommand;
-    host.onCommand = [&](const std::string& command, int& status) {
+    const auto others = commands.onCommand;
+    commands.onCommand = [&](const std::string& command, int& status) {
         const std::string text = others(command, status);
         errno = ENOSPC;
         return text;

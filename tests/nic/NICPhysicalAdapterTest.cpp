@@ -116,7 +116,7 @@ TEST_F(Adapter, APseudoDeviceIsRecordedWithoutAPlace) {
     EXPECT_EQ(record.getPCIDescription(), "PCI Pseudo ");
     EXPECT_EQ(record.getPhyLocation(), "FFFFFFFFFFFFFFFF");
     EXPECT_EQ(record.getState(), "Online");
-    for (const std::string& command : host.commands) EXPECT_THAT(command, Not(HasSubstr("Pseudo")));
+    for (const std::string& command : commands.texts()) EXPECT_THAT(command, Not(HasSubstr("Pseudo")));
 }
 
 // --- firmware ---
@@ -152,14 +152,14 @@ TEST_F(Adapter, TheVersionIsWhateverStandsTwoCharactersBehindTheFirstColon) {
 
 TEST_F(Adapter, TheDetailsAreWholeWhenTheyAreLookedThrough) {
     int runningAtLook = -1;
-    const auto others = host.onCommand;
-    host.onCommand = [&](const std::string& command, int& status) {
-        if (command.rfind("grep \"Firmware Version\"", 0) == 0) runningAtLook = host.openCommands;
+    const auto others = commands.onCommand;
+    commands.onCommand = [&](const std::string& command, int& status) {
+        if (command.rfind("grep \"Firmware Version\"", 0) == 0) runningAtLook = commands.openStreams();
         return others(command, status);
     };
     discover(line());
     EXPECT_EQ(runningAtLook, 0);
-    EXPECT_EQ(host.openCommands, 0);
+    EXPECT_EQ(commands.openStreams(), 0);
 }
 
 TEST_F(Adapter, WithoutAFirmwareLineTheVersionIsNotAvailable) {
@@ -170,7 +170,7 @@ TEST_F(Adapter, WithoutAFirmwareLineTheVersionIsNotAvailable) {
 }
 
 TEST_F(Adapter, ACommandThatCanNotBeStartedLeavesTheVersionNotAvailable) {
-    host.commandsFailToStart = true;
+    commands.failToStart = true;
     EXPECT_EQ(discover(line()).getFirmVersion(), "Not Available");
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Error occurred in identifying fw version."));
 }
@@ -189,7 +189,7 @@ TEST_F(Adapter, ANameThatIsNoInterfaceNameEntersNoCommand) {
         words[0] = name;
         EXPECT_EQ(discover(words).getFirmVersion(), "Not Available") << name;
     }
-    for (const std::string& command : host.commands)
+    for (const std::string& command : commands.texts())
         EXPECT_THAT(command, Not(HasSubstr("nic get"))) << command;
 }
 
@@ -204,8 +204,8 @@ TEST_F(Adapter, ANameOfFifteenCharactersIsAskedFor) {
 class KnownAdapter : public Adapter {
 protected:
     KnownAdapter() {
-        const auto others = host.onCommand;
-        host.onCommand = [this, others](const std::string& command, int& status) -> std::string {
+        const auto others = commands.onCommand;
+        commands.onCommand = [this, others](const std::string& command, int& status) -> std::string {
             if (command.find("grep -w 'SubVendor ID:") != std::string::npos)
                 return "   SubVendor ID: 0x8086\n" + subDeviceLine;
             if (command.find("grep -w 'Vendor ID:") != std::string::npos)
@@ -273,10 +273,10 @@ TEST_F(KnownAdapter, OnAnUnknownPlatformAProductHasNoPartNumber) {
 
 TEST_F(KnownAdapter, TheIdsOfAFunctionAreAskedForOnce) {
     discover(line());
-    const std::size_t first = host.commands.size();
+    const std::size_t first = commands.texts().size();
     discover(line());
-    for (std::size_t i = first; i < host.commands.size(); ++i)
-        EXPECT_THAT(host.commands[i], Not(HasSubstr("grep -w"))) << host.commands[i];
+    for (std::size_t i = first; i < commands.texts().size(); ++i)
+        EXPECT_THAT(commands.texts()[i], Not(HasSubstr("grep -w"))) << commands.texts()[i];
 }
 
 TEST(EthernetProducts, AreFoundInEitherCaseByAllFourIds) {
@@ -327,7 +327,7 @@ TEST(EthernetStatus, APortWhoseLinkIsDownIsStillWell) {
 }
 
 TEST(EthernetCondition, TheFirstRuleThatFitsCounts) {
-    useFakeHost();
+    const FakeHost host;
     constexpr struct {
         VOK_RESOURCE_STATE curState;
         VOK_RESOURCE_HEALTH curHealth;
@@ -356,7 +356,7 @@ TEST(EthernetCondition, TheFirstRuleThatFitsCounts) {
 }
 
 TEST(EthernetCondition, AChangeThatMeansNothingIsToldInTheLog) {
-    FakeHostAccess& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     int condition = 0;
     NICPhysicalAdapter::fetchNICAdapterCondition(VOK_STATE_OFFLINE, VOK_HEALTH_OK, VOK_STATE_ONLINE,

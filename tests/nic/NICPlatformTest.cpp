@@ -4,6 +4,7 @@
 
 #include "nic/NICFixture.h"
 #include "platform/places/PhysLocFixture.h"
+#include "support/FakeLibraries.h"
 
 namespace NICPlatformTest {
 namespace {
@@ -15,8 +16,8 @@ using testing::SizeIs;
 class EthernetPlaces : public NICFixture {
 protected:
     EthernetPlaces() {
-        const auto others = host.onCommand;
-        host.onCommand = [this, others](const std::string& command, int& status) -> std::string {
+        const auto others = commands.onCommand;
+        commands.onCommand = [this, others](const std::string& command, int& status) -> std::string {
             if (command.find("grep -w 'SubVendor ID:") != std::string::npos)
                 return "   SubVendor ID: 0x8086\n   SubDevice ID: 0x0001\n";
             if (command.find("grep -w 'SubVendor ID'") != std::string::npos) return "0x8086\n";
@@ -45,8 +46,9 @@ protected:
         platformCheck::setDirectoryPath();
         vokUtils::initializeSMBIOS();
         vokUtils::initGeoIDMap();
-        host.libraries[name] = {{"physloc_init_data", reinterpret_cast<void*>(LibraryCalls::initData)},
-                                {"physloc_encode", reinterpret_cast<void*>(LibraryCalls::encode)}};
+        host.part<FakeLibraries>().symbols[name] = {
+            {"physloc_init_data", reinterpret_cast<void*>(LibraryCalls::initData)},
+            {"physloc_encode", reinterpret_cast<void*>(LibraryCalls::encode)}};
     }
     // The inventory's element of an adapter at this address, which is the only one.
     Json::Value elementAt(const char* address) {
@@ -59,7 +61,7 @@ protected:
     std::string descriptionOfTestEvent() {
         becomeReadyForEvents();
         manager.generateTestEvent(678, "00000000000012AB");
-        const auto payloads = host.remoteCommandPayloads();
+        const auto payloads = ipmi.remoteCommandPayloads();
         Json::Value event;
         EXPECT_THAT(payloads, SizeIs(1));
         EXPECT_TRUE(!payloads.empty() && Json::Reader().parse(payloads[0], event));
@@ -106,7 +108,7 @@ TEST_F(EthernetPlaces, AnEventIsOfThePlaceOfItsAdapter) {
     elementAt("0000:3b:00.0");
     interfaces[0].linkStatus = "Down";
     manager.cacheBuild();
-    const auto payloads = host.remoteCommandPayloads();
+    const auto payloads = ipmi.remoteCommandPayloads();
     ASSERT_THAT(payloads, SizeIs(1));
     EXPECT_THAT(payloads[0], HasSubstr(R"("ID":1384,)"));
     EXPECT_THAT(payloads[0], HasSubstr(R"("PhysicalLocation":"00000000000012AB","Source":"VOK",)"));
@@ -116,10 +118,10 @@ TEST_F(EthernetPlaces, AnEventIsOfThePlaceOfItsAdapter) {
 TEST_F(EthernetPlaces, ASecondBuildAsksTheHardwareListNoMore) {
     startFirstPlatform();
     elementAt("0000:3b:00.0");
-    const std::size_t first = host.commands.size();
+    const std::size_t first = commands.texts().size();
     EXPECT_EQ(elementAt("0000:3b:00.0")["Manufacturer"], "Intel Corporation");
-    for (std::size_t i = first; i < host.commands.size(); ++i)
-        EXPECT_THAT(host.commands[i], Not(HasSubstr("SubVendor ID"))) << host.commands[i];
+    for (std::size_t i = first; i < commands.texts().size(); ++i)
+        EXPECT_THAT(commands.texts()[i], Not(HasSubstr("SubVendor ID"))) << commands.texts()[i];
 }
 
 TEST_F(EthernetPlaces, TheSampleOfATestEventIsOfTheFirstPlatform) {

@@ -1,9 +1,12 @@
 // Which model and part number an adapter gets, by its four ids and the machine's family.
 // The rows are those of data/nic-products.csv.
 #include <gmock/gmock.h>
+#include <optional>
 
 #include "nic/NICPhysicalAdapter.h"
 #include "platform/places/vokPhysLocPlatform.h"
+#include "support/FakeCommands.h"
+#include "support/FakeLibraries.h"
 #include "support/PlatformTables.h"
 
 namespace NICProductsTest {
@@ -31,8 +34,8 @@ protected:
     // A host of this family, on which the hardware list tells these ids of every function.
     void useHost(const SmBiosTable& table, const Ids& of = copper10GbE) {
         ids = of;
-        host = &hostWithPlatform(table);
-        host->onCommand = [this](const std::string& command, int&) -> std::string {
+        host.emplace(hostWithPlatform(table));
+        host->part<FakeCommands>().onCommand = [this](const std::string& command, int&) -> std::string {
             if (command.find("grep -w 'SubVendor ID:") != std::string::npos)
                 return line("SubVendor ID", ids.subVendor) + line("SubDevice ID", ids.subDevice);
             if (command.find("grep -w 'Vendor ID:") != std::string::npos)
@@ -52,7 +55,7 @@ protected:
     }
     // The location library of a platform, which puts kind, last level and sub-location into the code.
     void addLibrary(const char* name) {
-        host->libraries[name] = {
+        host->part<FakeLibraries>().symbols[name] = {
             {vokPhysLocInitSymbol, reinterpret_cast<void*>(+[](vokPhysLocRecord* record, int) {
                  *record = {};
                  return 0;
@@ -65,7 +68,7 @@ protected:
              })}};
     }
 
-    FakeHostAccess* host = nullptr;
+    std::optional<FakeHost> host;
     Ids ids{};
 
 private:

@@ -12,8 +12,8 @@ using testing::SizeIs;
 class RealLists : public NICFixture {
 protected:
     RealLists() {
-        const auto others = host.onCommand;
-        host.onCommand = [this, others](const std::string& command, int& status) -> std::string {
+        const auto others = commands.onCommand;
+        commands.onCommand = [this, others](const std::string& command, int& status) -> std::string {
             if (command != pollCommand) return others(command, status);
             host.root.writeFile(listFile, firstAndFifth);
             return "";

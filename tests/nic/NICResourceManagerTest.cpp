@@ -110,7 +110,7 @@ TEST_F(EthernetManager, ACommandThatFailsGivesAnEmptyInventoryThatTheNextBuildMe
 }
 
 TEST_F(EthernetManager, AListThatTheCommandDidNotWriteIsSaid) {
-    host.onCommand = [](const std::string&, int&) { return ""; };
+    commands.onCommand = [](const std::string&, int&) { return ""; };
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, "ERROR NIC_RM: An error occurred while trying to fetch NIC information"));
@@ -151,7 +151,7 @@ TEST_F(EthernetManager, RunsWhenItHasRecords) {
     EXPECT_FALSE(manager.isRunning());
     EXPECT_TRUE(
         hasLogged(host, "WARNING NIC_RM: _cacheBuildInProgress = 0,NICInventory.size() =0,retryCount =3"));
-    EXPECT_THAT(host.pauses, ElementsAre(3000000, 3000000, 3000000));
+    EXPECT_THAT(clock.pauses(), ElementsAre(3000000, 3000000, 3000000));
     manager.cacheBuild();
     EXPECT_TRUE(manager.isRunning());
 }
@@ -165,10 +165,10 @@ TEST_F(EthernetManager, ASecondEntryWithRecordsReturnsAtOnce) {
 // --- the life of the manager ---
 
 TEST_F(EthernetManager, TheMonitorRunsAsLongAsTheManager) {
-    host.onTimedWait = [this](const timespec&) {
+    clock.onTimedWait = [this](const timespec&) {
         EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"));
         EXPECT_FALSE(hasLogged(host, "DEBUG NIC_EVENT: Stopping the producer thread"));
-        host.failingClockReads = 2;  // ends the loop
+        clock.failReads(2);  // ends the loop
         return false;
     };
     manager.init();

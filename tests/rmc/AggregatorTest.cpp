@@ -8,7 +8,11 @@
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
 #include "rmc/vokIPMIDBService.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
+#include "support/FakeSystem.h"
 
 namespace AggregatorTest {
 namespace {
@@ -37,24 +41,25 @@ protected:
     void buildHostInventory() { vokFactory().createInstance(1)->cacheBuild(); }
     std::string log() { return host.root.readFile("/log/vok.log"); }
     std::string debugLog() { return host.root.readFile("/log/debug.log"); }
-    std::vector<std::string> payloads() {
-        const std::lock_guard<std::mutex> lock(host.guard);
-        return host.remoteCommandPayloads();
-    }
+    std::vector<std::string> payloads() { return ipmi.remoteCommandPayloads(); }
     static std::size_t count(const std::string& text, const std::string& word) {
         std::size_t found = 0;
         for (auto at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++found;
         return found;
     }
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeCommands& commands = host.part<FakeCommands>();
+    FakeSystem& system = host.part<FakeSystem>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
     vokJsonAggregator& aggregator = *vokJsonAggregator::getInstance();
 };
 
 TEST_F(Aggregator, TheDocumentIsOneLineWithSortedKeysUnderOneKey) {
     configure(R"(, "PushInventoryFrequencyInMinutes": "30")");
     ::setenv("TZ", "UTC", 1);
-    host.commandOutput["localcli system version get | grep -i Product"] = "   Product: VMware ESXi\n";
-    host.commandOutput["localcli system version get | grep -i Version:"] = "   Version: 7.0.3\n";
+    commands.output["localcli system version get | grep -i Product"] = "   Product: VMware ESXi\n";
+    commands.output["localcli system version get | grep -i Version:"] = "   Version: 7.0.3\n";
     buildHostInventory();
     EXPECT_EQ(
         aggregator.getInventoryDocument(),
@@ -64,13 +69,13 @@ TEST_F(Aggregator, TheDocumentIsOneLineWithSortedKeysUnderOneKey) {
         R"("VMkernel testhost 7.0.3 #1 SMP Release build-20036589 x86_64","OSMemorySummary":)"
         R"({"TotalFreeSystemMemoryGiB":0.0,"TotalSystemMemoryGiB":0.0},"OSName":"VMwareESXi",)"
         R"("OSSoftwareSummary":{"VokSwVersion":"3.3.2.1"},"OSType":104,"OSVersion":"7.0.3"}}}})");
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
     EXPECT_FALSE(aggregator.isInventorySent());
 }
 
 TEST_F(Aggregator, BytesThatAreNoTextGiveAValidDocumentAllTheSame) {
     configure();
-    host.nodeName = "bad\xff\xfe\x01name";
+    system.nodeName = "bad\xff\xfe\x01name";
     buildHostInventory();
     const std::string document = aggregator.getInventoryDocument();
     for (const char c : document) EXPECT_TRUE(c >= 0x20 && c < 0x7F) << document;
@@ -93,7 +98,7 @@ TEST_F(Aggregator, APushSendsTheDocumentAndOpensTheGate) {
 TEST_F(Aggregator, AFailedPushIsLoggedAndOpensTheGateToo) {
     configure();
     buildHostInventory();
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 0, {0, 5, 0, 0, 0}}; };
+    ipmi.answer({{0, 5, 0, 0, 0}});
     aggregator.createInventoryJsonString();
     EXPECT_TRUE(aggregator.isInventorySent());
     EXPECT_THAT(log(), EndsWith("JSON_AGGR: An Error occurred in delivering inventory string to RMC!\n"));
@@ -103,15 +108,15 @@ TEST_F(Aggregator, TheGateOpensAlthoughNothingWasSent) {
     configure(R"(, "EnableResources": ["NoSuchResource"])");
     aggregator.createInventoryJsonString();
     EXPECT_TRUE(aggregator.isInventorySent());
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
     EXPECT_THAT(log(), EndsWith("JSON_AGGR: No inventory information found!\n"));
 }
 
 TEST_F(Aggregator, AllDisabledIsReadyAfterOnePause) {
     configure(R"(, "EnableResources": ["NoSuchResource"], "InventoryQueryIntervalInSeconds": "7")");
     std::vector<long long> waits;
-    host.onTimedWait = [&](const timespec&) -> bool {
-        waits.push_back(host.waitedSeconds.back());
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        waits.push_back(clock.waitedSeconds().back());
         if (waits.size() == 2) throw EndOfTest{};
         return false;
     };
@@ -119,12 +124,12 @@ TEST_F(Aggregator, AllDisabledIsReadyAfterOnePause) {
     EXPECT_THAT(waits, ElementsAre(7, 1440 * 60));
     EXPECT_EQ(count(log(), "No inventory information found!"), 1U);
     EXPECT_TRUE(aggregator.isInventorySent());
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
 }
 
 TEST_F(Aggregator, AByteThatIsNoTextCostsNothingBehindIt) {
     configure();
-    host.nodeName = "rack\xC3";
+    system.nodeName = "rack\xC3";
     buildHostInventory();
     EXPECT_THAT(aggregator.getInventoryDocument(), HasSubstr(R"("HostName":"rack\ufffd","IPv4Addresses")"));
 }
@@ -132,9 +137,9 @@ TEST_F(Aggregator, AByteThatIsNoTextCostsNothingBehindIt) {
 TEST_F(Aggregator, AReadyHostIsPushedAfterOnePauseAndMissingManagersArePassedOver) {
     configure(R"(, "InventoryQueryIntervalInSeconds": "3")");
     buildInventories();
-    host.onTimedWait = [&](const timespec&) -> bool {
-        if (host.waitedSeconds.size() == 2) throw EndOfTest{};
-        EXPECT_EQ(host.waitedSeconds, std::vector<long long>{3});
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        if (clock.waitedSeconds().size() == 2) throw EndOfTest{};
+        EXPECT_EQ(clock.waitedSeconds(), std::vector<long long>{3});
         return false;
     };
     EXPECT_THROW(aggregator.initializeCachePush(), EndOfTest);
@@ -147,7 +152,7 @@ TEST_F(Aggregator, AReadyHostIsPushedAfterOnePauseAndMissingManagersArePassedOve
 TEST_F(Aggregator, AfterNinePausesTheFirstPushGoesOutWithoutAColdManager) {
     configure();
     int waits = 0;
-    host.onTimedWait = [&](const timespec&) -> bool {
+    clock.onTimedWait = [&](const timespec&) -> bool {
         ++waits;
         if (waits == 10) throw EndOfTest{};
         return false;
@@ -170,7 +175,7 @@ TEST_F(Aggregator, ARequestBeforeTheFirstPushIsServedByIt) {
     aggregator.sendInventory(true);
     aggregator.sendInventory(true);
     EXPECT_EQ(count(debugLog(), "JSON_AGGR: Dropping inventory send request\n"), 2U);
-    host.onTimedWait = [&, waits = 0](const timespec&) mutable -> bool {
+    clock.onTimedWait = [&, waits = 0](const timespec&) mutable -> bool {
         if (++waits == 2) throw EndOfTest{};
         return false;
     };
@@ -183,8 +188,8 @@ TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
     configure();
     buildInventories();
     bool requested = false;
-    const auto take = host.onDeviceRequest;
-    host.onDeviceRequest = [&](const FakeDeviceRequest& request) {
+    const auto take = ipmi.onRequest;
+    ipmi.onRequest = [&](const FakeIpmiRequest& request) {
         if (!requested && request.data[2] == 0x14) {
             requested = true;
             aggregator.sendInventory(true);
@@ -192,8 +197,8 @@ TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
         return take(request);
     };
     std::vector<std::size_t> pushedAtWait;
-    host.onTimedWait = [&](const timespec&) -> bool {
-        pushedAtWait.push_back(host.remoteCommandPayloads().size());
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        pushedAtWait.push_back(ipmi.remoteCommandPayloads().size());
         if (pushedAtWait.size() == 2) throw EndOfTest{};
         return false;
     };
@@ -205,7 +210,7 @@ TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
 TEST_F(Aggregator, AWakeUpOfAnyKindLeadsToAPush) {
     configure();
     buildInventories();
-    host.onTimedWait = [&, waits = 0](const timespec&) mutable -> bool {
+    clock.onTimedWait = [&, waits = 0](const timespec&) mutable -> bool {
         if (++waits == 3) throw EndOfTest{};
         return true;  // a signal, although nobody asked for anything
     };
@@ -217,7 +222,7 @@ TEST_F(Aggregator, TheGreatestIntervalNeitherOverflowsNorSpins) {
     configure(R"(, "PushInventoryFrequencyInMinutes": "2147483647")");
     buildInventories();
     std::vector<time_t> deadlines;
-    host.onTimedWait = [&](const timespec& deadline) -> bool {
+    clock.onTimedWait = [&](const timespec& deadline) -> bool {
         deadlines.push_back(deadline.tv_sec);
         if (deadlines.size() == 2) throw EndOfTest{};
         return true;
@@ -232,9 +237,9 @@ TEST_F(Aggregator, TheGreatestIntervalNeitherOverflowsNorSpins) {
 TEST_F(Aggregator, AClockThatFailsInTheReadinessPauseEndsTheThreadWithoutAPush) {
     configure(R"(, "EnableDebugLog": "false")");
     buildHostInventory();
-    host.failingClockReads = 1;
+    clock.failReads(1);
     aggregator.initializeCachePush();
-    EXPECT_TRUE(host.waitedSeconds.empty());
+    EXPECT_TRUE(clock.waitedSeconds().empty());
     EXPECT_TRUE(payloads().empty());
     EXPECT_FALSE(aggregator.isInventorySent());
     EXPECT_THAT(log(), EndsWith("JSON_AGGR: Failed to get current time! (errno: 22)\n"));
@@ -255,7 +260,7 @@ TEST_F(Aggregator, AStopBeforeTheReadinessPauseIsOverSendsNothing) {
 TEST_F(Aggregator, TheThreadIsCreatedAndJoined) {
     configure();
     buildHostInventory();
-    host.onTimedWait = [&](const timespec&) -> bool {
+    clock.onTimedWait = [&](const timespec&) -> bool {
         std::this_thread::yield();
         return true;
     };
@@ -277,76 +282,76 @@ protected:
 
 TEST_F(DoorBell, TheFirstPollComesAfterOneIntervalAndARingRequestsAPush) {
     configure(R"(, "IPMIDoorBellMonitorInterval": "3")");
-    host.onDeviceRequest = [](const FakeDeviceRequest&) {
+    ipmi.onRequest = [](const FakeIpmiRequest&) {
         const std::string text("\0xWriteInventory", 16);
-        return FakeDeviceReply{0, 1, 0, {text.begin(), text.end()}};
+        return FakeIpmiReply{{text.begin(), text.end()}};
     };
-    host.onTimedWait = [&](const timespec&) -> bool {
-        EXPECT_EQ(host.waitedSeconds.back(), 180);
-        EXPECT_EQ(host.deviceRequests.size(), host.waitedSeconds.size() - 1);
-        if (host.waitedSeconds.size() == 3) throw EndOfTest{};
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        EXPECT_EQ(clock.waitedSeconds().back(), 180);
+        EXPECT_EQ(ipmi.requests().size(), clock.waitedSeconds().size() - 1);
+        if (clock.waitedSeconds().size() == 3) throw EndOfTest{};
         return false;
     };
     EXPECT_THROW(service.startMonitoring(), EndOfTest);
-    EXPECT_EQ(host.deviceRequests.size(), 2U);
+    EXPECT_EQ(ipmi.requests().size(), 2U);
     EXPECT_EQ(count(debugLog(), "JSON_AGGR: Dropping inventory send request\n"), 2U);
 }
 
 TEST_F(DoorBell, AClockThatFailsEndsTheThread) {
     configure(R"(, "EnableDebugLog": "false")");
-    host.failingClockReads = 1;
+    clock.failReads(1);
     service.startMonitoring();
-    EXPECT_TRUE(host.waitedSeconds.empty());
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(clock.waitedSeconds().empty());
+    EXPECT_TRUE(ipmi.requests().empty());
     EXPECT_THAT(log(), EndsWith("IPMI_DB: Failed to get current time! (error no: 22)\n"));
 }
 
 TEST_F(DoorBell, WithoutASettingItIsTenMinutes) {
     configure();
-    host.onTimedWait = [&](const timespec&) -> bool {
-        EXPECT_EQ(host.waitedSeconds.back(), 600);
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        EXPECT_EQ(clock.waitedSeconds().back(), 600);
         throw EndOfTest{};
     };
     EXPECT_THROW(service.startMonitoring(), EndOfTest);
-    EXPECT_EQ(host.waitedSeconds.size(), 1U);
+    EXPECT_EQ(clock.waitedSeconds().size(), 1U);
 }
 
 TEST_F(DoorBell, AQuietBellRequestsNothing) {
     configure();
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 0, {0}}; };
-    host.onTimedWait = [&](const timespec&) -> bool {
-        if (host.waitedSeconds.size() == 2) throw EndOfTest{};
+    ipmi.answer({{0}});
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        if (clock.waitedSeconds().size() == 2) throw EndOfTest{};
         return false;
     };
     EXPECT_THROW(service.startMonitoring(), EndOfTest);
-    EXPECT_EQ(host.deviceRequests.size(), 1U);
+    EXPECT_EQ(ipmi.requests().size(), 1U);
     EXPECT_EQ(count(debugLog(), "IPMI_DB: Door bell thread woke up\n"), 1U);
     EXPECT_THAT(debugLog(), Not(HasSubstr("inventory send request")));
 }
 
 TEST_F(DoorBell, APollThatFailsRequestsNothingAndTheNextIntervalTriesAgain) {
     configure();
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{-1, 1, 0, {}}; };
-    host.onTimedWait = [&](const timespec&) -> bool {
-        if (host.waitedSeconds.size() == 3) throw EndOfTest{};
+    ipmi.answer(FakeIpmiReply::sendFails());
+    clock.onTimedWait = [&](const timespec&) -> bool {
+        if (clock.waitedSeconds().size() == 3) throw EndOfTest{};
         return false;
     };
     EXPECT_THROW(service.startMonitoring(), EndOfTest);
-    EXPECT_EQ(host.deviceRequests.size(), 2U);
+    EXPECT_EQ(ipmi.requests().size(), 2U);
     EXPECT_EQ(count(log(), "IPMI_DB: An error occurred in checking RMC request via IPMI\n"), 2U);
     EXPECT_THAT(debugLog(), Not(HasSubstr("inventory send request")));
 }
 
 TEST_F(DoorBell, AStopIsNotMissedAndThenNothingIsPolled) {
     configure();
-    host.onTimedWait = [](const timespec&) -> bool {
+    clock.onTimedWait = [](const timespec&) -> bool {
         ADD_FAILURE() << "a stop that came before must not be waited for";
         return true;
     };
     service.stopvokIPMIDBService();
     service.startvokIPMIDBService();
     service.stopvokIPMIDBService();
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 
 #include "rmc/StandInManagers.h"
 #include "rmc/vokJsonAggregator.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
 #include "support/LoggedLines.h"
 
 namespace DocumentTest {
@@ -43,7 +45,7 @@ protected:
     }
     // The readiness loop and what follows it, up to the first wait between two pushes.
     void runUntilThePushIsOver() {
-        host.onTimedWait = [this](const timespec&) -> bool {
+        clock.onTimedWait = [this](const timespec&) -> bool {
             if (aggregator.isInventorySent()) throw EndOfTest{};
             ++pauses;
             return false;
@@ -51,7 +53,9 @@ protected:
         EXPECT_THROW(aggregator.initializeCachePush(), EndOfTest);
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
     StandInManager fibre, hostFacts, storage, ethernet, reserved;
     vokJsonAggregator& aggregator = *vokJsonAggregator::getInstance();
     int pauses = 0;
@@ -131,7 +135,7 @@ TEST_F(Document, TheFirstPushWaitsUntilAllAreReadyInOnePass) {
     EXPECT_EQ(countLogged(host, "INFO JSON_AGGR: RM 1 not ready with inventory"), 0);
     EXPECT_EQ(countLogged(host, "INFO JSON_AGGR: RM 2 not ready with inventory"), 3);
     EXPECT_THAT(reserved.readinessPasses, IsEmpty());
-    EXPECT_EQ(host.remoteCommandPayloads().size(), 1U);
+    EXPECT_EQ(ipmi.remoteCommandPayloads().size(), 1U);
     for (int iteration = 1; iteration <= 4; ++iteration)
         EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Aggregator thread sleeping for 10 sec iteration no. " +
                                         std::to_string(iteration)),
@@ -146,8 +150,8 @@ TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatThereIs) {
     runUntilThePushIsOver();
     EXPECT_EQ(pauses, 9);
     EXPECT_THAT(storage.readinessPasses, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
-    ASSERT_EQ(host.remoteCommandPayloads().size(), 1U);
-    EXPECT_THAT(host.remoteCommandPayloads()[0], testing::HasSubstr(R"("Oem":{"Name":"last"})"));
+    ASSERT_EQ(ipmi.remoteCommandPayloads().size(), 1U);
+    EXPECT_THAT(ipmi.remoteCommandPayloads()[0], testing::HasSubstr(R"("Oem":{"Name":"last"})"));
 }
 
 }  // namespace

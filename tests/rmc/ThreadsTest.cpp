@@ -11,8 +11,10 @@
 #include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
-#include "support/FailingThreads.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
+#include "support/FakeThreads.h"
 #include "support/LoggedLines.h"
 
 namespace ThreadsTest {
@@ -44,33 +46,29 @@ protected:
     }
     // The first `count` waits are over at once, all later ones stand.
     void letWaitsPass(int count) {
-        host.timedWaitsHold = count == 0;
-        host.onTimedWait = [this, left = count](const timespec&) mutable {
-            host.timedWaitsHold = --left <= 0;
+        clock.timedWaitsHold = count == 0;
+        clock.onTimedWait = [this, left = count](const timespec&) mutable {
+            clock.timedWaitsHold = --left <= 0;
             return false;
         };
     }
     // The thread stands in its wait number `count`, or is about to: its mutex is not free before it does.
     void awaitWait(std::size_t count) {
-        awaitTrue([this, count] { return host.waitedSeconds.size() >= count; });
+        awaitTrue([this, count] { return clock.waitedSeconds().size() >= count; });
     }
     template <typename Condition>
     void awaitTrue(const Condition& holds) {
         for (;; std::this_thread::yield()) {
-            const std::lock_guard<std::mutex> lock(host.guard);
             if (holds()) return;
         }
     }
-    std::size_t pushes() {
-        const std::lock_guard<std::mutex> lock(host.guard);
-        return host.remoteCommandPayloads().size();
-    }
+    std::size_t pushes() { return ipmi.remoteCommandPayloads().size(); }
     // Holds the device's answer to the first `command` back until `call` has run on another thread as far
     // as it can get without that answer.
     void duringTheFirst(unsigned char command, const std::function<void()>& call, const std::string& said) {
-        const auto answer = host.onDeviceRequest;
-        host.onDeviceRequest = [this, command, call, said, answer,
-                                done = false](const FakeDeviceRequest& request) mutable {
+        const auto answer = ipmi.onRequest;
+        ipmi.onRequest = [this, command, call, said, answer,
+                          done = false](const FakeIpmiRequest& request) mutable {
             if (request.command == command && !done) {
                 done = true;
                 awaitStarted();
@@ -81,7 +79,10 @@ protected:
         };
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeThreads& threads = host.part<FakeThreads>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
     StandInManager manager;
     std::thread other;
     std::atomic<bool> started{false};
@@ -103,7 +104,7 @@ TEST_F(Threads, AStopInAReadinessPauseEndsTheAggregatorWithoutAPush) {
 TEST_F(Threads, AStopBeforeTheFirstReadinessPauseIsNotMissed) {
     aggregator.stopvokJsonAggregator();
     aggregator.initializeCachePush();
-    EXPECT_TRUE(host.waitedSeconds.empty());
+    EXPECT_TRUE(clock.waitedSeconds().empty());
     EXPECT_EQ(pushes(), 0U);
 }
 
@@ -126,11 +127,11 @@ TEST_F(Threads, AStopDuringAPushLetsItFinishAndThenEnds) {
         },
         "DEBUG JSON_AGGR: Signaled for stop.");
     startAggregator();
-    awaitTrue([this] { return !host.deviceRequests.empty(); });
+    awaitTrue([this] { return !ipmi.requests().empty(); });
     other.join();
-    EXPECT_THAT(host.remoteCommandPayloads(),
+    EXPECT_THAT(ipmi.remoteCommandPayloads(),
                 ElementsAre(R"({"HostDataCollection":{"Oem":{"Name":")" + std::string(100, 'x') + R"("}}})"));
-    EXPECT_EQ(host.waitedSeconds.size(), 1U);
+    EXPECT_EQ(clock.waitedSeconds().size(), 1U);
     EXPECT_TRUE(aggregator.isInventorySent());
 }
 
@@ -158,7 +159,7 @@ TEST_F(Threads, ARequestBeforeTheFirstPushDoesNotWakeTheAggregator) {
 }
 
 TEST_F(Threads, AnAggregatorThatCannotBeCreatedIsLogged) {
-    threadsThatCanBeCreated = 0;
+    threads.failStarts();
     startAggregator();
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG JSON_AGGR: Creating Json Aggregator thread",
                                                "ERROR JSON_AGGR: Error: Unable to create thread: 11"));
@@ -171,12 +172,12 @@ TEST_F(Threads, AnAggregatorThatCannotBeJoinedIsLogged) {
     letWaitsPass(0);
     startAggregator();
     awaitWait(1);
-    resultOfJoins = 35;
+    threads.failJoins(35);
     aggregator.stopvokJsonAggregator();
-    resultOfJoins = 0;
+    threads.failJoins(0);
     EXPECT_TRUE(hasLogged(host, "ERROR JSON_AGGR: Error: Unable to join thread: 35"));
-    ASSERT_EQ(joinedThreads.size(), 1U);
-    EXPECT_EQ(::pthread_join(joinedThreads[0], nullptr), 0);
+    ASSERT_EQ(threads.joined().size(), 1U);
+    EXPECT_EQ(::pthread_join(threads.joined()[0], nullptr), 0);
 }
 
 // --- the door-bell's thread ---
@@ -186,25 +187,23 @@ TEST_F(Threads, AStopInTheWaitEndsTheDoorBellWithoutAPoll) {
     startDoorBell();
     awaitWait(1);
     service.stopvokIPMIDBService();
-    EXPECT_TRUE(host.openedDevices.empty());
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_EQ(ipmi.opens(), 0);
+    EXPECT_TRUE(ipmi.requests().empty());
 }
 
 TEST_F(Threads, AStopDuringAPollLetsItFinish) {
     letWaitsPass(1);
     const std::string text("\0WriteInventory", 15);
-    host.onDeviceRequest = [text](const FakeDeviceRequest&) {
-        return FakeDeviceReply{0, 1, 0, {text.begin(), text.end()}};
-    };
+    ipmi.answer({{text.begin(), text.end()}});
     duringTheFirst(
         0x81, [this] { service.stopvokIPMIDBService(); }, "DEBUG IPMI_DB: Signaled for stop.");
     startDoorBell();
-    awaitTrue([this] { return !host.deviceRequests.empty(); });
+    awaitTrue([this] { return !ipmi.requests().empty(); });
     other.join();
-    EXPECT_EQ(host.deviceRequests.size(), 1U);
-    EXPECT_EQ(host.waitedSeconds.size(), 1U);
+    EXPECT_EQ(ipmi.requests().size(), 1U);
+    EXPECT_EQ(clock.waitedSeconds().size(), 1U);
     EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Dropping inventory send request"), 1);
-    EXPECT_EQ(host.openDevices, 0);
+    EXPECT_EQ(ipmi.openDescriptors(), 0);
 }
 
 TEST_F(Threads, ADoorBellDuringAPushIsPolledBehindItAndServedAtOnce) {
@@ -212,10 +211,10 @@ TEST_F(Threads, ADoorBellDuringAPushIsPolledBehindItAndServedAtOnce) {
     manager.elements[0]["Name"] = std::string(30000, 'x');
     std::vector<unsigned> order;
     const std::string text("\0WriteInventory", 15);
-    const auto answer = host.onDeviceRequest;
-    host.onDeviceRequest = [&, answer](const FakeDeviceRequest& request) {
+    const auto answer = ipmi.onRequest;
+    ipmi.onRequest = [&, answer](const FakeIpmiRequest& request) {
         order.push_back(request.command);
-        if (request.command == 0x81) return FakeDeviceReply{0, 1, 0, {text.begin(), text.end()}};
+        if (request.command == 0x81) return FakeIpmiReply{{text.begin(), text.end()}};
         return answer(request);
     };
     duringTheFirst(
@@ -227,7 +226,7 @@ TEST_F(Threads, ADoorBellDuringAPushIsPolledBehindItAndServedAtOnce) {
     startAggregator();
     awaitWait(2);
     other.join();
-    awaitTrue([this] { return host.remoteCommandPayloads().size() == 2; });
+    awaitTrue([this] { return ipmi.remoteCommandPayloads().size() == 2; });
     aggregator.stopvokJsonAggregator();
     // A text of 30042 bytes and its NUL take 528 chunks, and nothing comes between them.
     ASSERT_EQ(order.size(), 528U + 1 + 528);
@@ -235,7 +234,7 @@ TEST_F(Threads, ADoorBellDuringAPushIsPolledBehindItAndServedAtOnce) {
 }
 
 TEST_F(Threads, ADoorBellThatCannotBeCreatedIsLogged) {
-    threadsThatCanBeCreated = 0;
+    threads.failStarts();
     startDoorBell();
     EXPECT_THAT(loggedLines(host), ElementsAre("ERROR IPMI_DB: Error: Unable to create thread: 11"));
     service.stopvokIPMIDBService();
@@ -246,12 +245,12 @@ TEST_F(Threads, ADoorBellThatCannotBeJoinedIsLogged) {
     letWaitsPass(0);
     startDoorBell();
     awaitWait(1);
-    resultOfJoins = 35;
+    threads.failJoins(35);
     service.stopvokIPMIDBService();
-    resultOfJoins = 0;
+    threads.failJoins(0);
     EXPECT_TRUE(hasLogged(host, "ERROR IPMI_DB: Error: Unable to join thread: 35"));
-    ASSERT_EQ(joinedThreads.size(), 1U);
-    EXPECT_EQ(::pthread_join(joinedThreads[0], nullptr), 0);
+    ASSERT_EQ(threads.joined().size(), 1U);
+    EXPECT_EQ(::pthread_join(threads.joined()[0], nullptr), 0);
 }
 
 }  // namespace

@@ -6,21 +6,21 @@
 #include <string>
 #include <vector>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystemLog.h"
 
 // Writes a configuration with which every level is logged; before the agent's first log line.
 // `members`: further members of the JSON object, such as "\"EnableResources\": [\"HostOSInfo\"]".
-inline void logEverything(FakeHostAccess& host, const std::string& members = "") {
+inline void logEverything(const FakeHost& host, const std::string& members = "") {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",
                         "{\"LoggingLevel\": \"Info\", \"EnableDebugLog\": \"true\"" +
                             (members.empty() ? std::string() : ", " + members) + "}");
 }
 
 // The lines so far as "DEBUG HOST_RM: text", without the line number.
-inline std::vector<std::string> loggedLines(FakeHostAccess& host) {
-    const std::lock_guard<std::mutex> lock(host.guard);
+inline std::vector<std::string> loggedLines(const FakeHost& host) {
     std::vector<std::string> lines;
-    for (const auto& entry : host.systemLogLines) {
+    for (const auto& entry : host.part<FakeSystemLog>().lines()) {
         const std::string& text = entry.second;
         const std::size_t levelEnd = text.find(']');
         const std::size_t number = text.find_first_of("0123456789", levelEnd);
@@ -33,11 +33,11 @@ inline std::vector<std::string> loggedLines(FakeHostAccess& host) {
     return lines;
 }
 
-inline long countLogged(FakeHostAccess& host, const std::string& line) {
+inline long countLogged(const FakeHost& host, const std::string& line) {
     const std::vector<std::string> lines = loggedLines(host);
     return static_cast<long>(std::count(lines.begin(), lines.end(), line));
 }
 
-inline bool hasLogged(FakeHostAccess& host, const std::string& line) {
+inline bool hasLogged(const FakeHost& host, const std::string& line) {
     return countLogged(host, line) > 0;
 }

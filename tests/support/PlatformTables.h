@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 #include "support/SmBiosTable.h"
 
@@ -16,8 +16,8 @@ inline SmBiosTable tableOf(const std::string& family) {
 }
 
 // Puts a fake host with this table in place and reads the table as the agent does at its start.
-inline FakeHostAccess& hostWithPlatform(const SmBiosTable& table) {
-    auto& host = useFakeHost();
+inline FakeHost hostWithPlatform(const SmBiosTable& table) {
+    FakeHost host;
     logEverything(host);
     host.root.writeFile(SmBiosTable::deviceFile, table.contents());
     vokUtils::initializeSMBIOS();

@@ -110,14 +110,14 @@ void VOKServer::initializeVOKServer() {
         return;
     }
     const bool stoppable = makeStopPipe();
-    if (::pthread_create(&serverThread, nullptr, startTestEventServer, nullptr) != 0) {
+    if (vokHostAccess().startThread(&serverThread, startTestEventServer, nullptr) != 0) {
         VOK_LOG_DEBUG(module, "Unable to spawn a thread to handle event.");
         closeStopPipe();
         return;
     }
     serverRuns = stoppable;
     if (stoppable) return;
-    ::pthread_join(serverThread, nullptr);  // it ends at once, having said why
+    vokHostAccess().joinThread(serverThread);  // it ends at once, having said why
     closeStopPipe();
 }
 
@@ -178,7 +178,7 @@ void VOKServer::stopVOKServer() {
     if (!told) return;
     vokAbandonPipeWaits(true);
     VOK_LOG_DEBUG(module, "For VOK Server to stop, write on serPipe");
-    if (serverRuns) ::pthread_join(serverThread, nullptr);
+    if (serverRuns) vokHostAccess().joinThread(serverThread);
     serverRuns = false;
     vokAbandonPipeWaits(false);
     VOK_LOG_DEBUG(module, "Signalled for stop");

@@ -151,6 +151,14 @@ void vokKernelHostAccess::pause(unsigned long microseconds) {
     }
 }
 
+int vokKernelHostAccess::startThread(pthread_t* thread, void* (*body)(void*), void* argument) {
+    return ::pthread_create(thread, nullptr, body, argument);
+}
+
+int vokKernelHostAccess::joinThread(pthread_t thread) {
+    return ::pthread_join(thread, nullptr);
+}
+
 void vokKernelHostAccess::systemLog(int priority, const std::string& text) {
     ::openlog("vok", 0, LOG_USER);
     ::syslog(priority, "%s", text.c_str());

@@ -1,7 +1,7 @@
 // The one seam between the agent and the operating system below it.
 //
 // Whatever the agent asks of the system goes through IvokHostAccess: device nodes, commands, shared
-// libraries, system facts, the clock and pauses; and every absolute path passes path() before it is
+// libraries, system facts, the clock and pauses, threads; and every absolute path passes path() before it is
 // used. The kernel's own implementation is the default, and with it each operation is exactly the one
 // system call or library call it is named after. Another implementation puts a simulated or a recorded
 // host in its place, and nothing else in the agent knows.
@@ -63,6 +63,11 @@ public:
     // Sleeps for the whole time, whatever signals come.
     virtual void pause(unsigned long microseconds) = 0;
 
+    // pthread_create(3) with default attributes, and pthread_join(3) without the thread's result: 0, or an
+    // error number.
+    virtual int startThread(pthread_t* thread, void* (*body)(void*), void* argument) = 0;
+    virtual int joinThread(pthread_t thread) = 0;
+
     // One line to the system log as "vok": openlog(3), syslog(3), closelog(3). `priority` is one of LOG_ERR,
     // LOG_WARNING, LOG_INFO, LOG_DEBUG, alone or with a facility other than LOG_USER.
     virtual void systemLog(int priority, const std::string& text) = 0;
@@ -102,5 +107,7 @@ public:
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
+    int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override;
+    int joinThread(pthread_t thread) override;
     void systemLog(int priority, const std::string& text) override;
 };

@@ -15,7 +15,9 @@
 
 #include "core/base/vokLog.h"
 #include "core/base/vokLogFiles.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystemLog.h"
 
 namespace LoggerTest {
 namespace {
@@ -30,7 +32,7 @@ class LoggerTest : public testing::Test {
 protected:
     LoggerTest() {
         ::setenv("TZ", "UTC", 1);
-        host.now = {1762331902, 0};  // 5 November 2025, 08:38:22
+        clock.set(1762331902);  // 5 November 2025, 08:38:22
         ::mkdir((host.root.path() + "/opt").c_str(), 0700);
     }
     void configure(const std::string& level, bool debug, const std::string& agent = "/scratch/log/vok.log",
@@ -56,7 +58,9 @@ protected:
         const auto size = ::readlink((host.root.path() + "/opt/mev/vok/log/" + name).c_str(), target, 4095);
         return size < 0 ? "" : std::string(target, static_cast<std::size_t>(size));
     }
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeSystemLog& systemLog = host.part<FakeSystemLog>();
 };
 
 TEST_F(LoggerTest, WritesEachLevelWithItsOwnBlanks) {
@@ -121,7 +125,7 @@ TEST_F(LoggerTest, ALineNumberHasThreeDigitsAtLeastAndFourAtMost) {
           LineNumberCase{100, "100"}, LineNumberCase{1234, "1234"}, LineNumberCase{99999, "9999"},
           LineNumberCase{2147483647, "2147"}}) {
         Logger::getInstance()->always("m", "M", each.line);
-        EXPECT_EQ(host.systemLogLines.back().second, "[INFO] " + std::string(each.written) + " M: m");
+        EXPECT_EQ(systemLog.lines().back().second, "[INFO] " + std::string(each.written) + " M: m");
     }
 }
 
@@ -162,7 +166,7 @@ TEST_F(LoggerTest, SyslogInAnyCaseSelectsTheSystemLog) {
                                                             {LOG_INFO, "[INFO]   333 I: i"},
                                                             {LOG_INFO, "[INFO] 4444 A: a"},
                                                             {LOG_DEBUG, "[DEBUG] 005 D: d"}};
-    EXPECT_EQ(host.systemLogLines, expected);
+    EXPECT_EQ(systemLog.lines(), expected);
     EXPECT_FALSE(host.root.exists("scratch"));
 }
 
@@ -179,12 +183,12 @@ TEST_F(LoggerTest, TheTargetCanBeTurnedOffAndBackToTheFile) {
 TEST_F(LoggerTest, TheTargetCanBeTurnedToTheSystemLog) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
-    host.systemLogLines.clear();
+    systemLog.clear();
     logger->enaleLog();
     logger->info("i", "M", 1);
     EXPECT_EQ(agentLog(), "");
-    ASSERT_EQ(host.systemLogLines.size(), 1U);
-    EXPECT_EQ(host.systemLogLines[0].second, "[INFO]   001 M: i");
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_EQ(systemLog.lines()[0].second, "[INFO]   001 M: i");
 }
 
 TEST_F(LoggerTest, ACharacterDeviceMayStandInTheLogsPlace) {
@@ -193,7 +197,7 @@ TEST_F(LoggerTest, ACharacterDeviceMayStandInTheLogsPlace) {
     host.root.writeFile("/scratch/log/keep", "");
     ASSERT_EQ(::symlink("/dev/full", (host.root.path() + "/scratch/log/vok.log").c_str()), 0);
     for (int i = 0; i < 1000; ++i) Logger::getInstance()->error(std::string(100, 'x'), "M", 1);
-    EXPECT_TRUE(host.systemLogLines.empty());
+    EXPECT_TRUE(systemLog.lines().empty());
 }
 
 TEST_F(LoggerTest, WithoutDebugLoggingTheDirectoryIsMadeAndTheFileIsNot) {
@@ -236,17 +240,17 @@ TEST_F(LoggerTest, WithoutALinkDirectoryItSaysSo) {
     Logger::getInstance();
     const std::string log = host.root.path() + "/scratch/log/vok.log";
     const std::string link = host.root.path() + "/opt/mev/vok/log/vok.log";
-    ASSERT_EQ(host.systemLogLines.size(), 1U);
-    EXPECT_EQ(host.systemLogLines[0].first, LOG_WARNING);
-    EXPECT_EQ(host.systemLogLines[0].second, "symlink(" + log + ", " + link + ") completed with errno [2]");
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_EQ(systemLog.lines()[0].first, LOG_WARNING);
+    EXPECT_EQ(systemLog.lines()[0].second, "symlink(" + log + ", " + link + ") completed with errno [2]");
 }
 
 TEST_F(LoggerTest, AFileInTheLinkDirectorysPlaceIsToldOnceForEachLink) {
     configure("Info", false);
     host.root.writeFile("/opt/mev/vok/log", "a file");
     Logger::getInstance();
-    ASSERT_EQ(host.systemLogLines.size(), 1U);
-    EXPECT_EQ(host.systemLogLines[0].second,
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_EQ(systemLog.lines()[0].second,
               "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [20]");
 }
 
@@ -254,9 +258,9 @@ TEST_F(LoggerTest, ALogInTheLinkDirectoryGetsNoLinkToItself) {
     configure("Info", false, "/opt/mev/vok/log/vok.log", "syslog");
     Logger::getInstance()->info("i", "M", 1);
     const std::string path = host.root.path() + "/opt/mev/vok/log/vok.log";
-    ASSERT_EQ(host.systemLogLines.size(), 1U);
-    EXPECT_EQ(host.systemLogLines[0].second, "Target path(" + path + ") matches symbolic link path(" + path +
-                                                 "). Hence, symbolic link will not be created.");
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_EQ(systemLog.lines()[0].second, "Target path(" + path + ") matches symbolic link path(" + path +
+                                               "). Hence, symbolic link will not be created.");
     EXPECT_THAT(host.root.readFile("/opt/mev/vok/log/vok.log"), EndsWith("i\n"));
 }
 
@@ -264,15 +268,15 @@ TEST_F(LoggerTest, ALinkThatCanNotBeRemovedIsTold) {
     configure("Info", false);
     host.root.writeFile("/opt/mev/vok/log/vok.log/inside", "");
     Logger::getInstance();
-    ASSERT_EQ(host.systemLogLines.size(), 1U);
-    EXPECT_EQ(host.systemLogLines[0].second,
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_EQ(systemLog.lines()[0].second,
               "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [39]");
 }
 
 // What a process that ends wrote to the system log is gone with it, so this one writes to standard error.
-class TellingHost : public FakeHostAccess {
+class PrintedSystemLog : public FakeSystemLog {
 public:
-    void systemLog(int priority, const std::string& text) override {
+    void write(int priority, const std::string& text) override {
         std::fprintf(stderr, "<%d>%s", priority, text.c_str());
     }
 };
@@ -288,28 +292,27 @@ class UnmadeDirectoryTest : public LoggerTest {
 protected:
     // A file stands where a directory of the logs should be made.
     void standInTheWay(const std::string& agent, const std::string& debug) {
-        vokSetHostAccess(std::make_unique<TellingHost>());
-        telling = static_cast<TellingHost*>(&vokHostAccess());
-        telling->root.writeFile("/scratch", "a file");
-        telling->root.writeFile(
+        unmade.add<PrintedSystemLog>();
+        unmade.root.writeFile("/scratch", "a file");
+        unmade.root.writeFile(
             "/etc/config/mev/vok/vok.conf",
             R"({"VOKLogLocation": ")" + agent + R"(", "DebugLogLocation": ")" + debug + R"("})");
     }
-    TellingHost* telling = nullptr;
+    FakeHost unmade;  // in the place of the other
 };
 
 TEST_F(UnmadeDirectoryTest, OfTheAgentLogEndsTheProcess) {
     standInTheWay("/scratch/log/vok.log", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
-                literally("<3>Failed to create directory path for VOK log file [" + telling->root.path() +
+                literally("<3>Failed to create directory path for VOK log file [" + unmade.root.path() +
                           "/scratch/log/vok.log]: 20 - Not a directory"));
 }
 
 TEST_F(UnmadeDirectoryTest, OfTheDebugLogEndsTheProcess) {
     standInTheWay("syslog", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(245),
-                literally("<3>Failed to create directory path for VOK debug log file [" +
-                          telling->root.path() + "/scratch/log/debug.log]: 20 - Not a directory"));
+                literally("<3>Failed to create directory path for VOK debug log file [" + unmade.root.path() +
+                          "/scratch/log/debug.log]: 20 - Not a directory"));
 }
 
 TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
@@ -346,12 +349,12 @@ TEST_F(LoggerTest, ALogThatCanNotBeOpenedIsToldAndTheAgentGoesOn) {
     host.root.writeFile("/scratch/log/vok.log/inside", "");
     host.root.writeFile("/scratch/log/debug.log/inside", "");
     Logger::getInstance()->error("e", "M", 1);
-    ASSERT_GE(host.systemLogLines.size(), 2U);
-    EXPECT_EQ(host.systemLogLines[0].first, LOG_ERR);
-    EXPECT_EQ(host.systemLogLines[0].second, "Error opening VOK log file [" + host.root.path() +
-                                                 "/scratch/log/vok.log]: 21 - Is a directory");
-    EXPECT_EQ(host.systemLogLines[1].second, "Error opening the VOK debug log file[" + host.root.path() +
-                                                 "/scratch/log/debug.log]: 21 - Is a directory");
+    ASSERT_GE(systemLog.lines().size(), 2U);
+    EXPECT_EQ(systemLog.lines()[0].first, LOG_ERR);
+    EXPECT_EQ(systemLog.lines()[0].second, "Error opening VOK log file [" + host.root.path() +
+                                               "/scratch/log/vok.log]: 21 - Is a directory");
+    EXPECT_EQ(systemLog.lines()[1].second, "Error opening the VOK debug log file[" + host.root.path() +
+                                               "/scratch/log/debug.log]: 21 - Is a directory");
 }
 
 TEST_F(LoggerTest, APipeInTheLogsPlaceDoesNotHoldTheAgent) {
@@ -359,8 +362,8 @@ TEST_F(LoggerTest, APipeInTheLogsPlaceDoesNotHoldTheAgent) {
     host.root.writeFile("/scratch/log/other", "");
     ASSERT_EQ(::mkfifo((host.root.path() + "/scratch/log/vok.log").c_str(), 0600), 0);
     Logger::getInstance()->error("e", "M", 1);
-    ASSERT_FALSE(host.systemLogLines.empty());
-    EXPECT_THAT(host.systemLogLines[0].second, StartsWith("Error opening VOK log file ["));
+    ASSERT_FALSE(systemLog.lines().empty());
+    EXPECT_THAT(systemLog.lines()[0].second, StartsWith("Error opening VOK log file ["));
 }
 
 TEST_F(LoggerTest, LinesOfManyThreadsStayWhole) {
@@ -456,7 +459,7 @@ TEST_F(LogLimitTest, ABackupThatCanNotBeWrittenLeavesTheLog) {
     struct stat status {};
     ASSERT_EQ(::stat((host.root.path() + "/scratch/log/vok.log").c_str(), &status), 0);
     EXPECT_GT(status.st_size, 500000001);
-    EXPECT_THAT(host.systemLogLines.back().second, HasSubstr("Failed to back up the log file"));
+    EXPECT_THAT(systemLog.lines().back().second, HasSubstr("Failed to back up the log file"));
 }
 
 TEST_F(LogLimitTest, TheDebugLogIsBackedUpUnderWhatStandsBehindItsLastSlashOfEitherKind) {

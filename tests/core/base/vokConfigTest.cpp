@@ -9,7 +9,8 @@
 #include <thread>
 
 #include "core/base/vokSettingRules.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystemLog.h"
 
 namespace vokConfigTest {
 namespace {
@@ -28,7 +29,8 @@ protected:
         write("{" + member + ", \"Comment\": 1}");
         return *vokConfig::getInstance();
     }
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeSystemLog& systemLog = host.part<FakeSystemLog>();
 };
 
 void expectDefaultsOfNoFile(vokConfig& config) {
@@ -565,7 +567,7 @@ TEST_F(ConfigTest, AValueThatIsTakenIsNoRefusal) {
 TEST_F(ConfigTest, TheSingletonDoesNotLog) {
     write("{\"LoggingLevel\": 5, \"VOKLogLocation\": {}}");
     vokConfig::getInstance();
-    EXPECT_TRUE(host.systemLogLines.empty());
+    EXPECT_TRUE(systemLog.lines().empty());
     EXPECT_FALSE(host.root.exists("log"));
 }
 

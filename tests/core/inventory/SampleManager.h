@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "core/inventory/vokCachedResourceManager.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 
 inline constexpr vokManagerTraits sampleTraits = [] {
@@ -114,7 +115,7 @@ protected:
 
     // Ends the loop of `manager` in the wait number `count`, counted from 1.
     void stopInWait(SampleManager& manager, int count) {
-        host.onTimedWait = [this, &manager, count](const timespec&) {
+        clock.onTimedWait = [this, &manager, count](const timespec&) {
             if (++waits < count) return false;
             manager.stopSample = true;  // the waiter's mutex is held
             return true;
@@ -127,6 +128,7 @@ protected:
         return numbers;
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
     int waits = 0;
 };

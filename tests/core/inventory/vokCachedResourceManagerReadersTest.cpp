@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "core/inventory/SampleManager.h"
+#include "support/FakeSystemLog.h"
 
 namespace vokCachedResourceManagerReadersTest {
 namespace {
@@ -143,14 +144,13 @@ TEST_F(CachedResourceManager, NoRequestForAPushIsLostAtTheEndOfTheFirstBuild) {
         EXPECT_FALSE(manager.pushOnCacheBuild);
         const long pushes = countLogged(host, "DEBUG TEST_RM: testRM requesting cache push") - pushesBefore;
         EXPECT_TRUE(ready || pushes == 1);
-        const std::lock_guard<std::mutex> lock(host.guard);
-        host.systemLogLines.clear();
+        host.part<FakeSystemLog>().clear();
     }
 }
 
 TEST_F(CachedResourceManager, ABuildThatEndsWhileTheLastPassLooksIsReadyAndOwesNoPush) {
     SampleManager manager;
-    host.onSystemLog = [&](const std::string&) { manager.cacheReady = true; };
+    host.part<FakeSystemLog>().onLine = [&](const std::string&) { manager.cacheReady = true; };
     EXPECT_TRUE(manager.isInventoryReady(8));
     EXPECT_FALSE(manager.pushOnCacheBuild);
 }
@@ -161,13 +161,13 @@ TEST_F(CachedResourceManager, RunsWithABuiltCache) {
     SampleManager manager;
     manager.cacheBuild();
     EXPECT_TRUE(manager.isRunning());
-    EXPECT_THAT(host.pauses, IsEmpty());
+    EXPECT_THAT(clock.pauses(), IsEmpty());
 }
 
 TEST_F(CachedResourceManager, DoesNotRunAfterThreePassesWithoutRecords) {
     SampleManager manager;
     EXPECT_FALSE(manager.isRunning());
-    EXPECT_THAT(host.pauses, ElementsAre(3000000u, 3000000u, 3000000u));
+    EXPECT_THAT(clock.pauses(), ElementsAre(3000000u, 3000000u, 3000000u));
     EXPECT_THAT(
         loggedLines(host),
         ElementsAre("WARNING TEST_RM: _cacheBuildInProgress = 0,TestInventory.size() =0,retryCount =1",
@@ -177,14 +177,14 @@ TEST_F(CachedResourceManager, DoesNotRunAfterThreePassesWithoutRecords) {
 
 TEST_F(CachedResourceManager, HasItsOwnPauseAndBlanksInTheRunningTest) {
     SampleManager manager(otherTraits);
-    host.onPause = [&](unsigned long microseconds) {
+    clock.onPause = [&](unsigned long microseconds) {
         EXPECT_EQ(microseconds, 5000000u);
         EXPECT_TRUE(manager.mlock.try_lock());  // not kept from a build meanwhile
         manager.mlock.unlock();
         manager.cacheBuild();
     };
     EXPECT_TRUE(manager.isRunning());
-    EXPECT_EQ(host.pauses.size(), 1u);
+    EXPECT_EQ(clock.pauses().size(), 1u);
     EXPECT_TRUE(hasLogged(
         host, "WARNING OTHER_RM: _cacheBuildInProgress = 0,OtherInventory.size() = 0,retryCount = 1"));
 }
@@ -193,7 +193,7 @@ TEST_F(CachedResourceManager, MayRunWithoutRecords) {
     SampleManager manager;
     manager.runsEmpty = true;
     EXPECT_TRUE(manager.isRunning());
-    EXPECT_THAT(host.pauses, IsEmpty());
+    EXPECT_THAT(clock.pauses(), IsEmpty());
 }
 
 }  // namespace

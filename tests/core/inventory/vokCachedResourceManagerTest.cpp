@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 TEST_F(CachedResourceManager, TheFirstBuildNeedsNoWaiting) {
     SampleManager manager;
-    host.onTimedWait = [&](const timespec&) {
+    clock.onTimedWait = [&](const timespec&) {
         EXPECT_EQ(manager.builds, 1);
         manager.stopSample = true;
         return true;
@@ -31,7 +31,7 @@ TEST_F(CachedResourceManager, BuildsAnewWhenTheRefreshIntervalHasPassed) {
     stopInWait(manager, 4);
     manager.startInventory();
     EXPECT_EQ(manager.builds, 4);
-    EXPECT_THAT(host.waitedSeconds, ElementsAre(60, 60, 60, 60));
+    EXPECT_THAT(clock.waitedSeconds(), ElementsAre(60, 60, 60, 60));
 }
 
 TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalBuildsNothing) {
@@ -40,7 +40,7 @@ TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalBuildsNothing
     } manager;
     manager.secondsBetweenBuilds = 30;
     std::vector<int> buildsAtWait;
-    host.onTimedWait = [&](const timespec&) {
+    clock.onTimedWait = [&](const timespec&) {
         buildsAtWait.push_back(manager.builds);
         manager.stopSample = buildsAtWait.size() == 7;
         return false;
@@ -51,8 +51,8 @@ TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalBuildsNothing
 
 TEST_F(CachedResourceManager, ASignalAloneDecidesNothing) {
     SampleManager manager;
-    host.onTimedWait = [&](const timespec& deadline) {
-        host.now.tv_sec = deadline.tv_sec;  // time enough has passed, but the wait has not timed out
+    clock.onTimedWait = [&](const timespec& deadline) {
+        clock.set(deadline.tv_sec);  // time enough has passed, but the wait has not timed out
         manager.stopSample = ++waits == 5;
         return true;
     };
@@ -65,7 +65,7 @@ TEST_F(CachedResourceManager, WaitsThirtySecondsWithoutAnInterval) {
     manager.secondsBetweenBuilds = 0;
     stopInWait(manager, 1);
     manager.startInventory();
-    EXPECT_THAT(host.waitedSeconds, ElementsAre(30));
+    EXPECT_THAT(clock.waitedSeconds(), ElementsAre(30));
 }
 
 TEST_F(CachedResourceManager, TakesItsIntervalFromTheConfiguration) {
@@ -75,7 +75,7 @@ TEST_F(CachedResourceManager, TakesItsIntervalFromTheConfiguration) {
     manager.asksTheConfiguration = true;
     stopInWait(manager, 1);
     manager.startInventory();
-    EXPECT_THAT(host.waitedSeconds, ElementsAre(77));
+    EXPECT_THAT(clock.waitedSeconds(), ElementsAre(77));
 }
 
 TEST_F(CachedResourceManager, AModuleThatTheConfigurationDoesNotKnowWaitsThirtySeconds) {
@@ -83,13 +83,13 @@ TEST_F(CachedResourceManager, AModuleThatTheConfigurationDoesNotKnowWaitsThirtyS
     manager.asksTheConfiguration = true;
     stopInWait(manager, 1);
     manager.startInventory();
-    EXPECT_THAT(host.waitedSeconds, ElementsAre(30));
+    EXPECT_THAT(clock.waitedSeconds(), ElementsAre(30));
 }
 
 TEST_F(CachedResourceManager, TheGreatestIntervalNeitherOverflowsNorSpins) {
     SampleManager manager;
     manager.secondsBetweenBuilds = INT_MAX;
-    host.onTimedWait = [&](const timespec& deadline) {
+    clock.onTimedWait = [&](const timespec& deadline) {
         EXPECT_GT(deadline.tv_sec, 1700000000);
         manager.stopSample = true;
         return true;
@@ -110,7 +110,7 @@ TEST_F(CachedResourceManager, ARequestDuringABuildIsServedWithoutWaiting) {
 }
 
 TEST_F(CachedResourceManager, ARequestWakesTheLoop) {
-    host.timedWaitsHold = true;
+    clock.timedWaitsHold = true;
     SampleManager manager;
     std::thread thread([&] { manager.startInventory(); });
     while (!manager.cacheReady) std::this_thread::yield();
@@ -158,11 +158,11 @@ TEST_F(CachedResourceManager, EnteredWithinThreeSecondsOfABuildReturnsAtOnce) {
     SampleManager manager;
     manager.cacheBuild();
     for (const int elapsed : {0, 2, -5}) {
-        host.now.tv_sec = 1700000000 + elapsed;
+        clock.set(1700000000 + elapsed);
         manager.startInventory();
     }
     EXPECT_EQ(manager.builds, 1);
-    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_THAT(clock.waitedSeconds(), IsEmpty());
     EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: Attempting to refresh Cache."), 3);
     EXPECT_EQ(
         countLogged(host, "DEBUG TEST_RM: cache was recently refreshed. skipping the current refresh cycle"),
@@ -172,7 +172,7 @@ TEST_F(CachedResourceManager, EnteredWithinThreeSecondsOfABuildReturnsAtOnce) {
 TEST_F(CachedResourceManager, EnteredThreeSecondsAfterABuildRuns) {
     SampleManager manager;
     manager.cacheBuild();
-    host.now.tv_sec += 3;
+    clock.advance(3);
     stopInWait(manager, 1);
     manager.startInventory();
     EXPECT_EQ(manager.builds, 2);
@@ -181,7 +181,7 @@ TEST_F(CachedResourceManager, EnteredThreeSecondsAfterABuildRuns) {
 
 TEST_F(CachedResourceManager, AFailingClockEndsTheThreadAndLeavesTheCache) {
     SampleManager manager;
-    manager.onAfterBuild = [&] { host.failingClockReads = 1; };
+    manager.onAfterBuild = [&] { clock.failReads(1); };
     manager.startInventory();
     EXPECT_TRUE(hasLogged(host, "ERROR TEST_RM: Failed to get current time! (errno: 22)"));
     EXPECT_EQ(manager.tearDowns, 1);
@@ -211,7 +211,7 @@ TEST_F(CachedResourceManager, StoppedDuringABuildFinishesItAndWaitsNoMore) {
     };
     manager.startInventory();
     EXPECT_EQ(manager.builds, 1);
-    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_THAT(clock.waitedSeconds(), IsEmpty());
     EXPECT_TRUE(manager.cacheReady);
 }
 
@@ -223,11 +223,11 @@ TEST_F(CachedResourceManager, AStopThatNoWaitSeesIsNotWaitedOut) {
     };
     manager.startInventory();
     EXPECT_EQ(manager.builds, 1);
-    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_THAT(clock.waitedSeconds(), IsEmpty());
 }
 
 TEST_F(CachedResourceManager, AStopAtAnyMomentEndsTheThread) {
-    host.timedWaitsHold = true;
+    clock.timedWaitsHold = true;
     for (int round = 0; round < 200; ++round) {
         SampleManager manager;
         std::thread thread([&] { manager.startInventory(); });
@@ -282,7 +282,7 @@ TEST_F(CachedResourceManager, ABuildHoldsItsLockAndSaysSo) {
 TEST_F(CachedResourceManager, TheRefreshTimeIsTheEndOfTheBuild) {
     SampleManager manager;
     manager.onGather = [&] {
-        vokHostAccess().pause(100000000);
+        clock.pause(100000000);
         return SampleManager::gathered::complete;
     };
     manager.cacheBuild();

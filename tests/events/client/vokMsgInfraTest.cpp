@@ -84,7 +84,7 @@ TEST_F(vokMsgInfraTest, APacketArrivesAsItWasWritten) {
     _VOK_MESSAGE_PACKET got{};
     bool read = false;
     // Opening for reading waits for the writer, and the writer's attempts for the reader.
-    host.onPause = [](unsigned long) { std::this_thread::sleep_for(std::chrono::milliseconds(1)); };
+    clock.onPause = [](unsigned long) { std::this_thread::sleep_for(std::chrono::milliseconds(1)); };
     std::thread reader([&] { read = vokReadPipe(pipePath, &got); });
     while (!vokWritePipe(pipePath, &sent)) {
     }
@@ -127,7 +127,7 @@ TEST_F(vokMsgInfraTest, APipeThatIsNotThereCanNeitherBeReadNorWritten) {
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
     EXPECT_EQ(debugLines("writeFd = -1.\n"), 1);
     EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/some failed while writing."), 1);
-    EXPECT_THAT(host.pauses, SizeIs(0));
+    EXPECT_THAT(clock.pauses(), SizeIs(0));
 }
 
 TEST_F(vokMsgInfraTest, AFileInAPipesPlaceIsNeitherReadNorWritten) {
@@ -153,19 +153,19 @@ TEST_F(vokMsgInfraTest, AReaderMayOpenItsPipeUpToTwoSecondsLate) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
     vokOwnedDescriptor reader;
     int pauses = 0;
-    host.onPause = [&](unsigned long) {
+    clock.onPause = [&](unsigned long) {
         if (++pauses == 199) reader = openPlace(O_RDONLY | O_NONBLOCK);
     };
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_TRUE(vokWritePipe(pipePath, &packet));
-    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));
+    EXPECT_EQ(clock.pauses(), std::vector<unsigned long>(199, 10000));
 }
 
 TEST_F(vokMsgInfraTest, AReaderThatNeverComesIsGivenUp) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
-    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));
+    EXPECT_EQ(clock.pauses(), std::vector<unsigned long>(199, 10000));
     EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/some failed while writing."), 1);
 }
 
@@ -178,16 +178,16 @@ TEST_F(vokMsgInfraTest, APipeThatNobodyEmptiesIsGivenUp) {
     }
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
-    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));
+    EXPECT_EQ(clock.pauses(), std::vector<unsigned long>(199, 10000));
     EXPECT_EQ(debugLines("-1 bytes written on pipe =/var/run/some"), 1);
 }
 
 TEST_F(vokMsgInfraTest, WaitsAreGivenUpAtOnceWhenTheServerStops) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
-    host.onPause = [](unsigned long) { vokAbandonPipeWaits(true); };
+    clock.onPause = [](unsigned long) { vokAbandonPipeWaits(true); };
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
-    EXPECT_THAT(host.pauses, SizeIs(1));
+    EXPECT_THAT(clock.pauses(), SizeIs(1));
 }
 
 TEST_F(vokMsgInfraTest, AReaderThatLeavesBeforeTheWriteEndsNothingButTheWrite) {
@@ -197,10 +197,10 @@ TEST_F(vokMsgInfraTest, AReaderThatLeavesBeforeTheWriteEndsNothingButTheWrite) {
     const char filling[4096] = {};
     while (::write(writer.get(), filling, sizeof(filling)) > 0) {
     }
-    host.onPause = [&](unsigned long) { reader.reset(); };  // the next attempt meets a broken pipe
+    clock.onPause = [&](unsigned long) { reader.reset(); };  // the next attempt meets a broken pipe
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
-    EXPECT_THAT(host.pauses, SizeIs(1));
+    EXPECT_THAT(clock.pauses(), SizeIs(1));
     sigset_t signals;
     ASSERT_EQ(::sigpending(&signals), 0);
     EXPECT_EQ(::sigismember(&signals, SIGPIPE), 0);
@@ -241,7 +241,7 @@ TEST_F(vokMsgInfraTest, TheGreatestAndTheLeastProcessIdAreWrittenInFull) {
     EXPECT_EQ(debugLines("Writing to the response named pipe."), 2);
     EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/mevvokcli2147483647 failed while writing."), 1);
     EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/mevvokcli-2147483648 failed while writing."), 1);
-    EXPECT_THAT(host.pauses, SizeIs(0));
+    EXPECT_THAT(clock.pauses(), SizeIs(0));
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ TEST_F(vokServerLifecycleTest, ASecondStartMakesNoSecondThread) {
 }
 
 TEST_F(vokServerLifecycleTest, AThreadThatCanNotBeMadeIsADebugLineAndLeavesNothingToStop) {
-    makeThreadCreationFail();
+    threads.failStarts();
     VOKServer::initializeVOKServer();
     EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Unable to spawn a thread to handle event."), 1);
     EXPECT_EQ(serStopPipeFd[1], -1);
@@ -129,7 +129,7 @@ TEST_F(vokServerLifecycleTest, AStopThatCanNotWriteTriesThreeTimes) {
 TEST_F(vokServerLifecycleTest, ARequestInProgressIsFinishedBeforeTheStop) {
     std::atomic<bool> working{false};
     std::atomic<bool> goOn{false};
-    host.onPause = [&](unsigned long) {
+    clock.onPause = [&](unsigned long) {
         working = true;
         while (!goOn) std::this_thread::yield();
     };

@@ -149,7 +149,7 @@ TEST_F(vokServerPlaceTest, ARequestInARemovedPipeIsStillServed) {
     busy.makePipe();
     waiting.makePipe();
     std::atomic<int> pauses{0};
-    host.onPause = [&](unsigned long) {
+    clock.onPause = [&](unsigned long) {
         if (++pauses > 1) return;
         while (!removed) std::this_thread::yield();
     };

@@ -142,15 +142,14 @@ TEST_F(vokServerTest, AClientThatNeverReadsDelaysTheNextByABoundedTime) {
     TestClient(host, 1).send(injectedEventCode, "{}");
     TestClient next(host, 2);
     EXPECT_EQ(next.ask(injectedEventCode, "{}"), 0);
-    const std::lock_guard<std::mutex> lock(host.guard);
-    EXPECT_EQ(host.pauses, std::vector<unsigned long>(199, 10000));  // two seconds
+    EXPECT_EQ(clock.pauses(), std::vector<unsigned long>(199, 10000));  // two seconds
 }
 
 TEST_F(vokServerTest, AClientThatNeverReadsDoesNotPreventAStop) {
     ASSERT_EQ(::mkfifo(place("/var/run/mevvokcli1").c_str(), 0600), 0);
     std::thread stopper;
     int pauses = 0;
-    host.onPause = [&](unsigned long) {
+    clock.onPause = [&](unsigned long) {
         if (++pauses == 1)
             stopper = std::thread([] { VOKServer::stopVOKServer(); });
         else
@@ -200,7 +199,7 @@ TEST_F(vokServerTest, AnInterruptedWaitIsAnErrorLineAndTheNextRequestIsServed) {
         },
         "the interrupted wait");
     EXPECT_EQ(client.ask(injectedEventCode, "{}"), 0);
-    EXPECT_THAT(host.pauses, IsEmpty());
+    EXPECT_THAT(clock.pauses(), IsEmpty());
 }
 
 TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsServed) {
@@ -208,7 +207,7 @@ TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsSer
     // always readable, and reading it fails. The pause after the failure puts the pipe back.
     int server = -1;
     vokOwnedDescriptor kept;
-    host.onPause = [&](unsigned long) {
+    clock.onPause = [&](unsigned long) {
         if (server >= 0) {
             if (kept) ::dup2(kept.get(), server);
             kept.reset();
@@ -230,9 +229,8 @@ TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsSer
     EXPECT_EQ(client.ask(injectedEventCode, eventText("B")), 0);
     EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "recv failed"), 1);
     EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 0);
-    const std::lock_guard<std::mutex> lock(host.guard);
-    EXPECT_EQ(host.pauses, (std::vector<unsigned long>{500000, 100000, 500000}));
-    EXPECT_THAT(host.remoteCommandPayloads(), ElementsAre(sentText("A"), sentText("B")));
+    EXPECT_EQ(clock.pauses(), (std::vector<unsigned long>{500000, 100000, 500000}));
+    EXPECT_THAT(ipmi.remoteCommandPayloads(), ElementsAre(sentText("A"), sentText("B")));
 }
 
 }  // namespace

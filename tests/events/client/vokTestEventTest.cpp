@@ -78,7 +78,7 @@ TEST_F(vokTestEventWithAllManagers, ManagersAreAskedInTheOrderOneTwoThreeZeroAnd
 TEST_F(vokTestEventWithHost, AManagerWithACacheIsOperational) {
     HostResourceManager::getInstance()->cacheBuild();
     openGate();
-    host.now = {1700000000, 0};
+    clock.set(1700000000);
     generateTestEvent(708);
     EXPECT_EQ(delivered().back(), agentEvent(R"(["HostOSInfo","StorageControllers"])", R"(["HostOSInfo"])"));
 }

@@ -243,11 +243,11 @@ TEST_F(vokcliTest, AnEventThatWouldCoverItsCommandsNameIsNotSent) {
         tooShort.err,
         "vokcli: The event is too short for the controller to know it: 56 bytes with its Source; at least "
         "57 are needed.\n");
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
     const Result enough = run({"inject", "-"}, R"({"Pad":")" + std::string(57 - 29, 'x') + R"("})");
     EXPECT_EQ(enough.out, "Delivered: the controller took the event of 57 bytes.\n") << enough.err;
-    ASSERT_FALSE(host.deviceRequests.empty());
-    EXPECT_STREQ(reinterpret_cast<const char*>(host.deviceRequests.front().data.data() + 3), "MPEventGen");
+    ASSERT_FALSE(ipmi.requests().empty());
+    EXPECT_STREQ(reinterpret_cast<const char*>(ipmi.requests().front().data.data() + 3), "MPEventGen");
 }
 
 TEST_F(vokcliTest, AnEventThatFitsOnOneLineOnlyIsSentSo) {

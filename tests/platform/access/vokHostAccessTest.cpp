@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -17,7 +18,9 @@
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/access/vokShell.h"
 #include "platform/access/vokWait.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vokHostAccessTest {
@@ -160,6 +163,34 @@ TEST(KernelHostAccess, ReportsOnceWhyALibraryCallFailed) {
     EXPECT_EQ(host.libraryError(), "");
 }
 
+TEST(KernelHostAccess, StartsAThreadAndJoinsIt) {
+    vokKernelHostAccess host;
+    std::atomic<int> argument{0};
+    const auto body = [](void* passed) -> void* {
+        *static_cast<std::atomic<int>*>(passed) = 1;
+        return nullptr;
+    };
+    pthread_t thread{};
+    ASSERT_EQ(host.startThread(&thread, body, &argument), 0);
+    EXPECT_EQ(host.joinThread(thread), 0);
+    EXPECT_EQ(argument, 1);
+    EXPECT_EQ(host.joinThread(::pthread_self()), EDEADLK);
+}
+
+TEST(KernelHostAccess, AThreadHasTheDefaultAttributes) {
+    // A stack larger than the address space can't be had.
+    constexpr std::size_t all = ~std::size_t{0};
+    pthread_attr_t attributes;
+    ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&attributes, all - (all >> 4)), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&attributes), 0);
+    ::pthread_attr_destroy(&attributes);
+    vokKernelHostAccess host;
+    pthread_t thread{};
+    const auto body = [](void*) -> void* { return nullptr; };
+    EXPECT_EQ(host.startThread(&thread, body, nullptr), EAGAIN);
+}
+
 TEST(KernelHostAccess, TimedWaitEndsAtADeadlineThatIsOver) {
     vokKernelHostAccess host;
     std::mutex mutex;
@@ -278,22 +309,23 @@ TEST(ShellQuote, KeepsPlainWordsBare) {
 }
 
 TEST(WaitFor, TellsTimeOutSignalAndAFailingClock) {
-    auto& host = useFakeHost();
+    const FakeHost host;
+    auto& clock = host.part<FakeClock>();
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::timedOut);
-    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{60});
-    host.onTimedWait = [](const timespec&) { return true; };
+    EXPECT_EQ(clock.waitedSeconds(), std::vector<long long>{60});
+    clock.onTimedWait = [](const timespec&) { return true; };
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::signalled);
-    host.failingClockReads = 1;
+    clock.failReads(1);
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::clockFailed);
 }
 
 TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     time_t deadlineSeconds = 0;
-    host.onTimedWait = [&](const timespec& deadline) {
+    host.part<FakeClock>().onTimedWait = [&](const timespec& deadline) {
         deadlineSeconds = deadline.tv_sec;
         return true;
     };
@@ -305,17 +337,18 @@ TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
 }
 
 TEST(WaitFor, AnIntervalBelowZeroIsOver) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
     EXPECT_EQ(vokWaitFor(condition, lock, -5), vokWaitResult::timedOut);
-    EXPECT_EQ(host.waitedSeconds, std::vector<long long>{0});
+    EXPECT_EQ(host.part<FakeClock>().waitedSeconds(), std::vector<long long>{0});
 }
 
 TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
-    auto& host = useFakeHost();
-    host.onCommand = [](const std::string&, int& status) {
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.onCommand = [](const std::string&, int& status) {
         status = 2 << 8;
         return std::string("text");
     };
@@ -323,7 +356,7 @@ TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
     ASSERT_TRUE(stream);
     EXPECT_EQ(stream.close(), 2 << 8);
     EXPECT_EQ(stream.close(), -1);
-    host.commandsFailToStart = true;
+    commands.failToStart = true;
     EXPECT_FALSE(vokCommandStream("anything"));
 }
 

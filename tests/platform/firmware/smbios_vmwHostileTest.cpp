@@ -8,14 +8,15 @@
 #include <vector>
 
 #include "platform/firmware/vokSmBiosRecords.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystemLog.h"
 #include "support/SmBiosTable.h"
 
 namespace smbios_vmwHostileTest {
 namespace {
 
-FakeHostAccess& openTable(const std::string& deviceContents) {
-    auto& host = useFakeHost();
+FakeHost openTable(const std::string& deviceContents) {
+    FakeHost host;
     host.root.writeFile(SmBiosTable::deviceFile, deviceContents);
     SmBiosDeinit();
     EXPECT_EQ(SmBiosInit(), 0);
@@ -277,7 +278,7 @@ void limitMemory(rlim_t bytesMore) {
 void expectNoMemoryTold(unsigned char type, const std::string& text) {
     SmBiosTable table;
     for (int i = 0; i < 10917; ++i) table.addRaw(bytes({type, 4, 0, 0, 0, 0}));
-    auto& host = openTable(table.contents());
+    const auto host = openTable(table.contents());
     limitMemory(512 * 1024);
     int something = 0;
     void* records = &something;
@@ -286,7 +287,7 @@ void expectNoMemoryTold(unsigned char type, const std::string& text) {
     EXPECT_EQ(records, nullptr);
     EXPECT_EQ(count, 0u);
     const std::vector<std::pair<int, std::string>> expected{{LOG_DAEMON | LOG_WARNING, text}};
-    EXPECT_EQ(host.systemLogLines, expected);
+    EXPECT_EQ(host.part<FakeSystemLog>().lines(), expected);
 }
 
 }  // namespace

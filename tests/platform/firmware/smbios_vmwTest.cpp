@@ -10,14 +10,15 @@
 #include <vector>
 
 #include "platform/firmware/vokSmBiosRecords.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeFiles.h"
+#include "support/FakeHost.h"
 #include "support/SmBiosTable.h"
 
 namespace smbios_vmwTest {
 namespace {
 
-FakeHostAccess& hostWith(const std::string& deviceContents) {
-    auto& host = useFakeHost();
+FakeHost hostWith(const std::string& deviceContents) {
+    FakeHost host;
     host.root.writeFile(SmBiosTable::deviceFile, deviceContents);
     return host;
 }
@@ -61,36 +62,26 @@ std::size_t openDescriptors() {
 // --- opening ---
 
 TEST(SmBiosInit, OpensTheDeviceFileForReadingWithSynchronousTransfersAndClosesIt) {
-    class Watching : public FakeHostAccess {
-    public:
-        int openDevice(const std::string& place, int flags) override {
-            asked = place.substr(root.path().size());
-            askedFlags = flags;
-            return FakeHostAccess::openDevice(place, flags);
-        }
-        std::string asked;
-        int askedFlags = 0;
-    };
-    auto access = std::make_unique<Watching>();
-    Watching& host = *access;
-    vokSetHostAccess(std::move(access));
+    const FakeHost host;
     host.root.writeFile("/vmfs/devices/char/mem/smbios", oneSlot().contents());
     const std::size_t before = openDescriptors();
     EXPECT_EQ(SmBiosInit(), 0);
-    EXPECT_EQ(host.asked, "/vmfs/devices/char/mem/smbios");
-    EXPECT_EQ(host.askedFlags, O_RDONLY | O_SYNC);
+    const auto opened = host.part<FakeFiles>().openedNodes();
+    ASSERT_EQ(opened.size(), 1U);
+    EXPECT_EQ(opened[0].path, "/vmfs/devices/char/mem/smbios");
+    EXPECT_EQ(opened[0].flags, O_RDONLY | O_SYNC);
     EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST(SmBiosInit, FailsWithTheErrorOfTheOpen) {
-    useFakeHost();
+    const FakeHost host;
     errno = 0;
     EXPECT_EQ(SmBiosInit(), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
 TEST(SmBiosInit, FailsWithTheErrorOfTheRead) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     std::filesystem::create_directories(host.path(SmBiosTable::deviceFile));
     const std::size_t before = openDescriptors();
     EXPECT_EQ(SmBiosInit(), -1);
@@ -169,7 +160,7 @@ TEST(SmBiosInit, ReadsTheFirst65536BytesAlone) {
 }
 
 TEST(SmBiosInit, ASecondCallFindsTheTableOpen) {
-    auto& host = hostWith(oneSlot().contents());
+    const auto host = hostWith(oneSlot().contents());
     EXPECT_EQ(SmBiosInit(), 0);
     std::filesystem::remove(host.path(SmBiosTable::deviceFile));
     EXPECT_EQ(SmBiosInit(), 0);
@@ -177,7 +168,7 @@ TEST(SmBiosInit, ASecondCallFindsTheTableOpen) {
 }
 
 TEST(SmBiosDeinit, MayBeFollowedByAnotherInit) {
-    auto& host = hostWith(oneSlot().contents());
+    const auto host = hostWith(oneSlot().contents());
     EXPECT_EQ(SmBiosInit(), 0);
     SmBiosDeinit();
     EXPECT_TRUE(slotDesignations().empty());
@@ -194,7 +185,7 @@ TEST(SmBiosDeinit, MayBeFollowedByAnotherInit) {
 // --- fetching ---
 
 TEST(SmBiosRecords, OfATableThatIsNotOpenAreNotThereAndTheOutputsAreCleared) {
-    useFakeHost();
+    const FakeHost host;
     int something = 0;
     void* records = &something;
     std::size_t count = 7;

@@ -7,6 +7,7 @@
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/places/PhysLocFixture.h"
 #include "platform/utils/platformCheck.h"
+#include "support/FakeCommands.h"
 
 namespace PCIeManufacturerResolverTest {
 namespace {
@@ -35,13 +36,15 @@ protected:
         PCIeManufacturerResolver::getSubvendorID(address, id);
         return id;
     }
+
+    FakeCommands& commands = host.part<FakeCommands>();
 };
 
 // Commands start, and reading what they print fails.
-class HostOfUnreadableOutput : public FakeHostAccess {
+class UnreadableOutput : public FakeCommands {
 public:
-    FILE* openCommand(const std::string&) override { return std::fopen("/", "r"); }
-    int closeCommand(FILE* stream) override { return std::fclose(stream); }
+    FILE* open(const std::string&) override { return std::fopen("/", "r"); }
+    int close(FILE* stream) override { return std::fclose(stream); }
 };
 
 constexpr char noMapping[] = "DEBUG MFR: Unable to fetch manufacturer name for PCI Subsystem Vendor ID : ";
@@ -49,7 +52,7 @@ constexpr char noMapping[] = "DEBUG MFR: Unable to fetch manufacturer name for P
 TEST_F(ManufacturerResolver, WhatIsOnBoardIsTheSystemMakersWhateverItsSubsystemVendorIs) {
     startFirstPlatform();
     EXPECT_EQ(fetch(onBoard, "0x1077"), "Maker of Racks");
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(commands.texts().empty());
 }
 
 TEST_F(ManufacturerResolver, TheSystemMakerThatIsNotKnownIsALineOfTheLog) {
@@ -65,7 +68,7 @@ TEST_F(ManufacturerResolver, AnAddInCardHasTheNameOfItsSubsystemVendor) {
     EXPECT_EQ(fetch(inSlot, "1077"), "QLogic Corp.");
     EXPECT_EQ(fetch(inSlot, "0x1077"), "QLogic Corp.");
     EXPECT_EQ(fetch(inSlot, "0X1077"), "QLogic Corp.");
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(commands.texts().empty());
 }
 
 TEST_F(ManufacturerResolver, AnyOtherTextThanSixCharactersWithThePrefixIsLookedUpAsItStands) {
@@ -94,17 +97,17 @@ TEST_F(ManufacturerResolver, AnUnknownIdLeavesNoNameAndIsTold) {
 
 TEST_F(ManufacturerResolver, WithoutAnIdTheHardwareListIsAskedOnce) {
     startFirstPlatform();
-    host.commandOutput[question] = "0x1077\n";
+    commands.output[question] = "0x1077\n";
     EXPECT_EQ(fetch(inSlot, ""), "QLogic Corp.");
-    EXPECT_EQ(host.commands, std::vector<std::string>{question});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{question});
 }
 
 TEST_F(ManufacturerResolver, TheIdOfTheHardwareListStandsInTheMessage) {
     startFirstPlatform();
-    host.commandOutput[question] = "0xabc0\n";
+    commands.output[question] = "0xabc0\n";
     EXPECT_EQ(fetch(inSlot, ""), "");
     EXPECT_TRUE(logged(std::string(noMapping) + "0xabc0 as there is no mapping vendor information."));
-    EXPECT_EQ(host.commands.size(), 1u);
+    EXPECT_EQ(commands.texts().size(), 1u);
 }
 
 TEST_F(ManufacturerResolver, WithoutAnyIdTheMessageHasZero) {
@@ -127,7 +130,7 @@ TEST_F(ManufacturerResolver, AnAddressWithoutTheFormHasNoManufacturer) {
     EXPECT_TRUE(
         logged("DEBUG MFR: Unable to fetch manufacturer name for PCI device : NotAvailable as it is neither "
                "OnBoard nor Add-in device"));
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(commands.texts().empty());
 }
 
 TEST_F(ManufacturerResolver, ADomainOfFiveDigitsIsNotTakenForTheFourAtItsEnd) {
@@ -150,13 +153,13 @@ TEST_F(ManufacturerResolver, OnAnUnknownPlatformNoDeviceHasAManufacturer) {
 TEST_F(ManufacturerResolver, FromTheOSAGivenIdIsNotAskedFor) {
     EXPECT_EQ(fetchFromOS(inSlot, "0x1077"), "QLogic Corp.");
     EXPECT_EQ(fetchFromOS(inSlot, "000f"), "");
-    EXPECT_TRUE(host.commands.empty());
-    host.commandOutput[question] = "0x10df\n";
+    EXPECT_TRUE(commands.texts().empty());
+    commands.output[question] = "0x10df\n";
     EXPECT_EQ(fetchFromOS(inSlot, ""), "Emulex Corporation");
 }
 
 TEST_F(ManufacturerResolver, TheSubsystemVendorIsTheFirstLineTrimmed) {
-    host.commandOutput[question] = "  0x1077 \n0x10df\n";
+    commands.output[question] = "  0x1077 \n0x10df\n";
     EXPECT_EQ(subVendor(inSlot), "0x1077");
 }
 
@@ -166,7 +169,7 @@ TEST_F(ManufacturerResolver, NoOutputIsNoSubsystemVendorAndNoError) {
 }
 
 TEST_F(ManufacturerResolver, ACommandThatCanNotStartIsAnError) {
-    host.commandsFailToStart = true;
+    commands.failToStart = true;
     EXPECT_EQ(subVendor(inSlot), "");
     EXPECT_TRUE(
         logged("ERROR MFR: Error(Resource temporarily unavailable) occurred in identifying SubVendor id for "
@@ -174,9 +177,8 @@ TEST_F(ManufacturerResolver, ACommandThatCanNotStartIsAnError) {
 }
 
 TEST(ManufacturerResolverOutput, OutputThatCanNotBeReadIsAnError) {
-    auto access = std::make_unique<HostOfUnreadableOutput>();
-    HostOfUnreadableOutput& host = *access;
-    vokSetHostAccess(std::move(access));
+    const FakeHost host;
+    host.add<UnreadableOutput>();
     logEverything(host);
     std::string id = "what was there before";
     PCIeManufacturerResolver::getSubvendorID(inSlot, id);
@@ -214,7 +216,7 @@ TEST_F(ManufacturerResolver, OnlyAPciAddressEntersTheAwkProgram) {
         EXPECT_EQ(subVendor(address), "");
         EXPECT_TRUE(logged("WARNING MFR: Not a PCI address, not looked up : " + address)) << address;
     }
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(commands.texts().empty());
 }
 
 TEST(PCIVendorsMap, HoldsTheVendorsOfThePublicList) {

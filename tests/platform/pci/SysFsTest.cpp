@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <filesystem>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 
 namespace SysFsTest {
@@ -39,7 +39,7 @@ protected:
         link("../../../host0", device + "/scsi_host/host0/device");
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
     SysFs tree;
 };
 

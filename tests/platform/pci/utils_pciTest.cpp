@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <filesystem>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
 namespace utils_pciTest {
 namespace {
@@ -32,7 +32,7 @@ std::string configSpace() {
     return space;
 }
 
-void addFunction(FakeHostAccess& host, const std::string& address) {
+void addFunction(const FakeHost& host, const std::string& address) {
     const std::string path = devices + address;
     host.root.writeFile(path + "/vendor", "0x8086\n");
     host.root.writeFile(path + "/device", "0x1528\n");
@@ -102,7 +102,7 @@ TEST(PciNodeCreate, ANameThatIsNoAddressMakesNone) {
 }
 
 TEST(PciNodeScan, GivesTheFunctionsInTheOrderOfTheirNames) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     for (const char* name : {"0001:00:00.0", "0000:3b:00.1", "0000:3b:00.0", "0000:00:1c.0:pcie001",
                              "10000:00:00.0", "0000:3b:00.z", "zzzz:00:00.0", "other"})
         host.root.writeFile(devices + std::string(name) + "/irq", "1\n");
@@ -112,7 +112,7 @@ TEST(PciNodeScan, GivesTheFunctionsInTheOrderOfTheirNames) {
 }
 
 TEST(PciNodeScan, AppendsToTheListFromAnyDirectory) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/elsewhere/0000:01:00.0/vendor", "0x1000\n");
     std::list<pci_node> list;
     EXPECT_EQ(pci_node_scan(list, "/elsewhere"), 1);
@@ -122,14 +122,14 @@ TEST(PciNodeScan, AppendsToTheListFromAnyDirectory) {
 }
 
 TEST(PciNodeScan, GivesMinus1WhenTheDirectoryCantBeRead) {
-    useFakeHost();
+    const FakeHost host;
     std::list<pci_node> list;
     EXPECT_EQ(pci_node_scan(list), -1);
     EXPECT_TRUE(list.empty());
 }
 
 TEST(PciNodeScan, ReadsTheAttributesOfEachFunction) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     const auto list = scan();
     ASSERT_EQ(list.size(), 1u);
@@ -147,7 +147,7 @@ TEST(PciNodeScan, ReadsTheAttributesOfEachFunction) {
 }
 
 TEST(PciNodeScan, AMissingAttributeCostsItsOwnFieldAlone) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     for (const char* attribute : {"device", "subsystem_vendor", "config"})
         std::filesystem::remove(host.root.path() + devices + "0000:3b:00.0/" + attribute);
@@ -163,7 +163,7 @@ TEST(PciNodeScan, AMissingAttributeCostsItsOwnFieldAlone) {
 }
 
 TEST(PciNodeScan, AFunctionWithoutAnyAttributeIsInTheListWithAllBitsSet) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     ASSERT_TRUE(std::filesystem::create_directories(host.root.path() + devices + "0000:3b:00.0"));
     const auto list = scan();
     ASSERT_EQ(list.size(), 1u);
@@ -174,7 +174,7 @@ TEST(PciNodeScan, AFunctionWithoutAnyAttributeIsInTheListWithAllBitsSet) {
 }
 
 TEST(PciNodeScan, PipesInPlaceOfAttributesHoldNobody) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     const std::string place = host.root.path() + devices + "0000:3b:00.0";
     ASSERT_TRUE(std::filesystem::create_directories(place));
     for (const char* attribute : {"vendor", "config", "vpd"})
@@ -186,7 +186,7 @@ TEST(PciNodeScan, PipesInPlaceOfAttributesHoldNobody) {
 }
 
 TEST(PciNodeScan, FunctionsAreReachedThroughTheLinksOfTheBus) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/devices/pci0000:3a/0000:3b:00.0/vendor", "0x1077\n");
     ASSERT_TRUE(std::filesystem::create_directories(host.root.path() + devices));
     ASSERT_EQ(::symlink("../../../devices/pci0000:3a/0000:3b:00.0",
@@ -200,7 +200,7 @@ TEST(PciNodeScan, FunctionsAreReachedThroughTheLinksOfTheBus) {
 }
 
 TEST(PciNodeScan, PointsToTheNamesOfTheListsItIsGiven) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     pci_ids ids;
     scan_hw_ids_text(
@@ -218,7 +218,7 @@ TEST(PciNodeScan, PointsToTheNamesOfTheListsItIsGiven) {
 }
 
 TEST(PciNodeScan, WhatTheListsDoNotNameStaysNull) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     pci_ids ids;
     scan_hw_ids_text("8086  Intel Corporation\n\t1529  Another\n", ids);
@@ -239,7 +239,7 @@ TEST(IsMEV, OfThreeSubsystemVendors) {
 }
 
 TEST(PciGetnode, FindsByNumbersAndByText) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     for (const char* address : {"0000:3b:00.0", "0000:3b:00.1", "0001:3b:1f.1"}) addFunction(host, address);
     auto list = scan();
     ASSERT_EQ(list.size(), 3u);
@@ -255,7 +255,7 @@ TEST(PciGetnode, FindsByNumbersAndByText) {
 }
 
 TEST(PciGetVPD, GivesNameAndTagsOfTheAttribute) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     host.root.writeFile(devices + "0000:3b:00.0/vpd"s,
                         "\x82\x07\0Adapter\x90\x0c\0PN\x01"
@@ -272,7 +272,7 @@ TEST(PciGetVPD, GivesNameAndTagsOfTheAttribute) {
 }
 
 TEST(PciGetVPD, ReadsTheAttributeOnce) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     auto list = scan();
     ASSERT_EQ(list.size(), 1u);
@@ -282,7 +282,7 @@ TEST(PciGetVPD, ReadsTheAttributeOnce) {
 }
 
 TEST(GetPcislot, GivesTheSlotWhoseAddressIsTheFunctions) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/bus/pci/slots/4/address", "0000:3b:00\n");
     host.root.writeFile("/sys/bus/pci/slots/5/address", "0000:5e:00\n");
     host.root.writeFile("/sys/bus/pci/slots/8191-1/address", "0000:d8:1f\n");
@@ -298,14 +298,14 @@ TEST(GetPcislot, GivesTheSlotWhoseAddressIsTheFunctions) {
 }
 
 TEST(GetPcislot, ASlotWithoutADeviceNumberStandsForItsBus) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/bus/pci/slots/9/address", "0000:af\n");
     EXPECT_EQ(get_pcislot("0000:af:1f.3"), "9");
     EXPECT_EQ(get_pcislot("0000:ae:1f.3"), "NotAvailable");
 }
 
 TEST(GetPcislot, AnAddressIsNeverMatchedInHalf) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/bus/pci/slots/1/address", "0000:3b:0\n");
     host.root.writeFile("/sys/bus/pci/slots/2/address", "0000\n");
     host.root.writeFile("/sys/bus/pci/slots/3/address", "\n");
@@ -319,12 +319,12 @@ TEST(GetPcislot, AnAddressIsNeverMatchedInHalf) {
 }
 
 TEST(GetPcislot, WithoutSlotsItIsNotAvailable) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(get_pcislot("0000:3b:00.0"), "NotAvailable");
 }
 
 TEST(GetPCISlotString, IsTheSlotOfANode) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     addFunction(host, "0000:3c:00.0");
     host.root.writeFile("/sys/bus/pci/slots/4/address", "0000:3b:00\n");

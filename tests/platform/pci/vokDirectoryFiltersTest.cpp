@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "platform/access/vokSortedDirectory.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
 namespace vokDirectoryFiltersTest {
 namespace {
@@ -19,7 +19,7 @@ int passes(int (*filter)(const dirent*), const std::string& name) {
     return filter(&entry);
 }
 
-std::vector<std::string> list(FakeHostAccess& host, const std::string& path, int (*filter)(const dirent*)) {
+std::vector<std::string> list(const FakeHost& host, const std::string& path, int (*filter)(const dirent*)) {
     const vokSortedDirectory directory(host.root.path() + path, filter);
     std::vector<std::string> names;
     for (int i = 0; i < directory.count(); ++i) names.emplace_back(directory.name(i));
@@ -29,7 +29,7 @@ std::vector<std::string> list(FakeHostAccess& host, const std::string& path, int
 }  // namespace
 
 TEST(EnetSelect, KeepsInterfacesWithAddressesOf6Bytes) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/class/net/vmnic1/addr_len", "6\n");
     host.root.writeFile("/sys/class/net/vmnic0/addr_len", "6\n");
     host.root.writeFile("/sys/class/net/ib0/addr_len", "20\n");
@@ -40,7 +40,7 @@ TEST(EnetSelect, KeepsInterfacesWithAddressesOf6Bytes) {
 }
 
 TEST(EnetSelect, LeavesOutTheDirectoryItselfAndItsParentWhateverTheyHold) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/class/net/addr_len", "6\n");
     host.root.writeFile("/sys/class/addr_len", "6\n");
     EXPECT_EQ(passes(enet_select, "."), 0);
@@ -48,7 +48,7 @@ TEST(EnetSelect, LeavesOutTheDirectoryItselfAndItsParentWhateverTheyHold) {
 }
 
 TEST(EnetSelect, AnAddressLengthThatIsAPipeHoldsNobody) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/class/net/vmnic0/mtu", "1500\n");
     ASSERT_EQ(::mkfifo((host.root.path() + "/sys/class/net/vmnic0/addr_len").c_str(), 0600), 0);
     EXPECT_EQ(passes(enet_select, "vmnic0"), 0);
@@ -71,7 +71,7 @@ TEST(ProcSelect, KeepsNumbers) {
 }
 
 TEST(FileSelect, KeepsAllButTheDirectoryItselfAndItsParent) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/class/scsi_host/.hidden", "");
     host.root.writeFile("/sys/class/scsi_host/...", "");
     host.root.writeFile("/sys/class/scsi_host/dir/x", "");
@@ -81,7 +81,7 @@ TEST(FileSelect, KeepsAllButTheDirectoryItselfAndItsParent) {
 }
 
 TEST(SortedDirectory, OfWhatIsNoDirectoryTheCountIsMinus1) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/file", "");
     EXPECT_EQ(vokSortedDirectory(host.root.path() + "/file").count(), -1);
     EXPECT_EQ(vokSortedDirectory(host.root.path() + "/none").count(), -1);

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
 namespace vokPciIdsTest {
 namespace {
@@ -44,7 +44,7 @@ std::string nameOf(const Entry* entry) {
     return entry ? entry->name : "(null)";
 }
 
-std::string firstVendor(FakeHostAccess&) {
+std::string firstVendor(const FakeHost&) {
     pci_ids ids;
     if (!scan_hw_ids(ids)) return "(nothing opened)";
     return ids.vendors.empty() ? "(no vendor)" : ids.vendors.front().name;
@@ -53,7 +53,7 @@ std::string firstVendor(FakeHostAccess&) {
 }  // namespace
 
 TEST(ScanHwIds, ReadsTheFirstPlaceThatOpens) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(firstVendor(host), "(nothing opened)");
     host.root.writeFile("/usr/share/misc/pci.ids", "0001  third\n");
     EXPECT_EQ(firstVendor(host), "third");
@@ -64,14 +64,14 @@ TEST(ScanHwIds, ReadsTheFirstPlaceThatOpens) {
 }
 
 TEST(ScanHwIds, AnEmptyFirstPlaceOpensAndNoOtherIsRead) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/usr/share/hwdata/pci.ids", "");
     host.root.writeFile("/usr/share/pci.ids", "0001  second\n");
     EXPECT_EQ(firstVendor(host), "(no vendor)");
 }
 
 TEST(ScanHwIds, APipeOrADirectoryDoesNotOpen) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/usr/share/hwdata/pci.ids/x", "");
     ASSERT_EQ(::mkfifo((host.root.path() + "/usr/share/pci.ids").c_str(), 0600), 0);
     host.root.writeFile("/usr/share/misc/pci.ids", "0001  third\n");
@@ -179,7 +179,7 @@ TEST(ScanHwIds, ANameIsCutAt255CharactersAndTheNextLineIsRead) {
 }
 
 TEST(ScanHwIds, AFileThatIsOneEndlessLineIsReadInBounds) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/usr/share/pci.ids", "0001  X");
     ASSERT_EQ(::truncate((host.root.path() + "/usr/share/pci.ids").c_str(), 1ll << 36), 0);
     EXPECT_EQ(firstVendor(host), "X" + std::string(254, '\0'));

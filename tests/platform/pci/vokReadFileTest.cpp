@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/access/vokMallocPtr.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
 namespace vokReadFileTest {
 namespace {
@@ -18,8 +18,8 @@ using testing::IsEmpty;
 
 constexpr char path[] = "/etc/text";
 
-FakeHostAccess& hostWith(const std::string& content) {
-    auto& host = useFakeHost();
+FakeHost hostWith(const std::string& content) {
+    FakeHost host;
     host.root.writeFile(path, content);
     return host;
 }
@@ -63,7 +63,7 @@ TEST(ReadFile, AFileOfExactly2048BytesGrowsOnceAndReports2048) {
 }
 
 TEST(ReadFile, AlwaysHasRoomForAnother2048Bytes) {
-    auto& host = hostWith("x");
+    const auto host = hostWith("x");
     EXPECT_EQ(readFile().steps, 2u);
     host.root.writeFile(path, std::string(2049, 'x'));
     EXPECT_EQ(readFile().steps, 3u);
@@ -87,7 +87,7 @@ TEST(ReadFile, AnEmptyFileIsABufferOfLength0) {
 }
 
 TEST(ReadFile, GivesNullForANullPathAndWhatCantBeOpened) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(ReadFile(nullptr), nullptr);
     EXPECT_EQ(ReadFile("/etc/none"), nullptr);
     ASSERT_EQ(::mkdir((host.root.path() + "/pipes").c_str(), 0700), 0);
@@ -97,7 +97,7 @@ TEST(ReadFile, GivesNullForANullPathAndWhatCantBeOpened) {
 }
 
 TEST(ReadFile, OfAnEndlessFileTheFirst4MiBAreRead) {
-    auto& host = hostWith("start");
+    const auto host = hostWith("start");
     ASSERT_EQ(::truncate((host.root.path() + path).c_str(), 1ll << 36), 0);
     const vokMallocPtr<char> buffer(ReadFile(path));
     ASSERT_TRUE(buffer);
@@ -111,7 +111,7 @@ TEST(ReadFileLines, SplitsAtNewlines) {
 }
 
 TEST(ReadFileLines, TextBehindTheLastNewlineIsALineToo) {
-    auto& host = hostWith("first\nlast");
+    const auto host = hostWith("first\nlast");
     EXPECT_THAT(lines(), ElementsAre("first", "last"));
     host.root.writeFile(path, "only");
     EXPECT_THAT(lines(), ElementsAre("only"));
@@ -133,7 +133,7 @@ TEST(ReadFileLines, AFileOfNewlinesAlone) {
 }
 
 TEST(ReadFileLines, GivesNullAndCount0WhenTheFileCantBeRead) {
-    useFakeHost();
+    const FakeHost host;
     int count = 77;
     EXPECT_EQ(ReadFileLines(path, &count), nullptr);
     EXPECT_EQ(count, 0);

@@ -9,15 +9,15 @@
 
 #include "platform/access/vokMallocPtr.h"
 #include "platform/access/vokOwnedDescriptor.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
 namespace vokSysfsReadersTest {
 namespace {
 
 constexpr char path[] = "/sys/a";
 
-FakeHostAccess& hostWith(const std::string& content) {
-    auto& host = useFakeHost();
+FakeHost hostWith(const std::string& content) {
+    FakeHost host;
     host.root.writeFile(path, content);
     return host;
 }
@@ -68,7 +68,7 @@ TEST(SysfsStr, AFirstByteOfZeroGivesNull) {
 }
 
 TEST(SysfsStr, AFileThatIsNotThereGivesNull) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(text("/sys/none"), "(null)");
     EXPECT_EQ(get_sysfs_str(nullptr), nullptr);
 }
@@ -84,20 +84,20 @@ TEST(SysfsStr, ALongerFirstLineIsCutAt4096Characters) {
 }
 
 TEST(SysfsStr, ThePathPassesTheHostsPlace) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/sys/class/scsi_host/host0/state", "running\n");
     EXPECT_EQ(text("/sys/class/scsi_host/host0/state"), "running");
     EXPECT_EQ(text((host.root.path() + "/sys/class/scsi_host/host0/state").c_str()), "(null)");
 }
 
 TEST(SysfsStr, ALinkToAFileIsFollowed) {
-    auto& host = hostWith("x\n");
+    const auto host = hostWith("x\n");
     ASSERT_EQ(::symlink("a", (host.root.path() + "/sys/b").c_str()), 0);
     EXPECT_EQ(text("/sys/b"), "x");
 }
 
 TEST(SysfsReaders, ALinkThatLeadsToItselfCantBeOpened) {
-    auto& host = hostWith("");
+    const auto host = hostWith("");
     ASSERT_EQ(::symlink("b", (host.root.path() + "/sys/b").c_str()), 0);
     EXPECT_EQ(text("/sys/b"), "(null)");
     EXPECT_EQ(bytes("/sys/b"), "(null)");
@@ -105,7 +105,7 @@ TEST(SysfsReaders, ALinkThatLeadsToItselfCantBeOpened) {
 
 // It is not even opened: opening alone can have an effect on the other side.
 TEST(SysfsReaders, APipeInPlaceOfAnAttributeIsLeftAloneAndNobodyWaits) {
-    auto& host = hostWith("");
+    const auto host = hostWith("");
     const std::string pipe = host.root.path() + "/sys/pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     const vokOwnedDescriptor watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
@@ -127,7 +127,7 @@ TEST(SysfsReaders, AnAttributeIsOpenedForReadingWithoutWaiting) {
 }
 
 TEST(SysfsReaders, ADirectoryOrADeviceInPlaceOfAnAttributeCantBeOpened) {
-    auto& host = hostWith("");
+    const auto host = hostWith("");
     ASSERT_EQ(::symlink("/dev/zero", (host.root.path() + "/sys/zero").c_str()), 0);
     EXPECT_EQ(bytes("/sys"), "(null)");
     EXPECT_EQ(bytes("/sys/zero"), "(null)");
@@ -187,7 +187,7 @@ TEST(SysfsNumeric, GivesZeroAlsoWhenNothingMatchesAndLeavesOutAsItWas) {
 }
 
 TEST(SysfsHex, ReadsWithAndWithoutPrefixByWidth) {
-    auto& host = hostWith("0xfedcba9876543210\n");
+    const auto host = hostWith("0xfedcba9876543210\n");
     EXPECT_EQ(get_sysfs_llhex(path), 0xfedcba9876543210ull);
     host.root.writeFile(path, "0xFEDCBA98\n");
     EXPECT_EQ(get_sysfs_lhex(path), 0xfedcba98u);
@@ -207,7 +207,7 @@ TEST(SysfsHex, ResultsHave64And32And32And16And8Bits) {
 }
 
 TEST(SysfsDecimal, ReadsByWidthAndSign) {
-    auto& host = hostWith("4294967294\n");
+    const auto host = hostWith("4294967294\n");
     EXPECT_EQ(get_sysfs_uint(path), 4294967294u);
     host.root.writeFile(path, "-2147483648\n");
     EXPECT_EQ(get_sysfs_int(path), -2147483647 - 1);
@@ -218,7 +218,7 @@ TEST(SysfsDecimal, ReadsByWidthAndSign) {
 }
 
 TEST(SysfsDecimal, ALeadingZeroIsNoOctalAndAPrefixEndsTheNumber) {
-    auto& host = hostWith("010\n");
+    const auto host = hostWith("010\n");
     EXPECT_EQ(get_sysfs_int(path), 10);
     EXPECT_EQ(get_sysfs_uint(path), 10u);
     EXPECT_EQ(get_sysfs_llong(path), 10);

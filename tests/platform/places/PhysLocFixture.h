@@ -12,7 +12,8 @@
 
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeLibraries.h"
 #include "support/LoggedLines.h"
 #include "support/SmBiosTable.h"
 
@@ -91,8 +92,8 @@ protected:
         vokUtils::initGeoIDMap();
     }
     void offer(const char* name) {
-        host.libraries[name] = {{"physloc_init_data", reinterpret_cast<void*>(LibraryCalls::initData)},
-                                {"physloc_encode", reinterpret_cast<void*>(LibraryCalls::encode)}};
+        libraries.symbols[name] = {{"physloc_init_data", reinterpret_cast<void*>(LibraryCalls::initData)},
+                                   {"physloc_encode", reinterpret_cast<void*>(LibraryCalls::encode)}};
     }
     bool logged(const std::string& line) { return hasLogged(host, line); }
     // The record of the library's only call.
@@ -101,6 +102,7 @@ protected:
         return library.records.empty() ? Record{} : library.records[0];
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeLibraries& libraries = host.part<FakeLibraries>();
     LibraryCalls& library = LibraryCalls::get();
 };

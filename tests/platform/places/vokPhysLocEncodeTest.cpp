@@ -160,8 +160,8 @@ int zeroRecord(void* record, int) {
 
 TEST_F(PhysLocEncode, ManyThreadsEncodeAtOnceWithoutALock) {
     startFirstPlatform();
-    host.libraries[firstLibrary] = {{"physloc_init_data", reinterpret_cast<void*>(zeroRecord)},
-                                    {"physloc_encode", reinterpret_cast<void*>(encodeOwnBytes)}};
+    libraries.symbols[firstLibrary] = {{"physloc_init_data", reinterpret_cast<void*>(zeroRecord)},
+                                       {"physloc_encode", reinterpret_cast<void*>(encodeOwnBytes)}};
     vokTQPhysLocInterface& interface = *vokTQPhysLocInterface::getInstance();
     ASSERT_TRUE(interface.Initialize());
     std::atomic<int> wrong{0};

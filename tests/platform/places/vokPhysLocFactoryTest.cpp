@@ -27,9 +27,9 @@ TEST_F(PhysLocFactory, TheFirstFamilyGetsTheFirstInterface) {
     startFirstPlatform();
     EXPECT_EQ(chosen(), vokTQPhysLocInterface::getInstance());
     EXPECT_EQ(chosen()->getPhysLocLibraryName(), "libvkloc0202.so");
-    ASSERT_EQ(host.openedLibraries.size(), 1u);
-    EXPECT_EQ(host.openedLibraries[0].first, "libvkloc0202.so");
-    EXPECT_EQ(host.openedLibraries[0].second, RTLD_LAZY | RTLD_GLOBAL);
+    ASSERT_EQ(libraries.opened().size(), 1u);
+    EXPECT_EQ(libraries.opened()[0].name, "libvkloc0202.so");
+    EXPECT_EQ(libraries.opened()[0].flags, RTLD_LAZY | RTLD_GLOBAL);
     EXPECT_TRUE(logged("DEBUG TQPL_INTF: Successfully loaded physical location library."));
 }
 
@@ -52,7 +52,7 @@ TEST_F(PhysLocFactory, AnyOtherFamilyGetsTheMockAndIsNamed) {
     EXPECT_TRUE(
         logged("WARNING PL_FACT: Unable to determine platform type [7711PID02020002]. Physical location will "
                "be reported by VOK as FFFFFFFFFFFFFFFF for all FRUs."));
-    EXPECT_TRUE(host.openedLibraries.empty());
+    EXPECT_TRUE(libraries.opened().empty());
 }
 
 TEST_F(PhysLocFactory, AMachineWithoutFirmwareTablesGetsTheMock) {
@@ -64,7 +64,7 @@ TEST_F(PhysLocFactory, AMachineWithoutFirmwareTablesGetsTheMock) {
 
 TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
     startFirstPlatform();
-    host.libraries.clear();
+    libraries.symbols.clear();
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(logged(
         "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));
@@ -73,8 +73,8 @@ TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
 
 TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLine) {
     startFirstPlatform();
-    host.libraries.clear();
-    host.libraryFailure = "wrong ELF class";
+    libraries.symbols.clear();
+    libraries.failure = "wrong ELF class";
     chosen();
     EXPECT_TRUE(logged(
         "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (wrong ELF class)"));
@@ -82,8 +82,8 @@ TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLine) {
 
 TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLineOfASymbolToo) {
     startFirstPlatform();
-    host.libraries[firstLibrary].erase("physloc_encode");
-    host.libraryFailure = "undefined symbol";
+    libraries.symbols[firstLibrary].erase("physloc_encode");
+    libraries.failure = "undefined symbol";
     chosen();
     EXPECT_TRUE(
         logged("ERROR PL_INTF: Failed to find address of symbol [physloc_encode]: (undefined symbol)"));
@@ -91,10 +91,10 @@ TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLineOfASymbolToo) {
 
 TEST_F(PhysLocFactory, AnEarlierLoaderErrorIsNotReportedAsTheReason) {
     startFirstPlatform();
-    host.libraries.clear();
-    host.libraryFailure = "an earlier reason";
-    ASSERT_EQ(host.openLibrary("/no/such/library.so", RTLD_LAZY), nullptr);
-    host.libraryFailure.clear();
+    libraries.symbols.clear();
+    libraries.failure = "an earlier reason";
+    ASSERT_EQ(libraries.open("/no/such/library.so", RTLD_LAZY), nullptr);
+    libraries.failure.clear();
     chosen();
     EXPECT_TRUE(logged(
         "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));
@@ -102,30 +102,30 @@ TEST_F(PhysLocFactory, AnEarlierLoaderErrorIsNotReportedAsTheReason) {
 
 TEST_F(PhysLocFactory, ALibraryWithoutTheEncoderIsClosedAndGivesTheMockForAllUnits) {
     startFirstPlatform();
-    host.libraries[firstLibrary].erase("physloc_encode");
+    libraries.symbols[firstLibrary].erase("physloc_encode");
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(logged("ERROR PL_INTF: Failed to find address of symbol [physloc_encode]: (no reason told)"));
     EXPECT_TRUE(logged(mockForLibrary));
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
     EXPECT_EQ(chosen()->getPhysLocForIOSlot("0000:3b:00.0"), unknownLocation);
 }
 
 TEST_F(PhysLocFactory, ALibraryWithoutTheInitializerToo) {
     startSecondPlatform();
-    host.libraries[secondLibrary].erase("physloc_init_data");
+    libraries.symbols[secondLibrary].erase("physloc_init_data");
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(
         logged("ERROR PL_INTF: Failed to find address of symbol [physloc_init_data]: (no reason told)"));
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
 }
 
 TEST_F(PhysLocFactory, ALibraryThatFailedIsNotTriedAgain) {
     startFirstPlatform();
-    host.libraries.clear();
+    libraries.symbols.clear();
     chosen();
     offer(firstLibrary);
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
-    EXPECT_EQ(host.openedLibraries.size(), 1u);
+    EXPECT_EQ(libraries.opened().size(), 1u);
     EXPECT_EQ(countLogged(host, mockForLibrary), 1);
 }
 
@@ -139,7 +139,7 @@ TEST_F(PhysLocFactory, FromManyThreadsItIsChosenOnce) {
         });
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(others, 0);
-    EXPECT_EQ(host.openedLibraries.size(), 1u);
+    EXPECT_EQ(libraries.opened().size(), 1u);
 }
 
 TEST_F(PhysLocFactory, TheFreeFunctionsGiveTheSameInstances) {
@@ -152,21 +152,21 @@ TEST_F(PhysLocFactory, ALoadedLibraryIsNotLoadedAgain) {
     offer(secondLibrary);
     EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
     EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
-    EXPECT_EQ(host.openedLibraries.size(), 1u);
+    EXPECT_EQ(libraries.opened().size(), 1u);
 }
 
 TEST_F(PhysLocFactory, UnInitializeClosesOnceAndTheLibraryCanBeLoadedAgain) {
     offer(firstLibrary);
     vokTQPhysLocInterface& interface = *vokTQPhysLocInterface::getInstance();
     interface.UnInitialize();
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
     EXPECT_TRUE(interface.Initialize());
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
     interface.UnInitialize();
     interface.UnInitialize();
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
     EXPECT_TRUE(interface.Initialize());
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
 }
 
 // The slot of a virtual operation, by the C++ ABI of both processors (Itanium C++ ABI, 2.3).

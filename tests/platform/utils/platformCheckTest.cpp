@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/firmware/smbios_vmw.h"
+#include "support/FakeSystemLog.h"
 #include "support/PlatformTables.h"
 
 namespace platformCheckTest {
@@ -16,8 +17,8 @@ namespace {
 
 using SystemLogLines = std::vector<std::pair<int, std::string>>;
 
-FakeHostAccess& hostWithTable(const SmBiosTable& table) {
-    auto& host = useFakeHost();
+FakeHost hostWithTable(const SmBiosTable& table) {
+    FakeHost host;
     host.root.writeFile(SmBiosTable::deviceFile, table.contents());
     return host;
 }
@@ -32,39 +33,39 @@ bool isTableOpen() {
 }  // namespace
 
 TEST(PlatformCheck, KnowsThePathsWithoutATableAndTheOneOfTheStartHasNoSeparatorAtItsEnd) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
 }
 
 TEST(PlatformCheck, CardManufacturerIsThatOfTheFirstSystemRecord) {
-    auto& host = hostWithTable(tableOf("7711PID02020001").addSystem("Another", "7711PID02020001"));
+    const auto host = hostWithTable(tableOf("7711PID02020001").addSystem("Another", "7711PID02020001"));
     EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
     EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
-    EXPECT_TRUE(host.systemLogLines.empty());
+    EXPECT_TRUE(host.part<FakeSystemLog>().lines().empty());
 }
 
 TEST(PlatformCheck, ATableThatCanNotBeOpenedIsToldToTheSystemLogOnce) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(platformCheck::getCardManufacturer(), "");
     EXPECT_EQ(platformCheck::getCardManufacturer(), "");
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
     const SystemLogLines expected{
         {LOG_INFO, "Error starting SMBIOS table, Error : 2 , Reason : No such file or directory"}};
-    EXPECT_EQ(host.systemLogLines, expected);
+    EXPECT_EQ(host.part<FakeSystemLog>().lines(), expected);
 }
 
 TEST(PlatformCheck, ATableWithoutASystemRecordIsToldToTheSystemLogOnce) {
     SmBiosTable table;
-    auto& host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
+    const auto host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
     EXPECT_EQ(platformCheck::getCardManufacturer(), "");
     const SystemLogLines expected{{LOG_WARNING, "Unable to fetch smbios type 1 record"}};
-    EXPECT_EQ(host.systemLogLines, expected);
+    EXPECT_EQ(host.part<FakeSystemLog>().lines(), expected);
 }
 
 TEST(PlatformCheck, SetDirectoryPathFillsAllThreeAgain) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(platformCheck::getCardManufacturer(), "");
     host.root.writeFile(SmBiosTable::deviceFile, tableOf("7711PID02020001").contents());
     platformCheck::setDirectoryPath();
@@ -73,7 +74,7 @@ TEST(PlatformCheck, SetDirectoryPathFillsAllThreeAgain) {
 }
 
 TEST(PlatformCheck, LeavesTheTableOpenForTheAgentWhichGivesItBack) {
-    auto& host = hostWithTable(tableOf("7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
+    const auto host = hostWithTable(tableOf("7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
     platformCheck::setDirectoryPath();
     EXPECT_TRUE(isTableOpen());
     std::filesystem::remove(host.path(SmBiosTable::deviceFile));
@@ -94,7 +95,7 @@ TEST(PlatformCheck, MayBeAskedFirstWhenTheAgentHasGivenTheTableBack) {
 }
 
 TEST(PlatformCheck, IsFilledOnceByManyThreadsThatAskFirst) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([] {
@@ -102,7 +103,7 @@ TEST(PlatformCheck, IsFilledOnceByManyThreadsThatAskFirst) {
             EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
         });
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(host.systemLogLines.size(), 1u);
+    EXPECT_EQ(host.part<FakeSystemLog>().lines().size(), 1u);
 }
 
 }  // namespace platformCheckTest

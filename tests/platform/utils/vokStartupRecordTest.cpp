@@ -13,7 +13,8 @@
 #include <cstdio>
 
 #include "platform/utils/platformCheck.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystemLog.h"
 #include "support/LoggedLines.h"
 
 namespace vokStartupRecordTest {
@@ -51,7 +52,8 @@ protected:
         EXPECT_EQ(text(), "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeSystemLog& systemLog = host.part<FakeSystemLog>();
 };
 
 // --- places and modes ---
@@ -74,7 +76,7 @@ TEST_F(StartupRecord, IsForItsOwnerAlone) {
 
 TEST_F(StartupRecord, CanNotBeReadWhenItIsNotThere) {
     platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
-    host.systemLogLines.clear();
+    systemLog.clear();
     EXPECT_FALSE(vokStartupRecord::isReadable());
     long value = 5;
     EXPECT_FALSE(vokStartupRecord::readValue("last_start", value));

@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 
 namespace vokUtilsCommandsTest {
@@ -15,8 +16,8 @@ using Ids = std::pair<std::string, std::string>;
 
 // What one command gives when the host prints `printed`.
 std::string collected(const std::string& printed) {
-    auto& host = useFakeHost();
-    host.commandOutput["ask"] = printed;
+    const FakeHost host;
+    host.part<FakeCommands>().output["ask"] = printed;
     return vokUtils::executeEsxiCommandAndFetchOutput("ask");
 }
 
@@ -94,8 +95,8 @@ TEST(ExecuteEsxiCommand, ALineEndsAtANulByte) {
 }
 
 TEST(ExecuteEsxiCommand, TheExitStatusIsNotLookedAt) {
-    auto& host = useFakeHost();
-    host.onCommand = [](const std::string&, int& status) {
+    const FakeHost host;
+    host.part<FakeCommands>().onCommand = [](const std::string&, int& status) {
         status = 1 << 8;
         return std::string("still parsed\n");
     };
@@ -103,18 +104,18 @@ TEST(ExecuteEsxiCommand, TheExitStatusIsNotLookedAt) {
 }
 
 TEST(ExecuteEsxiCommand, LogsTheCommandAndRunsItAsItIs) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     vokUtils::executeEsxiCommandAndFetchOutput("localcli storage san fc list");
-    EXPECT_EQ(host.commands, std::vector<std::string>{"localcli storage san fc list"});
+    EXPECT_EQ(host.part<FakeCommands>().texts(), std::vector<std::string>{"localcli storage san fc list"});
     EXPECT_THAT(loggedLines(host),
                 testing::ElementsAre("DEBUG VOK_UTILS: command =localcli storage san fc list"));
 }
 
 TEST(ExecuteEsxiCommand, ACommandThatCanNotBeStartedIsAnErrorAndGivesTheEmptyText) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.commandsFailToStart = true;
+    host.part<FakeCommands>().failToStart = true;
     EXPECT_EQ(vokUtils::executeEsxiCommandAndFetchOutput("ask"), "");
     EXPECT_TRUE(hasLogged(host,
                           "ERROR VOK_UTILS: Error(Resource temporarily unavailable) occurred while executing "
@@ -122,11 +123,11 @@ TEST(ExecuteEsxiCommand, ACommandThatCanNotBeStartedIsAnErrorAndGivesTheEmptyTex
 }
 
 TEST(ExecuteEsxiCommand, ACommandThatRunsWildIsCutWithAWarning) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     std::string wild;
     for (int i = 0; i < 17 * 1024 * 1024 / 512; ++i) wild += std::string(511, 'x') + "\n";
-    host.commandOutput["ask"] = wild;
+    host.part<FakeCommands>().output["ask"] = wild;
     const std::string output = vokUtils::executeEsxiCommandAndFetchOutput("ask");
     EXPECT_LE(output.size(), 16u * 1024 * 1024);
     EXPECT_GT(output.size(), 16u * 1024 * 1024 - 1024);
@@ -174,7 +175,7 @@ TEST(TrimSpaces, BytesBeyondAsciiAreNoWhiteSpace) {
 // --- values by expression ---
 
 TEST(ValueByRegex, SkipsTheColonAndOneBlank) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tVendor ID: 0x8086\tDevice ID: 0x1528",
                                                     "\tVendor ID: 0x[A-Za-z0-9]{4}"),
               "0x8086");
@@ -182,23 +183,23 @@ TEST(ValueByRegex, SkipsTheColonAndOneBlank) {
 }
 
 TEST(ValueByRegex, WhateverStandsBehindTheColonIsSkippedAsTheBlankWouldBe) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key:value", "key:value"), "alue");
 }
 
 TEST(ValueByRegex, TakesTheFirstOfSeveralMatches) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tLink: Up\tLink: Down", "\tLink: [A-Za-z]+"), "Up");
 }
 
 TEST(ValueByRegex, ExpressionsAreExtendedAndMindTheCase) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("k: ab", "k: (ab|cd)+"), "ab");
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("K: ab", "k: ab"), "");
 }
 
 TEST(ValueByRegex, NoMatchIsADebugLineAndTheEmptyText) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tDevice ID: 0x1528", "\tVendor ID: .*"), "");
     EXPECT_THAT(loggedLines(host),
@@ -206,7 +207,7 @@ TEST(ValueByRegex, NoMatchIsADebugLineAndTheEmptyText) {
 }
 
 TEST(ValueByRegex, ABrokenExpressionIsAWarningAndTheEmptyText) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("text", "[a-"), "");
     const auto lines = loggedLines(host);
@@ -217,7 +218,7 @@ TEST(ValueByRegex, ABrokenExpressionIsAWarningAndTheEmptyText) {
 }
 
 TEST(ValueByRegex, AnEmptyMatchIsAWarningAndTheEmptyText) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("abc", "x*"), "");
     EXPECT_THAT(
@@ -226,14 +227,14 @@ TEST(ValueByRegex, AnEmptyMatchIsAWarningAndTheEmptyText) {
 }
 
 TEST(ValueByRegex, AMatchWithoutAColonOrWithoutABlankBehindItHasNoValue) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("abc", "abc"), "");
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key:", "key:"), "");
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key: ", "key: "), "");
 }
 
 TEST(ValueByRegex, TextOfAnySizeIsSearched) {
-    useFakeHost();
+    const FakeHost host;
     const std::string large(4 * 1024 * 1024, 'x');
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli(large + "\tID: 0x12", "\tID: 0x[0-9]{2}"), "0x12");
 }
@@ -241,26 +242,27 @@ TEST(ValueByRegex, TextOfAnySizeIsSearched) {
 // --- PCI ids ---
 
 TEST(PciIds, DeviceCommandAndValues) {
-    auto& host = useFakeHost();
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
     logEverything(host);
-    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x14e4\n   Device ID: 0x16d7\n";
+    commands.output[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x14e4\n   Device ID: 0x16d7\n";
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
-    EXPECT_EQ(host.commands, std::vector<std::string>{deviceCommand("0000:05:00.0")});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{deviceCommand("0000:05:00.0")});
     EXPECT_EQ(loggedLines(host).back(), "DEBUG VOK_UTILS: vendorId = 0x14e4, deviceId = 0x16d7");
 }
 
 TEST(PciIds, SubsystemCommandAndValues) {
-    auto& host = useFakeHost();
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
     logEverything(host);
-    host.commandOutput[subsystemCommand("0000:af:1f.7")] =
-        "   SubVendor ID: 0x1590\n   SubDevice ID: 0x00FF\n";
+    commands.output[subsystemCommand("0000:af:1f.7")] = "   SubVendor ID: 0x1590\n   SubDevice ID: 0x00FF\n";
     EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:af:1f.7"), Ids("0x1590", "0x00FF"));
-    EXPECT_EQ(host.commands, std::vector<std::string>{subsystemCommand("0000:af:1f.7")});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{subsystemCommand("0000:af:1f.7")});
     EXPECT_EQ(loggedLines(host).back(), "DEBUG VOK_UTILS: subVendorId = 0x1590, subDeviceId = 0x00FF");
 }
 
 TEST(PciIds, AnAddressThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
     EXPECT_THAT(loggedLines(host),
@@ -273,7 +275,7 @@ TEST(PciIds, AnAddressThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
 }
 
 TEST(PciIds, ASubsystemThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("", ""));
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch subVendorId for 0000:05:00.0"));
@@ -282,43 +284,46 @@ TEST(PciIds, ASubsystemThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
 }
 
 TEST(PciIds, OneOfTheTwoMayBeMissing) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Device ID: 0x16d7\n";
+    host.part<FakeCommands>().output[deviceCommand("0000:05:00.0")] = "   Device ID: 0x16d7\n";
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", "0x16d7"));
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch vendorId for 0000:05:00.0"));
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch deviceId for 0000:05:00.0"));
 }
 
 TEST(PciIds, AnIdOfAnotherWidthThanFourDigitsDoesNotMatch) {
-    auto& host = useFakeHost();
-    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x4e4\n   Device ID: 5846\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[deviceCommand("0000:05:00.0")] =
+        "   Vendor ID: 0x4e4\n   Device ID: 5846\n";
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
 }
 
 TEST(PciIds, AKeyCountsOnlyAtTheStartOfItsLine) {
-    auto& host = useFakeHost();
-    host.commandOutput[deviceCommand("0000:05:00.0")] =
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[deviceCommand("0000:05:00.0")] =
         "   Old Vendor ID: 0x1111\n   Old Device ID: 0x2222\n   Vendor ID: 0x14e4\n   Device ID: 0x16d7\n";
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
-    host.commandOutput[subsystemCommand("0000:05:00.0")] =
+    commands.output[subsystemCommand("0000:05:00.0")] =
         "   A SubVendor ID: 0x1111\n   A SubDevice ID: 0x2222\n   SubVendor ID: 0x1590\n   SubDevice ID: "
         "0x00ff\n";
     EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("0x1590", "0x00ff"));
 }
 
 TEST(PciIds, OfALongerIdTheFirstFourDigitsAreTaken) {
-    auto& host = useFakeHost();
-    host.commandOutput[deviceCommand("0000:05:00.0")] = "   Vendor ID: 0x14e4ff\n   Device ID: 0x16d7\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[deviceCommand("0000:05:00.0")] =
+        "   Vendor ID: 0x14e4ff\n   Device ID: 0x16d7\n";
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
 }
 
 TEST(PciIds, WhatIsNoAddressNeverEntersACommand) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::get_vendor_device("0/' ; reboot"), Ids("", ""));
     EXPECT_EQ(vokUtils::get_subvendor_subdevice(""), Ids("", ""));
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
     EXPECT_THAT(loggedLines(host),
                 testing::ElementsAre("WARNING VOK_UTILS: Not a PCI address, not looked up : 0/' ; reboot",
                                      "DEBUG VOK_UTILS: Cound not fetch vendorId for 0/' ; reboot",
@@ -364,37 +369,38 @@ TEST(PciAddress, IsMadeOfHexDigitsColonsAndADotWithFourDigitsOrMoreInTheSegment)
 // --- adapter text ---
 
 TEST(PciString, IsWhatStandsBetweenTheFirstParentheses) {
-    auto& host = useFakeHost();
-    host.commandOutput[adapterCommand] =
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[adapterCommand] =
         "vmhba2  qlnativefc  link-up  fc.20:21  Second Level Lun ID  (0000:5e:00.1) FC Adapter (32Gb)\n";
     std::string out = "before";
     EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
     EXPECT_EQ(out, "0000:5e:00.1");
-    EXPECT_EQ(host.commands, std::vector<std::string>{adapterCommand});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{adapterCommand});
 }
 
 TEST(PciString, AnAdapterWithoutParenthesesLeavesTheTextAsItWas) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     std::string out = "before";
     for (const char* line : {"", "vmhba2  nvmerdma  link-n/a  rdma.vmnic2  Adapter on vmrdma0\n",
                              "vmhba2 (0000:5e:00.1\n", "vmhba2 0000:5e:00.1)\n"}) {
-        host.commandOutput[adapterCommand] = line;
+        host.part<FakeCommands>().output[adapterCommand] = line;
         EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1) << line;
         EXPECT_EQ(out, "before") << line;
     }
 }
 
 TEST(PciString, NothingStandsBetweenParenthesesInTheWrongOrder) {
-    auto& host = useFakeHost();
-    host.commandOutput[adapterCommand] = "vmhba2 a) b (c\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[adapterCommand] = "vmhba2 a) b (c\n";
     std::string out = "before";
     EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
     EXPECT_EQ(out, "");
 }
 
 TEST(PciString, LongLinesAndSeveralLinesAreOneText) {
-    auto& host = useFakeHost();
-    host.commandOutput[adapterCommand] =
+    const FakeHost host;
+    host.part<FakeCommands>().output[adapterCommand] =
         "vmhba2 " + std::string(600, '-') + "(0000:5e\n:00.1)\nvmhba20 (0000:d8:00.0)\n";
     std::string out;
     EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
@@ -402,9 +408,9 @@ TEST(PciString, LongLinesAndSeveralLinesAreOneText) {
 }
 
 TEST(PciString, ACommandThatCanNotBeStartedIsAnError) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.commandsFailToStart = true;
+    host.part<FakeCommands>().failToStart = true;
     std::string out = "before";
     EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), -1);
     EXPECT_EQ(out, "before");
@@ -412,14 +418,14 @@ TEST(PciString, ACommandThatCanNotBeStartedIsAnError) {
 }
 
 TEST(PciString, WhatIsNoAdapterNameNeverEntersACommand) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     std::string out = "before";
     for (const char* name : {"", "a' ; reboot ; '", "$(reboot)", "vm hba", "vmhba2\n", "-f", "h\xC3\xA9"}) {
         EXPECT_EQ(vokUtils::getPCIString(name, out), -1) << name;
         EXPECT_EQ(out, "before");
     }
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
     EXPECT_TRUE(hasLogged(host, "WARNING VOK_UTILS: Not an adapter name, not looked up : $(reboot)"));
 }
 
@@ -452,7 +458,7 @@ TEST(SubStr, IsEmptyWithoutAStart) {
 }
 
 TEST(LineFromFile, IsTheFirstThatHoldsThePattern) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/etc/notes", "one\ntwo words\nmore words\nlast words");
     EXPECT_EQ(vokUtils::getLineFromFile("/etc/notes", "words"), "two words");
     EXPECT_EQ(vokUtils::getLineFromFile("/etc/notes", "last"), "last words");
@@ -460,7 +466,7 @@ TEST(LineFromFile, IsTheFirstThatHoldsThePattern) {
 }
 
 TEST(LineFromFile, IsEmptyWhenThereIsNoSuchFileOrItIsADirectory) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     host.root.writeFile("/etc/notes", "one\n");
     EXPECT_EQ(vokUtils::getLineFromFile("/etc/none", "one"), "");
     EXPECT_EQ(vokUtils::getLineFromFile("/etc", "one"), "");

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
 namespace vokUtilsDirectoriesTest {
 namespace {
@@ -16,8 +16,8 @@ using testing::IsEmpty;
 using Names = std::vector<std::string>;
 
 // A host with a directory /d that holds these names.
-FakeHostAccess& hostWith(const Names& names) {
-    auto& host = useFakeHost();
+FakeHost hostWith(const Names& names) {
+    FakeHost host;
     ::mkdir((host.root.path() + "/d").c_str(), 0700);
     for (const auto& name : names) host.root.writeFile("/d/" + name, "");
     return host;
@@ -46,7 +46,7 @@ TEST(DirList, GivesEveryNameInTheOrderOfTheAlphabet) {
 }
 
 TEST(DirList, GivesDirectoriesAndLinksToo) {
-    auto& host = hostWith({"file", "sub/file"});
+    const auto host = hostWith({"file", "sub/file"});
     ASSERT_EQ(::symlink("nowhere", (host.root.path() + "/d/link").c_str()), 0);
     Names out;
     EXPECT_EQ(vokUtils::dirList("/d", out), 0);
@@ -124,7 +124,7 @@ TEST(DirectoryListers, WhatIsNotThereOrNoDirectoryFailsAndLeavesTheListAsItWas) 
 }
 
 TEST(DirectoryListers, ASymbolicLinkToADirectoryFails) {
-    auto& host = hostWith({"00ib"});
+    const auto host = hostWith({"00ib"});
     ASSERT_EQ(::symlink("d", (host.root.path() + "/link").c_str()), 0);
     for (const auto list : all) {
         Names out;
@@ -134,7 +134,7 @@ TEST(DirectoryListers, ASymbolicLinkToADirectoryFails) {
 }
 
 TEST(DirectoryListers, ALinkOnTheWayToTheDirectoryIsFollowed) {
-    auto& host = hostWith({"sub/00ib"});
+    const auto host = hostWith({"sub/00ib"});
     ASSERT_EQ(::symlink("d", (host.root.path() + "/link").c_str()), 0);
     Names out;
     EXPECT_EQ(vokUtils::dirList("/link/sub", out), 0);

@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 
 namespace vokUtilsFibreChannelTest {
@@ -29,16 +30,16 @@ constexpr const char* noNames = "DEBUG VOK_UTILS: Unable to find localcli storag
 const Pair notThere{"NotAvailable", "NotAvailable"};
 
 // Each of the two commands appends its text to its file, as the shell would, and ends with `status`.
-FakeHostAccess& hostWhoseCommandsPrint(const std::string& hardware, const std::string& names,
-                                       int status = 0) {
-    auto& host = useFakeHost();
+FakeHost hostWhoseCommandsPrint(const std::string& hardware, const std::string& names, int status = 0) {
+    FakeHost host;
     logEverything(host);
     host.root.writeFile("/opt/mev/vok/data/keep", "");
-    host.onCommand = [&host, hardware, names, status](const std::string& command, int& exitStatus) {
+    host.part<FakeCommands>().onCommand = [&root = host.root, hardware, names, status](
+                                              const std::string& command, int& exitStatus) {
         exitStatus = status;
         const bool isHardware = command == hardwareCommand;
         const std::string file = isHardware ? hardwareFile : nameFile;
-        host.root.writeFile(file, host.root.readFile(file) + (isHardware ? hardware : names));
+        root.writeFile(file, root.readFile(file) + (isHardware ? hardware : names));
         return std::string();
     };
     return host;
@@ -53,9 +54,9 @@ constexpr const char* twoAdapters =
 // --- addresses ---
 
 TEST(FcInfoMap, IsReadFromTheHardwareListWhichGoesAfterwards) {
-    auto& host = hostWhoseCommandsPrint(twoAdapters, "");
+    const auto host = hostWhoseCommandsPrint(twoAdapters, "");
     vokUtils::initFcInfoMap();
-    EXPECT_EQ(host.commands, std::vector<std::string>{hardwareCommand});
+    EXPECT_EQ(host.part<FakeCommands>().texts(), std::vector<std::string>{hardwareCommand});
     EXPECT_FALSE(host.root.exists(hardwareFile));
     EXPECT_EQ(vokUtils::getFcGeoIDPciStr("vmhba3"), (Pair{"0000:1a:00.0", "vmhba3"}));
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba4"), "0000:1a:00.1");
@@ -81,7 +82,7 @@ TEST(FcInfoMap, FunctionsWithoutAVmkernelNameContributeNothing) {
 }
 
 TEST(FcInfoMap, OfAHostThatLeavesAllNamesEmptyIsEmptyAndSoIsTheNameMap) {
-    auto& host = hostWhoseCommandsPrint(
+    const auto host = hostWhoseCommandsPrint(
         "   Address: 0000:1a:00.0\n   VMkernel Name:\n   Address: 0000:1a:00.1\n"
         "   VMkernel Name:\n",
         "   Adapter: vmhba3\n   Node Name: 20:00:f4:e9:d4:00:dd:b6\n");
@@ -143,7 +144,7 @@ TEST(FcInfoMap, TheLaterPairForANameReplacesTheEarlier) {
 }
 
 TEST(FcInfoMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
-    auto& host = hostWhoseCommandsPrint(twoAdapters, "");
+    const auto host = hostWhoseCommandsPrint(twoAdapters, "");
     host.root.writeFile(hardwareFile,
                         "   Address: 0000:99:00.0\n   VMkernel Name: vmhba3\n   Address: 0000:98:00.0\n"
                         "   VMkernel Name: vmhba9\n");
@@ -156,7 +157,7 @@ TEST(FcInfoMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
 TEST(FcInfoMap, AFileWhoseFirstLineHoldsNoAddressIsUseless) {
     for (const char* text : {"   VMkernel Name: vmhba3\n   Address: 0000:1a:00.0\n   VMkernel Name: vmhba4\n",
                              "   Address:\n   Address: 0000:1a:00.0\n   VMkernel Name: vmhba4\n", "\n", ""}) {
-        auto& host = hostWhoseCommandsPrint(text, "");
+        const auto host = hostWhoseCommandsPrint(text, "");
         vokUtils::initFcInfoMap();
         EXPECT_EQ(countLogged(host, noHardware), 1) << text;
         EXPECT_FALSE(hasLogged(host, hardwareFailure)) << text;
@@ -167,7 +168,7 @@ TEST(FcInfoMap, AFileWhoseFirstLineHoldsNoAddressIsUseless) {
 }
 
 TEST(FcInfoMap, ACommandThatFailsIsAnErrorAndItsFileGoes) {
-    auto& host = hostWhoseCommandsPrint(twoAdapters, "", 1 << 8);
+    const auto host = hostWhoseCommandsPrint(twoAdapters, "", 1 << 8);
     vokUtils::initFcInfoMap();
     EXPECT_EQ(countLogged(host, hardwareFailure), 1);
     EXPECT_FALSE(host.root.exists(hardwareFile));
@@ -176,23 +177,23 @@ TEST(FcInfoMap, ACommandThatFailsIsAnErrorAndItsFileGoes) {
 }
 
 TEST(FcInfoMap, ACommandThatCanNotBeStartedIsTheSameError) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.commandsFailToStart = true;
+    host.part<FakeCommands>().failToStart = true;
     vokUtils::initFcInfoMap();
     EXPECT_EQ(countLogged(host, hardwareFailure), 1);
 }
 
 TEST(FcInfoMap, AFileThatIsNotThereIsTheSameError) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.commandOutput[hardwareCommand] = "";
+    host.part<FakeCommands>().output[hardwareCommand] = "";
     vokUtils::initFcInfoMap();
     EXPECT_EQ(countLogged(host, hardwareFailure), 1);
 }
 
 TEST(FcInfoMap, IsWrittenToTheDebugLog) {
-    auto& host = hostWhoseCommandsPrint(twoAdapters, "");
+    const auto host = hostWhoseCommandsPrint(twoAdapters, "");
     vokUtils::initFcInfoMap();
     const std::vector<std::string> lines = loggedLines(host);
     ASSERT_GE(lines.size(), 3u);
@@ -202,7 +203,7 @@ TEST(FcInfoMap, IsWrittenToTheDebugLog) {
 }
 
 TEST(FcInfoMap, BeforeItIsReadKnowsNothing) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("vmhba3"));
     EXPECT_EQ(vokUtils::getFcGeoIDPciStr("vmhba3"), notThere);
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba3"), "NotAvailable");
@@ -211,14 +212,14 @@ TEST(FcInfoMap, BeforeItIsReadKnowsNothing) {
 
 TEST(FcInfoMap, OfARealShellIsMadeByTheCommandItself) {
     // The fake's root stands in for "/": what the shell would append is what the two greps let through.
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     host.root.writeFile(
         "/list",
         "0000:1a:00.0\n   Address: 0000:1a:00.0\n   Segment: 0x0000\n   VMkernel Name: vmhba3\n"
         "   Parent Device: PCI 0:0:1:1\n");
     host.root.writeFile("/opt/mev/vok/data/keep", "");
-    host.onCommand = [&host](const std::string& command, int& exitStatus) {
+    host.part<FakeCommands>().onCommand = [&host](const std::string& command, int& exitStatus) {
         std::string here = "cd '" + host.root.path() + "'; localcli() { cat list; }; " + command;
         here.replace(here.find(" /opt"), 5, " ./opt");
         exitStatus = std::system(here.c_str());
@@ -231,12 +232,12 @@ TEST(FcInfoMap, OfARealShellIsMadeByTheCommandItself) {
 // --- node names ---
 
 TEST(FcNameMap, LinksTheNodeNameWithItsColonsToTheAdapter) {
-    auto& host = hostWhoseCommandsPrint(twoAdapters,
-                                        "   Adapter: vmhba3\n   Node Name: 20:00:f4:e9:d4:00:dd:b6\n"
-                                        "   Adapter: vmhba4\n   Node Name: 20:00:f4:e9:d4:00:dd:b7\n");
+    const auto host = hostWhoseCommandsPrint(twoAdapters,
+                                             "   Adapter: vmhba3\n   Node Name: 20:00:f4:e9:d4:00:dd:b6\n"
+                                             "   Adapter: vmhba4\n   Node Name: 20:00:f4:e9:d4:00:dd:b7\n");
     vokUtils::initFcInfoMap();
     vokUtils::initFcNameMap();
-    EXPECT_EQ(host.commands, (std::vector<std::string>{hardwareCommand, nameCommand}));
+    EXPECT_EQ(host.part<FakeCommands>().texts(), (std::vector<std::string>{hardwareCommand, nameCommand}));
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:f4:e9:d4:00:dd:b6"), "vmhba3");
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:f4:e9:d4:00:dd:b7"), "vmhba4");
     EXPECT_EQ(vokUtils::getFcOsDevicename("21:00:f4:e9:d4:00:dd:b7"), "NotAvailable");
@@ -267,7 +268,7 @@ TEST(FcNameMap, HoldsTheLaterOfTwoAdaptersOfOneNode) {
 }
 
 TEST(FcNameMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
-    auto& host =
+    const auto host =
         hostWhoseCommandsPrint(twoAdapters, "   Adapter: vmhba4\n   Node Name: 20:00:00:00:00:00:00:02\n");
     host.root.writeFile(nameFile, "   Adapter: vmhba3\n   Node Name: 20:00:00:00:00:00:00:01\n");
     vokUtils::initFcInfoMap();
@@ -295,7 +296,7 @@ TEST(FcNameMap, AnAdapterWithoutANodeNameContributesNothing) {
 }
 
 TEST(FcNameMap, AFileWhoseFirstLineHoldsNoAdapterIsUseless) {
-    auto& host =
+    const auto host =
         hostWhoseCommandsPrint(twoAdapters, "   Node Name: 20:00:00:00:00:00:00:01\n   Adapter: vmhba3\n");
     vokUtils::initFcInfoMap();
     vokUtils::initFcNameMap();
@@ -305,7 +306,7 @@ TEST(FcNameMap, AFileWhoseFirstLineHoldsNoAdapterIsUseless) {
 }
 
 TEST(FcNameMap, ACommandThatFailsIsAnErrorAndItsFileGoes) {
-    auto& host = hostWhoseCommandsPrint("", "   Adapter: vmhba3\n", 1 << 8);
+    const auto host = hostWhoseCommandsPrint("", "   Adapter: vmhba3\n", 1 << 8);
     vokUtils::initFcNameMap();
     EXPECT_EQ(countLogged(host, nameFailure), 1);
     EXPECT_FALSE(host.root.exists(nameFile));

@@ -63,7 +63,7 @@ TEST(GeoIdMap, HoldsUnusedSlotsAtTheAddressOfOnes) {
 }
 
 TEST(GeoIdMap, IsWrittenToTheDebugLogInTheOrderOfAddresses) {
-    auto& host = hostWithPlatform(
+    const auto host = hostWithPlatform(
         tableOf(first).addSlot("Slot r001u05p2i03", "0000:3b:00.0").addSlot("Slot without", "0000:1c:00.2"));
     const Texts lines = loggedLines(host);
     const auto heading =
@@ -74,7 +74,7 @@ TEST(GeoIdMap, IsWrittenToTheDebugLogInTheOrderOfAddresses) {
 }
 
 TEST(GeoIdMap, EachRecordIsWrittenToTheDebugLog) {
-    auto& host = hostWithPlatform(
+    const auto host = hostWithPlatform(
         tableOf(first).addSlot("Slot 1", "0012:3b:1f.2").addOnboardDevice("LOM", "0003:01:02.3"));
     EXPECT_TRUE(hasLogged(
         host, "DEBUG VOK_UTILS: designation: Slot 1, segmentGroupNum: 0x12, busNum: 0x3b, evFuncNum: 0xfa"));
@@ -83,7 +83,7 @@ TEST(GeoIdMap, EachRecordIsWrittenToTheDebugLog) {
 }
 
 TEST(GeoIdMap, OfAMachineWithNeitherSlotsNorDevicesIsEmpty) {
-    auto& host = hostWithPlatform(tableOf(first));
+    const auto host = hostWithPlatform(tableOf(first));
     EXPECT_TRUE(vokUtils::getGeoIDMap().empty());
     EXPECT_EQ(vokUtils::getGeoIDStr("0000:3b:00.0"), "NotAvailable");
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Unable to fetch smbios type 9 record"));
@@ -92,13 +92,13 @@ TEST(GeoIdMap, OfAMachineWithNeitherSlotsNorDevicesIsEmpty) {
 }
 
 TEST(GeoIdMap, OfAMachineWithSlotsAloneLacksTheDevicesAlone) {
-    auto& host = hostWithPlatform(tableOf(first).addSlot("r001u05p2i03", "0000:3b:00.0"));
+    const auto host = hostWithPlatform(tableOf(first).addSlot("r001u05p2i03", "0000:3b:00.0"));
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: Unable to fetch smbios type 9 record"));
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Unable to fetch smbios type 41 record"));
 }
 
 TEST(GeoIdMap, WithoutTheTableIsEmptyAndThatIsSaid) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     vokUtils::initializeSMBIOS();
     vokUtils::initGeoIDMap();
@@ -116,7 +116,7 @@ TEST(GeoIdMap, GivesTheTableBack) {
 }
 
 TEST(GeoIdMap, LeavesATableAloneThatSomebodyElseOpened) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     host.root.writeFile(SmBiosTable::deviceFile, tableOf(first).contents());
     ASSERT_EQ(SmBiosInit(), 0);
@@ -129,14 +129,14 @@ TEST(GeoIdMap, LeavesATableAloneThatSomebodyElseOpened) {
 // --- designations ---
 
 TEST(Designation, OfTheFirstPlatformHoldsTheGeoIdAsAWord) {
-    useFakeHost();
+    const FakeHost host;
     for (const char* text : {"r001u05p2i03", "Slot r001u05p2i03", " r001u05p2i03", "r001u05p2i03 Bay 1",
                              "(r001u05p2i03)", "PCIe-r001u05p2i03.x16", "x.r001u05p2i03:1"})
         EXPECT_EQ(vokUtils::getGeoIDFromDesignation(text), "r001u05p2i03") << text;
 }
 
 TEST(Designation, WhereTheGeoIdIsPartOfALongerWordHoldsNone) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     for (const char* text : {"xr001u05p2i03", "0r001u05p2i03", "_r001u05p2i03", "r001u05p2i034",
                              "r001u05p2i03_1", "r001u05p2i03a", "PCIer001u05p2i03x16"})
@@ -145,14 +145,14 @@ TEST(Designation, WhereTheGeoIdIsPartOfALongerWordHoldsNone) {
 }
 
 TEST(Designation, OfAnotherFormHoldsNone) {
-    useFakeHost();
+    const FakeHost host;
     for (const char* text : {"", "Slot 1", "R001U05P2I03", "r01u05p2i03", "r001u5p2i03", "r001u05p12i03",
                              "r001u05p2i3", "r001i02s03", "r001 u05p2i03", "Undefined"})
         EXPECT_EQ(vokUtils::getGeoIDFromDesignation(text), "") << text;
 }
 
 TEST(Designation, WithTwoGeoIdsMeansTheFirst) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(vokUtils::getGeoIDFromDesignation("r001u05p2i034 r002u06p3i04 r003u07p4i05"), "r002u06p3i04");
 }
 
@@ -203,7 +203,7 @@ TEST(GeoIdInfo, OnTheFirstPlatformHasRackUnitPartitionAndInstance) {
 }
 
 TEST(GeoIdInfo, OnTheSecondPlatformHasRackInstanceAndSlotAndTheMissingFourthIsNoError) {
-    auto& host = hostWithPlatform(tableOf(second).addSlot("Slot r001i02s03", "0000:3b:00.0"));
+    const auto host = hostWithPlatform(tableOf(second).addSlot("Slot r001i02s03", "0000:3b:00.0"));
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.0"), (Texts{"001", "02", "03"}));
     for (const std::string& line : loggedLines(host))
         EXPECT_EQ(line.find("Failed to extract element"), std::string::npos) << line;
@@ -215,28 +215,28 @@ TEST(GeoIdInfo, OnTheOtherVariantOfTheSecondPlatformHasTheSameThree) {
 }
 
 TEST(GeoIdInfo, OfADesignationWithMoreBehindTheGeoIdIsEmptyForASlotButNotForADevice) {
-    auto& host = hostWithPlatform(tableOf(second)
-                                      .addSlot("Slot r001i02s03 Bay", "0000:3b:00.0")
-                                      .addOnboardDevice("Slot r001i02s03 Bay", "0000:01:00.0"));
+    const auto host = hostWithPlatform(tableOf(second)
+                                           .addSlot("Slot r001i02s03 Bay", "0000:3b:00.0")
+                                           .addOnboardDevice("Slot r001i02s03 Bay", "0000:01:00.0"));
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.0"), Texts{});
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Error decoding GeoID [r001i02s03 Bay]: [1] - [No match]"));
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:01:00.0"), (Texts{"001", "02", "03"}));
 }
 
 TEST(GeoIdInfo, OfAnAddressWithoutAGeoIdIsEmpty) {
-    auto& host = hostWithPlatform(tableOf(first).addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
+    const auto host = hostWithPlatform(tableOf(first).addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.1"), Texts{});
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: GeoID not available for PCI address [0000:3b:00.1]."));
 }
 
 TEST(GeoIdInfo, OfAnEmptyGeoIdIsEmptyAndAnErrorOfDecoding) {
-    auto& host = hostWithPlatform(tableOf(first).addSlot("Slot 1", "0000:3b:00.0"));
+    const auto host = hostWithPlatform(tableOf(first).addSlot("Slot 1", "0000:3b:00.0"));
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.0"), Texts{});
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Error decoding GeoID []: [1] - [No match]"));
 }
 
 TEST(GeoIdInfo, OnAnUnknownPlatformIsEmptyWithAWarningAtEveryCall) {
-    auto& host = hostWithPlatform(tableOf(unknown).addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
+    const auto host = hostWithPlatform(tableOf(unknown).addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
     const std::string warning =
         "WARNING VOK_UTILS: Failed to decode GeoID [r001u05p2i03]: Unknown or unsupported platform type.";
     for (int call = 1; call <= 3; ++call) {

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystem.h"
 #include "support/LoggedLines.h"
 
 namespace vokUtilsHostTest {
@@ -18,146 +20,155 @@ constexpr char versionCommand[] = "localcli system version get | grep -i Version
 }  // namespace
 
 TEST(HostName, IsTheNodeName) {
-    useFakeHost().nodeName = "esx01.lab";
+    const FakeHost host;
+    host.part<FakeSystem>().nodeName = "esx01.lab";
     EXPECT_EQ(vokUtils::readHostName(), "esx01.lab");
 }
 
 TEST(HostName, IsABlankWhenTheSystemDoesNotTell) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.systemNameFails = true;
+    host.part<FakeSystem>().nameFails = true;
     EXPECT_EQ(vokUtils::readHostName(), " ");
     // EFAULT is 14.
     EXPECT_THAT(loggedLines(host), testing::ElementsAre("ERROR VOK_UTILS: uname failed with error = 14"));
 }
 
 TEST(HostDescription, IsTheFiveNamesWithOneBlankBetween) {
-    useFakeHost().nodeName = "esx01";
+    const FakeHost host;
+    host.part<FakeSystem>().nodeName = "esx01";
     EXPECT_EQ(vokUtils::readHostOSDescription(), "VMkernel esx01 7.0.3 #1 SMP Release build-20036589 x86_64");
 }
 
 TEST(HostDescription, IsEmptyWhenTheSystemDoesNotTell) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.systemNameFails = true;
+    host.part<FakeSystem>().nameFails = true;
     EXPECT_EQ(vokUtils::readHostOSDescription(), "");
     EXPECT_THAT(loggedLines(host), testing::ElementsAre("ERROR VOK_UTILS: uname failed with error = 14"));
 }
 
 TEST(HostOSName, IsOneWordWithoutBlanks) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "   Product: VMware ESXi\n";
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[nameCommand] = "   Product: VMware ESXi\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
-    EXPECT_EQ(host.commands, std::vector<std::string>{nameCommand});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{nameCommand});
 }
 
 TEST(HostOSName, AnyWhiteSpaceGoesFromTheWholeText) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "\tProduct :\tVM ware\v\r\n ES Xi\f\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[nameCommand] = "\tProduct :\tVM ware\v\r\n ES Xi\f\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
 }
 
 TEST(HostOSName, ALineLongerThanThePieceOf39CharactersIsPutTogether) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "   Product: " + std::string(100, 'x') + " end\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[nameCommand] = "   Product: " + std::string(100, 'x') + " end\n";
     EXPECT_EQ(vokUtils::readHostOSName(), std::string(100, 'x') + "end");
 }
 
 TEST(HostOSName, IsWhatStandsBehindTheFirstColon) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "Product: a:b\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[nameCommand] = "Product: a:b\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "a:b");
 }
 
 TEST(HostOSName, IsTheWholeTextWithoutAColon) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "Product VMware ESXi\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[nameCommand] = "Product VMware ESXi\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "ProductVMwareESXi");
 }
 
 TEST(HostOSName, IsAskedForOnceAndNeverRefreshed) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "   Product: VMware ESXi\n";
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[nameCommand] = "   Product: VMware ESXi\n";
     vokUtils::readHostOSName();
-    host.commandOutput[nameCommand] = "   Product: another\n";
+    commands.output[nameCommand] = "   Product: another\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
-    EXPECT_EQ(host.commands.size(), 1u);
+    EXPECT_EQ(commands.texts().size(), 1u);
 }
 
 TEST(HostOSName, IsAskedForAgainAfterACommandThatDidNotStart) {
-    auto& host = useFakeHost();
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
     logEverything(host);
-    host.commandOutput[nameCommand] = "   Product: VMware ESXi\n";
-    host.commandsFailToStart = true;
+    commands.output[nameCommand] = "   Product: VMware ESXi\n";
+    commands.failToStart = true;
     EXPECT_EQ(vokUtils::readHostOSName(), "");
     EXPECT_THAT(loggedLines(host),
                 testing::ElementsAre("ERROR VOK_UTILS: Error occurred in identifying OS Name."));
-    host.commandsFailToStart = false;
+    commands.failToStart = false;
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
 }
 
 TEST(HostOSName, IsAskedForAgainAfterACommandThatPrintedNothing) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::readHostOSName(), "");
     EXPECT_THAT(loggedLines(host), testing::IsEmpty());
-    host.commandOutput[nameCommand] = "   Product: VMware ESXi\n";
+    host.part<FakeCommands>().output[nameCommand] = "   Product: VMware ESXi\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
 }
 
 TEST(HostOSVersion, IsWhatStandsBehindTheFirstColon) {
-    auto& host = useFakeHost();
-    host.commandOutput[versionCommand] = "Version: 7.0.3\n";
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[versionCommand] = "Version: 7.0.3\n";
     EXPECT_EQ(vokUtils::readHostOSVersion(), "7.0.3");
-    EXPECT_EQ(host.commands, std::vector<std::string>{versionCommand});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{versionCommand});
 }
 
 TEST(HostOSVersion, SeveralMatchingLinesRunTogether) {
-    auto& host = useFakeHost();
-    host.commandOutput[versionCommand] = "   Version: 8.0.1\n   Profile Version: 3\n";
+    const FakeHost host;
+    host.part<FakeCommands>().output[versionCommand] = "   Version: 8.0.1\n   Profile Version: 3\n";
     EXPECT_EQ(vokUtils::readHostOSVersion(), "8.0.1ProfileVersion:3");
 }
 
 TEST(HostOSVersion, IsKeptApartFromTheName) {
-    auto& host = useFakeHost();
-    host.commandOutput[nameCommand] = "   Product: VMware ESXi\n";
-    host.commandOutput[versionCommand] = "   Version: 8.0.1\n";
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[nameCommand] = "   Product: VMware ESXi\n";
+    commands.output[versionCommand] = "   Version: 8.0.1\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
     EXPECT_EQ(vokUtils::readHostOSVersion(), "8.0.1");
     EXPECT_EQ(vokUtils::readHostOSVersion(), "8.0.1");
-    EXPECT_EQ(host.commands.size(), 2u);
+    EXPECT_EQ(commands.texts().size(), 2u);
 }
 
 TEST(HostOSVersion, ACommandThatDoesNotStartIsAnError) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
-    host.commandsFailToStart = true;
+    host.part<FakeCommands>().failToStart = true;
     EXPECT_EQ(vokUtils::readHostOSVersion(), "");
     EXPECT_THAT(loggedLines(host),
                 testing::ElementsAre("ERROR VOK_UTILS: Error occurred in identifying OS version."));
 }
 
 TEST(HostOSVersion, ACommandThatRunsWildEnds) {
-    auto& host = useFakeHost();
-    host.commandOutput[versionCommand] = "Version: " + std::string(10 * 1024 * 1024, '7');
+    const FakeHost host;
+    host.part<FakeCommands>().output[versionCommand] = "Version: " + std::string(10 * 1024 * 1024, '7');
     EXPECT_LE(vokUtils::readHostOSVersion().size(), 65536u + 40u);
 }
 
 TEST(HostOSVersion, NoLockIsHeldWhileACommandRuns) {
-    auto& host = useFakeHost();
-    host.onCommand = [](const std::string& command, int&) -> std::string {
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.onCommand = [](const std::string& command, int&) -> std::string {
         if (command == versionCommand) return "Version: 7.0.3\n";
         vokUtils::readHostOSVersion();
         return "Product: ESXi\n";
     };
     EXPECT_EQ(vokUtils::readHostOSName(), "ESXi");
-    EXPECT_EQ(host.commands, (std::vector<std::string>{nameCommand, versionCommand}));
+    EXPECT_EQ(commands.texts(), (std::vector<std::string>{nameCommand, versionCommand}));
 }
 
 TEST(HostOSVersion, ManyThreadsMayAskAtOnce) {
-    auto& host = useFakeHost();
-    host.commandOutput[versionCommand] = "   Version: 8.0.1\n";
-    host.commandOutput[nameCommand] = "   Product: VMware ESXi\n";
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output[versionCommand] = "   Version: 8.0.1\n";
+    commands.output[nameCommand] = "   Product: VMware ESXi\n";
     std::vector<std::string> answers(8);
     std::vector<std::thread> threads;
     for (auto& answer : answers)

@@ -14,8 +14,8 @@ constexpr const char* notInitialised =
     "WARNING VOK_UTILS: SMBIOS module could not be initialized. Hence, VOK system information will not be "
     "populated.";
 
-FakeHostAccess& hostWithTable(const SmBiosTable& table) {
-    auto& host = useFakeHost();
+FakeHost hostWithTable(const SmBiosTable& table) {
+    FakeHost host;
     logEverything(host);
     host.root.writeFile(SmBiosTable::deviceFile, table.contents());
     return host;
@@ -24,7 +24,7 @@ FakeHostAccess& hostWithTable(const SmBiosTable& table) {
 }  // namespace
 
 TEST(InitializeSmbios, SaysThatTheTableIsThere) {
-    auto& host = hostWithTable(tableOf("7711PID02020001"));
+    const auto host = hostWithTable(tableOf("7711PID02020001"));
     vokUtils::initializeSMBIOS();
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: SMBIOS table initiated"));
     void* records = nullptr;
@@ -33,7 +33,7 @@ TEST(InitializeSmbios, SaysThatTheTableIsThere) {
 }
 
 TEST(InitializeSmbios, SaysWhyTheTableIsNotThere) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     vokUtils::initializeSMBIOS();
     EXPECT_TRUE(hasLogged(
@@ -43,7 +43,7 @@ TEST(InitializeSmbios, SaysWhyTheTableIsNotThere) {
 }
 
 TEST(PlatformFamily, AndManufacturerAreThoseOfTheFirstSystemRecord) {
-    auto& host = hostWithTable(tableOf("7711PID02020001").addSystem("Another", "7711PID03020102"));
+    const auto host = hostWithTable(tableOf("7711PID02020001").addSystem("Another", "7711PID03020102"));
     vokUtils::initializeSMBIOS();
     EXPECT_EQ(vokUtils::getPlatformFamily(), "7711PID02020001");
     EXPECT_EQ(vokUtils::getSystemManufacturer(), "Maker of servers");
@@ -58,7 +58,7 @@ TEST(PlatformFamily, OfAMachineWithoutAFamilyStringIsTheTextUndefined) {
 }
 
 TEST(PlatformFamily, IsEmptyWhereTheTableCouldNotBeOpened) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     logEverything(host);
     vokUtils::initializeSMBIOS();
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
@@ -68,7 +68,7 @@ TEST(PlatformFamily, IsEmptyWhereTheTableCouldNotBeOpened) {
 
 TEST(PlatformFamily, IsEmptyWhereThereIsNoSystemRecord) {
     SmBiosTable table;
-    auto& host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
+    const auto host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
     vokUtils::initializeSMBIOS();
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Could not retrieve system information from SMBIOS table."));
@@ -76,7 +76,7 @@ TEST(PlatformFamily, IsEmptyWhereThereIsNoSystemRecord) {
 }
 
 TEST(PlatformFamily, StaysAsTheFirstCallFoundItWhateverCameOfIt) {
-    auto& host = hostWithTable(tableOf("7711PID02020001"));
+    const auto host = hostWithTable(tableOf("7711PID02020001"));
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
     vokUtils::initializeSMBIOS();
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
@@ -85,7 +85,7 @@ TEST(PlatformFamily, StaysAsTheFirstCallFoundItWhateverCameOfIt) {
 }
 
 TEST(PlatformFamily, IsFixedByTheFirstCallForTheManufacturerToo) {
-    auto& host = hostWithTable(tableOf("7711PID02020001"));
+    const auto host = hostWithTable(tableOf("7711PID02020001"));
     vokUtils::initializeSMBIOS();
     EXPECT_EQ(vokUtils::getSystemManufacturer(), "Maker of servers");
     SmBiosDeinit();
@@ -95,13 +95,13 @@ TEST(PlatformFamily, IsFixedByTheFirstCallForTheManufacturerToo) {
 }
 
 TEST(PlatformFamily, LivesOnWhenTheTableIsGivenBack) {
-    auto& host = hostWithPlatform(tableOf("7711PID03020102").addSlot("Slot r001i02s03", "0000:3b:00.0"));
+    const auto host = hostWithPlatform(tableOf("7711PID03020102").addSlot("Slot r001i02s03", "0000:3b:00.0"));
     std::filesystem::remove(host.path(SmBiosTable::deviceFile));
     EXPECT_EQ(vokUtils::getPlatformFamily(), "7711PID03020102");
 }
 
 TEST(PlatformFamily, OfAMachineWithNeitherSlotsNorDevicesIsReadTooLate) {
-    auto& host = hostWithPlatform(tableOf("7711PID02020001"));
+    const auto host = hostWithPlatform(tableOf("7711PID02020001"));
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
     // The layer counts as initialised although its table is gone.
     EXPECT_FALSE(hasLogged(host, notInitialised));
@@ -109,7 +109,7 @@ TEST(PlatformFamily, OfAMachineWithNeitherSlotsNorDevicesIsReadTooLate) {
 }
 
 TEST(PlatformFamily, IsReadOnceByManyThreadsThatAskFirst) {
-    auto& host = hostWithTable(tableOf("7711PID02020001"));
+    const auto host = hostWithTable(tableOf("7711PID02020001"));
     vokUtils::initializeSMBIOS();
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)

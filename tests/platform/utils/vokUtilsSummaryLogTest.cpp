@@ -8,7 +8,8 @@
 
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 #include "support/TemporaryDirectory.h"
 
@@ -24,14 +25,14 @@ constexpr char shutdownFailure[] =
     "WARNING VOK_UTILS: Error occurred in gathering system last shutdown time information.";
 
 // A host whose command appends this text to the working file, as the shell would.
-FakeHostAccess& hostThatTells(const std::string& stamps) {
+FakeHost hostThatTells(const std::string& stamps) {
     ::setenv("TZ", "UTC0", 1);
-    auto& host = useFakeHost();
+    FakeHost host;
     logEverything(host);
     host.root.writeFile("/tmp/keep", "");
-    host.onCommand = [&host, stamps](const std::string&, int&) {
-        const std::string before = host.root.readFile("/tmp/vokboot.log");
-        host.root.writeFile("/tmp/vokboot.log", before + stamps);
+    host.part<FakeCommands>().onCommand = [&root = host.root, stamps](const std::string&, int&) {
+        const std::string before = root.readFile("/tmp/vokboot.log");
+        root.writeFile("/tmp/vokboot.log", before + stamps);
         return std::string();
     };
     return host;
@@ -53,13 +54,13 @@ Times fetch() {
 }  // namespace
 
 TEST(SummaryLog, TheCommandsAreTheDocumentedOnes) {
-    auto& host = hostThatTells("");
+    const auto host = hostThatTells("");
     fetch();
-    EXPECT_THAT(host.commands, testing::ElementsAre(bootCommand, shutdownCommand));
+    EXPECT_THAT(host.part<FakeCommands>().texts(), testing::ElementsAre(bootCommand, shutdownCommand));
 }
 
 TEST(SummaryLog, TheLastLineIsTheRunningBootAndTheOneBeforeThePrevious) {
-    auto& host = hostThatTells("2017-09-15T09:49:10Z\n2021-04-01T03:50:53Z\n");
+    const auto host = hostThatTells("2017-09-15T09:49:10Z\n2021-04-01T03:50:53Z\n");
     const Times times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
     EXPECT_EQ(times.previousBoot, 1505468950);
@@ -80,7 +81,7 @@ TEST(SummaryLog, TimesThatAreNotToldAreZero) {
 }
 
 TEST(SummaryLog, AStampThatIsNoneIsZero) {
-    auto& host = hostThatTells("garbage\n2021-04-01T03:50:53Z\n");
+    const auto host = hostThatTells("garbage\n2021-04-01T03:50:53Z\n");
     const Times times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
     EXPECT_EQ(times.previousBoot, 0);
@@ -93,8 +94,8 @@ TEST(SummaryLog, ALineWithoutANewlineCounts) {
 }
 
 TEST(SummaryLog, ACommandThatFailsIsAWarningAndGivesZeroes) {
-    auto& host = hostThatTells("");
-    host.onCommand = [&host](const std::string&, int& status) {
+    const auto host = hostThatTells("");
+    host.part<FakeCommands>().onCommand = [&host](const std::string&, int& status) {
         host.root.writeFile("/tmp/vokboot.log", "2021-04-01T03:50:53Z\n");
         status = 2 << 8;
         return std::string();
@@ -108,14 +109,14 @@ TEST(SummaryLog, ACommandThatFailsIsAWarningAndGivesZeroes) {
 }
 
 TEST(SummaryLog, AShellThatCanNotBeStartedIsAWarning) {
-    auto& host = hostThatTells("");
-    host.commandsFailToStart = true;
+    const auto host = hostThatTells("");
+    host.part<FakeCommands>().failToStart = true;
     fetch();
     EXPECT_THAT(loggedLines(host), testing::ElementsAre(bootFailure, shutdownFailure));
 }
 
 TEST(SummaryLog, WhatAnEarlierRunLeftDoesNotCount) {
-    auto& host = hostThatTells("2021-04-01T03:50:53Z\n");
+    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
     host.root.writeFile("/tmp/vokboot.log", "2017-09-15T09:49:10Z\n");
     const Times times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
@@ -123,15 +124,15 @@ TEST(SummaryLog, WhatAnEarlierRunLeftDoesNotCount) {
 }
 
 TEST(SummaryLog, NothingIsLeftBehind) {
-    auto& host = hostThatTells("2021-04-01T03:50:53Z\n");
+    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
     fetch();
     EXPECT_FALSE(host.root.exists("/tmp/vokboot.log"));
 }
 
 TEST(SummaryLog, TheWorkingFileIsForThisUserAloneWhenTheCommandRuns) {
-    auto& host = hostThatTells("");
+    const auto host = hostThatTells("");
     mode_t mode = 0;
-    host.onCommand = [&](const std::string&, int&) {
+    host.part<FakeCommands>().onCommand = [&](const std::string&, int&) {
         struct stat status {};
         EXPECT_EQ(::lstat((host.root.path() + "/tmp/vokboot.log").c_str(), &status), 0);
         mode = status.st_mode;
@@ -142,7 +143,7 @@ TEST(SummaryLog, TheWorkingFileIsForThisUserAloneWhenTheCommandRuns) {
 }
 
 TEST(SummaryLog, APlantedLinkIsReplacedAndItsTargetUntouched) {
-    auto& host = hostThatTells("2021-04-01T03:50:53Z\n");
+    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
     host.root.writeFile("/etc/passwd", "root\n");
     ASSERT_EQ(::symlink("../etc/passwd", (host.root.path() + "/tmp/vokboot.log").c_str()), 0);
     EXPECT_EQ(fetch().boot, 1617249053);
@@ -150,10 +151,10 @@ TEST(SummaryLog, APlantedLinkIsReplacedAndItsTargetUntouched) {
 }
 
 TEST(SummaryLog, WhatCanNotBeRemovedIsNotWrittenToAndIsAWarning) {
-    auto& host = hostThatTells("2021-04-01T03:50:53Z\n");
+    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
     host.root.writeFile("/tmp/vokboot.log/file", "");
     EXPECT_EQ(fetch().boot, 0);
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
     EXPECT_THAT(loggedLines(host), testing::ElementsAre(bootFailure, shutdownFailure));
 }
 

@@ -7,7 +7,8 @@
 
 #include "platform/access/vokTimeStamp.h"
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
 #include "support/LoggedLines.h"
 
 namespace vokUtilsTimeTest {
@@ -20,9 +21,9 @@ constexpr time_t november15 = 1794731902;  // 2026-11-15T08:38:22Z
 constexpr time_t november5 = 1793865909;   // 2026-11-05T08:05:09Z
 constexpr time_t july1 = 1782907200;       // 2026-07-01T12:00:00Z
 
-FakeHostAccess& hostAt(time_t now, const char* zone) {
-    auto& host = useFakeHost();
-    host.now = {now, 0};
+FakeHost hostAt(time_t now, const char* zone) {
+    FakeHost host;
+    host.part<FakeClock>().set(now);
     ::setenv("TZ", zone, 1);
     return host;
 }
@@ -30,9 +31,9 @@ FakeHostAccess& hostAt(time_t now, const char* zone) {
 }  // namespace
 
 TEST(TimeZone, IsItsAbbreviationNow) {
-    auto& host = hostAt(november15, centralEurope);
+    const auto host = hostAt(november15, centralEurope);
     EXPECT_EQ(vokUtils::getTimeZone(), "CET");
-    host.now.tv_sec = july1;
+    host.part<FakeClock>().set(july1);
     EXPECT_EQ(vokUtils::getTimeZone(), "CEST");
     ::setenv("TZ", utc, 1);
     EXPECT_EQ(vokUtils::getTimeZone(), "UTC");
@@ -44,9 +45,9 @@ TEST(UTCTime, IsNeverLocal) {
 }
 
 TEST(Time, IsLocal) {
-    auto& host = hostAt(november15, centralEurope);
+    const auto host = hostAt(november15, centralEurope);
     EXPECT_EQ(vokUtils::getTime(), "2026-11-15 09:38:22");
-    host.now.tv_sec = july1;
+    host.part<FakeClock>().set(july1);
     EXPECT_EQ(vokUtils::getTime(), "2026-07-01 14:00:00");
 }
 
@@ -60,8 +61,8 @@ TEST(Time, FollowsAZoneThatChangesWhileTheAgentRuns) {
 }
 
 TEST(Time, IsTheEpochWhenTheClockCanNotBeRead) {
-    auto& host = hostAt(november15, utc);
-    host.failingClockReads = 2;
+    const auto host = hostAt(november15, utc);
+    host.part<FakeClock>().failReads(2);
     EXPECT_EQ(vokUtils::getTime(), "1970-01-01 00:00:00");
     EXPECT_EQ(vokUtils::getUTCTime(), "1970-01-01T00:00:00Z");
 }
@@ -72,14 +73,14 @@ TEST(DateTime, TheDayHasNoLeadingZeroAndTheTimeHas) {
 }
 
 TEST(DateTime, NamesTheMonthsInEnglishInAnyLocale) {
-    auto& host = hostAt(0, utc);
+    const auto host = hostAt(0, utc);
     const char* const days[] = {"Jan 3", "Feb 3", "Mar 3", "Apr 3", "May 3", "Jun 3",
                                 "Jul 3", "Aug 3", "Sep 3", "Oct 3", "Nov 3", "Dec 3"};
     // The third of each month of 2025 at noon.
     const time_t noons[] = {1735905600, 1738584000, 1741003200, 1743681600, 1746273600, 1748952000,
                             1751544000, 1754222400, 1756900800, 1759492800, 1762171200, 1764763200};
     for (int i = 0; i < 12; ++i) {
-        host.now.tv_sec = noons[i];
+        host.part<FakeClock>().set(noons[i]);
         EXPECT_EQ(vokUtils::getDateTime(), std::string(days[i]) + " 12:00:00");
     }
 }
@@ -98,14 +99,14 @@ TEST(ToEpoc, ReadsTheStampAsLocalTimeAlthoughItEndsInZ) {
 }
 
 TEST(ToEpoc, TheDaylightSavingOfTodayCountsForAStampOfTheOtherSeason) {
-    auto& host = hostAt(july1, centralEurope);
+    const auto host = hostAt(july1, centralEurope);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15T08:38:22Z"), 1794731902 - 7200);
-    host.now.tv_sec = november15;
+    host.part<FakeClock>().set(november15);
     EXPECT_EQ(vokUtils::toEpoc("2026-07-01T12:00:00Z"), 1782907200 - 3600);
 }
 
 TEST(ToEpoc, AStampOfExactly19CharactersIsRefused) {
-    auto& host = hostAt(november15, utc);
+    const auto host = hostAt(november15, utc);
     logEverything(host);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15 08:38:22"), 0);
     EXPECT_EQ(vokUtils::toEpoc(""), 0);
@@ -113,7 +114,7 @@ TEST(ToEpoc, AStampOfExactly19CharactersIsRefused) {
 }
 
 TEST(ToEpoc, A20thCharacterOfAnyKindMakesItATime) {
-    auto& host = hostAt(november15, utc);
+    const auto host = hostAt(november15, utc);
     logEverything(host);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15 08:38:22x"), 1794731902);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15T08:38:22.123+0100 and more"), 1794731902);

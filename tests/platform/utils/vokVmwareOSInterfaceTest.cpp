@@ -12,7 +12,9 @@
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/utils/vokSystemInterfaceFactory.h"
 #include "platform/utils/vokUtils.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeSystemLog.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vokVmwareOSInterfaceTest {
@@ -143,25 +145,26 @@ TEST(SystemInterface, IsThereForStaticInitialisers) {
 }
 
 TEST(PopulateHardwarePCIDetails, AsksForTheListAndReadsNothing) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), 0);
-    EXPECT_EQ(host.commands,
+    EXPECT_EQ(host.part<FakeCommands>().texts(),
               std::vector<std::string>{"localcli hardware pci list > /opt/mev/vok/data/vok_hwlist.txt"});
 }
 
 TEST(PopulateHardwarePCIDetails, FailsOnlyWhenTheCommandCanNotBeStarted) {
-    auto& host = useFakeHost();
-    host.onCommand = [](const std::string&, int& status) {
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.onCommand = [](const std::string&, int& status) {
         status = 1 << 8;
         return std::string();
     };
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), 0);
-    host.commandsFailToStart = true;
+    commands.failToStart = true;
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), -1);
 }
 
 TEST(PopulateHardwarePCIDetails, DoesNotMakeTheDirectoryOfThePackage) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     systemInterface().populateHardwarePCIDetails();
     EXPECT_FALSE(host.root.exists("/opt"));
 }
@@ -181,20 +184,20 @@ TEST(UnInitialize, RemovesTheStoredList) {
 }
 
 TEST(UnInitialize, IsNoErrorWithoutAList) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     systemInterface().UnInitialize();
-    EXPECT_TRUE(host.commands.empty());
-    EXPECT_TRUE(host.systemLogLines.empty());
+    EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
+    EXPECT_TRUE(host.part<FakeSystemLog>().lines().empty());
 }
 
 TEST(Initialize, DoesNothing) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     systemInterface().Initialize();
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
 }
 
 TEST(NvmeQuestions, HaveNoAnswerAndLeaveTheTextsUntouched) {
-    auto& host = useFakeHost();
+    const FakeHost host;
     std::vector<std::string> instances{"before"};
     systemInterface().populateNvmeInstances(instances);
     systemInterface().populateNvmeMaps();
@@ -204,11 +207,11 @@ TEST(NvmeQuestions, HaveNoAnswerAndLeaveTheTextsUntouched) {
     EXPECT_EQ(text, "before");
     EXPECT_EQ(systemInterface().getNvmeSubSystemVendorID("nvme0", text), 0);
     EXPECT_EQ(text, "before");
-    EXPECT_TRUE(host.commands.empty());
+    EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
 }
 
 TEST(PciIdInfo, IsAnEmptyMap) {
-    useFakeHost();
+    const FakeHost host;
     EXPECT_EQ(systemInterface().getPciIdInfo("0000:05:00.0"), (std::map<std::string, std::string>{}));
 }
 

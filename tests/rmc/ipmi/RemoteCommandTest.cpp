@@ -9,7 +9,9 @@
 
 #include "rmc/ipmi/vokRmcStatus.h"
 #include "rmc/ipmi/vokipmi.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
 
 namespace RemoteCommandTest {
 namespace {
@@ -21,24 +23,21 @@ using testing::HasSubstr;
 // Puts commands together and notes whatever is not as it must be.
 class StrictController {
 public:
-    FakeDeviceReply answer(const FakeDeviceRequest& request) {
+    FakeIpmiReply answer(const FakeIpmiRequest& request) {
         const std::vector<unsigned char>& data = request.data;
         check(request.netfn == 0x3A && request.command == 0x80, "network function and command");
         check(request.addressType == 12 && request.channel == 15 && request.lun == 0, "address");
         check(request.addressLength == 8, "address length");
         if (data.size() != 60) {
             check(false, "size of the request");
-            return {0, 1, 0, {0xC7}};
+            return {{0xC7}};
         }
         if (expected == 0)
             takeFirst(data);
         else
             takeLater(data);
         index = static_cast<unsigned>(random() % 65536);
-        return {0,
-                1,
-                0,
-                {completionCode, finalStatus, static_cast<unsigned char>(index & 0xFF),
+        return {{completionCode, finalStatus, static_cast<unsigned char>(index & 0xFF),
                  static_cast<unsigned char>(index >> 8), 0}};
     }
 
@@ -89,21 +88,21 @@ protected:
         host.root.writeFile("/etc/config/mev/vok/vok.conf",
                             R"({"LoggingLevel": "Info", "EnableDebugLog": "true",
                                 "VOKLogLocation": "/log/vok.log", "DebugLogLocation": "/log/debug.log"})");
-        host.onDeviceRequest = [this](const FakeDeviceRequest& request) {
-            return controller.answer(request);
-        };
+        ipmi.onRequest = [this](const FakeIpmiRequest& request) { return controller.answer(request); };
     }
     int send(const std::string& text) {
         return ipmi::IPMIUtils().RMC_CLI_Cmd_Execution("WriteInventory", text);
     }
     // The reply to the nth chunk, counted from 1; all others are taken.
-    void answerChunk(int number, const FakeDeviceReply& reply) {
-        host.onDeviceRequest = [this, number, reply, seen = 0](const FakeDeviceRequest&) mutable {
-            return ++seen == number ? reply : FakeDeviceReply{0, 1, 0, {0, 0, 9, 0, 0}};
+    void answerChunk(int number, const FakeIpmiReply& reply) {
+        ipmi.onRequest = [this, number, reply, seen = 0](const FakeIpmiRequest&) mutable {
+            return ++seen == number ? reply : FakeIpmiReply{{0, 0, 9, 0, 0}};
         };
     }
     std::string log() { return host.root.readFile("/log/vok.log"); }
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
     StrictController controller;
 };
 
@@ -140,54 +139,52 @@ TEST_F(RemoteCommand, AMebibyteArrivesWhole) {
 
 TEST_F(RemoteCommand, AShortPayloadGoesOverTheNameInOneChunk) {
     for (std::size_t length = 0; length <= 56; ++length) {
-        host.deviceRequests.clear();
-        host.onDeviceRequest = [](const FakeDeviceRequest&) {
-            return FakeDeviceReply{0, 1, 0, {0, 0, 0, 0, 0}};
-        };
+        ipmi.clearRequests();
+        ipmi.answer({{0, 0, 0, 0, 0}});
         ASSERT_EQ(send(textOf(length)), 0);
-        ASSERT_EQ(host.deviceRequests.size(), 1U) << length;
+        ASSERT_EQ(ipmi.requests().size(), 1U) << length;
         std::string expected("\0\0\x14WriteInventory", 17);
         expected.resize(60, '\0');
         expected[23] = static_cast<char>(length + 1);
         expected.replace(3, length + 1, textOf(length) + std::string(1, '\0'));
-        ASSERT_EQ(host.deviceRequests[0].data, bytes(expected)) << length;
+        ASSERT_EQ(ipmi.requests()[0].data, bytes(expected)) << length;
     }
 }
 
 TEST_F(RemoteCommand, SixAndFiftyCharactersFillOneChunkByteForByte) {
     ASSERT_EQ(send(std::string(56, 'a')), 0);
-    ASSERT_EQ(host.deviceRequests.size(), 1U);
-    EXPECT_EQ(host.deviceRequests[0].data,
+    ASSERT_EQ(ipmi.requests().size(), 1U);
+    EXPECT_EQ(ipmi.requests()[0].data,
               bytes(std::string("\0\0\x14", 3) + std::string(56, 'a') + std::string(1, '\0')));
 }
 
 TEST_F(RemoteCommand, SevenAndFiftyCharactersTakeTwoChunksByteForByte) {
-    answerChunk(1, {0, 1, 0, {0, 0, 0x34, 0x12, 0}});
+    answerChunk(1, {{0, 0, 0x34, 0x12, 0}});
     ASSERT_EQ(send(std::string(33, 'a') + std::string(24, 'b')), 0);
-    ASSERT_EQ(host.deviceRequests.size(), 2U);
-    EXPECT_EQ(host.deviceRequests[0].data,
+    ASSERT_EQ(ipmi.requests().size(), 2U);
+    EXPECT_EQ(ipmi.requests()[0].data,
               bytes(std::string("\0\0\x14WriteInventory\0\0\0\0\0\0\x3a\0\0\0", 27) + std::string(33, 'a')));
-    EXPECT_EQ(host.deviceRequests[1].data,
+    EXPECT_EQ(ipmi.requests()[1].data,
               bytes(std::string("\x34\x12\0", 3) + std::string(24, 'b') + std::string(33, '\0')));
 }
 
 TEST_F(RemoteCommand, NinetyCharactersTakeThreeChunksByteForByte) {
-    host.onDeviceRequest = [](const FakeDeviceRequest& request) {
+    ipmi.onRequest = [](const FakeIpmiRequest& request) {
         const unsigned char next = request.data[2] == 0x14 ? 7 : 200;
-        return FakeDeviceReply{0, 1, 0, {0, 0, next, 0, 0}};
+        return FakeIpmiReply{{0, 0, next, 0, 0}};
     };
     ASSERT_EQ(send(std::string(33, 'a') + std::string(57, 'b')), 0);
-    ASSERT_EQ(host.deviceRequests.size(), 3U);
-    EXPECT_EQ(host.deviceRequests[0].data,
+    ASSERT_EQ(ipmi.requests().size(), 3U);
+    EXPECT_EQ(ipmi.requests()[0].data,
               bytes(std::string("\0\0\x14WriteInventory\0\0\0\0\0\0\x5b\0\0\0", 27) + std::string(33, 'a')));
-    EXPECT_EQ(host.deviceRequests[1].data, bytes(std::string("\x07\0\0", 3) + std::string(57, 'b')));
-    EXPECT_EQ(host.deviceRequests[2].data, bytes(std::string("\xc8\0\0", 3) + std::string(57, '\0')));
+    EXPECT_EQ(ipmi.requests()[1].data, bytes(std::string("\x07\0\0", 3) + std::string(57, 'b')));
+    EXPECT_EQ(ipmi.requests()[2].data, bytes(std::string("\xc8\0\0", 3) + std::string(57, '\0')));
 }
 
 TEST_F(RemoteCommand, ALongNameIsCutToNineteenBytes) {
     ipmi::IPMIUtils().RMC_CLI_Cmd_Execution(std::string(40, 'N'), textOf(100));
-    EXPECT_EQ(std::string(host.deviceRequests[0].data.begin() + 3, host.deviceRequests[0].data.begin() + 23),
-              std::string(19, 'N') + std::string(1, '\0'));
+    const auto data = ipmi.requests().at(0).data;
+    EXPECT_EQ(std::string(data.begin() + 3, data.begin() + 23), std::string(19, 'N') + std::string(1, '\0'));
 }
 
 TEST_F(RemoteCommand, ACompletionCodeOtherThanZeroStillCountsAsTaken) {
@@ -197,29 +194,29 @@ TEST_F(RemoteCommand, ACompletionCodeOtherThanZeroStillCountsAsTaken) {
 }
 
 TEST_F(RemoteCommand, ACompletionCodeAloneLeavesTheOldIndexToGoOutAgain) {
-    answerChunk(2, {0, 1, 0, {0xC3}});
+    answerChunk(2, {{0xC3}});
     EXPECT_EQ(send(textOf(150)), 0);
-    ASSERT_EQ(host.deviceRequests.size(), 4U);
-    EXPECT_EQ(host.deviceRequests[1].data[0], 9);
-    EXPECT_EQ(host.deviceRequests[2].data[0], 9);
+    ASSERT_EQ(ipmi.requests().size(), 4U);
+    EXPECT_EQ(ipmi.requests()[1].data[0], 9);
+    EXPECT_EQ(ipmi.requests()[2].data[0], 9);
 }
 
 TEST_F(RemoteCommand, AFinalStatusOfOneOrTwoCountsAsSuccess) {
     for (const unsigned char status : {std::uint8_t{1}, std::uint8_t{2}}) {
-        answerChunk(4, {0, 1, 0, {0, status, 9, 0, 5}});
+        answerChunk(4, {{0, status, 9, 0, 5}});
         EXPECT_EQ(send(textOf(150)), 0) << int{status};
-        EXPECT_EQ(host.deviceRequests.size(), 4U);
-        host.deviceRequests.clear();
+        EXPECT_EQ(ipmi.requests().size(), 4U);
+        ipmi.clearRequests();
     }
     EXPECT_EQ(log(), "");
 }
 
 TEST_F(RemoteCommand, AStatusOfOneOrTwoOnTheWayIsAChunkTaken) {
     for (const unsigned char status : {std::uint8_t{1}, std::uint8_t{2}}) {
-        answerChunk(2, {0, 1, 0, {0, status, 9, 0, 5}});
+        answerChunk(2, {{0, status, 9, 0, 5}});
         EXPECT_EQ(send(textOf(150)), 0);
-        EXPECT_EQ(host.deviceRequests.size(), 4U);
-        host.deviceRequests.clear();
+        EXPECT_EQ(ipmi.requests().size(), 4U);
+        ipmi.clearRequests();
     }
 }
 
@@ -236,13 +233,13 @@ class RefusedChunk : public RemoteCommand, public testing::WithParamInterface<Re
 
 TEST_P(RefusedChunk, EndsTheCommandAtOnceAndIsLogged) {
     for (const int chunk : {1, 3, 4}) {
-        host.deviceRequests.clear();
-        answerChunk(chunk, {0, 1, 0, {0, GetParam().status, 9, 0, 0x2A}});
+        ipmi.clearRequests();
+        answerChunk(chunk, {{0, GetParam().status, 9, 0, 0x2A}});
         EXPECT_EQ(send(textOf(150)), 1);
-        EXPECT_EQ(host.deviceRequests.size(), static_cast<std::size_t>(chunk));
+        EXPECT_EQ(ipmi.requests().size(), static_cast<std::size_t>(chunk));
         EXPECT_THAT(log(), EndsWith(std::string("IPMI: ") + GetParam().line + "\n"));
     }
-    EXPECT_EQ(host.openDevices, 0);
+    EXPECT_EQ(ipmi.openDescriptors(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -278,7 +275,7 @@ TEST(RmcStatus, AFailedExchangeIsToldByTheStatusAsItWasLeft) {
 
 struct BrokenExchange {
     const char* what;
-    FakeDeviceReply reply;
+    FakeIpmiReply reply;
 };
 
 void PrintTo(const BrokenExchange& each, std::ostream* out) {
@@ -289,21 +286,21 @@ class FailedExchange : public RemoteCommand, public testing::WithParamInterface<
 
 TEST_P(FailedExchange, EndsTheCommandAsAFailure) {
     for (const int chunk : {1, 3, 4}) {
-        host.deviceRequests.clear();
+        ipmi.clearRequests();
         answerChunk(chunk, GetParam().reply);
         EXPECT_EQ(send(textOf(150)), 1);
-        EXPECT_EQ(host.deviceRequests.size(), static_cast<std::size_t>(chunk));
+        EXPECT_EQ(ipmi.requests().size(), static_cast<std::size_t>(chunk));
         EXPECT_THAT(log(), EndsWith("IPMI: Error occurred while executing RMC_CLI_Exec\n"));
     }
-    EXPECT_EQ(host.openDevices, 0);
+    EXPECT_EQ(ipmi.openDescriptors(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, FailedExchange,
-                         testing::Values(BrokenExchange{"send", {-1, 1, 0, {}}},
-                                         BrokenExchange{"send gives a positive number", {5, 1, 0, {}}},
-                                         BrokenExchange{"wait", {0, -1, 0, {}}},
-                                         BrokenExchange{"wait without the descriptor", {0, 0, 0, {}}},
-                                         BrokenExchange{"receive", {0, 1, -1, {0, 0, 0, 0, 0}}}));
+                         testing::Values(BrokenExchange{"send", FakeIpmiReply::sendFails()},
+                                         BrokenExchange{"send gives a positive number", {{}, 5}},
+                                         BrokenExchange{"wait", {{}, 0, -1}},
+                                         BrokenExchange{"wait without the descriptor", {{}, 0, 0}},
+                                         BrokenExchange{"receive", {{0, 0, 0, 0, 0}, 0, 1, -1}}));
 
 TEST_F(RemoteCommand, NullPointersCountAsSuccess) {
     unsigned char status = 0;
@@ -311,7 +308,7 @@ TEST_F(RemoteCommand, NullPointersCountAsSuccess) {
     EXPECT_EQ(device.RMC_CLI_Exec("WriteInventory", "text", nullptr, &status), 1);
     EXPECT_EQ(device.RMC_CLI_Exec("WriteInventory", "text", &status, nullptr), 1);
     EXPECT_EQ(status, 0);
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
     EXPECT_THAT(log(), EndsWith("IPMI: Provided command / arguments is not valid\n"));
 }
 
@@ -341,7 +338,7 @@ TEST_F(RemoteCommand, MemoryThatRunsOutCountsAsSuccess) {
 #endif
     ipmi::IPMIUtils device;
     send("opens the log");
-    host.deviceRequests.clear();
+    ipmi.clearRequests();
     unsigned char transfer = 0x77;
     unsigned char exit = 0x66;
     {
@@ -357,7 +354,7 @@ TEST_F(RemoteCommand, MemoryThatRunsOutCountsAsSuccess) {
     }
     EXPECT_EQ(transfer, 0x77);
     EXPECT_EQ(exit, 0x66);
-    EXPECT_TRUE(host.deviceRequests.empty());
+    EXPECT_TRUE(ipmi.requests().empty());
 }
 
 TEST_F(RemoteCommand, StatusesStayAsTheyWereWhenAllWasSent) {
@@ -370,19 +367,19 @@ TEST_F(RemoteCommand, StatusesStayAsTheyWereWhenAllWasSent) {
 
 TEST_F(RemoteCommand, PausesHalfASecondBehindTheLastChunkAndNotAfterARefusal) {
     send(textOf(100));
-    EXPECT_THAT(host.pauses, ElementsAre(500000U));
-    answerChunk(1, {0, 1, 0, {0, 3, 0, 0, 0}});
+    EXPECT_THAT(clock.pauses(), ElementsAre(500000U));
+    answerChunk(1, {{0, 3, 0, 0, 0}});
     send(textOf(100));
-    EXPECT_EQ(host.pauses.size(), 1U);
+    EXPECT_EQ(clock.pauses().size(), 1U);
 }
 
 TEST_F(RemoteCommand, EachCommandHasADescriptorOfItsOwn) {
     ipmi::IPMIUtils device;
-    EXPECT_EQ(host.openDevices, 1);
-    host.onPause = [this](unsigned long) { EXPECT_EQ(host.openDevices, 2); };
+    EXPECT_EQ(ipmi.openDescriptors(), 1);
+    clock.onPause = [this](unsigned long) { EXPECT_EQ(ipmi.openDescriptors(), 2); };
     EXPECT_EQ(device.RMC_CLI_Cmd_Execution("WriteInventory", textOf(100)), 0);
-    EXPECT_EQ(host.openedDevices.size(), 2U);
-    EXPECT_EQ(host.openDevices, 1);
+    EXPECT_EQ(ipmi.opens(), 2);
+    EXPECT_EQ(ipmi.openDescriptors(), 1);
 }
 
 TEST_F(RemoteCommand, TheCommandGoesToTheDebugLog) {

@@ -6,7 +6,10 @@
 
 #include "platform/access/vokRootedHostAccess.h"
 #include "rmc/ipmi/vokipmi.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeHost.h"
+#include "support/FakeIpmi.h"
 
 namespace TransportTest {
 namespace {
@@ -82,31 +85,32 @@ protected:
         const unsigned char none = 0;
         return device.execute(0x3A, 0x81, 0, nullptr, none, response, capacity);
     }
-    void answer(const std::vector<unsigned char>& reply) {
-        host.onDeviceRequest = [reply](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 0, reply}; };
-    }
+    void answer(const std::vector<unsigned char>& reply) { ipmi.answer({reply}); }
     std::string debugLog() { return host.root.readFile("/log/debug.log"); }
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeClock& clock = host.part<FakeClock>();
+    FakeCommands& commands = host.part<FakeCommands>();
+    FakeIpmi& ipmi = host.add<FakeIpmi>();
 };
 
 TEST_F(TransportTest, ADeviceThatComesAfterOneBringUpIsUsed) {
-    host.failingDeviceOpens = 1;
+    ipmi.failOpens(1);
     {
         const ipmi::IPMIUtils device;
-        EXPECT_EQ(host.openDevices, 1);
+        EXPECT_EQ(ipmi.openDescriptors(), 1);
     }
-    EXPECT_EQ(host.openDevices, 0);
-    EXPECT_EQ(host.commands.size(), 6U);
-    EXPECT_THAT(host.pauses, ElementsAre(3000000U));
+    EXPECT_EQ(ipmi.openDescriptors(), 0);
+    EXPECT_EQ(commands.texts().size(), 6U);
+    EXPECT_THAT(clock.pauses(), ElementsAre(3000000U));
 }
 
 TEST_F(TransportTest, WithoutADeviceNothingIsSent) {
-    host.failingDeviceOpens = 2;
+    ipmi.failOpens(2);
     unsigned char response[4] = {};
     EXPECT_FALSE(exchange(response, 4));
-    EXPECT_EQ(host.commands.size(), 12U);
-    EXPECT_TRUE(host.deviceRequests.empty());
-    EXPECT_EQ(host.openDevices, 0);
+    EXPECT_EQ(commands.texts().size(), 12U);
+    EXPECT_TRUE(ipmi.requests().empty());
+    EXPECT_EQ(ipmi.openDescriptors(), 0);
     EXPECT_THAT(debugLog(), EndsWith("IPMI: rs 4\n\n"));  // and no request failed
 }
 
@@ -114,12 +118,12 @@ TEST_F(TransportTest, TheReplyHasRoomForAnyAddressAndAnyMessage) {
     answer({0});
     unsigned char response[4] = {};
     EXPECT_TRUE(exchange(response, 4));
-    EXPECT_EQ(host.addressRoom, 40U);
-    EXPECT_EQ(host.dataRoom, 272U);
+    EXPECT_EQ(ipmi.addressRoom(), 40U);
+    EXPECT_EQ(ipmi.dataRoom(), 272U);
 }
 
 TEST_F(TransportTest, OnlyANegativeResultOfTheReceiveIsAFailure) {
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, 5, {0, 0xAB}}; };
+    ipmi.answer({{0, 0xAB}, 0, 1, 5});
     unsigned char response[4] = {};
     EXPECT_TRUE(exchange(response, 4));
     EXPECT_EQ(response[0], 0xAB);
@@ -130,22 +134,22 @@ TEST_F(TransportTest, EachRequestHasAMessageIdOfItsOwn) {
     unsigned char response[4] = {};
     exchange(response, 4);
     exchange(response, 4);
-    ASSERT_EQ(host.deviceRequests.size(), 2U);
-    EXPECT_NE(host.deviceRequests[0].messageId, host.deviceRequests[1].messageId);
+    ASSERT_EQ(ipmi.requests().size(), 2U);
+    EXPECT_NE(ipmi.requests()[0].messageId, ipmi.requests()[1].messageId);
 }
 
 TEST_F(TransportTest, ARequestWithoutDataHasNoPointerAndNoLength) {
     answer({0});
     unsigned char response[4] = {};
     EXPECT_TRUE(exchange(response, 4));
-    ASSERT_EQ(host.deviceRequests.size(), 1U);
-    EXPECT_TRUE(host.deviceRequests[0].dataPointerIsNull);
-    EXPECT_EQ(host.deviceRequests[0].netfn, 0x3A);
-    EXPECT_EQ(host.deviceRequests[0].command, 0x81);
-    EXPECT_EQ(host.deviceRequests[0].addressType, 12);
-    EXPECT_EQ(host.deviceRequests[0].channel, 15);
-    EXPECT_EQ(host.deviceRequests[0].lun, 0);
-    EXPECT_EQ(host.deviceRequests[0].addressLength, 8U);
+    ASSERT_EQ(ipmi.requests().size(), 1U);
+    EXPECT_TRUE(ipmi.requests()[0].dataPointerIsNull);
+    EXPECT_EQ(ipmi.requests()[0].netfn, 0x3A);
+    EXPECT_EQ(ipmi.requests()[0].command, 0x81);
+    EXPECT_EQ(ipmi.requests()[0].addressType, 12);
+    EXPECT_EQ(ipmi.requests()[0].channel, 15);
+    EXPECT_EQ(ipmi.requests()[0].lun, 0);
+    EXPECT_EQ(ipmi.requests()[0].addressLength, 8U);
 }
 
 TEST_F(TransportTest, WhatCameBehindTheCompletionCodeIsCopiedAndNothingElse) {
@@ -176,10 +180,10 @@ TEST_F(TransportTest, TheStepsOfAnExchangeGoToTheDebugLog) {
     exchange(response, 4);
     EXPECT_THAT(debugLog(), HasSubstr("IPMI: rs 4\n\n"));
     EXPECT_THAT(debugLog(), HasSubstr("IPMI: size 3, rs 4, dl 3\n\n"));
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{-1, 1, 0, {}}; };
+    ipmi.answer(FakeIpmiReply::sendFails());
     exchange(response, 4);
     EXPECT_THAT(debugLog(), EndsWith("IPMI: Request ioctl failure with error code : -1\n"));
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{0, 1, -1, {}}; };
+    ipmi.answer(FakeIpmiReply::receiveFails());
     exchange(response, 4);
     EXPECT_THAT(debugLog(), EndsWith("IPMI: Response ioctl failure\n"));
 }
@@ -200,10 +204,10 @@ TEST_F(TransportTest, TheStandardCommandsAskAsTheyShould) {
     answer({0, 2, 0, 0, 0});
     EXPECT_FALSE(device.GetPartitionId(partition));
     EXPECT_FALSE(device.GetDeviceIdInfo(nullptr));
-    ASSERT_EQ(host.deviceRequests.size(), 4U);
-    EXPECT_EQ(host.deviceRequests[0].netfn << 8 | host.deviceRequests[0].command, 0x0601);
-    EXPECT_EQ(host.deviceRequests[1].netfn << 8 | host.deviceRequests[1].command, 0x0636);
-    EXPECT_EQ(host.deviceRequests[2].netfn << 8 | host.deviceRequests[2].command, 0x3408);
+    ASSERT_EQ(ipmi.requests().size(), 4U);
+    EXPECT_EQ(ipmi.requests()[0].netfn << 8 | ipmi.requests()[0].command, 0x0601);
+    EXPECT_EQ(ipmi.requests()[1].netfn << 8 | ipmi.requests()[1].command, 0x0636);
+    EXPECT_EQ(ipmi.requests()[2].netfn << 8 | ipmi.requests()[2].command, 0x3408);
 }
 
 // --- the door-bell's poll ---
@@ -226,8 +230,8 @@ TEST_F(TransportTest, ADoorBellRingsWithItsWordAnywhereBeforeTheFirstNul) {
     EXPECT_FALSE(rings("writeinventory"));
     EXPECT_FALSE(rings(""));
     EXPECT_FALSE(rings(std::string(260, 'x')));
-    EXPECT_EQ(host.deviceRequests[0].command, 0x81);
-    EXPECT_TRUE(host.deviceRequests[0].dataPointerIsNull);
+    EXPECT_EQ(ipmi.requests()[0].command, 0x81);
+    EXPECT_TRUE(ipmi.requests()[0].dataPointerIsNull);
     EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Checking IPMI door bell request\n"));
     EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Return buffer from door bell: xxWriteInventoryxx\n"));
 }
@@ -245,7 +249,7 @@ TEST_F(TransportTest, AReplyWithoutDataIsNoDoorBellWhateverTheOneBeforeHeld) {
 }
 
 TEST_F(TransportTest, APollThatFailsIsLogged) {
-    host.onDeviceRequest = [](const FakeDeviceRequest&) { return FakeDeviceReply{-1, 1, 0, {}}; };
+    ipmi.answer(FakeIpmiReply::sendFails());
     EXPECT_FALSE(ipmi::IPMIUtils().checkIPMIDBRequest());
     EXPECT_THAT(host.root.readFile("/log/vok.log"),
                 EndsWith("IPMI_DB: An error occurred in checking RMC request via IPMI\n"));
@@ -260,16 +264,16 @@ TEST_F(TransportTest, APollThatFailsIsLogged) {
 TEST_F(TransportTest, TheGeneralPollKnowsTwoKinds) {
     answer(replyOf("WriteInventory"));
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(1), 1);
-    EXPECT_EQ(host.deviceRequests.back().command, 0x81);
+    EXPECT_EQ(ipmi.requests().back().command, 0x81);
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(2), 2);
-    EXPECT_EQ(host.deviceRequests.back().command, 0x82);
+    EXPECT_EQ(ipmi.requests().back().command, 0x82);
     EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Checking IPMI door bell request\n"));
     answer(replyOf(std::string("\1\0\0\0", 4)));
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(2), 1);
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(1), 0);
-    const std::size_t sent = host.deviceRequests.size();
+    const std::size_t sent = ipmi.requests().size();
     for (const int type : {0, 3, -1}) EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(type), 0);
-    EXPECT_EQ(host.deviceRequests.size(), sent);
+    EXPECT_EQ(ipmi.requests().size(), sent);
 }
 
 TEST_F(TransportTest, ABufferIsReadByItsKind) {

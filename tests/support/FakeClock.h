@@ -1,0 +1,44 @@
+// The clock of a fake host: the wall clock stands still until a wait or a pause moves it, and none of them
+// takes real time.
+#pragma once
+
+#include <pthread.h>
+#include <atomic>
+#include <ctime>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+class FakeClock {
+public:
+    // --- what a test sets ---
+    // The instant since the Epoch; 1700000000 s at first.
+    void set(time_t seconds, long nanoseconds = 0);
+    void advance(long long seconds);
+    // The next `count` reads fail with EINVAL.
+    void failReads(int count);
+    // Called in each timed wait before the clock moves, with the waiter's mutex held; true means that a
+    // signal came. May wait on the condition itself to hold a thread.
+    std::function<bool(const timespec& deadline)> onTimedWait;
+    // A timed wait ends by a signal alone, however long that takes: for threads that are to stand still.
+    std::atomic<bool> timedWaitsHold{false};
+    // Called in each pause before it is recorded.
+    std::function<void(unsigned long microseconds)> onPause;
+
+    // --- what a test reads ---
+    timespec now() const;
+    std::vector<unsigned long> pauses() const;     // in microseconds
+    std::vector<long long> waitedSeconds() const;  // deadline less now, of each timed wait
+
+    // --- the operations of the seam ---
+    int wallClock(timespec* time);
+    int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline);
+    void pause(unsigned long microseconds);
+
+private:
+    mutable std::mutex guard_;
+    timespec now_{1700000000, 0};
+    int failingReads_ = 0;
+    std::vector<unsigned long> pauses_;
+    std::vector<long long> waitedSeconds_;
+};

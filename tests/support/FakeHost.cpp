@@ -1,0 +1,135 @@
+#include "support/FakeHost.h"
+
+#include <unistd.h>
+#include <cerrno>
+#include <mutex>
+
+#include "platform/access/vokHostAccess.h"
+#include "support/FakeClock.h"
+#include "support/FakeCommands.h"
+#include "support/FakeDevice.h"
+#include "support/FakeFiles.h"
+#include "support/FakeLibraries.h"
+#include "support/FakeNetwork.h"
+#include "support/FakeSystem.h"
+#include "support/FakeSystemLog.h"
+#include "support/FakeThreads.h"
+
+namespace {
+
+constexpr int firstDeviceDescriptor = 1 << 20;  // no descriptor of this process
+
+// Hands each operation to the part that it belongs to.
+class ComposedHostAccess final : public IvokHostAccess {
+public:
+    explicit ComposedHostAccess(std::shared_ptr<FakeHostParts> parts) : parts_(std::move(parts)) {}
+
+    std::string path(const std::string& absolute) const override { return of<FakeFiles>().path(absolute); }
+    std::string commandPath(const std::string& absolute) const override { return absolute; }
+
+    int openDevice(const std::string& place, int flags) override {
+        for (const auto& [path, device] : parts_->devices) {
+            if (place != of<FakeFiles>().path(path)) continue;
+            if (!device->open()) return -1;
+            const std::lock_guard<std::mutex> lock(guard_);
+            descriptors_[nextDescriptor_] = device.get();
+            return nextDescriptor_++;
+        }
+        return of<FakeFiles>().openNode(place, flags);
+    }
+    int ioctlDevice(int descriptor, unsigned long request, void* argument) override {
+        FakeDevice* const device = deviceOf(descriptor);
+        if (device) return device->control(request, argument);
+        errno = EBADF;
+        return -1;
+    }
+    int waitForDevice(int descriptor) override {
+        FakeDevice* const device = deviceOf(descriptor);
+        if (device) return device->wait();
+        errno = EBADF;
+        return -1;
+    }
+    int closeDevice(int descriptor) override {
+        FakeDevice* const device = deviceOf(descriptor);
+        if (!device) return ::close(descriptor);
+        device->close();
+        const std::lock_guard<std::mutex> lock(guard_);
+        descriptors_.erase(descriptor);
+        return 0;
+    }
+
+    FILE* openCommand(const std::string& command) override { return of<FakeCommands>().open(command); }
+    int closeCommand(FILE* stream) override { return of<FakeCommands>().close(stream); }
+    int runCommand(const std::string& command) override { return of<FakeCommands>().run(command); }
+
+    void* openLibrary(const std::string& name, int flags) override {
+        return of<FakeLibraries>().open(name, flags);
+    }
+    void* librarySymbol(void* library, const char* symbol) override {
+        return of<FakeLibraries>().symbol(library, symbol);
+    }
+    int closeLibrary(void* library) override { return of<FakeLibraries>().close(library); }
+    std::string libraryError() override { return of<FakeLibraries>().error(); }
+
+    int systemName(utsname* name) override { return of<FakeSystem>().name(name); }
+    int systemInformation(struct sysinfo* information) override {
+        return of<FakeSystem>().information(information);
+    }
+    int interfaceAddresses(ifaddrs** addresses) override { return of<FakeNetwork>().addresses(addresses); }
+    void freeInterfaceAddresses(ifaddrs* addresses) override { of<FakeNetwork>().freeAddresses(addresses); }
+
+    int wallClock(timespec* now) override { return of<FakeClock>().wallClock(now); }
+    int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) override {
+        return of<FakeClock>().timedWait(condition, mutex, deadline);
+    }
+    void pause(unsigned long microseconds) override { of<FakeClock>().pause(microseconds); }
+
+    int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override {
+        return of<FakeThreads>().start(thread, body, argument);
+    }
+    int joinThread(pthread_t thread) override { return of<FakeThreads>().join(thread); }
+
+    void systemLog(int priority, const std::string& text) override {
+        of<FakeSystemLog>().write(priority, text);
+    }
+
+private:
+    template <typename Kind>
+    Kind& of() const {
+        return *std::get<std::unique_ptr<Kind>>(parts_->kinds);
+    }
+    FakeDevice* deviceOf(int descriptor) const {
+        const std::lock_guard<std::mutex> lock(guard_);
+        const auto found = descriptors_.find(descriptor);
+        return found == descriptors_.end() ? nullptr : found->second;
+    }
+
+    const std::shared_ptr<FakeHostParts> parts_;
+    mutable std::mutex guard_;
+    std::map<int, FakeDevice*> descriptors_;
+    int nextDescriptor_ = firstDeviceDescriptor;
+};
+
+}  // namespace
+
+FakeHostParts::FakeHostParts()
+    : kinds(std::make_unique<FakeFiles>(), std::make_unique<FakeClock>(), std::make_unique<FakeCommands>(),
+            std::make_unique<FakeLibraries>(), std::make_unique<FakeNetwork>(),
+            std::make_unique<FakeSystem>(), std::make_unique<FakeSystemLog>(),
+            std::make_unique<FakeThreads>()) {}
+
+FakeHostParts::~FakeHostParts() = default;
+
+FakeHost::FakeHost() : parts_(std::make_shared<FakeHostParts>()), root(part<FakeFiles>().root) {
+    vokSetHostAccess(std::make_unique<ComposedHostAccess>(parts_));
+}
+
+FakeHost::~FakeHost() {
+    if (!parts_) return;  // moved from
+    part<FakeCommands>().checkAllUsed();
+    for (const auto& each : parts_->devices) each.second->checkAllUsed();
+}
+
+std::string FakeHost::path(const std::string& absolute) const {
+    return part<FakeFiles>().path(absolute);
+}

@@ -1,0 +1,37 @@
+// The shared libraries of a fake host: by name, each with the addresses of its symbols.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+class FakeLibraries {
+public:
+    struct Opened {
+        std::string name;
+        int flags;
+    };
+
+    // --- what a test sets ---
+    // Libraries by name, each with its symbols; others are not there.
+    std::map<std::string, std::map<std::string, void*>> symbols;
+    // What error() reports, once, after a call that found nothing; empty: the call leaves no reason.
+    std::string failure;
+
+    // --- what a test reads ---
+    std::vector<Opened> opened() const;  // in order, also what was not there
+    int openCount() const;               // opened and not closed yet
+
+    // --- the operations of the seam ---
+    void* open(const std::string& name, int flags);
+    void* symbol(void* library, const char* name);
+    int close(void* library);
+    std::string error();
+
+private:
+    mutable std::mutex guard_;
+    std::vector<Opened> opened_;
+    int openCount_ = 0;
+    std::string lastError_;
+};

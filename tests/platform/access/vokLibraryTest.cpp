@@ -6,7 +6,8 @@
 #include <optional>
 #include <utility>
 
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
+#include "support/FakeLibraries.h"
 
 namespace vokLibraryTest {
 namespace {
@@ -21,14 +22,15 @@ int two(int) {
 class Library : public testing::Test {
 protected:
     Library() {
-        host.libraries["libvendor.so"] = {{"vendor_one", reinterpret_cast<void*>(one)},
-                                          {"vendor_two", reinterpret_cast<void*>(two)}};
+        libraries.symbols["libvendor.so"] = {{"vendor_one", reinterpret_cast<void*>(one)},
+                                             {"vendor_two", reinterpret_cast<void*>(two)}};
     }
     bool resolveBoth(vokLibrary& library) {
         return library.resolve({{"vendor_one", first}, {"vendor_two", second}});
     }
 
-    FakeHostAccess& host = useFakeHost();
+    FakeHost host;
+    FakeLibraries& libraries = host.part<FakeLibraries>();
     int (*first)() = nullptr;
     int (*second)(int) = nullptr;
 };
@@ -39,12 +41,12 @@ TEST_F(Library, IsOpenedWithItsFlagsAndClosedWithItsOwner) {
         EXPECT_FALSE(library);
         EXPECT_TRUE(library.open("libvendor.so", RTLD_NOW | RTLD_LOCAL));
         EXPECT_TRUE(library);
-        ASSERT_EQ(host.openedLibraries.size(), 1u);
-        EXPECT_EQ(host.openedLibraries[0].first, "libvendor.so");
-        EXPECT_EQ(host.openedLibraries[0].second, RTLD_NOW | RTLD_LOCAL);
-        EXPECT_EQ(host.openLibraries, 1);
+        ASSERT_EQ(libraries.opened().size(), 1u);
+        EXPECT_EQ(libraries.opened()[0].name, "libvendor.so");
+        EXPECT_EQ(libraries.opened()[0].flags, RTLD_NOW | RTLD_LOCAL);
+        EXPECT_EQ(libraries.openCount(), 1);
     }
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
 }
 
 TEST_F(Library, StoresTheAddressesOfItsSymbols) {
@@ -60,7 +62,7 @@ TEST_F(Library, StoresTheAddressesOfItsSymbols) {
 }
 
 TEST_F(Library, ThatCanNotBeOpenedSaysWhy) {
-    host.libraryFailure = "wrong ELF class";
+    libraries.failure = "wrong ELF class";
     vokLibrary library;
     EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
     EXPECT_FALSE(library);
@@ -71,8 +73,8 @@ TEST_F(Library, ThatCanNotBeOpenedSaysWhy) {
 }
 
 TEST_F(Library, WithoutOneSymbolStoresNoneAndNamesIt) {
-    host.libraries["libvendor.so"].erase("vendor_two");
-    host.libraryFailure = "undefined symbol";
+    libraries.symbols["libvendor.so"].erase("vendor_two");
+    libraries.failure = "undefined symbol";
     vokLibrary library;
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     EXPECT_FALSE(resolveBoth(library));
@@ -81,11 +83,11 @@ TEST_F(Library, WithoutOneSymbolStoresNoneAndNamesIt) {
     EXPECT_EQ(library.missingSymbol(), "vendor_two");
     EXPECT_EQ(library.reason(), "undefined symbol");
     EXPECT_TRUE(library);  // closed by its owner, who may log the failure before
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
 }
 
 TEST_F(Library, OfTwoMissingSymbolsTheFirstIsNamed) {
-    host.libraries["libvendor.so"].clear();
+    libraries.symbols["libvendor.so"].clear();
     vokLibrary library;
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     EXPECT_FALSE(resolveBoth(library));
@@ -93,16 +95,16 @@ TEST_F(Library, OfTwoMissingSymbolsTheFirstIsNamed) {
 }
 
 TEST_F(Library, AnEarlierReasonIsNotReported) {
-    host.libraryFailure = "of an earlier call";
-    ASSERT_EQ(host.openLibrary("libother.so", RTLD_NOW), nullptr);
-    host.libraryFailure.clear();
+    libraries.failure = "of an earlier call";
+    ASSERT_EQ(libraries.open("libother.so", RTLD_NOW), nullptr);
+    libraries.failure.clear();
     vokLibrary library;
     EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
     EXPECT_EQ(library.reason(), "");
 }
 
 TEST_F(Library, ASuccessfulCallForgetsTheReasonOfTheOneBefore) {
-    host.libraryFailure = "no such file";
+    libraries.failure = "no such file";
     vokLibrary library;
     EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
@@ -110,15 +112,15 @@ TEST_F(Library, ASuccessfulCallForgetsTheReasonOfTheOneBefore) {
 }
 
 TEST_F(Library, OpeningAnotherClosesTheFirst) {
-    host.libraries["libother.so"] = {};
+    libraries.symbols["libother.so"] = {};
     vokLibrary library;
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     ASSERT_TRUE(library.open("libother.so", RTLD_NOW));
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
     EXPECT_TRUE(library.close());
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
     EXPECT_TRUE(library.close());  // nothing is left to close
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
 }
 
 TEST_F(Library, MovesWithItsOwner) {
@@ -130,9 +132,9 @@ TEST_F(Library, MovesWithItsOwner) {
     vokLibrary third;
     ASSERT_TRUE(third.open("libvendor.so", RTLD_NOW));
     third = std::move(other);
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
     third.close();
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
 }
 
 TEST_F(Library, IsLeftLoadedWhileACallbackMayRun) {
@@ -141,9 +143,9 @@ TEST_F(Library, IsLeftLoadedWhileACallbackMayRun) {
     vokLibrary::Hold callback = library.hold();
     EXPECT_FALSE(library.close());
     EXPECT_FALSE(library);
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
     callback.release();
-    EXPECT_EQ(host.openLibraries, 1);  // for the life of the process: the last call may still be returning
+    EXPECT_EQ(libraries.openCount(), 1);  // for the life of the process: the last call may still be returning
 }
 
 TEST_F(Library, IsLeftLoadedByItsDestructorToo) {
@@ -153,7 +155,7 @@ TEST_F(Library, IsLeftLoadedByItsDestructorToo) {
         ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
         callback = library.hold();
     }
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
 }
 
 TEST_F(Library, IsClosedOnceTheLastHoldIsReleased) {
@@ -168,7 +170,7 @@ TEST_F(Library, IsClosedOnceTheLastHoldIsReleased) {
     moved.release();
     moved.release();
     EXPECT_TRUE(library.close());
-    EXPECT_EQ(host.openLibraries, 0);
+    EXPECT_EQ(libraries.openCount(), 0);
 }
 
 TEST_F(Library, AHoldOfOneLoadingDoesNotKeepTheNext) {
@@ -178,7 +180,7 @@ TEST_F(Library, AHoldOfOneLoadingDoesNotKeepTheNext) {
     EXPECT_FALSE(library.close());
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     EXPECT_TRUE(library.close());
-    EXPECT_EQ(host.openLibraries, 1);
+    EXPECT_EQ(libraries.openCount(), 1);
 }
 
 TEST_F(Library, ThatIsNotOpenCanBeHeldForNothing) {

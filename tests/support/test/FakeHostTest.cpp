@@ -17,6 +17,7 @@
 #include "support/FakeNetwork.h"
 #include "support/FakeThreads.h"
 
+namespace FakeHostTest {
 namespace {
 
 using testing::ElementsAre;
@@ -271,3 +272,4 @@ TEST(FakeLibraries, AreCountedAndReportAReasonOnce) {
 }
 
 }  // namespace
+}  // namespace FakeHostTest

@@ -9,6 +9,7 @@
 #include "platform/access/vokHostAccess.h"
 #include "support/FakeHost.h"
 
+namespace FakeScsiTest {
 namespace {
 
 const FakeScsiBytes inquiry = {0x12, 0, 0, 0, 8, 0};
@@ -212,3 +213,4 @@ TEST(ScsiNodes, RowsThatWereNotUsedFailTheTestAtTheEnd) {
 }
 
 }  // namespace
+}  // namespace FakeScsiTest

@@ -1,6 +1,7 @@
 #include "rmc/vokJsonAggregator.h"
 
 #include <cerrno>
+#include <memory>
 #include <vector>
 
 #include "core/base/vokConfig.h"
@@ -8,6 +9,7 @@
 #include "core/base/vokLog.h"
 #include "core/base/vokModules.h"
 #include "core/inventory/vokFactory.h"
+#include "core/inventory/vokInventoryReader.h"
 #include "core/inventory/vokPushRequest.h"
 #include "core/inventory/vokResourceManager.h"
 #include "core/inventory/vokResources.h"
@@ -166,16 +168,18 @@ void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceM
         }
         VOK_LOG_DEBUG("JSON_AGGR", "RM inventory type: [%d]", isPrevious);
     };
+    // So that all sections come from one build, whatever builds end between the questions.
+    const std::unique_ptr<vokInventoryReader> reader = manager.openReader();
     if (!resource.types[0].key) {
         std::vector<Json::Value> elements;
-        const int isPrevious = manager.getInventoryJsonObject(elements);
+        const int isPrevious = reader->getInventoryJsonObject(elements);
         add(vok_RM_to_string[resource.id], resource.form, isPrevious, elements);
         return;
     }
     for (const vokTypedSection& section : resource.types) {
         if (!section.key) break;
         std::vector<Json::Value> elements;
-        const int isPrevious = manager.getInventoryJsonObject2(section.type, elements);
+        const int isPrevious = reader->getInventoryJsonObject2(section.type, elements);
         add(section.key, vokSectionForm::array, isPrevious, elements);
     }
 }

@@ -64,4 +64,18 @@ TEST(vokEventTable, ANumberOrAnOwnerThatIsNotThereGivesNull) {
     EXPECT_STREQ(vokFindEventNumber(360)->meaning, "The last shutdown was not graceful");
 }
 
+struct RaisingRow {
+    int eventId;
+};
+
+TEST(vokRaisesEventsOf, IsTrueOnlyWhenEachRowNamesAnEventOfTheOwnerOrNone) {
+    constexpr RaisingRow ethernet[] = {{1384}, {0}, {678}};
+    constexpr RaisingRow unknown[] = {{1384}, {1386}};
+    constexpr RaisingRow foreign[] = {{1384}, {386}};
+    EXPECT_TRUE(vokRaisesEventsOf(vokEthernetEvent, ethernet));
+    EXPECT_FALSE(vokRaisesEventsOf(vokEthernetEvent, unknown));
+    EXPECT_FALSE(vokRaisesEventsOf(vokEthernetEvent, foreign));
+    EXPECT_FALSE(vokRaisesEventsOf(vokHostEvent, ethernet));
+}
+
 }  // namespace vokEventTableTest

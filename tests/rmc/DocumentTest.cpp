@@ -1,7 +1,9 @@
 // The document that is put together from the managers, and when they count as ready.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
 
+#include "core/inventory/SampleManager.h"
 #include "rmc/StandInManagers.h"
 #include "rmc/vokJsonAggregator.h"
 #include "support/FakeClock.h"
@@ -152,6 +154,64 @@ TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatThereIs) {
     EXPECT_THAT(storage.readinessPasses, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
     ASSERT_EQ(ipmi.remoteCommandPayloads().size(), 1U);
     EXPECT_THAT(ipmi.remoteCommandPayloads()[0], testing::HasSubstr(R"("Oem":{"Name":"last"})"));
+}
+
+// A manager with two inventories, both of which hold the number of the build. A build ends after each
+// question.
+class BuildsBetweenQuestions final : public SampleManager {
+public:
+    BuildsBetweenQuestions() : SampleManager(traits) { cacheBuild(); }
+
+    void createJsonStringUsingJsonCpp() override {
+        setInventories({{Json::Value(builds)}, {Json::Value(builds)}});
+    }
+    int getInventoryJsonObject2(int type, std::vector<Json::Value>& out) override {
+        return thenBuild(SampleManager::getInventoryJsonObject2(type, out));
+    }
+    std::unique_ptr<vokInventoryReader> openReader() override {
+        return std::make_unique<Reader>(*this, SampleManager::openReader());
+    }
+
+private:
+    static constexpr vokManagerTraits traits = [] {
+        vokManagerTraits two = sampleTraits;
+        two.inventories = 2;
+        return two;
+    }();
+
+    class Reader final : public vokInventoryReader {
+    public:
+        Reader(BuildsBetweenQuestions& manager, std::unique_ptr<vokInventoryReader> reader)
+            : manager_(manager), reader_(std::move(reader)) {}
+        bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
+            return manager_.thenBuild(reader_->getInventoryJsonObject(out));
+        }
+        int getInventoryJsonObject2(int type, std::vector<Json::Value>& out) override {
+            return manager_.thenBuild(reader_->getInventoryJsonObject2(type, out));
+        }
+
+    private:
+        BuildsBetweenQuestions& manager_;
+        std::unique_ptr<vokInventoryReader> reader_;
+    };
+
+    template <typename Answer>
+    Answer thenBuild(Answer answer) {
+        cacheBuild();
+        return answer;
+    }
+};
+
+TEST_F(Document, TheSectionsOfAManagerAreOfOneBuildThoughOthersEndBetweenTheQuestions) {
+    logEverything(host, R"("EnableResources": ["StorageControllers"])");
+    BuildsBetweenQuestions manager;
+    standInFor(2, &manager);
+    EXPECT_EQ(aggregator.getInventoryDocument(),
+              R"({"HostDataCollection":{"Drives":[1],"StorageControllers":[1]}})");
+    const int before = manager.builds;
+    EXPECT_EQ(aggregator.getInventoryDocument(), R"({"HostDataCollection":{"Drives":[)" +
+                                                     std::to_string(before) + R"(],"StorageControllers":[)" +
+                                                     std::to_string(before) + "]}}");
 }
 
 }  // namespace

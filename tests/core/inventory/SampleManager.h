@@ -57,6 +57,7 @@ public:
     std::vector<Json::Value> previousDocuments() const { return documentsOf(*previousInventory); }
 
     using vokCachedResourceManager::_cacheBuildInProgress;
+    using vokCachedResourceManager::buildLock;
     using vokCachedResourceManager::cacheReady;
     using vokCachedResourceManager::gathered;
     using vokCachedResourceManager::lastRefreshTime;

@@ -1,6 +1,7 @@
 // The resource manager of the Ethernet adapters: lists the host's network interfaces, keeps a record of each,
 // looks once between two builds whether a link has changed, and raises an event when the state or health of a
-// port differs from that of the previous build.
+// port differs from that of the previous build. Its members are implemented in three sources: what it asks
+// the host in NICInterfaceList.cpp, its events in NICEvents.cpp, all else in NICResourceManager.cpp.
 #pragma once
 
 #include <json/value.h>
@@ -56,6 +57,9 @@ protected:
 private:
     NICResourceManager();
     ~NICResourceManager() = default;
+
+    // The record of an interface, or null; mlock is held.
+    PhyAdapterInventory* findRecord(const std::string& interfaceName);
 
     static std::atomic<bool> stopNIC;
 

@@ -1,8 +1,10 @@
 // What becomes of a change between two builds, and the events as the controller gets them.
 #include <gmock/gmock.h>
 #include <json/reader.h>
+#include <atomic>
 #include <cstdlib>
 #include <future>
+#include <thread>
 
 #include "nic/NICFixture.h"
 
@@ -160,6 +162,25 @@ TEST_F(EthernetEvents, ATestEventShowsASampleAdapterAtTheLocation) {
     EXPECT_EQ(data["Data"]["PartNumber"], "Not Available");
     EXPECT_EQ(data["Data"]["Model"], "Sample Ethernet adapter");
     EXPECT_EQ(data["Data"]["Oem"]["Description"], "Not Available") << "no platform, no place of the sample";
+}
+
+// One loses and one restores the link, again and again. However their builds follow each other, the events
+// are those of the changes from each build to the next: lost and restored in turn.
+TEST_F(EthernetEvents, BuildersAtTheSameTimeRaiseEachChangeOnce) {
+    buildWith("Up", "Up");
+    std::atomic<int> lists{0};
+    const auto others = commands.onCommand;
+    commands.onCommand = [&](const std::string& command, int& status) {
+        if (command == listCommand) interfaces[0].linkStatus = ++lists % 2 ? "Down" : "Up";
+        return others(command, status);
+    };
+    std::vector<std::thread> builders;
+    for (int i = 0; i < 3; ++i)
+        builders.emplace_back([this] {
+            for (int build = 0; build < 4; ++build) manager.cacheBuild();
+        });
+    for (std::thread& builder : builders) builder.join();
+    EXPECT_THAT(ids(), ElementsAre(1384, 1390, 1384, 1390, 1384, 1390, 1384, 1390, 1384, 1390, 1384, 1390));
 }
 
 // The controller holds the event's last chunk; a reader comes meanwhile.

@@ -1,6 +1,7 @@
 #include "nic/NICResourceManager.h"
 
 #include <gmock/gmock.h>
+#include <thread>
 
 #include "core/inventory/vokFactory.h"
 #include "nic/NICFixture.h"
@@ -183,6 +184,19 @@ TEST_F(EthernetManager, TheMonitorEndsToWhereAFreshCacheLeavesNothingToDo) {
         hasLogged(host, "DEBUG NIC_RM: cache was recently refreshed. skipping the current refresh cycle"));
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"));
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
+}
+
+TEST_F(EthernetManager, ASecondEntryBesideARunningOneLeavesTheMonitorRunning) {
+    clock.timedWaitsHold = true;
+    std::thread thread([this] { manager.init(); });
+    while (!manager.isInventoryReady(0)) std::this_thread::yield();
+    manager.init();
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG NIC_RM: VOK thread for Ethernet already active. Cannot spawn another one."));
+    EXPECT_FALSE(hasLogged(host, "DEBUG NIC_EVENT: Stopping the producer thread"));
+    manager.stopResourceManagerJob();
+    thread.join();
+    EXPECT_EQ(countLogged(host, "DEBUG NIC_EVENT: Signalled for stop."), 1);
 }
 
 TEST_F(EthernetManager, AStoppedManagerBuildsNothing) {

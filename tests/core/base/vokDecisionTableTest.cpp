@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <utility>
 
+namespace vokDecisionTableTest {
 namespace {
 
 enum class Colour { red, green, blue };
@@ -86,3 +87,4 @@ TEST(DecisionRules, ARuleThatSeveralAboveItCoverTogetherIsHidden) {
 }
 
 }  // namespace
+}  // namespace vokDecisionTableTest

@@ -8,6 +8,7 @@
 
 #include "core/inventory/SampleManager.h"
 
+namespace vokCachedResourceManagerThreadsTest {
 namespace {
 
 using testing::Each;
@@ -231,7 +232,7 @@ TEST_F(CachedResourceManager, ReadersOfSeveralInventoriesNeverMixTwoBuilds) {
 // --- work without a build ---
 
 TEST_F(CachedResourceManager, WorkIsDoneOnTheLoopsThreadAndBuildsNothing) {
-    host.timedWaitsHold = true;
+    clock.timedWaitsHold = true;
     SampleManager manager;
     std::thread::id worker;
     std::atomic<int> handedOver{0}, done{0};
@@ -276,13 +277,13 @@ TEST_F(CachedResourceManager, WorkHandedOverDuringABuildOrDuringWorkIsNotWaitedF
 // However often callbacks hand over work, the wait ends when it was to end, and so the refresh comes in time.
 TEST_F(CachedResourceManager, AWaitInterruptedForWorkGoesOnToItsOwnEnd) {
     SampleManager manager;
-    const time_t start = host.now.tv_sec;
+    const time_t start = clock.now().tv_sec;
     std::vector<time_t> deadlines;
-    host.onTimedWait = [&](const timespec& deadline) {
+    clock.onTimedWait = [&](const timespec& deadline) {
         deadlines.push_back(deadline.tv_sec - start);
         if (deadlines.size() == 6) manager.stopSample = true;
         if (deadlines.size() % 3 == 0) return false;  // timed out
-        host.now.tv_sec += 20;
+        clock.advance(20);
         manager.workWanted = true;  // the waiter's mutex is held
         return true;
     };
@@ -293,12 +294,12 @@ TEST_F(CachedResourceManager, AWaitInterruptedForWorkGoesOnToItsOwnEnd) {
 
 TEST_F(CachedResourceManager, AWaitThatARefreshInterruptedStartsAnewAfterTheBuild) {
     SampleManager manager;
-    const time_t start = host.now.tv_sec;
+    const time_t start = clock.now().tv_sec;
     std::vector<time_t> deadlines;
-    host.onTimedWait = [&](const timespec& deadline) {
+    clock.onTimedWait = [&](const timespec& deadline) {
         deadlines.push_back(deadline.tv_sec - start);
         if (deadlines.size() == 2) manager.stopSample = true;
-        host.now.tv_sec += 20;
+        clock.advance(20);
         manager.workWanted = true;
         manager.refreshCache = true;
         return true;
@@ -338,7 +339,7 @@ TEST_F(CachedResourceManager, ALoopThatIsNotEnteredSinceTheCacheIsFreshIsTornDow
     manager.init();
     EXPECT_TRUE(
         hasLogged(host, "DEBUG TEST_RM: cache was recently refreshed. skipping the current refresh cycle"));
-    EXPECT_THAT(host.waitedSeconds, IsEmpty());
+    EXPECT_THAT(clock.waitedSeconds(), IsEmpty());
     EXPECT_EQ(manager.preparations, 1);
     EXPECT_EQ(manager.tearDowns, 1);
     manager.startInventory();
@@ -357,7 +358,7 @@ TEST_F(CachedResourceManager, AManagerThatHasRecordsIsTornDownWithoutALoop) {
 }
 
 TEST_F(CachedResourceManager, ASecondLifeBesideTheFirstIsRefusedAndTearsNothingDown) {
-    host.timedWaitsHold = true;
+    clock.timedWaitsHold = true;
     SampleManager manager(otherTraits);
     std::promise<void> gathering, asked;
     manager.onGather = [&] {
@@ -400,3 +401,4 @@ TEST(ManagerTraits, AreCompleteWhenAManagerHasStatedItsOwn) {
 }
 
 }  // namespace
+}  // namespace vokCachedResourceManagerThreadsTest

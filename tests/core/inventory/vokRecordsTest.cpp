@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+namespace vokRecordsTest {
 namespace {
 
 using testing::ElementsAre;
@@ -114,3 +115,4 @@ TEST(Records, AreEmptiedAndCountedButNotKept) {
 }
 
 }  // namespace
+}  // namespace vokRecordsTest

@@ -44,13 +44,11 @@ TEST(SmBiosTableInMemory, DecodingChangesOnlyUnprintableCharacters) {
     made.addSlot("Sl\tot\xff 1", "0000:3b:00.0").addEnd();
     std::string bytes = made.contents();
     std::string expected = bytes;
-    for (char& c : expected)
-        if (c == '\t' || c == '\xff') c = '.';
+    expected.replace(expected.find("Sl\tot\xff 1"), 8, "Sl.ot. 1");
     vokSmBiosTable table;
     ASSERT_TRUE(vokSmBiosTable::find(bytesOf(bytes), bytes.size(), table));
     DmiSystemSlot slot{};
     table.decode(0, slot);
     EXPECT_STREQ(slot.designation, "Sl.ot. 1");
-    EXPECT_EQ(bytes.substr(SmBiosTable::entryPointLength, 40),
-              expected.substr(SmBiosTable::entryPointLength, 40));
+    EXPECT_EQ(bytes, expected);
 }

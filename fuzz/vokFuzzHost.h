@@ -18,14 +18,13 @@ public:
     // can. Standard output goes nowhere from here on.
     template <typename Host = vokFuzzHost>
     static void install() {
-        char root[] = "/tmp/vok-fuzz-XXXXXX";
-        if (!::mkdtemp(root)) std::abort();
-        auto host = std::make_unique<Host>();
-        host->root_ = root;
-        std::ofstream(host->path("/vok.conf"))
-            << R"({"LoggingLevel": "Info", "EnableDebugLog": "true", "EnableResources": ["All"]})";
-        vokSetHostAccess(std::move(host));
-        if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+        installWith<Host>(
+            R"({"LoggingLevel": "Info", "EnableDebugLog": "true", "EnableResources": ["All"]})");
+    }
+
+    // The same with a configuration that logs errors alone, for a function that is to run without the log.
+    static void installQuiet() {
+        installWith<vokFuzzHost>(R"({"LoggingLevel": "Error", "EnableDebugLog": "false"})");
     }
 
     // Every file lies in one directory under its last name; only the configuration is there.
@@ -50,5 +49,16 @@ public:
     void systemLog(int, const std::string&) override {}
 
 private:
+    template <typename Host>
+    static void installWith(const char* settings) {
+        char root[] = "/tmp/vok-fuzz-XXXXXX";
+        if (!::mkdtemp(root)) std::abort();
+        auto host = std::make_unique<Host>();
+        host->root_ = root;
+        std::ofstream(host->path("/vok.conf")) << settings;
+        vokSetHostAccess(std::move(host));
+        if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    }
+
     std::string root_;
 };

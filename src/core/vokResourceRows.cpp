@@ -46,6 +46,6 @@ constexpr vokResource rows[] = {
 // Set when the library is loaded, in this order: every manager exists before the first caller runs. So no
 // manager's constructor asks anything of the host, which may still be put in another's place.
 vokResourceManager* const HostClassObj = HostResourceManager::getInstance();
-vokResourceManager* const SASClassObj = nullptr;
+[[maybe_unused]] vokResourceManager* const SASClassObj = nullptr;
 vokResourceManager* const NICClassObj = NICResourceManager::getInstance();
-vokResourceManager* const FCClassObj = nullptr;
+[[maybe_unused]] vokResourceManager* const FCClassObj = nullptr;

@@ -68,10 +68,8 @@ bool readFile(const std::string& path, std::string& text, std::string& reason) {
     return false;
 }
 
-// Parses the file into `root`; on failure a sentence in `reason`.
-bool parseFile(const std::string& path, Json::Value& root, std::string& reason) {
-    std::string text;
-    if (!readFile(path, text, reason)) return false;
+// Parses the file's text into `root`; on failure a sentence in `reason`.
+bool parseSettings(const std::string& text, Json::Value& root, std::string& reason) {
     std::string ignored;
     if (!parseText(text, root, reason) &&
         !parseText(vokConfigText::withinTheParsersReach(text), root, ignored))
@@ -104,16 +102,36 @@ std::unique_ptr<vokConfig> vokConfig::examine(std::vector<vokConfigRefusal>& ref
     return std::unique_ptr<vokConfig>(new vokConfig(&refusals));
 }
 
+std::unique_ptr<vokConfig> vokConfig::examineText(const std::string& text,
+                                                  std::vector<vokConfigRefusal>& refusals) {
+    std::unique_ptr<vokConfig> config(new vokConfig);
+    config->readSettings(text, &refusals);
+    return config;
+}
+
 vokConfig::vokConfig(std::vector<vokConfigRefusal>* refusals) {
     initConfigSettings(refusals);
 }
 
 void vokConfig::initConfigSettings(std::vector<vokConfigRefusal>* refusals) {
+    std::string text;
+    std::string reason;
+    if (readFile(vokHostAccess().path(configFile), text, reason))
+        readSettings(text, refusals);
+    else
+        refuseWhole(reason, refusals);
+}
+
+void vokConfig::refuseWhole(const std::string& reason, std::vector<vokConfigRefusal>* refusals) {
+    if (refusals) refusals->push_back({"", "", reason, "the built-in settings"});
+    setDefaultValues();
+}
+
+void vokConfig::readSettings(const std::string& text, std::vector<vokConfigRefusal>* refusals) {
     Json::Value root;
     std::string reason;
-    if (!parseFile(vokHostAccess().path(configFile), root, reason)) {
-        if (refusals) refusals->push_back({"", "", reason, "the built-in settings"});
-        setDefaultValues();
+    if (!parseSettings(text, root, reason)) {
+        refuseWhole(reason, refusals);
         return;
     }
 

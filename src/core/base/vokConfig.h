@@ -19,6 +19,10 @@ public:
     // The same settings read anew, with a refusal for each value that was not taken.
     static std::unique_ptr<vokConfig> examine(std::vector<vokConfigRefusal>& refusals);
 
+    // The same settings out of a text in place of the file's; reads no file.
+    static std::unique_ptr<vokConfig> examineText(const std::string& text,
+                                                  std::vector<vokConfigRefusal>& refusals);
+
     // The documented place of the file.
     static constexpr char configFile[] = "/etc/config/mev/vok/vok.conf";
 
@@ -48,9 +52,12 @@ public:
     const std::vector<std::string>& getEnabledResources() const;
 
 private:
+    vokConfig() = default;
     explicit vokConfig(std::vector<vokConfigRefusal>* refusals);
 
     void initConfigSettings(std::vector<vokConfigRefusal>* refusals);
+    void readSettings(const std::string& text, std::vector<vokConfigRefusal>* refusals);
+    void refuseWhole(const std::string& reason, std::vector<vokConfigRefusal>* refusals);
     void readRefreshIntervals(const Json::Value& intervals, std::vector<vokConfigRefusal>* refusals);
     void setDefaultValues();
     void setCommonCacheRefreshInterval(long seconds);

@@ -117,13 +117,21 @@ std::string escaped(const std::string& text) {
     return out;
 }
 
+// Made once and never deleted: a thread may still write while the process ends.
+const Json::StreamWriterBuilder& oneLineWriter() {
+    static const auto& writer = *[] {
+        auto* const builder = new Json::StreamWriterBuilder;
+        (*builder)["indentation"] = "";
+        (*builder)["commentStyle"] = "None";
+        // The library's own escaping takes whatever follows a broken character for a part of it.
+        (*builder)["emitUTF8"] = true;
+        return builder;
+    }();
+    return writer;
+}
+
 std::string written(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["commentStyle"] = "None";
-    // The library's own escaping takes whatever follows a broken character for a part of it.
-    builder["emitUTF8"] = true;
-    std::string text = Json::writeString(builder, value);
+    std::string text = Json::writeString(oneLineWriter(), value);
     if (!text.empty() && text.back() == '\n') text.pop_back();
     return text;
 }

@@ -5,6 +5,7 @@
 #include <limits>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 
 namespace vokSettingRules {
 namespace {
@@ -60,15 +61,23 @@ constexpr NumberRule numberRules[] = {
     {"FileServiceSendIntervalInSeconds", -1},
 };
 
+// Texts of a table are compared as they are: a copy of each would cost more than all else.
+bool isSame(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
 const TextRule* textRule(const std::string& key) {
     for (const auto& rule : textRules)
-        if (isEquals(key, rule.key)) return &rule;
+        if (isSame(key, rule.key)) return &rule;
     return nullptr;
 }
 
 bool isAccepted(const TextRule& rule, const std::string& value) {
     return std::any_of(std::begin(rule.accepted), std::end(rule.accepted),
-                       [&](const char* accepted) { return accepted && isEquals(value, accepted); });
+                       [&](const char* accepted) { return accepted && isSame(value, accepted); });
 }
 
 // The leading number, when it is one that a setting can hold. The bound is the same on every ABI, although
@@ -86,10 +95,7 @@ std::optional<std::int32_t> positiveNumber(const std::string& value) {
 }  // namespace
 
 bool isEquals(const std::string& a, const std::string& b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::tolower(static_cast<unsigned char>(x)) ==
-                      std::tolower(static_cast<unsigned char>(y));
-           });
+    return isSame(a, b);
 }
 
 std::string validateString(const std::string& value, const std::string& key) {
@@ -99,13 +105,13 @@ std::string validateString(const std::string& value, const std::string& key) {
 }
 
 bool validateBool(const std::string& value, const std::string& key) {
-    return isEquals(value, "true") && std::any_of(std::begin(booleanKeys), std::end(booleanKeys),
-                                                  [&](const char* known) { return isEquals(key, known); });
+    return isSame(value, "true") && std::any_of(std::begin(booleanKeys), std::end(booleanKeys),
+                                                [&](const char* known) { return isSame(key, known); });
 }
 
 std::int32_t validateNumerical(const std::string& value, const std::string& key) {
     for (const auto& rule : numberRules)
-        if (isEquals(key, rule.key)) return positiveNumber(value).value_or(rule.otherwise);
+        if (isSame(key, rule.key)) return positiveNumber(value).value_or(rule.otherwise);
     return -1;
 }
 
@@ -119,7 +125,7 @@ std::string refusalOfString(const std::string& value, const std::string& key) {
 }
 
 std::string refusalOfBool(const std::string& value) {
-    return isEquals(value, "true") || isEquals(value, "false") ? "" : "neither true nor false";
+    return isSame(value, "true") || isSame(value, "false") ? "" : "neither true nor false";
 }
 
 std::string refusalOfNumber(const std::string& value, const std::string& key) {

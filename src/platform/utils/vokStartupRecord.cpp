@@ -3,17 +3,16 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <vector>
+#include <optional>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokOwnedDescriptor.h"
 #include "platform/access/vokSharedFile.h"
 #include "platform/utils/platformCheck.h"
+#include "platform/utils/vokStartupRecordText.h"
 
 namespace {
 
@@ -100,28 +99,6 @@ bool replaceRecord(const std::string& content) {
     return replaceByRename(content) || replaceInPlace(content);
 }
 
-std::string line(const char* key, long long seconds) {
-    return std::string(key) + " " + std::to_string(seconds) + "\n";
-}
-
-std::vector<std::string> splitIntoLines(const std::string& content) {
-    std::vector<std::string> lines;
-    for (std::size_t begin = 0; begin < content.size();) {
-        const std::size_t end = std::min(content.find('\n', begin), content.size());
-        lines.push_back(content.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return lines;
-}
-
-// `content` with each line that holds the key replaced.
-std::string withReplacedLines(const std::string& content, const char* key, const std::string& replacement) {
-    std::string result;
-    for (const std::string& each : splitIntoLines(content))
-        result += each.find(key) == std::string::npos ? each + "\n" : replacement;
-    return result;
-}
-
 }  // namespace
 
 std::string vokStartupRecord::recordPath() {
@@ -138,27 +115,23 @@ bool vokStartupRecord::isReadable() {
 }
 
 bool vokStartupRecord::create(time_t now) {
-    return replaceRecord(line("current_start", now) + line("last_start", 0) + line("last_stop", 0));
+    return replaceRecord(vokStartupRecordText::ofFirstStart(now));
 }
 
 bool vokStartupRecord::replaceCurrentStart(time_t now) {
     std::string content;
     if (!readRecord(content)) return false;
-    std::string replaced = withReplacedLines(content, "current_start", line("current_start", now));
-    // The end of the text counts as one more line when a newline stands before it.
-    if (content.empty() || content.back() == '\n') replaced += '\n';
-    return replaceRecord(replaced);
+    return replaceRecord(vokStartupRecordText::withCurrentStart(content, now));
 }
 
 bool vokStartupRecord::replaceLastStart(long start) {
     std::string content;
     if (!readRecord(content)) return false;
-    if (start != 0) content = withReplacedLines(content, "last_start", line("last_start", start));
-    return replaceRecord(content);
+    return replaceRecord(vokStartupRecordText::withLastStart(content, start));
 }
 
 bool vokStartupRecord::writeGracefulStop(time_t start, time_t stop) {
-    return replaceRecord(line("last_start", start) + line("last_stop", stop) + line("current_start", 0));
+    return replaceRecord(vokStartupRecordText::ofGracefulStop(start, stop));
 }
 
 bool vokStartupRecord::readValue(const std::string& key, long& value, bool* found) {
@@ -166,12 +139,8 @@ bool vokStartupRecord::readValue(const std::string& key, long& value, bool* foun
     if (found) *found = false;
     std::string content;
     if (!readRecord(content)) return false;
-    for (const std::string& each : splitIntoLines(content)) {
-        const std::size_t place = each.find(key);
-        if (place == std::string::npos) continue;
-        value = std::strtol(each.c_str() + place + key.size(), nullptr, 10);
-        if (found) *found = true;
-        break;
-    }
+    const std::optional<long> told = vokStartupRecordText::valueOf(content, key);
+    value = told.value_or(0);
+    if (found) *found = told.has_value();
     return true;
 }

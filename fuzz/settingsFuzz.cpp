@@ -1,0 +1,41 @@
+// Whatever text the settings come in, every setting has a value that the agent can work with, and each value
+// that was not taken is named with its reason. The same as vokConfigFuzz, without the file.
+#include <memory>
+#include <vector>
+
+#include "FuzzInput.h"
+#include "core/base/vokConfig.h"
+#include "core/base/vokSettingRules.h"
+
+namespace {
+
+void requireUsable(vokConfig& config) {
+    require(config.getInventoryPushIntervalSettings() > 0);
+    require(config.getDoorBellSleepInterval() > 0);
+    require(config.getInventoryQueryInterval() > 0);
+    for (const char* module : {"FibreChannelDevices", "StorageControllers", "HostOSInfo", "EthernetDevices"})
+        require(config.getrefreshInterval(module) > 0);
+    require(config.getMicrochipEventQueueIndex() >= 0 && config.getHealthMonitorFlags() >= 0);
+    const std::string level = config.getVOKLoggingLevel();
+    require(vokSettingRules::validateString(level, "LoggingLevel") == level);
+    const std::string mode = config.getTestEventSettings();
+    require(vokSettingRules::validateString(mode, "CliMode") == mode);
+    require(!config.getEnabledResources().empty());
+    for (const std::string& name : config.getEnabledResources()) require(!name.empty());
+    require(!config.getVOKLogFileLocation().empty() && !config.getVOKDebugLogFileLocation().empty());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::vector<vokConfigRefusal> refusals;
+    const auto config = vokConfig::examineText(textOf(data, size), refusals);
+    requireUsable(*config);
+    for (const vokConfigRefusal& refusal : refusals) {
+        require(!refusal.reason.empty() && !refusal.used.empty());
+        require(refusal.written.size() <= 63);
+    }
+    const bool whole = refusals.size() == 1 && refusals[0].key.empty();
+    if (config->isDefaultSettingsApplied()) require(whole);
+    return 0;
+}

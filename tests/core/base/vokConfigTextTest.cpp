@@ -1,0 +1,68 @@
+// The settings out of a text, without the file.
+#include "core/base/vokConfigText.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "core/base/vokConfig.h"
+#include "support/FakeHostAccess.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+}  // namespace
+
+TEST(ConfigTextExamined, TheFileIsNotRead) {
+    useFakeHost().root.writeFile("/etc/config/mev/vok/vok.conf",
+                                 R"({"CliMode": "test", "LoggingLevel": "Error"})");
+    std::vector<vokConfigRefusal> refusals;
+    const auto config = vokConfig::examineText(R"({"CliMode": "inject", "LoggingLevel": "Info"})", refusals);
+    EXPECT_EQ(config->getTestEventSettings(), "inject");
+    EXPECT_EQ(config->getVOKLoggingLevel(), "Info");
+    EXPECT_FALSE(config->isDefaultSettingsApplied());
+    EXPECT_THAT(refusals, IsEmpty());
+}
+
+TEST(ConfigTextExamined, ATextThatIsNoJsonGivesTheBuiltInSettingsAndOneRefusal) {
+    useFakeHost();
+    std::vector<vokConfigRefusal> refusals;
+    EXPECT_TRUE(vokConfig::examineText("{", refusals)->isDefaultSettingsApplied());
+    ASSERT_EQ(refusals.size(), 1u);
+    EXPECT_EQ(refusals[0].key, "");
+    EXPECT_EQ(refusals[0].used, "the built-in settings");
+}
+
+TEST(ConfigTextExamined, EachRefusedValueIsNamed) {
+    useFakeHost();
+    std::vector<vokConfigRefusal> refusals;
+    const auto config = vokConfig::examineText(R"({"CliMode": "x", "HealthMonitorFlags": 1e999})", refusals);
+    EXPECT_EQ(config->getTestEventSettings(), "test");
+    EXPECT_EQ(config->getHealthMonitorFlags(), 0);
+    std::vector<std::string> keys;
+    for (const auto& refusal : refusals) keys.push_back(refusal.key);
+    EXPECT_THAT(keys, ElementsAre("CliMode", "HealthMonitorFlags"));
+}
+
+TEST(ConfigText, ANumberThatADoubleHoldsStays) {
+    const std::string text = R"({"a": 1e308, "b": [-12.5E+3, 0]})";
+    EXPECT_EQ(vokConfigText::withinTheParsersReach(text), text);
+}
+
+TEST(ConfigText, ANumberBeyondADoubleBecomesAText) {
+    EXPECT_EQ(vokConfigText::withinTheParsersReach(R"({"a": -1e999, "b": "1e999" /* 1e999 */})"),
+              R"({"a": "beyond every number: -1e999", "b": "1e999" /* 1e999 */})");
+}
+
+TEST(ConfigText, WhatLiesDeeperThanAHundredLevelsGoes) {
+    EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(100)), nested(100));
+    EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(101)), nested(101));
+    EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(5000)), nested(101));
+}

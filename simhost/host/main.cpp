@@ -139,7 +139,7 @@ int runProgram(int count, char** arguments) {
     CLI::App* controlCommand = app.add_subcommand("control", "Change a host that runs");
     controlCommand->add_option("--root", root, "Directory of the host's files")->required();
     controlCommand->prefix_command();
-    controlCommand->footer(hostControlHelp);
+    controlCommand->footer(hostControlHelp());
 
     try {
         app.parse(count, arguments);

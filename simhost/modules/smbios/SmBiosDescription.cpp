@@ -1,4 +1,4 @@
-#include "host/SmBiosDescription.h"
+#include "modules/smbios/SmBiosDescription.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "host/DescriptionSection.h"
-#include "host/SmBiosFile.h"
+#include "modules/smbios/SmBiosFile.h"
 
 namespace simhost {
 

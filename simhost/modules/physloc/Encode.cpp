@@ -2,7 +2,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "physloc/StandIn.h"
+#include "modules/physloc/StandIn.h"
 
 namespace physloc {
 

@@ -1,4 +1,4 @@
-#include "host/PciConfigSpace.h"
+#include "modules/pci/PciConfigSpace.h"
 
 #include <cstdlib>
 #include <numeric>

@@ -4,7 +4,7 @@
 
 #include "common/FileDescriptor.h"
 #include "common/HostPlaces.h"
-#include "physloc/StandIn.h"
+#include "modules/physloc/StandIn.h"
 
 namespace physloc {
 

@@ -1,4 +1,4 @@
-#include "host/OpenIpmiDriver.h"
+#include "modules/ipmi/OpenIpmiDriver.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/HostDescription.h"
+#include "modules/pci/PciFunctions.h"
 
 namespace simhost {
 

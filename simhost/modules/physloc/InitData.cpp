@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "physloc/StandIn.h"
+#include "modules/physloc/StandIn.h"
 
 thread_local const std::uint8_t* physloc::initializedRecord = nullptr;
 

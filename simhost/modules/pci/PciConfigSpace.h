@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "host/HostDescription.h"
+#include "modules/pci/PciFunctions.h"
 
 namespace simhost {
 

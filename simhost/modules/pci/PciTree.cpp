@@ -1,4 +1,4 @@
-#include "host/PciTree.h"
+#include "modules/pci/PciTree.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -8,7 +8,7 @@
 
 #include "common/Text.h"
 #include "host/LayoutFiles.h"
-#include "host/PciConfigSpace.h"
+#include "modules/pci/PciConfigSpace.h"
 
 namespace fs = std::filesystem;
 

@@ -39,6 +39,7 @@ SimulatedHost::SimulatedHost(EventLoop& loop, const std::string& root, HostDescr
       description_(std::move(description)),
       state_(HostState::create(places_.state())),
       summary_(places_.summaryLog()),
+      libraries_(loop, places_.librarySocket()),
       commands_(loop, {places_.commandSocket(), places_.commandLog(),
                        [this](const std::vector<std::string>& command) {
                            if (live_) live_->refresh(description_, command);
@@ -138,6 +139,10 @@ void SimulatedHost::setSpeed(double speed) {
 EventLoop::Clock::duration SimulatedHost::machineTime(double seconds) const {
     return std::chrono::nanoseconds(
         machineDuration(clock_, static_cast<std::int64_t>(seconds * nanosecondsInSecond)));
+}
+
+ScsiDevice::Time SimulatedHost::time() const {
+    return {[this](double seconds) { return machineTime(seconds); }, [this] { return uptime(); }};
 }
 
 void SimulatedHost::reboot(bool graceful, std::int64_t downSeconds) {

@@ -13,10 +13,12 @@
 #include "common/HostPlaces.h"
 #include "common/HostState.h"
 #include "common/RequestServer.h"
+#include "devices/ScsiDevice.h"
 #include "host/CommandService.h"
 #include "host/HostDescription.h"
 #include "host/HostModule.h"
 #include "host/SummaryLog.h"
+#include "library/LibraryServer.h"
 #include "live/LiveMachine.h"
 
 namespace simhost {
@@ -62,9 +64,12 @@ public:
     void reboot(bool graceful, std::int64_t downSeconds);
 
     CommandService& commands() { return commands_; }
+    LibraryServer& libraries() { return libraries_; }
     const HostPlaces& places() const { return places_; }
     const HostSettings& settings() const { return settings_; }
     EventLoop& loop() { return loop_; }
+    // The host's time for a device of a module. The host outlives what its modules keep.
+    ScsiDevice::Time time() const;
     // What a module keeps; its type is the one that the module's start() made.
     template <class State>
     State& state() {
@@ -89,6 +94,7 @@ private:
     HostState state_;
     ClockState clock_{};
     SummaryLog summary_;
+    LibraryServer libraries_;
     std::vector<std::unique_ptr<ModuleState>> states_;
     CommandService commands_;
 };

@@ -18,10 +18,14 @@ constexpr std::size_t mostWaiting = 100;  // messages a user may have under way 
 
 }  // namespace
 
-OpenIpmiDriver::OpenIpmiDriver(EventLoop& loop, Places places, std::string hostName,
+OpenIpmiDriver::OpenIpmiDriver(EventLoop& loop, Sockets sockets, std::string hostName,
                                EventLoop::Clock::duration patience)
-    : loop_(loop), places_(std::move(places)), hostName_(std::move(hostName)), patience_(patience) {
-    controllerListener_ = listenAt(places_.controller, SOCK_SEQPACKET);
+    : loop_(loop),
+      sockets_(std::move(sockets)),
+      hostName_(std::move(hostName)),
+      patience_(patience),
+      node_(loop, sockets_.device, *this) {
+    controllerListener_ = listenAt(sockets_.controller, SOCK_SEQPACKET);
     controllerListening_ =
         loop_.watch(controllerListener_.get(), POLLIN, [this](short) { acceptController(); });
 }
@@ -32,68 +36,35 @@ OpenIpmiDriver::~OpenIpmiDriver() {
     loop_.cancel(patienceTimer_);
     loop_.forget(controllerWatch_);
     loop_.forget(controllerListening_);
-    ::unlink(places_.controller.c_str());
+    ::unlink(sockets_.controller.c_str());
 }
 
-void OpenIpmiDriver::setPresent(bool present) {
-    if (present == this->present()) return;
-    if (present) {
-        deviceListener_ = listenAt(places_.device, SOCK_SEQPACKET);
-        deviceWatch_ = loop_.watch(deviceListener_.get(), POLLIN, [this](short) { acceptUsers(); });
-        return;
-    }
-    loop_.forget(deviceWatch_);
-    deviceListener_.reset();
-    ::unlink(places_.device.c_str());
-}
-
-void OpenIpmiDriver::disconnectUsers() {
-    while (!users_.empty()) dropUser(users_.begin()->first);
-}
-
-void OpenIpmiDriver::acceptUsers() {
-    while (FileDescriptor socket = acceptFrom(deviceListener_.get(), loop_, deviceWatch_)) {
-        const std::uint32_t id = ++lastUser_;
-        User& user = users_[id];
-        user.process = processAtOtherEnd(socket.get());
-        user.watch = loop_.watch(socket.get(), POLLIN, [this, id](short) { serveUser(id); });
-        user.socket = std::move(socket);
-    }
-}
-
-void OpenIpmiDriver::serveUser(std::uint32_t id) {
-    const auto found = users_.find(id);
-    if (found == users_.end()) return;
-    char packet[largestPacket];
-    const ssize_t size = ::recv(found->second.socket.get(), packet, sizeof(packet), MSG_DONTWAIT);
-    if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (size <= 0) return dropUser(id);
-    const auto request = DeviceMessage::decode(packet, static_cast<std::size_t>(size));
-    if (!request) return dropUser(id);  // not the host-access module
-    Pending pending{id, found->second.requests++, *request};
+void OpenIpmiDriver::request(std::uint32_t user, const DeviceMessage& message) {
+    const auto request = message.kind == DeviceKind::ipmi
+                             ? IpmiMessage::decode(message.content.data(), message.content.size())
+                             : std::nullopt;
+    if (!request) return node_.refuse(user, message, ENOTTY);
+    Pending pending{user, requests_[user]++, *request};
     const auto own = std::count_if(waiting_.begin(), waiting_.end(),
-                                   [id](const Pending& each) { return each.user == id; });
+                                   [user](const Pending& each) { return each.user == user; });
     if (static_cast<std::size_t>(own) >= mostWaiting) {
-        DeviceMessage reply = *request;
+        IpmiMessage reply = *request;
         reply.netfn |= 1;
         reply.data = {nodeBusy};
-        return toUser(id, reply);
+        return toUser(user, reply);
     }
     waiting_.push_back(std::move(pending));
     next();
 }
 
-void OpenIpmiDriver::dropUser(std::uint32_t id) {
-    const auto found = users_.find(id);
-    if (found == users_.end()) return;
-    loop_.forget(found->second.watch);
+void OpenIpmiDriver::closed(std::uint32_t user) {
     ControllerPacket packet;
     packet.kind = ControllerPacketKind::closed;
-    packet.descriptor = id;
-    packet.process = found->second.process;
-    users_.erase(found);
+    packet.descriptor = user;
+    packet.process = node_.processOf(user);
+    requests_.erase(user);
     waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(),
-                                  [id](const Pending& each) { return each.user == id; }),
+                                  [user](const Pending& each) { return each.user == user; }),
                    waiting_.end());
     toController(packet);
 }
@@ -144,7 +115,7 @@ void OpenIpmiDriver::next() {
         packet.kind = ControllerPacketKind::request;
         packet.sequence = inFlight_->sequence;
         packet.descriptor = inFlight_->user;
-        packet.process = users_.at(inFlight_->user).process;
+        packet.process = node_.processOf(inFlight_->user);
         packet.ordinal = inFlight_->ordinal;
         packet.netfn = inFlight_->request.netfn;
         packet.command = inFlight_->request.command;
@@ -164,7 +135,7 @@ void OpenIpmiDriver::next() {
 
 void OpenIpmiDriver::finish(const Bytes& data) {
     loop_.cancel(patienceTimer_);
-    DeviceMessage reply = inFlight_->request;
+    IpmiMessage reply = inFlight_->request;
     reply.netfn = static_cast<std::uint8_t>(reply.netfn | 1);
     reply.data = data;
     toUser(inFlight_->user, reply);
@@ -179,11 +150,8 @@ void OpenIpmiDriver::toController(const ControllerPacket& packet) {
     ::send(controller_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-void OpenIpmiDriver::toUser(std::uint32_t id, const DeviceMessage& reply) {
-    const auto found = users_.find(id);
-    if (found == users_.end()) return;
-    const std::string bytes = reply.encode();
-    ::send(found->second.socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+void OpenIpmiDriver::toUser(std::uint32_t user, const IpmiMessage& reply) {
+    node_.send(user, {0, DeviceKind::ipmi, 0, reply.encode()});
 }
 
 }  // namespace simhost

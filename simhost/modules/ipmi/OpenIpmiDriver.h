@@ -1,5 +1,5 @@
 // The OpenIPMI driver of a simulated host: serves its device node, hands one request after another to the
-// management controller, and gives each reply to the descriptor that asked. A controller that does not
+// management controller, and sends each reply to the descriptor that asked. A controller that does not
 // answer, or is not there, costs the asker no more than the driver's own patience: then the reply is a
 // completion code and nothing else, as the real driver makes it.
 #pragma once
@@ -12,67 +12,61 @@
 #include <string>
 
 #include "common/EventLoop.h"
-#include "common/Packets.h"
+#include "devices/DeviceNode.h"
+#include "modules/ipmi/IpmiPackets.h"
 
 namespace simhost {
 
-class OpenIpmiDriver {
+class OpenIpmiDriver : public Device {
 public:
-    struct Places {
+    struct Sockets {
         std::string device;
         std::string controller;
     };
     // Listens for a controller at once, and for users of the device node while it is present.
-    OpenIpmiDriver(EventLoop& loop, Places places, std::string hostName, EventLoop::Clock::duration patience);
-    ~OpenIpmiDriver();
+    OpenIpmiDriver(EventLoop& loop, Sockets sockets, std::string hostName,
+                   EventLoop::Clock::duration patience);
+    ~OpenIpmiDriver() override;
     OpenIpmiDriver(const OpenIpmiDriver&) = delete;
     OpenIpmiDriver& operator=(const OpenIpmiDriver&) = delete;
 
     // Makes the device node appear or vanish. What is open stays open.
-    void setPresent(bool present);
-    bool present() const { return static_cast<bool>(deviceListener_); }
+    void setPresent(bool present) { node_.setPresent(present); }
+    bool present() const { return node_.present(); }
     // Closes every open descriptor, as a reset of the host does.
-    void disconnectUsers();
+    void disconnectUsers() { node_.disconnectUsers(); }
 
     bool controllerAttached() const { return static_cast<bool>(controller_); }
-    std::size_t openDescriptors() const { return users_.size(); }
+    std::size_t openDescriptors() const { return node_.openDescriptors(); }
     unsigned long long exchanges() const { return exchanges_; }
     unsigned long long expiredExchanges() const { return expired_; }
 
+    void request(std::uint32_t user, const DeviceMessage& request) override;
+    void closed(std::uint32_t user) override;
+
 private:
-    struct User {
-        FileDescriptor socket;
-        EventLoop::Watch watch = 0;
-        unsigned process = 0;
-        std::uint32_t requests = 0;
-    };
     struct Pending {
         std::uint32_t user;
         std::uint32_t ordinal;
-        DeviceMessage request;
+        IpmiMessage request;
         std::uint32_t sequence = 0;
     };
 
-    void acceptUsers();
-    void serveUser(std::uint32_t id);
-    void dropUser(std::uint32_t id);
     void acceptController();
     void serveController();
     void dropController();
     void next();
     void finish(const Bytes& data);
     void toController(const ControllerPacket& packet);
-    void toUser(std::uint32_t id, const DeviceMessage& reply);
+    void toUser(std::uint32_t user, const IpmiMessage& reply);
 
     EventLoop& loop_;
-    Places places_;
+    Sockets sockets_;
     std::string hostName_;
     EventLoop::Clock::duration patience_;
 
-    FileDescriptor deviceListener_;
-    EventLoop::Watch deviceWatch_ = 0;
-    std::uint32_t lastUser_ = 0;
-    std::map<std::uint32_t, User> users_;
+    DeviceNode node_;
+    std::map<std::uint32_t, std::uint32_t> requests_;  // of each user, so far
 
     FileDescriptor controllerListener_;
     EventLoop::Watch controllerListening_ = 0;

@@ -37,8 +37,11 @@ void memoryCommand(SimulatedHost& host, Words& words) {
         const std::string which = words.next("total or free");
         if (which != "total" && which != "free")
             throw UsageError("memory: \"" + which + "\" is none of total, free");
-        (which == "total" ? memory.totalMBytes : memory.freeMBytes) =
-            static_cast<std::uint64_t>(words.nextNumber("the megabytes", 0, most));
+        const auto megabytes = static_cast<std::uint64_t>(words.nextNumber("the megabytes", 0, most));
+        if (which == "total")
+            memory.totalMBytes = megabytes;
+        else
+            memory.freeMBytes = megabytes;
     } while (!words.empty());
     host.change([&memory](HostDescription& description) {
         if (memory.freeMBytes > memory.totalMBytes) throw UsageError("more free memory than memory");

@@ -1,6 +1,6 @@
-// The packets on the two sockets of an IPMI exchange: between a user of the simulated device node and the
-// driver, and between the driver and the management controller. One packet of a SOCK_SEQPACKET connection
-// holds one of them.
+// What goes through an IPMI exchange: between a user of the simulated device node and the driver (the content
+// of a DeviceMessage), and between the driver and the management controller (a packet of a SOCK_SEQPACKET
+// connection each).
 #pragma once
 
 #include <cstdint>
@@ -11,13 +11,13 @@
 
 namespace simhost {
 
-// The longest message of the Linux driver, and the largest packet that either socket carries.
+// The longest message of the Linux driver, and the largest packet between driver and controller.
 inline constexpr std::size_t longestMessage = 272;
 inline constexpr std::size_t largestPacket = 1024;
 
 // A message as it goes through a device node, in either direction. In a reply the completion code is the
 // first byte of `data`.
-struct DeviceMessage {
+struct IpmiMessage {
     std::int64_t messageId = 0;
     std::uint8_t netfn = 0;
     std::uint8_t command = 0;
@@ -25,7 +25,7 @@ struct DeviceMessage {
     Bytes data;
 
     std::string encode() const;
-    static std::optional<DeviceMessage> decode(const void* packet, std::size_t size);
+    static std::optional<IpmiMessage> decode(const void* packet, std::size_t size);
 };
 
 enum class ControllerPacketKind : std::uint8_t {

@@ -1,16 +1,16 @@
-#include "common/Packets.h"
+#include "modules/ipmi/IpmiPackets.h"
 
 namespace simhost {
 
-std::string DeviceMessage::encode() const {
+std::string IpmiMessage::encode() const {
     ByteWriter writer;
     writer.number(messageId).number(netfn).number(command).number(lun);
     return writer.raw(data.data(), data.size()).bytes();
 }
 
-std::optional<DeviceMessage> DeviceMessage::decode(const void* packet, std::size_t size) {
+std::optional<IpmiMessage> IpmiMessage::decode(const void* packet, std::size_t size) {
     ByteReader reader(packet, size);
-    DeviceMessage message;
+    IpmiMessage message;
     message.messageId = reader.number<std::int64_t>();
     message.netfn = reader.number<std::uint8_t>();
     message.command = reader.number<std::uint8_t>();

@@ -15,6 +15,7 @@ struct HostPlaces {
     std::string commandSocket() const { return run() + "/command.sock"; }
     std::string controlSocket() const { return run() + "/control.sock"; }
     std::string controllerSocket() const { return run() + "/controller.sock"; }
+    std::string librarySocket() const { return run() + "/library.sock"; }
     std::string locationBreaches() const { return run() + "/physloc-breaches.log"; }
     std::string bootId() const { return run() + "/boot-id"; }
     std::string commandLog() const { return run() + "/commands.log"; }

@@ -57,6 +57,14 @@ struct HostFacts {
 };
 static_assert(offsetof(HostFacts, addressCount) == 344 && offsetof(HostFacts, addresses) == 352);
 
+// A text of the facts, cut to its field.
+template <std::size_t Room>
+void putText(char (&field)[Room], const std::string& text) {
+    const std::size_t length = text.size() < Room ? text.size() : Room - 1;
+    std::memcpy(field, text.data(), length);
+    field[length] = '\0';
+}
+
 // A record that one process writes and others read whole: a sequence lock over 32-bit words.
 template <class Record>
 class SharedRecord {

@@ -9,8 +9,8 @@
 
 namespace simhost {
 
-// What can be asked for, a line each, for the help text.
-extern const char hostControlHelp[];
+// The commands, those of each module together, for the help text.
+std::string hostControlHelp();
 
 class HostControl {
 public:

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "host/HostDescription.h"
 
@@ -14,26 +13,16 @@ struct LayoutSources {
     std::string commandClient;  // vok-simcmd
     std::string configuration;  // a file to take as the agent's configuration; empty: the description's
     std::string sysDirectory;   // to be the host's /sys, by a link; empty: one is made from the description
-    std::string
-        ipmiDevice;  // to be the host's device node, by a link; empty: there is none but vok-simhost's
+    std::string ipmiDevice;     // to be the host's device node, by a link; empty: it is vok-simhost's
 };
 
-// Makes `root` the root of a simulated host, with nothing in it yet but the place for its lock, and gives its
-// absolute place. An empty directory and one that was such a root before will do; any other is refused, so
-// that no files of anybody's are written over. Throws std::runtime_error with a sentence.
+// Makes `root` the root of a simulated host, with nothing in it yet but the directory of its lock, and
+// returns its absolute path. An empty directory and one that was such a root before will do; any other is
+// refused, so that no files of anybody's are written over. Throws std::runtime_error with a sentence.
 std::string claimRoot(const std::string& root);
 
 // Fills a claimed root. What its host and the agent have written stays, what comes from the description is
 // written anew. Throws std::runtime_error with a sentence.
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources);
-
-// The platforms' location libraries by name. Every host has both; the agent looks for its own platform's.
-std::vector<const char*> locationLibraryNames();
-
-enum class LibraryForm { present, absent, withoutEncoder };
-
-// Puts a library of that form into the root's lib, or takes it away. It is the stand-in that lies beside the
-// host-access module, so that all are of one ABI. Throws std::runtime_error when that is not there.
-void putLocationLibrary(const std::string& root, const std::string& name, LibraryForm form);
 
 }  // namespace simhost

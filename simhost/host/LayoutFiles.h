@@ -7,8 +7,14 @@
 namespace simhost {
 
 // Makes the directories above it too. Throws std::runtime_error or std::filesystem::filesystem_error.
-void writeFile(const std::string& place, const std::string& content, mode_t mode = 0600);
-// A symbolic link, in place of what was there.
-void writeLink(const std::string& target, const std::string& place);
+void writeFile(const std::string& hostPath, const std::string& content, mode_t mode = 0600);
+// A symbolic link, instead of what was there.
+void writeLink(const std::string& target, const std::string& hostPath);
+
+// Where a root links to the host-access module.
+std::string moduleLink(const std::string& root);
+// Puts a stand-in of a library into the root's lib as `name`. It is the file `standIn` beside the host-access
+// module, so that all are of one ABI. Throws std::runtime_error when that is not there.
+void linkLibrary(const std::string& root, const std::string& standIn, const std::string& name);
 
 }  // namespace simhost

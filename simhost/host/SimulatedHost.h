@@ -1,20 +1,24 @@
-// A simulated host while it runs: its clock, its facts, its driver and its commands, and the changes that
-// can be made to it from outside.
+// A simulated host while it runs: its clock, its facts, its commands and what its modules keep, and the
+// changes that can be made to it from outside.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "common/EventLoop.h"
 #include "common/HostPlaces.h"
 #include "common/HostState.h"
 #include "common/RequestServer.h"
+#include "devices/ScsiDevice.h"
 #include "host/CommandService.h"
 #include "host/HostDescription.h"
-#include "host/OpenIpmiDriver.h"
+#include "host/HostModule.h"
 #include "host/SummaryLog.h"
+#include "library/LibraryServer.h"
 #include "live/LiveMachine.h"
 
 namespace simhost {
@@ -42,47 +46,56 @@ public:
 
     void jumpClock(std::int64_t nanoseconds);
     void setSpeed(double speed);
-    void setMemory(std::uint64_t totalMBytes, std::uint64_t freeMBytes);
-    void setMemoryLinesEndInComma(bool comma) { description_.memoryLinesEndInComma = comma; }
-    // A new address goes behind those that the interface has, a new interface behind the others.
-    void addAddress(const std::string& interface, const std::string& address);
-    // Without an address the whole interface goes. False when there is no such one.
-    bool removeAddress(const std::string& interface, const std::string& address);
+    // How long the machine takes for `seconds` of the host's time.
+    EventLoop::Clock::duration machineTime(double seconds) const;
 
-    // Throws UsageError when the host has no adapter of this name, or one already.
-    NetworkAdapter& adapter(const std::string& name);
-    void addAdapter(const NetworkAdapter& adapter);
-    void removeAdapter(const std::string& name);
+    // Changes the host: `how` gets its description, checks and changes it, and the facts follow. Throws
+    // UsageError when this host is the machine.
+    template <class How>
+    void change(How how) {
+        requireDescribed();
+        how(description_);
+        publishFacts();
+    }
+    // For what is not a fact of the host but the form of its output, which may change on any host.
+    HostDescription& changeOutput() { return description_; }
 
-    // The node vanishes; it comes back after so many calls of modprobe, with none never by itself.
-    void hideIpmi(std::optional<unsigned long> callsUntilBack);
-    void showIpmi();
     // The host goes down now and is up again after `downSeconds` of its time, which pass at once.
     void reboot(bool graceful, std::int64_t downSeconds);
 
     CommandService& commands() { return commands_; }
-    const OpenIpmiDriver& driver() const { return driver_; }
+    LibraryServer& libraries() { return libraries_; }
     const HostPlaces& places() const { return places_; }
+    const HostSettings& settings() const { return settings_; }
+    EventLoop& loop() { return loop_; }
+    // The host's time for a device of a module. The host outlives what its modules keep.
+    ScsiDevice::Time time() const;
+    // What a module keeps; its type is the one that the module's start() made.
+    template <class State>
+    State& state() {
+        for (const auto& each : states_)
+            if (auto* const found = dynamic_cast<State*>(each.get())) return *found;
+        throw std::logic_error("no module keeps this state");
+    }
 
 private:
-    void initializeClock(const HostSettings& settings);
+    void initializeClock();
     void startSummaryLog(bool clockGoesOn);
-    void tellMachinesBoot(std::int64_t boot);
+    void recordMachinesBoot(std::int64_t boot);
     // Throws UsageError when this host is the machine.
     void requireDescribed() const;
-    void requireOwnIpmi() const;
     void publishFacts();
-    void commandRan(const std::string& name);
 
+    EventLoop& loop_;
     HostPlaces places_;
+    HostSettings settings_;
     std::unique_ptr<LiveMachine> live_;
-    bool machinesIpmi_;
     HostDescription description_;
     HostState state_;
     ClockState clock_{};
     SummaryLog summary_;
-    std::optional<unsigned long> modprobesUntilIpmi_;
-    OpenIpmiDriver driver_;
+    LibraryServer libraries_;
+    std::vector<std::unique_ptr<ModuleState>> states_;
     CommandService commands_;
 };
 

@@ -1,8 +1,7 @@
 // The commands that a simulated host has in its bin.
 #pragma once
 
-#include <functional>
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,14 +22,18 @@ struct CommandResult {
     double seconds = 0;  // of the host's time that the command takes
 };
 
+struct StandIn {
+    const char* name;
+    CommandResult (*run)(const std::vector<std::string>& arguments, const CommandContext& context);
+};
+
 // The names, each a script in bin.
 std::vector<const char*> standInNames();
 
 // Runs a stand-in; `words` starts with its name, which must be one of standInNames().
 CommandResult runStandIn(const std::vector<std::string>& words, const CommandContext& context);
 
-// One command each.
+// localcli, which the namespaces of all modules make up.
 Answer runLocalcli(const std::vector<std::string>& arguments, const HostDescription& host);
-CommandResult runEsxtop(const std::vector<std::string>& arguments, const CommandContext& context);
 
 }  // namespace simhost

@@ -1,11 +1,14 @@
 #include "hostaccess/IpmiIoctl.h"
 
+#include <linux/ipmi.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
-#include "common/Packets.h"
+#include "common/PacketSocket.h"
+#include "modules/ipmi/IpmiPackets.h"
 
 namespace simhost {
 
@@ -14,11 +17,6 @@ namespace {
 constexpr std::uint8_t applicationNetfn = 0x06;
 // The driver keeps these for itself.
 constexpr std::uint8_t driverCommands[] = {0x33, 0x34, 0x35};  // Get Message, Send Message, Read Event Buffer
-
-int fail(int reason) {
-    errno = reason;
-    return -1;
-}
 
 // 0, or the error number with which the driver refuses the address.
 int refusalOfAddress(const ipmi_req& request, ipmi_system_interface_addr& address) {
@@ -43,47 +41,45 @@ int refusalOfMessage(const ipmi_msg& message) {
 
 }  // namespace
 
-int sendIpmiCommand(int descriptor, const ipmi_req* request) {
-    if (!request) return fail(EFAULT);
+int sendIpmiCommand(OpenDevice& device, std::uint32_t /*request*/, void* argument) {
+    const auto* const request = static_cast<const ipmi_req*>(argument);
+    if (!request) return failIoctl(EFAULT);
     ipmi_system_interface_addr address{};
-    if (const int reason = refusalOfAddress(*request, address)) return fail(reason);
-    if (const int reason = refusalOfMessage(request->msg)) return fail(reason);
+    if (const int reason = refusalOfAddress(*request, address)) return failIoctl(reason);
+    if (const int reason = refusalOfMessage(request->msg)) return failIoctl(reason);
 
-    DeviceMessage message;
+    IpmiMessage message;
     message.messageId = request->msgid;
     message.netfn = request->msg.netfn & 0x3F;
     message.command = request->msg.cmd;
     message.lun = address.lun;
     if (request->msg.data) message.data.assign(request->msg.data, request->msg.data + request->msg.data_len);
-    const std::string packet = message.encode();
-    for (;;) {
-        if (::send(descriptor, packet.data(), packet.size(), MSG_NOSIGNAL) >= 0) return 0;
-        if (errno == EINTR) continue;
-        return fail(errno == EPIPE || errno == ECONNRESET ? ENODEV : errno);
-    }
+    const std::string packet = DeviceMessage{0, DeviceKind::ipmi, 0, message.encode()}.encode();
+    if (sendPacket(device.descriptor(), packet)) return 0;
+    return failIoctl(errno == EPIPE || errno == ECONNRESET ? ENODEV : errno);
 }
 
-int receiveIpmiMessage(int descriptor, ipmi_recv* received, bool truncate) {
-    if (!received) return fail(EFAULT);
-    char packet[largestPacket];
-    ssize_t size = 0;
-    do {
-        size = ::recv(descriptor, packet, sizeof(packet), MSG_DONTWAIT | MSG_PEEK);
-    } while (size < 0 && errno == EINTR);
-    if (size < 0) return fail(errno == ECONNRESET ? ENODEV : errno);
-    if (size == 0) return fail(ENODEV);
-    const auto message = DeviceMessage::decode(packet, static_cast<std::size_t>(size));
-    if (!message) return fail(EIO);
+int receiveIpmiMessage(OpenDevice& device, std::uint32_t request, void* argument) {
+    auto* const received = static_cast<ipmi_recv*>(argument);
+    const bool truncate = request == IPMICTL_RECEIVE_MSG_TRUNC;
+    if (!received) return failIoctl(EFAULT);
+    const auto packet = receivePacket(device.descriptor(), longestDevicePacket, MSG_DONTWAIT | MSG_PEEK);
+    if (!packet) return failIoctl(errno);
+    const auto wrapped = DeviceMessage::decode(*packet);
+    const auto message = wrapped && wrapped->kind == DeviceKind::ipmi
+                             ? IpmiMessage::decode(wrapped->content.data(), wrapped->content.size())
+                             : std::nullopt;
+    if (!message) return failIoctl(EIO);
 
     ipmi_system_interface_addr address{};
     address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
     address.channel = IPMI_BMC_CHANNEL;
     address.lun = message->lun;
-    if (received->addr_len < sizeof(address)) return fail(EINVAL);
+    if (received->addr_len < sizeof(address)) return failIoctl(EINVAL);
     const bool tooLong = received->msg.data_len < message->data.size();
-    if (tooLong && !truncate) return fail(EMSGSIZE);
+    if (tooLong && !truncate) return failIoctl(EMSGSIZE);
     const std::size_t count = std::min<std::size_t>(received->msg.data_len, message->data.size());
-    if (!received->addr || (count > 0 && !received->msg.data)) return fail(EFAULT);
+    if (!received->addr || (count > 0 && !received->msg.data)) return failIoctl(EFAULT);
 
     std::memcpy(received->addr, &address, sizeof(address));
     received->addr_len = sizeof(address);
@@ -93,8 +89,8 @@ int receiveIpmiMessage(int descriptor, ipmi_recv* received, bool truncate) {
     received->msg.cmd = message->command;
     if (count > 0) std::memcpy(received->msg.data, message->data.data(), count);
     received->msg.data_len = static_cast<unsigned short>(count);
-    ::recv(descriptor, packet, sizeof(packet), MSG_DONTWAIT);  // used up
-    return tooLong ? fail(EMSGSIZE) : 0;
+    receivePacket(device.descriptor(), longestDevicePacket, MSG_DONTWAIT);  // used up
+    return tooLong ? failIoctl(EMSGSIZE) : 0;
 }
 
 }  // namespace simhost

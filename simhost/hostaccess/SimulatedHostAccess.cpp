@@ -2,11 +2,9 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <linux/ipmi.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netpacket/packet.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <algorithm>
@@ -17,7 +15,7 @@
 
 #include "common/SimulatedClock.h"
 #include "common/UnixSocket.h"
-#include "hostaccess/IpmiIoctl.h"
+#include "hostaccess/Ioctls.h"
 
 namespace simhost {
 
@@ -28,11 +26,6 @@ constexpr std::int64_t longestSleep = 200000000;  // how late a change of the cl
 int fail(int reason) {
     errno = reason;
     return -1;
-}
-
-bool isSocket(int descriptor) {
-    struct stat status {};
-    return ::fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
 // One element of an address list, with all that its pointers point to.
@@ -79,24 +72,26 @@ void copyField(char (&to)[Room], const char (&from)[Size]) {
 SimulatedHostAccess::SimulatedHostAccess(const std::string& root, HostState state)
     : LiveHostAccess(root), state_(std::move(state)), waiters_(state_) {}
 
-int LiveHostAccess::openDevice(const std::string& place, int flags) {
+int LiveHostAccess::openDevice(const std::string& hostPath, int flags) {
     struct stat status {};
-    if (::stat(place.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode))
-        return vokRootedHostAccess::openDevice(place, flags);
-    FileDescriptor device = connectTo(place, SOCK_SEQPACKET);
+    if (::stat(hostPath.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode))
+        return vokRootedHostAccess::openDevice(hostPath, flags);
+    FileDescriptor device = connectTo(hostPath, SOCK_SEQPACKET);
     if (!device) return fail(errno == ECONNREFUSED ? ENXIO : errno);
     if (flags & O_NONBLOCK) ::fcntl(device.get(), F_SETFL, O_NONBLOCK);
+    devices_.opened(device.get());
     return device.release();
 }
 
 int LiveHostAccess::ioctlDevice(int descriptor, unsigned long request, void* argument) {
-    if (!isSocket(descriptor)) return vokRootedHostAccess::ioctlDevice(descriptor, request, argument);
-    if (request == IPMICTL_SEND_COMMAND)
-        return sendIpmiCommand(descriptor, static_cast<const ipmi_req*>(argument));
-    if (request == IPMICTL_RECEIVE_MSG_TRUNC || request == IPMICTL_RECEIVE_MSG)
-        return receiveIpmiMessage(descriptor, static_cast<ipmi_recv*>(argument),
-                                  request == IPMICTL_RECEIVE_MSG_TRUNC);
-    return fail(ENOTTY);
+    const auto device = devices_.find(descriptor);
+    if (!device) return vokRootedHostAccess::ioctlDevice(descriptor, request, argument);
+    return deviceIoctl(*device, request, argument);
+}
+
+int LiveHostAccess::closeDevice(int descriptor) {
+    devices_.closed(descriptor);
+    return vokRootedHostAccess::closeDevice(descriptor);
 }
 
 int SimulatedHostAccess::systemName(struct utsname* name) {

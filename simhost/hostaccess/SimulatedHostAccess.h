@@ -6,6 +6,7 @@
 
 #include "common/HostState.h"
 #include "hostaccess/ClockWaiters.h"
+#include "hostaccess/OpenDevice.h"
 #include "platform/access/vokRootedHostAccess.h"
 
 namespace simhost {
@@ -16,8 +17,12 @@ class LiveHostAccess : public vokRootedHostAccess {
 public:
     using vokRootedHostAccess::vokRootedHostAccess;
 
-    int openDevice(const std::string& place, int flags) override;
+    int openDevice(const std::string& hostPath, int flags) override;
     int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
+    int closeDevice(int descriptor) override;
+
+private:
+    OpenDevices devices_;
 };
 
 class SimulatedHostAccess : public LiveHostAccess {

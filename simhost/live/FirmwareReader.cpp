@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "host/SmBiosFile.h"
+#include "modules/smbios/SmBiosFile.h"
 
 namespace simhost {
 

@@ -7,15 +7,13 @@
 #include <stdexcept>
 
 #include "common/FileDescriptor.h"
-#include "live/FirmwareReader.h"
-#include "live/SystemReader.h"
+#include "modules/Modules.h"
 
 namespace simhost {
 
 namespace {
 
 constexpr char ipmiNode[] = "/dev/ipmi0";
-constexpr char nicGet[] = "localcli network nic get -n ";
 
 // Short intervals: a person is looking.
 constexpr char configuration[] = R"({
@@ -40,42 +38,26 @@ std::optional<DriverFacts> noDriver(const std::string&) {
 }  // namespace
 
 LiveMachine::LiveMachine(const std::string& root, AskDriver askDriver)
-    : files_(root),
-      names_(files_),
-      network_(files_, names_,
-               askDriver      ? std::move(askDriver)
-               : root.empty() ? askKernelForDriver
-                              : noDriver),
-      pci_(files_, names_, network_) {}
+    : readers_(root, askDriver      ? std::move(askDriver)
+                     : root.empty() ? askKernelForDriver
+                                    : noDriver) {}
 
 HostDescription LiveMachine::describe() {
     HostDescription made;
     made.onlyMeasured = true;
     made.configuration = configuration;
-    made.smbios = firmwareDeviceFile(files_);
-    readNames(files_, made);
-    readProduct(files_, made);
-    readMemory(files_, made);
-    made.networkAdapters = network_.adapters();
-    made.pciFunctions = pci_.functions();
+    for (const HostModule* module : hostModules()) module->readMachine(readers_, made);
     return made;
 }
 
 void LiveMachine::refresh(HostDescription& description, const std::vector<std::string>& command) {
     std::string words;
     for (const auto& word : command) words += (words.empty() ? "" : " ") + word;
-    const auto begins = [&words](const char* text) { return words.rfind(text, 0) == 0; };
-    if (words.empty() || begins("esxtop")) readMemory(files_, description);
-    if (words.empty() || begins("localcli hardware")) description.pciFunctions = pci_.functions();
-    if (begins("localcli system")) readProduct(files_, description);
-    if (begins(nicGet))
-        description.networkAdapters = network_.adapter(words.substr(sizeof(nicGet) - 1));
-    else if (begins("localcli network"))
-        description.networkAdapters = network_.adapters();
+    for (const HostModule* module : hostModules()) module->refresh(readers_, words, description);
 }
 
 std::string LiveMachine::ipmiDevice() const {
-    std::string place = files_.place(ipmiNode);
+    std::string place = readers_.files.place(ipmiNode);
     const FileDescriptor device(::open(place.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!device)
         throw std::runtime_error("no management controller to be reached: " + place + ": " +

@@ -7,10 +7,7 @@
 #include <vector>
 
 #include "host/HostDescription.h"
-#include "live/MachineFiles.h"
-#include "live/NetworkReader.h"
-#include "live/PciNames.h"
-#include "live/PciReader.h"
+#include "live/MachineReaders.h"
 
 namespace simhost {
 
@@ -30,18 +27,15 @@ public:
     void refresh(HostDescription& description, const std::vector<std::string>& command);
 
     // Another one after each boot of the machine.
-    std::string bootId() const { return files_.line("/proc/sys/kernel/random/boot_id"); }
+    std::string bootId() const { return readers_.files.line("/proc/sys/kernel/random/boot_id"); }
     // The machine's sysfs.
-    std::string sysDirectory() const { return files_.place("/sys"); }
+    std::string sysDirectory() const { return readers_.files.place("/sys"); }
     // The node of the machine's own OpenIPMI driver. Throws std::runtime_error with a sentence when there is
     // none or it can't be used.
     std::string ipmiDevice() const;
 
 private:
-    MachineFiles files_;
-    PciNames names_;
-    NetworkReader network_;
-    PciReader pci_;
+    MachineReaders readers_;
 };
 
 }  // namespace simhost

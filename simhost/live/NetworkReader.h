@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "host/HostDescription.h"
 #include "live/MachineFiles.h"
 #include "live/PciNames.h"
+#include "modules/nic/NetworkAdapters.h"
 
 namespace simhost {
 

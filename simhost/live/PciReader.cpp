@@ -96,7 +96,7 @@ void PciReader::place(PciFunction& function, const std::string& directory) const
     const std::string real = files_.resolved(directory);
     const std::string above = real.substr(0, real.rfind('/'));
     if (const auto parent = parsePciAddress(above.substr(above.rfind('/') + 1)))
-        function.listed["Parent Device"] = pciListPlace(*parent);
+        function.listed["Parent Device"] = pciListAddress(*parent);
     std::string module = files_.resolvedName(directory + "/driver/module");
     if (module.empty()) module = files_.resolvedName(directory + "/driver");  // one that is built in
     function.listed["Module Name"] = asWord(module, "None");

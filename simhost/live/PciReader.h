@@ -3,10 +3,10 @@
 
 #include <vector>
 
-#include "host/HostDescription.h"
 #include "live/MachineFiles.h"
 #include "live/NetworkReader.h"
 #include "live/PciNames.h"
+#include "modules/pci/PciFunctions.h"
 
 namespace simhost {
 

@@ -68,7 +68,7 @@ void readProduct(const MachineFiles& files, HostDescription& into) {
     into.productPatch = "0";
 }
 
-void readMemory(const MachineFiles& files, HostDescription& into) {
+void readMemory(const MachineFiles& files, Memory& into) {
     const std::string memory = files.read("/proc/meminfo").value_or("");
     into.totalMBytes = kilobytes(memory, "MemTotal") / 1024;
     into.freeMBytes = std::min(kilobytes(memory, "MemFree") / 1024, into.totalMBytes);

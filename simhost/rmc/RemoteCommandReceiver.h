@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "common/Packets.h"
+#include "modules/ipmi/IpmiPackets.h"
 
 namespace simhost {
 

@@ -11,6 +11,10 @@
 #include <sstream>
 
 #include "common/Text.h"
+#include "modules/nic/NetworkAdapters.h"
+#include "modules/pci/PciFunctions.h"
+#include "modules/smbios/SmBios.h"
+#include "modules/storage/StorageAdapters.h"
 #include "simhost/SmBiosTable.h"
 #include "support/TemporaryDirectory.h"
 
@@ -40,11 +44,11 @@ std::string complaint(const std::string& text) {
 }
 
 std::vector<SmBiosEntry> entriesOf(const std::string& smbios) {
-    return smBiosEntries(describe("{\"smbios\":" + smbios + "}").smbios);
+    return smBiosEntries(describe("{\"smbios\":" + smbios + "}").part<SmBios>().deviceFile);
 }
 
 TEST(FirmwareDescription, AHostHasNoTableUnlessItIsDescribed) {
-    EXPECT_EQ(describe("{}").smbios, "");
+    EXPECT_EQ(describe("{}").part<SmBios>().deviceFile, "");
     EXPECT_EQ(entriesOf("{}").size(), 1u);
 }
 
@@ -87,8 +91,9 @@ TEST(FirmwareDescription, CanLieAboutLengths) {
     const HostDescription host =
         describe(R"({"smbios":{"structures":[{"kind":"other","type":2,"statedLength":1}],
         "endOfTable":false,"zerosBehind":5,"tableLength":60000}})");
-    EXPECT_EQ(host.smbios.substr(31), std::string("\x02\x01\x01\0\0\0\0\0\0\0\0", 11));
-    EXPECT_EQ(host.smbios.substr(22, 2), "\x60\xea");
+    const std::string& table = host.part<SmBios>().deviceFile;
+    EXPECT_EQ(table.substr(31), std::string("\x02\x01\x01\0\0\0\0\0\0\0\0", 11));
+    EXPECT_EQ(table.substr(22, 2), "\x60\xea");
 }
 
 TEST(FirmwareDescription, TakesARawFileBesideTheDescription) {
@@ -96,8 +101,11 @@ TEST(FirmwareDescription, TakesARawFileBesideTheDescription) {
     const std::string bytes("_SM_\0\xff raw", 10);
     directory.writeFile("tables/odd.bin", bytes);
     directory.writeFile("host.json", R"({"smbios":{"file":"tables/odd.bin"}})");
-    EXPECT_EQ(readHostDescription(directory.path() + "/host.json").smbios, bytes);
-    EXPECT_EQ(describe(R"({"smbios":{"file":")" + directory.path() + R"(/tables/odd.bin"}})").smbios, bytes);
+    EXPECT_EQ(readHostDescription(directory.path() + "/host.json").part<SmBios>().deviceFile, bytes);
+    EXPECT_EQ(describe(R"({"smbios":{"file":")" + directory.path() + R"(/tables/odd.bin"}})")
+                  .part<SmBios>()
+                  .deviceFile,
+              bytes);
 }
 
 TEST(FirmwareDescription, RefusesWhatItDoesNotKnow) {
@@ -130,16 +138,18 @@ TEST(FirmwareDescription, RefusesWhatItDoesNotKnow) {
 }
 
 TEST(PciDescription, AFunctionsParentIsTheBridgeOfItsBus) {
-    const HostDescription host = describe(R"({"pci":[
+    const auto functions = describe(R"({"pci":[
         {"Address":"0000:3a:02.0","Spawned Bus":"0x3b"},
         {"Address":"0001:3a:00.0","Spawned Bus":"0x3c"},
         {"Address":"0000:3b:00.1"}, {"Address":"0000:3c:00.0"}, {"Address":"0000:00:1f.0"},
-        {"Address":"0000:3b:00.2","Parent Device":"PCI 0:1:2:3"}]})");
-    EXPECT_EQ(host.pciFunctions[2].at("Parent Device"), "PCI 0:58:2:0");
-    EXPECT_EQ(host.pciFunctions[3].at("Parent Device"), "PCI 0:0:0:0");  // that bridge is of another segment
-    EXPECT_EQ(host.pciFunctions[4].at("Parent Device"), "PCI 0:0:0:0");
-    EXPECT_EQ(host.pciFunctions[5].at("Parent Device"), "PCI 0:1:2:3");
-    EXPECT_EQ(host.pciFunctions[2].at("Dependent Device"), "PCI 0:59:0:1");
+        {"Address":"0000:3b:00.2","Parent Device":"PCI 0:1:2:3"}]})")
+                               .part<PciFunctions>()
+                               .all;
+    EXPECT_EQ(functions[2].at("Parent Device"), "PCI 0:58:2:0");
+    EXPECT_EQ(functions[3].at("Parent Device"), "PCI 0:0:0:0");  // that bridge is of another segment
+    EXPECT_EQ(functions[4].at("Parent Device"), "PCI 0:0:0:0");
+    EXPECT_EQ(functions[5].at("Parent Device"), "PCI 0:1:2:3");
+    EXPECT_EQ(functions[2].at("Dependent Device"), "PCI 0:59:0:1");
 }
 
 TEST(PciDescription, RefusesAFunctionThatIsThereTwiceAndDataThatCanNotBe) {
@@ -164,7 +174,7 @@ struct Known {
 class KnownHosts : public testing::TestWithParam<Known> {
 protected:
     HostDescription host = readHostDescription(VOK_HOSTS "/" + std::string(GetParam().host) + ".json");
-    std::vector<SmBiosEntry> entries = smBiosEntries(host.smbios);
+    std::vector<SmBiosEntry> entries = smBiosEntries(host.part<SmBios>().deviceFile);
 
     static bool hasPlace(const SmBiosEntry& entry) { return entry.type == 9 || entry.type == 41; }
     // Of a slot or an on-board device; empty when no function is told.
@@ -191,7 +201,7 @@ TEST_P(KnownHosts, TellTheirFamilyInTheSystemRecord) {
 
 TEST_P(KnownHosts, HaveARecordForEachFunctionThatIsNoBridgeAndNoneForOthers) {
     std::set<std::string> listed, told;
-    for (const auto& function : host.pciFunctions)
+    for (const auto& function : host.part<PciFunctions>().all)
         if (function.at("Device Class").compare(0, 4, "0x06") != 0) listed.insert(function.at("Address"));
     for (const auto& entry : entries)
         if (hasPlace(entry) && !addressOf(entry).empty()) {
@@ -216,25 +226,26 @@ TEST_P(KnownHosts, HaveDesignationsOfTheirFamilysFormWithOnBoardDevicesAtPlace00
 
 TEST_P(KnownHosts, HaveAdaptersAndSlotDescriptionsThatAgreeWithTheirFunctions) {
     std::set<std::string> functions;
-    for (const auto& function : host.pciFunctions) functions.insert(function.at("Address"));
-    for (const auto& adapter : host.storageAdapters)
+    for (const auto& function : host.part<PciFunctions>().all) functions.insert(function.at("Address"));
+    for (const auto& adapter : host.part<StorageAdapters>().all)
         EXPECT_EQ(functions.count(adapter.description.substr(1, 12)), 1u) << adapter.name;
-    for (const auto& adapter : host.networkAdapters)
+    for (const auto& adapter : host.part<NetworkAdapters>().all)
         EXPECT_EQ(functions.count(adapter.pciDevice), 1u) << adapter.name;
-    for (const auto& function : host.pciFunctions) {
+    for (const auto& function : host.part<PciFunctions>().all) {
         const auto isIt = [&function](const NetworkAdapter& each) {
             return each.pciDevice == function.at("Address");
         };
-        const auto found = std::find_if(host.networkAdapters.begin(), host.networkAdapters.end(), isIt);
-        EXPECT_EQ(found != host.networkAdapters.end(), function.at("Device Class") == "0x0200");
-        if (found != host.networkAdapters.end() && !function.at("VMkernel Name").empty()) {
+        const auto& adapters = host.part<NetworkAdapters>().all;
+        const auto found = std::find_if(adapters.begin(), adapters.end(), isIt);
+        EXPECT_EQ(found != adapters.end(), function.at("Device Class") == "0x0200");
+        if (found != adapters.end() && !function.at("VMkernel Name").empty()) {
             EXPECT_EQ(found->name, function.at("VMkernel Name"));
         }
     }
     if (GetParam().host == std::string("large")) return;  // its list has no descriptions of slots
     for (const auto& entry : entries) {
         if (!hasPlace(entry)) continue;
-        for (const auto& function : host.pciFunctions)
+        for (const auto& function : host.part<PciFunctions>().all)
             if (function.at("Address") == addressOf(entry)) {
                 EXPECT_EQ(function.at("Slot Description"), entry.text(4));
             }
@@ -260,12 +271,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(KnownHostsAlone, OnlyANewerSystemLeavesEveryVMkernelNameEmpty) {
     unsigned named = 0;
-    for (const auto& function : readHostDescription(VOK_HOSTS "/rack-node.json").pciFunctions)
+    const HostDescription rack = readHostDescription(VOK_HOSTS "/rack-node.json");
+    for (const auto& function : rack.part<PciFunctions>().all)
         named += function.at("VMkernel Name").empty() ? 0 : 1;
     EXPECT_EQ(named, 9u);
-    for (const auto& function : readHostDescription(VOK_HOSTS "/esxi8-node.json").pciFunctions)
+    const HostDescription newer = readHostDescription(VOK_HOSTS "/esxi8-node.json");
+    for (const auto& function : newer.part<PciFunctions>().all)
         EXPECT_EQ(function.at("VMkernel Name"), "") << function.at("Address");
-    EXPECT_THAT(readHostDescription(VOK_HOSTS "/bare.json").smbios, IsEmpty());
+    EXPECT_THAT(readHostDescription(VOK_HOSTS "/bare.json").part<SmBios>().deviceFile, IsEmpty());
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // What the agent's own readers make of the files that a host was laid out with.
-#include "host/HostLayout.h"
+#include "host/HostDescription.h"
 
 #include <gtest/gtest.h>
 #include <cerrno>
@@ -7,6 +7,7 @@
 #include <list>
 #include <memory>
 
+#include "modules/pci/PciFunctions.h"
 #include "platform/firmware/smbios_vmw.h"
 #include "platform/pci/utils_pci.h"
 #include "simhost/SimulatedMachine.h"
@@ -28,7 +29,7 @@ TEST_F(HostLayout, ThePciTreeAndTheHardwareListTellTheSameOfEachFunction) {
     std::list<pci_node> found;
     ASSERT_EQ(pci_node_scan(found), 14);
     const auto description = simhost::readHostDescription(VOK_HOSTS "/blade-node-b.json");
-    for (const auto& function : description.pciFunctions) {
+    for (const auto& function : description.part<simhost::PciFunctions>().all) {
         const pci_node* node = PciGetnode_str(found, function.at("Address"));
         ASSERT_NE(node, nullptr) << function.at("Address");
         EXPECT_EQ(node->vendor, std::strtoul(function.at("Vendor ID").c_str(), nullptr, 16));

@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "common/ByteCodec.h"
-#include "common/Packets.h"
 #include "common/SimulatedClock.h"
 #include "host/SummaryLog.h"
+#include "modules/ipmi/IpmiPackets.h"
 #include "support/TemporaryDirectory.h"
 
 namespace HostStateTest {
@@ -194,7 +194,7 @@ TEST(ByteReader, SaysWhenSomethingIsMissing) {
 }
 
 TEST(Packets, SurviveTheWayAndRefuseWhatIsCut) {
-    DeviceMessage message;
+    IpmiMessage message;
     message.messageId = -2;
     message.netfn = 0x3A;
     message.command = 0x80;
@@ -202,13 +202,13 @@ TEST(Packets, SurviveTheWayAndRefuseWhatIsCut) {
     message.data = {1, 2, 3};
     const std::string bytes = message.encode();
     EXPECT_EQ(bytes, std::string("\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x3A\x80\x03\x01\x02\x03", 14));
-    const auto back = DeviceMessage::decode(bytes.data(), bytes.size());
+    const auto back = IpmiMessage::decode(bytes.data(), bytes.size());
     ASSERT_TRUE(back);
     EXPECT_EQ(back->messageId, -2);
     EXPECT_EQ(back->data, message.data);
-    EXPECT_FALSE(DeviceMessage::decode(bytes.data(), 10));
+    EXPECT_FALSE(IpmiMessage::decode(bytes.data(), 10));
     const std::string tooLong(11 + 273, 'x');
-    EXPECT_FALSE(DeviceMessage::decode(tooLong.data(), tooLong.size()));
+    EXPECT_FALSE(IpmiMessage::decode(tooLong.data(), tooLong.size()));
 
     ControllerPacket packet;
     packet.kind = ControllerPacketKind::closed;

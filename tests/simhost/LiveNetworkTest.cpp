@@ -5,6 +5,8 @@
 
 #include "host/StandIns.h"
 #include "live/LiveMachine.h"
+#include "modules/nic/NetworkAdapters.h"
+#include "modules/pci/PciFunctions.h"
 #include "simhost/MadeUpMachine.h"
 
 namespace LiveNetworkTest {
@@ -23,10 +25,10 @@ std::optional<DriverFacts> silentDriver(const std::string&) {
 class LiveNetwork : public testing::Test {
 protected:
     std::vector<NetworkAdapter> adapters(const AskDriver& driver = silentDriver) {
-        return LiveMachine(machine.root(), driver).describe().networkAdapters;
+        return LiveMachine(machine.root(), driver).describe().part<NetworkAdapters>().all;
     }
     std::vector<PciFunction> functions() {
-        return LiveMachine(machine.root(), silentDriver).describe().pciFunctions;
+        return LiveMachine(machine.root(), silentDriver).describe().part<PciFunctions>().all;
     }
     std::vector<std::string> names() {
         std::vector<std::string> found;
@@ -179,12 +181,12 @@ TEST_F(LiveNetwork, ANameOfOddCharactersStaysOneWordAndIsFoundByIt) {
     addCard("a b,\"\x01\xff;$(id)", "0000:00:03.0");
     LiveMachine live(machine.root(), silentDriver);
     HostDescription host = live.describe();
-    ASSERT_EQ(host.networkAdapters.size(), 1u);
-    EXPECT_EQ(host.networkAdapters[0].name, "a?b????;$(id)");
+    ASSERT_EQ(host.part<NetworkAdapters>().all.size(), 1u);
+    EXPECT_EQ(host.part<NetworkAdapters>().all[0].name, "a?b????;$(id)");
     live.refresh(host, {"localcli", "network", "nic", "get", "-n", "a?b????;$(id)"});
-    EXPECT_EQ(host.networkAdapters.size(), 1u);
+    EXPECT_EQ(host.part<NetworkAdapters>().all.size(), 1u);
     live.refresh(host, {"localcli", "network", "nic", "get", "-n", "../../../etc"});
-    EXPECT_THAT(host.networkAdapters, IsEmpty());
+    EXPECT_THAT(host.part<NetworkAdapters>().all, IsEmpty());
 }
 
 TEST_F(LiveNetwork, FilesThatAreNotWhatTheyShouldBeNeitherStopNorHangIt) {
@@ -282,10 +284,10 @@ TEST_F(LiveNetwork, NamesThatAreInstalledWhileItRunsCount) {
     addCard("eth0", "0000:00:03.0");
     LiveMachine live(machine.root(), silentDriver);
     HostDescription host = live.describe();
-    EXPECT_EQ(host.pciFunctions[0].at("Vendor Name"), "Vendor 8086");
+    EXPECT_EQ(host.part<PciFunctions>().all[0].at("Vendor Name"), "Vendor 8086");
     installNames();
     live.refresh(host, {"localcli", "hardware", "pci", "list"});
-    EXPECT_EQ(host.pciFunctions[0].at("Vendor Name"), "Intel Corporation");
+    EXPECT_EQ(host.part<PciFunctions>().all[0].at("Vendor Name"), "Intel Corporation");
 }
 
 TEST_F(LiveNetwork, AMachineWithNothingHasEmptyLists) {

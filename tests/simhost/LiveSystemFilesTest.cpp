@@ -3,6 +3,8 @@
 
 #include "host/StandIns.h"
 #include "live/LiveMachine.h"
+#include "modules/memory/Memory.h"
+#include "modules/smbios/SmBios.h"
 #include "simhost/MadeUpMachine.h"
 #include "support/SmBiosTable.h"
 
@@ -61,8 +63,8 @@ TEST_F(LiveSystemFiles, TheMemoryIsInWholeMegabytesAndNothingElseIsMadeUp) {
                  "MemTotal:       24684092 kB\nMemFree:        20500328 kB\nMemAvailable:   23832804 kB\n");
     machine.file("/proc/sys/kernel/hostname", "a,\"b\\c\n");
     const HostDescription made = host();
-    EXPECT_EQ(made.totalMBytes, 24105u);
-    EXPECT_EQ(made.freeMBytes, 20019u);
+    EXPECT_EQ(made.part<Memory>().totalMBytes, 24105u);
+    EXPECT_EQ(made.part<Memory>().freeMBytes, 20019u);
     EXPECT_EQ(runStandIn({"esxtop", "-b", "-n", "1"}, {made, 0, "/"}).answer.output,
               "\"(PDH-CSV 4.0) (UTC)(0)\",\"\\\\a??b\\c\\Memory\\Machine MBytes\","
               "\"\\\\a??b\\c\\Memory\\Free MBytes\",\n\"01/01/1970 00:00:00\",\"24105\",\"20019\",\n");
@@ -70,8 +72,8 @@ TEST_F(LiveSystemFiles, TheMemoryIsInWholeMegabytesAndNothingElseIsMadeUp) {
 
 TEST_F(LiveSystemFiles, AMemoryThatIsNoNumberIsNone) {
     machine.file("/proc/meminfo", "MemTotal: much\nMemFree: 99999999999999999999999 kB\n");
-    EXPECT_EQ(host().totalMBytes, 0u);
-    EXPECT_EQ(host().freeMBytes, 0u) << "never more than the whole";
+    EXPECT_EQ(host().part<Memory>().totalMBytes, 0u);
+    EXPECT_EQ(host().part<Memory>().freeMBytes, 0u) << "never more than the whole";
 }
 
 TEST_F(LiveSystemFiles, A32BitEntryPointIsFollowedByTheTable) {
@@ -79,7 +81,7 @@ TEST_F(LiveSystemFiles, A32BitEntryPointIsFollowedByTheTable) {
     table.addSystem("Maker", "7711PID02020001").addSlot("Slot 3 r001u05p2i03", "0000:3b:00.0").addEnd();
     machine.file(entryPointFile, table.contents().substr(0, 31));
     machine.file(tableFile, table.contents().substr(31));
-    const std::string made = host().smbios;
+    const std::string made = host().part<SmBios>().deviceFile;
     EXPECT_EQ(made.substr(31), table.contents().substr(31));
     EXPECT_EQ(made.substr(0, 4), "_SM_");
     EXPECT_EQ(made[5], 31);
@@ -96,7 +98,7 @@ TEST_F(LiveSystemFiles, AMachineWithOnlyA64BitEntryPointGetsA32BitOneOfItsFacts)
     const std::string structures = table.contents().substr(31);
     machine.file(entryPointFile, entryPoint64());
     machine.file(tableFile, structures);
-    const std::string made = host().smbios;
+    const std::string made = host().part<SmBios>().deviceFile;
     ASSERT_EQ(made.size(), 31 + structures.size());
     EXPECT_EQ(made.substr(31), structures);
     EXPECT_EQ(made.substr(0, 4), "_SM_");
@@ -115,7 +117,8 @@ TEST_F(LiveSystemFiles, ATableBeyond64KiBEndsWithItsLastStructureThatFits) {
     for (int i = 0; i < 300; ++i) table.add(SmBiosStructure(221, 255));
     machine.file(entryPointFile, entryPoint64());
     machine.file(tableFile, table.contents().substr(31));
-    EXPECT_EQ(host().smbios.size(), 31u + 254 * 257) << "254 structures of 257 bytes fit into 65505";
+    EXPECT_EQ(host().part<SmBios>().deviceFile.size(), 31u + 254 * 257)
+        << "254 structures of 257 bytes fit into 65505";
 }
 
 TEST_F(LiveSystemFiles, ATableThatBreaksOffIsWholeUpToThere) {
@@ -127,24 +130,24 @@ TEST_F(LiveSystemFiles, ATableThatBreaksOffIsWholeUpToThere) {
          {std::string("\x09"), std::string("\x09\x02\x00\x00", 4), std::string("\x09\xff\x00\x00 no end", 11),
           std::string("\x09\x04\x00\x00 no end", 11), std::string(500, '\0')}) {
         machine.file(tableFile, whole + tail);
-        EXPECT_EQ(host().smbios.substr(31), whole);
+        EXPECT_EQ(host().part<SmBios>().deviceFile.substr(31), whole);
     }
 }
 
 TEST_F(LiveSystemFiles, WithoutTablesThereIsNoDeviceFile) {
-    EXPECT_EQ(host().smbios, "");
+    EXPECT_EQ(host().part<SmBios>().deviceFile, "");
     machine.file(tableFile, SmBiosTable().addEnd().contents().substr(31));
-    EXPECT_EQ(host().smbios, "") << "no entry point";
+    EXPECT_EQ(host().part<SmBios>().deviceFile, "") << "no entry point";
     for (const char* entry : {"", "_SM", "_SM_", "_DMI_ 0123456789012345678901234567890"}) {
         machine.file(entryPointFile, entry);
-        EXPECT_EQ(host().smbios, "") << entry;
+        EXPECT_EQ(host().part<SmBios>().deviceFile, "") << entry;
     }
     machine.file(entryPointFile, entryPoint64());
-    EXPECT_NE(host().smbios, "");
+    EXPECT_NE(host().part<SmBios>().deviceFile, "");
     machine.file(tableFile, "");
-    EXPECT_EQ(host().smbios, "");
+    EXPECT_EQ(host().part<SmBios>().deviceFile, "");
     machine.file(tableFile, std::string(70000, '\xff'));
-    EXPECT_EQ(host().smbios, "");
+    EXPECT_EQ(host().part<SmBios>().deviceFile, "");
 }
 
 }  // namespace

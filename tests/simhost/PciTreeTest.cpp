@@ -1,4 +1,4 @@
-#include "host/PciTree.h"
+#include "modules/pci/PciTree.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,8 @@
 #include <numeric>
 #include <sstream>
 
-#include "host/PciConfigSpace.h"
+#include "host/HostDescription.h"
+#include "modules/pci/PciConfigSpace.h"
 #include "support/TemporaryDirectory.h"
 
 namespace PciTreeTest {
@@ -37,7 +38,7 @@ std::vector<PciFunction> functions(const std::string& text = described) {
     Json::Value value;
     std::istringstream stream(text);
     stream >> value;
-    return parseHostDescription(value).pciFunctions;
+    return parseHostDescription(value).part<PciFunctions>().all;
 }
 
 class PciTree : public testing::Test {

@@ -1,4 +1,4 @@
-#include "host/SmBiosFile.h"
+#include "modules/smbios/SmBiosFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "common/HostState.h"
+#include "modules/pci/PciFunctions.h"
 #include "support/TemporaryDirectory.h"
 
 namespace StandInsTest {
@@ -261,13 +262,13 @@ TEST(Description, RefusesWhatItDoesNotKnow) {
 }
 
 TEST(Description, AllThatComeWithTheProjectCanBeRead) {
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/bare.json").pciFunctions.size(), 0u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").pciFunctions.size(), 16u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").pciFunctions.size(), 16u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node.json").pciFunctions.size(), 14u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node-b.json").pciFunctions.size(), 14u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/foreign-node.json").pciFunctions.size(), 5u);
-    EXPECT_GE(readHostDescription(VOK_HOSTS "/large.json").pciFunctions.size(), 300u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/bare.json").part<PciFunctions>().all.size(), 0u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").part<PciFunctions>().all.size(), 16u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").part<PciFunctions>().all.size(), 16u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node.json").part<PciFunctions>().all.size(), 14u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node-b.json").part<PciFunctions>().all.size(), 14u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/foreign-node.json").part<PciFunctions>().all.size(), 5u);
+    EXPECT_GE(readHostDescription(VOK_HOSTS "/large.json").part<PciFunctions>().all.size(), 300u);
 }
 
 }  // namespace

@@ -1,0 +1,36 @@
+#include "modules/Modules.h"
+
+#include "modules/interfaces/InterfacesModule.h"
+#include "modules/ipmi/IpmiModule.h"
+#include "modules/memory/MemoryModule.h"
+#include "modules/nic/NicModule.h"
+#include "modules/pci/PciModule.h"
+#include "modules/physloc/PhyslocModule.h"
+#include "modules/smbios/SmBiosModule.h"
+#include "modules/storage/StorageModule.h"
+#include "modules/system/SystemModule.h"
+
+namespace simhost {
+
+namespace {
+
+// In this order they stand in the help text and in the columns of esxtop, and are they laid out and started.
+HostModules& list() {
+    static HostModules all = {
+        &systemModule(), &memoryModule(), &storageModule(), &interfacesModule(), &nicModule(),
+        &pciModule(),    &smBiosModule(), &physlocModule(), &ipmiModule(),
+    };
+    return all;
+}
+
+}  // namespace
+
+const HostModules& hostModules() {
+    return list();
+}
+
+void addHostModule(const HostModule& module) {
+    list().push_back(&module);
+}
+
+}  // namespace simhost

@@ -1,4 +1,0 @@
-// libvkloc0202.so
-#include "physloc/StandIn.h"
-
-const physloc::Platform physloc::platform = {2, true, {3, 59, 56, 69, 64}};

@@ -1,4 +1,0 @@
-// libvkloc0302.so
-#include "physloc/StandIn.h"
-
-const physloc::Platform physloc::platform = {3, false, {3, 48, 45, 61, 53}};

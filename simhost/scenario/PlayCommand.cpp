@@ -54,9 +54,7 @@ int PlayCommand::run() {
         if (at == std::string::npos) throw std::runtime_error("--program \"" + program + "\" has no =");
         settings_.named[program.substr(0, at)] = program.substr(at + 1);
     }
-    std::vector<Scenario> scenarios;
-    for (const auto& file : scenarioFiles(scenario_, shippedScenarios()))
-        scenarios.push_back(readScenario(file));
+    const auto scenarios = readScenarios(scenarioFiles(scenario_, shippedScenarios()));
     try {
         Stage stage(settings_);
         Player player(stage, live_);

@@ -102,19 +102,7 @@ Scene readScene(const Json::Value& value, const std::string& name, const Scenari
     return scene;
 }
 
-}  // namespace
-
-const StepKind groupSteps[] = {{"for", readFor}, {nullptr, nullptr}};
-
-std::vector<Step> readSteps(Section& section, const char* key, const ScenarioTexts& texts) {
-    std::vector<Step> steps;
-    section.list(key, [&](const Json::Value& value, const std::string& name) {
-        steps.push_back(readStep(value, name, texts));
-    });
-    return steps;
-}
-
-Scenario readScenario(const std::string& file) {
+Scenario readScenario(const std::string& file, ScenarioTexts& texts) {
     try {
         std::ifstream stream(file);
         if (!stream) throw std::runtime_error("can't be read");
@@ -129,7 +117,6 @@ Scenario readScenario(const std::string& file) {
         section.text("remark", remark);
         Scenario scenario;
         scenario.file = fs::path(file).filename().string();
-        ScenarioTexts texts(valuesOfThePlayer);
         section.list("values", [&](const Json::Value& value, const std::string& name) {
             scenario.values.push_back(readValue(value, name, texts));
         });
@@ -142,6 +129,25 @@ Scenario readScenario(const std::string& file) {
     } catch (const std::exception& error) {
         throw std::runtime_error(file + ": " + error.what());
     }
+}
+
+}  // namespace
+
+const StepKind groupSteps[] = {{"for", readFor}, {nullptr, nullptr}};
+
+std::vector<Step> readSteps(Section& section, const char* key, const ScenarioTexts& texts) {
+    std::vector<Step> steps;
+    section.list(key, [&](const Json::Value& value, const std::string& name) {
+        steps.push_back(readStep(value, name, texts));
+    });
+    return steps;
+}
+
+std::vector<Scenario> readScenarios(const std::vector<std::string>& files) {
+    ScenarioTexts texts(valuesOfThePlayer);
+    std::vector<Scenario> scenarios;
+    for (const auto& file : files) scenarios.push_back(readScenario(file, texts));
+    return scenarios;
 }
 
 std::vector<std::string> scenarioFiles(const std::string& scenario, const std::string& directory) {

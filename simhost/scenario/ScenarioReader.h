@@ -1,4 +1,4 @@
-// Reads a scenario file: one JSON object, of which nothing may be unknown or wrong.
+// Reads scenario files: each one JSON object, of which nothing may be unknown or wrong.
 #pragma once
 
 #include <string>
@@ -8,8 +8,9 @@
 
 namespace simhost {
 
-// Throws std::runtime_error with the file and what is wrong.
-Scenario readScenario(const std::string& file);
+// The scenarios of one play: each may use the values of those before it. Throws std::runtime_error with the
+// file and what is wrong.
+std::vector<Scenario> readScenarios(const std::vector<std::string>& files);
 
 // The files of a scenario: of the file itself; of the directory, all in the order of their names; of a name,
 // the file or the directory of that name among those that come with the project. Throws std::runtime_error

@@ -189,16 +189,16 @@ void Stage::killAgent() {
 }
 
 std::vector<std::string> Stage::commandLine(const std::vector<std::string>& words) const {
+    const std::string& name = words.at(0);
     std::vector<std::string> command = words;
-    std::string& program = command.at(0);
-    if (program == "vokd" || program == "vokcli") {
+    if (name == "vokd" || name == "vokcli") {
+        command[0] = settings_.programs + "/" + name;
         command.insert(command.begin() + 1, {"--host-root", settings_.root});
-        if (program == "vokcli") command.insert(command.begin() + 1, {"--timeout", "30"});
-        program = settings_.programs + "/" + words[0];
-    } else if (const auto named = settings_.named.find(program); named != settings_.named.end()) {
-        program = named->second;
-    } else if (fs::exists(settings_.root + "/bin/" + program)) {
-        program = settings_.root + "/bin/" + program;
+        if (name == "vokcli") command.insert(command.begin() + 1, {"--timeout", "30"});
+    } else if (const auto named = settings_.named.find(name); named != settings_.named.end()) {
+        command[0] = named->second;
+    } else if (const std::string ofTheHost = settings_.root + "/bin/" + name; fs::exists(ofTheHost)) {
+        command[0] = ofTheHost;
     }
     return command;
 }

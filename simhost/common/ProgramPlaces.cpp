@@ -26,4 +26,8 @@ std::string hostDescriptions() {
     return (programDirectory().parent_path() / "share/vok-simhost/hosts").string();
 }
 
+std::string shippedScenarios() {
+    return (programDirectory().parent_path() / "share/vok-simhost/scenarios").string();
+}
+
 }  // namespace simhost

@@ -11,5 +11,7 @@ std::string siblingProgram(const std::string& name);
 std::string hostAccessModule();
 // The directory of the host descriptions that come with the project.
 std::string hostDescriptions();
+// The directory of the scenarios that come with the project.
+std::string shippedScenarios();
 
 }  // namespace simhost

@@ -17,6 +17,7 @@
 #include "host/HostLayout.h"
 #include "host/SimulatedHost.h"
 #include "live/LiveMachine.h"
+#include "scenario/PlayCommand.h"
 
 namespace fs = std::filesystem;
 using namespace simhost;
@@ -141,6 +142,7 @@ int runProgram(int count, char** arguments) {
     controlCommand->add_option("--root", root, "Directory of the host's files")->required();
     controlCommand->prefix_command();
     controlCommand->footer(hostControlHelp());
+    PlayCommand play(app);
 
     try {
         app.parse(count, arguments);
@@ -148,6 +150,7 @@ int runProgram(int count, char** arguments) {
         const int status = app.exit(error);
         return status == 0 ? ok : badUsage;
     }
+    if (play.wasGiven()) return play.run();
     if (*controlCommand) return control(root, controlCommand->remaining());
     options.settings.ipmiPatience = std::chrono::milliseconds(static_cast<long>(options.ipmiTimeout * 1000));
     return run(options);

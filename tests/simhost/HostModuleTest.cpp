@@ -5,6 +5,7 @@
 #include "modules/Modules.h"
 #include "simhost/TestHost.h"
 
+namespace HostModuleTest {
 using testing::HasSubstr;
 
 namespace {
@@ -53,3 +54,4 @@ TEST(HostModuleList, HasHelpForEachControlCommandThatNamesIt) {
 }
 
 }  // namespace
+}  // namespace HostModuleTest

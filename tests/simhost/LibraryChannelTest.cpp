@@ -19,6 +19,7 @@
 #include "testhost/TestKinds.h"
 #include "testhost/TestLibrary.h"
 
+namespace LibraryChannelTest {
 namespace {
 
 std::string fourBytes(std::uint32_t number) {
@@ -342,3 +343,4 @@ TEST_F(LibraryChannel, AStandInExportsItsEntryPointsAlone) {
 }
 
 }  // namespace
+}  // namespace LibraryChannelTest

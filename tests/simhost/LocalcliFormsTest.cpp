@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+namespace LocalcliFormsTest {
 using namespace simhost;
 
 namespace {
@@ -54,3 +55,4 @@ TEST(LocalcliTable, AColumnAlignedToTheRightIsPaddedInFrontAlsoAtTheEndOfALine) 
 }
 
 }  // namespace
+}  // namespace LocalcliFormsTest

@@ -13,6 +13,7 @@
 
 #include "common/FileDescriptor.h"
 
+namespace PacketSocketTest {
 using namespace simhost;
 
 namespace {
@@ -113,3 +114,4 @@ TEST_F(PacketPair, LeaveNoDescriptorOpenWhateverComesOfThem) {
 }
 
 }  // namespace
+}  // namespace PacketSocketTest

@@ -16,6 +16,7 @@
 #include "devices/ScsiMessage.h"
 #include "simhost/TestHost.h"
 
+namespace ScsiDeviceTest {
 using namespace simhost;
 
 namespace {
@@ -327,3 +328,4 @@ TEST_F(ScsiDeviceNode, AUserThatTakesNoReplyInIsDisconnected) {
 }
 
 }  // namespace
+}  // namespace ScsiDeviceTest

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "core/base/vokConfig.h"
-#include "support/FakeHostAccess.h"
+#include "support/FakeHost.h"
 
+namespace vokConfigTextTest {
 namespace {
 
 using testing::ElementsAre;
@@ -21,8 +22,8 @@ std::string nested(std::size_t depth) {
 }  // namespace
 
 TEST(ConfigTextExamined, TheFileIsNotRead) {
-    useFakeHost().root.writeFile("/etc/config/mev/vok/vok.conf",
-                                 R"({"CliMode": "test", "LoggingLevel": "Error"})");
+    const FakeHost host;
+    host.root.writeFile("/etc/config/mev/vok/vok.conf", R"({"CliMode": "test", "LoggingLevel": "Error"})");
     std::vector<vokConfigRefusal> refusals;
     const auto config = vokConfig::examineText(R"({"CliMode": "inject", "LoggingLevel": "Info"})", refusals);
     EXPECT_EQ(config->getTestEventSettings(), "inject");
@@ -32,7 +33,7 @@ TEST(ConfigTextExamined, TheFileIsNotRead) {
 }
 
 TEST(ConfigTextExamined, ATextThatIsNoJsonGivesTheBuiltInSettingsAndOneRefusal) {
-    useFakeHost();
+    const FakeHost host;
     std::vector<vokConfigRefusal> refusals;
     EXPECT_TRUE(vokConfig::examineText("{", refusals)->isDefaultSettingsApplied());
     ASSERT_EQ(refusals.size(), 1u);
@@ -41,7 +42,7 @@ TEST(ConfigTextExamined, ATextThatIsNoJsonGivesTheBuiltInSettingsAndOneRefusal) 
 }
 
 TEST(ConfigTextExamined, EachRefusedValueIsNamed) {
-    useFakeHost();
+    const FakeHost host;
     std::vector<vokConfigRefusal> refusals;
     const auto config = vokConfig::examineText(R"({"CliMode": "x", "HealthMonitorFlags": 1e999})", refusals);
     EXPECT_EQ(config->getTestEventSettings(), "test");
@@ -66,3 +67,4 @@ TEST(ConfigText, WhatLiesDeeperThanAHundredLevelsGoes) {
     EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(101)), nested(101));
     EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(5000)), nested(101));
 }
+}  // namespace vokConfigTextTest

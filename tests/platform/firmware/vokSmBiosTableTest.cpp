@@ -6,6 +6,7 @@
 
 #include "support/SmBiosTable.h"
 
+namespace vokSmBiosTableTest {
 namespace {
 
 unsigned char* bytesOf(std::string& text) {
@@ -52,3 +53,4 @@ TEST(SmBiosTableInMemory, DecodingChangesOnlyUnprintableCharacters) {
     EXPECT_STREQ(slot.designation, "Sl.ot. 1");
     EXPECT_EQ(bytes, expected);
 }
+}  // namespace vokSmBiosTableTest

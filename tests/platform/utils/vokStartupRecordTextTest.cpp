@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace vokStartupRecordTextTest {
 namespace text = vokStartupRecordText;
 
 TEST(StartupRecordText, OfAFirstStartHasZerosForTheRunBefore) {
@@ -29,3 +30,5 @@ TEST(StartupRecordText, TheValueIsTheNumberAfterTheKeyOnTheFirstLineThatHoldsIt)
     EXPECT_EQ(text::valueOf("last_stop\n9", "last_stop"), 0);
     EXPECT_EQ(text::valueOf("last_start 3\n", "last_stop"), std::nullopt);
 }
+
+}  // namespace vokStartupRecordTextTest

@@ -1,0 +1,168 @@
+// Where the values of a scenario come from: the running host, the output of commands, other values.
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+
+#include "common/Text.h"
+#include "scenario/StepReaders.h"
+
+namespace simhost {
+
+namespace {
+
+using Found = std::vector<std::string>;
+using Find = std::function<Found(Stage&)>;
+
+Find readText(Section& section, const ScenarioTexts& texts) {
+    const std::string text = texts.text(section, "text");
+    return [=](Stage& stage) { return Found{stage.values().filled(text)}; };
+}
+
+Find readFact(Section& section, const ScenarioTexts&) {
+    std::string name;
+    section.text("fact", name);
+    return [=](Stage& stage) {
+        const Json::Value state = stage.hostState();
+        const Json::Value& fact = state[name];
+        return fact.isConvertibleTo(Json::stringValue) ? Found{fact.asString()} : Found{};
+    };
+}
+
+// The host's wall clock, in the zone of this process, which is the agent's as well.
+Find readHostTime(Section& section, const ScenarioTexts&) {
+    bool wanted = false;
+    section.truth("hostTime", wanted);
+    if (!wanted) section.fail("hostTime is not true");
+    return [](Stage& stage) {
+        const auto seconds = static_cast<std::time_t>(stage.hostState()["epoch"].asInt64());
+        std::tm parts{};
+        ::localtime_r(&seconds, &parts);
+        char text[100];
+        return Found{std::string(text, std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &parts))};
+    };
+}
+
+Find readLeast(Section& section, const ScenarioTexts& texts) {
+    const auto numbers = texts.list(section, "least");
+    return [=](Stage& stage) {
+        const auto filled = stage.values().filledList(numbers);
+        const auto least =
+            std::min_element(filled.begin(), filled.end(), [](const auto& one, const auto& other) {
+                return std::atof(one.c_str()) < std::atof(other.c_str());
+            });
+        return least == filled.end() ? Found{} : Found{*least};
+    };
+}
+
+// The first of PREFIX0, PREFIX1 and so on that a list does not have.
+Find readFree(Section& section, const ScenarioTexts& texts) {
+    const std::string prefix = texts.text(section, "free");
+    const auto taken = texts.list(section, "among");
+    return [=](Stage& stage) {
+        const auto names = stage.values().filledList(taken);
+        for (unsigned number = 0;; ++number) {
+            const std::string name = prefix + std::to_string(number);
+            if (std::find(names.begin(), names.end(), name) == names.end()) return Found{name};
+        }
+    };
+}
+
+// One field of a command's output, without its unit, and only if one of `matching` stands in it.
+Find readOutputField(Section& section, const ScenarioTexts& texts, const std::vector<std::string>& command) {
+    const std::string field = texts.text(section, "field");
+    const std::string unit = texts.text(section, "unit");
+    const auto matching = texts.list(section, "matching");
+    return [=](Stage& stage) -> Found {
+        const auto value = readField(stage.run(stage.values().filledList(command)).output, field);
+        if (!value) return {};
+        const bool matches =
+            matching.empty() || std::any_of(matching.begin(), matching.end(), [&](const std::string& text) {
+                return value->find(text) != std::string::npos;
+            });
+        if (!matches) return {};
+        if (unit.empty()) return {*value};
+        const std::size_t at = value->rfind(" " + unit);
+        return at == std::string::npos ? Found{} : Found{value->substr(0, at)};
+    };
+}
+
+RowFilter filled(const RowFilter& filter, const Values& values) {
+    RowFilter result;
+    for (const auto& [column, allowed] : filter) result[column] = values.filledList(allowed);
+    return result;
+}
+
+// Cells of one column: of the rows that fit `where`, and of these those that fit `prefer` if any does.
+Find readOutputColumn(Section& section, const ScenarioTexts& texts, const std::vector<std::string>& command) {
+    const std::string column = texts.text(section, "column");
+    const RowFilter where = texts.filter(section, "where");
+    const RowFilter prefer = texts.filter(section, "prefer");
+    std::string take = "first";
+    section.text("take", take);
+    if (take != "first" && take != "last" && take != "all") section.fail("take is none of first, last, all");
+    std::vector<std::string> columns{column};
+    for (const auto* filter : {&where, &prefer})
+        for (const auto& each : *filter) columns.push_back(each.first);
+    return [=](Stage& stage) -> Found {
+        const auto table = readTable(stage.run(stage.values().filledList(command)).output, columns);
+        if (!table) return {};
+        Found fitting;
+        Found preferred;
+        for (const auto& row : table->rows) {
+            if (!fits(row, filled(where, stage.values()))) continue;
+            fitting.push_back(row.cells.at(column));
+            if (fits(row, filled(prefer, stage.values()))) preferred.push_back(row.cells.at(column));
+        }
+        if (!preferred.empty()) fitting = preferred;
+        if (fitting.empty() || take == "all") return fitting;
+        return {take == "first" ? fitting.front() : fitting.back()};
+    };
+}
+
+Find readOutput(Section& section, const ScenarioTexts& texts) {
+    const auto command = texts.list(section, "output");
+    if (command.empty()) section.fail("output has no words");
+    if (section.has("field") == section.has("column"))
+        section.fail("wants a field or a column of the output");
+    return section.has("field") ? readOutputField(section, texts, command)
+                                : readOutputColumn(section, texts, command);
+}
+
+struct Source {
+    const char* key;
+    Find (*read)(Section& section, const ScenarioTexts& texts);
+};
+
+constexpr Source sources[] = {
+    {"text", readText},   {"fact", readFact}, {"hostTime", readHostTime},
+    {"least", readLeast}, {"free", readFree}, {"output", readOutput},
+};
+
+}  // namespace
+
+ScenarioValue readValue(const Json::Value& value, const std::string& place, ScenarioTexts& texts) {
+    Section section(value, place);
+    std::string name;
+    section.text("name", name);
+    if (name.empty()) section.fail("has no name");
+    if (texts.knows(name)) section.fail("is named \"" + name + "\", which is set before");
+    Find find;
+    for (const auto& source : sources) {
+        if (!section.has(source.key)) continue;
+        if (find) section.fail(std::string("has a second source, ") + source.key);
+        find = source.read(section, texts);
+    }
+    if (!find) section.fail("has no source: text, fact, hostTime, least, free or output");
+    const bool hasOtherwise = section.has("otherwise");
+    const std::string otherwise = texts.text(section, "otherwise");
+    section.end();
+    texts.add(name);
+    return {name, [=](Stage& stage) {
+                Found found = find(stage);
+                if (!found.empty()) return found;
+                if (!hasOtherwise) throw StepFailed("the value \"" + name + "\" is not to be found");
+                return Found{stage.values().filled(otherwise)};
+            }};
+}
+
+}  // namespace simhost

@@ -169,7 +169,7 @@ public:
         return thenBuild(SampleManager::getInventoryJsonObject2(type, out));
     }
     std::unique_ptr<vokInventoryReader> openReader() override {
-        return std::make_unique<Reader>(*this, SampleManager::openReader());
+        return std::make_unique<AskingReader>(*this, SampleManager::openReader());
     }
 
 private:
@@ -179,9 +179,9 @@ private:
         return two;
     }();
 
-    class Reader final : public vokInventoryReader {
+    class AskingReader final : public vokInventoryReader {
     public:
-        Reader(BuildsBetweenQuestions& manager, std::unique_ptr<vokInventoryReader> reader)
+        AskingReader(BuildsBetweenQuestions& manager, std::unique_ptr<vokInventoryReader> reader)
             : manager_(manager), reader_(std::move(reader)) {}
         bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
             return manager_.thenBuild(reader_->getInventoryJsonObject(out));

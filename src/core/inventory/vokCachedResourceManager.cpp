@@ -19,9 +19,9 @@ constexpr int lastReadinessPass = 8;  // of the aggregator, counted from 0
 }  // namespace
 
 // What a reader got when it was opened.
-class vokCachedResourceManager::Reader : public vokInventoryReader {
+class vokCachedResourceManager::SnapshotReader : public vokInventoryReader {
 public:
-    Reader(const vokCachedResourceManager& manager, Snapshot snapshot)
+    SnapshotReader(const vokCachedResourceManager& manager, Snapshot snapshot)
         : manager_(manager), snapshot_(std::move(snapshot)) {}
 
     bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
@@ -178,7 +178,7 @@ int vokCachedResourceManager::getInventoryJsonObject2(int type, std::vector<Json
 }
 
 std::unique_ptr<vokInventoryReader> vokCachedResourceManager::openReader() {
-    return std::make_unique<Reader>(*this, takeSnapshot());
+    return std::make_unique<SnapshotReader>(*this, takeSnapshot());
 }
 
 vokCachedResourceManager::Snapshot vokCachedResourceManager::takeSnapshot() {

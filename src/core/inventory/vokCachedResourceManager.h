@@ -138,7 +138,7 @@ private:
         std::shared_ptr<const vokInventorySet> inventories;
         bool isPrevious;
     };
-    class Reader;
+    class SnapshotReader;
 
     // False if the manager is active already; then the end is not the caller's either.
     bool beginLife();

@@ -47,7 +47,7 @@ public:
         : ScsiDevice(host.loop(), host.places().root + "/dev/sg9", host.time()),
           host_(host),
           vendor_(part.vendor),
-          content_(part.blocks * blockSize, '\0') {}
+          content_(static_cast<std::size_t>(part.blocks * blockSize), '\0') {}
 
 private:
     void execute(const ScsiRequest& request, const Finish& finish) override {

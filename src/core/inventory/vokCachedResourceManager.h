@@ -115,17 +115,18 @@ protected:
     std::atomic<time_t> lastRefreshTime{0};
     std::atomic<bool> _cacheBuildInProgress{false};
 
-    // The order of all locks. Whoever holds one takes only those below it:
-    //   buildLock           one builder at a time; a whole cacheBuild()
-    //   mlock               the records and the current inventory; a whole gathering, and the raising of
-    //   events prevInventoryLock   the previous inventory; only while it is copied or compared cmutex the
-    //   wait and its flags the aggregator's    vokJsonAggregator::cmutex, for the push request at the end of
-    //   a build; it asks
-    //                       isInventoryReady() with it held, which takes no lock of the manager
-    //   the controller's    ipmi::IPMIUtils::mlock, for a whole remote command. Events are delivered on a
-    //   thread
-    //                       of their own that their raiser joins, so their locks count as its own
-    //   the logger's        the last one
+    // The order of all locks; a thread that holds one takes only those that follow it.
+    //
+    // - buildLock: one builder at a time, for a whole cacheBuild().
+    // - mlock: the records and the current inventory, for a whole gathering and while events are raised.
+    // - prevInventoryLock: the previous inventory, only while it is copied or compared.
+    // - cmutex: the wait and its flags.
+    // - vokJsonAggregator::cmutex: for the push request at the end of a build. It is held while
+    //   isInventoryReady() is asked, which takes no lock of the manager.
+    // - ipmi::IPMIUtils::mlock: for a whole remote command. The raiser of an event joins the thread that
+    //   delivers it, so that thread's locks count as the raiser's.
+    // - The logger's lock.
+    //
     // A reader only tries mlock, and so never waits for a build.
     std::mutex buildLock;
     std::mutex mlock;

@@ -1,4 +1,4 @@
-// The output of a running command, released on every way out.
+// The output stream of a running command, closed with its owner.
 #pragma once
 
 #include <cstdio>
@@ -17,7 +17,7 @@ public:
     explicit operator bool() const { return stream_ != nullptr; }
     FILE* get() const { return stream_; }
 
-    // Waits for the command's end: its wait status, or -1. The status is told once.
+    // Waits for the command to end and returns its wait status, or -1; a second call returns -1.
     int close() {
         if (!stream_) return -1;
         FILE* const stream = stream_;

@@ -10,7 +10,7 @@
 class vokDevice {
 public:
     vokDevice() = default;
-    // Opens `path`, an absolute path on the host. Not open on failure, with errno.
+    // Opens `path`, an absolute path on the host. On failure the device is not open and errno is set.
     vokDevice(const std::string& path, int flags)
         : descriptor_(vokHostAccess().openDevice(vokHostAccess().path(path), flags)) {}
     vokDevice(vokDevice&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
@@ -23,15 +23,15 @@ public:
     ~vokDevice() { close(); }
 
     explicit operator bool() const { return descriptor_ >= 0; }
-    int descriptor() const { return descriptor_; }  // -1 if it is not open
+    int descriptor() const { return descriptor_; }  // -1 if not open
 
-    // As the operations of IvokHostAccess; -1 with EBADF if it is not open.
+    // Like the operations of IvokHostAccess; -1 with EBADF if the device is not open.
     int ioctl(unsigned long request, void* argument) const {
         return descriptor_ < 0 ? notOpen() : vokHostAccess().ioctlDevice(descriptor_, request, argument);
     }
     int wait() const { return descriptor_ < 0 ? notOpen() : vokHostAccess().waitForDevice(descriptor_); }
 
-    // errno stays as it was.
+    // Preserves errno.
     void close() {
         if (descriptor_ < 0) return;
         const int reason = errno;

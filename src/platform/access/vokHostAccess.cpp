@@ -14,27 +14,27 @@
 namespace {
 
 std::unique_ptr<IvokHostAccess>& currentAccess() {
-    // Never destroyed: threads of a closed library may still ask while the process ends.
+    // Never destroyed: threads of a closed library may still use it while the process ends.
     static auto* access = new std::unique_ptr<IvokHostAccess>(std::make_unique<vokKernelHostAccess>());
     return *access;
 }
 
-// A command starts with the signal mask of the thread that runs it. While SIGCHLD is blocked a shell never
-// wakes from waiting for its own children, so it is let through for the moment in which a command starts.
-class ChildSignalLetThrough {
+// A command inherits the signal mask of the thread that starts it. A shell with SIGCHLD blocked never wakes up
+// from waiting for its own children, so the signal is unblocked while a command is started.
+class ChildSignalUnblocked {
 public:
-    ChildSignalLetThrough() {
+    ChildSignalUnblocked() {
         sigset_t childSignal;
         sigemptyset(&childSignal);
         sigaddset(&childSignal, SIGCHLD);
-        ::pthread_sigmask(SIG_UNBLOCK, &childSignal, &before_);
+        ::pthread_sigmask(SIG_UNBLOCK, &childSignal, &previous_);
     }
-    ~ChildSignalLetThrough() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    ChildSignalLetThrough(const ChildSignalLetThrough&) = delete;
-    ChildSignalLetThrough& operator=(const ChildSignalLetThrough&) = delete;
+    ~ChildSignalUnblocked() { ::pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+    ChildSignalUnblocked(const ChildSignalUnblocked&) = delete;
+    ChildSignalUnblocked& operator=(const ChildSignalUnblocked&) = delete;
 
 private:
-    sigset_t before_{};
+    sigset_t previous_{};
 };
 
 }  // namespace
@@ -60,8 +60,8 @@ std::string vokKernelHostAccess::commandPath(const std::string& absolute) const 
     return absolute;
 }
 
-int vokKernelHostAccess::openDevice(const std::string& place, int flags) {
-    return ::open(place.c_str(), flags | O_CLOEXEC);
+int vokKernelHostAccess::openDevice(const std::string& hostPath, int flags) {
+    return ::open(hostPath.c_str(), flags | O_CLOEXEC);
 }
 
 int vokKernelHostAccess::ioctlDevice(int descriptor, unsigned long request, void* argument) {
@@ -73,7 +73,7 @@ int vokKernelHostAccess::waitForDevice(int descriptor) {
         errno = EBADF;
         return -1;
     }
-    if (descriptor >= FD_SETSIZE) {  // a bit that an fd_set does not have
+    if (descriptor >= FD_SETSIZE) {  // too large for an fd_set
         pollfd waited{descriptor, POLLIN, 0};
         return ::poll(&waited, 1, -1);
     }
@@ -89,7 +89,7 @@ int vokKernelHostAccess::closeDevice(int descriptor) {
 }
 
 FILE* vokKernelHostAccess::openCommand(const std::string& command) {
-    const ChildSignalLetThrough letThrough;
+    const ChildSignalUnblocked unblocked;
     return ::popen(command.c_str(), "r");
 }
 
@@ -98,7 +98,7 @@ int vokKernelHostAccess::closeCommand(FILE* stream) {
 }
 
 int vokKernelHostAccess::runCommand(const std::string& command) {
-    const ChildSignalLetThrough letThrough;  // system() blocks it again while it waits
+    const ChildSignalUnblocked unblocked;  // system() blocks it again while it waits
     return ::system(command.c_str());
 }
 

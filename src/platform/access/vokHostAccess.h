@@ -1,10 +1,10 @@
 // The one seam between the agent and the operating system below it.
 //
-// Whatever the agent asks of the system goes through IvokHostAccess: device nodes, commands, shared
-// libraries, system facts, the clock and pauses, threads; and every absolute path passes path() before it is
-// used. The kernel's own implementation is the default, and with it each operation is exactly the one
-// system call or library call it is named after. Another implementation puts a simulated or a recorded
-// host in its place, and nothing else in the agent knows.
+// Every use of the system goes through IvokHostAccess: device nodes, commands, shared libraries, system facts,
+// the clock and pauses, threads; and every absolute path is mapped by path() before it is used. The kernel's
+// own implementation is the default, and with it each operation is exactly the system call or library call it
+// is named after. Another implementation substitutes a simulated or a recorded host; nothing else in the agent
+// changes.
 #pragma once
 
 #include <ifaddrs.h>
@@ -20,16 +20,16 @@ class IvokHostAccess {
 public:
     virtual ~IvokHostAccess() = default;
 
-    // The place of an absolute path on this host, for system calls.
+    // Maps an absolute path on the host to the path that system calls take: the host path.
     virtual std::string path(const std::string& absolute) const = 0;
-    // The same as one word of a POSIX shell command: quoted where the place needs it.
+    // The same as one word of a POSIX shell command, quoted if necessary.
     virtual std::string commandPath(const std::string& absolute) const = 0;
 
-    // open(2) of a device node whose place path() gave. The descriptor, or -1 with errno.
-    virtual int openDevice(const std::string& place, int flags) = 0;
-    // ioctl(2), one call. Its result, with errno on failure.
+    // open(2) of a device node; path() returned `hostPath`. Returns the descriptor, or -1 with errno.
+    virtual int openDevice(const std::string& hostPath, int flags) = 0;
+    // ioctl(2), one call. Returns its result, with errno on failure.
     virtual int ioctlDevice(int descriptor, unsigned long request, void* argument) = 0;
-    // select(2) on the one descriptor for reading, without a time-out. More than 0 when it can be read,
+    // select(2) on the one descriptor for reading, without a time-out. Returns more than 0 if it is readable,
     // otherwise 0 or less, with errno on failure. A signal ends the wait with EINTR.
     virtual int waitForDevice(int descriptor) = 0;
     // close(2).
@@ -41,12 +41,12 @@ public:
     // system(3): the wait status of the shell, or -1 with errno.
     virtual int runCommand(const std::string& command) = 0;
 
-    // dlopen(3), dlsym(3), dlclose(3). `name` is a bare library name or a place that path() gave.
+    // dlopen(3), dlsym(3), dlclose(3). `name` is a bare library name or a path that path() returned.
     virtual void* openLibrary(const std::string& name, int flags) = 0;
     virtual void* librarySymbol(void* library, const char* symbol) = 0;
     virtual int closeLibrary(void* library) = 0;
     // dlerror(3): why the last of the three calls above failed on this thread. Empty if none has failed since
-    // the last call of libraryError(), which thus also forgets an earlier reason.
+    // the last call of libraryError(), which also clears the reason.
     virtual std::string libraryError() = 0;
 
     // uname(2), sysinfo(2), getifaddrs(3), freeifaddrs(3): 0, or -1 with errno.
@@ -60,7 +60,7 @@ public:
     // pthread_cond_timedwait(3): `deadline` is an instant of wallClock(). 0, ETIMEDOUT or an error number.
     virtual int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                           const struct timespec* deadline) = 0;
-    // Sleeps for the whole time, whatever signals come.
+    // Sleeps for the whole time, even if signals arrive.
     virtual void pause(unsigned long microseconds) = 0;
 
     // pthread_create(3) with default attributes, and pthread_join(3) without the thread's result: 0, or an
@@ -73,14 +73,14 @@ public:
     virtual void systemLog(int priority, const std::string& text) = 0;
 };
 
-// The host that this process runs on, or the one that vokSetHostAccess put in its place.
+// The host that this process runs on, or the one set by vokSetHostAccess.
 IvokHostAccess& vokHostAccess();
 
-// Replaces the host for the rest of the process. Called before the agent's first use of it, on the
-// thread that starts the agent; the replaced one is deleted.
+// Replaces the host for the rest of the process and deletes the previous one. Called before the agent's first
+// use of the host, on the thread that starts the agent.
 void vokSetHostAccess(std::unique_ptr<IvokHostAccess> access);
 
-// The wall clock in whole seconds since the Epoch; 0 when the clock can't be read.
+// The wall clock in whole seconds since the Epoch; 0 if the clock can't be read.
 time_t vokWallClockSeconds();
 
 // The kernel's own implementation. Not final: a host that differs in a few operations derives from it.
@@ -88,7 +88,7 @@ class vokKernelHostAccess : public IvokHostAccess {
 public:
     std::string path(const std::string& absolute) const override;
     std::string commandPath(const std::string& absolute) const override;
-    int openDevice(const std::string& place, int flags) override;
+    int openDevice(const std::string& hostPath, int flags) override;
     int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
     int waitForDevice(int descriptor) override;
     int closeDevice(int descriptor) override;

@@ -17,7 +17,7 @@ vokLibrary& vokLibrary::operator=(vokLibrary&& other) noexcept {
 bool vokLibrary::open(const std::string& name, int flags) {
     close();
     auto holds = std::make_shared<std::atomic<int>>(0);
-    vokHostAccess().libraryError();  // an earlier reason is not of this call
+    vokHostAccess().libraryError();  // clears the reason of an earlier call
     handle_ = vokHostAccess().openLibrary(name, flags);
     reason_ = handle_ ? "" : vokHostAccess().libraryError();
     if (handle_) holds_ = std::move(holds);

@@ -1,14 +1,14 @@
-// A shared library that is opened and closed through the seam, with the entry points that it must have:
+// A shared library that is opened and closed through the seam, with its required entry points:
 //
 //     vokLibrary library;
 //     if (!library.open(name, RTLD_NOW)) ... library.reason()
 //     if (!library.resolve({{"vendor_open", open_}, {"vendor_close", close_}}))
 //         ... library.missingSymbol(), library.reason()
 //
-// A library must not be closed while its code runs or may call back into the agent. Whoever hands it a
-// callback takes a hold() first and releases it once the library has accepted the end of the registration and
-// the last call has returned. A library that is closed while somebody holds it is left loaded for the life of
-// the process: its owner can no longer use it, but a late callback still finds its code.
+// A library must not be closed while its code runs or may call back into the agent. Code that registers a
+// callback takes a hold() first and releases it after the library has accepted the end of the registration and
+// the last call has returned. A library that is closed while it is held stays loaded for the life of the
+// process: its owner can no longer use it, but a late callback still finds its code.
 #pragma once
 
 #include <atomic>
@@ -40,7 +40,7 @@ private:
 
 class vokLibrary {
 public:
-    // Keeps the library's code loaded as long as it lives. May be moved and may outlive the vokLibrary; may
+    // Keeps the library's code loaded for its own lifetime. May be moved and may outlive the vokLibrary; may
     // be released by any thread, also after the library was closed.
     class Hold {
     public:
@@ -74,31 +74,31 @@ public:
     vokLibrary& operator=(vokLibrary&& other) noexcept;
     ~vokLibrary() { close(); }
 
-    // dlopen(3) by the seam; what was open before is closed. `name` is a bare library name or a path that
-    // IvokHostAccess::path() returned. False with reason() on failure.
+    // dlopen(3) through the seam; closes the library that was open before. `name` is a bare library name or a
+    // path that IvokHostAccess::path() returned. False with reason() on failure.
     bool open(const std::string& name, int flags);
     // Finds all of `symbols` in order and stores their addresses. If one is missing nothing is stored, and
-    // the result is false with missingSymbol() and reason(); the library stays open. False without a library,
-    // too.
+    // the result is false with missingSymbol() and reason(); the library stays open. Also false if no library
+    // is open.
     bool resolve(std::initializer_list<vokLibrarySymbol> symbols);
-    // An entry point that the library may lack: null then.
+    // An optional entry point; null if the library lacks it.
     void* find(const char* symbol) const;
 
     explicit operator bool() const { return handle_ != nullptr; }
     const std::string& missingSymbol() const { return missingSymbol_; }  // of the last resolve()
-    // Why the last open() or resolve() failed, in the loader's words; empty if it gave none.
+    // Why the last open() or resolve() failed, in the dynamic loader's words; empty without such a text.
     const std::string& reason() const { return reason_; }
 
-    // See the rule above. Of a library that is not open it holds nothing.
+    // See the rule above. Holds nothing if no library is open.
     [[nodiscard]] Hold hold() const { return Hold(holds_); }
 
-    // False if it was left loaded because it is held. The addresses that were stored must not be called
-    // after.
+    // False if the library stays loaded because it is held. The stored addresses must not be called
+    // afterwards.
     bool close();
 
 private:
     void* handle_ = nullptr;
-    std::shared_ptr<std::atomic<int>> holds_;  // how many live; set while it is open
+    std::shared_ptr<std::atomic<int>> holds_;  // number of live holds; set while open
     std::string missingSymbol_;
     std::string reason_;
 };

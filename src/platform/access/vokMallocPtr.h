@@ -1,4 +1,4 @@
-// An owner for memory that came from malloc(): the C-style readers of the platform layer hand out such.
+// An owner of memory from malloc(), which the C-style readers of the platform layer return.
 #pragma once
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// A file descriptor with an owner, which closes it.
+// A file descriptor that is closed with its owner.
 #pragma once
 
 #include <unistd.h>
@@ -21,7 +21,7 @@ public:
     int get() const { return descriptor_; }  // -1 when there is none
     int release() { return std::exchange(descriptor_, -1); }
 
-    // Closes what it has and takes `descriptor`; errno stays as it was.
+    // Closes the current descriptor and takes ownership of `descriptor`. Preserves errno.
     void reset(int descriptor = -1) {
         const int reason = errno;
         if (descriptor_ >= 0) ::close(descriptor_);

@@ -19,10 +19,10 @@ std::string absolutePath(const std::string& path) {
     return ::realpath(path.c_str(), resolved) ? resolved : path;
 }
 
-// Where the text tools lie that the agent's commands use.
+// The directories of the text tools that the agent's commands use.
 constexpr char textToolDirectories[] = "/usr/bin:/bin";
 
-// These change the machine that they run on, so the host root has its own or they fail.
+// These change the machine that they run on, so only the host root's own ones are run.
 constexpr const char* machineChangingTools[] = {"modprobe", "mknod"};
 
 }  // namespace
@@ -32,7 +32,7 @@ vokRootedHostAccess::vokRootedHostAccess(const std::string& root) : root_(absolu
 }
 
 std::string vokRootedHostAccess::path(const std::string& absolute) const {
-    // A path from the settings may lack its first "/", and must not name a neighbour of the root.
+    // A path from the settings may lack its leading "/", and must not then name a sibling of the root.
     return absolute.empty() || absolute.front() != '/' ? root_ + "/" + absolute : root_ + absolute;
 }
 
@@ -58,8 +58,8 @@ int vokRootedHostAccess::runCommand(const std::string& command) {
 
 void* vokRootedHostAccess::openLibrary(const std::string& name, int flags) {
     if (name.find('/') == std::string::npos) {
-        const std::string own = root_ + "/lib/" + name;
-        if (::access(own.c_str(), F_OK) == 0) return vokKernelHostAccess::openLibrary(own, flags);
+        const std::string underRoot = root_ + "/lib/" + name;
+        if (::access(underRoot.c_str(), F_OK) == 0) return vokKernelHostAccess::openLibrary(underRoot, flags);
     }
     return vokKernelHostAccess::openLibrary(name, flags);
 }
@@ -74,7 +74,7 @@ void vokRootedHostAccess::systemLog(int priority, const std::string& text) {
     static constexpr const char* names[] = {"emerg",   "alert",  "crit", "err",
                                             "warning", "notice", "info", "debug"};
     const std::string line = "vok " + std::string(names[priority & 7]) + ": " + text + "\n";
-    // One write, so that lines of several threads stay whole; a full disk loses the line.
+    // One write, so that lines of several threads stay whole; if the disk is full the line is lost.
     [[maybe_unused]] const ssize_t written = ::write(log.get(), line.data(), line.size());
 }
 
@@ -96,7 +96,7 @@ std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::st
     const std::string module = absolute + "/lib/libvok-hostaccess.so";
     if (::access(module.c_str(), F_OK) != 0) return std::make_unique<vokRootedHostAccess>(absolute);
 
-    // Stays loaded for the life of the process: the access lives in it.
+    // Stays loaded for the life of the process: the access is implemented in it.
     void* library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library) {
         error = std::string("host-access module: ") + ::dlerror();
@@ -105,7 +105,7 @@ std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::st
     const auto create =
         reinterpret_cast<vokCreateHostAccessFunction>(::dlsym(library, "vokCreateHostAccess"));
     if (!create) {
-        error = "host-access module " + module + ": no vokCreateHostAccess in it";
+        error = "host-access module " + module + ": vokCreateHostAccess is missing";
         return nullptr;
     }
     std::unique_ptr<IvokHostAccess> access(create(absolute.c_str()));

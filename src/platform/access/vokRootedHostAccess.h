@@ -1,6 +1,6 @@
 // A host whose files lie under a directory of this machine: a simulated or a recorded one.
 //
-// Every absolute path gets the directory in front, commands are looked up in its `bin` first, libraries
+// Every absolute path is prefixed with the directory; commands are looked up in its `bin` first, libraries
 // in its `lib` first. Nothing outside the directory is written.
 #pragma once
 
@@ -27,12 +27,12 @@ private:
     std::string root_;
 };
 
-// The entry point that a host-access module exports under the name "vokCreateHostAccess": `root` as given
-// to vokOpenHostRoot, made absolute. The caller owns the result; null when the module can't serve the root.
+// The entry point that a host-access module exports under the name "vokCreateHostAccess". `root` is that of
+// vokOpenHostRoot, made absolute. The caller owns the result; null if the module can't serve the root.
 using vokCreateHostAccessFunction = IvokHostAccess* (*)(const char* root);
 
-// The access to the host under `root`. A directory that brings a module of its own,
-// lib/libvok-hostaccess.so, is reached through that (a simulated host speaks to its device nodes so);
-// any other through vokRootedHostAccess. Null with a sentence in `error` when there is no such directory
-// or its module can't be used.
+// The access to the host under `root`: that of the directory's own host-access module,
+// lib/libvok-hostaccess.so, if there is one (a simulated host provides its device nodes with it), otherwise a
+// vokRootedHostAccess. Null, with a sentence in `error`, if the directory is missing or its module can't be
+// used.
 std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::string& error);

@@ -8,7 +8,7 @@
 
 #include "platform/access/vokHostAccess.h"
 
-// The record and the request number of the product's ABI; elsewhere the record holds wider pointers.
+// The record and the request number of the product's ABI; on others the record holds wider pointers.
 static_assert(SG_IO == 0x2285);
 static_assert(sizeof(void*) != 4 || sizeof(sg_io_hdr_t) == 64);
 static_assert(offsetof(sg_io_hdr_t, interface_id) == 0 && offsetof(sg_io_hdr_t, dxfer_direction) == 4);
@@ -88,7 +88,7 @@ vokScsiReply vokSendScsi(int descriptor, const vokScsiRequest& request) {
         failed.error = errno;
         return failed;
     }
-    // The lengths that were asked for count, whatever stands in these fields now.
+    // The requested lengths count, even if the driver has changed these fields.
     header.dxfer_len = transferLengthOf(request);
     header.mx_sb_len = sizeof(sense);
     header.sbp = sense;

@@ -1,5 +1,5 @@
-// One SCSI command to a disk through the SCSI generic driver (Linux SG_IO, version 3 of its interface): what
-// is asked, what came back, and the one function that sends it. What the bytes mean is the caller's matter.
+// One SCSI command to a disk through the SCSI generic driver (Linux SG_IO, version 3 of its interface): the
+// request, the reply, and the one function that sends it. The caller interprets the bytes.
 #pragma once
 
 #include <scsi/sg.h>
@@ -9,7 +9,7 @@
 // The bytes of a command block: six to sixteen, as in vokScsiCommand({0x12, 0x01, 0x80, 0x00, 0xFC, 0x00}).
 class vokScsiCommand {
 public:
-    static constexpr std::size_t longest = 16;  // that the driver takes
+    static constexpr std::size_t longest = 16;  // accepted by the driver
 
     template <std::size_t count>
     constexpr explicit vokScsiCommand(const unsigned char (&bytes)[count]) : size_(count) {
@@ -40,7 +40,7 @@ struct vokScsiRequest {
 struct vokScsiReply {
     static constexpr std::size_t senseRoom = 32;
 
-    int result = 0;  // of the ioctl: negative if it failed, and all below is then zero
+    int result = 0;  // of the ioctl: negative if it failed; all fields after `error` are then zero
     int error = 0;   // errno of an ioctl that failed
 
     unsigned info = 0;  // SG_INFO_...
@@ -50,7 +50,7 @@ struct vokScsiReply {
     unsigned driverStatus = 0;
     unsigned char sense[senseRoom] = {};
     std::size_t senseSize = 0;  // at most senseRoom
-    std::size_t dataSize = 0;   // asked for
+    std::size_t dataSize = 0;   // requested
     std::size_t residual = 0;   // not transferred, at most dataSize
     std::size_t received = 0;   // transferred: dataSize - residual
 
@@ -63,6 +63,6 @@ struct vokScsiReply {
 // Sends `request` with one ioctl on the open `descriptor`. Nothing is repeated and nothing is logged.
 vokScsiReply vokSendScsi(int descriptor, const vokScsiRequest& request);
 
-// The reply that a completed `header` describes. Lengths that the driver can't mean are clamped here and
-// nowhere else: sense bytes beyond the buffer, a residual below 0 or above the length of the data.
+// The reply that a completed `header` describes. Impossible lengths are clamped here and nowhere else: sense
+// bytes beyond the buffer, a residual below 0 or above the length of the data.
 vokScsiReply vokReadScsiCompletion(const sg_io_hdr_t& header);

@@ -1,9 +1,9 @@
-// Files in directories that everybody may write to, where a link, a pipe or somebody else's file may have
-// been planted under the agent's name.
+// Files in world-writable directories, where a link, a pipe or another user's file may have been planted under
+// a name that the agent uses.
 #pragma once
 
 #include <string>
 
-// The content of a regular file of root's or of this process's user, at most its first MiB. Never follows a
-// link and never waits. False with errno when it can't be read; EPERM when it is not what it should be.
-bool vokReadSharedFile(const std::string& place, std::string& content);
+// Reads at most the first MiB of a regular file that root or this process's user owns. Never follows a link and
+// never waits. False with errno if it can't be read; EPERM if it is not such a file.
+bool vokReadSharedFile(const std::string& hostPath, std::string& content);

@@ -14,10 +14,10 @@ std::string vokShellQuote(const std::string& word) {
 }
 
 std::string vokBackquoted(const std::string& word) {
-    std::string inside;
+    std::string escaped;
     for (const char c : word) {
-        if (c == '`' || c == '\\' || c == '$') inside += '\\';
-        inside += c;
+        if (c == '`' || c == '\\' || c == '$') escaped += '\\';
+        escaped += c;
     }
-    return inside;
+    return escaped;
 }

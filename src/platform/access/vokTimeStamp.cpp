@@ -6,9 +6,9 @@
 #include "platform/access/vokHostAccess.h"
 
 tm vokLocalTime(time_t seconds) {
-    static std::mutex zone;  // tzset replaces the zone that the threads share
-    const std::lock_guard<std::mutex> lock(zone);
-    ::tzset();  // localtime_r alone may not notice that the zone was changed
+    static std::mutex zoneMutex;  // tzset replaces the time zone that the threads share
+    const std::lock_guard<std::mutex> lock(zoneMutex);
+    ::tzset();  // localtime_r alone may not notice a changed time zone
     tm fields{};
     ::localtime_r(&seconds, &fields);
     return fields;

@@ -1,11 +1,10 @@
-// The time stamp of the log, apart from everything else, because the logger writes it into each line.
+// The time stamp of the log, in a file of its own that needs nothing but the seam, because the logger uses it.
 #pragma once
 
 #include <ctime>
 #include <string>
 
-// Local time by the zone that is set at this moment, also when it was changed while the agent runs. For any
-// number of threads at once.
+// Local time in the current time zone, even if the zone was changed while the agent runs. Safe from any thread.
 tm vokLocalTime(time_t seconds);
 
 // Local time now in the form of "Nov 5 08:38:22": English month, day without a leading zero. Does not log.

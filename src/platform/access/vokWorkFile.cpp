@@ -11,7 +11,7 @@ vokWorkFile::vokWorkFile(const std::string& path, vokLeftOver leftOver)
     : hostPath_(vokHostAccess().path(path)), shellQuoted_(vokHostAccess().commandPath(path)) {
     if (leftOver == vokLeftOver::removed) std::remove(hostPath_.c_str());
     if (leftOver != vokLeftOver::replaced) return;
-    ::unlink(hostPath_.c_str());  // a directory of another user stays, and counts as planted
+    ::unlink(hostPath_.c_str());  // can't remove a directory, which then counts as planted
     const vokOwnedDescriptor made(
         ::open(hostPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     planted_ = !made && errno == EEXIST;

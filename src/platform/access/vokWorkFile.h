@@ -1,6 +1,6 @@
-// A file that a command writes its output to and that is read back. It is removed at the end, so that nothing
-// of it stays for the next command. What a crash has left under its name is removed too or, where it is to
-// count, kept.
+// A file that receives the output of a command and is read back. It is removed with its owner, so that nothing
+// is left for the next command. What a crash has left under its name is removed first or, if it is to be read
+// too, kept.
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@
 enum class vokLeftOver {
     removed,
     kept,
-    // Removed, and an empty file for root alone is made in its place before the command runs: for a directory
-    // that everybody may write to, where a link or another user's file may have been planted under the name.
+    // Removed, and an empty file with mode 0600 is created instead before the command runs: for a world-writable
+    // directory, where a link or another user's file may have been planted under the name.
     replaced,
 };
 
@@ -26,11 +26,12 @@ public:
     const std::string& hostPath() const { return hostPath_; }        // for system calls
     const std::string& shellQuoted() const { return shellQuoted_; }  // for a command text
 
-    // With vokLeftOver::replaced: true if what stands under the name could not be removed. It is not ours, so
-    // no command may write to it, and it is not removed at the end.
+    // With vokLeftOver::replaced: true if an existing file could not be removed. It is another user's, so no
+    // command may write to it, and it is not removed at the end.
     bool isPlanted() const { return planted_; }
 
-    // Runs `command`, one pipeline, with its output appended to the file: the wait status, or -1 with errno.
+    // Runs `command`, one pipeline, with its output appended to the file. Returns the wait status, or -1 with
+    // errno.
     int appendOutputOf(const std::string& command) const;
     // The file for reading; null with errno.
     vokFilePtr open() const;

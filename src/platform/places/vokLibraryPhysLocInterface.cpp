@@ -16,8 +16,8 @@ constexpr char onBoardSlot[] = "00";
 constexpr char unknownSlot[] = "0";
 constexpr physloc_rtn_t notEncoded = 1;
 
-// What "%04x:%02x:%02x.%x" yields four fields from, in twelve characters. A scan alone would also take
-// blanks, signs and whatever stands behind the last digit.
+// True for twelve characters in which "%04x:%02x:%02x.%x" finds four fields. The scan alone would also accept
+// blanks, signs and any text after the last digit.
 bool isPhysLocAddress(const std::string& text) {
     constexpr std::size_t length = 12;
     if (text.size() != length || text.find_first_not_of("0123456789abcdefABCDEF:.") != std::string::npos)
@@ -28,7 +28,7 @@ bool isPhysLocAddress(const std::string& text) {
 
 // The loader's reason for the failure of the last call.
 const char* reasonOf(const vokLibrary& library) {
-    return library.reason().empty() ? "no reason told" : library.reason().c_str();
+    return library.reason().empty() ? "no reason given" : library.reason().c_str();
 }
 
 std::uint8_t numberOf(const std::string& text) {
@@ -132,7 +132,7 @@ std::string vokLibraryPhysLocInterface::physlocEncode(std::string pciAddress,
     return digits;
 }
 
-bool vokLibraryPhysLocInterface::hasWholeSplit(const std::vector<std::string>& elements,
+bool vokLibraryPhysLocInterface::hasAllElements(const std::vector<std::string>& elements,
                                                const std::string& pciAddress, const char* what) const {
     if (elements.size() == platform_.elementCount) return true;
     VOK_LOG_DEBUG(platform_.logModule, "Unexpected GeoID split size [%zu] at PCI address [%s] for %s.",
@@ -151,10 +151,10 @@ std::string vokLibraryPhysLocInterface::getPhysLocForIOSlot(std::string pciAddre
 std::string vokLibraryPhysLocInterface::getPhysLocForNetworkAdapter(std::string pciAddress) {
     if (!addressIsValid(pciAddress, platform_.logModule, "Network")) return vokUnknownPhysLoc;
     const std::vector<std::string> elements = vokUtils::getGeoIDInfo(pciAddress);
-    if (!hasWholeSplit(elements, pciAddress, "network adapter")) return vokUnknownPhysLoc;
+    if (!hasAllElements(elements, pciAddress, "network adapter")) return vokUnknownPhysLoc;
     if (elements.back() != onBoardSlot)
         return physlocEncode(pciAddress, elements, platform_.types.slot, nullptr, noSubLocation);
-    // The ports of one controller on the board have one GeoID: the function tells them apart.
+    // The ports of one on-board controller share a GeoID; the function number distinguishes them.
     return physlocEncode(pciAddress, elements, platform_.types.onBoardEthernet, nullptr,
                          pciAddress.substr(pciAddress.find('.') + 1));
 }
@@ -175,8 +175,8 @@ std::string vokLibraryPhysLocInterface::getPhysLocForChassisDriveSlot(std::strin
         return vokUnknownPhysLoc;
     }
     std::vector<std::string> elements = vokUtils::getGeoIDInfo(pciAddress);
-    if (!hasWholeSplit(elements, pciAddress, "chassis drive slot")) return vokUnknownPhysLoc;
-    // An empty text, unlike none, is a number: 0.
+    if (!hasAllElements(elements, pciAddress, "chassis drive slot")) return vokUnknownPhysLoc;
+    // An empty text counts as the number 0, unlike "NA".
     const std::string subLocation =
         platform_.driveSub == vokPhysLocDriveSub::lastElement ? elements.back() : "";
     elements.back() = std::to_string(bay);
@@ -187,8 +187,8 @@ std::string vokLibraryPhysLocInterface::getPhysLocForChassisStorageBackplane(std
                                                                              int box) {
     if (!addressIsValid(pciAddress, platform_.logModule, "Storage")) return vokUnknownPhysLoc;
     const std::vector<std::string> elements = vokUtils::getGeoIDInfo(pciAddress);
-    if (!hasWholeSplit(elements, pciAddress, "storage backplane")) return vokUnknownPhysLoc;
-    if (platform_.box == vokPhysLocBox::notLookedAt)
+    if (!hasAllElements(elements, pciAddress, "storage backplane")) return vokUnknownPhysLoc;
+    if (platform_.box == vokPhysLocBox::ignored)
         return physlocEncode(pciAddress, elements, platform_.types.backplane, nullptr, noSubLocation);
     if (box != 1 && box != 2) {
         VOK_LOG_DEBUG(platform_.logModule,
@@ -199,7 +199,7 @@ std::string vokLibraryPhysLocInterface::getPhysLocForChassisStorageBackplane(std
     return physlocEncode(pciAddress, elements, platform_.types.backplane, nullptr, std::to_string(box));
 }
 
-// --- what the GeoID alone tells ---
+// --- from the GeoID alone ---
 
 std::string vokLibraryPhysLocInterface::getPCIeSlotForIOSlot(std::string pciAddress) {
     if (!addressIsValid(pciAddress, platform_.logModule, "I/O")) return unknownSlot;
@@ -230,17 +230,17 @@ int vokLibraryPhysLocInterface::checkPCIDevicesLocatedInSameChassis(std::string 
                       b.c_str());
         return malformed;
     }
-    const std::vector<std::string> ofA = vokUtils::getGeoIDInfo(a);
-    const std::vector<std::string> ofB = vokUtils::getGeoIDInfo(b);
-    if (ofA.size() != platform_.elementCount || ofB.size() != platform_.elementCount) {
+    const std::vector<std::string> elementsA = vokUtils::getGeoIDInfo(a);
+    const std::vector<std::string> elementsB = vokUtils::getGeoIDInfo(b);
+    if (elementsA.size() != platform_.elementCount || elementsB.size() != platform_.elementCount) {
         VOK_LOG_DEBUG(
             platform_.logModule,
             "Split size of either or both GeoIDs are invalid [%zu, %zu], at PCI addresses [%s, %s], "
             "respectively.",
-            ofA.size(), ofB.size(), a.c_str(), b.c_str());
+            elementsA.size(), elementsB.size(), a.c_str(), b.c_str());
         return wrongSplit;
     }
-    return ofA[0] == ofB[0] && ofA[1] == ofB[1] ? same : different;
+    return elementsA[0] == elementsB[0] && elementsA[1] == elementsB[1] ? same : different;
 }
 
 int vokLibraryPhysLocInterface::getChassisLocationForIOSlot(std::string pciAddress, std::string& location) {
@@ -249,7 +249,7 @@ int vokLibraryPhysLocInterface::getChassisLocationForIOSlot(std::string pciAddre
     if (!addressIsValid(pciAddress, platform_.logModule, "I/O")) return malformed;
     const std::vector<std::string> elements = vokUtils::getGeoIDInfo(pciAddress);
     if (elements.size() != platform_.elementCount) {
-        if (platform_.logsChassisSplit) hasWholeSplit(elements, pciAddress, "chassis location");
+        if (platform_.logsChassisSplit) hasAllElements(elements, pciAddress, "chassis location");
         return wrongSplit;
     }
     location = "r" + elements[0] + platform_.secondLevelLetter + elements[1];

@@ -1,5 +1,5 @@
-// Physical locations by a platform's location library: what the platforms share. A platform is a row of
-// vokPhysLocPlatform.h and a class of its own for its one instance.
+// Physical locations from a platform's location library: the part that the platforms share. Each platform adds
+// a row of vokPhysLocPlatform.h and a class for its one instance.
 #pragma once
 
 #include <atomic>
@@ -13,7 +13,7 @@
 
 class vokLibraryPhysLocInterface : public vokPhysLocInterface {
 public:
-    // Loads the library, once. False, with an error in the log, when it or an entry point is missing.
+    // Loads the library, once. False, with an error in the log, if it or an entry point is missing.
     bool Initialize() override;
     // Closes the library. No thread may be encoding.
     void UnInitialize() override;
@@ -28,9 +28,10 @@ public:
     int getChassisLocationForIOSlot(std::string pciAddress, std::string& location) override;
     std::string getPhysLocLibraryName() override;
 
-    // Has the library encode the elements of a GeoID. `subLocation` is a decimal number, or "NA" for none.
-    // Takes no lock: any number of threads may be in it. Sixteen digits, or "FFFFFFFFFFFFFFFF" with 1 (wrong
-    // number of elements, no library) or the library's result in `rc`, which may be null.
+    // Encodes the elements of a GeoID with the library. `subLocation` is a decimal number, or "NA" for none.
+    // Takes no lock; safe from any thread. Returns sixteen digits, or "FFFFFFFFFFFFFFFF" on failure. Stores in
+    // `rc`, unless it is null, 1 for a wrong number of elements or a missing library, otherwise the library's
+    // result.
     virtual std::string physlocEncode(std::string pciAddress, std::vector<std::string> geoElements,
                                       physloc_type_t type, physloc_rtn_t* rc, std::string subLocation);
 
@@ -39,7 +40,7 @@ protected:
         : platform_(platform), loadLock_(loadLock) {}
 
 private:
-    bool hasWholeSplit(const std::vector<std::string>& elements, const std::string& pciAddress,
+    bool hasAllElements(const std::vector<std::string>& elements, const std::string& pciAddress,
                        const char* what) const;
 
     const vokPhysLocPlatform& platform_;

@@ -1,4 +1,4 @@
-// Physical locations where the platform is not known or its library can't be used: none is known.
+// Physical locations if the platform is unknown or its library can't be used: all are unknown.
 #pragma once
 
 #include <mutex>

@@ -37,8 +37,7 @@ vokPhysLocInterface* choose() {
 
 }  // namespace
 
-// What others may see has its library already: nobody takes a location from an interface that is still
-// loading.
+// The interface is published after its library is loaded, so that no thread uses it while it is still loading.
 vokPhysLocInterface* vokPhysLocFactory::getPhysLocInterface() {
     if (vokPhysLocInterface* const chosen = pllInterface) return chosen;
     const std::lock_guard<std::mutex> lock(factoryLock);

@@ -1,5 +1,5 @@
-// The one way to physical locations: chooses the implementation by the platform family at the first call, for
-// the run of the agent.
+// The only access to physical locations: chooses the implementation by the platform family at the first call
+// and keeps it for the run of the agent.
 #pragma once
 
 #include <atomic>
@@ -9,8 +9,8 @@
 
 class vokPhysLocFactory {
 public:
-    // Never null, never to be deleted; safe from any thread. Without a known platform or its library it
-    // is the mock, which knows no location.
+    // Never null, never to be deleted; safe from any thread. If the platform is unknown or its library can't
+    // be used, this is the mock, to which all locations are unknown.
     static vokPhysLocInterface* getPhysLocInterface();
 
 private:

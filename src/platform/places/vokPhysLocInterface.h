@@ -1,7 +1,7 @@
 // Physical locations: the 64-bit code, as sixteen upper-case hexadecimal digits, by which the management
-// controller finds the place of a replaceable unit. The code is made by a library of the platform's maker; an
-// implementation of this interface feeds it the numbers of a device's GeoID.
-// PCI addresses have the form "0000:3b:00.0". No operation fails otherwise than by the values told here.
+// controller locates a replaceable unit. A library of the platform's manufacturer computes the code; an
+// implementation of this interface passes it the numbers of a device's GeoID.
+// PCI addresses have the form "0000:3b:00.0". Failures are reported only by the return values listed here.
 #pragma once
 
 #include <string>
@@ -10,22 +10,22 @@ inline constexpr const char* vokUnknownPhysLoc = "FFFFFFFFFFFFFFFF";
 
 class vokPhysLocInterface {
 public:
-    // Loads the library. False when it or one of its entry points is missing.
+    // Loads the library. False if it or one of its entry points is missing.
     virtual bool Initialize() = 0;
     virtual void UnInitialize() = 0;
-    // The slot's number as text: "00" on board, "0" when not known.
+    // The slot's number as text: "00" on board, "0" if unknown.
     virtual std::string getPCIeSlotForIOSlot(std::string pciAddress) = 0;
-    // Locations: sixteen digits, "FFFFFFFFFFFFFFFF" when not known.
+    // Locations: sixteen digits, "FFFFFFFFFFFFFFFF" if unknown.
     virtual std::string getPhysLocForIOSlot(std::string pciAddress) = 0;
     virtual std::string getPhysLocForNetworkAdapter(std::string pciAddress) = 0;
     virtual std::string getPhysLocForChassisDriveSlot(std::string pciAddress, int bay) = 0;
     virtual std::string getPhysLocForExternalDrive(std::string pciAddress) = 0;
     virtual std::string getPhysLocForChassisStorageBackplane(std::string pciAddress, int box) = 0;
-    // 2 the same, 1 another; -1 an address is malformed, -2 a GeoID is not known, -3 no platform.
+    // 2 same chassis, 1 different chassis; -1 malformed address, -2 unknown GeoID, -3 no platform.
     virtual int checkPCIDevicesLocatedInSameChassis(std::string a, std::string b) = 0;
-    // 2 on board, 3 add-in card, -4 not known.
+    // 2 on board, 3 add-in card, -4 unknown.
     virtual int checkIfPCICardIsOnBoard(std::string pciAddress) = 0;
-    // Stores "r001u05" or "r001i02" and gives 0; -1 malformed address, -2 GeoID not known, -4 no platform.
+    // Stores "r001u05" or "r001i02" and returns 0; -1 malformed address, -2 unknown GeoID, -4 no platform.
     virtual int getChassisLocationForIOSlot(std::string pciAddress, std::string& location) = 0;
     virtual ~vokPhysLocInterface() = default;
     virtual std::string getPhysLocLibraryName() = 0;

@@ -1,4 +1,5 @@
-// What crosses to the location library of a platform's maker, and in what the two platforms differ.
+// The interface of the location library that a platform's manufacturer provides, and the differences between
+// the two platforms.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +9,7 @@
 using physloc_type_t = std::int32_t;
 using physloc_rtn_t = std::int32_t;
 
-// The location record, little-endian. Bytes without a name are the library's.
+// The location record, little-endian. The fields named library... are for the library's own use.
 struct vokPhysLocRecord {
     physloc_type_t type;
     std::uint8_t rack;
@@ -31,14 +32,14 @@ static_assert(offsetof(vokPhysLocRecord, subLocation) == 13, "byte 13");
 
 inline constexpr int vokPhysLocRecordVersion = 2;
 
-// The two entry points. The first gives the record its initial content, zeros; its result is not looked at.
+// The two entry points. The first initialises the record, to zeros; its result is ignored.
 inline constexpr char vokPhysLocInitSymbol[] = "physloc_init_data";
 inline constexpr char vokPhysLocEncodeSymbol[] = "physloc_encode";
 using vokPhysLocInit = int (*)(vokPhysLocRecord* record, int version);
 using vokPhysLocEncode = physloc_rtn_t (*)(vokPhysLocRecord* record, std::uint64_t* code);
 
 enum class vokPhysLocDriveSub { lastElement, empty };  // sub-location of a drive bay
-enum class vokPhysLocBox { oneOrTwo, notLookedAt };    // box number of a backplane, and its sub-location
+enum class vokPhysLocBox { oneOrTwo, ignored };    // box number of a backplane, and its sub-location
 
 // The unit types of a platform, as its library numbers them.
 struct vokPhysLocTypes {
@@ -52,15 +53,15 @@ struct vokPhysLocTypes {
 struct vokPhysLocPlatform {
     const char* library = nullptr;
     const char* logModule = nullptr;
-    std::size_t elementCount = 0;                      // of a GeoID's split
+    std::size_t elementCount = 0;                      // number of elements of a GeoID
     std::uint8_t vokPhysLocRecord::*elements[4] = {};  // where each element goes
     vokPhysLocTypes types;
     unsigned firstBay = 0;
     unsigned lastBay = 0;
     vokPhysLocDriveSub driveSub = vokPhysLocDriveSub::empty;
-    vokPhysLocBox box = vokPhysLocBox::notLookedAt;
-    char secondLevelLetter = 0;     // in the text of a chassis
-    bool logsChassisSplit = false;  // whether a chassis asked for with a wrong split is a line of the log
+    vokPhysLocBox box = vokPhysLocBox::ignored;
+    char secondLevelLetter = 0;     // in the text of a chassis location
+    bool logsChassisSplit = false;  // true: a chassis location of a GeoID with another number of elements is logged
 };
 
 inline constexpr vokPhysLocPlatform vokTQPlatform = [] {
@@ -102,7 +103,7 @@ inline constexpr vokPhysLocPlatform vokLWNZPlatform = [] {
     platform.firstBay = 0;
     platform.lastBay = 3;
     platform.driveSub = vokPhysLocDriveSub::empty;
-    platform.box = vokPhysLocBox::notLookedAt;
+    platform.box = vokPhysLocBox::ignored;
     platform.secondLevelLetter = 'i';
     platform.logsChassisSplit = false;
     return platform;

@@ -31,7 +31,7 @@ std::string hostControlHelp() {
 
 HostControl::HostControl(EventLoop& loop, SimulatedHost& host)
     : host_(host),
-      server_(loop, host.places().controlSocket(),
+      server_(loop, host.paths().controlSocket(),
               [this](const std::vector<std::string>& words, const RequestServer::Reply& reply) {
                   reply(run(words));
               }) {}

@@ -16,7 +16,7 @@ void parseFiles(Section& root, HostDescription& host) {
     root.section("files", [&host](Section& files) {
         for (const auto& path : files.whole().getMemberNames()) {
             if (path.empty() || path[0] != '/' || path.find("/../") != std::string::npos)
-                files.fail("has the place \"" + path + "\", which is not an absolute path");
+                files.fail("has the path \"" + path + "\", which is not an absolute path");
             files.text(path.c_str(), host.files[path]);
         }
     });

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "host/LayoutFiles.h"
 #include "modules/Modules.h"
 #include "platform/access/vokShell.h"
@@ -95,7 +95,7 @@ std::string claimRoot(const std::string& root) {
     if (!fs::is_empty(path) && !fs::exists(path + markFile))
         throw std::runtime_error(path + ": holds something that vok-simhost did not make; give an empty one");
     writeFile(path + markFile, "The root of a simulated host, made by vok-simhost.\n");
-    fs::create_directories(HostPlaces(path).run());
+    fs::create_directories(HostPaths(path).run());
     return path;
 }
 

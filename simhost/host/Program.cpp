@@ -8,8 +8,8 @@
 #include <iostream>
 #include <memory>
 
-#include "common/HostPlaces.h"
-#include "common/ProgramPlaces.h"
+#include "common/HostPaths.h"
+#include "common/ProgramPaths.h"
 #include "common/RequestServer.h"
 #include "core/base/vokVersion.h"
 #include "host/HostControl.h"
@@ -65,7 +65,7 @@ int run(const RunOptions& options) {
     if (options.settings.machinesIpmi) sources.ipmiDevice = live->ipmiDevice();
 
     const std::string root = claimRoot(options.root);
-    const FileDescriptor lock = lockHost(HostPlaces(root).lock());
+    const FileDescriptor lock = lockHost(HostPaths(root).lock());
     if (!lock) throw std::runtime_error(root + ": another vok-simhost serves it");
     layOutHost(root, description, sources);
 
@@ -82,7 +82,7 @@ int run(const RunOptions& options) {
 
 int control(const std::string& root, const std::vector<std::string>& words) {
     std::string error;
-    const auto answer = askServer(HostPlaces(root).controlSocket(), words, error);
+    const auto answer = askServer(HostPaths(root).controlSocket(), words, error);
     if (!answer) {
         std::cerr << "vok-simhost control: no simulated host runs under " << root << " (" << error << ")\n";
         return failed;

@@ -33,14 +33,14 @@ std::int64_t thousandths(double speed) {
 SimulatedHost::SimulatedHost(EventLoop& loop, const std::string& root, HostDescription description,
                              const HostSettings& settings, std::unique_ptr<LiveMachine> live)
     : loop_(loop),
-      places_(root),
+      paths_(root),
       settings_(settings),
       live_(std::move(live)),
       description_(std::move(description)),
-      state_(HostState::create(places_.state())),
-      summary_(places_.summaryLog()),
-      libraries_(loop, places_.librarySocket()),
-      commands_(loop, {places_.commandSocket(), places_.commandLog(),
+      state_(HostState::create(paths_.state())),
+      summary_(paths_.summaryLog()),
+      libraries_(loop, paths_.librarySocket()),
+      commands_(loop, {paths_.commandSocket(), paths_.commandLog(),
                        [this](const std::vector<std::string>& command) {
                            if (live_) live_->refresh(description_, command);
                            return CommandContext{description_, wall(), ""};
@@ -87,7 +87,7 @@ void SimulatedHost::startSummaryLog(bool clockGoesOn) {
     const std::int64_t boot = wall() - uptime();
     if (live_)
         recordMachinesBoot(boot);
-    else if (::stat(places_.summaryLog().c_str(), &status) != 0)
+    else if (::stat(paths_.summaryLog().c_str(), &status) != 0)
         summary_.writeHistory(boot);
     else if (!clockGoesOn)
         summary_.booted(boot);
@@ -96,13 +96,13 @@ void SimulatedHost::startSummaryLog(bool clockGoesOn) {
 // Once for each boot of the machine.
 void SimulatedHost::recordMachinesBoot(std::int64_t boot) {
     std::string before;
-    const bool known = static_cast<bool>(std::getline(std::ifstream(places_.bootId()), before));
+    const bool known = static_cast<bool>(std::getline(std::ifstream(paths_.bootId()), before));
     const std::string now = live_->bootId();
     if (!known)
         summary_.startWith(boot);
     else if (now != before)
         summary_.booted(boot);
-    std::ofstream(places_.bootId()) << now << '\n';
+    std::ofstream(paths_.bootId()) << now << '\n';
 }
 
 void SimulatedHost::publishFacts() {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/EventLoop.h"
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "common/HostState.h"
 #include "common/RequestServer.h"
 #include "devices/ScsiDevice.h"
@@ -65,7 +65,7 @@ public:
 
     CommandService& commands() { return commands_; }
     LibraryServer& libraries() { return libraries_; }
-    const HostPlaces& places() const { return places_; }
+    const HostPaths& paths() const { return paths_; }
     const HostSettings& settings() const { return settings_; }
     EventLoop& loop() { return loop_; }
     // The host's time for a device of a module. The host outlives what its modules keep.
@@ -87,7 +87,7 @@ private:
     void publishFacts();
 
     EventLoop& loop_;
-    HostPlaces places_;
+    HostPaths paths_;
     HostSettings settings_;
     std::unique_ptr<LiveMachine> live_;
     HostDescription description_;

@@ -25,11 +25,11 @@ std::string summaryStamp(std::int64_t wall) {
 }
 
 void SummaryLog::append(std::int64_t wall, const char* text) {
-    std::ofstream(place_, std::ios::app) << summaryStamp(wall) << ' ' << text << '\n';
+    std::ofstream(path_, std::ios::app) << summaryStamp(wall) << ' ' << text << '\n';
 }
 
 void SummaryLog::writeHistory(std::int64_t boot) {
-    std::filesystem::remove(place_);
+    std::filesystem::remove(path_);
     append(boot - 30 * day, "bootstop: Host has booted");
     append(boot - 30 * day, "mark: storage-path-claim-completed");
     rebooting(boot - 300 * nanosecondsInSecond);
@@ -42,7 +42,7 @@ void SummaryLog::rebooting(std::int64_t wall) {
 }
 
 void SummaryLog::startWith(std::int64_t boot) {
-    std::filesystem::remove(place_);
+    std::filesystem::remove(path_);
     booted(boot);
 }
 

@@ -11,7 +11,7 @@ std::string summaryStamp(std::int64_t wall);
 
 class SummaryLog {
 public:
-    explicit SummaryLog(std::string place) : place_(std::move(place)) {}
+    explicit SummaryLog(std::string path) : path_(std::move(path)) {}
 
     // A log of a host that was installed a month before `boot`, rebooted in order, and booted at `boot`.
     void writeHistory(std::int64_t boot);
@@ -23,7 +23,7 @@ public:
 private:
     void append(std::int64_t wall, const char* text);
 
-    std::string place_;
+    std::string path_;
 };
 
 }  // namespace simhost

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "common/ByteCodec.h"
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "common/PacketSocket.h"
 #include "common/UnixSocket.h"
 #include "library/LibraryMessage.h"
@@ -19,7 +19,7 @@ namespace {
 thread_local const LibraryEvents* running = nullptr;
 
 FileDescriptor connectToHost(const std::string& root) {
-    return root.empty() ? FileDescriptor() : connectTo(HostPlaces(root).librarySocket(), SOCK_SEQPACKET);
+    return root.empty() ? FileDescriptor() : connectTo(HostPaths(root).librarySocket(), SOCK_SEQPACKET);
 }
 
 // The reply to request `id`; nothing when the host is gone or breaks the form.

@@ -136,7 +136,7 @@ void Controller::serveHost() {
 void Controller::serveRequest(const ControllerPacket& request) {
     ++counts_.requests;
     receiver_.noteRequest(request);
-    if (request.lun != 0) breach("a request to LUN " + std::to_string(request.lun) + ", not 0");
+    if (request.lun != 0) violation("a request to LUN " + std::to_string(request.lun) + ", not 0");
     if (request.netfn == remoteNetfn && request.command == remoteChunk) return serveChunk(request);
     const Bytes reply = answer(request);
     const bool isPoll = request.netfn == remoteNetfn && reply[0] == fine;
@@ -149,7 +149,7 @@ Bytes Controller::answer(const ControllerPacket& request) {
     Bytes reply{fine};
     if (request.netfn == remoteNetfn && request.command == doorBell) {
         ++counts_.polls;
-        if (!request.data.empty()) breach("a door-bell poll with data");
+        if (!request.data.empty()) violation("a door-bell poll with data");
         if (rings_ == 0) return reply;
         --rings_;
         reply.insert(reply.end(), ringText_.begin(), ringText_.end());
@@ -157,7 +157,7 @@ Bytes Controller::answer(const ControllerPacket& request) {
     }
     if (request.netfn == remoteNetfn && request.command == doorBellSecond) {
         ++counts_.pollsOfSecondKind;
-        if (!request.data.empty()) breach("a door-bell poll with data");
+        if (!request.data.empty()) violation("a door-bell poll with data");
         const bool rung = secondRings_ > 0;
         if (rung) --secondRings_;
         reply.insert(reply.end(), {std::uint8_t{rung}, 0, 0, 0});
@@ -175,7 +175,7 @@ void Controller::serveChunk(const ControllerPacket& request) {
     ChunkOutcome outcome = receiver_.take(request);
     if (begins || outcome.chunk == 1) transferStart_ = EventLoop::Clock::now();
     lastChunkSequence_ = request.sequence;
-    for (const auto& text : outcome.breaches) breach(text);
+    for (const auto& text : outcome.violations) violation(text);
     for (const auto& text : outcome.notices) notice(text);
     if (outcome.completionCode != fine) return deliver(request, {outcome.completionCode}, std::nullopt);
 
@@ -247,14 +247,14 @@ void Controller::completed(const ReceivedCommand& command) {
         keeper_.keepEvent(command.payload);
         report_.event(arrival, findings.value);
     }
-    for (const auto& text : findings.breaches)
-        breach((isInventory ? "inventory " : "event ") + std::to_string(arrival.number) + ": " + text);
+    for (const auto& text : findings.violations)
+        violation((isInventory ? "inventory " : "event ") + std::to_string(arrival.number) + ": " + text);
 }
 
-void Controller::breach(const std::string& text) {
-    ++counts_.breaches;
-    keeper_.keepBreach(text);
-    report_.breach(text);
+void Controller::violation(const std::string& text) {
+    ++counts_.violations;
+    keeper_.keepViolation(text);
+    report_.violation(text);
 }
 
 void Controller::notice(const std::string& text) {

@@ -30,7 +30,7 @@ struct ControllerCounts {
     unsigned long inventories = 0;
     unsigned long events = 0;
     unsigned long shortPayloads = 0;
-    unsigned long breaches = 0;
+    unsigned long violations = 0;
     unsigned long polls = 0;
     unsigned long pollsOfSecondKind = 0;
     unsigned long refusedChunks = 0;
@@ -74,7 +74,7 @@ private:
     void deliver(const ControllerPacket& request, Bytes reply, const std::optional<Fault>& fault);
     void send(const ControllerPacket& request, const Bytes& reply);
     void completed(const ReceivedCommand& command);
-    void breach(const std::string& text);
+    void violation(const std::string& text);
     void notice(const std::string& text);
     std::uint16_t nextIndex(std::size_t chunk);
 

@@ -50,8 +50,8 @@ void Keeper::keepShortPayload(const std::string& text) {
     appendLine("short-payloads.txt", text);
 }
 
-void Keeper::keepBreach(const std::string& text) {
-    appendLine("breaches.log", text);
+void Keeper::keepViolation(const std::string& text) {
+    appendLine("violations.log", text);
 }
 
 void Keeper::appendLine(const char* name, const std::string& text) {

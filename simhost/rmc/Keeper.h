@@ -1,5 +1,5 @@
 // Keeps what the controller received, in its output directory: one file an inventory, one line an event, one
-// line a breach.
+// line a violation.
 #pragma once
 
 #include <cstdint>
@@ -18,10 +18,10 @@ public:
 
     // Writes "inventory-0001.json" and so on; gives the name. Throws when it can't be written, as do all.
     std::string keepInventory(const std::string& text);
-    // A line of events.jsonl, short-payloads.txt and breaches.log. Newlines in the text become blanks.
+    // A line of events.jsonl, short-payloads.txt and violations.log. Newlines in the text become blanks.
     void keepEvent(const std::string& text);
     void keepShortPayload(const std::string& text);
-    void keepBreach(const std::string& text);
+    void keepViolation(const std::string& text);
 
 private:
     void appendLine(const char* name, const std::string& text);

@@ -19,9 +19,10 @@ std::string writtenAgain(const Json::Value& value, bool utf8) {
 // What every payload must be; the value is null when it is no JSON object.
 FormFindings checkText(const std::string& text) {
     FormFindings found;
-    auto& breaches = found.breaches;
-    if (!isUtf8(text)) breaches.push_back("the text is not UTF-8");
-    if (text.find_first_of("\r\n") != std::string::npos) breaches.push_back("the text is more than one line");
+    auto& violations = found.violations;
+    if (!isUtf8(text)) violations.push_back("the text is not UTF-8");
+    if (text.find_first_of("\r\n") != std::string::npos)
+        violations.push_back("the text is more than one line");
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
@@ -29,20 +30,20 @@ FormFindings checkText(const std::string& text) {
     try {
         if (!reader->parse(text.data(), text.data() + text.size(), &found.value, &errors)) {
             std::replace(errors.begin(), errors.end(), '\n', ' ');
-            breaches.push_back("the text is not JSON: " + errors);
+            violations.push_back("the text is not JSON: " + errors);
             found.value = Json::Value();
             return found;
         }
         // A member out of order, a blank or another way of writing shows here.
         if (text != writtenAgain(found.value, false) && text != writtenAgain(found.value, true))
-            breaches.push_back("the text is not written with sorted members and no blanks");
+            violations.push_back("the text is not written with sorted members and no blanks");
     } catch (const std::exception& problem) {
-        breaches.push_back(std::string("the text is not JSON: ") + problem.what());
+        violations.push_back(std::string("the text is not JSON: ") + problem.what());
         found.value = Json::Value();
         return found;
     }
     if (!found.value.isObject()) {
-        breaches.push_back("the text is not a JSON object");
+        violations.push_back("the text is not a JSON object");
         found.value = Json::Value();
     }
     return found;
@@ -83,32 +84,33 @@ bool hasType(const Json::Value& value, Json::ValueType type) {
 
 template <std::size_t Count>
 void checkMembers(const Json::Value& object, const Member (&members)[Count], const std::string& what,
-                  bool whole, std::vector<std::string>& breaches) {
+                  bool whole, std::vector<std::string>& violations) {
     for (const Member& member : members) {
         if (!object.isMember(member.key)) {
-            if (member.always && whole) breaches.push_back(what + " has no " + member.key);
+            if (member.always && whole) violations.push_back(what + " has no " + member.key);
         } else if (!hasType(object[member.key], member.type)) {
-            breaches.push_back(what + ": " + member.key + " is of another type");
+            violations.push_back(what + ": " + member.key + " is of another type");
         }
     }
     for (const auto& key : object.getMemberNames()) {
         const bool known = std::any_of(std::begin(members), std::end(members),
                                        [&key](const Member& member) { return key == member.key; });
         if (!known && whole)
-            breaches.push_back(formatText("%s has a member %s that is not known", what.c_str(), key.c_str()));
+            violations.push_back(
+                formatText("%s has a member %s that is not known", what.c_str(), key.c_str()));
     }
 }
 
-void checkAddresses(const Json::Value& addresses, std::vector<std::string>& breaches) {
+void checkAddresses(const Json::Value& addresses, std::vector<std::string>& violations) {
     const bool good = addresses.size() == 1 && addresses[0].isObject() && addresses[0].size() == 1 &&
                       addresses[0]["Address"].isString() && !addresses[0]["Address"].asString().empty();
-    if (!good) breaches.push_back("the event's IPv4Addresses is not one object with an Address");
+    if (!good) violations.push_back("the event's IPv4Addresses is not one object with an Address");
 }
 
-void checkLocation(const std::string& location, std::vector<std::string>& breaches) {
+void checkLocation(const std::string& location, std::vector<std::string>& violations) {
     for (const char* none : {"", "Not Applicable", "Not Available", "NotApplicable", "NotAvailable"})
         if (location == none)
-            breaches.push_back(
+            violations.push_back(
                 formatText("the event has a PhysicalLocation \"%s\", which is left out", none));
 }
 
@@ -119,13 +121,13 @@ FormFindings checkInventory(const std::string& text) {
     if (found.value.isNull()) return found;
     constexpr Member top[] = {{"HostDataCollection", Json::objectValue, true}};
     const Json::Value& value = found.value;
-    checkMembers(value, top, "the inventory", true, found.breaches);
+    checkMembers(value, top, "the inventory", true, found.violations);
     const Json::Value& collection = value["HostDataCollection"];
     if (!collection.isObject()) return found;
-    checkMembers(collection, sections, "HostDataCollection", true, found.breaches);
+    checkMembers(collection, sections, "HostDataCollection", true, found.violations);
     for (const auto& key : collection.getMemberNames())
         if ((collection[key].isArray() || collection[key].isObject()) && collection[key].empty())
-            found.breaches.push_back("the section " + key + " is empty, and would be left out");
+            found.violations.push_back("the section " + key + " is empty, and would be left out");
     return found;
 }
 
@@ -135,11 +137,11 @@ FormFindings checkEvent(const std::string& text) {
     // A client of the agent may have written the event itself; then only what it has can be held to a type.
     const Json::Value& value = found.value;
     const bool whole = !value["Source"].isString() || value["Source"].asString() != "VOK-CLI";
-    checkMembers(value, eventMembers, "the event", whole, found.breaches);
+    checkMembers(value, eventMembers, "the event", whole, found.violations);
     if (whole && value.isMember("IPv4Addresses") && value["IPv4Addresses"].isArray())
-        checkAddresses(value["IPv4Addresses"], found.breaches);
+        checkAddresses(value["IPv4Addresses"], found.violations);
     if (whole && value.isMember("PhysicalLocation") && value["PhysicalLocation"].isString())
-        checkLocation(value["PhysicalLocation"].asString(), found.breaches);
+        checkLocation(value["PhysicalLocation"].asString(), found.violations);
     return found;
 }
 

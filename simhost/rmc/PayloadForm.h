@@ -10,7 +10,7 @@ namespace simhost {
 
 struct FormFindings {
     Json::Value value;  // null when the text is no JSON
-    std::vector<std::string> breaches;
+    std::vector<std::string> violations;
 };
 
 FormFindings checkInventory(const std::string& text);

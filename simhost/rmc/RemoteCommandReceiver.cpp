@@ -44,12 +44,12 @@ std::size_t textLength(const Bytes& chunk, std::size_t offset, std::size_t room)
         std::find(begin, begin + static_cast<std::ptrdiff_t>(room), std::uint8_t{0}) - begin);
 }
 
-// A breach for the first byte from `from` to `to` that is not zero.
+// A violation for the first byte from `from` to `to` that is not zero.
 void checkZero(const Bytes& chunk, std::size_t from, std::size_t to, const char* what,
                ChunkOutcome& outcome) {
     for (std::size_t i = from; i < to; ++i) {
         if (chunk[i] == 0) continue;
-        outcome.breaches.push_back(
+        outcome.violations.push_back(
             formatText("byte %zu is 0x%02x, and should be zero: %s", i, chunk[i], what));
         return;
     }
@@ -70,7 +70,7 @@ ChunkOutcome RemoteCommandReceiver::take(const ControllerPacket& request) {
     noteRequest(request);
     ChunkOutcome outcome;
     if (request.data.size() != chunkSize) {
-        outcome.breaches.push_back(
+        outcome.violations.push_back(
             formatText("a chunk of %zu bytes, not %zu", request.data.size(), chunkSize));
         outcome.completionCode = wrongLength;
         return outcome;
@@ -80,7 +80,7 @@ ChunkOutcome RemoteCommandReceiver::take(const ControllerPacket& request) {
         takeFirst(request, outcome);
     } else {
         if (request.data[2] != 0)
-            outcome.breaches.push_back(
+            outcome.violations.push_back(
                 formatText("byte 2 is 0x%02x: a first chunk has 0x14 there, a later one 0", request.data[2]));
         takeLater(request, outcome);
     }
@@ -93,13 +93,13 @@ void RemoteCommandReceiver::begin(const ControllerPacket& request, ChunkOutcome&
         descriptors_[transfer_->descriptor].past = Past::superseded;
         const std::string account = abandon("a new command began");
         if (same)
-            outcome.breaches.push_back(account);
+            outcome.violations.push_back(account);
         else
             outcome.notices.push_back(account);
     }
     descriptors_[request.descriptor].past = Past::none;
     if (indexOf(request.data) != 0)
-        outcome.breaches.push_back(
+        outcome.violations.push_back(
             formatText("a first chunk with the index %u, not 0", indexOf(request.data)));
 }
 
@@ -116,10 +116,10 @@ void RemoteCommandReceiver::takeFirst(const ControllerPacket& request, ChunkOutc
     outcome.name = name;
     if (nameLength == 0 || !std::all_of(name.begin(), name.end(),
                                         [](char c) { return isNameCharacter(static_cast<std::uint8_t>(c)); }))
-        outcome.breaches.push_back("the name field does not hold a command name");
+        outcome.violations.push_back("the name field does not hold a command name");
     checkZero(chunk, nameOffset + nameLength, lengthOffset, "behind the command name", outcome);
     if (length <= longestShort) {
-        outcome.breaches.push_back(
+        outcome.violations.push_back(
             formatText("a first chunk of a command with a payload length of %u: so short a "
                        "payload stands at offset 3 with its NUL last",
                        length));
@@ -179,9 +179,9 @@ void RemoteCommandReceiver::takeLater(const ControllerPacket& request, ChunkOutc
     outcome.chunk = transfer_->chunks + 1;
     const unsigned index = indexOf(request.data);
     if (index != transfer_->expectedIndex) {
-        outcome.breaches.push_back(formatText("chunk %zu of %s has the index %u, and %u was returned",
-                                              outcome.chunk, transfer_->name.c_str(), index,
-                                              transfer_->expectedIndex));
+        outcome.violations.push_back(formatText("chunk %zu of %s has the index %u, and %u was returned",
+                                                outcome.chunk, transfer_->name.c_str(), index,
+                                                transfer_->expectedIndex));
         outcome.status = errorInIndex;
         outcome.nextIndex = nextIndex_(outcome.chunk);
         refused();
@@ -199,7 +199,7 @@ void RemoteCommandReceiver::append(const Bytes& chunk, std::size_t offset, std::
     const std::size_t before = textLength(chunk, offset, count);
     const std::size_t nul = transfer.payload.size() + before;
     if (before < count && nul + 1 != transfer.length && !transfer.nulReported) {
-        outcome.breaches.push_back(
+        outcome.violations.push_back(
             formatText("a NUL inside the payload, at %zu of %zu bytes", nul, transfer.length));
         transfer.nulReported = true;
     }
@@ -215,8 +215,8 @@ void RemoteCommandReceiver::finishChunk(ChunkOutcome& outcome) {
     transfer.expectedIndex = outcome.nextIndex;
     if (transfer.payload.size() < transfer.length) return;
     if (transfer.payload.back() != '\0')
-        outcome.breaches.push_back(formatText("the payload ends in 0x%02x, not in a NUL",
-                                              static_cast<unsigned char>(transfer.payload.back())));
+        outcome.violations.push_back(formatText("the payload ends in 0x%02x, not in a NUL",
+                                                static_cast<unsigned char>(transfer.payload.back())));
     else
         transfer.payload.pop_back();
     ReceivedCommand command;
@@ -235,17 +235,17 @@ void RemoteCommandReceiver::strayChunk(const ControllerPacket& request, ChunkOut
     outcome.nextIndex = nextIndex_(1);
     switch (descriptor.past) {
         case Past::refused:
-            outcome.breaches.push_back("a chunk of a command that was refused before");
+            outcome.violations.push_back("a chunk of a command that was refused before");
             break;
         case Past::completed:
-            outcome.breaches.push_back("a chunk behind the end of a command");
+            outcome.violations.push_back("a chunk behind the end of a command");
             break;
         case Past::superseded:
-            outcome.breaches.push_back("a chunk of a command while another is on the wire");
+            outcome.violations.push_back("a chunk of a command while another is on the wire");
             break;
         case Past::none:
             if (descriptor.seenFromStart)
-                outcome.breaches.push_back("a later chunk without a first one");
+                outcome.violations.push_back("a later chunk without a first one");
             else
                 outcome.notices.push_back("a chunk of a command that began before this controller was there");
             break;

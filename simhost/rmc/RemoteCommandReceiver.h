@@ -49,10 +49,10 @@ struct ChunkOutcome {
     std::uint8_t completionCode = 0;  // other than 0: the request was no chunk at all
     std::uint8_t status = chunkTaken;
     std::uint16_t nextIndex = 0;
-    std::size_t chunk = 0;              // its number in the command, from 1; 0 when it belongs to none
-    std::string name;                   // of the command that it belongs to
-    std::vector<std::string> breaches;  // of the protocol, by the sender
-    std::vector<std::string> notices;   // worth knowing, nobody's fault on this wire
+    std::size_t chunk = 0;                // its number in the command, from 1; 0 when it belongs to none
+    std::string name;                     // of the command that it belongs to
+    std::vector<std::string> violations;  // of the protocol, by the sender
+    std::vector<std::string> notices;     // worth knowing, nobody's fault on this wire
     std::optional<ReceivedCommand> completed;
 };
 

@@ -138,8 +138,8 @@ void Report::notice(const std::string& text) {
     line(paint(yellow, "note: " + printable(text)) + "\n");
 }
 
-void Report::breach(const std::string& text) {
-    const std::string whole = paint(red, "BREACH: " + printable(text)) + "\n";
+void Report::violation(const std::string& text) {
+    const std::string whole = paint(red, "VIOLATION: " + printable(text)) + "\n";
     std::fwrite(whole.data(), 1, whole.size(), stderr);
     std::fflush(stderr);
 }

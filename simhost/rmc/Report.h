@@ -9,7 +9,7 @@ namespace simhost {
 
 class Report {
 public:
-    // `quiet` prints breaches only. Colours are for terminals.
+    // `quiet` prints violations only. Colours are for terminals.
     explicit Report(bool quiet);
 
     struct Arrival {
@@ -25,7 +25,7 @@ public:
     void shortPayload(const Arrival& arrival, const std::string& text);
     // Something that happened on the wire and is nobody's fault.
     void notice(const std::string& text);
-    void breach(const std::string& text);
+    void violation(const std::string& text);
 
 private:
     std::string paint(const char* colour, const std::string& text) const;

@@ -19,7 +19,7 @@ const char rmcControlHelp[] =
     "      [--of inventory|event|poll]\n"
     "      [--count K]            K (1) times; 0 for ever\n"
     "  answer normal              forget all of these\n"
-    "  wait inventory|event|poll|breach|abandoned|refused|attached|request N [--timeout S]\n"
+    "  wait inventory|event|poll|violation|abandoned|refused|attached|request N [--timeout S]\n"
     "                             until so many came in this run; status 4 when S (60) real\n"
     "                             seconds are over\n"
     "  quit                       end vok-rmc\n";
@@ -35,7 +35,7 @@ constexpr Counted counted[] = {
     {"inventory", [](const Controller& c) { return c.counts().inventories; }},
     {"event", [](const Controller& c) { return c.counts().events; }},
     {"poll", [](const Controller& c) { return c.counts().polls; }},
-    {"breach", [](const Controller& c) { return c.counts().breaches; }},
+    {"violation", [](const Controller& c) { return c.counts().violations; }},
     {"abandoned", [](const Controller& c) { return static_cast<unsigned long>(c.abandonedTransfers()); }},
     {"refused", [](const Controller& c) { return c.counts().refusedChunks; }},
     {"attached", [](const Controller& c) { return c.counts().attachments; }},
@@ -137,7 +137,7 @@ std::string RmcControl::status() const {
     shown["inventories"] = Json::UInt64(counts.inventories);
     shown["events"] = Json::UInt64(counts.events);
     shown["shortPayloads"] = Json::UInt64(counts.shortPayloads);
-    shown["breaches"] = Json::UInt64(counts.breaches);
+    shown["violations"] = Json::UInt64(counts.violations);
     shown["polls"] = Json::UInt64(counts.polls);
     shown["pollsOfSecondKind"] = Json::UInt64(counts.pollsOfSecondKind);
     shown["refusedChunks"] = Json::UInt64(counts.refusedChunks);

@@ -9,7 +9,7 @@
 #include <iostream>
 #include <thread>
 
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "common/RequestServer.h"
 #include "core/base/vokVersion.h"
 #include "rmc/Controller.h"
@@ -22,7 +22,7 @@ namespace {
 constexpr int ok = 0;
 constexpr int failed = 1;
 constexpr int badUsage = 2;
-constexpr int breachesSeen = 3;
+constexpr int violationsSeen = 3;
 
 struct RunOptions {
     std::string root;
@@ -37,7 +37,7 @@ int run(const RunOptions& options) {
     Controller::Settings settings;
     settings.index = IndexScheme::parse(options.index);
     settings.sizeLimit = options.sizeLimit;
-    settings.hostSocket = HostPlaces(std::filesystem::absolute(options.root).string()).controllerSocket();
+    settings.hostSocket = HostPaths(std::filesystem::absolute(options.root).string()).controllerSocket();
 
     Keeper keeper(options.out);
     Report report(options.quiet);
@@ -54,9 +54,9 @@ int run(const RunOptions& options) {
     std::fflush(stdout);
     loop.run();
     const ControllerCounts& counts = controller.counts();
-    std::printf("vok-rmc: %lu inventories, %lu events, %lu breaches\n", counts.inventories, counts.events,
-                counts.breaches);
-    return counts.breaches == 0 ? ok : breachesSeen;
+    std::printf("vok-rmc: %lu inventories, %lu events, %lu violations\n", counts.inventories, counts.events,
+                counts.violations);
+    return counts.violations == 0 ? ok : violationsSeen;
 }
 
 // One who waits for the controller may have come before it.
@@ -95,13 +95,13 @@ int runProgram(int count, char** arguments) {
     app.set_version_flag("--version", VOK_VERSION);
     app.footer(
         "Exit status: 0 in order, 1 failed, 2 wrong usage, 3 at the end of a run in which the protocol was\n"
-        "breached, 4 of a wait whose time was over. See \"vok-rmc control --help\".");
+        "violated, 4 of a wait whose time was over. See \"vok-rmc control --help\".");
 
     RunOptions options;
     CLI::App* runCommand = app.add_subcommand("run", "Be the controller until SIGTERM, SIGINT or \"quit\"");
     runCommand->add_option("--root", options.root, "Directory of the simulated host")->required();
     runCommand->add_option("--out", options.out, "Directory for what is received")->required();
-    runCommand->add_flag("--quiet", options.quiet, "Print breaches only");
+    runCommand->add_flag("--quiet", options.quiet, "Print violations only");
     runCommand
         ->add_option("--size-limit", options.sizeLimit, "Longest payload in bytes; longer gets status 8")
         ->capture_default_str();

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "common/ProgramPlaces.h"
+#include "common/ProgramPaths.h"
 #include "scenario/Player.h"
 #include "scenario/ScenarioReader.h"
 

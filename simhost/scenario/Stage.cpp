@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "common/FileDescriptor.h"
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "common/RequestServer.h"
 #include "common/Text.h"
 
@@ -90,7 +90,7 @@ Stage::~Stage() {
 }
 
 std::string Stage::hostControl(const std::vector<std::string>& words) const {
-    return ask(HostPlaces(settings_.root).controlSocket(), words, "the simulated host");
+    return ask(HostPaths(settings_.root).controlSocket(), words, "the simulated host");
 }
 
 Json::Value Stage::hostState() const {
@@ -109,7 +109,7 @@ Json::Value Stage::controllerStatus() const {
 void Stage::noteChange() {
     if (!settings_.controller.empty()) inventoriesAtChange_ = controllerStatus()["inventories"].asUInt64();
     std::error_code none;  // no command was run yet
-    const auto size = fs::file_size(HostPlaces(settings_.root).commandLog(), none);
+    const auto size = fs::file_size(HostPaths(settings_.root).commandLog(), none);
     commandsRead_ = none ? 0 : static_cast<std::streamoff>(size);
     hostTimeAtChange_ = hostState()["epochNanoseconds"].asInt64();
     changed_ = std::chrono::system_clock::now();
@@ -155,7 +155,7 @@ std::string Stage::inventoryFile() const {
 }
 
 std::optional<std::string> Stage::nextCommand() {
-    std::ifstream stream(HostPlaces(settings_.root).commandLog());
+    std::ifstream stream(HostPaths(settings_.root).commandLog());
     stream.seekg(commandsRead_);
     std::string line;
     if (!std::getline(stream, line) || stream.eof()) return std::nullopt;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "common/RequestServer.h"
 
 namespace {
@@ -37,7 +37,7 @@ int main(int count, char** arguments) {
     std::vector<std::string> words{std::filesystem::current_path(ignored).string()};
     words.insert(words.end(), arguments + 3, arguments + count);
     std::string error;
-    const auto answer = simhost::askServer(simhost::HostPlaces(arguments[2]).commandSocket(), words, error);
+    const auto answer = simhost::askServer(simhost::HostPaths(arguments[2]).commandSocket(), words, error);
     if (!answer) {
         print(stderr, std::string(arguments[3]) + ": no simulated host answers: " + error + "\n");
         return 127;

@@ -280,11 +280,11 @@ TEST_F(IpmiDevice, InventoriesAndEventsAreKeptAndTold) {
     EXPECT_EQ(directory.readFile("rmc/inventory-0001.json"), inventoryOf(2000));
     EXPECT_EQ(directory.readFile("rmc/inventory-0002.json"), inventoryOf(300));
     EXPECT_EQ(directory.readFile("rmc/events.jsonl"), event + "\n");
-    EXPECT_FALSE(directory.exists("rmc/breaches.log"));
+    EXPECT_FALSE(directory.exists("rmc/violations.log"));
     const Json::Value state = controllerState();
     EXPECT_EQ(state["inventories"].asInt(), 2);
     EXPECT_EQ(state["events"].asInt(), 1);
-    EXPECT_EQ(state["breaches"].asInt(), 0);
+    EXPECT_EQ(state["violations"].asInt(), 0);
     EXPECT_EQ(state["transfersInProgress"].asInt(), 0);
     EXPECT_EQ(state["requests"].asInt(), 36 + 4 + 6);
     EXPECT_THAT(controllerProgram.output(), HasSubstr("inventory 1: 2000 bytes in 36 chunks"));
@@ -306,7 +306,7 @@ TEST_F(IpmiDevice, ALargeInventoryArrivesWholeWithEveryScheme) {
     EXPECT_EQ(directory.readFile("rmc/inventory-0004.json"), inventoryOf(200000));
 }
 
-TEST_F(IpmiDevice, ABreachIsLoudAndMakesTheExitStatus3) {
+TEST_F(IpmiDevice, AViolationIsLoudAndMakesTheExitStatus3) {
     startHost();
     startController();
     const auto host = access();
@@ -314,21 +314,21 @@ TEST_F(IpmiDevice, ABreachIsLoudAndMakesTheExitStatus3) {
     Chunk chunk = firstChunk("MPEventGen", event);
     chunk[20] = 1;
     user.exchange(oem, 0x80, chunk);
-    EXPECT_EQ(waitFor("breach", 1), 0);
-    EXPECT_THAT(controllerProgram.errors(), HasSubstr("BREACH: byte 20 is 0x01"));
-    EXPECT_THAT(directory.readFile("rmc/breaches.log"), HasSubstr("byte 20 is 0x01"));
+    EXPECT_EQ(waitFor("violation", 1), 0);
+    EXPECT_THAT(controllerProgram.errors(), HasSubstr("VIOLATION: byte 20 is 0x01"));
+    EXPECT_THAT(directory.readFile("rmc/violations.log"), HasSubstr("byte 20 is 0x01"));
     EXPECT_EQ(controllerProgram.end(SIGINT), 3);
 }
 
-TEST_F(IpmiDevice, ABreachOfTheFormIsReportedToo) {
+TEST_F(IpmiDevice, AViolationOfTheFormIsReportedToo) {
     startHost();
     startController();
     const auto host = access();
     DeviceUser(*host).remoteCommand("MPEventGen", event + "\n");
-    EXPECT_EQ(waitFor("breach", 1), 0);
-    EXPECT_THAT(controllerProgram.errors(), HasSubstr("BREACH: event 1: the text is more than one line"));
+    EXPECT_EQ(waitFor("violation", 1), 0);
+    EXPECT_THAT(controllerProgram.errors(), HasSubstr("VIOLATION: event 1: the text is more than one line"));
     DeviceUser(*host).exchange(oem, 0x81, {1});
-    EXPECT_THAT(directory.readFile("rmc/breaches.log"), HasSubstr("poll with data"));
+    EXPECT_THAT(directory.readFile("rmc/violations.log"), HasSubstr("poll with data"));
 }
 
 TEST_F(IpmiDevice, TheDoorBellRingsOnceForEachRequest) {
@@ -364,7 +364,7 @@ TEST_F(IpmiDevice, AnyChunkIsRefusedOnRequest) {
     EXPECT_EQ(DeviceUser(*host).remoteCommand("WriteInventory", inventoryOf(1000)), 0);
     controllerControl({"answer", "normal"});
     const Json::Value state = controllerState();
-    EXPECT_EQ(state["breaches"].asInt(), 0);
+    EXPECT_EQ(state["violations"].asInt(), 0);
     EXPECT_EQ(state["inventories"].asInt(), 1);
     EXPECT_EQ(state["refusedChunks"].asInt(), 5);
 }
@@ -380,11 +380,11 @@ TEST_F(IpmiDevice, AnAgentThatGoesOnAfterAnAnswerWithoutDataIsRight) {
     controllerControl({"answer", "late", "300", "--at-chunk", "5"});
     EXPECT_EQ(DeviceUser(*host).remoteCommand("WriteInventory", inventoryOf(500)), 0);
     EXPECT_EQ(waitFor("inventory", 2), 0);
-    EXPECT_EQ(controllerState()["breaches"].asInt(), 0);
+    EXPECT_EQ(controllerState()["violations"].asInt(), 0);
     EXPECT_EQ(directory.readFile("rmc/inventory-0002.json"), inventoryOf(500));
 }
 
-TEST_F(IpmiDevice, ATransferThatBreaksOffIsToldAndIsNoBreach) {
+TEST_F(IpmiDevice, ATransferThatBreaksOffIsToldAndIsNoViolation) {
     startHost();
     startController();
     const auto host = access();
@@ -392,7 +392,7 @@ TEST_F(IpmiDevice, ATransferThatBreaksOffIsToldAndIsNoBreach) {
     EXPECT_EQ(waitFor("abandoned", 1), 0);
     EXPECT_THAT(controllerProgram.output(), HasSubstr("abandoned transfer: WriteInventory from process"));
     EXPECT_EQ(DeviceUser(*host).remoteCommand("MPEventGen", event), 0);
-    EXPECT_EQ(controllerState()["breaches"].asInt(), 0);
+    EXPECT_EQ(controllerState()["violations"].asInt(), 0);
 }
 
 TEST_F(IpmiDevice, AControllerThatComesInTheMiddleOfATransferBlamesNobody) {
@@ -407,7 +407,7 @@ TEST_F(IpmiDevice, AControllerThatComesInTheMiddleOfATransferBlamesNobody) {
     const auto reply = user.exchange(oem, 0x80, laterChunk(inventoryOf(1000), 90, 5)).data;
     ASSERT_EQ(reply.size(), 5u);
     EXPECT_EQ(reply[1], 3);
-    EXPECT_EQ(controllerState()["breaches"].asInt(), 0);
+    EXPECT_EQ(controllerState()["violations"].asInt(), 0);
 }
 
 TEST_F(IpmiDevice, ShortPayloadsAreKeptApart) {

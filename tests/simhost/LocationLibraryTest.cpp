@@ -46,7 +46,7 @@ protected:
         std::uint64_t code = 0xDEAD;
         EXPECT_EQ(init(&record, 2), 0);
         record = wanted;
-        EXPECT_EQ(encode(&record, &code), 0) << breaches();
+        EXPECT_EQ(encode(&record, &code), 0) << violations();
         return code;
     }
     std::int32_t refusalOf(const Record& wanted) {
@@ -58,7 +58,7 @@ protected:
         EXPECT_EQ(code, 0xDEADu);
         return result;
     }
-    std::string breaches() const { return directory.readFile("/run/simhost/physloc-breaches.log"); }
+    std::string violations() const { return directory.readFile("/run/simhost/physloc-violations.log"); }
 
     TemporaryDirectory directory;
     int (*init)(void*, int) = nullptr;
@@ -77,7 +77,7 @@ TEST_F(LocationLibrary, WritesThePlaceOfEachUnitOfTheFirstPlatformReadably) {
     EXPECT_EQ(codeOf({69, 0, 0, 0, 1, 5, 0, 0, 2, 0, 0, 3, 0, 0, 0, 0}), 0x269A001B05C20300u);
     EXPECT_EQ(codeOf({64, 0, 0, 0, 1, 5, 0, 0, 2, 0, 0, 3, 0, 2, 0, 0}), 0x264A001B05C20302u);
     EXPECT_EQ(codeOf({3, 0, 0, 0, 255, 99, 0, 0, 9, 0, 0, 99, 0, 99, 0, 0}), 0x203A255B99C99999u);
-    EXPECT_FALSE(directory.exists("/run/simhost/physloc-breaches.log"));
+    EXPECT_FALSE(directory.exists("/run/simhost/physloc-violations.log"));
 }
 
 TEST_F(LocationLibrary, WritesThePlaceOfEachUnitOfTheSecondPlatformReadably) {
@@ -88,7 +88,7 @@ TEST_F(LocationLibrary, WritesThePlaceOfEachUnitOfTheSecondPlatformReadably) {
     EXPECT_EQ(codeOf({45, 0, 0, 0, 12, 2, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0}), 0x345A012B02C00300u);
     EXPECT_EQ(codeOf({61, 0, 0, 0, 12, 2, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0}), 0x361A012B02C00300u);
     EXPECT_EQ(codeOf({53, 0, 0, 0, 12, 2, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0}), 0x353A012B02C00300u);
-    EXPECT_FALSE(directory.exists("/run/simhost/physloc-breaches.log"));
+    EXPECT_FALSE(directory.exists("/run/simhost/physloc-violations.log"));
 }
 
 TEST_F(LocationLibrary, ClearsTheWholeRecord) {
@@ -107,8 +107,8 @@ TEST_F(LocationLibrary, RefusesEveryVersionButTwo) {
         EXPECT_NE(init(&record, version), 0);
         record[0] = 3;
         EXPECT_EQ(encode(&record, &code), 2);
-        EXPECT_THAT(breaches(), HasSubstr("libvkloc0202.so: physloc_init_data: version " +
-                                          std::to_string(version) + ", not 2\n"));
+        EXPECT_THAT(violations(), HasSubstr("libvkloc0202.so: physloc_init_data: version " +
+                                            std::to_string(version) + ", not 2\n"));
     }
 }
 
@@ -125,7 +125,7 @@ TEST_F(LocationLibrary, RefusesARecordThatWasNotInitializedForThisOneEncoding) {
     EXPECT_EQ(encode(&record, &code), 0);
     EXPECT_EQ(encode(&record, &code), 2);
     EXPECT_THAT(
-        breaches(),
+        violations(),
         HasSubstr("libvkloc0202.so: physloc_encode: the record did not come from physloc_init_data\n"));
 }
 
@@ -134,8 +134,8 @@ TEST_F(LocationLibrary, RefusesTheOtherPlatformsKinds) {
     for (const int kind : {0, 48, 45, 61, 53, 255})
         EXPECT_EQ(refusalOf({static_cast<std::uint8_t>(kind)}), 3) << kind;
     EXPECT_EQ(refusalOf({3, 1}), 3);  // 259
-    EXPECT_THAT(breaches(), HasSubstr("no unit of this platform has the kind 48\n"));
-    EXPECT_THAT(breaches(), HasSubstr("no unit of this platform has the kind 259\n"));
+    EXPECT_THAT(violations(), HasSubstr("no unit of this platform has the kind 48\n"));
+    EXPECT_THAT(violations(), HasSubstr("no unit of this platform has the kind 259\n"));
 }
 
 TEST_F(LocationLibrary, RefusesTheFirstPlatformsKindsOnTheSecond) {
@@ -150,7 +150,8 @@ TEST_F(LocationLibrary, RefusesABeyondItsDigitsNumberAndAByteOfItsOwnThatIsNotZe
         Record record{3};
         record[at] = 1;
         EXPECT_EQ(refusalOf(record), 4) << at;
-        EXPECT_THAT(breaches(), HasSubstr("byte " + std::to_string(at) + " is the library's and not zero\n"));
+        EXPECT_THAT(violations(),
+                    HasSubstr("byte " + std::to_string(at) + " is the library's and not zero\n"));
     }
     constexpr struct {
         std::size_t at;
@@ -166,14 +167,14 @@ TEST_F(LocationLibrary, RefusesABeyondItsDigitsNumberAndAByteOfItsOwnThatIsNotZe
         Record record{3};
         record[row.at] = row.value;
         EXPECT_EQ(refusalOf(record), 5) << row.text;
-        EXPECT_THAT(breaches(), HasSubstr(row.text));
+        EXPECT_THAT(violations(), HasSubstr(row.text));
     }
 }
 
 TEST_F(LocationLibrary, TheSecondPlatformHasNoThirdLevel) {
     openSecond();
     EXPECT_EQ(refusalOf({3, 0, 0, 0, 1, 2, 0, 0, 1, 0, 0, 3}), 4);
-    EXPECT_THAT(breaches(), HasSubstr("byte 8 is not zero and this platform has no third level\n"));
+    EXPECT_THAT(violations(), HasSubstr("byte 8 is not zero and this platform has no third level\n"));
 }
 
 TEST_F(LocationLibrary, RefusesNullPointers) {
@@ -210,13 +211,13 @@ protected:
                      .addOnboardDevice("LAN r001u05p2i00", "0000:18:00.1")
                      .addEnd());
     }
-    std::string breaches() const {
-        return directory.readFile("/it's a \"host\"/run/simhost/physloc-breaches.log");
+    std::string violations() const {
+        return directory.readFile("/it's a \"host\"/run/simhost/physloc-violations.log");
     }
     vokPhysLocInterface& chosen() { return *vokPhysLocFactory::getPhysLocInterface(); }
 };
 
-TEST_F(LocationsOnAHost, EveryUnitOfTheFirstPlatformIsEncodedWithoutABreach) {
+TEST_F(LocationsOnAHost, EveryUnitOfTheFirstPlatformIsEncodedWithoutAViolation) {
     startHost();
     firstPlatform();
     EXPECT_EQ(chosen().getPhysLocLibraryName(), "libvkloc0202.so");
@@ -226,10 +227,10 @@ TEST_F(LocationsOnAHost, EveryUnitOfTheFirstPlatformIsEncodedWithoutABreach) {
     EXPECT_EQ(chosen().getPhysLocForChassisDriveSlot("0000:3b:00.0", 10), "256A001B05C21003");
     EXPECT_EQ(chosen().getPhysLocForExternalDrive("0000:3b:00.0"), "269A001B05C20300");
     EXPECT_EQ(chosen().getPhysLocForChassisStorageBackplane("0000:3b:00.0", 2), "264A001B05C20302");
-    EXPECT_EQ(breaches(), "");
+    EXPECT_EQ(violations(), "");
 }
 
-TEST_F(LocationsOnAHost, EveryUnitOfTheSecondPlatformIsEncodedWithoutABreach) {
+TEST_F(LocationsOnAHost, EveryUnitOfTheSecondPlatformIsEncodedWithoutAViolation) {
     startHost();
     firmware(SmBiosTable()
                  .addSystem("Maker", "7711PID03020101")
@@ -242,10 +243,10 @@ TEST_F(LocationsOnAHost, EveryUnitOfTheSecondPlatformIsEncodedWithoutABreach) {
     EXPECT_EQ(chosen().getPhysLocForChassisDriveSlot("0000:3b:00.0", 0), "345A001B02C00000");
     EXPECT_EQ(chosen().getPhysLocForExternalDrive("0000:3b:00.0"), "361A001B02C00300");
     EXPECT_EQ(chosen().getPhysLocForChassisStorageBackplane("0000:3b:00.0", 7), "353A001B02C00300");
-    EXPECT_EQ(breaches(), "");
+    EXPECT_EQ(violations(), "");
 }
 
-TEST_F(LocationsOnAHost, ManyThreadsEncodeWithoutABreach) {
+TEST_F(LocationsOnAHost, ManyThreadsEncodeWithoutAViolation) {
     startHost();
     firstPlatform();
     std::vector<std::thread> threads;
@@ -256,7 +257,7 @@ TEST_F(LocationsOnAHost, ManyThreadsEncodeWithoutABreach) {
                 EXPECT_EQ(chosen().getPhysLocForChassisDriveSlot("0000:3b:00.0", i), location);
         });
     for (auto& thread : threads) thread.join();
-    EXPECT_EQ(breaches(), "");
+    EXPECT_EQ(violations(), "");
 }
 
 TEST_F(LocationsOnAHost, AHostMayLackTheLibrary) {

@@ -30,62 +30,62 @@ std::string with(std::string text, const std::string& from, const std::string& t
     return text.replace(place, from.size(), to);
 }
 
-TEST(InventoryForm, AGoodOneHasNoBreach) {
-    EXPECT_THAT(checkInventory(goodInventory).breaches, IsEmpty());
+TEST(InventoryForm, AGoodOneHasNoViolation) {
+    EXPECT_THAT(checkInventory(goodInventory).violations, IsEmpty());
 }
 
 TEST(InventoryForm, IsOneLineOfSortedMembersWithoutBlanks) {
-    EXPECT_THAT(checkInventory(goodInventory + "\n").breaches, Contains(HasSubstr("more than one line")));
-    EXPECT_THAT(checkInventory(with(goodInventory, "\"Model\":", "\"Model\" : ")).breaches,
+    EXPECT_THAT(checkInventory(goodInventory + "\n").violations, Contains(HasSubstr("more than one line")));
+    EXPECT_THAT(checkInventory(with(goodInventory, "\"Model\":", "\"Model\" : ")).violations,
                 ElementsAre(HasSubstr("sorted members")));
     EXPECT_THAT(checkInventory(with(goodInventory, R"({"Health":"OK","State":"Online"})",
                                     R"({"State":"Online","Health":"OK"})"))
-                    .breaches,
+                    .violations,
                 ElementsAre(HasSubstr("sorted members")));
 }
 
 TEST(InventoryForm, IsJsonInUtf8) {
-    EXPECT_THAT(checkInventory("").breaches, Contains(HasSubstr("not JSON")));
-    EXPECT_THAT(checkInventory("{\"HostDataCollection\":").breaches, Contains(HasSubstr("not JSON")));
-    EXPECT_THAT(checkInventory("[1]").breaches, Contains(HasSubstr("not a JSON object")));
-    EXPECT_THAT(checkInventory(with(goodInventory, "X550", "\xFF")).breaches,
+    EXPECT_THAT(checkInventory("").violations, Contains(HasSubstr("not JSON")));
+    EXPECT_THAT(checkInventory("{\"HostDataCollection\":").violations, Contains(HasSubstr("not JSON")));
+    EXPECT_THAT(checkInventory("[1]").violations, Contains(HasSubstr("not a JSON object")));
+    EXPECT_THAT(checkInventory(with(goodInventory, "X550", "\xFF")).violations,
                 Contains("the text is not UTF-8"));
-    EXPECT_THAT(checkInventory(with(goodInventory, "X550", "\xC3\xA4")).breaches, IsEmpty());
-    EXPECT_THAT(checkInventory(with(goodInventory, "X550", "\\u00e4")).breaches, IsEmpty());
-    EXPECT_THAT(checkInventory(std::string(5000, '[')).breaches, Contains(HasSubstr("not JSON")));
-    EXPECT_THAT(checkInventory(with(goodInventory, "\"Oem\"", "\"EthernetDevices\"")).breaches,
+    EXPECT_THAT(checkInventory(with(goodInventory, "X550", "\xC3\xA4")).violations, IsEmpty());
+    EXPECT_THAT(checkInventory(with(goodInventory, "X550", "\\u00e4")).violations, IsEmpty());
+    EXPECT_THAT(checkInventory(std::string(5000, '[')).violations, Contains(HasSubstr("not JSON")));
+    EXPECT_THAT(checkInventory(with(goodInventory, "\"Oem\"", "\"EthernetDevices\"")).violations,
                 Contains(HasSubstr("not JSON")));  // a key twice
 }
 
 TEST(InventoryForm, HasTheKnownSectionsOnly) {
-    EXPECT_THAT(checkInventory(R"({"Other":1})").breaches,
+    EXPECT_THAT(checkInventory(R"({"Other":1})").violations,
                 ElementsAre("the inventory has no HostDataCollection",
                             "the inventory has a member Other that is not known"));
-    EXPECT_THAT(checkInventory(R"({"HostDataCollection":{"Oem":[1]}})").breaches,
+    EXPECT_THAT(checkInventory(R"({"HostDataCollection":{"Oem":[1]}})").violations,
                 ElementsAre("HostDataCollection: Oem is of another type"));
-    EXPECT_THAT(checkInventory(R"({"HostDataCollection":{"Processors":[1]}})").breaches,
+    EXPECT_THAT(checkInventory(R"({"HostDataCollection":{"Processors":[1]}})").violations,
                 ElementsAre("HostDataCollection has a member Processors that is not known"));
-    EXPECT_THAT(checkInventory(R"({"HostDataCollection":{"Volumes":[]}})").breaches,
+    EXPECT_THAT(checkInventory(R"({"HostDataCollection":{"Volumes":[]}})").violations,
                 ElementsAre("the section Volumes is empty, and would be left out"));
 }
 
-TEST(EventForm, AGoodOneHasNoBreach) {
-    EXPECT_THAT(checkEvent(goodEvent).breaches, IsEmpty());
+TEST(EventForm, AGoodOneHasNoViolation) {
+    EXPECT_THAT(checkEvent(goodEvent).violations, IsEmpty());
     EXPECT_THAT(checkEvent(with(goodEvent, R"("OSVersion":"7.0.3","Source":"VOK")",
                                 R"("OSVersion":"7.0.3","PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK",)"
                                 R"("VariableData":{"Type":"Drive"})"))
-                    .breaches,
+                    .violations,
                 IsEmpty());
 }
 
 TEST(EventForm, MembersHaveTheirTypes) {
-    EXPECT_THAT(checkEvent(with(goodEvent, "356", "\"356\"")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "356", "\"356\"")).violations,
                 ElementsAre("the event: ID is of another type"));
-    EXPECT_THAT(checkEvent(with(goodEvent, "104", "104.0")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "104", "104.0")).violations,
                 ElementsAre("the event: OSType is of another type"));
-    EXPECT_THAT(checkEvent(with(goodEvent, "\"HostName\":\"n\",", "")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "\"HostName\":\"n\",", "")).violations,
                 ElementsAre("the event has no HostName"));
-    EXPECT_THAT(checkEvent(with(goodEvent, "\"Source\":\"VOK\"", "\"Source\":\"VOK\",\"Zeal\":1")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "\"Source\":\"VOK\"", "\"Source\":\"VOK\",\"Zeal\":1")).violations,
                 ElementsAre("the event has a member Zeal that is not known"));
 }
 
@@ -93,22 +93,22 @@ TEST(EventForm, LocationsThatSayNothingAreLeftOut) {
     for (const char* none : {"", "Not Applicable", "Not Available", "NotApplicable", "NotAvailable"})
         EXPECT_THAT(checkEvent(with(goodEvent, "\"Source\"",
                                     std::string("\"PhysicalLocation\":\"") + none + "\",\"Source\""))
-                        .breaches,
+                        .violations,
                     ElementsAre(HasSubstr("PhysicalLocation")));
 }
 
 TEST(EventForm, HasOneAddressOrNoList) {
-    EXPECT_THAT(checkEvent(with(goodEvent, "\"10.1.2.3\"", "\"\"")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "\"10.1.2.3\"", "\"\"")).violations,
                 ElementsAre(HasSubstr("IPv4Addresses")));
-    EXPECT_THAT(checkEvent(with(goodEvent, "[{\"Address\":\"10.1.2.3\"}]", "[]")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "[{\"Address\":\"10.1.2.3\"}]", "[]")).violations,
                 ElementsAre(HasSubstr("IPv4Addresses")));
-    EXPECT_THAT(checkEvent(with(goodEvent, "\"IPv4Addresses\":[{\"Address\":\"10.1.2.3\"}],", "")).breaches,
+    EXPECT_THAT(checkEvent(with(goodEvent, "\"IPv4Addresses\":[{\"Address\":\"10.1.2.3\"}],", "")).violations,
                 IsEmpty());
 }
 
 TEST(EventForm, AnInjectedEventMayHaveAnyMembersButNotAnyForm) {
-    EXPECT_THAT(checkEvent(R"({"ID":708,"Source":"VOK-CLI","What":"ever"})").breaches, IsEmpty());
-    EXPECT_THAT(checkEvent(R"({"Source":"VOK-CLI","ID":708})").breaches, ElementsAre(HasSubstr("sorted")));
+    EXPECT_THAT(checkEvent(R"({"ID":708,"Source":"VOK-CLI","What":"ever"})").violations, IsEmpty());
+    EXPECT_THAT(checkEvent(R"({"Source":"VOK-CLI","ID":708})").violations, ElementsAre(HasSubstr("sorted")));
 }
 
 TEST(Utf8, RefusesOverlongFormsSurrogatesAndWhatIsCut) {

@@ -30,7 +30,7 @@ protected:
     ChunkOutcome sendAll(const std::string& name, const std::string& text, std::uint32_t descriptor = 1) {
         ChunkOutcome outcome = send(firstChunk(name, text), descriptor);
         for (std::size_t at = 33; at < text.size() + 1 && text.size() + 1 > 57; at += 57) {
-            EXPECT_THAT(outcome.breaches, IsEmpty());
+            EXPECT_THAT(outcome.violations, IsEmpty());
             EXPECT_FALSE(outcome.completed);
             outcome = send(laterChunk(text, at, outcome.nextIndex), descriptor);
         }
@@ -50,7 +50,7 @@ TEST_F(Receiver, PutsEveryLengthTogether) {
         index = static_cast<std::uint16_t>(length * 977);
         const std::string text = longText(length);
         const ChunkOutcome outcome = sendAll("WriteInventory", text);
-        ASSERT_THAT(outcome.breaches, IsEmpty()) << length;
+        ASSERT_THAT(outcome.violations, IsEmpty()) << length;
         ASSERT_TRUE(outcome.completed) << length;
         EXPECT_EQ(outcome.completed->payload, text);
         EXPECT_EQ(outcome.completed->name, "WriteInventory");
@@ -78,7 +78,7 @@ TEST_F(Receiver, AShortPayloadStandsOverTheNameAndIsToldApart) {
         for (std::size_t length = 0; length <= 56; ++length) {
             const std::string text = longText(length);
             const ChunkOutcome outcome = send(firstChunk(name, text));
-            ASSERT_THAT(outcome.breaches, IsEmpty()) << name << ' ' << length;
+            ASSERT_THAT(outcome.violations, IsEmpty()) << name << ' ' << length;
             ASSERT_TRUE(outcome.completed) << name << ' ' << length;
             EXPECT_TRUE(outcome.completed->isShort);
             EXPECT_EQ(outcome.completed->payload, text);
@@ -90,14 +90,14 @@ TEST_F(Receiver, AShortPayloadStandsOverTheNameAndIsToldApart) {
 TEST_F(Receiver, AnIndexOfZeroIsAsGoodAsAnyOther) {
     index = 0;
     const ChunkOutcome outcome = sendAll("WriteInventory", longText(500));
-    EXPECT_THAT(outcome.breaches, IsEmpty());
+    EXPECT_THAT(outcome.violations, IsEmpty());
     EXPECT_TRUE(outcome.completed);
 }
 
-TEST_F(Receiver, AnotherIndexThanTheReturnedOneIsABreachAndEndsTheCommand) {
+TEST_F(Receiver, AnotherIndexThanTheReturnedOneIsAViolationAndEndsTheCommand) {
     send(firstChunk("WriteInventory", longText(500)));
     const ChunkOutcome outcome = send(laterChunk(longText(500), 33, 0x1235));
-    EXPECT_THAT(outcome.breaches, ElementsAre(HasSubstr("has the index 4661, and 4660 was returned")));
+    EXPECT_THAT(outcome.violations, ElementsAre(HasSubstr("has the index 4661, and 4660 was returned")));
     EXPECT_EQ(outcome.status, 3);
     EXPECT_FALSE(receiver.inProgress());
 }
@@ -106,12 +106,12 @@ TEST_F(Receiver, AfterALostReplyTheIndexBeforeIsRight) {
     const std::string text = longText(500);
     send(firstChunk("WriteInventory", text));
     receiver.replyLost();
-    EXPECT_THAT(send(laterChunk(text, 33, 0)).breaches, IsEmpty());  // nothing came back yet
+    EXPECT_THAT(send(laterChunk(text, 33, 0)).violations, IsEmpty());  // nothing came back yet
     index = 0x7777;
-    EXPECT_THAT(send(laterChunk(text, 90, 0x1234)).breaches, IsEmpty());
+    EXPECT_THAT(send(laterChunk(text, 90, 0x1234)).violations, IsEmpty());
     receiver.replyLost();
-    EXPECT_THAT(send(laterChunk(text, 147, 0x1234)).breaches, IsEmpty());
-    EXPECT_THAT(send(laterChunk(text, 204, 0x7777)).breaches, IsEmpty());
+    EXPECT_THAT(send(laterChunk(text, 147, 0x1234)).violations, IsEmpty());
+    EXPECT_THAT(send(laterChunk(text, 204, 0x7777)).violations, IsEmpty());
 }
 
 struct BadChunk {
@@ -163,7 +163,7 @@ TEST_P(EachBadChunk, IsFound) {
         EXPECT_THAT(found, IsEmpty());
         if (i + 1 == bad.chunk) chunks[i][bad.byte] = bad.value;
         const ChunkOutcome outcome = send(chunks[i]);
-        found = outcome.breaches;
+        found = outcome.violations;
         found.insert(found.end(), outcome.notices.begin(), outcome.notices.end());
     }
     EXPECT_THAT(found, testing::Contains(HasSubstr(bad.complaint)));
@@ -176,33 +176,33 @@ INSTANTIATE_TEST_SUITE_P(Table, EachBadChunk, testing::ValuesIn(badChunks), [](c
     return name;
 });
 
-TEST_F(Receiver, AChunkOfAnotherSizeIsABreach) {
+TEST_F(Receiver, AChunkOfAnotherSizeIsAViolation) {
     for (const std::size_t size : {0u, 1u, 2u, 59u, 61u, 272u}) {
         Chunk chunk = firstChunk("WriteInventory", longText(100));
         chunk.resize(size, 0);
         const ChunkOutcome outcome = send(chunk);
         EXPECT_EQ(outcome.completionCode, 0xC7);
-        EXPECT_THAT(outcome.breaches,
+        EXPECT_THAT(outcome.violations,
                     ElementsAre(HasSubstr("a chunk of " + std::to_string(size) + " bytes")));
     }
 }
 
-TEST_F(Receiver, SomethingBehindAShortPayloadIsABreach) {
+TEST_F(Receiver, SomethingBehindAShortPayloadIsAViolation) {
     Chunk chunk = firstChunk("WriteInventory", "abc");
     chunk[40] = 1;
-    EXPECT_THAT(send(chunk).breaches, ElementsAre(HasSubstr("byte 40")));
+    EXPECT_THAT(send(chunk).violations, ElementsAre(HasSubstr("byte 40")));
     chunk = firstChunk("WriteInventory", longText(30));
     chunk[34] = 1;
-    EXPECT_THAT(send(chunk).breaches, ElementsAre(HasSubstr("byte 34")));
+    EXPECT_THAT(send(chunk).violations, ElementsAre(HasSubstr("byte 34")));
     chunk = firstChunk("MPEventGen", "abc");
     chunk[22] = 1;
-    EXPECT_THAT(send(chunk).breaches, ElementsAre(HasSubstr("byte 22")));
+    EXPECT_THAT(send(chunk).violations, ElementsAre(HasSubstr("byte 22")));
 }
 
 TEST_F(Receiver, AnUnknownCommandGetsStatus5) {
     const ChunkOutcome outcome = send(firstChunk("ReadWeather", longText(100)));
     EXPECT_EQ(outcome.status, 5);
-    EXPECT_THAT(outcome.breaches, IsEmpty());
+    EXPECT_THAT(outcome.violations, IsEmpty());
     EXPECT_FALSE(receiver.inProgress());
 }
 
@@ -230,79 +230,79 @@ TEST_F(Receiver, AFinishedCommandIsNotAbandoned) {
     EXPECT_EQ(receiver.abandoned(), 0u);
 }
 
-TEST_F(Receiver, ANewCommandOnAnotherDescriptorAbandonsTheOldWithoutABreach) {
+TEST_F(Receiver, ANewCommandOnAnotherDescriptorAbandonsTheOldWithoutAViolation) {
     send(firstChunk("WriteInventory", longText(100)), 1);
     const ChunkOutcome outcome = send(firstChunk("MPEventGen", longText(100)), 2);
-    EXPECT_THAT(outcome.breaches, IsEmpty());
+    EXPECT_THAT(outcome.violations, IsEmpty());
     EXPECT_THAT(outcome.notices, ElementsAre(HasSubstr("abandoned transfer")));
     EXPECT_TRUE(receiver.inProgress());
 }
 
-TEST_F(Receiver, ANewCommandOnTheSameDescriptorBeforeTheEndIsABreach) {
+TEST_F(Receiver, ANewCommandOnTheSameDescriptorBeforeTheEndIsAViolation) {
     send(firstChunk("WriteInventory", longText(100)));
-    EXPECT_THAT(send(firstChunk("WriteInventory", longText(100))).breaches,
+    EXPECT_THAT(send(firstChunk("WriteInventory", longText(100))).violations,
                 ElementsAre(HasSubstr("abandoned transfer")));
 }
 
-TEST_F(Receiver, ChunksOfTwoCommandsByTurnsAreABreach) {
+TEST_F(Receiver, ChunksOfTwoCommandsByTurnsAreAViolation) {
     const std::string text = longText(100);
     send(firstChunk("WriteInventory", text), 1);
     send(firstChunk("MPEventGen", text), 2);
     const ChunkOutcome outcome = send(laterChunk(text, 33, 0x1234), 1);
-    EXPECT_THAT(outcome.breaches, ElementsAre(HasSubstr("while another is on the wire")));
+    EXPECT_THAT(outcome.violations, ElementsAre(HasSubstr("while another is on the wire")));
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(send(laterChunk(text, 33, 0x1234), 2).breaches, IsEmpty());
+    EXPECT_THAT(send(laterChunk(text, 33, 0x1234), 2).violations, IsEmpty());
 }
 
-TEST_F(Receiver, AChunkBehindTheEndIsABreach) {
+TEST_F(Receiver, AChunkBehindTheEndIsAViolation) {
     sendAll("WriteInventory", longText(100));
-    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches,
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).violations,
                 ElementsAre(HasSubstr("behind the end of a command")));
 }
 
-TEST_F(Receiver, AChunkAfterARefusalIsABreach) {
+TEST_F(Receiver, AChunkAfterARefusalIsAViolation) {
     send(firstChunk("WriteInventory", longText(500)));
     receiver.refused();
     EXPECT_FALSE(receiver.inProgress());
-    EXPECT_THAT(send(laterChunk(longText(500), 33, 0x1234)).breaches,
+    EXPECT_THAT(send(laterChunk(longText(500), 33, 0x1234)).violations,
                 ElementsAre(HasSubstr("refused before")));
 }
 
-TEST_F(Receiver, AChunkBehindARefusedFirstOneIsABreach) {
+TEST_F(Receiver, AChunkBehindARefusedFirstOneIsAViolation) {
     send(firstChunk("ReadWeather", longText(100)));
-    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches,
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).violations,
                 ElementsAre(HasSubstr("refused before")));
 }
 
-TEST_F(Receiver, AChunkBehindAShortPayloadIsABreach) {
+TEST_F(Receiver, AChunkBehindAShortPayloadIsAViolation) {
     send(firstChunk("WriteInventory", longText(10)));
-    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches,
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).violations,
                 ElementsAre(HasSubstr("behind the end of a command")));
 }
 
-TEST_F(Receiver, ANameThatFillsItsFieldIsABreach) {
-    EXPECT_THAT(send(firstChunk("WriteInventoryAtOnce", longText(100))).breaches,
+TEST_F(Receiver, ANameThatFillsItsFieldIsAViolation) {
+    EXPECT_THAT(send(firstChunk("WriteInventoryAtOnce", longText(100))).violations,
                 ElementsAre(HasSubstr("byte 27")));  // without its NUL it reads as a short payload
     const ChunkOutcome outcome = send(firstChunk("WriteInventoryNow12", longText(100)), 2);
-    EXPECT_THAT(outcome.breaches, IsEmpty());
+    EXPECT_THAT(outcome.violations, IsEmpty());
     EXPECT_EQ(outcome.name, "WriteInventoryNow12");
 }
 
 TEST_F(Receiver, ANewCommandAfterARefusalIsNone) {
     send(firstChunk("WriteInventory", longText(500)));
     receiver.refused();
-    EXPECT_THAT(sendAll("WriteInventory", longText(500)).breaches, IsEmpty());
+    EXPECT_THAT(sendAll("WriteInventory", longText(500)).violations, IsEmpty());
 }
 
-TEST_F(Receiver, ALaterChunkAtTheStartOfADescriptorIsABreach) {
-    EXPECT_THAT(send(laterChunk(longText(100), 33, 0)).breaches,
+TEST_F(Receiver, ALaterChunkAtTheStartOfADescriptorIsAViolation) {
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0)).violations,
                 ElementsAre(HasSubstr("without a first one")));
 }
 
 TEST_F(Receiver, AChunkWhoseBeginningWasNotSeenIsNobodysFault) {
     skipRequests(1, 7);
     const ChunkOutcome outcome = send(laterChunk(longText(1000), 33, 99));
-    EXPECT_THAT(outcome.breaches, IsEmpty());
+    EXPECT_THAT(outcome.violations, IsEmpty());
     EXPECT_THAT(outcome.notices, ElementsAre(HasSubstr("before this controller was there")));
     EXPECT_EQ(outcome.status, 3);
 }
@@ -312,8 +312,8 @@ TEST_F(Receiver, ForgetsEverythingWhenTheHostIsGone) {
     ASSERT_TRUE(receiver.hostGone());
     EXPECT_FALSE(receiver.inProgress());
     skipRequests(1, 7);  // a new host counts its descriptors from the beginning
-    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).breaches, IsEmpty());
-    EXPECT_THAT(sendAll("WriteInventory", longText(100)).breaches, IsEmpty());
+    EXPECT_THAT(send(laterChunk(longText(100), 33, 0x1234)).violations, IsEmpty());
+    EXPECT_THAT(sendAll("WriteInventory", longText(100)).violations, IsEmpty());
 }
 
 }  // namespace

@@ -290,6 +290,51 @@ TEST_F(ScsiDeviceNode, ADescriptorThatDoesNotBlockIsWaitedForAllTheSame) {
     EXPECT_EQ(header.resid, 0);
 }
 
+// --- the form ---
+
+TEST(DeviceForm, IsPinnedToTheByte) {
+    EXPECT_EQ((DeviceMessage{0x11121314, DeviceKind::scsi, 0x16, "ab"}.encode()),
+              std::string("\x14\x13\x12\x11\x02\x16\0\0\0ab", 11));
+    ScsiRequest request;
+    request.command = std::string("\x12\0\0\0\x24\0", 6);
+    request.direction = ScsiDirection::fromDevice;
+    request.timeout = 60000;
+    request.room = 36;
+    request.senseRoom = 32;
+    EXPECT_EQ(request.encode(),
+              std::string("\x06\0\0\0\x12\0\0\0\x24\0\x01\x60\xEA\0\0\x24\0\0\0\x20\0\0\0\0", 24));
+    ScsiReply reply;
+    reply.status = 2;
+    reply.hostStatus = 0x0304;
+    reply.driverStatus = 8;
+    reply.duration = 0x11;
+    reply.residual = -2;
+    reply.sense = "s";
+    reply.data = "dd";
+    EXPECT_EQ(reply.encode(), std::string("\x02\x04\x03\x08\0\x11\0\0\0\xFE\xFF\xFF\xFF\x01\0\0\0s\x02\0\0\0"
+                                          "dd",
+                                          24));
+}
+
+TEST(DeviceForm, WhatIsCutOrTooLongIsNoRequest) {
+    ScsiRequest request;
+    request.command = "sixsix";
+    request.data = "data";
+    const std::string whole = request.encode();
+    ASSERT_TRUE(ScsiRequest::decode(whole));
+    for (std::size_t size = 0; size < whole.size(); ++size)
+        EXPECT_FALSE(ScsiRequest::decode(whole.substr(0, size))) << size;
+    EXPECT_FALSE(ScsiRequest::decode(whole + "x"));
+    request.room = (8u << 20) + 1;
+    EXPECT_FALSE(ScsiRequest::decode(request.encode()));
+    request.room = 0;
+    request.command = "five5";
+    EXPECT_FALSE(ScsiRequest::decode(request.encode()));
+    const std::string reply = ScsiReply().encode();
+    for (std::size_t size = 0; size < reply.size(); ++size)
+        EXPECT_FALSE(ScsiReply::decode(reply.substr(0, size))) << size;
+}
+
 // --- who is not the host-access module ---
 
 TEST_F(ScsiDeviceNode, WhatIsNoMessageCostsItsSenderTheConnectionAndNobodyElse) {

@@ -48,7 +48,7 @@ TEST_P(EachRefusal, EndsThePushAtOnceIsLoggedAndTheNextPushIsWhole) {
     EXPECT_EQ(controllerCount("requests") - controllerCount("polls"), 3) << "no chunk behind the refused one";
     EXPECT_EQ(controllerCount("inventories"), 0);
     expectRecovery(0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, EachRefusal, testing::ValuesIn(refusals),
@@ -84,7 +84,7 @@ TEST_F(TroubledController, AControllerThatComesLaterGetsTheInventoryWhenItRings)
     ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
     startController();
     expectRecovery(0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(TroubledController, AControllerThatDiesInTheMiddleOfAPushAndComesBackGetsTheNextOneWhole) {
@@ -115,7 +115,7 @@ TEST_F(TroubledController, ASlowControllerGetsEveryByteAllTheSame) {
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(TroubledController, TheDeviceNodeMayAppearOnlyAfterTheDriversAreBroughtUp) {

@@ -49,7 +49,7 @@ TEST_F(Endurance, AHundredPushesPollsAndBuildsLeaveNoDescriptorNoThreadAndNoMemo
         EXPECT_LE(residentKiB() - resident, 512);
     }
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(Endurance, TheAgentIsSmall) {

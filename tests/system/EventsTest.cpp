@@ -35,7 +35,7 @@ protected:
                at < account.find(second);
     }
     void expectNothingBrokenOrLost() {
-        EXPECT_EQ(controllerCount("breaches"), 0) << controllerProgram.errors();
+        EXPECT_EQ(controllerCount("violations"), 0) << controllerProgram.errors();
         EXPECT_EQ(controllerCount("abandonedTransfers"), 0);
         EXPECT_EQ(controllerCount("transfersInProgress"), 0);
         EXPECT_EQ(controllerCount("shortPayloads"), 0);

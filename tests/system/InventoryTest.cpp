@@ -23,13 +23,13 @@ constexpr char wholeDocument[] =
     R"("OSName":"VMwareESXi","OSSoftwareSummary":{"VokSwVersion":"3.3.2.1"},"OSType":104,)"
     R"("OSVersion":"7.0.3"}}}})";
 
-TEST_F(Inventory, TheFirstOneArrivesWholeByteForByteAndNothingIsBreached) {
+TEST_F(Inventory, TheFirstOneArrivesWholeByteForByteAndNothingIsViolated) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
     EXPECT_EQ(withoutTimeOfCollection(inventoryText(1)), wholeDocument);
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
     EXPECT_EQ(controllerCount("inventories"), 1);
     EXPECT_EQ(controllerProgram.end(SIGTERM), 0);
 }
@@ -46,7 +46,7 @@ TEST_F(Inventory, TheDoorBellBringsASecondOneThatTellsWhatHasChanged) {
     ASSERT_EQ(waitFor("inventory", 2), 0);
     EXPECT_NE(inventoryText(2).find(R"({"Address":"10.77.1.2"})"), std::string::npos) << inventoryText(2);
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(Inventory, TheTimerBringsOneEachIntervalWithoutARing) {
@@ -107,7 +107,7 @@ TEST_F(Inventory, ANodeWithNothingInItStillTellsOfItself) {
     EXPECT_NE(inventoryText(1).find(R"("IPv4Addresses":[{"Address":"127.0.0.1"}])"), std::string::npos)
         << inventoryText(1);
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(Inventory, AHostWithoutTheMemoryToolSaysSoOnceAndTellsTheRest) {

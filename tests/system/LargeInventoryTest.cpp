@@ -29,7 +29,7 @@ TEST_P(LargeInventory, ArrivesWholeByteForByte) {
     ASSERT_EQ(waitFor("inventory", 1), 0);
     EXPECT_TRUE(inventoryText(1) == document)
         << "of " << document.size() << " bytes came " << inventoryText(1).size();
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
     // 33 bytes in the first request, 57 in each further one, the NUL at the end.
     EXPECT_EQ(static_cast<std::size_t>(controllerCount("requests")),
               1 + (document.size() + 1 - 33 + 56) / 57);

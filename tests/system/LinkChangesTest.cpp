@@ -47,9 +47,9 @@ protected:
                                       R"("EventTime":"TIME")");
         return texts;
     }
-    void expectAGracefulEndWithoutABreach() {
+    void expectAGracefulEndWithoutAViolation() {
         EXPECT_EQ(stopAgent(), 0);
-        EXPECT_EQ(controllerCount("breaches"), 0) << controllerProgram.errors();
+        EXPECT_EQ(controllerCount("violations"), 0) << controllerProgram.errors();
         EXPECT_EQ(controllerCount("abandonedTransfers"), 0);
         EXPECT_EQ(timesLogged("FAILURE in logging event to RMC"), 0);
     }
@@ -133,7 +133,7 @@ TEST_P(OnEachPlatform, ALinkLostAndRestoredAndUnknownAndBackAreFourEventsInTheir
     EXPECT_EQ(eventsWithoutTheirTime(),
               (std::vector<std::string>{event("1384", "0", lost), event("1390", node.speed, ""),
                                         event("678", "0", failed), event("680", node.speed, "")}));
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEventButInTheNextInventory) {
@@ -171,7 +171,7 @@ TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEven
               std::string::npos)
         << inventoryText(3);
     EXPECT_EQ(events(), std::vector<int>());
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 TEST_P(OnEachPlatform, ATestEventTellsOfASampleAdapterAtTheLocationThatTheClientNames) {
@@ -196,7 +196,7 @@ TEST_P(OnEachPlatform, ATestEventTellsOfASampleAdapterAtTheLocationThatTheClient
     EXPECT_NE(eventTexts().at(4).find(R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK-CLI")"),
               std::string::npos)
         << eventTexts().at(4);
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 INSTANTIATE_TEST_SUITE_P(Nodes, OnEachPlatform, testing::ValuesIn(nodes), [](const auto& row) {
@@ -235,7 +235,7 @@ TEST_F(LinkChanges, AreToldInTheOrderOfTheHostsListWhenOneBuildFindsSeveral) {
     EXPECT_NE(texts.at(0).find(R"("DeviceName":"vmnic0")"), std::string::npos) << texts[0];
     EXPECT_NE(texts.at(1).find(R"("DeviceName":"vmnic1")"), std::string::npos) << texts[1];
     EXPECT_NE(texts.at(2).find(R"("DeviceName":"vmnic3")"), std::string::npos) << texts[2];
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 TEST_F(LinkChanges, ALinkThatFlapsBetweenTwoLooksGoesUnseen) {
@@ -246,7 +246,7 @@ TEST_F(LinkChanges, ALinkThatFlapsBetweenTwoLooksGoesUnseen) {
     });
     waitForALook();
     EXPECT_EQ(events(), std::vector<int>());
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 // A wake that comes a second late polls nothing, so the rare one is made up for by the next build.
@@ -266,7 +266,7 @@ TEST_F(LinkChanges, ThePollTenSecondsBehindABuildFindsThemLongBeforeTheNextBuild
               std::string::npos)
         << "the build is the poll's";
     EXPECT_LE(timesLogged("NIC_RM: Polling for interface link state change."), timesLogged(built));
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 TEST_F(LinkChanges, AControllerThatTakesAnEventSlowlyHoldsNoReaderOfTheInventory) {
@@ -293,7 +293,7 @@ TEST_F(LinkChanges, AControllerThatTakesAnEventSlowlyHoldsNoReaderOfTheInventory
     EXPECT_TRUE(waitUntil([this] {
         return inventoryText(controllerCount("inventories")).find("Linkdown") != std::string::npos;
     }));
-    expectAGracefulEndWithoutABreach();
+    expectAGracefulEndWithoutAViolation();
 }
 
 }  // namespace

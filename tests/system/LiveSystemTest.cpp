@@ -61,7 +61,7 @@ TEST_F(LiveSystem, TheControllerReceivesTheAdaptersOfThisMachine) {
     }
     EXPECT_EQ(received, expected);
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
     EXPECT_TRUE(fs::exists("/sys/class/net"));
 }
 
@@ -81,7 +81,7 @@ TEST_F(LiveSystem, AChangeOfTheMachinesLinkBecomesAnEvent) {
     ASSERT_EQ(waitFor("event", 1), 0);
     EXPECT_EQ(events(), std::vector<int>{1384});
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ protected:
             EXPECT_EQ(oem["Description"], expected[i].description);
             EXPECT_EQ(oem["PhysicalLocation"], expected[i].location);
         }
-        EXPECT_EQ(hostFile("/run/simhost/physloc-breaches.log"), "");
+        EXPECT_EQ(hostFile("/run/simhost/physloc-violations.log"), "");
     }
 };
 

@@ -35,7 +35,7 @@ TEST_F(DemoScenes, ArePlayedToTheEndOnAHostWithoutAdapters) {
           "\n9. The agent stops gracefully, and leaves its record for the next start\n",
           "   current_start 0\n"})
         EXPECT_THAT(ran.output, HasSubstr(line));
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
     EXPECT_EQ(startupRecord()["current_start"], 0);
 }
 

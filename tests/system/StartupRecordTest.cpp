@@ -47,7 +47,7 @@ TEST_F(StartupRecord, AcrossALifeTellsEachRestartForWhatItWas) {
     runUntilSettled();
     EXPECT_EQ(events(), (Events{359, 356, 360, 356})) << "it was stopped and started by hand";
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(StartupRecord, IsWrittenBeforeAnythingElseHappens) {
@@ -99,7 +99,7 @@ TEST_P(RecordLeft, BringsItsEventsAtTheNextStart) {
     ASSERT_EQ(waitFor("inventory", 1), 0);
     EXPECT_EQ(events(), GetParam().events);
     EXPECT_EQ(stopAgent(), 0);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -64,7 +64,7 @@ TEST_F(Stopping, DuringAPushLetsThePushFinish) {
     ASSERT_EQ(waitFor("request", 4), 0);
     expectGracefulEnd(stopAgent());
     EXPECT_EQ(controllerCount("inventories"), 1);
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(Stopping, DuringADoorBellPollLetsThePollFinish) {
@@ -74,7 +74,7 @@ TEST_F(Stopping, DuringADoorBellPollLetsThePollFinish) {
     controllerControl({"answer", "late", "700", "--of", "poll"});
     ASSERT_EQ(waitFor("poll", controllerCount("polls") + 1), 0);
     expectGracefulEnd(stopAgent());
-    EXPECT_EQ(controllerCount("breaches"), 0);
+    EXPECT_EQ(controllerCount("violations"), 0);
 }
 
 TEST_F(Stopping, BeforeTheBootVerdictWaitsForIt) {

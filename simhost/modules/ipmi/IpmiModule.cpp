@@ -18,7 +18,7 @@ class IpmiState : public ModuleState {
 public:
     explicit IpmiState(SimulatedHost& host)
         : machines_(host.settings().machinesIpmi),
-          driver_(host.loop(), {host.places().ipmiDevice(), host.places().controllerSocket()},
+          driver_(host.loop(), {host.paths().ipmiDevice(), host.paths().controllerSocket()},
                   host.description().nodeName, host.settings().ipmiPatience) {
         driver_.setPresent(!machines_);
     }

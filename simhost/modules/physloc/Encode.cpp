@@ -25,7 +25,7 @@ constexpr std::size_t thirdLevelAt = 8;
 constexpr std::size_t ownBytes[] = {6, 7, 9, 10, 12, 14, 15};
 
 Result refuse(Result result, const std::string& text) {
-    reportBreach("physloc_encode: " + text);
+    reportViolation("physloc_encode: " + text);
     return result;
 }
 

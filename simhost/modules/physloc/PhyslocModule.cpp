@@ -22,7 +22,7 @@ void libraryCommand(SimulatedHost& host, Words& words) {
         throw UsageError("the host has no library \"" + name + "\"");
     const std::string how = words.next("present, absent or without-encoder");
     words.end();
-    const std::string& root = host.places().root;
+    const std::string& root = host.paths().root;
     if (how == "present")
         linkLibrary(root, name, name);
     else if (how == "absent")

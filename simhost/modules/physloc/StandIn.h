@@ -7,7 +7,7 @@
 //     RRR rack   SS second level                       XX  sub-location
 //
 // All are decimal; A, B and C only part them. What is wrong with a record is a result other than 0 and a line
-// in the host's log of breaches.
+// in the host's log of violations.
 #pragma once
 
 #include <cstddef>
@@ -44,8 +44,8 @@ extern const Platform platform;
 // The record that this thread has had initialized and not encoded yet; null for none.
 extern thread_local const std::uint8_t* initializedRecord;
 
-// One line in run/simhost/physloc-breaches.log of the host whose lib this library lies in. Outside of a
+// One line in run/simhost/physloc-violations.log of the host whose lib this library lies in. Outside of a
 // simulated host there is no such file and nothing is written.
-void reportBreach(const std::string& text);
+void reportViolation(const std::string& text);
 
 }  // namespace physloc

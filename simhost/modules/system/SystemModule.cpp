@@ -161,7 +161,7 @@ public:
     }
     void show(SimulatedHost& host, Json::Value& shown) const override {
         shown["nodeName"] = host.description().nodeName;
-        shown["root"] = host.places().root;
+        shown["root"] = host.paths().root;
         const std::int64_t wall = host.wall();
         shown["wallClock"] = summaryStamp(wall);
         shown["epoch"] = Json::Int64(wall / nanosecondsInSecond);

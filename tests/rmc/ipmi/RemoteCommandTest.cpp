@@ -42,7 +42,7 @@ public:
     }
 
     std::vector<std::string> payloads;  // without the final NUL
-    std::vector<std::string> breaches;
+    std::vector<std::string> violations;
     int chunks = 0;
     unsigned char completionCode = 0;
     unsigned char finalStatus = 0;
@@ -74,7 +74,7 @@ private:
         expected = 0;
     }
     void check(bool good, const char* what) {
-        if (!good) breaches.push_back(std::string(what) + " in chunk " + std::to_string(chunks));
+        if (!good) violations.push_back(std::string(what) + " in chunk " + std::to_string(chunks));
     }
 
     std::mt19937 random{4711};
@@ -119,7 +119,7 @@ std::vector<unsigned char> bytes(const std::string& text) {
 TEST_F(RemoteCommand, EveryLengthThatFillsMoreThanAChunkArrivesWhole) {
     for (std::size_t length = 57; length <= 300; ++length) {
         ASSERT_EQ(send(textOf(length)), 0);
-        ASSERT_THAT(controller.breaches, ElementsAre()) << length;
+        ASSERT_THAT(controller.violations, ElementsAre()) << length;
         ASSERT_EQ(controller.payloads.back(), textOf(length));
         ASSERT_EQ(controller.expected, 0U) << "a chunk is missing at length " << length;
         const int expectedChunks = 1 + static_cast<int>((length + 1 - 33 + 56) / 57);
@@ -131,7 +131,7 @@ TEST_F(RemoteCommand, EveryLengthThatFillsMoreThanAChunkArrivesWhole) {
 
 TEST_F(RemoteCommand, AMebibyteArrivesWhole) {
     ASSERT_EQ(send(textOf(1048576)), 0);
-    EXPECT_THAT(controller.breaches, ElementsAre());
+    EXPECT_THAT(controller.violations, ElementsAre());
     ASSERT_EQ(controller.payloads.size(), 1U);
     EXPECT_TRUE(controller.payloads[0] == textOf(1048576));
     EXPECT_EQ(controller.chunks, 18397);
@@ -395,7 +395,7 @@ TEST_F(RemoteCommand, CommandsOfTwoThreadsNeverMix) {
             for (int j = 0; j < 20; ++j) send(textOf(500));
         });
     for (auto& thread : threads) thread.join();
-    EXPECT_THAT(controller.breaches, ElementsAre());
+    EXPECT_THAT(controller.violations, ElementsAre());
     EXPECT_EQ(controller.payloads.size(), 80U);
 }
 

@@ -1,12 +1,12 @@
-// Where the parts of a simulated host lie under its root.
+// The paths of the parts of a simulated host under its root.
 #pragma once
 
 #include <string>
 
 namespace simhost {
 
-struct HostPlaces {
-    explicit HostPlaces(const std::string& hostRoot) : root(hostRoot) {}
+struct HostPaths {
+    explicit HostPaths(const std::string& hostRoot) : root(hostRoot) {}
 
     std::string root;
     std::string run() const { return root + "/run/simhost"; }
@@ -16,7 +16,7 @@ struct HostPlaces {
     std::string controlSocket() const { return run() + "/control.sock"; }
     std::string controllerSocket() const { return run() + "/controller.sock"; }
     std::string librarySocket() const { return run() + "/library.sock"; }
-    std::string locationBreaches() const { return run() + "/physloc-breaches.log"; }
+    std::string locationViolations() const { return run() + "/physloc-violations.log"; }
     std::string bootId() const { return run() + "/boot-id"; }
     std::string commandLog() const { return run() + "/commands.log"; }
     std::string ipmiDevice() const { return root + "/dev/ipmi0"; }

@@ -1,4 +1,4 @@
-#include "common/ProgramPlaces.h"
+#include "common/ProgramPaths.h"
 
 #include <filesystem>
 

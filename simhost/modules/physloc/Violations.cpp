@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "common/FileDescriptor.h"
-#include "common/HostPlaces.h"
+#include "common/HostPaths.h"
 #include "modules/physloc/StandIn.h"
 
 namespace physloc {
@@ -19,12 +19,12 @@ std::string ownPlace() {
 
 }  // namespace
 
-void reportBreach(const std::string& text) {
+void reportViolation(const std::string& text) {
     const std::string place = ownPlace();
     const auto name = place.rfind('/');
     const auto lib = name == std::string::npos || name == 0 ? name : place.rfind('/', name - 1);
     if (name == std::string::npos || lib == std::string::npos) return;
-    const std::string log = simhost::HostPlaces(place.substr(0, lib)).locationBreaches();
+    const std::string log = simhost::HostPaths(place.substr(0, lib)).locationViolations();
     const simhost::FileDescriptor file(
         ::open(log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
     if (!file) return;

@@ -1,5 +1,6 @@
 // The rules of an Ethernet adapter: any words of the interface list give a state and a health that have
-// texts, and every change of texts a condition of its table. The input is six lines.
+// texts, and every change of them the condition of its table. The input is four lines: link and
+// administrative status, now and before.
 #include <cctype>
 #include <vector>
 
@@ -21,13 +22,27 @@ int restatedStatus(const std::string& link, const std::string& admin) {
     return isWord(link, "down") ? 4 : isWord(link, "unknown") ? 3 : 1;
 }
 
-int restatedCondition(const std::string& state, const std::string& health, const std::string& oldState,
-                      const std::string& oldHealth) {
-    if (state == "Linkdown") return 4;
-    if (state == "Offline" && health == "Critical") return 3;
-    if (state == "Online" && oldState == "Linkdown") return 2;
-    if (state == "Online" && oldState == "Offline" && oldHealth == "Critical") return 1;
-    return -1;
+struct Condition {
+    VOK_RESOURCE_STATE state = VOK_STATE_UNKNOWN;
+    VOK_RESOURCE_HEALTH health = VOK_HEALTH_CRITICAL;
+};
+
+Condition conditionOf(const std::string& link, const std::string& admin) {
+    const int status = NICPhysicalAdapter::get_adapter_status(link.c_str(), admin.c_str());
+    require(status == restatedStatus(link, admin));
+    Condition condition;
+    NICPhysicalAdapter::setNICStateHealthValues(status, condition.state, condition.health);
+    require(vokResourceStateMap[condition.state] && vokResourceHealthMap[condition.health]);
+    require((condition.health == VOK_HEALTH_CRITICAL) == (status == 3));
+    return condition;
+}
+
+int restatedChange(const Condition& now, const Condition& before) {
+    if (now.state == VOK_STATE_LINKDOWN) return 4;
+    if (now.state == VOK_STATE_OFFLINE && now.health == VOK_HEALTH_CRITICAL) return 3;
+    if (now.state != VOK_STATE_ONLINE) return -1;
+    if (before.state == VOK_STATE_LINKDOWN) return 2;
+    return before.state == VOK_STATE_OFFLINE && before.health == VOK_HEALTH_CRITICAL ? 1 : -1;
 }
 
 }  // namespace
@@ -39,22 +54,18 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::vector<std::string> lines;
-    for (std::string rest = textOf(data, size).c_str(); lines.size() < 6;) {
+    for (std::string rest = textOf(data, size).c_str(); lines.size() < 4;) {
         auto [line, after] = firstLineAndRest(rest);
         lines.push_back(std::move(line));
         rest = std::move(after);
     }
-    const int status = NICPhysicalAdapter::get_adapter_status(lines[0].c_str(), lines[1].c_str());
-    require(status == restatedStatus(lines[0], lines[1]));
-    VOK_RESOURCE_STATE state = VOK_STATE_UNKNOWN;
-    VOK_RESOURCE_HEALTH health = VOK_HEALTH_CRITICAL;
-    NICPhysicalAdapter::setNICStateHealthValues(status, state, health);
-    require(vokResourceStateMap[state] && vokResourceHealthMap[health]);
-    require((health == VOK_HEALTH_CRITICAL) == (status == 3));
+    const Condition now = conditionOf(lines[0], lines[1]);
+    const Condition before = conditionOf(lines[2], lines[3]);
 
     int condition = 0;
-    NICPhysicalAdapter::fetchNICAdapterCondition(lines[2], lines[3], lines[4], lines[5], "vmnic0", condition);
-    require(condition == restatedCondition(lines[2], lines[3], lines[4], lines[5]));
+    NICPhysicalAdapter::fetchNICAdapterCondition(now.state, now.health, before.state, before.health, "vmnic0",
+                                                 condition);
+    require(condition == restatedChange(now, before));
     int eventId = -1;
     bool isService = true;
     NICPhysicalAdapter::setEventAttributes(condition, eventId, isService);

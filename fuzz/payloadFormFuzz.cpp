@@ -10,11 +10,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text = textOf(data, size);
     const simhost::FormFindings event = simhost::checkEvent(text);
     require(event.value.isNull() || event.value.isObject());
-    for (const std::string& breach : event.breaches) require(!breach.empty());
-    if (event.value.isNull()) require(!event.breaches.empty());
-    if (!event.breaches.empty()) return 0;
+    for (const std::string& violation : event.violations) require(!violation.empty());
+    if (event.value.isNull()) require(!event.violations.empty());
+    if (!event.violations.empty()) return 0;
     require(simhost::isUtf8(text) && text.find('\n') == std::string::npos);
     // What the agent makes of it has no complaint either.
-    require(simhost::checkEvent(vokJsonText(event.value)).breaches.empty());
+    require(simhost::checkEvent(vokJsonText(event.value)).violations.empty());
     return 0;
 }

@@ -21,14 +21,14 @@ std::uint16_t nextIndex(std::size_t chunk) {
 }
 
 void requireSound(const ChunkOutcome& outcome, const RemoteCommandReceiver& receiver) {
-    for (const auto& texts : {outcome.breaches, outcome.notices})
+    for (const auto& texts : {outcome.violations, outcome.notices})
         for (const std::string& text : texts) require(!text.empty());
     if (outcome.completionCode != 0) {
-        require(!outcome.completed && !outcome.breaches.empty());
+        require(!outcome.completed && !outcome.violations.empty());
         return;
     }
     if (outcome.status != simhost::chunkTaken) require(!outcome.completed);
-    if (outcome.status != simhost::chunkTaken) require(!outcome.breaches.empty() || !outcome.notices.empty());
+    if (outcome.status != simhost::chunkTaken) require(!outcome.violations.empty() || !outcome.notices.empty());
     if (!outcome.completed) return;
     require(!receiver.inProgress());
     require(outcome.completed->isShort == outcome.completed->name.empty());
@@ -91,9 +91,9 @@ void sendFaultlessly(const std::uint8_t* data, std::size_t size) {
         packet.data = laterChunk(text, at, outcome.nextIndex);
         ++packet.ordinal;
         outcome = receiver.take(packet);
-        require(outcome.breaches.empty() && outcome.notices.empty());
+        require(outcome.violations.empty() && outcome.notices.empty());
     }
-    require(outcome.breaches.empty() && outcome.completed->payload == text && !receiver.inProgress());
+    require(outcome.violations.empty() && outcome.completed->payload == text && !receiver.inProgress());
     require(outcome.completed->name == (text.size() < 57 ? "" : "MPEventGen"));
 }
 

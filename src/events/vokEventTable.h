@@ -85,12 +85,15 @@ constexpr const vokEventOwner* vokFindEventOwner(int type) {
 }
 
 // True if each row of a decision table that raises events names, as its `eventId`, one that `owner` raises. 0
-// stands for no event.
+// stands for no event. No pointer into the table is compared with null, which is no constant expression under
+// UndefinedBehaviorSanitizer.
 template <typename Row, std::size_t count>
 constexpr bool vokRaisesEventsOf(vokEventType owner, const Row (&rows)[count]) {
     for (const Row& row : rows) {
-        const vokEventNumber* const number = vokFindEventNumber(row.eventId);
-        if (row.eventId != 0 && (!number || number->type != owner)) return false;
+        bool isRaised = row.eventId == 0;
+        for (const vokEventNumber& number : vokEventTable)
+            isRaised = isRaised || (number.id == row.eventId && number.type == owner);
+        if (!isRaised) return false;
     }
     return true;
 }

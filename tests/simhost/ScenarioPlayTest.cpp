@@ -1,6 +1,7 @@
 // Scenarios played on a real simulated host. The test itself is the agent that sends events; the player
 // starts and stops a stand-in for it.
 #include <gmock/gmock.h>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -35,7 +36,7 @@ protected:
         // Its process id, so that a test can see whether it is there; it ends with status 0 when it is told
         // to.
         standIn("vokd",
-                "echo $$ >'" + work() + "/agent'; trap 'exit 0' TERM\nwhile :; do sleep 0.02; done\n");
+                "trap 'exit 0' TERM; echo $$ >'" + work() + "/agent'\nwhile :; do sleep 0.02; done\n");
         startHost({"--speed", "1000"});
         startController();
         fs::create_directory(work());
@@ -67,10 +68,11 @@ protected:
         }
         return ran;
     }
-    // The same in the background; the test goes on when the scene's first step is over.
-    RunningProgram begin(const std::string& steps) const {
+    // The same in the background; the test goes on after `first`, which are steps that end in a comma.
+    RunningProgram begin(const std::string& steps, const std::string& first = "") const {
         return {directory.path(), "play",
-                command(R"({"scenes": [{"title": "T", "steps": [{"say": "now"}, )" + steps + "]}]}"),
+                command(R"({"scenes": [{"title": "T", "steps": [)" + first + R"({"say": "now"}, )" + steps +
+                        "]}]}"),
                 "   now\n"};
     }
     void send(const std::string& text) {
@@ -81,6 +83,12 @@ protected:
         int process = 0;
         std::ifstream(work() + "/agent") >> process;
         return process > 0 && ::kill(process, 0) == 0;
+    }
+    bool agentStarts() const {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!agentRuns() && std::chrono::steady_clock::now() < limit)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return agentRuns();
     }
 };
 
@@ -111,9 +119,9 @@ TEST_F(ScenarioPlay, FailsWhenTheHostRefusesACommand) {
 }
 
 TEST_F(ScenarioPlay, AnExpectedEventIsShownAndTimed) {
-    RunningProgram player = begin(R"({"host": ["nic", "vmnic0", "link", "down"], "shown": false},
-        {"expect": [{"ID": 1384, "DeviceName": "vmnic0"}], "hostSeconds": 5000, "timed": "after ${took} s, ${tookHost} s"},
-        {"say": "events so far: ${events}"})");
+    RunningProgram player = begin(R"({"expect": [{"ID": 1384, "DeviceName": "vmnic0"}], "hostSeconds": 5000,
+        "timed": "after ${took} s, ${tookHost} s"}, {"say": "events so far: ${events}"})",
+                                  R"({"host": ["nic", "vmnic0", "link", "down"], "shown": false},)");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     send(event(1384, "vmnic0"));
     EXPECT_EQ(player.end(0), 0) << player.errors();
@@ -164,10 +172,9 @@ TEST_F(ScenarioPlay, EventsOfAnEarlierPlayAreNotExpectedAgain) {
 }
 
 TEST_F(ScenarioPlay, WaitsForTheInventoryAfterAChange) {
-    RunningProgram player =
-        begin(R"({"controller": ["ring"], "shown": false}, {"await": "inventory", "hostSeconds": 5000},
-        {"inventoryHolds": {"HostName": "n", "OSType": "104"}}, {"inventoryLacks": {"HostName": "m"}})");
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    RunningProgram player = begin(R"({"await": "inventory", "hostSeconds": 5000},
+        {"inventoryHolds": {"HostName": "n", "OSType": "104"}}, {"inventoryLacks": {"HostName": "m"}})",
+                                  R"({"controller": ["ring"], "shown": false},)");
     const auto host = access();
     ASSERT_EQ(DeviceUser(*host).remoteCommand(
                   "WriteInventory",
@@ -190,11 +197,13 @@ TEST_F(ScenarioPlay, FailsWhenTheInventoryIsNotAsItMustBe) {
 
 TEST_F(ScenarioPlay, WaitsForACommandThatIsRunAfterTheChange) {
     EXPECT_EQ(runProgram({root() + "/bin/localcli", "system", "version", "get"}).status, 0);
-    const std::string steps = R"({"host": ["clock", "speed", "100"], "shown": false},
-        {"awaitCommand": "system version get", "among": "localcli", "hostSeconds": 30, "otherwise": [{"say": "quiet"}]})";
-    EXPECT_EQ(play(steps).output, "   quiet\n");
-    RunningProgram player = begin(steps + R"(, {"say": "over"})");
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    const std::string slower = R"({"host": ["clock", "speed", "100"], "shown": false},)";
+    const auto steps = [](const std::string& hostSeconds) {
+        return R"({"awaitCommand": "system version get", "among": "localcli", "hostSeconds": )" +
+               hostSeconds + R"(, "otherwise": [{"say": "quiet"}]})";
+    };
+    EXPECT_EQ(play(slower + steps("30")).output, "   quiet\n");
+    RunningProgram player = begin(steps("2000") + R"(, {"say": "over"})", slower);
     EXPECT_EQ(runProgram({root() + "/bin/localcli", "system", "version", "get"}).status, 0);
     EXPECT_EQ(player.end(0), 0) << player.errors();
     EXPECT_EQ(player.output().find("quiet"), std::string::npos);
@@ -239,8 +248,7 @@ TEST_F(ScenarioPlay, FailsWhenTheAgentEndsByItselfOrBadly) {
 TEST_F(ScenarioPlay, ASignalBreaksOffAndEndsTheAgent) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         RunningProgram player = begin(R"({"agent": "start"}, {"await": "inventory", "hostSeconds": 100000})");
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        EXPECT_TRUE(agentRuns());
+        EXPECT_TRUE(agentStarts());
         EXPECT_EQ(player.end(signal), 128 + signal);
         EXPECT_FALSE(agentRuns());
     }

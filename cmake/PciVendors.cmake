@@ -1,23 +1,23 @@
 # Turns the vendor lines of pci.ids ("1077  QLogic Corp.") into the source of vokPCIVendorsMap.
 #   cmake -DPCI_IDS=FILE -DOUTPUT=FILE -P PciVendors.cmake
-# The text is never handled as a list: a name may hold any of CMake's signs.
+# The text is never handled as a list: a name may hold any of CMake's special characters.
 cmake_minimum_required(VERSION 3.25)
 
 file(READ "${PCI_IDS}" text)
 string(PREPEND text "\n")
 string(REPLACE "\r" "" text "${text}")
-# What is no vendor: comments, devices and subsystems, the list of classes behind the vendors, empty lines.
+# Remove what is not a vendor: comments, devices and subsystems, the list of classes after the vendors, empty lines.
 string(REGEX REPLACE "\n(#|\t|C )[^\n]*" "" rows "${text}")
 string(REGEX REPLACE "\n+" "\n" rows "${rows}")
 
 string(REPLACE "\\" "\\\\" rows "${rows}")
 string(REPLACE "\"" "\\\"" rows "${rows}")
 string(REPLACE "?" "\\?" rows "${rows}")  # two of them in a row begin a trigraph
-# A line of any other form is left as it is, and the compiler refuses it.
+# A line of any other form is left unchanged, and the compiler rejects it.
 set(hex "[0-9a-f]")
 string(REGEX REPLACE "\n(${hex}${hex}${hex}${hex})  ([^\n]+)" "\n    {\"\\1\", \"\\2\"}," rows "${rows}")
 
-file(WRITE "${OUTPUT}" "// Made from ${PCI_IDS} when it is built; not to be edited.
+file(WRITE "${OUTPUT}" "// Generated from ${PCI_IDS} by the build; do not edit.
 #include <iterator>
 #include <utility>
 
@@ -25,7 +25,7 @@ file(WRITE "${OUTPUT}" "// Made from ${PCI_IDS} when it is built; not to be edit
 
 namespace {
 
-// Plain rows: a list of texts for the map's constructor would be code, and take the compiler seconds.
+// Plain rows: an initializer list of strings for the map would be code, which takes the compiler seconds.
 constexpr std::pair<const char*, const char*> vendors[] = {")
 file(APPEND "${OUTPUT}" "${rows}")
 file(APPEND "${OUTPUT}" "};

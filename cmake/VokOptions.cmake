@@ -1,4 +1,4 @@
-# What every target of the project compiles and links with. Link vok_options PRIVATE.
+# Compile and link options of every target of the project. Link vok_options PRIVATE.
 set(VOK_SANITIZE "" CACHE STRING "Sanitizers for everything, e.g. address,undefined or thread")
 option(VOK_COVERAGE "Count the lines that tests reach (gcov)" OFF)
 option(VOK_UNITY "Compile the tests in batches" ON)
@@ -18,8 +18,8 @@ endif()
 find_program(VOK_CCACHE ccache)
 if(VOK_CCACHE)
   set(CMAKE_C_COMPILER_LAUNCHER ${VOK_CCACHE})
-  # Without the sloppiness ccache passes over all that uses a precompiled header. It takes the headers from the
-  # compiler, which spares running the preprocessor first.
+  # Without the sloppiness ccache doesn't cache anything that uses a precompiled header. It takes the list of
+  # headers from the compiler, which saves running the preprocessor first.
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
       CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1 ${VOK_CCACHE})
 endif()
@@ -36,7 +36,8 @@ if(VOK_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# The quickest linker that the compiler knows; the sanitizers' and libFuzzer's run-time libraries expect the usual one.
+# The fastest linker that the compiler supports; the run-time libraries of the sanitizers and of libFuzzer expect the
+# default one.
 if(NOT VOK_SANITIZE AND NOT VOK_FUZZ)
   include(CheckLinkerFlag)
   foreach(linker mold lld)
@@ -57,7 +58,7 @@ target_include_directories(vok_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
 find_package(Threads REQUIRED)
 
-# jsoncpp of the ABI that is being built. Debian keeps the headers in one place for all ABIs.
+# jsoncpp of the ABI that is being built. Debian keeps the headers in one directory for all ABIs.
 find_path(JSONCPP_INCLUDE json/json.h PATH_SUFFIXES jsoncpp REQUIRED)
 if(VOK_LIBRARY_ARCHITECTURE)
   find_library(JSONCPP_LIBRARY jsoncpp PATHS /usr/lib/${VOK_LIBRARY_ARCHITECTURE} NO_DEFAULT_PATH REQUIRED)
@@ -72,7 +73,8 @@ target_link_libraries(vok_jsoncpp INTERFACE ${JSONCPP_LIBRARY})
 find_path(CLI11_INCLUDE CLI/CLI.hpp REQUIRED)
 add_library(vok_cli11 INTERFACE)
 target_include_directories(vok_cli11 SYSTEM INTERFACE ${CLI11_INCLUDE})
-# vok_reads_options(SOURCE): parses a command line with CLI11, runs once, and would take the optimiser 15 seconds.
+# vok_reads_options(SOURCE): for a source that parses a command line with CLI11, which runs once and would take the
+# optimiser 15 seconds.
 function(vok_reads_options source)
   set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-O0;-g1")
 endfunction()

@@ -19,8 +19,8 @@ std::unique_ptr<IvokHostAccess>& currentAccess() {
     return *access;
 }
 
-// A command inherits the signal mask of the thread that starts it. A shell with SIGCHLD blocked never wakes up
-// from waiting for its own children, so the signal is unblocked while a command is started.
+// A command inherits the signal mask of the thread that starts it. A shell with SIGCHLD blocked never wakes
+// up from waiting for its own children, so the signal is unblocked while a command is started.
 class ChildSignalUnblocked {
 public:
     ChildSignalUnblocked() {

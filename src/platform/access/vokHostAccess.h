@@ -1,10 +1,10 @@
 // The one seam between the agent and the operating system below it.
 //
-// Every use of the system goes through IvokHostAccess: device nodes, commands, shared libraries, system facts,
-// the clock and pauses, threads; and every absolute path is mapped by path() before it is used. The kernel's
-// own implementation is the default, and with it each operation is exactly the system call or library call it
-// is named after. Another implementation substitutes a simulated or a recorded host; nothing else in the agent
-// changes.
+// Every use of the system goes through IvokHostAccess: device nodes, commands, shared libraries, system
+// facts, the clock and pauses, threads; and every absolute path is mapped by path() before it is used. The
+// kernel's own implementation is the default, and with it each operation is exactly the system call or
+// library call it is named after. Another implementation substitutes a simulated or a recorded host; nothing
+// else in the agent changes.
 #pragma once
 
 #include <ifaddrs.h>

@@ -6,8 +6,8 @@
 //         ... library.missingSymbol(), library.reason()
 //
 // A library must not be closed while its code runs or may call back into the agent. Code that registers a
-// callback takes a hold() first and releases it after the library has accepted the end of the registration and
-// the last call has returned. A library that is closed while it is held stays loaded for the life of the
+// callback takes a hold() first and releases it after the library has accepted the end of the registration
+// and the last call has returned. A library that is closed while it is held stays loaded for the life of the
 // process: its owner can no longer use it, but a late callback still finds its code.
 #pragma once
 

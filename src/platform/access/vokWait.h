@@ -11,8 +11,8 @@ enum class vokWaitResult {
     clockFailed,  // the wall clock can't be read; errno says why, and there was no wait
 };
 
-// Waits on `condition` for at most `seconds` from now by the host's wall clock; a deadline beyond the range of
-// time_t is clamped to its end. `lock` is held at the call and on return.
+// Waits on `condition` for at most `seconds` from now by the host's wall clock; a deadline beyond the range
+// of time_t is clamped to its end. `lock` is held at the call and on return.
 vokWaitResult vokWaitFor(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                          long long seconds);
 

@@ -1,6 +1,6 @@
-// A file that receives the output of a command and is read back. It is removed with its owner, so that nothing
-// is left for the next command. What a crash has left under its name is removed first or, if it is to be read
-// too, kept.
+// A file that receives the output of a command and is read back. It is removed with its owner, so that
+// nothing is left for the next command. What a crash has left under its name is removed first or, if it is to
+// be read too, kept.
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@
 enum class vokLeftOver {
     removed,
     kept,
-    // Removed, and an empty file with mode 0600 is created instead before the command runs: for a world-writable
-    // directory, where a link or another user's file may have been planted under the name.
+    // Removed, and an empty file with mode 0600 is created instead before the command runs: for a
+    // world-writable directory, where a link or another user's file may have been planted under the name.
     replaced,
 };
 

@@ -20,12 +20,12 @@ constexpr std::size_t bufferSize = 65536;
 
 using Buffer = vokMallocPtr<unsigned char>;
 
-// Returns what the device's bytes don't need to the heap.
-void fit(Buffer& data, std::size_t length) {
+// Returns the unused rest of the buffer to the heap.
+void shrinkToFit(Buffer& data, std::size_t length) {
     if (length == 0) return;
-    if (void* const fitted = std::realloc(data.get(), length)) {
+    if (void* const shrunk = std::realloc(data.get(), length)) {
         static_cast<void>(data.release());
-        data.reset(static_cast<unsigned char*>(fitted));
+        data.reset(static_cast<unsigned char*>(shrunk));
     }
 }
 
@@ -69,7 +69,7 @@ int SmBiosInit() {
     const int reason = count < 0 ? errno : ENODATA;
     device.close();
     const std::size_t length = count < 0 ? 0 : static_cast<std::size_t>(count);
-    fit(data, length);
+    shrinkToFit(data, length);
     if (!vokSmBiosTable::find(data.get(), length, table)) {
         errno = reason;
         return -1;
@@ -101,8 +101,9 @@ int getSmbiosRecordsByType(unsigned char type, void** records, std::size_t* coun
         vokHostAccess().systemLog(LOG_DAEMON | LOG_WARNING, kind->noMemory);
         return -1;
     }
-    // Decoding makes strings printable, and those of a structure with a wrong length may be its own head: the
-    // next one is found first, so that this walk meets the same structures as the counting one.
+    // Decoding makes strings printable in place, and those of a structure with a wrong length may overlap its
+    // own head: the next one is located first, so that this walk visits the same structures as the counting
+    // one.
     std::size_t decoded = 0;
     for (std::size_t at = 0, next = 0; decoded < total && table.hasStructure(at); at = next) {
         next = table.next(at);

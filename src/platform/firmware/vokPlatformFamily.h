@@ -1,4 +1,4 @@
-// The machines that this system knows, as the family text of their firmware.
+// The supported platforms, by the family text of their firmware.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The records of one type out of the firmware's table, owned and typed:
+// The records of one type from the firmware's table, owned and typed:
 //
 //     vokSmBiosRecords<DmiSystemSlot> slots;
 //     if (slots.fetch() == 0) for (const DmiSystemSlot& slot : slots) ...
@@ -27,7 +27,7 @@ struct vokSmBiosTypeOf<DmiOnboardDeviceEx> {
 template <typename Record>
 class vokSmBiosRecords {
 public:
-    // 0, or -1 when there are none, as getSmbiosRecordsByType.
+    // Returns 0, or -1 if there are none, like getSmbiosRecordsByType.
     int fetch() {
         void* records = nullptr;
         const int result = getSmbiosRecordsByType(vokSmBiosTypeOf<Record>::value, &records, &count_);

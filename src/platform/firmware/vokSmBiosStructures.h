@@ -1,9 +1,9 @@
-// The records that the agent reads out of the firmware's SMBIOS table, as plain structures.
+// The records that the agent reads from the firmware's SMBIOS table, as plain structures.
 #pragma once
 
 #include <cstdint>
 
-// Type 9, one per slot (SMBIOS 3.x, 7.10). Texts end with a NUL; what is longer than its field is cut.
+// Type 9, one per slot (SMBIOS 3.x, 7.10). Texts end with a NUL and are cut to their field.
 struct DmiSystemSlot {
     std::uint8_t type;
     std::uint8_t length;
@@ -16,7 +16,7 @@ struct DmiSystemSlot {
     std::uint16_t id;
     std::uint8_t characteristics1;
     std::uint8_t characteristics2;
-    std::uint16_t segmentGroupNum;  // 0 in a structure shorter than 14 bytes, and so the next two
+    std::uint16_t segmentGroupNum;  // this and the next two: 0 in a structure shorter than 14 bytes
     std::uint8_t busNum;
     std::uint8_t devFuncNum;  // device in the high five bits, function in the low three
 };

@@ -6,8 +6,8 @@
 
 namespace {
 
-// The 32-bit entry point (SMBIOS 3.x, 5.2.1). The 64-bit one, "_SM3_", has another layout and is not looked
-// for.
+// The 32-bit entry point (SMBIOS 3.x, 5.2.1). The 64-bit one, "_SM3_", has a different layout and is not
+// searched for.
 constexpr char anchor[] = {'_', 'S', 'M', '_'};
 constexpr std::size_t anchorStep = 4;
 constexpr std::size_t entryPointLengthAt = 5;
@@ -22,8 +22,8 @@ void copyText(char (&field)[Size], std::string_view text) {
     field[length] = '\0';
 }
 
-// True for the values of the third group by which firmware is known to have written all three groups in
-// network order. The masks overlap in one bit; they are what that firmware needs.
+// True if the value of the third group shows that the firmware wrote all three groups in network order. The
+// masks overlap in one bit; that firmware requires them.
 bool isSwapped(std::uint16_t third) {
     return third != 0 && (third & 0x11d0) < 0x11d0 && (third & 0xd011) == 0xd011;
 }
@@ -36,7 +36,7 @@ bool vokSmBiosTable::find(unsigned char* data, std::size_t length, vokSmBiosTabl
         vokSmBiosTable all;
         all.start_ = data;
         all.length_ = length;
-        // Right after the entry point: the address that it holds is one of the machine's memory.
+        // Right after the entry point: the address in it refers to the machine's memory.
         const std::size_t start = std::min(at + all.byte(at + entryPointLengthAt), length);
         found.start_ = data + start;
         found.length_ = std::min<std::size_t>(all.word(at + tableLengthAt), length - start);
@@ -70,7 +70,7 @@ std::uint32_t vokSmBiosTable::doubleWord(std::size_t at) const {
     return word(at) | static_cast<std::uint32_t>(word(at + 2)) << 16;
 }
 
-// A string of a structure, made printable in the table itself. It ends with the table at the latest.
+// A string of a structure, made printable in the table itself. It ends at the table's end at the latest.
 std::string_view vokSmBiosTable::text(std::size_t at, unsigned number) const {
     constexpr std::string_view undefined = "Undefined";
     if (number == 0) return undefined;
@@ -107,7 +107,7 @@ void vokSmBiosTable::decode(std::size_t at, DmiSystemSlot& slot) const {
     slot.id = word(at + 9);
     slot.characteristics1 = byte(at + 11);
     slot.characteristics2 = byte(at + 12);
-    // From 14 on although the address ends with byte 16: in between it is read out of the strings.
+    // From 14 on although the address ends with byte 16: in between, part of it is read from the strings.
     if (slot.length < lengthWithAddress) return;
     slot.segmentGroupNum = word(at + 13);
     slot.busNum = byte(at + 15);

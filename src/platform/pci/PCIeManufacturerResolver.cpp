@@ -21,13 +21,13 @@ std::string vendorOf(const std::string& id) {
     return found == vokPCIVendorsMap.end() ? "" : found->second;
 }
 
-// "1077" of "0x1077"; any other text stays.
+// "1077" for "0x1077"; any other text is returned unchanged.
 std::string withoutPrefix(const std::string& id) {
     const bool prefixed = id.size() == 6 && id[0] == '0' && (id[1] == 'x' || id[1] == 'X');
     return prefixed ? id.substr(2) : id;
 }
 
-// Fills in the id where it is empty.
+// Fills in the id if it is empty.
 std::string vendorByHardwareList(const std::string& pciAddress, std::string& subVendorId) {
     if (subVendorId.empty()) PCIeManufacturerResolver::getSubvendorID(pciAddress, subVendorId);
     return vendorOf(withoutPrefix(subVendorId));
@@ -76,7 +76,7 @@ void PCIeManufacturerResolver::getSubvendorID(std::string pciAddress, std::strin
         VOK_LOG_WARNING(module, "Not a PCI address, not looked up : %s", pciAddress.c_str());
         return;
     }
-    // The colon behind the address makes it the head line of a block, not a line that mentions it.
+    // The colon after the address selects the head line of a block, not a line that mentions the address.
     const vokCommandStream stream("cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) +
                                   " | awk '/" + pciAddress +
                                   ":/,/^$/' | grep -w 'SubVendor ID' | awk '{print $3}'");

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr char debugTree[] = "/sys/kernel/debug";
-constexpr int greatestDepth = 64;
+constexpr int maxDepth = 64;
 
 using Parts = std::vector<std::string>;
 
@@ -24,17 +24,17 @@ Parts splitPath(const std::string& path) {
     return parts;
 }
 
-std::string below(const std::string& path, const std::string& name) {
+std::string childPath(const std::string& path, const std::string& name) {
     return path == "/" ? path + name : path + "/" + name;
 }
 
 std::string withoutEmptyParts(const std::string& path) {
     std::string whole = "/";
-    for (const std::string& part : splitPath(path)) whole = below(whole, part);
+    for (const std::string& part : splitPath(path)) whole = childPath(whole, part);
     return whole;
 }
 
-// The parts of `path` below `root`. False when it lies elsewhere.
+// The parts of `path` below `root`. False if it lies elsewhere.
 bool partsBelow(const std::string& root, const std::string& path, Parts& parts) {
     if (path.empty() || path[0] != '/') return false;
     const Parts above = splitPath(root);
@@ -45,7 +45,7 @@ bool partsBelow(const std::string& root, const std::string& path, Parts& parts) 
                         [](const std::string& part) { return part == "." || part == ".."; });
 }
 
-// The element at a path without what is below it; null when there is none, or one of another kind.
+// The element at a path, without children; null if there is none or it is of another file type.
 std::unique_ptr<SysFsTreeElement> makeElement(const std::string& name, const std::string& path) {
     struct stat status {};
     if (::lstat(vokHostAccess().path(path).c_str(), &status) != 0) return nullptr;
@@ -57,11 +57,11 @@ std::unique_ptr<SysFsTreeElement> makeElement(const std::string& name, const std
     return std::make_unique<SysFsTreeElement>(std::move(element));
 }
 
-bool isDirectory(const SysFsTreeElement& place) {
-    return S_ISDIR(place.getElement().getStatus().st_mode);
+bool isDirectory(const SysFsTreeElement& node) {
+    return S_ISDIR(node.getElement().getStatus().st_mode);
 }
 
-// Lists directory after directory, as far as its two limits allow.
+// Adds what lies below a node, as far as the limits of depth and of number allow.
 class Walk {
 public:
     explicit Walk(std::size_t room) : room_(room) {}
@@ -72,20 +72,20 @@ public:
     }
 
 private:
-    void enter(SysFsTreeElement& place, std::size_t depth) {
-        const std::string path = place.getElement().getPath();
-        if (!isDirectory(place) || path == debugTree || path.rfind(std::string(debugTree) + "/", 0) == 0)
+    void enter(SysFsTreeElement& node, std::size_t depth) {
+        const std::string path = node.getElement().getPath();
+        if (!isDirectory(node) || path == debugTree || path.rfind(std::string(debugTree) + "/", 0) == 0)
             return;
         const vokSortedDirectory directory(vokHostAccess().path(path), file_select);
         for (int i = 0; i < directory.count(); ++i) {
-            if (depth >= greatestDepth || room_ == 0) {
+            if (depth >= maxDepth || room_ == 0) {
                 cut_ = true;
                 return;
             }
-            auto child = makeElement(directory.name(i), below(path, directory.name(i)));
+            auto child = makeElement(directory.name(i), childPath(path, directory.name(i)));
             if (!child) continue;
             --room_;
-            enter(place.addChildtoBack(std::move(child)), depth + 1);
+            enter(node.addChildtoBack(std::move(child)), depth + 1);
         }
     }
 
@@ -93,15 +93,15 @@ private:
     bool cut_ = false;
 };
 
-void appendPaths(const SysFsTreeElement& place, std::vector<std::string>& paths) {
-    paths.push_back(place.getElement().getPath());
-    for (const auto& child : place.getChildren()) appendPaths(*child, paths);
+void appendPaths(const SysFsTreeElement& node, std::vector<std::string>& paths) {
+    paths.push_back(node.getElement().getPath());
+    for (const auto& child : node.getChildren()) appendPaths(*child, paths);
 }
 
 }  // namespace
 
-SysFs::SysFs(const std::string& root, std::size_t greatestCount)
-    : _root(withoutEmptyParts(root)), _greatestCount(greatestCount) {}
+SysFs::SysFs(const std::string& root, std::size_t maxCount)
+    : _root(withoutEmptyParts(root)), _maxCount(maxCount) {}
 
 bool SysFs::synchronize(const std::string& path) {
     Parts parts;
@@ -117,35 +117,35 @@ bool SysFs::synchronizeParts(const Parts& parts) {
         _rootElement = makeElement(rootName, _root);
     }
     if (!_rootElement || (!parts.empty() && !isDirectory(*_rootElement))) return false;
-    SysFsTreeElement* place = _rootElement.get();
+    SysFsTreeElement* node = _rootElement.get();
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const bool isLast = i + 1 == parts.size();
-        SysFsTreeElement* const known = place->findChild(parts[i]);
-        auto made = makeElement(parts[i], below(place->getElement().getPath(), parts[i]));
-        if (!made || (!isLast && !isDirectory(*made))) {
-            place->removeChild(parts[i]);
+        SysFsTreeElement* const existing = node->findChild(parts[i]);
+        auto created = makeElement(parts[i], childPath(node->getElement().getPath(), parts[i]));
+        if (!created || (!isLast && !isDirectory(*created))) {
+            node->removeChild(parts[i]);
             return false;
         }
-        if (isLast || !known || !isDirectory(*known)) place->replaceChild(std::move(made));
-        place = place->findChild(parts[i]);
+        if (isLast || !existing || !isDirectory(*existing)) node->replaceChild(std::move(created));
+        node = node->findChild(parts[i]);
     }
     const std::size_t others = _rootElement->countElements();
-    Walk(_greatestCount > others ? _greatestCount - others : 0).run(*place, parts.size());
+    Walk(_maxCount > others ? _maxCount - others : 0).run(*node, parts.size());
     return true;
 }
 
 const SysFsTreeElement* SysFs::find(const std::string& path) const {
     Parts parts;
     if (!partsBelow(_root, path, parts)) return nullptr;
-    const SysFsTreeElement* place = _rootElement.get();
+    const SysFsTreeElement* node = _rootElement.get();
     for (const std::string& part : parts)
-        if (place) place = place->findChild(part);
-    return place;
+        if (node) node = node->findChild(part);
+    return node;
 }
 
 std::string SysFs::getValue(const std::string& path) const {
-    const SysFsTreeElement* const place = find(path);
-    return place ? place->getElement().getValue() : std::string();
+    const SysFsTreeElement* const node = find(path);
+    return node ? node->getElement().getValue() : std::string();
 }
 
 bool SysFs::exists(const std::string& path) const {
@@ -153,13 +153,13 @@ bool SysFs::exists(const std::string& path) const {
 }
 
 bool SysFs::existsPath(const std::string& path) const {
-    const SysFsTreeElement* const place = find(path);
-    return place && isDirectory(*place);
+    const SysFsTreeElement* const node = find(path);
+    return node && isDirectory(*node);
 }
 
 std::vector<std::string> SysFs::getPaths(const std::string& path) const {
     std::vector<std::string> paths;
-    const SysFsTreeElement* const place = find(path);
-    if (place) appendPaths(*place, paths);
+    const SysFsTreeElement* const node = find(path);
+    if (node) appendPaths(*node, paths);
     return paths;
 }

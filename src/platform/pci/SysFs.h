@@ -1,8 +1,8 @@
-// An in-memory model of the host's /sys. synchronize() makes or renews a part of it; the questions are
-// answered from the model alone. Links are kept as links and never followed, so the model is a tree whatever
-// the links say. One thread at a time.
+// An in-memory model of the host's /sys. synchronize() creates or refreshes a part of it; the other
+// operations read only the model. Links are kept as links and never followed, so the model is always a tree.
+// For one thread at a time.
 //
-// Paths are absolute paths of the host. Empty parts ("//", a "/" at the end) do not count; a path outside the
+// Paths are absolute paths on the host. Empty parts ("//", a "/" at the end) are ignored; a path outside the
 // root or with a part "." or ".." is never found.
 #pragma once
 
@@ -15,27 +15,28 @@
 
 class SysFs {
 public:
-    // Nothing is read yet. What lies deeper than 64 levels below the root, and what would make the tree grow
-    // beyond `greatestCount`, is left out with a warning.
-    explicit SysFs(const std::string& root = "/sys", std::size_t greatestCount = 1u << 20);
+    // Reads nothing yet. Elements deeper than 64 levels below the root, and those that would make the tree
+    // grow beyond `maxCount`, are left out with a warning.
+    explicit SysFs(const std::string& root = "/sys", std::size_t maxCount = 1u << 20);
 
-    // Makes the tree below `path` as it is now, in the order of the names, and the directories that lead to
-    // it. Entries that are no link, file or directory are left out, and so is all below /sys/kernel/debug.
-    // False when `path` is not there or a link leads to it; it is then no longer in the tree.
+    // Reads the present content below `path`, in the order of the names, and adds the directories that lead
+    // to it. Entries that are not a link, file or directory are left out, and so is all below
+    // /sys/kernel/debug. False if `path` is missing or leads through a link; it is then removed from the
+    // tree.
     bool synchronize(const std::string& path);
 
-    // The text of an attribute, the target of a link; empty for a directory and for what is not in the tree.
+    // The text of an attribute, the target of a link; empty for a directory and for a path not in the tree.
     std::string getValue(const std::string& path) const;
-    // Whether anything of this name is in the tree.
+    // True if the path is in the tree.
     bool exists(const std::string& path) const;
-    // Whether a directory of this name is in the tree.
+    // True if the path is in the tree and is a directory.
     bool existsPath(const std::string& path) const;
-    // `path` and all that lies below it, each directory before what it holds.
+    // `path` and all paths below it, each directory before its content.
     std::vector<std::string> getPaths(const std::string& path) const;
 
-    // The elements in the tree, the root among them.
+    // The number of elements in the tree, including the root.
     std::size_t getCount() const { return _count; }
-    // Null as long as nothing was found.
+    // Null as long as the tree is empty.
     const SysFsTreeElement* getRoot() const { return _rootElement.get(); }
 
 private:
@@ -43,7 +44,7 @@ private:
     const SysFsTreeElement* find(const std::string& path) const;
 
     std::string _root;
-    std::size_t _greatestCount;
+    std::size_t _maxCount;
     std::unique_ptr<SysFsTreeElement> _rootElement;
     std::size_t _count = 0;
 };

@@ -56,7 +56,7 @@ void SysFsAttrib::readData() {
     if (_path.find(debugTree) == std::string::npos) _value = _makePretty(vokReadAttribute(_path.c_str()));
 }
 
-// Blanks at the end go, blanks within become one space for each, and other bytes that can't be printed a dot.
+// Removes blanks at the end and replaces each other blank by a space, other unprintable bytes by a dot.
 std::string SysFsAttrib::_makePretty(const std::string& text) {
     std::string pretty = text;
     while (!pretty.empty() && isBlank(pretty.back())) pretty.pop_back();

@@ -1,5 +1,5 @@
-// The nodes of the model of /sys: attributes with their text, links with their target, directories. A node
-// holds what was there when it was made and asks the host nothing afterwards.
+// The elements of the model of /sys: attributes with their text, links with their target, directories. An
+// element holds the state at its creation; only SysFsAttrib::readData() accesses the host again.
 #pragma once
 
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 
 class SysFsElement {
 public:
-    // `path`: the absolute path on the host, whose last part is `name`; `status` as lstat(2) gave it.
+    // `path`: the absolute path on the host, whose last part is `name`; `status` as lstat(2) returned it.
     SysFsElement(const std::string& name, const std::string& path, const struct stat& status);
     SysFsElement(const SysFsElement&) = delete;
     SysFsElement& operator=(const SysFsElement&) = delete;
@@ -15,7 +15,7 @@ public:
     virtual ~SysFsElement();
     virtual std::string getName() const;
     virtual std::string getPath() const;
-    // What stands between path and value where both are printed; empty for a node without a value.
+    // The text between path and value where both are printed; empty for an element without a value.
     virtual std::string getValueSeparator() const;
     virtual std::string getValue() const;
 
@@ -39,8 +39,8 @@ public:
     std::string getValueSeparator() const override;  // " = "
     std::string getValue() const override;
 
-    // Reads the file anew, its first 4096 bytes, without waiting. Files of the kernel's debugging tree are
-    // left alone: reading them can take long and change what they show.
+    // Reads the first 4096 bytes of the file again, without waiting. Files of the kernel's debugging tree are
+    // not read: that can take long and change their content.
     void readData();
 
 private:

@@ -1,4 +1,4 @@
-// One place in the model of /sys: its node, which it owns, and the places below it, which it owns as well.
+// One node of the model of /sys. It owns its element and the nodes below it.
 #pragma once
 
 #include <memory>
@@ -16,13 +16,13 @@ public:
 
     const SysFsElement& getElement() const { return *_element; }
     const Children& getChildren() const { return _children; }
-    // Null when no child has the name.
+    // Null if no child has the name.
     SysFsTreeElement* findChild(const std::string& name) const;
-    // This place and all below it.
+    // The number of nodes: this one and all below it.
     std::size_t countElements() const;
 
     SysFsTreeElement& addChildtoBack(std::unique_ptr<SysFsTreeElement> child);
-    // Puts `child` in the place of the one with its name, or at the back.
+    // Replaces the child of the same name by `child`, or appends it.
     void replaceChild(std::unique_ptr<SysFsTreeElement> child);
     void removeChild(const std::string& name);
 

@@ -65,7 +65,7 @@ bool parseAddress(const char* text, pci_node& node) {
                                                &node.slot, &node.function) == 4;
 }
 
-// A slot tells its address without the function, or without the device where it stands for its whole bus.
+// A slot's address has no function, and no device either if the slot stands for its whole bus.
 bool isAtSlot(const std::string& address, const char* slot) {
     const std::size_t length = std::strlen(slot);
     return length >= busLength && length <= address.size() &&
@@ -126,9 +126,9 @@ pci_node* PciGetnode(std::list<pci_node>& list, std::uint16_t domain, std::uint8
 }
 
 pci_node* PciGetnode_str(std::list<pci_node>& list, const std::string& address) {
-    pci_node wanted;
-    if (address.size() != addressLength || !parseAddress(address.c_str(), wanted)) return nullptr;
-    return PciGetnode(list, wanted.domain, wanted.bus, wanted.slot, wanted.function);
+    pci_node parsed;
+    if (address.size() != addressLength || !parseAddress(address.c_str(), parsed)) return nullptr;
+    return PciGetnode(list, parsed.domain, parsed.bus, parsed.slot, parsed.function);
 }
 
 std::string PciGetVPDtag(pci_node& node, const std::string& keyword) {

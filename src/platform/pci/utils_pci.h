@@ -1,8 +1,8 @@
-// A scanner of the PCI functions of the host, out of /sys/bus/pci/devices, and look-ups in the list that it
-// makes: by address, for names, vital product data and slots.
+// A scanner of the PCI functions of the host, which reads /sys/bus/pci/devices, and look-ups in the list that
+// it returns: by address, for names, vital product data and slots.
 //
-// The list owns its nodes; a pointer to one holds until it is taken from the list. What can't be read leaves
-// the value told with each field.
+// The list owns its nodes; a pointer to one is valid until it is removed from the list. A field that can't be
+// read has the value given with it.
 #pragma once
 
 #include <dirent.h>
@@ -21,7 +21,7 @@ struct pci_node {
     std::uint8_t slot = 0;
     std::uint8_t function = 0;
 
-    // From attributes, with all bits set when the attribute can't be read.
+    // From attributes, with all bits set if the attribute can't be read.
     std::uint16_t vendor = 0xFFFF;
     std::uint16_t device = 0xFFFF;
     std::uint16_t subsystem_vendor = 0xFFFF;
@@ -29,17 +29,17 @@ struct pci_node {
     std::uint32_t class_code = 0xFFFFFFFF;  // base class, subclass and programming interface, 24 bits
     std::uint32_t irq = 0xFFFFFFFF;
 
-    // From the configuration space, 0 when it can't be read; see vokPciConfigSpace.h.
+    // From the configuration space, 0 if it can't be read; see vokPciConfigSpace.h.
     std::uint8_t revision = 0;
     std::uint8_t link_width = 0;
     std::uint32_t capabilities = 0;
 
-    // Vital product data, read when somebody first asks for it: some devices take seconds.
+    // Vital product data, read on first use: some devices take seconds.
     bool vpd_is_read = false;
     std::string vpd_name;
     std::list<pci_vpd_tag> vpd_tags;
 
-    // Into the lists that the scan was given; null without lists and for what is not in them.
+    // Pointers into the lists passed to the scan; null without lists and for what they don't hold.
     const pci_vendor* vendor_entry = nullptr;
     const pci_device* device_entry = nullptr;
     const pci_subsystem* subsystem_entry = nullptr;
@@ -52,27 +52,27 @@ inline constexpr const char* pciDevicesDirectory = "/sys/bus/pci/devices";
 
 // scandir(3) filter: 1 for a name with ":" at 4 and 7, "." at 10, and without ":pcie".
 int pci_dev_filter(const struct dirent* entry);
-// A node with its address and path alone; nothing when `name` is no PCI address.
+// A node with only its address and path; nothing if `name` is not a PCI address.
 std::optional<pci_node> pci_node_create(const std::string& directory, const std::string& name);
 // Reads the attributes and the configuration space.
 void fill_pci_node(pci_node& node);
-// Appends the functions of the directory in the order of their names, with entries of `ids` when it is given;
-// that must outlive the list. Gives how many, or -1 when the directory can't be read.
+// Appends the functions of the directory in the order of their names, with entries of `ids` unless it is
+// null; `ids` must outlive the list. Returns their number, or -1 if the directory can't be read.
 int pci_node_scan(std::list<pci_node>& list, const std::string& directory = pciDevicesDirectory,
                   const pci_ids* ids = nullptr);
 
-// Whether a subsystem vendor id is one of this product's maker.
+// True if a subsystem vendor id is one of this product's manufacturer.
 bool is_MEV(std::uint16_t subsystemVendor);
 
 // The node of a function, or null. The text has the form "0000:3b:00.0"; letters of either case.
 pci_node* PciGetnode(std::list<pci_node>& list, std::uint16_t domain, std::uint8_t bus, std::uint8_t slot,
                      std::uint8_t function);
 pci_node* PciGetnode_str(std::list<pci_node>& list, const std::string& address);
-// The value of the first read-only tag with a keyword such as "PN", and the product name, as they stand;
-// empty when there is none. The "vpd" attribute is read once, its first 4096 bytes.
+// The value of the first read-only tag with a keyword such as "PN", and the product name, unchanged; empty if
+// there is none. The "vpd" attribute is read once, its first 4096 bytes.
 std::string PciGetVPDtag(pci_node& node, const std::string& keyword);
 std::string PciGetVPDProductName(pci_node& node);
 
-// The name of the slot that a function sits in, of those in /sys/bus/pci/slots; "NotAvailable" without one.
+// The name of a function's slot in /sys/bus/pci/slots; "NotAvailable" without one.
 std::string getPCISlotString(const pci_node& node);
 std::string get_pcislot(const std::string& address);

@@ -7,10 +7,10 @@ constexpr unsigned statusHasCapabilities = 1u << 4;
 constexpr std::size_t revisionOffset = 8;
 constexpr std::size_t capabilityPointerOffset = 52;
 
-constexpr std::size_t firstCapability = 64;  // behind the header
+constexpr std::size_t firstCapability = 64;  // after the header
 constexpr unsigned pointerMask = 0xFC;       // the low two bits are reserved
-constexpr int mostCapabilities = (256 - 64) / 4;
-constexpr unsigned greatestMaskedId = 31;
+constexpr int maxCapabilities = (256 - 64) / 4;
+constexpr unsigned maxMaskedId = 31;
 
 constexpr unsigned idPciExpress = 0x10;
 constexpr std::size_t linkStatusOffset = 0x12;
@@ -25,9 +25,9 @@ pci_config_facts pci_read_config(const unsigned char* config, std::size_t length
     if (length <= capabilityPointerOffset || !(config[statusOffset] & statusHasCapabilities)) return facts;
 
     std::size_t offset = config[capabilityPointerOffset] & pointerMask;
-    for (int i = 0; i < mostCapabilities && offset >= firstCapability && offset + 1 < length; ++i) {
+    for (int i = 0; i < maxCapabilities && offset >= firstCapability && offset + 1 < length; ++i) {
         const unsigned id = config[offset];
-        if (id <= greatestMaskedId) facts.capabilities |= 1u << id;
+        if (id <= maxMaskedId) facts.capabilities |= 1u << id;
         const std::size_t status = offset + linkStatusOffset;
         if (id == idPciExpress && status + 1 < length) {
             const unsigned link = config[status] | static_cast<unsigned>(config[status + 1]) << 8;

@@ -1,6 +1,6 @@
-// What the scanner takes from the configuration space of a PCI function (PCI Local Bus 3.0, 6.1 and 6.7; PCI
-// Express Base, 7.5.3). A space may be cut anywhere and its capability list may point anywhere: what lies
-// beyond the bytes is "not there", and the walk ends after as many steps as a space has room for.
+// The facts that the scanner reads from the configuration space of a PCI function (PCI Local Bus 3.0, 6.1 and
+// 6.7; PCI Express Base, 7.5.3). A space may be cut anywhere and its capability list may point anywhere: what
+// lies beyond the bytes is treated as missing, and the walk takes no more steps than a space has room for.
 #pragma once
 
 #include <cstddef>

@@ -8,15 +8,15 @@
 
 namespace {
 
-constexpr const char* places[] = {"/usr/share/hwdata/pci.ids", "/usr/share/pci.ids",
-                                  "/usr/share/misc/pci.ids"};
-constexpr std::size_t longestName = 255;
+constexpr const char* usualPaths[] = {"/usr/share/hwdata/pci.ids", "/usr/share/pci.ids",
+                                      "/usr/share/misc/pci.ids"};
+constexpr std::size_t maxNameLength = 255;
 
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r';
 }
 
-// Takes `digits` hexadecimal digits, which a blank or the end must follow, and the blanks from the front.
+// Removes `digits` hexadecimal digits, which a blank or the end must follow, and then blanks from the front.
 bool takeNumber(std::string_view& text, std::size_t digits, unsigned& value) {
     if (text.size() < digits || (text.size() > digits && !isBlank(text[digits]))) return false;
     value = 0;
@@ -32,10 +32,10 @@ bool takeNumber(std::string_view& text, std::size_t digits, unsigned& value) {
 
 std::string nameFrom(std::string_view text) {
     while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-    return std::string(text.substr(0, longestName));
+    return std::string(text.substr(0, maxNameLength));
 }
 
-// Takes line after line and knows under which entries the next indented one belongs.
+// Reads line by line and keeps the entries to which the next indented line belongs.
 class Reader {
 public:
     explicit Reader(pci_ids& ids) : ids_(ids) {}
@@ -104,20 +104,20 @@ private:
 };
 
 template <typename Entry, typename Fits>
-const Entry* firstThat(const std::list<Entry>& list, Fits fits) {
+const Entry* firstMatch(const std::list<Entry>& list, Fits fits) {
     const auto found = std::find_if(list.begin(), list.end(), fits);
     return found == list.end() ? nullptr : &*found;
 }
 
 template <typename Entry>
 const Entry* firstWithId(const std::list<Entry>& list, unsigned id) {
-    return firstThat(list, [id](const Entry& entry) { return entry.id == id; });
+    return firstMatch(list, [id](const Entry& entry) { return entry.id == id; });
 }
 
 template <typename Entry>
 const Entry* firstNamed(const std::list<Entry>& list, std::string_view text) {
     const auto same = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
-    return firstThat(list, [&](const Entry& entry) {
+    return firstMatch(list, [&](const Entry& entry) {
         const auto end = entry.name.end();
         return text.empty() || std::search(entry.name.begin(), end, text.begin(), text.end(), same) != end;
     });
@@ -126,8 +126,8 @@ const Entry* firstNamed(const std::list<Entry>& list, std::string_view text) {
 }  // namespace
 
 bool scan_hw_ids(pci_ids& ids) {
-    for (const char* place : places) {
-        const vokMallocPtr<char> file(ReadFile(place));
+    for (const char* path : usualPaths) {
+        const vokMallocPtr<char> file(ReadFile(path));
         if (!file) continue;
         scan_hw_ids_text({ReadFileData(file.get()), ReadFileLength(file.get())}, ids);
         return true;
@@ -154,7 +154,7 @@ const pci_device* device_find(const pci_vendor& vendor, std::uint16_t device) {
 
 const pci_subsystem* subsystem_find(const pci_device& device, std::uint16_t subsystemVendor,
                                     std::uint16_t subsystemDevice) {
-    return firstThat(device.subsystems, [=](const pci_subsystem& entry) {
+    return firstMatch(device.subsystems, [=](const pci_subsystem& entry) {
         return entry.vendor == subsystemVendor && entry.device == subsystemDevice;
     });
 }

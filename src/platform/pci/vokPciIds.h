@@ -1,8 +1,8 @@
 // The public database of PCI names, pci.ids, as linked lists: vendors with their devices, devices with their
 // subsystems, and classes with their subclasses and programming interfaces.
 //
-// The lists own all they hold; a pointer into them holds as long as they do. Lines of another form are passed
-// over, names are cut at 255 characters, and no more than ReadFile() gives is read.
+// The lists own all their entries; a pointer to one is valid as long as they exist. Lines of another form are
+// skipped, names are cut at 255 characters, and of the file no more is used than ReadFile() returns.
 #pragma once
 
 #include <cstdint>
@@ -39,17 +39,19 @@ struct pci_ids {
     std::list<pci_class> classes;
 };
 
-// Reads the first of the places of pci.ids that opens, behind what the lists hold. False when none does.
+// Reads pci.ids from the first of its usual paths that can be opened and appends to the lists. False if none
+// can.
 bool scan_hw_ids(pci_ids& ids);
 // The same from a text.
 void scan_hw_ids_text(std::string_view text, pci_ids& ids);
 
-// By number. Null when it is not in the list.
+// By number. Null if it is not in the list.
 const pci_vendor* vendor_find(const pci_ids& ids, std::uint16_t vendor);
 const pci_device* device_find(const pci_vendor& vendor, std::uint16_t device);
 const pci_subsystem* subsystem_find(const pci_device& device, std::uint16_t subsystemVendor,
                                     std::uint16_t subsystemDevice);
-// The most exact name for a class code of 24 bits: programming interface, else subclass, else class.
+// The most specific name for a class code of 24 bits: programming interface, otherwise subclass, otherwise
+// class.
 const pci_class* class_find(const pci_ids& ids, std::uint32_t classCode);
 
 // By a part of the name, in ASCII letters of either case: the first in the order of the file, or null.

@@ -57,8 +57,8 @@ std::size_t pci_get_vpdtags(const unsigned char* vpd, std::size_t length, std::s
             continue;
         }
         if (left < largeHead) break;
-        const std::size_t there = std::min(largeLength(resource), left - largeHead);
-        if (resource[0] == tagReadOnly) count += splitFields(resource + largeHead, there, tags);
+        const std::size_t available = std::min(largeLength(resource), left - largeHead);
+        if (resource[0] == tagReadOnly) count += splitFields(resource + largeHead, available, tags);
         offset += largeHead + largeLength(resource);
     }
     return count;

@@ -16,7 +16,7 @@ constexpr std::size_t lengthSize = sizeof(std::uint32_t);
 
 using Buffer = vokMallocPtr<char>;
 
-// Leaves the buffer empty-handed when there is no memory.
+// Leaves the buffer null if there is no memory.
 void resize(Buffer& buffer, std::uint32_t room) {
     auto* const grown = static_cast<char*>(std::realloc(buffer.get(), lengthSize + room));
     if (grown) static_cast<void>(buffer.release());
@@ -67,7 +67,7 @@ char** ReadFileLines(const char* path, int* count) {
     if (!list) return nullptr;
     char* text = reinterpret_cast<char*>(list) + listSize;
     std::memcpy(text, data, length);
-    text[length] = '\n';  // every line has its end now
+    text[length] = '\n';  // now every line ends with one
     for (std::size_t i = 0; i < lines; ++i) {
         list[i] = text;
         char* const end = static_cast<char*>(::rawmemchr(text, '\n'));

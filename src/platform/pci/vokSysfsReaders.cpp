@@ -27,12 +27,12 @@ int vokOpenAttribute(const char* path) {
         errno = EFAULT;
         return -1;
     }
-    const std::string place = vokHostAccess().path(path);
-    // Looked at before it is opened as well: merely opening a device can have an effect.
+    const std::string hostPath = vokHostAccess().path(path);
+    // Checked before it is opened as well: merely opening a device can have an effect.
     struct stat status {};
-    if (::stat(place.c_str(), &status) != 0) return -1;
+    if (::stat(hostPath.c_str(), &status) != 0) return -1;
     vokOwnedDescriptor file;
-    if (S_ISREG(status.st_mode)) file.reset(::open(place.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (S_ISREG(status.st_mode)) file.reset(::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (S_ISREG(status.st_mode) && !file) return -1;
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         errno = EINVAL;

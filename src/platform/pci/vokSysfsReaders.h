@@ -1,9 +1,9 @@
-// Readers of single attribute files, as /sys has them. Each takes an absolute path of the host and makes one
+// Readers of single attribute files, as /sys has them. Each takes an absolute path on the host and makes one
 // read of at most 4096 bytes.
 //
-// An attribute is a regular file, also through links; a pipe, a device or a directory in its place counts as
-// one that can't be opened, so that no reader ever waits. What is handed out as malloc()ed belongs to the
-// caller, who gives it to free(); vokMallocPtr does so. A null path can't be opened.
+// An attribute is a regular file, also through links; a pipe, a device or a directory counts as one that
+// can't be opened, so that no reader ever waits. The caller frees a malloc()ed result, best with
+// vokMallocPtr. A null path can't be opened.
 #pragma once
 
 #include <sys/types.h>
@@ -13,23 +13,23 @@
 
 inline constexpr std::size_t vokAttributeSize = 4096;
 
-// A descriptor for reading a regular file, that never blocks; the caller closes it. -1 with errno otherwise.
+// A descriptor for reading a regular file that never blocks; the caller closes it. -1 with errno on failure.
 int vokOpenAttribute(const char* path);
-// What the one read gave; empty when it failed.
+// The bytes of the one read; empty if it failed.
 std::string vokReadAttribute(const char* path);
 
-// The first line as malloc()ed text without its newline, at most 4096 characters. Null when the file can't
-// be opened, nothing could be read, or the text is empty.
+// The first line as malloc()ed text without its newline, at most 4096 characters. Null if the file can't be
+// opened, nothing could be read, or the text is empty.
 char* get_sysfs_str(const char* path);
-// The bytes as they are, malloc()ed, without a NUL behind them; their count in `*length`. Null when the file
+// The bytes unchanged, malloc()ed, without a NUL after them; their number in `*length`. Null if the file
 // can't be opened or nothing could be read, and then `*length` is 0.
 char* get_sysfs_buf(const char* path, ssize_t* length);
 
-// The text through sscanf(3) with one conversion into `*out`. -1 when there is no text. Otherwise 0, also
-// when the text does not fit the format, and then `*out` is as it was.
+// Converts the text with sscanf(3), one conversion into `*out`. Returns -1 if there is no text, otherwise 0,
+// even if the text does not match the format and `*out` is unchanged.
 int _get_sysfs_numeric(const char* path, const char* format, void* out);
 
-// Numbers by base and width. A failed read gives -1, all bits set; a text that is no number gives 0.
+// Numbers by base and width. -1, all bits set, if the read failed; 0 for a text that is not a number.
 unsigned long long get_sysfs_llhex(const char* path);
 std::uint32_t get_sysfs_lhex(const char* path);
 std::uint32_t get_sysfs_ihex(const char* path);

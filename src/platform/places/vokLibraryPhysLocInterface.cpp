@@ -133,7 +133,7 @@ std::string vokLibraryPhysLocInterface::physlocEncode(std::string pciAddress,
 }
 
 bool vokLibraryPhysLocInterface::hasAllElements(const std::vector<std::string>& elements,
-                                               const std::string& pciAddress, const char* what) const {
+                                                const std::string& pciAddress, const char* what) const {
     if (elements.size() == platform_.elementCount) return true;
     VOK_LOG_DEBUG(platform_.logModule, "Unexpected GeoID split size [%zu] at PCI address [%s] for %s.",
                   elements.size(), pciAddress.c_str(), what);

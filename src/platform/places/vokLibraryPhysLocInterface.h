@@ -1,5 +1,5 @@
-// Physical locations from a platform's location library: the part that the platforms share. Each platform adds
-// a row of vokPhysLocPlatform.h and a class for its one instance.
+// Physical locations from a platform's location library: the part that the platforms share. Each platform
+// adds a row of vokPhysLocPlatform.h and a class for its one instance.
 #pragma once
 
 #include <atomic>
@@ -29,9 +29,9 @@ public:
     std::string getPhysLocLibraryName() override;
 
     // Encodes the elements of a GeoID with the library. `subLocation` is a decimal number, or "NA" for none.
-    // Takes no lock; safe from any thread. Returns sixteen digits, or "FFFFFFFFFFFFFFFF" on failure. Stores in
-    // `rc`, unless it is null, 1 for a wrong number of elements or a missing library, otherwise the library's
-    // result.
+    // Takes no lock; safe from any thread. Returns sixteen digits, or "FFFFFFFFFFFFFFFF" on failure. Stores
+    // in `rc`, unless it is null, 1 for a wrong number of elements or a missing library, otherwise the
+    // library's result.
     virtual std::string physlocEncode(std::string pciAddress, std::vector<std::string> geoElements,
                                       physloc_type_t type, physloc_rtn_t* rc, std::string subLocation);
 
@@ -41,7 +41,7 @@ protected:
 
 private:
     bool hasAllElements(const std::vector<std::string>& elements, const std::string& pciAddress,
-                       const char* what) const;
+                        const char* what) const;
 
     const vokPhysLocPlatform& platform_;
     std::mutex& loadLock_;             // guards loading and unloading

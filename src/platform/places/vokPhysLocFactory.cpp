@@ -37,7 +37,8 @@ vokPhysLocInterface* choose() {
 
 }  // namespace
 
-// The interface is published after its library is loaded, so that no thread uses it while it is still loading.
+// The interface is published after its library is loaded, so that no thread uses it while it is still
+// loading.
 vokPhysLocInterface* vokPhysLocFactory::getPhysLocInterface() {
     if (vokPhysLocInterface* const chosen = pllInterface) return chosen;
     const std::lock_guard<std::mutex> lock(factoryLock);

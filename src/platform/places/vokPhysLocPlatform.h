@@ -39,7 +39,7 @@ using vokPhysLocInit = int (*)(vokPhysLocRecord* record, int version);
 using vokPhysLocEncode = physloc_rtn_t (*)(vokPhysLocRecord* record, std::uint64_t* code);
 
 enum class vokPhysLocDriveSub { lastElement, empty };  // sub-location of a drive bay
-enum class vokPhysLocBox { oneOrTwo, ignored };    // box number of a backplane, and its sub-location
+enum class vokPhysLocBox { oneOrTwo, ignored };        // box number of a backplane, and its sub-location
 
 // The unit types of a platform, as its library numbers them.
 struct vokPhysLocTypes {
@@ -60,8 +60,9 @@ struct vokPhysLocPlatform {
     unsigned lastBay = 0;
     vokPhysLocDriveSub driveSub = vokPhysLocDriveSub::empty;
     vokPhysLocBox box = vokPhysLocBox::ignored;
-    char secondLevelLetter = 0;     // in the text of a chassis location
-    bool logsChassisSplit = false;  // true: a chassis location of a GeoID with another number of elements is logged
+    char secondLevelLetter = 0;  // in the text of a chassis location
+    bool logsChassisSplit =
+        false;  // true: a chassis location of a GeoID with another number of elements is logged
 };
 
 inline constexpr vokPhysLocPlatform vokTQPlatform = [] {

@@ -15,8 +15,8 @@ std::string platformCheck::cardManufacturer;
 
 namespace {
 
-// What can't be read goes to the system log itself: this may be asked before there is a log. The table stays
-// open for vokUtils, which gives it back.
+// Failures go to the system log directly: this may run before the agent's log is open. The table is still
+// held for vokUtils, which releases it.
 std::string manufacturerOfFirmware() {
     if (SmBiosInit() != 0) {
         const int reason = errno;
@@ -57,7 +57,8 @@ void platformCheck::fill() {
     isFilled = true;
 }
 
-// Once, also where there is no manufacturer: a host without the table is not asked for it in every cycle.
+// Filled once, even without a manufacturer, so that a host without the table is not searched for it in every
+// cycle.
 std::string platformCheck::filled(const std::string& text) {
     const std::lock_guard<std::mutex> lock(platformCheckLock);
     if (!isFilled) fill();

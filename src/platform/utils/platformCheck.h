@@ -1,6 +1,6 @@
-// Where the product's files lie on this platform, and who made it. The texts are filled on the first need,
-// which opens the firmware's table; vokUtils::initGeoIDMap gives it back, so the first need comes before
-// that.
+// The locations of the product's files on this platform, and the platform's manufacturer. The texts are
+// filled on first use, which reads the firmware's table; vokUtils::initGeoIDMap releases the table, so the
+// first use must come before that.
 #pragma once
 
 #include <mutex>
@@ -10,9 +10,9 @@ class platformCheck {
 public:
     static std::string getDirectoryPath();    // "/opt/mev/vok"
     static std::string getStartupFilePath();  // "/var/tmp/mev": a prefix, with no separator at its end
-    // The manufacturer text of the firmware's system record; empty when it can't be read.
+    // The manufacturer text of the firmware's system record; empty if it can't be read.
     static std::string getCardManufacturer();
-    // Fills all three at once, again when they are filled.
+    // Fills all three, also if they are already filled.
     static void setDirectoryPath();
 
 private:

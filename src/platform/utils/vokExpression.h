@@ -1,4 +1,4 @@
-// A compiled POSIX extended expression, released on every way out.
+// A compiled POSIX extended regular expression, freed with its owner.
 #pragma once
 
 #include <regex.h>
@@ -14,9 +14,9 @@ public:
     vokExpression(const vokExpression&) = delete;
     vokExpression& operator=(const vokExpression&) = delete;
 
-    // Of regcomp(3). Unless it is 0, nothing may be matched.
+    // The result of regcomp(3). Unless it is 0, match() must not be called.
     int compileResult() const { return result_; }
-    // Of regexec(3); `span` is the whole match.
+    // Returns the result of regexec(3); `span` receives the whole match.
     int match(const std::string& text, regmatch_t& span) const {
         return ::regexec(&expression_, text.c_str(), 1, &span, 0);
     }

@@ -1,4 +1,4 @@
-// What the agent asks of the operating system that differs from one to another.
+// The operations that depend on the host's operating system.
 #pragma once
 
 #include <map>
@@ -6,10 +6,10 @@
 #include <vector>
 
 // The order of the virtual operations is part of the interface; there is no virtual destructor, since
-// nobody deletes through it.
+// instances are never deleted.
 class vokOSInterface {
 public:
-    // Stores the host's PCI list for the id look-ups. 0, or -1 when the command can't be started.
+    // Stores the host's PCI list for the id look-ups. Returns 0, or -1 if the command can't be started.
     virtual int populateHardwarePCIDetails() = 0;
     virtual void Initialize() = 0;
     // Removes the stored PCI list.

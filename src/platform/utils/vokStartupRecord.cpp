@@ -18,22 +18,22 @@ namespace {
 
 constexpr char tag[] = "JOB_MGR";
 
-// A regular file that nobody but root or this user has made. With a second name, a write to it would be one
-// to some other file of theirs.
+// True for a regular file of root or this user with only one name. With a second name, writing to it would
+// also change some other file of that owner.
 bool isTrusted(int descriptor) {
     struct stat file {};
     return ::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink == 1 &&
            (file.st_uid == 0 || file.st_uid == ::geteuid());
 }
 
-void warnOfForeignFile(const std::string& place) {
-    VOK_LOG_WARNING(tag, "%s is not a plain file of the agent's own user. It is not used.", place.c_str());
+void warnOfForeignFile(const std::string& hostPath) {
+    VOK_LOG_WARNING(tag, "%s is not a plain file of the agent's own user. It is not used.", hostPath.c_str());
 }
 
 bool readRecord(std::string& content) {
-    const std::string place = vokStartupRecord::recordPath();
-    if (vokReadSharedFile(place, content)) return true;
-    if (errno == EPERM || errno == ELOOP || errno == ENXIO) warnOfForeignFile(place);
+    const std::string hostPath = vokStartupRecord::recordPath();
+    if (vokReadSharedFile(hostPath, content)) return true;
+    if (errno == EPERM || errno == ELOOP || errno == ENXIO) warnOfForeignFile(hostPath);
     return false;
 }
 
@@ -49,8 +49,8 @@ bool writeAll(int descriptor, const std::string& content) {
     return true;
 }
 
-// The new content is on the disk before it gets the record's name, so that a power cut can't leave the name
-// with nothing behind it. What an earlier run left under the temporary name is thrown away unread.
+// The new content is on the disk before it is renamed to the record, so that a power cut can't leave an empty
+// record. A temporary file that an earlier run has status is removed unread.
 bool replaceByRename(const std::string& content) {
     const std::string temporary = vokStartupRecord::temporaryPath();
     const std::string record = vokStartupRecord::recordPath();
@@ -65,7 +65,7 @@ bool replaceByRename(const std::string& content) {
         }
     }
     if (::rename(temporary.c_str(), record.c_str()) == 0) return true;
-    // A directory in the record's place: gone if it is empty.
+    // A directory with the record's name is removed if it is empty.
     if (::rmdir(record.c_str()) == 0 && ::rename(temporary.c_str(), record.c_str()) == 0) return true;
     ::unlink(temporary.c_str());
     return false;
@@ -76,8 +76,8 @@ int openForWriting(int flags) {
                   O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0600);
 }
 
-// Where no second file can be made beside the record. The old text is overwritten before the length
-// changes, so that a kill between the two leaves lines that can still be read by key.
+// For a directory in which no second file can be created. The old text is overwritten before the length
+// changes, so that the lines can still be read by key if the process is killed in between.
 bool replaceInPlace(const std::string& content) {
     vokOwnedDescriptor file(openForWriting(0));
     if (file ? !isTrusted(file.get()) : errno == ELOOP || errno == ENXIO) {
@@ -88,9 +88,9 @@ bool replaceInPlace(const std::string& content) {
     if (writeAll(file.get(), content) && ::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 &&
         ::fsync(file.get()) == 0)
         return true;
-    // An empty file, where the disk had no room, would be a record that tells of no start ever after.
-    struct stat left {};
-    if (::fstat(file.get(), &left) == 0 && left.st_size == 0)
+    // If the disk was full, the file may be empty, and would count as a record without a start from then on.
+    struct stat status {};
+    if (::fstat(file.get(), &status) == 0 && status.st_size == 0)
         ::unlink(vokStartupRecord::recordPath().c_str());
     return false;
 }
@@ -139,8 +139,8 @@ bool vokStartupRecord::readValue(const std::string& key, long& value, bool* foun
     if (found) *found = false;
     std::string content;
     if (!readRecord(content)) return false;
-    const std::optional<long> told = vokStartupRecordText::valueOf(content, key);
-    value = told.value_or(0);
-    if (found) *found = told.has_value();
+    const std::optional<long> number = vokStartupRecordText::valueOf(content, key);
+    value = number.value_or(0);
+    if (found) *found = number.has_value();
     return true;
 }

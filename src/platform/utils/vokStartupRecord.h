@@ -1,10 +1,10 @@
-// The startup record: three lines in a file from which the next start tells how the last run ended.
+// The startup record: three lines in a file from which the next start determines how the last run ended.
 //
 // Keys: current_start (0 after a graceful stop), last_start, last_stop; each with seconds since the Epoch.
-// The file lies in a directory that everybody may write to, so it is opened in a way that notices a
-// planted link or a wrong file type: such a thing gets a warning, counts as no record and is replaced. The
-// record is replaced as a whole, by a rename: whenever the process dies, either the old or the new content
-// is there. No more than its first mebibyte is looked at or kept.
+// The file lies in a world-writable directory, so opening it detects a planted link or a wrong file type:
+// that is logged as a warning, counts as no record and is replaced. The record is replaced as a whole, by a
+// rename: whenever the process dies, the file holds either the old or the new content. Only its first MiB is
+// read and kept.
 #pragma once
 
 #include <ctime>
@@ -12,17 +12,16 @@
 
 namespace vokStartupRecord {
 
-std::string recordPath();     // the host's place of /var/tmp/mevVOKStartup.txt
-std::string temporaryPath();  // the host's place of /var/tmp/mevVOKStartuptmp.txt
+std::string recordPath();     // host path of /var/tmp/mevVOKStartup.txt
+std::string temporaryPath();  // host path of /var/tmp/mevVOKStartuptmp.txt
 
-// True when the record is there and can be read.
+// True if the record exists and can be read.
 bool isReadable();
 
-// Writes "current_start <now>", "last_start 0", "last_stop 0". False when nothing could be written.
+// Writes "current_start <now>", "last_start 0", "last_stop 0". False if nothing could be written.
 bool create(time_t now);
 
-// Replaces each line that holds "current_start" and copies the others; an empty line comes behind the
-// last, as it always has.
+// Replaces each line that holds "current_start", copies the others and, on purpose, appends an empty line.
 bool replaceCurrentStart(time_t now);
 
 // Replaces each line that holds "last_start" with `start` and copies the others; 0 leaves those lines too.
@@ -31,8 +30,8 @@ bool replaceLastStart(long start);
 // Writes "last_start <start>", "last_stop <stop>", "current_start 0".
 bool writeGracefulStop(time_t start, time_t stop);
 
-// The number behind the key on the first line that holds it; false when the record can't be opened.
-// `value` is 0 when no line holds the key, and `found`, if given, tells that from a number that is 0.
+// Reads the number after the key on the first line that holds it; false if the record can't be read. If no
+// line holds the key, `value` is 0 and `*found`, unless `found` is null, is false.
 bool readValue(const std::string& key, long& value, bool* found = nullptr);
 
 }  // namespace vokStartupRecord

@@ -40,7 +40,7 @@ std::string vokStartupRecordText::ofGracefulStop(time_t start, time_t stop) {
 
 std::string vokStartupRecordText::withCurrentStart(const std::string& content, time_t now) {
     std::string replaced = withReplacedLines(content, "current_start", line("current_start", now));
-    // The end of the text counts as one more line when a newline stands before it.
+    // After a final newline the end of the text counts as one more line.
     if (content.empty() || content.back() == '\n') replaced += '\n';
     return replaced;
 }
@@ -51,8 +51,9 @@ std::string vokStartupRecordText::withLastStart(const std::string& content, long
 
 std::optional<long> vokStartupRecordText::valueOf(const std::string& content, const std::string& key) {
     for (const std::string& each : splitIntoLines(content)) {
-        const std::size_t place = each.find(key);
-        if (place != std::string::npos) return std::strtol(each.c_str() + place + key.size(), nullptr, 10);
+        const std::size_t position = each.find(key);
+        if (position != std::string::npos)
+            return std::strtol(each.c_str() + position + key.size(), nullptr, 10);
     }
     return std::nullopt;
 }

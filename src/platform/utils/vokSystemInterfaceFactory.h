@@ -1,4 +1,4 @@
-// Hands out the OS interface of the host.
+// Access to the OS interface of the host.
 #pragma once
 
 #include "platform/utils/vokOSInterface.h"

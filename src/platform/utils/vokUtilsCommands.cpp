@@ -15,10 +15,10 @@
 namespace {
 
 constexpr std::size_t lineBuffer = 512;
-// More than any command of a host prints; a command that runs wild does not take the memory with it.
-constexpr std::size_t greatestOutput = 16 * 1024 * 1024;
+// More than any command of a host prints; limits the memory that a runaway command can take.
+constexpr std::size_t maxOutputSize = 16 * 1024 * 1024;
 
-// One question about a PCI function to the stored hardware list.
+// One query for two ids of a PCI function in the stored hardware list.
 struct IdQuery {
     const char* grepTail;
     const char* patterns[2];
@@ -63,12 +63,12 @@ std::string vokUtils::executeEsxiCommandAndFetchOutput(std::string command) {
     }
     std::string output;
     char buffer[lineBuffer];
-    // A piece that is a newline alone stays one: trimming leaves a text of one character as it is.
+    // A piece that is only a newline is kept: trimming leaves a text of one character unchanged.
     while (std::fgets(buffer, sizeof(buffer), stream.get())) {
         std::string piece = buffer;
         std::string trimmed;
         trimLeadingTrailingSpaces(piece, trimmed);
-        if (output.size() + trimmed.size() >= greatestOutput) {
+        if (output.size() + trimmed.size() >= maxOutputSize) {
             VOK_LOG_WARNING("VOK_UTILS", "Output is cut at %zu bytes : %s", output.size(), command.c_str());
             break;
         }
@@ -83,7 +83,7 @@ void vokUtils::trimLeadingTrailingSpaces(std::string& in, std::string& out) {
     if (in.empty()) return;
     while (in.size() >= 2 && std::isspace(static_cast<unsigned char>(in.back()))) in.pop_back();
     if (in == " ") return;
-    // Only blanks go at the front: a leading tab stays.
+    // Only blanks are removed at the front: a leading tab stays.
     const auto first = in.find_first_not_of(' ');
     if (first != std::string::npos) out = in.substr(first);
 }
@@ -105,7 +105,7 @@ std::string vokUtils::getValueByRegexFromLocalcli(std::string text, std::string 
         text.substr(static_cast<std::size_t>(span.rm_so), static_cast<std::size_t>(span.rm_eo - span.rm_so));
     if (match.empty())
         VOK_LOG_WARNING("VOK_UTILS", "Issue in identifying details from localcli output : %s", text.c_str());
-    // The colon and the blank behind it go. A match without both has no value.
+    // Without the colon and the blank after it. A match that lacks them has no value.
     const auto colon = match.find(':');
     return colon != std::string::npos && colon + 2 <= match.size() ? match.substr(colon + 2) : "";
 }
@@ -121,21 +121,21 @@ std::pair<std::string, std::string> vokUtils::get_subvendor_subdevice(std::strin
 bool vokUtils::isPCIAddress(const std::string& text) {
     static constexpr char form[] = "xxxx:xx:xx.x";
     constexpr std::size_t length = sizeof(form) - 1;
-    constexpr std::size_t longestSegment = 8;  // more than four digits where a host bridge is a virtual one
+    constexpr std::size_t longestSegment = 8;  // a virtual host bridge has more than four digits
     const std::size_t segment = text.find(':');
     if (segment < 4 || segment > longestSegment || text.size() != length + (segment - 4)) return false;
     if (segment > 4 && text.front() == '0') return false;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const char wanted = form[i < segment ? 0 : i - (segment - 4)];
+        const char expected = form[i < segment ? 0 : i - (segment - 4)];
         const bool fits =
-            wanted == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == wanted;
+            expected == 'x' ? std::isxdigit(static_cast<unsigned char>(text[i])) != 0 : text[i] == expected;
         if (!fits) return false;
     }
     return true;
 }
 
 bool vokUtils::isInterfaceName(const std::string& text) {
-    // No option of a command, and nothing that a shell or an expression reads otherwise.
+    // Not an option of a command, and no character with a harmful meaning in a shell or a regular expression.
     return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), [](unsigned char c) {
         return std::isalnum(c) || std::string_view("._:-").find(c) != std::string_view::npos;
     });
@@ -153,10 +153,10 @@ int vokUtils::getPCIString(std::string adapter, std::string& out) {
     }
     std::string text;
     char buffer[lineBuffer];
-    while (text.size() < greatestOutput && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
+    while (text.size() < maxOutputSize && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
     const auto open = text.find('(');
     const auto close = text.find(')');
-    // The first of each, even where the closing one comes first: nothing stands between them then.
+    // The first of each, even if the closing one comes first: the text is then empty.
     if (open != std::string::npos && close != std::string::npos)
         out = close > open ? text.substr(open + 1, close - open - 1) : "";
     return 1;

@@ -11,13 +11,13 @@ constexpr mode_t linkBits = 0xa000;
 
 enum class Position { front, back };
 
-// Adds the names that `keep` accepts, each before or behind what `out` holds already.
+// Adds the names that `keep` accepts, each before or after the present content of `out`.
 int listDirectory(const std::string& path, Position position, std::vector<std::string>& out,
                   const std::function<bool(const std::string&)>& keep) {
-    const std::string place = vokHostAccess().path(path.empty() || path[0] != '/' ? "/" + path : path);
+    const std::string hostPath = vokHostAccess().path(path.empty() || path[0] != '/' ? "/" + path : path);
     struct stat status {};
-    if (::lstat(place.c_str(), &status) != 0 || (status.st_mode & linkBits) == linkBits) return -1;
-    const vokSortedDirectory directory(place);
+    if (::lstat(hostPath.c_str(), &status) != 0 || (status.st_mode & linkBits) == linkBits) return -1;
+    const vokSortedDirectory directory(hostPath);
     if (directory.count() < 0) return -1;
     for (int i = 0; i < directory.count(); ++i) {
         const std::string name = directory.name(i);

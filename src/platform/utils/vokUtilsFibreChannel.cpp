@@ -13,13 +13,13 @@ namespace {
 
 constexpr const char* notAvailable = "NotAvailable";
 
-// Both values of a pair stand two characters behind their line's first ":", but for the VMkernel name.
-std::string behindColon(const std::string& line) {
+// Both values of a pair start two characters after their line's first ":", except for the VMkernel name.
+std::string valueAfterColon(const std::string& line) {
     const auto from = line.find(':') + 2;
     return from < line.size() ? line.substr(from) : "";
 }
 
-// Every VMkernel name begins with "v". Functions that have none keep the key and nothing behind it.
+// Every VMkernel name begins with "v". For a function without one, nothing follows the key.
 std::string vmkernelName(const std::string& line) {
     const auto blank = line.find(" v");
     return blank == std::string::npos ? "" : line.substr(blank + 1);
@@ -33,7 +33,7 @@ struct PairList {
     const char* secondKey;
     std::string (*secondValue)(const std::string& line);
     const char* failure;
-    const char* nothing;
+    const char* nothingFound;
 };
 
 constexpr PairList hardwarePairs = {
@@ -51,7 +51,7 @@ constexpr PairList fibreChannelPairs = {
     "/opt/mev/vok/data/fc_name.txt",
     "Adapter: ",
     "Node Name:",
-    behindColon,
+    valueAfterColon,
     "Error occurred in gathering localcli storage SAN information",
     "Unable to find localcli storage SAN information.",
 };
@@ -66,7 +66,7 @@ void readPairs(const PairList& list, std::istream& lines, const TakePair& take) 
         const bool holdsFirst = line.find(list.firstKey) != std::string::npos;
         if (!useful && !holdsFirst) break;
         useful = true;
-        if (holdsFirst) first = behindColon(line);
+        if (holdsFirst) first = valueAfterColon(line);
         if (line.find(list.secondKey) != std::string::npos) {
             const std::string value = list.secondValue(line);
             if (!value.empty()) second = value;
@@ -76,22 +76,22 @@ void readPairs(const PairList& list, std::istream& lines, const TakePair& take) 
         first.clear();
         second.clear();
     }
-    if (!useful) VOK_LOG_DEBUG("VOK_UTILS", "%s", list.nothing);
+    if (!useful) VOK_LOG_DEBUG("VOK_UTILS", "%s", list.nothingFound);
 }
 
-// False when the command or its file could not be had. A file that an interrupted run left behind is read
-// with what the command appends.
+// False if the command failed or its file can't be opened. The content that an interrupted run has left in
+// the file is read together with what the command appends.
 bool gatherPairs(const PairList& list, const TakePair& take) {
-    const std::string place = vokHostAccess().path(list.file);
+    const std::string hostPath = vokHostAccess().path(list.file);
     const int status = vokHostAccess().runCommand(list.command + vokHostAccess().commandPath(list.file));
     bool gathered = false;
     if (status == 0) {
-        std::ifstream lines(place);
+        std::ifstream lines(hostPath);
         gathered = lines.is_open();
         if (gathered) readPairs(list, lines, take);
     }
     if (!gathered) VOK_LOG_ERROR("VOK_UTILS", "%s", list.failure);
-    std::remove(place.c_str());
+    std::remove(hostPath.c_str());
     return gathered;
 }
 

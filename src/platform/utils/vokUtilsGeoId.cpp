@@ -14,34 +14,34 @@ regex_t vokUtils::geoIDSplitExp;
 
 namespace {
 
-// "\b" is the C library's word boundary: letters, digits and the underscore are of a word.
+// "\b" is the C library's word boundary: words consist of letters, digits and underscores.
 constexpr const char* designationExpression = "\\b(r[0-9]{3}u[0-9]{2}p[0-9]i[0-9]{2})\\b";
 constexpr const char* firstPlatformSplit = "^r([0-9]{3})u([0-9]{2})p([0-9])i([0-9]{2})$";
 constexpr const char* secondPlatformSplit = "^r([0-9]{3})i([0-9]{2})s([0-9]{2})$";
-constexpr std::size_t greatestElementCount = 4;
+constexpr std::size_t maxElementCount = 4;
 
 constexpr std::size_t wholeRest = std::string::npos;
 constexpr std::size_t onboardGeoIDLength = 10;
 
-// Where a record says that its function sits.
-struct Place {
+// The PCI address of a record's function.
+struct Address {
     unsigned segment;
     unsigned bus;
     unsigned device;
     unsigned function;
 };
 
-Place placeOf(const DmiSystemSlot& slot) {
+Address addressOf(const DmiSystemSlot& slot) {
     const unsigned deviceFunction = slot.devFuncNum;
     return {slot.segmentGroupNum, slot.busNum, deviceFunction >> 3, deviceFunction & 7};
 }
 
-Place placeOf(const DmiOnboardDeviceEx& device) {
+Address addressOf(const DmiOnboardDeviceEx& device) {
     return {device.segmentGroupNum, device.busNum, device.devNum, device.funcNum};
 }
 
-// On the second platform what stands behind the first blank; without a blank, from the beginning. At most
-// `length` characters of it.
+// On the second platform the text after the first blank, or the whole text without a blank; at most `length`
+// characters of it.
 std::string geoIDOf(const std::string& designation, std::size_t length) {
     if (!vokIsSecondPlatform(vokUtils::getPlatformFamily()))
         return vokUtils::getGeoIDFromDesignation(designation);
@@ -50,12 +50,12 @@ std::string geoIDOf(const std::string& designation, std::size_t length) {
 
 template <typename Record>
 void addGeoID(const Record& record, std::size_t length, std::map<std::string, std::string>& map) {
-    const Place place = placeOf(record);
+    const Address address = addressOf(record);
     VOK_LOG_DEBUG("VOK_UTILS", "designation: %s, segmentGroupNum: 0x%x, busNum: 0x%x, evFuncNum: 0x%x",
-                  record.designation, place.segment, place.bus, place.device << 3 | place.function);
+                  record.designation, address.segment, address.bus, address.device << 3 | address.function);
     char key[256];
-    if (std::snprintf(key, sizeof(key), "%04x:%02x:%02x.%x", place.segment, place.bus, place.device,
-                      place.function) < 0) {
+    if (std::snprintf(key, sizeof(key), "%04x:%02x:%02x.%x", address.segment, address.bus, address.device,
+                      address.function) < 0) {
         VOK_LOG_WARNING("VOK_UTILS", "Encountered incorrect parsing of BDF characters");
         return;
     }
@@ -117,7 +117,7 @@ std::string vokUtils::getGeoIDStr(std::string pciAddress) {
     return found == geoIDMap.end() ? "NotAvailable" : found->second;
 }
 
-// True when geoIDSplitExp is there to be used. The flag stays clear until then, so each call tries again.
+// True if geoIDSplitExp is compiled. The flag stays clear until then, so each call tries again.
 bool vokUtils::compileGeoIDSplit(const std::string& geoID) {
     if (geoIDSplitRegexCompiled) return true;
     const std::lock_guard<std::mutex> lock(geoIDSplitMutex);
@@ -146,15 +146,15 @@ std::vector<std::string> vokUtils::getGeoIDInfo(std::string pciAddress) {
         return {};
     }
     if (!compileGeoIDSplit(geoID)) return {};
-    regmatch_t spans[1 + greatestElementCount];
-    const int result = ::regexec(&geoIDSplitExp, geoID.c_str(), 1 + greatestElementCount, spans, 0);
+    regmatch_t spans[1 + maxElementCount];
+    const int result = ::regexec(&geoIDSplitExp, geoID.c_str(), 1 + maxElementCount, spans, 0);
     if (result != 0) {
         VOK_LOG_DEBUG("VOK_UTILS", "Error decoding GeoID [%s]: [%d] - [%s]", geoID.c_str(), result,
                       vokExpression::describe(result, geoIDSplitExp).c_str());
         return {};
     }
     std::vector<std::string> elements;
-    for (std::size_t number = 1; number <= greatestElementCount; ++number) {
+    for (std::size_t number = 1; number <= maxElementCount; ++number) {
         const regmatch_t& span = spans[number];
         if (span.rm_so < 0) break;  // the form of three elements ends here
         if (span.rm_eo <= span.rm_so) {

@@ -16,16 +16,16 @@ std::atomic<long> vokUtils::_currentBootTime{0};
 namespace {
 
 constexpr int esxiHost = 104;
-// More than a host tells of itself; a command that runs wild does not take the memory with it.
-constexpr std::size_t greatestText = 65536;
+// More than the version command prints; limits the memory that a runaway command can take.
+constexpr std::size_t maxTextSize = 65536;
 
-// What stands behind the first ":" of the command's output, without any white space in it.
+// Reads the text after the first ":" of the command's output, without any white space.
 bool readProductValue(const char* command, std::string& value) {
     const vokCommandStream stream(command);
     if (!stream) return false;
     std::string text;
     char buffer[40];
-    while (text.size() < greatestText && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
+    while (text.size() < maxTextSize && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
     text.erase(std::remove_if(text.begin(), text.end(), [](unsigned char c) { return std::isspace(c); }),
                text.end());
     value = text.substr(text.find(':') + 1);  // without a colon: the whole text

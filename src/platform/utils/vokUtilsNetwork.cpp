@@ -43,7 +43,7 @@ std::vector<std::string> vokUtils::getIPAddresses() {
         }
     }
     const std::lock_guard<std::mutex> lock(mutex_lock);
-    // Sticky: kept as long as some interface has it.
+    // Sticky: kept as long as an interface has it.
     if (std::find(addresses.begin(), addresses.end(), auxIPv4Address) == addresses.end())
         auxIPv4Address = firstOrLoopback(addresses);
     return addresses;

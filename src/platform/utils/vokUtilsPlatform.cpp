@@ -32,7 +32,7 @@ std::string vokUtils::getSystemManufacturer() {
     return systemManufacturer;
 }
 
-// The flag is set whatever came of the reading: the table is gone by the time that anybody could try again.
+// The flag is set even if reading failed: by the time of another attempt the table has been released.
 void vokUtils::cacheSystemInformation() {
     if (systemInformationCached) return;
     const std::lock_guard<std::mutex> lock(systemInformationMutex);

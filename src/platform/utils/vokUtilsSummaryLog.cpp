@@ -11,7 +11,7 @@ namespace {
 constexpr char summaryLog[] = "/var/log/vmksummary.log";
 constexpr char timesFile[] = "/tmp/vokboot.log";
 
-// The stamps of the last `lines` lines of the summary log that hold `words`, oldest first.
+// The time stamps of the last `lines` lines of the summary log that hold `words`, oldest first.
 std::vector<long> summaryTimes(const std::string& words, const std::string& lines, const char* failure) {
     const vokWorkFile found(timesFile, vokLeftOver::replaced);
     if (found.isPlanted() ||

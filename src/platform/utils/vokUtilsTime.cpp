@@ -11,7 +11,7 @@ tm localNow() {
     return vokLocalTime(vokWallClockSeconds());
 }
 
-// The number at the front of a piece of the text; 0 when there is none.
+// The number at the start of a part of the text; 0 if there is none.
 int decimal(const std::string& text, std::string::size_type from, std::string::size_type count) {
     return static_cast<int>(std::strtol(text.substr(from, count).c_str(), nullptr, 10));
 }
@@ -53,7 +53,7 @@ long vokUtils::toEpoc(std::string text) {
     fields.tm_hour = decimal(text, 11, 2);
     fields.tm_min = decimal(text, 14, 2);
     fields.tm_sec = decimal(text, 17, 2);
-    // Read as local time although the text ends in a Z, with the daylight saving of today.
+    // Interpreted as local time although the text ends in a Z, with today's daylight saving.
     fields.tm_isdst = localNow().tm_isdst;
     return static_cast<long>(::mktime(&fields));
 }

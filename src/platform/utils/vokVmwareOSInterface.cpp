@@ -21,8 +21,8 @@ int vokVmwareOSInterface::populateHardwarePCIDetails() {
 void vokVmwareOSInterface::Initialize() {}
 
 void vokVmwareOSInterface::UnInitialize() {
-    const std::string place = vokHostAccess().path(hardwareList);
-    if (std::ifstream(place)) std::remove(place.c_str());
+    const std::string hostPath = vokHostAccess().path(hardwareList);
+    if (std::ifstream(hostPath)) std::remove(hostPath.c_str());
 }
 
 void vokVmwareOSInterface::populateNvmeInstances(std::vector<std::string>&) {}

@@ -1,5 +1,5 @@
-// The OS interface of an ESXi host. What the host tells of its PCI functions is stored once, at the start,
-// in a file that the id look-ups of vokUtils read; the other questions have no answer on this system.
+// The OS interface of an ESXi host. The host's list of PCI functions is stored once, at the start, in a file
+// that the id look-ups of vokUtils read; the other operations do nothing on this system.
 #pragma once
 
 #include "platform/utils/vokOSInterface.h"
@@ -11,15 +11,15 @@ public:
 
     static vokVmwareOSInterface* getInstance();
 
-    // Stores the list. Its directory belongs to the product's package and is not made here. 0, or -1 when
-    // the command can't be started; what became of the command is not looked at.
+    // Stores the list. Its directory belongs to the product's package and is not created here. Returns 0, or
+    // -1 if the command can't be started; its exit status is ignored.
     int populateHardwarePCIDetails() override;
     void Initialize() override;
     // Removes the stored list if there is one.
     void UnInitialize() override;
     void populateNvmeInstances(std::vector<std::string>& instances) override;
     void populateNvmeMaps() override;
-    // 0, and the text stays as it was.
+    // Return 0 and leave the text unchanged.
     int getNvmePCIAddress(std::string instance, std::string& address) override;
     int getNvmeSubSystemVendorID(std::string instance, std::string& vendor) override;
     std::map<std::string, std::string> getPciIdInfo(std::string address) override;

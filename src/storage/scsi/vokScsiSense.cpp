@@ -14,7 +14,7 @@ struct Format {
 constexpr Format fixedFormat = {false, 2, 12, 13};
 constexpr Format descriptorFormat = {true, 1, 2, 3};
 
-// Both formats have it here: the number of bytes after it.
+// In both formats: the number of bytes after it.
 constexpr std::size_t additionalLengthAt = 7;
 
 }  // namespace

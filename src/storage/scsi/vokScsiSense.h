@@ -1,4 +1,4 @@
-// Sense data, by which a disk says why it refused a command (SPC-5, section 4.4).
+// Sense data, in which a disk reports why it refused a command (SPC-5, section 4.4).
 #pragma once
 
 #include <cstddef>
@@ -13,10 +13,10 @@ struct vokScsiSense {
     std::optional<unsigned char> additionalQualifier;
 };
 
-// The sense keys that the agent tells from others.
+// The sense keys that the agent distinguishes.
 inline constexpr unsigned char vokSenseKeyIllegalRequest = 5;
 inline constexpr unsigned char vokSenseKeyAbortedCommand = 11;
 
 // Decodes `size` bytes and reads none beyond them, nor any that the additional length excludes. Not set if
-// there are none or the response code is of no known format.
+// there are none or the response code has no known format.
 std::optional<vokScsiSense> vokReadScsiSense(const unsigned char* bytes, std::size_t size);

@@ -67,7 +67,7 @@ TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
     libraries.symbols.clear();
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(logged(
-        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));
+        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason given)"));
     EXPECT_TRUE(logged(mockForLibrary));
 }
 
@@ -97,14 +97,15 @@ TEST_F(PhysLocFactory, AnEarlierLoaderErrorIsNotReportedAsTheReason) {
     libraries.failure.clear();
     chosen();
     EXPECT_TRUE(logged(
-        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason told)"));
+        "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason given)"));
 }
 
 TEST_F(PhysLocFactory, ALibraryWithoutTheEncoderIsClosedAndGivesTheMockForAllUnits) {
     startFirstPlatform();
     libraries.symbols[firstLibrary].erase("physloc_encode");
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
-    EXPECT_TRUE(logged("ERROR PL_INTF: Failed to find address of symbol [physloc_encode]: (no reason told)"));
+    EXPECT_TRUE(
+        logged("ERROR PL_INTF: Failed to find address of symbol [physloc_encode]: (no reason given)"));
     EXPECT_TRUE(logged(mockForLibrary));
     EXPECT_EQ(libraries.openCount(), 0);
     EXPECT_EQ(chosen()->getPhysLocForIOSlot("0000:3b:00.0"), unknownLocation);
@@ -115,7 +116,7 @@ TEST_F(PhysLocFactory, ALibraryWithoutTheInitializerToo) {
     libraries.symbols[secondLibrary].erase("physloc_init_data");
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(
-        logged("ERROR PL_INTF: Failed to find address of symbol [physloc_init_data]: (no reason told)"));
+        logged("ERROR PL_INTF: Failed to find address of symbol [physloc_init_data]: (no reason given)"));
     EXPECT_EQ(libraries.openCount(), 0);
 }
 

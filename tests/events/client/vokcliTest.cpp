@@ -401,8 +401,9 @@ TEST_F(vokcliTest, EventsListsEveryNumberWithOwnerAndMeaning) {
     EXPECT_THAT(result.out, HasSubstr("\n   708  Agent          Test event of the agent\n"));
     EXPECT_THAT(result.out, HasSubstr("\n   360  Host           The last shutdown was not graceful\n"));
     EXPECT_THAT(result.out, HasSubstr("\n  1384  Ethernet       An Ethernet port has lost its link\n"));
-    EXPECT_THAT(result.out,
-                HasSubstr("\n   538  Storage        A drive has failed or gone (not in this agent yet)\n"));
+    EXPECT_THAT(
+        result.out,
+        HasSubstr("\n   538  Storage        A drive has failed or is missing (not in this agent yet)\n"));
 }
 
 TEST_F(vokcliTest, HelpTellsTheExitStatuses) {

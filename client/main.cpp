@@ -1,4 +1,4 @@
-// vokcli: has the agent raise a test event or send an event of the caller's, and says what came of it.
+// vokcli: makes the agent raise a test event or send an event of the caller, and reports the result.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -22,21 +22,21 @@ int run(int argc, char** argv) {
     std::string location;
     std::string file;
 
-    CLI::App app{"Speaks to the hardware agent of this host."};
+    CLI::App app{"Sends requests to the hardware agent of this host."};
     app.set_version_flag("--version", std::string("vokcli ") + VOK_VERSION);
     app.add_option("--timeout", timeoutSeconds, "Seconds to wait for the agent's answer")
         ->check(CLI::Range(1, 86400))
         ->capture_default_str();
-    app.add_option("--host-root", hostRoot, "Speak to the agent of the host under this directory")
+    app.add_option("--host-root", hostRoot, "Contact the agent of the host under this directory")
         ->type_name("DIR");
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(vokClientExitHelp);
 
-    CLI::App* const test = app.add_subcommand("test", "Have the agent raise a test event");
+    CLI::App* const test = app.add_subcommand("test", "Make the agent raise a test event");
     test->add_option("ID", id, "Number of the event")->required();
     test->add_option("LOCATION", location, "Physical location that the event names");
-    CLI::App* const inject = app.add_subcommand("inject", "Have the agent send an event of your own");
+    CLI::App* const inject = app.add_subcommand("inject", "Make the agent send an event of your own");
     inject->add_option("FILE", file, "File with the event, a JSON object; - is standard input")->required();
     app.add_subcommand("events", "List the numbers of all events");
 

@@ -22,13 +22,13 @@ vokAnswer failure(const std::string& what, int reason) {
             what + ": " + std::strerror(reason)};
 }
 
-// The pipe for the answer. It bears this process's id, so one that is there already was left behind by an
-// earlier process of that id.
+// The pipe for the answer. Its name has this process's id, so an existing one was left over by an earlier
+// process of that id.
 class ResponsePipe {
 public:
-    ResponsePipe() : place_(vokHostAccess().path(vokClientPipePrefix + std::to_string(::getpid()))) {}
+    ResponsePipe() : hostPath_(vokHostAccess().path(vokClientPipePrefix + std::to_string(::getpid()))) {}
     ~ResponsePipe() {
-        if (made_) ::unlink(place_.c_str());
+        if (created_) ::unlink(hostPath_.c_str());
     }
     ResponsePipe(const ResponsePipe&) = delete;
     ResponsePipe& operator=(const ResponsePipe&) = delete;
@@ -36,45 +36,45 @@ public:
     // 0 or an error number.
     int open() {
         removeLeftOver();
-        if (::mkfifo(place_.c_str(), S_IRUSR | S_IWUSR) != 0) return errno;
-        made_ = true;
-        // Open before the request goes out: the agent finds a reader at once.
-        descriptor_.reset(::open(place_.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+        if (::mkfifo(hostPath_.c_str(), S_IRUSR | S_IWUSR) != 0) return errno;
+        created_ = true;
+        // Opened before the request is sent, so that the agent finds a reader at once.
+        descriptor_.reset(::open(hostPath_.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
         return descriptor_ ? 0 : errno;
     }
     int descriptor() const { return descriptor_.get(); }
-    const std::string& place() const { return place_; }
+    const std::string& hostPath() const { return hostPath_; }
 
 private:
     void removeLeftOver() const {
         struct stat found {};
-        if (::lstat(place_.c_str(), &found) == 0 && S_ISFIFO(found.st_mode) && found.st_uid == ::geteuid())
-            ::unlink(place_.c_str());
+        if (::lstat(hostPath_.c_str(), &found) == 0 && S_ISFIFO(found.st_mode) && found.st_uid == ::geteuid())
+            ::unlink(hostPath_.c_str());
     }
 
-    std::string place_;
+    std::string hostPath_;
     vokOwnedDescriptor descriptor_;
-    bool made_ = false;
+    bool created_ = false;
 };
 
-// What became of a step; empty when the next one can be taken.
+// The result of a step; empty if the next step can follow.
 using Outcome = std::optional<vokAnswer>;
 
 Outcome openServer(vokOwnedDescriptor& server) {
-    const std::string place = vokHostAccess().path(vokServerPipePath);
-    server.reset(::open(place.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    const std::string hostPath = vokHostAccess().path(vokServerPipePath);
+    server.reset(::open(hostPath.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     if (!server && (errno == ENOENT || errno == ENXIO)) return vokAnswer{vokAnswerKind::noAgent, ""};
-    if (!server) return failure(place, errno);
+    if (!server) return failure(hostPath, errno);
     struct stat status {};
-    if (::fstat(server.get(), &status) != 0) return failure(place, errno);
-    if (!S_ISFIFO(status.st_mode)) return vokAnswer{vokAnswerKind::failed, place + " is not a pipe"};
+    if (::fstat(server.get(), &status) != 0) return failure(hostPath, errno);
+    if (!S_ISFIFO(status.st_mode)) return vokAnswer{vokAnswerKind::failed, hostPath + " is not a pipe"};
     return {};
 }
 
 Outcome writeRequest(int server, const _VOK_MESSAGE_PACKET& request, Deadline deadline,
                      vokClientSignals& signals) {
     for (;;) {
-        if (::write(server, &request, sizeof(request)) >= 0) return {};  // all of it or nothing
+        if (::write(server, &request, sizeof(request)) >= 0) return {};  // atomic: all or nothing
         if (errno == EPIPE) return vokAnswer{vokAnswerKind::noAgent, ""};
         if (errno != EAGAIN && errno != EINTR) return failure("writing the request", errno);
         pollfd room{server, POLLOUT, 0};
@@ -88,21 +88,21 @@ Outcome writeRequest(int server, const _VOK_MESSAGE_PACKET& request, Deadline de
 vokAnswer readAnswer(int response, int server, Deadline deadline, vokClientSignals& signals) {
     _VOK_MESSAGE_PACKET packet{};
     auto* const bytes = reinterpret_cast<char*>(&packet);
-    std::size_t got = 0;
-    while (got < sizeof(packet)) {
-        // The server's end is watched for an error alone: that its reader has gone.
+    std::size_t received = 0;
+    while (received < sizeof(packet)) {
+        // The server's end is watched only for an error: that its reader has closed it.
         pollfd ends[] = {{response, POLLIN, 0}, {server, 0, 0}};
         const int ready = signals.wait(ends, 2, deadline);
         if (ready < 0) return failure("waiting for the answer", errno);
         if (signals.arrived() != 0) return {vokAnswerKind::interrupted, ""};
         if (ready == 0) return {vokAnswerKind::notInTime, ""};
         if (ends[0].revents == 0) return {vokAnswerKind::agentLeft, ""};
-        const ssize_t count = ::read(response, bytes + got, sizeof(packet) - got);
+        const ssize_t count = ::read(response, bytes + received, sizeof(packet) - received);
         if (count < 0 && (errno == EAGAIN || errno == EINTR)) continue;
         if (count < 0) return failure("reading the answer", errno);
-        if (count == 0 && got == 0) return {vokAnswerKind::agentLeft, ""};
+        if (count == 0 && received == 0) return {vokAnswerKind::agentLeft, ""};
         if (count == 0) return {vokAnswerKind::failed, "the answer is cut short"};
-        got += static_cast<std::size_t>(count);
+        received += static_cast<std::size_t>(count);
     }
     if (packet.header.kind != vokResponseKind || packet.header.size != vokResponseSize)
         return {vokAnswerKind::failed, "the answer has an unknown form"};
@@ -126,7 +126,7 @@ vokAnswer vokAskAgent(std::uint16_t messageCode, const std::string& payload, std
     vokOwnedDescriptor server;
     if (Outcome outcome = openServer(server)) return *outcome;
     ResponsePipe response;
-    if (const int reason = response.open()) return failure(response.place(), reason);
+    if (const int reason = response.open()) return failure(response.hostPath(), reason);
     if (Outcome outcome = writeRequest(server.get(), request, deadline, signals)) return *outcome;
     return readAnswer(response.descriptor(), server.get(), deadline, signals);
 }

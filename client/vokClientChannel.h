@@ -10,12 +10,12 @@
 enum class vokAnswerKind {
     done,          // the agent did it: status 0
     refused,       // the agent could not deliver it: any other status
-    noAgent,       // nobody reads the agent's pipe
-    noPermission,  // a pipe may not be opened or made
-    notInTime,     // the request is with the agent, but there was no answer within the time
-    notTaken,      // the agent did not even take the request within the time
-    agentLeft,     // the agent ended between taking the request and answering
-    interrupted,   // a signal asks this program to end
+    noAgent,       // no process reads the agent's pipe
+    noPermission,  // a pipe must not be opened or created
+    notInTime,     // the agent has the request, but did not answer in time
+    notTaken,      // the agent did not accept the request in time
+    agentLeft,     // the agent ended between accepting the request and answering
+    interrupted,   // a signal requests the end of this program
     failed,        // anything else; `reason` says what
 };
 
@@ -24,7 +24,7 @@ struct vokAnswer {
     std::string reason;
 };
 
-// Sends `payload`, which must fit a packet with its NUL, and waits for the answer. Whatever comes of it, the
-// pipe that was made for the answer is gone at the return.
+// Sends `payload`, which must fit a packet with its NUL, and waits for the answer. The pipe that is created
+// for the answer is removed in any case.
 vokAnswer vokAskAgent(std::uint16_t messageCode, const std::string& payload, std::chrono::seconds timeout,
                       vokClientSignals& signals);

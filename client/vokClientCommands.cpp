@@ -20,8 +20,8 @@
 namespace {
 
 constexpr std::size_t longestPayload = sizeof(_VOK_MESSAGE_PACKET::payload) - 1;  // its NUL not counted
-// A text that fits one IPMI request covers the name of its remote command, and the controller can't tell
-// what it is.
+// A text that fits into one IPMI request overwrites the name of its remote command, so that the controller
+// can't identify it.
 constexpr std::size_t shortestEvent = 57;
 constexpr std::uint16_t injectedEventMessage = 0x0101;  // any code that is not the test event's
 
@@ -31,29 +31,29 @@ struct Explanation {
     const char* text;
 };
 
-// What a person is told when the request was not carried out.
+// The messages for requests that were not carried out.
 constexpr Explanation explanations[] = {
     {vokAnswerKind::refused, vokExitRefused,
      "The agent could not deliver the event: the controller refused it or did not answer."},
     {vokAnswerKind::noAgent, vokExitNoAgent, "No agent is running here; nothing was sent."},
-    {vokAnswerKind::noPermission, vokExitNoPermission,
-     "No permission to speak to the agent; run as its user"},
+    {vokAnswerKind::noPermission, vokExitNoPermission, "No permission to contact the agent; run as its user"},
     {vokAnswerKind::notInTime, vokExitNoAnswer,
      "No answer in time. The agent has the request and may still carry it out."},
-    {vokAnswerKind::notTaken, vokExitNoAnswer, "The agent took no request in time; nothing was sent."},
+    {vokAnswerKind::notTaken, vokExitNoAnswer,
+     "The agent did not accept the request in time; nothing was sent."},
     {vokAnswerKind::agentLeft, vokExitNoAnswer,
      "The agent ended before it answered. The request may or may not have been carried out."},
     {vokAnswerKind::failed, vokExitFailed, "The request failed"},
 };
 
-int complain(const std::string& text) {
+int reportError(const std::string& text) {
     std::cerr << "vokcli: " << text << '\n';
     return vokExitBadInput;
 }
 
-// Sends the request and tells what came of it; `success` is the sentence for the good end.
-int askAndTell(std::uint16_t code, const std::string& payload, std::chrono::seconds timeout,
-               const std::string& success) {
+// Sends the request and prints the result; `success` is the message for success.
+int sendAndReport(std::uint16_t code, const std::string& payload, std::chrono::seconds timeout,
+                  const std::string& success) {
     vokClientSignals signals;
     const vokAnswer answer = vokAskAgent(code, payload, timeout, signals);
     if (answer.kind == vokAnswerKind::interrupted) signals.endByArrived();
@@ -63,13 +63,13 @@ int askAndTell(std::uint16_t code, const std::string& payload, std::chrono::seco
     }
     for (const Explanation& row : explanations) {
         if (row.kind != answer.kind) continue;
-        complain(answer.reason.empty() ? row.text : std::string(row.text) + " (" + answer.reason + ").");
+        reportError(answer.reason.empty() ? row.text : std::string(row.text) + " (" + answer.reason + ").");
         return row.exitStatus;
     }
     return vokExitFailed;
 }
 
-// The whole of a file, or of standard input for "-". False with errno.
+// Reads a whole file, or standard input for "-". False with errno.
 bool readAll(const std::string& file, std::string& text) {
     std::ostringstream content;
     if (file == "-") {
@@ -85,7 +85,7 @@ bool readAll(const std::string& file, std::string& text) {
     return true;
 }
 
-// The event of a text as the agent would read it; false with a reason that may be empty.
+// Parses the text of an event as the agent does. False with a reason that may be empty.
 bool readEvent(const std::string& text, Json::Value& event, std::string& reason) {
     try {
         return vokParseInjectedEvent(text, event, &reason);
@@ -106,53 +106,57 @@ const char vokClientExitHelp[] =
     "  4  no permission\n"
     "  5  no answer from the agent in time\n"
     "  6  any other failure\n"
-    "A signal that ends the program gives 128 and its number in the shell.";
+    "If a signal ends the program, the shell reports 128 plus its number.";
 
 int vokClientTest(int id, const std::string& location, std::chrono::seconds timeout) {
     const std::string number = std::to_string(id);
     const int type = getEventType(id);
     const vokEventOwner* const owner = vokFindEventOwner(type);
-    if (!owner) return complain(number + " is not an event number; \"vokcli events\" lists them.");
+    if (!owner) return reportError(number + " is not an event number; \"vokcli events\" lists them.");
     if (!vokTestEventHasRaiser(type))
-        return complain("Event " + number + " is of the " + owner->name +
-                        " manager, which this agent does not have; nothing was sent.");
+        return reportError("Event " + number + " belongs to the " + owner->name +
+                           " manager, which this agent does not have; nothing was sent.");
     const std::string payload = location.empty() ? number : number + " " + location;
     if (payload.size() > longestPayload)
-        return complain("The location is too long: a request holds " + std::to_string(longestPayload) +
-                        " bytes.");
-    // The answer is the same whatever becomes of a test event.
+        return reportError("The location is too long: a request holds " + std::to_string(longestPayload) +
+                           " bytes.");
+    // The agent's answer does not depend on the delivery of a test event.
     const char* const beforeFirstPush =
         vokPassesBeforeFirstPush(id) ? "" : " Before its first inventory push the agent drops such an event.";
-    return askAndTell(vokTestEventMessage, payload, timeout,
-                      "The agent has served test event " + number +
-                          "; whether the controller took it, only the agent's log tells." + beforeFirstPush);
+    return sendAndReport(vokTestEventMessage, payload, timeout,
+                         "The agent has handled test event " + number +
+                             "; only the agent's log shows whether the controller accepted it." +
+                             beforeFirstPush);
 }
 
 int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
     std::string text;
-    if (!readAll(file, text)) return complain(file + ": " + std::strerror(errno));
-    if (text.find('\0') != std::string::npos) return complain(file + " holds a NUL byte; nothing was sent.");
+    if (!readAll(file, text)) return reportError(file + ": " + std::strerror(errno));
+    if (text.find('\0') != std::string::npos)
+        return reportError(file + " contains a NUL byte; nothing was sent.");
     Json::Value event;
     std::string reason;
     if (!readEvent(text, event, reason)) {
         while (!reason.empty() && reason.back() == '\n') reason.pop_back();
-        return complain(file + " holds no JSON object with members; nothing was sent." +
-                        (reason.empty() ? "" : "\n" + reason));
+        return reportError(file + " does not contain a JSON object with members; nothing was sent." +
+                           (reason.empty() ? "" : "\n" + reason));
     }
     const std::size_t asWritten = text.size();
-    // On one line it says the same in fewer bytes.
+    // On one line the same event has fewer bytes.
     if (asWritten > longestPayload) text = vokJsonText(event);
     if (text.size() > longestPayload)
-        return complain("The event has " + std::to_string(asWritten) + " bytes, " +
-                        std::to_string(text.size()) + " on one line; at most " +
-                        std::to_string(longestPayload) + " can be sent.");
+        return reportError("The event has " + std::to_string(asWritten) + " bytes, " +
+                           std::to_string(text.size()) + " on one line; at most " +
+                           std::to_string(longestPayload) + " can be sent.");
     event["Source"] = "VOK-CLI";
     const std::size_t onTheWire = vokJsonText(event).size();
     if (onTheWire < shortestEvent)
-        return complain("The event is too short for the controller to know it: " + std::to_string(onTheWire) +
-                        " bytes with its Source; at least " + std::to_string(shortestEvent) + " are needed.");
-    return askAndTell(injectedEventMessage, text, timeout,
-                      "Delivered: the controller took the event of " + std::to_string(onTheWire) + " bytes.");
+        return reportError(
+            "The event is too short for the controller to recognize it: " + std::to_string(onTheWire) +
+            " bytes with its Source; at least " + std::to_string(shortestEvent) + " are needed.");
+    return sendAndReport(
+        injectedEventMessage, text, timeout,
+        "Delivered: the controller accepted the event of " + std::to_string(onTheWire) + " bytes.");
 }
 
 int vokClientEvents() {

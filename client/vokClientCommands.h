@@ -1,4 +1,4 @@
-// The commands of the client: what each sends, and what it tells the person who asked.
+// The commands of the client: what each sends, and what it prints for the user.
 #pragma once
 
 #include <chrono>
@@ -15,14 +15,14 @@ enum vokClientExit {
     vokExitFailed = 6,
 };
 
-// What --help says about the exit statuses.
+// The text of --help on the exit statuses.
 extern const char vokClientExitHelp[];
 
-// Each gives the exit status, or ends the program by the signal that asked it to end.
+// Each returns the exit status, or ends the program by the signal that requested its end.
 
-// Asks the agent to raise the test event `id`; `location` may be empty.
+// Makes the agent raise the test event `id`; `location` may be empty.
 int vokClientTest(int id, const std::string& location, std::chrono::seconds timeout);
-// Has the agent send the event whose JSON text `file` holds; "-" is standard input.
+// Makes the agent send the event whose JSON text `file` contains; "-" is standard input.
 int vokClientInject(const std::string& file, std::chrono::seconds timeout);
 // Lists the event numbers.
 int vokClientEvents();

@@ -1,4 +1,4 @@
-// vokd: loads the agent, starts it in its order, waits to be told to end, and stops it.
+// vokd: loads the agent, starts its parts in order, waits for a signal to end, and stops it.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,13 +32,13 @@ namespace {
 
 constexpr int secondsBetweenLogChecks = 60;
 
-// The next file that is opened would otherwise become the standard stream that the caller has closed, and
-// be written into. What stands in for it can only be used the wrong way round, so that each use fails.
+// Otherwise the next file that is opened would become a standard stream that the caller has closed, and be
+// written into. The replacement is opened for the opposite direction, so that each use fails.
 void occupyClosedStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) == 0 || errno != EBADF) continue;
-        [[maybe_unused]] const int opened = ::open(
-            "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // the lowest number that is free
+        [[maybe_unused]] const int opened =
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // gets the lowest free number
     }
 }
 
@@ -53,27 +53,28 @@ bool useHostRoot(const std::string& root) {
     return true;
 }
 
-// What the managers need to know of the platform before any of them runs.
+// Reads the platform data that the managers need, before any of them runs.
 void readPlatformTables() {
-    platformCheck::setDirectoryPath();  // needs the firmware's table, which initGeoIDMap gives back
+    platformCheck::setDirectoryPath();  // needs the firmware's table, which initGeoIDMap frees
     vokUtils::initializeSMBIOS();
     vokUtils::initGeoIDMap();
     vokSystemInterfaceFactory::getSystemInterface()->populateHardwarePCIDetails();
 }
 
-void forgetPlatformTables() {
+void releasePlatformTables() {
     vokSystemInterfaceFactory::getSystemInterface()->UnInitialize();
 }
 
-// One vokd a host: it owns the working files under the data directory and the startup record. Zero to go on.
-int takeHost(vokdInstanceLock& lock) {
-    std::string said;
-    switch (lock.take(said)) {
+// One vokd per host owns the working files under the data directory and the startup record. Returns zero to
+// continue.
+int lockHost(vokdInstanceLock& lock) {
+    std::string detail;
+    switch (lock.take(detail)) {
         case vokdInstanceLock::Result::heldByAnother:
-            std::fprintf(stderr, "vokd: another vokd runs on this host (process %s)\n", said.c_str());
+            std::fprintf(stderr, "vokd: another vokd runs on this host (process %s)\n", detail.c_str());
             return vokdOptions::alreadyRunning;
         case vokdInstanceLock::Result::unavailable:
-            std::fprintf(stderr, "vokd: running without a lock against a second one: %s\n", said.c_str());
+            std::fprintf(stderr, "vokd: running without a lock against a second vokd: %s\n", detail.c_str());
             break;
         case vokdInstanceLock::Result::taken:
             break;
@@ -81,29 +82,29 @@ int takeHost(vokdInstanceLock& lock) {
     return 0;
 }
 
-int cannotPrint() {
+int reportOutputFailure() {
     std::perror("vokd: standard output");
     return vokdOptions::outputFailed;
 }
 
 int checkConfig() {
     const int status = vokdPrintConfigReport(std::cout);
-    return std::cout.flush() ? status : cannotPrint();
+    return std::cout.flush() ? status : reportOutputFailure();
 }
 
 int showPlatform() {
     vokdInstanceLock lock;
-    if (const int refused = takeHost(lock)) return refused;
+    if (const int refused = lockHost(lock)) return refused;
     Logging::Logger::loggerInit();
     readPlatformTables();
     vokdPrintPlatformReport(std::cout);
-    forgetPlatformTables();
-    return std::cout.flush() ? vokdOptions::graceful : cannotPrint();
+    releasePlatformTables();
+    return std::cout.flush() ? vokdOptions::graceful : reportOutputFailure();
 }
 
 int printInventory() {
     vokdInstanceLock lock;
-    if (const int refused = takeHost(lock)) return refused;
+    if (const int refused = lockHost(lock)) return refused;
     Logging::Logger::loggerInit();
     readPlatformTables();
     for (const vokModule& module : vokModules) {
@@ -111,32 +112,33 @@ int printInventory() {
         if (manager && vokConfig::getInstance()->isResourceEnabled(module.id)) manager->cacheBuild();
     }
     const std::string document = vokJsonAggregator::getInstance()->getInventoryDocument();
-    forgetPlatformTables();
+    releasePlatformTables();
     if (document.empty()) {
-        std::fprintf(stderr, "vokd: no enabled resource has anything to tell\n");
+        std::fprintf(stderr, "vokd: no enabled resource has an inventory\n");
         return vokdOptions::graceful;
     }
-    if (std::printf("%s\n", document.c_str()) < 0 || std::fflush(stdout) != 0) return cannotPrint();
+    if (std::printf("%s\n", document.c_str()) < 0 || std::fflush(stdout) != 0) return reportOutputFailure();
     return vokdOptions::graceful;
 }
 
-void captureCrashesIfWanted() {
+void captureCrashesIfEnabled() {
     if (!vokConfig::getInstance()->isUnhandledExceptionStackCaptureEnabled()) return;
     const std::string directory = vokHostAccess().path(Logging::Logger::linkDirectory);
     if (!vokdCaptureCrashes(directory))
-        std::fprintf(stderr, "vokd: no stack traces: %s can't be made\n", directory.c_str());
+        std::fprintf(stderr, "vokd: no stack traces: %s can't be created\n", directory.c_str());
 }
 
 int runAgent() {
     vokdInstanceLock lock;
-    if (const int refused = takeHost(lock)) return refused;
-    captureCrashesIfWanted();
+    if (const int refused = lockHost(lock)) return refused;
+    captureCrashesIfEnabled();
 
     Logging::Logger::loggerInit();
     readPlatformTables();
     if (!vokJobManager::getInstance()->startResourceManagers()) {
-        // Threads run that nothing can stop in order now, so nothing is torn down under them either.
-        std::fprintf(stderr, "vokd: a thread could not be created, the agent does not run\n");
+        // Threads are running that can no longer be stopped in order, so nothing that they use is torn
+        // down.
+        std::fprintf(stderr, "vokd: a thread could not be created, the agent is not running\n");
         std::fflush(nullptr);
         ::_exit(vokdOptions::startFailed);
     }
@@ -152,7 +154,7 @@ int runAgent() {
     vokIPMIDBService::getInstance()->stopvokIPMIDBService();
     vokJsonAggregator::getInstance()->stopvokJsonAggregator();
     vokJobManager::getInstance()->stopResourceManagers();
-    forgetPlatformTables();
+    releasePlatformTables();
     return vokdOptions::graceful;
 }
 
@@ -164,7 +166,7 @@ int main(int argc, char** argv) {
     int exitStatus = vokdOptions::graceful;
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;
 
-    vokdHoldSignals();  // before there is any other thread
+    vokdHoldSignals();  // before any other thread exists
     ::umask(0077);
     if (!options.hostRoot.empty() && !useHostRoot(options.hostRoot)) return vokdOptions::noHostRoot;
     switch (options.action) {

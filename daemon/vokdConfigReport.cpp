@@ -75,14 +75,15 @@ int vokdPrintConfigReport(std::ostream& out) {
 
     if (config->isDefaultSettingsApplied()) {
         for (const auto& refusal : refusals)
-            out << "\nThe file is not used: " << refusal.reason << ". In force: " << refusal.used << ".\n";
+            out << "\nThe file is not used: " << refusal.reason << ". Used instead: " << refusal.used
+                << ".\n";
         return vokdOptions::configUnusable;
     }
     if (refusals.empty()) {
-        out << "\nEvery value in the file was taken.\n";
+        out << "\nEvery value in the file was accepted.\n";
         return vokdOptions::graceful;
     }
-    out << "\nNot taken:\n";
+    out << "\nRefused:\n";
     for (const auto& refusal : refusals)
         out << "  " << refusal.key << " = " << refusal.written << ": " << refusal.reason
             << "; used instead: " << refusal.used << "\n";

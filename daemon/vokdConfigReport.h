@@ -1,7 +1,7 @@
-// The look at the settings for a person: what is in force, and what in the file was not taken and why.
+// Reports the effective settings, and which values of the file were refused and why.
 #pragma once
 
 #include <iosfwd>
 
-// Prints the report and gives the exit status that goes with it.
+// Prints the report and returns the exit status for it.
 int vokdPrintConfigReport(std::ostream& out);

@@ -33,7 +33,7 @@ char exceptionText[512];
 alignas(16) char alternateStack[64 * 1024];
 std::atomic<long> crashingThread{0};
 static_assert(std::atomic<long>::is_always_lock_free);
-constexpr int secondsForAnothersTrace = 5;
+constexpr int secondsForOtherTrace = 5;
 
 class SafeText {
 public:
@@ -83,10 +83,10 @@ void writeTrace(int signal, const siginfo_t* information) {
         head << " at address 0x";
         head.number(reinterpret_cast<std::uintptr_t>(information->si_addr), 16);
     }
-    SafeText word;
-    word << "vokd: " << head.get() + std::strlen("vokd ")
-         << (descriptor < 0 ? ", no trace in " : ", trace in ") << path.get() << "\n";
-    word.writeTo(STDERR_FILENO);
+    SafeText message;
+    message << "vokd: " << head.get() + std::strlen("vokd ")
+            << (descriptor < 0 ? ", no trace in " : ", trace in ") << path.get() << "\n";
+    message.writeTo(STDERR_FILENO);
     if (descriptor < 0) return;
 
     head << "\nprocess ";
@@ -109,9 +109,9 @@ void onFatalSignal(int signal, siginfo_t* information, void*) {
     if (crashingThread.compare_exchange_strong(none, thread)) {
         writeTrace(signal, information);
     } else if (none != thread) {
-        // Another thread is writing its trace, and ends the process when it has done so.
-        timespec rest{secondsForAnothersTrace, 0};
-        while (::nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+        // Another thread is writing its trace, and then ends the process.
+        timespec remaining{secondsForOtherTrace, 0};
+        while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
         }
     }
     struct sigaction standard {};
@@ -120,7 +120,7 @@ void onFatalSignal(int signal, siginfo_t* information, void*) {
     ::raise(signal);
 }
 
-// Keeps what the exception says, and lets the abort that follows write the trace.
+// Keeps the text of the exception; the abort that follows writes the trace.
 [[noreturn]] void onTerminate() {
     if (const std::exception_ptr current = std::current_exception()) {
         try {
@@ -144,7 +144,7 @@ bool vokdCaptureCrashes(const std::string& directory) {
     directory.copy(traceDirectory, sizeof(traceDirectory) - 1);
 
     void* frame[1];
-    ::backtrace(frame, 1);  // loads what it needs now
+    ::backtrace(frame, 1);  // loads the library that it needs
 
     stack_t stack{};
     stack.ss_sp = alternateStack;

@@ -5,5 +5,5 @@
 
 // From now on a fatal signal or an exception that nothing catches first writes a trace into a new file in
 // `directory`, vokd-crash-<seconds since the Epoch>-<process id>.txt, and then ends the process as it would
-// have ended without that. False when the directory can't be made.
+// have ended without the trace. False if the directory can't be created.
 bool vokdCaptureCrashes(const std::string& directory);

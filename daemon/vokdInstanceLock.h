@@ -1,4 +1,4 @@
-// One vokd a host: two would answer one door-bell and write one startup record.
+// Allows one vokd per host: two would answer the same door-bell and write the same startup record.
 #pragma once
 
 #include <string>
@@ -9,9 +9,10 @@ class vokdInstanceLock {
 public:
     enum class Result { taken, heldByAnother, unavailable };
 
-    // Takes the lock for the life of the process; it goes with the process, however that ends. `said` is
-    // the holder's process id when another holds it, and the reason when there can be no lock.
-    Result take(std::string& said);
+    // Takes the lock for the life of the process; it is released when the process ends, in whatever way.
+    // `detail` is the holder's process id if another process holds it, and the reason if the lock is
+    // unavailable.
+    Result take(std::string& detail);
 
 private:
     vokOwnedDescriptor file_;

@@ -1,4 +1,4 @@
-// What vokd is asked to do on its command line.
+// The command line of vokd.
 #pragma once
 
 #include <string>
@@ -7,21 +7,22 @@ struct vokdOptions {
     enum class Action { run, checkConfig, printInventory, showPlatform };
 
     Action action = Action::run;
-    std::string hostRoot;  // empty: the host that it runs on
+    std::string hostRoot;  // empty: the machine that it runs on
 
-    // Exit statuses. The library has two of its own: 246 and 245, when a log directory can't be made.
+    // Exit statuses. The library adds 246 and 245, if a log directory can't be created.
     enum Exit {
-        graceful = 0,        // stopped as told, or the asked-for look is printed
+        graceful = 0,        // stopped gracefully, or the requested report was printed
         startFailed = 1,     // a thread could not be created
         usage = 2,           // the command line is wrong
         noHostRoot = 3,      // the host root can't be used
         alreadyRunning = 4,  // another vokd runs on this host
-        secondSignal = 5,    // told again to stop when the stop lasted long: ended at once
+        secondSignal = 5,    // a later signal during the stop: ended at once
         configRefused = 6,   // --check-config: a value was refused
         configUnusable = 7,  // --check-config: no usable file, the built-in settings are used
-        outputFailed = 8,    // what was asked for could not be written
+        outputFailed = 8,    // standard output could not be written
     };
 
-    // Reads the command line. True to go on; false to end with `exitStatus`, everything being said.
+    // Reads the command line. True to continue; false to end with `exitStatus`, after all messages are
+    // printed.
     bool parse(int argc, char** argv, int& exitStatus);
 };

@@ -20,9 +20,9 @@
 
 namespace {
 
-constexpr char nothing[] = "-";
+constexpr char noValue[] = "-";
 
-// A PCI function, and who knows of it.
+// A PCI function, and which sources list it.
 struct Function {
     bool onHost = false;
     bool inFirmware = false;
@@ -32,7 +32,7 @@ struct Function {
 };
 using Functions = std::map<std::string, Function>;
 
-// What stands behind `key` in a line of the hardware list.
+// Reads the text after `key` in a line of the hardware list.
 bool readValue(const std::string& line, const std::string& key, std::string& value) {
     const auto at = line.find_first_not_of(' ');
     if (at == std::string::npos || line.compare(at, key.size(), key) != 0) return false;
@@ -60,19 +60,19 @@ void addHardwareList(Functions& functions) {
     }
 }
 
-// A terminal gets nothing from a table but what it can show.
+// Replaces control characters, which must not reach a terminal.
 std::string printable(std::string text) {
     for (char& each : text)
         if (static_cast<unsigned char>(each) < ' ' || each == '\x7f') each = '.';
     return text;
 }
 
-std::string orNothing(const std::string& text) {
-    return text.empty() ? nothing : printable(text);
+std::string orNoValue(const std::string& text) {
+    return text.empty() ? noValue : printable(text);
 }
 
 std::string placeText(int onBoard) {
-    return onBoard == 2 ? "on board" : onBoard == 3 ? "add-in" : nothing;
+    return onBoard == 2 ? "on board" : onBoard == 3 ? "add-in" : noValue;
 }
 
 constexpr const char* headings[] = {"PCI ADDRESS", "NAME",  "KNOWN TO", "GEOID",       "SLOT",
@@ -88,17 +88,17 @@ Row rowOf(const std::string& address, const Function& function) {
     PCIeManufacturerResolver::fetchManufacturer(address, function.subVendorId, manufacturer);
     return {
         address,
-        orNothing(function.name),
+        orNoValue(function.name),
         !function.inFirmware ? "host"
         : function.onHost    ? "both"
                              : "firmware",
-        function.inFirmware ? orNothing(vokUtils::getGeoIDStr(address)) : nothing,
-        slot == "0" ? nothing : slot,
-        orNothing(chassis),
+        function.inFirmware ? orNoValue(vokUtils::getGeoIDStr(address)) : noValue,
+        slot == "0" ? noValue : slot,
+        orNoValue(chassis),
         placeText(locations.checkIfPCICardIsOnBoard(address)),
         function.isNetworkAdapter ? locations.getPhysLocForNetworkAdapter(address)
                                   : locations.getPhysLocForIOSlot(address),
-        orNothing(manufacturer),
+        orNoValue(manufacturer),
     };
 }
 
@@ -114,10 +114,10 @@ void printTable(std::ostream& out, const std::vector<Row>& rows) {
 }
 
 std::string familyText(const std::string& family) {
-    if (family.empty()) return "not known: the firmware's table tells none";
+    if (family.empty()) return "not known: the firmware's table has none";
     const char* const meaning = vokIsFirstPlatform(family)    ? " (first platform)"
                                 : vokIsSecondPlatform(family) ? " (second platform)"
-                                                              : " (not one that locations are known for)";
+                                                              : " (no locations are known for it)";
     return printable(family) + meaning;
 }
 
@@ -141,7 +141,7 @@ void vokdPrintPlatformReport(std::ostream& out) {
     for (const auto& entry : vokUtils::getGeoIDMap()) functions[entry.first].inFirmware = true;
 
     out << "Platform family   " << familyText(vokUtils::getPlatformFamily()) << "\n"
-        << "Manufacturer      " << orNothing(platformCheck::getCardManufacturer()) << "\n"
+        << "Manufacturer      " << orNoValue(platformCheck::getCardManufacturer()) << "\n"
         << "Location library  " << vokPhysLocFactory::getPhysLocInterface()->getPhysLocLibraryName()
         << "\n\n";
     std::vector<Row> rows(1);

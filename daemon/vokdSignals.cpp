@@ -11,8 +11,9 @@ namespace {
 volatile sig_atomic_t statusAtNextSignal;
 time_t stopBegun;
 
-// A terminal and a script may both pass on the one wish to stop; only what comes later is impatience.
-constexpr time_t secondsOfOneWish = 3;
+// A single request to stop may arrive twice, from a terminal and from a script; only a later signal asks
+// for an immediate end.
+constexpr time_t secondsOfOneRequest = 3;
 
 time_t monotonicSeconds() {
     timespec now{};
@@ -20,12 +21,12 @@ time_t monotonicSeconds() {
     return now.tv_sec;
 }
 
-// A handler rather than SIG_IGN: the agent's commands start with the default again, and end with their
-// reader.
-void passOver(int) {}
+// A handler rather than SIG_IGN: the agent's commands then start with the default action, and end when
+// their reader does.
+void ignoreSignal(int) {}
 
-void endAtOnce(int) {
-    if (monotonicSeconds() - stopBegun >= secondsOfOneWish) ::_exit(statusAtNextSignal);
+void endImmediately(int) {
+    if (monotonicSeconds() - stopBegun >= secondsOfOneRequest) ::_exit(statusAtNextSignal);
 }
 
 sigset_t endingSignals() {
@@ -42,8 +43,8 @@ void vokdHoldSignals() {
     sigset_t held = endingSignals();
     sigaddset(&held, SIGCHLD);  // of the agent's commands
     ::pthread_sigmask(SIG_BLOCK, &held, nullptr);
-    ::signal(SIGPIPE, passOver);
-    ::signal(SIGHUP, SIG_IGN);  // there is nothing to reload, and a closed terminal is no order to end
+    ::signal(SIGPIPE, ignoreSignal);
+    ::signal(SIGHUP, SIG_IGN);  // there is nothing to reload, and a closed terminal must not end the daemon
 }
 
 int vokdWaitForSignal(int seconds) {
@@ -57,7 +58,7 @@ void vokdEndAtNextSignal(int exitStatus) {
     statusAtNextSignal = exitStatus;
     stopBegun = monotonicSeconds();
     struct sigaction action {};
-    action.sa_handler = endAtOnce;
+    action.sa_handler = endImmediately;
     action.sa_flags = SA_RESTART;
     const sigset_t set = endingSignals();
     ::sigaction(SIGTERM, &action, nullptr);

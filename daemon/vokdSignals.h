@@ -1,13 +1,13 @@
-// The signals of the daemon: which ones end it, and that none of them disturbs a thread of the agent.
+// The signals of the daemon: those that end it, and how the threads of the agent are kept free of them.
 #pragma once
 
-// Holds the signals back in this thread and in all that it creates. To be called before there is any other
-// thread: a signal must not interrupt a wait for the management controller.
+// Blocks the signals in this thread and in all that it creates. To be called before any other thread
+// exists: a signal must not interrupt a wait for the management controller.
 void vokdHoldSignals();
 
-// Waits for SIGTERM or SIGINT, at most `seconds`. The signal's number, or 0 when the time is over.
+// Waits for SIGTERM or SIGINT, at most `seconds`. Returns the signal's number, or 0 on time-out.
 int vokdWaitForSignal(int seconds);
 
-// A SIGTERM or SIGINT that comes more than three seconds from now ends the process at once with
-// `exitStatus`: for the time of a stop, which may wait without limit for a controller that does not answer.
+// From three seconds after this call, SIGTERM or SIGINT ends the process at once with `exitStatus`. For use
+// during a stop, which may wait without limit for a controller that does not answer.
 void vokdEndAtNextSignal(int exitStatus);

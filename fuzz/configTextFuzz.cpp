@@ -26,15 +26,15 @@ bool isPlain(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text = textOf(data, size);
-    const std::string once = vokConfigText::withinTheParsersReach(text);
-    require(vokConfigText::withinTheParsersReach(once) == once);
+    const std::string once = vokConfigText::withinParserLimits(text);
+    require(vokConfigText::withinParserLimits(once) == once);
     if (isPlain(text)) require(once == text);
     // A number grows by the words before it and two quotation marks, nothing else grows.
-    const std::size_t grown = std::string(vokConfigText::beyondEveryNumber).size() + 2;
+    const std::size_t grown = std::string(vokConfigText::outOfRangePrefix).size() + 2;
     require(once.size() <= text.size() + grown * (text.size() / 2 + 1));
     // An input of nothing but brackets is the deepest of its size.
     const std::string nested(size, '[');
-    require(vokConfigText::withinTheParsersReach(nested).size() ==
+    require(vokConfigText::withinParserLimits(nested).size() ==
             std::min<std::size_t>(size, static_cast<std::size_t>(deepest)));
     return 0;
 }

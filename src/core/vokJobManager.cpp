@@ -25,6 +25,7 @@ namespace {
 
 constexpr char tag[] = "JOB_MGR";
 constexpr char firstPlatformFamily[] = "7711PID02020001";
+
 std::vector<int> resourceList() {
     std::vector<int> ids = {FIBRE_CHANNEL_DEVICES, HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES,
                             NVME_CONTROLLERS,      GPU_DEVICES,  INFINIBAND_DEVICES};
@@ -140,9 +141,9 @@ void simulateUnhandledExceptions() {
     const int simulated = vokConfig::getInstance()->getUnhandledExceptionToSimulate();
     if (simulated == SIGSEGV) {
         VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGSEGV. (%ld)", static_cast<long>(simulated));
-        // Both volatile: otherwise the compiler may take the store away.
+        // Both volatile: otherwise the compiler may remove the store.
         volatile int* volatile nowhere = nullptr;
-        *nowhere = 10;  // NOLINT(clang-analyzer-core.NullDereference): it is to crash
+        *nowhere = 10;  // NOLINT(clang-analyzer-core.NullDereference): the crash is intended
     } else if (simulated == SIGABRT) {
         VOK_LOG_WARNING(tag, "Simulating unhandled exception SIGABRT. (%ld)", static_cast<long>(simulated));
         throw std::invalid_argument("Simulated Agent Exception");

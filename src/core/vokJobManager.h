@@ -1,4 +1,4 @@
-// Brings the resource managers up and down, and keeps the startup record.
+// Starts and stops the resource managers, and keeps the startup record.
 #pragma once
 
 #include <pthread.h>
@@ -12,15 +12,16 @@ public:
     // thread could not be created; those created before keep running, and stopResourceManagers() must not
     // be called then.
     bool startResourceManagers();
-    // Stops and joins the managers' threads, then records a graceful stop. Comes after all other stops.
+    // Stops and joins the managers' threads, then records a graceful stop. Must be called after all other
+    // stops.
     void stopResourceManagers();
     // 0 records the start of the agent; any other value a graceful stop.
     void vokStartFileOperations(int mode);
-    // The client channel. Always true.
+    // The server of the client channel. Always returns true.
     bool startVOKServer();
     void stopVOKServer();
 
-    // By position in the list of resources: the threads, and the result of creating each. -1: there is no
+    // By position in the list of resources: the threads, and the result of creating each; -1 if there is no
     // thread to join.
     static constexpr int positions = 8;
     static pthread_t threads[positions];
@@ -32,9 +33,9 @@ private:
     time_t currentStartTime = 0;  // seconds since the Epoch
 };
 
-// Entry of every manager's thread; the resource id is carried in the pointer's value.
+// Entry of every manager's thread; `id` is the resource id, cast to a pointer.
 void* initializeResourceManager(void* id);
-// Crashes the process on purpose when the configuration asks for it.
+// Crashes the process on purpose if the configuration says so.
 void simulateUnhandledExceptions();
 // Deliberately empty: for signals whose arrival alone matters.
 void sighdlr(int);

@@ -1,4 +1,4 @@
-// The resource classes of this agent. Another class is another row.
+// The resource classes of this agent; a new class is a new row.
 #include "core/inventory/vokResources.h"
 #include "events/vokEventTable.h"
 #include "host/HostResourceManager.h"
@@ -32,7 +32,7 @@ constexpr vokResource rows[] = {
                             NICResourceManager::getInstance()->generateTestEvent(id, location);
                         }),
     vokResource{FIBRE_CHANNEL_DEVICES}.inDocument("FibreChannelDevices"),
-    // Reserved: the document has a place for them, and nobody can enable them.
+    // Reserved: they have keys in the document, but can't be enabled.
     vokResource{NVME_CONTROLLERS}.withInventory(1, "StorageControllers").withInventory(2, "Drives"),
     vokResource{GPU_DEVICES}.inDocument("Processors"),
     vokResource{INFINIBAND_DEVICES}.inDocument("InfiniBandDevices"),
@@ -43,8 +43,8 @@ constexpr vokResource rows[] = {
 
 }  // namespace
 
-// Set when the library is loaded, in this order: every manager exists before the first caller runs. So no
-// manager's constructor asks anything of the host, which may still be put in another's place.
+// Set when the library is loaded, in this order, so that every manager exists before the first caller runs.
+// A manager's constructor must therefore not access the host, since the host access may still be replaced.
 vokResourceManager* const HostClassObj = HostResourceManager::getInstance();
 [[maybe_unused]] vokResourceManager* const SASClassObj = nullptr;
 vokResourceManager* const NICClassObj = NICResourceManager::getInstance();

@@ -1,11 +1,11 @@
-// A service event: what happened, where, when, and who says so. Copied by value.
+// A service event: what happened, where, when, and the source of the report. Copied by value.
 #pragma once
 
 #include <json/value.h>
 #include <string>
 #include <utility>
 
-// What an event is made of. Raisers fill it by name, and leave the rest as it is.
+// The fields of an event. Code that raises one sets the fields it needs by name.
 struct vokEventFields {
     int id = 0;
     std::string physicalLocation;
@@ -14,7 +14,7 @@ struct vokEventFields {
     std::string time;  // local time, "%F %T"
     std::string partNumber;
     Json::Value variableData;    // null if none
-    std::string source = "VOK";  // "VOK-CLI" for what a client asks for
+    std::string source = "VOK";  // "VOK-CLI" for an event that a client requested
 };
 
 class vokEvent {

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The texts of "no such place". Only these, letter by letter: any other text is a place.
+// The texts that mean no location. Compared exactly: any other text is a location.
 constexpr const char* noLocation[] = {"Not Applicable", "Not Available", "NotApplicable", "NotAvailable"};
 
 bool isLocation(const std::string& text) {

@@ -1,4 +1,4 @@
-// The wire form of a service event: one JSON object, written by vokJsonText (platform/vokJsonText.h).
+// The wire form of a service event: one JSON object, written by vokJsonText (core/base/vokJsonText.h).
 #pragma once
 
 #include <json/value.h>
@@ -6,7 +6,7 @@
 
 #include "events/vokEvent.h"
 
-// Who the host is, as each event tells it.
+// The identity of the host, as part of each event.
 struct vokEventHost {
     std::string name;
     std::string osVersion;
@@ -14,5 +14,5 @@ struct vokEventHost {
     std::string address;  // IPv4; empty when the host has none
 };
 
-// The event as the management controller is told it.
+// The event in the form that is sent to the management controller.
 Json::Value vokEventDocument(const vokEvent& event, const vokEventHost& host);

@@ -17,7 +17,7 @@ namespace {
 
 constexpr char module[] = "EVT_HANDLER";
 
-// OS boot and shutdown arise before the first push. 1337 and 1338 have no raiser in this agent.
+// OS boot and shutdown events are raised before the first push. Nothing in this agent raises 1337 and 1338.
 constexpr int passBeforeFirstPush[] = {356, 359, 360, 434, 435, 1337, 1338};
 
 vokEventHost thisHost() {

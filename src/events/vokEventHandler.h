@@ -8,19 +8,19 @@
 
 class vokEventHandler {
 public:
-    // Raises an event: returns when it has been delivered or has failed. Before the first inventory push
-    // only OS boot and shutdown events pass; all others are dropped in silence.
+    // Raises an event: returns when it has been delivered or the delivery has failed. Before the first
+    // inventory push only OS boot and shutdown events pass; all others are silently dropped.
     void generateEvent(vokEvent event);
-    // Sends a finished event text. 1 on failure, 0 on success.
+    // Sends the text of an event. Returns 1 on failure, 0 on success.
     static int sendEventToRMC(std::string json);
 };
 
-// The body of a delivery thread. `event` points to a vokEvent that outlives the thread. Gives null.
+// The body of a delivery thread. `event` points to a vokEvent that outlives the thread. Returns null.
 void* startEventGeneration(void* event);
 
-// Is an event of this number delivered before the first inventory push too?
+// True if an event of this number is delivered even before the first inventory push.
 bool vokPassesBeforeFirstPush(int id);
 
-// Which part of the agent owns an event number: 1 agent, 2 host, 3 Ethernet, 4 Fibre Channel, 5 storage,
+// The part of the agent that owns an event number: 1 agent, 2 host, 3 Ethernet, 4 Fibre Channel, 5 storage,
 // -1 none.
 int getEventType(int id);

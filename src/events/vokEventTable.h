@@ -1,12 +1,12 @@
-// The numbers of all service events, with the part of the agent that owns each and what it tells. Whoever
-// shows an event to a person, or asks who raises it, looks here; a new event is a new row.
+// The numbers of all service events, each with the part of the agent that owns it and its meaning for a
+// person. A new event is a new row.
 #pragma once
 
 #include <cstddef>
 
 #include "core/base/vokDecisionTable.h"
 
-// The owners, as getEventType (events/vokEventHandler.h) gives them.
+// The owners, as returned by getEventType (events/vokEventHandler.h).
 enum vokEventType {
     vokNoEvent = -1,
     vokAgentEvent = 1,
@@ -28,33 +28,33 @@ inline constexpr vokEventNumber vokEventTable[] = {
     {356, vokHostEvent, "The operating system has booted"},
     {359, vokHostEvent, "The last shutdown was graceful"},
     {360, vokHostEvent, "The last shutdown was not graceful"},
-    {383, vokFibreChannelEvent, "Kept for the Fibre Channel manager, raised by test only"},
+    {383, vokFibreChannelEvent, "Reserved for the Fibre Channel manager, raised only as a test event"},
     {384, vokFibreChannelEvent, "A Fibre Channel port is online"},
     {385, vokFibreChannelEvent, "A Fibre Channel port has gone offline"},
     {386, vokFibreChannelEvent, "A Fibre Channel port has lost its link"},
     {388, vokFibreChannelEvent, "A Fibre Channel port has failed"},
-    {390, vokFibreChannelEvent, "Kept for the Fibre Channel manager, raised by test only"},
-    {397, vokStorageEvent, "A storage controller is well again"},
+    {390, vokFibreChannelEvent, "Reserved for the Fibre Channel manager, raised only as a test event"},
+    {397, vokStorageEvent, "A storage controller is healthy again"},
     {398, vokStorageEvent, "A storage controller has failed"},
-    {434, vokHostEvent, "Kept for the host manager, raised by test only"},
-    {435, vokHostEvent, "Kept for the host manager, raised by test only"},
-    {538, vokStorageEvent, "A drive has failed or gone"},
+    {434, vokHostEvent, "Reserved for the host manager, raised only as a test event"},
+    {435, vokHostEvent, "Reserved for the host manager, raised only as a test event"},
+    {538, vokStorageEvent, "A drive has failed or is missing"},
     {539, vokStorageEvent, "A drive is predicted to fail"},
-    {540, vokStorageEvent, "A drive is well again"},
+    {540, vokStorageEvent, "A drive is healthy again"},
     {678, vokEthernetEvent, "An Ethernet adapter has failed"},
     {680, vokEthernetEvent, "An Ethernet adapter is back in service"},
     {681, vokStorageEvent, "A RAID volume is degraded or has failed"},
-    {683, vokStorageEvent, "A RAID volume is well again"},
+    {683, vokStorageEvent, "A RAID volume is healthy again"},
     {708, vokAgentEvent, "Test event of the agent"},
     {1179, vokStorageEvent, "A RAID controller's battery unit reports a condition, first group"},
-    {1180, vokStorageEvent, "Kept for the storage manager"},
+    {1180, vokStorageEvent, "Reserved for the storage manager"},
     {1181, vokStorageEvent, "A RAID controller's battery unit reports a condition, second group"},
     {1182, vokStorageEvent, "A RAID controller's battery unit reports a condition, third group"},
     {1183, vokStorageEvent, "A RAID controller's battery unit reports a condition, fourth group"},
     {1384, vokEthernetEvent, "An Ethernet port has lost its link"},
     {1385, vokStorageEvent, "A consistency check has failed, or was aborted after errors"},
     {1387, vokStorageEvent, "A consistency check found inconsistencies, or was aborted"},
-    {1388, vokStorageEvent, "A consistency check has ended clean"},
+    {1388, vokStorageEvent, "A consistency check has ended without errors"},
     {1390, vokEthernetEvent, "An Ethernet port has its link again"},
     {1391, vokFibreChannelEvent, "A Fibre Channel port has its link again"},
 };
@@ -84,8 +84,8 @@ constexpr const vokEventOwner* vokFindEventOwner(int type) {
     return vokFindRow(vokEventOwners, type);
 }
 
-// True if each row of a decision table that raises events names, as its `eventId`, one that `owner` raises. 0
-// stands for no event. No pointer into the table is compared with null, which is no constant expression under
+// True if the `eventId` of each row of a decision table is an event of `owner`, or 0 for no event.
+// No pointer into the table is compared with null, which is not a constant expression under
 // UndefinedBehaviorSanitizer.
 template <typename Row, std::size_t count>
 constexpr bool vokRaisesEventsOf(vokEventType owner, const Row (&rows)[count]) {

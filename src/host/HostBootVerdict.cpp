@@ -24,8 +24,8 @@ Order orderOf(long a, long b) {
     return a < b ? Order::before : a > b ? Order::after : Order::equal;
 }
 
-// How the last start stands to the last graceful stop, and whether the host has booted since the later of the
-// two. A start and a stop at the same time have no row.
+// The order of the last start and the last graceful stop, and whether the host has booted since the later
+// of the two. A start and a stop at the same time have no row.
 struct BootVerdict {
     Order startToStop;
     bool bootedSince;

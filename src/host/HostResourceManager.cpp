@@ -19,7 +19,7 @@ namespace {
 constexpr char hostMemFile[] = "/opt/mev/vok/data/vok-mem.txt";
 constexpr char esxtopconf[] = "/opt/mev/vok/data/esxtopconf";
 constexpr char remoteSupport[] = "RemoteSupport";
-constexpr long fixedRefreshSeconds = 60;  // the configuration is not asked
+constexpr long fixedRefreshSeconds = 60;  // not configurable
 constexpr long mbytesInGiB = 1024;
 
 constexpr vokManagerTraits hostTraits = [] {

@@ -5,10 +5,10 @@
 
 namespace {
 
-// Far beyond the name of any counter; of a longer field no more is looked at.
+// Far beyond the name of any counter; a longer field is cut.
 constexpr std::size_t fieldLimit = 4096;
 
-// Reads up to and with the next comma. False at the end of the file.
+// Reads up to and including the next comma. False at the end of the file.
 bool readField(FILE* file, std::string& field) {
     field.clear();
     int byte = std::getc(file);
@@ -20,8 +20,8 @@ bool readField(FILE* file, std::string& field) {
     return true;
 }
 
-// The whole number behind the field's opening quote; beyond what a long holds, the nearest that it does hold.
-// Leaves the value as it is when the field has none.
+// Reads the whole number after the field's opening quote, clamped to the range of long. Leaves `value`
+// unchanged if the field has none.
 void readNumber(const std::string& field, long& value) {
     if (field[0] != '"') return;
     const char* const text = field.c_str() + 1;
@@ -33,7 +33,7 @@ void readNumber(const std::string& field, long& value) {
 struct Column {
     const char* name;
     long EsxtopMemory::*value;
-    long place;  // counted from 1; 0 while not found
+    long position;  // counted from 1; 0 while not found
 };
 
 }  // namespace
@@ -45,17 +45,18 @@ EsxtopMemory readEsxtopMemory(FILE* file) {
     };
     EsxtopMemory memory;
     bool inHeader = true;
-    long place = 0;
+    long position = 0;
     for (std::string field; readField(file, field);) {
-        ++place;
+        ++position;
         if (field[0] == '\n') {
             inHeader = false;
-            place = 1;
+            position = 1;
         }
         for (Column& column : columns) {
             if (inHeader) {
-                if (column.place == 0 && field.find(column.name) != std::string::npos) column.place = place;
-            } else if (place == column.place) {
+                if (column.position == 0 && field.find(column.name) != std::string::npos)
+                    column.position = position;
+            } else if (position == column.position) {
                 readNumber(field, memory.*column.value);
             }
         }

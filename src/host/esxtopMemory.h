@@ -1,4 +1,4 @@
-// Reads the host's memory out of a batch sample of esxtop.
+// Reads the host's memory from a batch sample of esxtop.
 #pragma once
 
 #include <cstdio>
@@ -8,8 +8,9 @@ struct EsxtopMemory {
     long freeMBytes = 0;
 };
 
-// Reads a file of comma-separated fields in double quotes to its end: a header line, then values. The columns
-// are found by their names in the header; a line's first field begins with the newline of the line before,
-// since each line ends in a comma. Without that comma the header never ends, and no value is read. A value
-// that can't be found is 0. When the file holds several samples the last wins, under the first one's columns.
+// Reads a file of comma-separated fields in double quotes to its end: a header line, then values. The
+// columns are found by their names in the header; a line's first field begins with the newline of the
+// previous line, since each line ends in a comma. Without that comma the header never ends, and no value is
+// read. A value that can't be found is 0. If the file holds several samples, the last one is used, with the
+// columns of the first.
 EsxtopMemory readEsxtopMemory(FILE* file);

@@ -1,4 +1,4 @@
-// The record about the host's operating system, and what it is made of: plain values with plain accessors.
+// The record of the host's operating system and its parts: plain values with accessors.
 #pragma once
 
 #include <string>
@@ -37,7 +37,7 @@ public:
 private:
     std::string collectionType;
     int collectionFrequencyMin = 0;
-    std::string lastCollection;  // local time in the form of the log
+    std::string lastCollection;  // local time in the format of the log
 };
 
 class vokHostOSInfo {
@@ -72,7 +72,7 @@ private:
     int osType = 0;
     vokHostMemorySummary memorySummary;
     vokHostIPv4Addresses ipv4Addresses;
-    // Known to the record, and not filled on this platform.
+    // Parts of the record that are not filled on this platform.
     std::string kernelCommandLine;
     std::string crashKernelCommand;
     [[maybe_unused]] long crashKernelMemory = 0;  // bytes

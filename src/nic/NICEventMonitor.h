@@ -1,5 +1,5 @@
-// The producer thread of the Ethernet manager's events. Link changes come from the manager's poll, so the
-// thread has nothing to do but to be there until it is stopped.
+// The producer thread of the Ethernet manager's events. Link changes are found by the manager's poll, so
+// the thread only waits until it is stopped.
 #pragma once
 
 #include <pthread.h>

@@ -10,7 +10,7 @@
 
 namespace {
 
-// --- the status of an adapter, by what its administrator wants and what the link is ---
+// --- the status of an adapter, by administrative status and link status ---
 
 enum class Admin { notUp, up };
 enum class Link { down, unknown, other };
@@ -49,7 +49,7 @@ Link linkOf(const char* word) {
     return Link::other;
 }
 
-// --- state and health of a status; a port whose link is down is well: what is wrong is at the other end ---
+// --- state and health of a status; a port with its link down is healthy: the fault is elsewhere ---
 
 struct ConditionRow {
     AdapterStatus status;

@@ -1,4 +1,4 @@
-// The events of the Ethernet manager: which there are after a build, and what is in them.
+// The events of the Ethernet manager: which are raised after a build, and their content.
 #include <optional>
 
 #include "core/base/vokDecisionTable.h"
@@ -37,7 +37,7 @@ const std::string& nameOf(const PhyAdapterInventory& adapter) {
     return adapter.getIntfName();
 }
 
-// The event of a change between two builds. Nothing if there is no change, or none that is an event.
+// The event of a change between two builds. Empty if nothing has changed, or the change is no event.
 std::optional<PendingEvent> eventOf(const PhyAdapterInventory& adapter,
                                     const std::vector<const PhyAdapterInventory*>& previous) {
     const VOK_RESOURCE_STATE state = adapter.getStateValue(), prevState = previous.front()->getStateValue();

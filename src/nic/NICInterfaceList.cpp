@@ -1,4 +1,4 @@
-// What the Ethernet manager asks the host: the list of its network interfaces, and whether a link has
+// The Ethernet manager's queries to the host: the list of its network interfaces, and whether a link has
 // changed.
 #include <cerrno>
 #include <cstring>
@@ -39,7 +39,7 @@ void NICResourceManager::getInterfaceDetails(std::vector<std::vector<std::string
         VOK_LOG_DEBUG("NIC_RM", "Unable to find NIC information.");
         return;
     }
-    std::getline(file, line);  // the ruler
+    std::getline(file, line);  // the line below the headings
     while (std::getline(file, line))
         if (auto words = wordsOf(line); !words.empty()) out.push_back(std::move(words));
 }

@@ -24,7 +24,7 @@ constexpr std::size_t adminStatusColumn = 3;
 constexpr std::size_t linkStatusColumn = 4;
 constexpr std::size_t speedColumn = 5;
 constexpr std::size_t macAddressColumn = 7;
-constexpr std::size_t columnCount = 8;  // that an adapter is read from
+constexpr std::size_t columnCount = 8;  // of a complete line
 
 // The part number that a product has on a platform; empty where the product table has none.
 const char* partNumberOf(const vokNICProduct& product, const std::string& family) {
@@ -34,7 +34,7 @@ const char* partNumberOf(const vokNICProduct& product, const std::string& family
     return "";
 }
 
-// What stands two characters behind the first ":" of a line, without the line's end. False without a ":".
+// The text from the second character after the first ":" to the end of the line. False without a ":".
 bool valueOfLine(const std::string& line, std::string& value) {
     const std::string text = line.substr(0, line.find_first_of("\r\n"));
     const auto colon = text.find(':');
@@ -48,7 +48,7 @@ bool valueOfLine(const std::string& line, std::string& value) {
 void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapter,
                                                      std::vector<std::string> tokens) {
     if (tokens.size() < columnCount)
-        VOK_LOG_DEBUG("NIC_CTRL", "A line of the interface list has %zu words only", tokens.size());
+        VOK_LOG_DEBUG("NIC_CTRL", "A line of the interface list has only %zu words", tokens.size());
     const auto token = [&tokens](std::size_t column) -> const std::string* {
         return tokens.size() > column ? &tokens[column] : nullptr;
     };
@@ -61,7 +61,7 @@ void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapte
     if (const auto* text = token(speedColumn)) {
         try {
             adapter.setSpeed(std::stoi(*text));
-        } catch (const std::logic_error&) {  // no number, or none that an int holds
+        } catch (const std::logic_error&) {  // no number, or out of range
             VOK_LOG_DEBUG("NIC_CTRL", "Error occurred in identifying the speed");
         }
     }
@@ -90,7 +90,7 @@ void NICPhysicalAdapter::discoverPhyAdapterInventory(PhyAdapterInventory& adapte
 void NICPhysicalAdapter::identify(PhyAdapterInventory& adapter, const std::string& address) {
     const auto known = subVendorDevice.find(address);
     std::string manufacturer;
-    // Without the id the resolver asks for it itself.
+    // Without the id the resolver queries it itself.
     PCIeManufacturerResolver::fetchManufacturer(
         address, known == subVendorDevice.end() ? "" : known->second.first, manufacturer);
     if (!manufacturer.empty()) adapter.setManufacturer(std::move(manufacturer));
@@ -136,15 +136,14 @@ std::string NICPhysicalAdapter::getPartNumValue(const std::string& vendor, const
 
 void NICPhysicalAdapter::getFWVersion(std::string intf, std::string& version) {
     if (!vokUtils::isInterfaceName(intf)) {
-        VOK_LOG_WARNING("NIC_CTRL", "Not an interface name, its firmware is not asked for : %s",
-                        intf.c_str());
+        VOK_LOG_WARNING("NIC_CTRL", "Not an interface name, firmware version not queried : %s", intf.c_str());
         return;
     }
     const vokWorkFile details(detailsFile);
     bool found = false;
-    if (vokCommandStream asking("localcli network nic get -n " + intf + " > " + details.shellQuoted());
-        asking) {
-        asking.close();
+    if (vokCommandStream query("localcli network nic get -n " + intf + " > " + details.shellQuoted());
+        query) {
+        query.close();
         if (const vokCommandStream answer("grep \"Firmware Version\" " + details.shellQuoted()); answer) {
             char line[512] = {};
             if (std::fgets(line, sizeof(line), answer.get())) found = valueOfLine(line, version);

@@ -50,7 +50,7 @@ void NICResourceManager::onTimeOut(time_t now, long refreshSeconds) {
     const long long elapsed = static_cast<long long>(now) - lastRefreshTime;
     if (elapsed >= refreshSeconds)
         refreshCache = true;
-    else if (elapsed == linkPollSeconds)  // so once after each build
+    else if (elapsed == linkPollSeconds)  // true once after each build
         checkNICState = true;
 }
 

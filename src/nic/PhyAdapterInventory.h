@@ -1,5 +1,5 @@
-// The record of one Ethernet adapter as the inventory and the events show it. What could not be found out
-// stays at its default.
+// The record of one Ethernet adapter as the inventory and the events show it. A value that could not be
+// determined keeps its default.
 #pragma once
 
 #include <string>
@@ -22,7 +22,7 @@ struct PhysicalAdapterStruct {
     std::string IntfName = "Not Available";
     std::string LinkStatus = "Not Available";
     std::string Manufacturer = "Not Available";
-    // What the texts of State and Health stand for: what the rules go by.
+    // The values behind State and Health, which the rules compare.
     VOK_RESOURCE_STATE stateValue = VOK_STATE_UNKNOWN;
     VOK_RESOURCE_HEALTH healthValue = VOK_HEALTH_UNKNOWN;
 };
@@ -55,7 +55,7 @@ public:
     void setSpeed(int value) { adapter_.Speed = value; }
     void setPCIDescription(std::string value) { adapter_.PCIDescription = std::move(value); }
     void setPhyLocation(std::string value) { adapter_.PhyLocation = std::move(value); }
-    // A text is shown as it is given. One that is none of the table's counts as unknown.
+    // A text is kept as given; if it is not in the table, its value is unknown.
     void setState(std::string value);
     void setHealth(std::string value);
     void setState(VOK_RESOURCE_STATE value);

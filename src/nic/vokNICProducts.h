@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-// Ids are "0x" and four lower-case digits. An empty text stands where the product has none.
+// Ids are "0x" and four lower-case digits. A text is empty if the product has none.
 struct vokNICProduct {
     const char* vendor;
     const char* device;
@@ -20,6 +20,6 @@ struct vokNICProduct {
 extern const vokNICProduct vokNICProducts[];
 extern const std::size_t vokNICProductCount;
 
-// The row of four ids, in either case, or null.
+// The row of the four ids, ignoring case, or null.
 const vokNICProduct* vokFindNICProduct(const std::string& vendor, const std::string& device,
                                        const std::string& subVendor, const std::string& subDevice);

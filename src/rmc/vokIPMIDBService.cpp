@@ -64,7 +64,7 @@ void vokIPMIDBService::startMonitoring() {
             if (!stopMoni) checkIPMIDevice = true;
         }
         if (stopMoni) return;
-        // Due, whether by the wait or from before it.
+        // A poll is due: the flag was set after the wait or before it.
         checkIPMIDevice = false;
         lock.unlock();
         ipmi::IPMIUtils controller;

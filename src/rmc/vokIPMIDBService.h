@@ -1,4 +1,4 @@
-// Polls the door-bell by which the management controller asks for a fresh inventory.
+// Polls the door-bell with which the management controller requests a fresh inventory.
 #pragma once
 
 #include <pthread.h>
@@ -10,7 +10,7 @@ public:
     static vokIPMIDBService* getInstance();
 
     void startvokIPMIDBService();
-    // Ends the thread and joins it; a poll in progress ends first.
+    // Ends the thread and joins it; a poll in progress is finished first.
     void stopvokIPMIDBService();
 
     // The thread's body.

@@ -68,7 +68,7 @@ void vokJsonAggregator::sendInventory(bool fromResourceManager) {
             VOK_LOG_DEBUG("JSON_AGGR", "Request to send inventory");
             cond.notify_one();
         } else {
-            // Not lost in spite of the word: the first push serves it.
+            // Not lost, despite the message: the first push serves it.
             VOK_LOG_DEBUG("JSON_AGGR", "Dropping inventory send request");
         }
         return;
@@ -112,7 +112,7 @@ bool vokJsonAggregator::checkIfInventoryReady(std::unique_lock<std::mutex>& lock
     for (int pass = 0; pass < readinessPasses; ++pass) {
         VOK_LOG_DEBUG("JSON_AGGR", "Aggregator thread sleeping for %ld sec iteration no. %d", pause,
                       pass + 1);
-        // A stop that came before the pause has no signal to end it any more.
+        // A stop before the pause has already been signalled, and would not end the pause.
         if (stopAggr || !aggrThreadSleep(lock, pause) || stopAggr) return false;
         bool allReady = true;
         for (int id = firstResource; id <= lastResource; ++id) {
@@ -168,7 +168,7 @@ void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceM
         }
         VOK_LOG_DEBUG("JSON_AGGR", "RM inventory type: [%d]", isPrevious);
     };
-    // So that all sections come from one build, whatever builds end between the questions.
+    // So that all sections come from one build, even if another one ends meanwhile.
     const std::unique_ptr<vokInventoryReader> reader = manager.openReader();
     if (!resource.types[0].key) {
         std::vector<Json::Value> elements;

@@ -17,18 +17,18 @@ class vokJsonAggregator {
 public:
     static vokJsonAggregator* getInstance();
 
-    // False: creates the aggregator's thread; the daemon does that, once. True: requests a push.
+    // False: creates the aggregator's thread; called once, by the daemon. True: requests a push.
     void sendInventory(bool fromResourceManager);
-    // Ends the thread and joins it; a push in progress finishes first.
+    // Ends the thread and joins it; a push in progress is finished first.
     void stopvokJsonAggregator();
-    // Has the first push been made (or found nothing to send)?
+    // True if the first push has been made, or had nothing to send.
     bool isInventorySent();
 
     // The thread's body: waits for the managers, then pushes at once, on the timer and on request.
     void initializeCachePush();
     // Gathers the enabled managers' sections and sends them.
     void createInventoryJsonString();
-    // The document of the moment as one line of text, empty when no manager has anything. Sends nothing.
+    // The current document as one line of text; empty if no manager has an inventory. Sends nothing.
     std::string getInventoryDocument();
 
 private:
@@ -41,7 +41,7 @@ private:
     std::string documentText();
     void sendJsonString();
 
-    Json::Value sections;  // what is being gathered, by JSON key
+    Json::Value sections;  // gathered so far, by JSON key
     Json::Value document;  // the same under its one top-level key
     std::map<int, std::string> vok_RM_to_string;
 

@@ -40,7 +40,7 @@ TEST_F(CheckConfig, AFileWithoutFaultGivesZeroAndEachSettingWithItsUnit) {
         "InventoryQueryIntervalInSeconds": "20", "CaptureUnhandledExceptionStack": "true",
         "HealthMonitorFlags": "3"})");
     EXPECT_EQ(ran.status, 0) << ran.output;
-    EXPECT_TRUE(has(ran, "Every value in the file was taken.")) << ran.output;
+    EXPECT_TRUE(has(ran, "Every value in the file was accepted.")) << ran.output;
     constexpr const char* expected[][2] = {
         {"EnableResources", "HostOSInfo, EthernetDevices"},
         {"LoggingLevel", "Info"},

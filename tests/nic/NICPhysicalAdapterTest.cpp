@@ -98,8 +98,8 @@ TEST_F(Adapter, AnyNumberOfWordsIsTakenWithoutReadingBeyondThem) {
         // Up without a link status is up with any other than those of the table.
         EXPECT_EQ(record.getState(), count > 3 ? "Online" : "Other") << count;
         EXPECT_EQ(record.getHealth(), count > 3 ? "OK" : "Unknown") << count;
-        EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has " +
-                                        std::to_string(count) + " words only"));
+        EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has only " +
+                                        std::to_string(count) + " words"));
     }
 }
 
@@ -107,7 +107,8 @@ TEST_F(Adapter, EightWordsAreAWholeLine) {
     Words words = line();
     words.resize(8);
     EXPECT_EQ(discover(words).getMACAddress(), "7c:d3:0a:00:00:01");
-    for (const std::string& each : loggedLines(host)) EXPECT_THAT(each, Not(HasSubstr("words only")));
+    for (const std::string& each : loggedLines(host))
+        EXPECT_THAT(each, Not(HasSubstr("interface list has only")));
 }
 
 TEST_F(Adapter, APseudoDeviceIsRecordedWithoutAPlace) {

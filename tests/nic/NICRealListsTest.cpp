@@ -90,7 +90,7 @@ TEST_F(RealLists, APortWithoutADriverIsReadOneColumnOff) {
     expectAdapter("vmnic0", "Up", 1000, "52:54:00:12:34:56", "Online", "OK");
     expectAdapter("vmnic1", "0", 0, "1500", "Other", "Unknown");
     expectAdapter("vmnic2", "0", 0, "Not Available", "Other", "Unknown");
-    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has 7 words only"));
+    EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has only 7 words"));
     EXPECT_FALSE(manager.checkLinkState()) << "list and poll are off by the same column";
 }
 

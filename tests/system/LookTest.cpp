@@ -26,7 +26,7 @@ TEST_F(Look, PrintsNothingAndSaysSoWhenNoResourceIsEnabled) {
     startHostAlone(settings);
     const Ran ran = runAgent({"--print-inventory"});
     EXPECT_EQ(ran.status, 0);
-    EXPECT_EQ(ran.output, "vokd: no enabled resource has anything to tell\n");
+    EXPECT_EQ(ran.output, "vokd: no enabled resource has an inventory\n");
 }
 
 TEST_F(Look, IsRefusedWhileAnAgentOwnsTheHostsWorkingFiles) {

@@ -39,7 +39,7 @@ TEST_F(SecondDaemon, APlantedLinkInPlaceOfTheLockIsNotFollowed) {
     ASSERT_EQ(::symlink((directory.path() + "/victim").c_str(), (root() + "/var/run/vokd.pid").c_str()), 0);
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
-    EXPECT_NE(agent.errors().find("vokd: running without a lock against a second one"), std::string::npos);
+    EXPECT_NE(agent.errors().find("vokd: running without a lock against a second vokd"), std::string::npos);
     EXPECT_EQ(stopAgent(), 0);
     EXPECT_EQ(directory.readFile("victim"), "precious");
 }

@@ -18,7 +18,7 @@ TEST_F(StartFailure, EndsWithItsOwnStatusAndWithoutAStopOfTheManagers) {
     startAll();
     const Ran ran = runProgram({"/usr/bin/prlimit", hugeStack, VOKD_PROGRAM, "--host-root", root()});
     EXPECT_EQ(ran.status, 1) << ran.output;
-    EXPECT_EQ(ran.output, "vokd: a thread could not be created, the agent does not run\n");
+    EXPECT_EQ(ran.output, "vokd: a thread could not be created, the agent is not running\n");
     EXPECT_EQ(timesLogged("JOB_MGR: Error:unable to create thread"), 1);
     EXPECT_EQ(timesLogged("stopping all the RM"), 0);
     EXPECT_EQ(timesLogged("Creating Json Aggregator thread"), 0);

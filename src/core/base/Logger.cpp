@@ -36,7 +36,7 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
-// By the first of the words that the text holds, in this order.
+// The first of these words, in this order, that the text contains decides.
 int levelOf(const std::string& setting) {
     const std::string text = lowerCase(setting);
     if (text.find("error") != std::string::npos) return ERROR;
@@ -49,7 +49,7 @@ int targetOf(const std::string& path) {
     return vokSettingRules::isEquals(path, "syslog") ? TARGET_SYSLOG : TARGET_FILE;
 }
 
-// Three digits at least, four at most: a number of five loses its last.
+// At least three digits and at most four: a five-digit number loses its last digit.
 std::string lineNumber(int line) {
     char text[16];
     std::snprintf(text, sizeof(text), line <= 99 ? "%03d" : "%d", line);
@@ -76,8 +76,9 @@ void reportFailure(const char* message, const std::string& path) {
                                            " - " + std::strerror(reason));
 }
 
-void reopen(std::ofstream& stream, const std::string& place) {
-    if (!vokLogFiles::openForAppending(place, stream)) reportFailure("Error opening VOK log file ", place);
+void reopen(std::ofstream& stream, const std::string& hostPath) {
+    if (!vokLogFiles::openForAppending(hostPath, stream))
+        reportFailure("Error opening VOK log file ", hostPath);
 }
 
 std::string backupSuffix() {
@@ -111,26 +112,26 @@ Logger::Logger() {
     logLevel = levelOf(config.getVOKLoggingLevel());
 
     IvokHostAccess& host = vokHostAccess();
-    const std::string agentPlace = host.path(agentLogPath);
-    const std::string debugPlace = host.path(debugLogPath);
+    const std::string agentHostPath = host.path(agentLogPath);
+    const std::string debugHostPath = host.path(debugLogPath);
     const bool agentFile = logTarget == TARGET_FILE;
     const bool debugFile = debugLogTarget == TARGET_FILE;
-    if (agentFile && vokLogFiles::createDirectoryPath(agentPlace) < 0) {
-        reportFailure("Failed to create directory path for VOK log file ", agentPlace);
+    if (agentFile && vokLogFiles::createDirectoryPath(agentHostPath) < 0) {
+        reportFailure("Failed to create directory path for VOK log file ", agentHostPath);
         std::exit(-10);
     }
-    if (debugFile && vokLogFiles::createDirectoryPath(debugPlace) < 0) {
-        reportFailure("Failed to create directory path for VOK debug log file ", debugPlace);
+    if (debugFile && vokLogFiles::createDirectoryPath(debugHostPath) < 0) {
+        reportFailure("Failed to create directory path for VOK debug log file ", debugHostPath);
         std::exit(-11);
     }
-    if (agentFile && !vokLogFiles::openForAppending(agentPlace, agentLog))
-        reportFailure("Error opening VOK log file ", agentPlace);
-    if (debugFile && debugEnabled && !vokLogFiles::openForAppending(debugPlace, debugLog))
-        reportFailure("Error opening the VOK debug log file", debugPlace);
+    if (agentFile && !vokLogFiles::openForAppending(agentHostPath, agentLog))
+        reportFailure("Error opening VOK log file ", agentHostPath);
+    if (debugFile && debugEnabled && !vokLogFiles::openForAppending(debugHostPath, debugLog))
+        reportFailure("Error opening the VOK debug log file", debugHostPath);
 
     const std::string links = host.path(linkDirectory);
-    if (agentFile) vokLogFiles::createSymbolicLink(agentPlace, links);
-    if (debugFile) vokLogFiles::createSymbolicLink(debugPlace, links);
+    if (agentFile) vokLogFiles::createSymbolicLink(agentHostPath, links);
+    if (debugFile) vokLogFiles::createSymbolicLink(debugHostPath, links);
     vokLogFiles::createSymbolicLink(host.path(backupDirectory), links);
 }
 
@@ -171,11 +172,11 @@ void Logger::logIntoFile(const std::string& levelText, const std::string& messag
                          int line) {
     const std::lock_guard<Logger> guard(*this);
     const std::string timeStamp = vokLogTimeStamp();
-    const auto holds = [&](const char* word) { return levelText.find(word) != std::string::npos; };
+    const auto contains = [&](const char* word) { return levelText.find(word) != std::string::npos; };
     std::ofstream* stream = nullptr;
-    if (holds("DEBUG"))
+    if (contains("DEBUG"))
         stream = &debugLog;
-    else if (holds("ERROR") || holds("WARNING") || holds("INFO"))
+    else if (contains("ERROR") || contains("WARNING") || contains("INFO"))
         stream = &agentLog;
     if (!stream) return;
     *stream << timeStamp << " " << levelText << " " << lineNumber(line) << " " << module << ": " << message
@@ -195,9 +196,9 @@ void Logger::logIntoSyslog(const std::string& levelText, const std::string& mess
 
 void Logger::isFileExceeded(std::string path) {
     IvokHostAccess& host = vokHostAccess();
-    const std::string place = host.path(path);
+    const std::string hostPath = host.path(path);
     struct stat status {};
-    if (::stat(place.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= largestLog)
+    if (::stat(hostPath.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= largestLog)
         return;
 
     const std::string directory = host.path(backupDirectory);
@@ -210,19 +211,19 @@ void Logger::isFileExceeded(std::string path) {
     }
     const std::string backup = directory + "/" + path.substr(path.find_last_of("/\\") + 1) + backupSuffix();
 
-    // The bulk is copied while others log; only the rest of it under the lock.
+    // Most of the file is copied while other threads log, and only the rest under the lock.
     long long copied = 0;
-    if (vokLogFiles::appendRest(place, backup, copied)) {
+    if (vokLogFiles::appendRest(hostPath, backup, copied)) {
         const std::lock_guard<Logger> guard(*this);
-        if (vokLogFiles::appendRest(place, backup, copied)) {
+        if (vokLogFiles::appendRest(hostPath, backup, copied)) {
             const bool isAgentLog = path == agentLogPath;
-            // Both logs may be one file.
+            // Both logs may be the same file.
             const bool isDebugLog = !isAgentLog || (path == debugLogPath && debugLog.is_open());
             if (isAgentLog) agentLog.close();
             if (isDebugLog) debugLog.close();
-            std::remove(place.c_str());
-            if (isAgentLog) reopen(agentLog, place);
-            if (isDebugLog) reopen(debugLog, place);
+            std::remove(hostPath.c_str());
+            if (isAgentLog) reopen(agentLog, hostPath);
+            if (isDebugLog) reopen(debugLog, hostPath);
             return;
         }
     }

@@ -1,5 +1,5 @@
-// The one process-wide logger. Each line goes to the agent log, the debug log or the system log; which of
-// them, and what passes, is settled once at construction from the configuration. Log through vokLog.h.
+// The one process-wide logger. Each line goes to the agent log, the debug log or the system log;
+// destinations and levels are set once, at construction, from the configuration. Log through vokLog.h.
 #pragma once
 
 #include <atomic>
@@ -15,17 +15,17 @@ enum LOG_TARGET { TARGET_NONE = 0, TARGET_FILE = 2, TARGET_SYSLOG = 3 };
 
 class Logger {
 public:
-    // The directory that holds a link to each log, and the one that outgrown logs are moved to.
+    // The directory with a link to each log, and the one to which oversized logs are moved.
     static constexpr char linkDirectory[] = "/opt/mev/vok/log";
     static constexpr char backupDirectory[] = "/scratch/log/mev/vok/backup_log";
 
-    // Builds the logger if there is none. The first use comes from the thread that starts the agent. Ends
+    // Creates the logger if there is none. The first call comes from the thread that starts the agent. Ends
     // the process with status -10 or -11 when the directory of the agent log or of the debug log can't be
-    // made.
+    // created.
     static void loggerInit();
     static Logger* getInstance();
 
-    // One line each, when the level passes. `line` is the caller's source line.
+    // Each writes one line if the level allows it. `line` is the caller's source line.
     void always(std::string message, std::string module, int line);
     void error(std::string message, std::string module, int line);
     void warning(std::string message, std::string module, int line);
@@ -37,7 +37,8 @@ public:
     int getDebugLoglevel() const { return debugLogLevel.load(); }
     void updateLogLevel(LOG_LEVEL level) { logLevel = level; }
 
-    // Where the agent log goes: the system log, nowhere, its file. So spelled in the interface.
+    // Send the agent log to the system log, nowhere, or its file. The spelling of enaleLog() is part of the
+    // interface.
     void enaleLog() { logTarget = TARGET_SYSLOG; }
     void disableLog() { logTarget = TARGET_NONE; }
     void enableFileLogging() { logTarget = TARGET_FILE; }
@@ -45,9 +46,9 @@ public:
     void lock() { mutex_.lock(); }
     void unlock() { mutex_.unlock(); }
 
-    // When the log file `path`, as the configuration names it, is larger than 499999999 bytes: moves its
-    // content to the backup directory and starts the file anew. No line is lost on the way; when the backup
-    // can't be written the log stays as it is. For the supervising program; the library does not call it.
+    // If the log file `path`, as named in the configuration, is larger than 499999999 bytes, moves its
+    // content to the backup directory and starts a new file. No line is lost; if the backup can't be
+    // written, the log stays as it is. For the supervising program; the library does not call it.
     void isFileExceeded(std::string path);
 
 private:
@@ -69,7 +70,7 @@ private:
     std::atomic<int> debugLogLevel{12};
     std::atomic<int> logTarget{TARGET_SYSLOG};
     std::atomic<int> debugLogTarget{TARGET_SYSLOG};
-    std::mutex mutex_;  // the last lock taken anywhere
+    std::mutex mutex_;  // always the last lock to be taken
 };
 
 }  // namespace Logging

@@ -35,7 +35,7 @@ constexpr const char* knownKeys[] = {"EnableResources",
                                      "MicrochipEventQueueIndex",
                                      "HealthMonitorFlags"};
 
-// A file that is larger is no configuration of this agent.
+// A larger file can't be a configuration of this agent.
 constexpr off_t largestFile = 16 * 1024 * 1024;
 
 bool parseText(const std::string& text, Json::Value& root, std::string& reason) {
@@ -43,10 +43,10 @@ bool parseText(const std::string& text, Json::Value& root, std::string& reason) 
     std::string errors;
     try {
         if (Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors)) return true;
-    } catch (const std::exception& error) {  // nested deeper than the parser goes
+    } catch (const std::exception& error) {  // nested deeper than the parser allows
         errors = error.what();
     }
-    // The first complaint: where, and what.
+    // The first error: its location and text.
     reason = "not JSON: ";
     for (const char c : errors.substr(0, errors.find('\n', errors.find('\n') + 1)))
         reason += c == '\n' ? ' ' : c;
@@ -68,18 +68,17 @@ bool readFile(const std::string& path, std::string& text, std::string& reason) {
     return false;
 }
 
-// Parses the file's text into `root`; on failure a sentence in `reason`.
+// Parses the file's text into `root`; on failure sets `reason`.
 bool parseSettings(const std::string& text, Json::Value& root, std::string& reason) {
     std::string ignored;
-    if (!parseText(text, root, reason) &&
-        !parseText(vokConfigText::withinTheParsersReach(text), root, ignored))
+    if (!parseText(text, root, reason) && !parseText(vokConfigText::withinParserLimits(text), root, ignored))
         return false;
     if (!root.isObject()) {
         reason = "not a JSON object";
         return false;
     }
     if (root.size() < 2) {
-        reason = "fewer than two settings, which counts as no file";
+        reason = "fewer than two settings";
         return false;
     }
     return true;
@@ -167,7 +166,7 @@ void vokConfig::readRefreshIntervals(const Json::Value& intervals, std::vector<v
         vokConfigReader(Json::Value(), "", refusals)
             .refuse("CacheRefreshInSeconds", intervals, "not an object", "3600 for every resource");
     vokConfigReader reader(intervals, "CacheRefreshInSeconds.", refusals);
-    // A value of a wrong type is a bad value and not an absent one.
+    // A value of the wrong type counts as invalid, not as absent.
     const Json::Value& global = reader.value("Global");
     if (reader.has("Global") && !(global.isNull() || (global.isString() && global.asString().empty()))) {
         setCommonCacheRefreshInterval(reader.number("Global", rule));

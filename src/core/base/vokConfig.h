@@ -1,5 +1,5 @@
-// The settings of the agent: read once from the configuration file, answered from memory ever after.
-// A bad or missing value never stops the agent; it gets its default, and this class says nothing about it.
+// The settings of the agent, read once from the configuration file and then kept in memory. An invalid or
+// missing value never stops the agent; it is replaced by its default without a message.
 #pragma once
 
 #include <json/value.h>
@@ -16,14 +16,14 @@ public:
     // Read from the configuration file on the first call; never deleted.
     static vokConfig* getInstance();
 
-    // The same settings read anew, with a refusal for each value that was not taken.
+    // Reads the file again, and adds a refusal for each value that is not accepted.
     static std::unique_ptr<vokConfig> examine(std::vector<vokConfigRefusal>& refusals);
 
-    // The same settings out of a text in place of the file's; reads no file.
+    // The same for `text` instead of the file's content; reads no file.
     static std::unique_ptr<vokConfig> examineText(const std::string& text,
                                                   std::vector<vokConfigRefusal>& refusals);
 
-    // The documented place of the file.
+    // The documented path of the file.
     static constexpr char configFile[] = "/etc/config/mev/vok/vok.conf";
 
     bool getDebugLogSettings() const;
@@ -48,7 +48,7 @@ public:
     long getrefreshInterval(std::string module);
     // True for the ids 0 to 3 when the list of enabled resources holds the resource's name or "All".
     bool isResourceEnabled(int id) const;
-    // The list itself, as it was kept.
+    // The list itself, as accepted.
     const std::vector<std::string>& getEnabledResources() const;
 
 private:

@@ -13,12 +13,12 @@ const Json::Value& absent() {
     return null;
 }
 
-// The text form of a plain value. A number whose text has an exponent has none: only the digits in front
-// of the exponent would be read.
+// The text form of a plain value. A number whose text has an exponent has none: only the digits before the
+// exponent would be read.
 bool textOf(const Json::Value& value, std::string& text) {
     if (value.isObject() || value.isArray()) return false;
     const std::string form = value.asString();
-    if (value.isString() ? form.rfind(vokConfigText::beyondEveryNumber, 0) == 0
+    if (value.isString() ? form.rfind(vokConfigText::outOfRangePrefix, 0) == 0
                          : value.type() == Json::realValue && form.find('e') != std::string::npos)
         return false;
     text = form;

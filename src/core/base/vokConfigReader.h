@@ -1,5 +1,5 @@
-// Reads single values out of the parsed configuration file. Whatever type a value has, reading it gives a
-// text or nothing and never throws; what was refused is noted for those who want to tell a person.
+// Reads single values from the parsed configuration file. Reading a value of any type returns a text or
+// nothing and never throws; refused values are recorded for a report.
 #pragma once
 
 #include <json/value.h>
@@ -11,13 +11,14 @@ struct vokConfigRefusal;
 
 class vokConfigReader {
 public:
-    // `object`: what holds the values; anything else than an object holds none. `prefix` stands before the
-    // keys in refusals. `refusals` may be null.
+    // `object` holds the values; if it is not a JSON object, there are none. `prefix` precedes the keys in
+    // refusals. `refusals` may be null.
     vokConfigReader(const Json::Value& object, std::string prefix, std::vector<vokConfigRefusal>* refusals);
 
-    // The value as text; empty when it is absent or has no text form. `used`: told in the refusal.
+    // The value as text; empty if it is absent or has no text form. `used` is the replacement that a
+    // refusal names.
     std::string text(const char* key, const std::string& used);
-    // The three kinds of setting. `rule` is the key under which the setting's rule is kept.
+    // The three kinds of setting. `rule` is the key of the setting's rule.
     bool boolean(const char* key);
     std::string choice(const char* key);
     std::int32_t number(const char* key, const char* rule);

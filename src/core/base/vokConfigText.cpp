@@ -8,10 +8,10 @@
 namespace vokConfigText {
 namespace {
 
-// Settings lie at most two levels deep, and the parser goes down to a thousand.
+// Settings are nested at most two levels deep; the parser allows a thousand.
 constexpr int deepestKept = 100;
 
-// Where the string that begins at `from`, or the comment, ends.
+// The end of the string that begins at `from`; endOfComment() does the same for a comment.
 std::size_t endOfString(const std::string& text, std::size_t from) {
     std::size_t i = from + 1;
     while (i < text.size() && text[i] != '"') i += text[i] == '\\' ? 2 : 1;
@@ -19,7 +19,7 @@ std::size_t endOfString(const std::string& text, std::size_t from) {
 }
 
 std::size_t endOfComment(const std::string& text, std::size_t from) {
-    std::size_t end = from + 1;  // a slash alone
+    std::size_t end = from + 1;  // a single slash
     if (text.compare(from, 2, "/*") == 0)
         end = std::min(text.find("*/", from + 2), text.size()) + 2;
     else if (text.compare(from, 2, "//") == 0)
@@ -30,13 +30,13 @@ std::size_t endOfComment(const std::string& text, std::size_t from) {
 std::string keptNumber(const std::string& number) {
     char* end = nullptr;
     const double value = std::strtod(number.c_str(), &end);
-    // A number that goes on behind its end is no JSON.
-    return std::isinf(value) && *end == '\0' ? '"' + (beyondEveryNumber + number) + '"' : number;
+    // Text that is only partly a number is not JSON and stays as it is.
+    return std::isinf(value) && *end == '\0' ? '"' + (outOfRangePrefix + number) + '"' : number;
 }
 
 }  // namespace
 
-std::string withinTheParsersReach(const std::string& text) {
+std::string withinParserLimits(const std::string& text) {
     std::string result;
     int depth = 0;
     for (std::size_t i = 0; i < text.size();) {
@@ -53,7 +53,7 @@ std::string withinTheParsersReach(const std::string& text) {
             kept = false;
         } else if (c == '[' || c == '{') {
             ++depth;
-            kept = depth <= deepestKept + 1;  // the outermost of what goes stays, empty
+            kept = depth <= deepestKept + 1;  // the outermost removed container stays, empty
         } else if (c == ']' || c == '}') {
             kept = depth <= deepestKept + 1;
             --depth;

@@ -1,16 +1,16 @@
-// The text of the configuration file before it is parsed. The JSON parser gives up at a number that no
-// double can hold and at deep nesting, and then one bad value would cost all settings theirs.
+// Prepares the text of the configuration file for the JSON parser. The parser fails on a number out of the
+// range of a double and on deep nesting, and one bad value would then discard all settings.
 #pragma once
 
 #include <string>
 
 namespace vokConfigText {
 
-// What a number beyond the parser is turned into: a text that starts so. No setting takes it.
-inline constexpr char beyondEveryNumber[] = "beyond every number: ";
+// A number out of range becomes a text with this prefix, which no setting accepts.
+inline constexpr char outOfRangePrefix[] = "number out of range: ";
 
-// The text with each number beyond a double turned into such a text, and with nothing left of what lies
-// deeper than any setting does. What is no JSON stays none.
-std::string withinTheParsersReach(const std::string& text);
+// Returns `text` with each number out of range replaced by such a text, and without the content of
+// containers that are nested deeper than any setting. Invalid JSON stays invalid.
+std::string withinParserLimits(const std::string& text);
 
 }  // namespace vokConfigText

@@ -1,10 +1,9 @@
 // The common form of a decision table: a constexpr array of plain rows, keyed on enumerations or numbers,
-// that reads like the table it comes from, and one function that finds the row. What a table promises is
-// proved where it stands, by static_assert.
+// that reads like the table it comes from, and one function that finds the row. The properties of a table
+// are checked beside it by static_assert.
 //
-// There are two kinds. In a table by key each row has a key() of its own, the rows are sorted by it, and at
-// most one applies. In a table of rules each row has a fits(), and the first row from the top that fits
-// applies.
+// There are two kinds. In a table by key each row has a unique key(), the rows are sorted by it, and at
+// most one applies. In a table of rules each row has a fits(), and the first row that fits applies.
 #pragma once
 
 #include <cstddef>
@@ -54,7 +53,7 @@ constexpr const Rule* vokFirstRule(const Rule (&rules)[count], const Case& each)
 }
 
 // True if each rule is the first that fits some case: none is hidden by the rules above it, singly or
-// together. `caseOf(0)` to `caseOf(cases - 1)` are all the cases there can be.
+// together. `caseOf(0)` to `caseOf(cases - 1)` are all possible cases.
 template <typename Rule, std::size_t count, typename CaseOf>
 constexpr bool vokEachRuleApplies(const Rule (&rules)[count], std::size_t cases, CaseOf caseOf) {
     bool applies[count] = {};

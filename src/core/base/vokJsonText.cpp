@@ -29,7 +29,7 @@ struct Character {
     int length;
 };
 
-// What starts at `at`, which is not ASCII.
+// The character at `at`, whose first byte is not ASCII.
 Character characterAt(const std::string& text, std::size_t at) {
     const auto byte = [&](int offset) {
         const std::size_t index = at + static_cast<std::size_t>(offset);
@@ -77,7 +77,7 @@ std::string repaired(const std::string& text) {
     return out;
 }
 
-// The same for all texts of a value. Keys too: they must be sorted as they are written.
+// The same for all texts of a value, including its keys, which must be sorted in their written form.
 Json::Value repaired(const Json::Value& value) {
     if (value.isString()) return repaired(value.asString());
     if (!value.isObject() && !value.isArray()) return value;
@@ -117,13 +117,13 @@ std::string escaped(const std::string& text) {
     return out;
 }
 
-// Made once and never deleted: a thread may still write while the process ends.
+// Created once and never deleted: a thread may still write while the process ends.
 const Json::StreamWriterBuilder& oneLineWriter() {
     static const auto& writer = *[] {
         auto* const builder = new Json::StreamWriterBuilder;
         (*builder)["indentation"] = "";
         (*builder)["commentStyle"] = "None";
-        // The library's own escaping takes whatever follows a broken character for a part of it.
+        // The library's own escaping treats the bytes after an incomplete character as part of it.
         (*builder)["emitUTF8"] = true;
         return builder;
     }();

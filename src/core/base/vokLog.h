@@ -1,7 +1,7 @@
 // Logging in one line: VOK_LOG_INFO("JOB_MGR", "Resource manager %d started", id);
 //
 // The level is tested first, so a line that won't be written costs no formatting. The text is formatted
-// into a buffer of 4096 bytes, and what is longer is cut; the compiler checks the format. Includes nothing,
+// into a buffer of 4096 bytes, and longer text is cut; the compiler checks the format. Includes nothing,
 // since nearly every source includes it.
 #pragma once
 
@@ -10,7 +10,7 @@ enum class vokLogKind { always, error, warning, info, debug };
 // True if a line of this kind passes the level of the logger.
 bool vokLogPasses(vokLogKind kind);
 
-// Formats and hands over to the logger. Called by the macros below.
+// Formats the line and passes it to the logger. Called by the macros below.
 void vokLogFormatted(vokLogKind kind, const char* module, int line, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 

@@ -20,7 +20,7 @@ vokOwnedDescriptor openFile(const std::string& path, int flags) {
     return vokOwnedDescriptor(::open(path.c_str(), flags | O_CLOEXEC, 0600));
 }
 
-// A file, or a device that takes whatever comes, such as /dev/null.
+// A regular file, or a character device such as /dev/null.
 bool isFileOrDevice(int descriptor) {
     struct stat status {};
     if (::fstat(descriptor, &status) != 0) return false;
@@ -56,7 +56,7 @@ int createDirectoryPath(const std::string& path) {
 
 void createSymbolicLink(const std::string& path, const std::string& directory) {
     if (::access(path.c_str(), R_OK) != 0) return;
-    std::vector<char> copy(path.c_str(), path.c_str() + path.size() + 1);  // basename writes into it
+    std::vector<char> copy(path.c_str(), path.c_str() + path.size() + 1);  // basename() may modify it
     const char* const name = ::basename(copy.data());
     if (!name) {
         warn("basename(" + path + ") returned NULL");
@@ -77,9 +77,9 @@ void createSymbolicLink(const std::string& path, const std::string& directory) {
 }
 
 bool openForAppending(const std::string& path, std::ofstream& stream) {
-    // Made and looked at before the stream opens it: a pipe in its place would hold the agent.
-    const vokOwnedDescriptor made = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
-    if (!made || !isFileOrDevice(made.get())) return false;
+    // Created and checked before the stream opens it: opening a pipe would block the agent.
+    const vokOwnedDescriptor created = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
+    if (!created || !isFileOrDevice(created.get())) return false;
     stream.open(path, std::ios::app);
     return stream.is_open();
 }

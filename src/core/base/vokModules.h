@@ -21,7 +21,8 @@ enum MODULE_NAME : std::int32_t {
     NUMASTAT_TELEMETRY = 105,
 };
 
-// The settings that each resource has. What a resource is made of is bound by core/vokResourceRows.cpp.
+// The name of each resource and the settings that may name it. Its manager is bound by
+// core/vokResourceRows.cpp.
 struct vokModule {
     MODULE_NAME id;
     const char* name;
@@ -88,6 +89,6 @@ enum VOK_RESOURCE_HEALTH : std::int32_t {
     VOK_HEALTH_WARNING,
 };
 
-// The text of the JSON keys State and Health. The state table has room for more: those entries are null.
+// The values of the JSON keys State and Health. Unused entries of the state table are null.
 extern const char* const vokResourceStateMap[32];
 extern const char* const vokResourceHealthMap[4];

@@ -13,7 +13,7 @@ namespace {
 struct TextRule {
     const char* key;
     const char* accepted[3];
-    const char* otherwise;
+    const char* fallback;
 };
 
 constexpr TextRule textRules[] = {
@@ -28,7 +28,7 @@ constexpr const char* booleanKeys[] = {
     "ForwardAllSmartRAIDDegradedOrHigherEvents",
     "DisableMegaRAID9560LoadingInspection",
     "LogResourceManagerStatistics",
-    // Known, and read by nothing:
+    // Known, but not used:
     "EnableTelemetryLogging",
     "EnableTelemetryDataCollection",
     "EnableTelemetryDoorBell",
@@ -37,7 +37,7 @@ constexpr const char* booleanKeys[] = {
 
 struct NumberRule {
     const char* key;
-    std::int32_t otherwise;
+    std::int32_t fallback;
 };
 
 constexpr NumberRule numberRules[] = {
@@ -48,7 +48,7 @@ constexpr NumberRule numberRules[] = {
     {"MicrochipEventQueueIndex", 0},
     {"HealthMonitorFlags", 0},
     {"SimulateUnhandledException", -1},
-    // Known, and read by nothing:
+    // Known, but not used:
     {"ProcessorSamplingRateInSeconds", -1},
     {"MemorySamplingRateInSeconds", -1},
     {"NetworkSamplingRateInSeconds", -1},
@@ -61,7 +61,7 @@ constexpr NumberRule numberRules[] = {
     {"FileServiceSendIntervalInSeconds", -1},
 };
 
-// Texts of a table are compared as they are: a copy of each would cost more than all else.
+// Table texts are compared in place: copying each of them would cost more than everything else.
 bool isSame(std::string_view a, std::string_view b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
                return std::tolower(static_cast<unsigned char>(x)) ==
@@ -80,14 +80,14 @@ bool isAccepted(const TextRule& rule, const std::string& value) {
                        [&](const char* accepted) { return accepted && isSame(value, accepted); });
 }
 
-// The leading number, when it is one that a setting can hold. The bound is the same on every ABI, although
-// long is wider on some.
+// The leading number, if a setting can hold it. The limit is the same on every ABI, although long is wider
+// on some.
 std::optional<std::int32_t> positiveNumber(const std::string& value) {
     try {
         const long number = std::stol(value, nullptr, 10);
         if (number > 0 && number <= std::numeric_limits<std::int32_t>::max())
             return static_cast<std::int32_t>(number);
-    } catch (const std::logic_error&) {  // no digits, or beyond a long
+    } catch (const std::logic_error&) {  // no digits, or out of range
     }
     return std::nullopt;
 }
@@ -101,7 +101,7 @@ bool isEquals(const std::string& a, const std::string& b) {
 std::string validateString(const std::string& value, const std::string& key) {
     const TextRule* const rule = textRule(key);
     if (!rule) return "";
-    return isAccepted(*rule, value) ? value : rule->otherwise;
+    return isAccepted(*rule, value) ? value : rule->fallback;
 }
 
 bool validateBool(const std::string& value, const std::string& key) {
@@ -111,7 +111,7 @@ bool validateBool(const std::string& value, const std::string& key) {
 
 std::int32_t validateNumerical(const std::string& value, const std::string& key) {
     for (const auto& rule : numberRules)
-        if (isSame(key, rule.key)) return positiveNumber(value).value_or(rule.otherwise);
+        if (isSame(key, rule.key)) return positiveNumber(value).value_or(rule.fallback);
     return -1;
 }
 
@@ -129,7 +129,7 @@ std::string refusalOfBool(const std::string& value) {
 }
 
 std::string refusalOfNumber(const std::string& value, const std::string& key) {
-    // "0" for a setting that is off without a number asks for what it gets.
+    // "0" is no error for a setting whose default means off: the effect is the same.
     if (positiveNumber(value) || (value == "0" && validateNumerical(value, key) <= 0)) return "";
     return "not a whole number from 1 to 2147483647";
 }

@@ -18,7 +18,7 @@ constexpr int lastReadinessPass = 8;  // of the aggregator, counted from 0
 
 }  // namespace
 
-// What a reader got when it was opened.
+// Reads from the snapshot that was taken when the reader was opened.
 class vokCachedResourceManager::SnapshotReader : public vokInventoryReader {
 public:
     SnapshotReader(const vokCachedResourceManager& manager, Snapshot snapshot)
@@ -43,32 +43,32 @@ vokCachedResourceManager::vokCachedResourceManager(const vokManagerTraits& trait
       previousInventory(currentInventory),
       stop_(stopFlag) {}
 
-// --- the life ---
+// --- a run ---
 
 void vokCachedResourceManager::init() {
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.initText);
-    const bool isFirst = beginLife();
-    if (isFirst && !hasRecords()) {
+    const bool begun = beginRun();
+    if (begun && !hasRecords()) {
         prepare();
         startInventory();
     } else if (traits_.activeText) {
         VOK_LOG_DEBUG(traits_.tag, "%s", traits_.activeText);
     }
-    if (isFirst) endLife();
+    if (begun) endRun();
 }
 
 void vokCachedResourceManager::startInventory() {
-    const bool isFirst = beginLife();  // false within init(), which ends what it began
+    const bool begun = beginRun();  // false within init(), which ends the run itself
     VOK_LOG_DEBUG(traits_.tag, "Entry startInventory");
     if (!isFresh()) runLoop();
-    if (isFirst) endLife();
+    if (begun) endRun();
 }
 
-bool vokCachedResourceManager::beginLife() {
+bool vokCachedResourceManager::beginRun() {
     return !active_.exchange(true);
 }
 
-void vokCachedResourceManager::endLife() {
+void vokCachedResourceManager::endRun() {
     tearDown();
     active_ = false;
 }
@@ -92,7 +92,7 @@ void vokCachedResourceManager::runLoop() {
     const long wakeSeconds = wakeInterval(refreshSeconds);
 
     timespec deadline{};
-    bool resumes = false;  // the next wait is the rest of one that was interrupted for work
+    bool resumes = false;  // the next wait continues one that was interrupted for work
     std::unique_lock<std::mutex> lock(cmutex);
     while (true) {
         if (!stop_ && !refreshCache && !workWanted) {
@@ -214,14 +214,14 @@ bool vokCachedResourceManager::copyOut(const Snapshot& snapshot, std::size_t ind
     return snapshot.isPrevious;
 }
 
-// --- the questions and the stop ---
+// --- status and stop ---
 
 bool vokCachedResourceManager::isInventoryReady(int iteration) {
     const bool ready = cacheReady;
     VOK_LOG_INFO(traits_.tag, "%s %d", traits_.readyText, ready ? 1 : 0);
     if (iteration == lastReadinessPass && !ready) {
         pushOnCacheBuild = true;
-        // A build that ended just before that has not seen the request; the caller then finds its result.
+        // A build that ended just before this has missed the request; the caller then finds its result.
         if (cacheReady) pushOnCacheBuild = false;
     }
     return cacheReady;
@@ -273,7 +273,7 @@ void vokCachedResourceManager::requestWork() {
     cond.notify_one();
 }
 
-// --- the hooks' defaults ---
+// --- default hooks ---
 
 void vokCachedResourceManager::prepare() {}
 

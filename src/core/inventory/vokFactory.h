@@ -1,4 +1,4 @@
-// Hands out the resource managers.
+// Returns the resource managers by id.
 #pragma once
 
 class vokResourceManager;

@@ -1,12 +1,12 @@
-// How a reader that asks a manager several questions gets all answers from one build.
+// Lets a reader that makes several requests to a manager get all results from one build.
 #pragma once
 
 #include <json/value.h>
 #include <vector>
 
-// A manager's inventory as one reader sees it, for as long as the reader needs it: whatever builds begin and
-// end between two questions, all answers are of the same build. The questions and their results are those of
-// vokResourceManager. It belongs to one thread.
+// A manager's inventory as one reader sees it: all results come from the same build, even if builds begin
+// or end between two requests. The requests and their results are those of vokResourceManager. For use by
+// one thread.
 class vokInventoryReader {
 public:
     virtual ~vokInventoryReader() = default;

@@ -1,7 +1,9 @@
-// A resource manager's way to ask for a push of the whole inventory, without knowing who sends it.
+// Lets a resource manager request a push of the whole inventory without depending on the code that sends
+// it.
 #pragma once
 
-// Asks for a push; nothing happens when nobody is bound.
+// Requests a push; does nothing if no function is bound.
 void vokRequestPush();
-// Binds who sends the inventory. Called when the library is loaded, and by tests before any thread runs.
+// Binds the function that sends the inventory. Called when the library is loaded, and by tests before any
+// thread runs.
 void vokBindPushRequest(void (*request)());

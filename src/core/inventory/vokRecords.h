@@ -1,6 +1,7 @@
-// The records of which a manager makes its inventory. A manager has one vokRecords for each kind, as a member
-// that is made with its `recordStores`; the shared half (core/inventory/vokCachedResourceManager.h) then
-// empties them at the start of a build, keeps the previous ones where they are compared, and counts them.
+// The records from which a manager builds its inventory. A manager has one vokRecords or vokRecordHistory
+// member for each kind of record, registered in its `recordStores`; the shared half
+// (core/inventory/vokCachedResourceManager.h) empties them at the start of a build, keeps the previous ones
+// for comparison, and counts them.
 #pragma once
 
 #include <cstddef>
@@ -9,16 +10,16 @@
 #include <utility>
 #include <vector>
 
-// What the shared half does with the records, whatever they are.
+// The operations of the shared half, independent of the type of the records.
 class vokRecordStore {
 public:
     vokRecordStore(const vokRecordStore&) = delete;
     vokRecordStore& operator=(const vokRecordStore&) = delete;
 
-    // A build starts: makes the previous records a copy of the current ones. mlock and prevInventoryLock are
-    // held.
+    // At the start of a build: copies the current records to the previous ones. mlock and prevInventoryLock
+    // are held.
     virtual void keep() = 0;
-    // mlock is held for the others.
+    // For these mlock is held.
     virtual void clear() = 0;
     virtual std::size_t size() const = 0;
 
@@ -27,7 +28,7 @@ protected:
     ~vokRecordStore() = default;
 };
 
-// Records of which nobody asks what they were in the previous build.
+// Records that are not compared with those of the previous build.
 template <typename Record>
 class vokRecords final : public vokRecordStore {
 public:
@@ -53,8 +54,8 @@ public:
     void clear() override { current.clear(); }
     std::size_t size() const override { return current.size(); }
 
-    // The previous records with the key of `record`, in their order. `keyOf(record)` is what identifies a
-    // record from build to build.
+    // The previous records with the key of `record`, in their order. `keyOf(record)` identifies a record
+    // across builds.
     template <typename KeyOf>
     std::vector<const Record*> previousOf(const Record& record, KeyOf keyOf) const {
         std::vector<const Record*> found;
@@ -63,9 +64,9 @@ public:
         return found;
     }
 
-    // Asks `judge(record, before)` about each current record, in their order, and collects the events that it
-    // returns as a std::optional; `before` is as from previousOf() and never empty. A record that is new in
-    // this build is not asked about, and neither is one that has gone.
+    // Calls `judge(record, before)` for each current record, in order, and collects the events that it
+    // returns as a std::optional. `before` is the result of previousOf() and never empty: records that are
+    // new in this build are skipped, and so are those that have disappeared.
     template <typename KeyOf, typename Judge>
     auto compare(KeyOf keyOf, Judge judge) const {
         std::map<std::decay_t<decltype(keyOf(current.front()))>, std::vector<const Record*>> byKey;

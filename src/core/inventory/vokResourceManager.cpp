@@ -2,9 +2,9 @@
 
 namespace {
 
-class PassingOn : public vokInventoryReader {
+class ForwardingReader : public vokInventoryReader {
 public:
-    explicit PassingOn(vokResourceManager& manager) : manager_(manager) {}
+    explicit ForwardingReader(vokResourceManager& manager) : manager_(manager) {}
 
     bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
         return manager_.getInventoryJsonObject(out);
@@ -36,5 +36,5 @@ int vokResourceManager::getFileServiceJsonObject(std::vector<Json::Value>&) {
 }
 
 std::unique_ptr<vokInventoryReader> vokResourceManager::openReader() {
-    return std::make_unique<PassingOn>(*this);
+    return std::make_unique<ForwardingReader>(*this);
 }

@@ -1,5 +1,5 @@
 // The contract of a resource manager: it owns one class of hardware, keeps a cached inventory of it as
-// JSON, refreshes that on a timer, watches status and raises events.
+// JSON, refreshes it on a timer, watches status and raises events.
 #pragma once
 
 #include <json/value.h>
@@ -15,7 +15,7 @@ class vokResourceManager {
 public:
     virtual void cacheBuild() = 0;
     virtual void stopResourceManagerJob() = 0;
-    // The manager's whole life: returns when the manager has been stopped.
+    // Runs the manager; returns when it has been stopped.
     virtual void init() = 0;
     virtual void startInventory() = 0;
     // A copy of the inventory. False: the current one. True: the previous one, because a build runs.
@@ -24,11 +24,11 @@ public:
     virtual int getTelemetryJsonObject(Json::Value& out);
     virtual int getUtilizationJsonObject(Json::Value& out);
     virtual int getFileServiceJsonObject(std::vector<Json::Value>& out);
-    // Alive with a built cache? May take several seconds.
+    // True if the manager runs and its cache is built. May take several seconds.
     virtual bool isRunning() = 0;
-    // Has a first build ended? `iteration` is the 0-based pass of the aggregator's readiness loop.
+    // True if a first build has ended. `iteration` is the 0-based pass of the aggregator's readiness loop.
     virtual bool isInventoryReady(int iteration) = 0;
-    // For a reader with several questions. The default passes each of them on to the manager.
+    // For a reader that makes several requests. By default each of them is forwarded to the manager.
     virtual std::unique_ptr<vokInventoryReader> openReader();
 
 protected:

@@ -4,7 +4,7 @@
 
 namespace {
 
-vokResourceTable bound;  // initialised before any code of the library runs, so it can be bound at load
+vokResourceTable bound;  // constant-initialised, so rows can be bound while the library is loaded
 
 }  // namespace
 

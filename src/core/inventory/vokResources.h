@@ -1,6 +1,6 @@
-// What the resources of the agent are made of, a row each: whoever starts, asks, documents, tests or stops
-// them walks this table. The rows are bound from above (core/vokResourceRows.cpp), so that nothing here knows
-// a resource class; a test binds rows of its own.
+// The table of the agent's resources, one row each. Starting, querying, documenting, testing and stopping
+// them all iterate over it. The rows are bound from above (core/vokResourceRows.cpp), so that nothing here
+// depends on a resource class; a test binds its own rows.
 #pragma once
 
 #include <cstddef>
@@ -11,28 +11,29 @@
 class vokResourceManager;
 
 enum class vokSectionForm {
-    array,   // each element of the inventory goes to the array under the key
-    object,  // an element is what is under the key; the last one counts
+    array,   // each element of the inventory is appended to the array under the key
+    object,  // an element is the value of the key; the last one is used
 };
 
-// An inventory of a manager that has several, and the array of the document that its elements go to.
+// One inventory of a manager that has several, and the array of the document to which its elements are
+// added.
 struct vokTypedSection {
     int type;         // for getInventoryJsonObject2; counted from 1
     const char* key;  // below HostDataCollection
 };
 
 struct vokResource {
-    static constexpr std::size_t mostTypes = 4;
+    static constexpr std::size_t maxTypes = 4;
     using Manager = vokResourceManager* (*)();
     using TestEvent = void (*)(int id, const std::string& location);
 
     MODULE_NAME id;
-    Manager manager = nullptr;           // asked at each use, never at load; null: this build has none
+    Manager manager = nullptr;           // called at each use, never at load; null: this build has none
     int eventType = 0;                   // of its events, as getEventType returns it; 0: none
     TestEvent raiseTestEvent = nullptr;  // null: it has no test events
     const char* key = nullptr;           // its own key below HostDataCollection, or null
     vokSectionForm form = vokSectionForm::array;
-    vokTypedSection types[mostTypes] = {};  // of a manager with several inventories, up to the first null key
+    vokTypedSection types[maxTypes] = {};  // of a manager with several inventories; a null key ends the list
 
     // A row is written as vokResource{ID}.managedBy(...).inDocument(...).withTestEvents(...).
     constexpr vokResource managedBy(Manager getInstance) const {
@@ -40,17 +41,17 @@ struct vokResource {
         row.manager = getInstance;
         return row;
     }
-    constexpr vokResource inDocument(const char* ownKey,
-                                     vokSectionForm itsForm = vokSectionForm::array) const {
+    constexpr vokResource inDocument(const char* sectionKey,
+                                     vokSectionForm sectionForm = vokSectionForm::array) const {
         vokResource row = *this;
-        row.key = ownKey;
-        row.form = itsForm;
+        row.key = sectionKey;
+        row.form = sectionForm;
         return row;
     }
     constexpr vokResource withInventory(int type, const char* sectionKey) const {
         vokResource row = *this;
         std::size_t next = 0;
-        while (row.types[next].key) ++next;  // one too many does not compile
+        while (row.types[next].key) ++next;  // one too many fails to compile
         row.types[next] = {type, sectionKey};
         return row;
     }
@@ -68,7 +69,7 @@ public:
     template <std::size_t count>
     constexpr explicit vokResourceTable(const vokResource (&rows)[count]) : rows_(rows), count_(count) {}
 
-    // In the order in which managers are constructed, asked whether they run, and stopped.
+    // The order in which managers are constructed, checked and stopped.
     const vokResource* begin() const { return rows_; }
     const vokResource* end() const { return rows_ + count_; }
     // The row of a resource id, or null.

@@ -23,8 +23,8 @@ bool parseOrLog(const char* text, Json::Value& event) {
 bool vokParseInjectedEvent(const std::string& text, Json::Value& event, std::string* errors) {
     std::istringstream stream(text);
     const Json::CharReaderBuilder builder;
-    std::string unread;
-    return Json::parseFromStream(builder, stream, &event, errors ? errors : &unread) && event.isObject() &&
+    std::string ignored;
+    return Json::parseFromStream(builder, stream, &event, errors ? errors : &ignored) && event.isObject() &&
            !event.empty();
 }
 

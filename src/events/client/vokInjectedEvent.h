@@ -5,13 +5,13 @@
 #include <json/value.h>
 #include <string>
 
-// The value of an event text. False when it is no JSON, with the reason in `errors` if given, holds nothing,
-// or is no object. Nesting beyond what the JSON library reads throws std::exception. Does not log.
+// Parses the text of an event. False if it is not JSON, with the reason in `errors` if given, is empty or
+// is not an object. Nesting deeper than the JSON library allows throws std::exception. Does not log.
 bool vokParseInjectedEvent(const std::string& text, Json::Value& event, std::string* errors = nullptr);
 
-// Is this a text that can be sent? Logs why not.
+// True if the text can be sent; otherwise logs the reason.
 bool jsonValidate(char* text);
 
-// Checks the text, marks the event as coming from the client, and sends it. 1 when the sending failed,
-// otherwise 0: also when the text is refused, which only the log tells.
+// Checks the text, marks the event as coming from the client, and sends it. Returns 1 if sending failed,
+// otherwise 0, even if the text was refused, which is only logged.
 int sendToRMC(char* text);

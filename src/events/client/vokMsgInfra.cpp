@@ -26,8 +26,8 @@ constexpr unsigned long attemptPause = 10000;
 
 std::atomic<bool> abandonWaits{false};
 
-// Writing to a pipe whose reader has gone raises SIGPIPE, which would end the whole agent. Holds the
-// signal back on this thread alone, and takes away the one that a write here has caused.
+// Writing to a pipe whose reader has gone raises SIGPIPE, which would end the whole agent. Blocks the
+// signal on this thread alone, and discards one that a write here has caused.
 class BrokenPipeSignalBlock {
 public:
     BrokenPipeSignalBlock() {
@@ -62,16 +62,16 @@ bool isFifo(int descriptor) {
     return false;
 }
 
-// A link in the pipe's place is not followed, and a file of another type not taken.
-int openFifo(const std::string& place, int flags) {
+// A symbolic link is not followed, and a file of another type is rejected.
+int openFifo(const std::string& hostPath, int flags) {
     vokOwnedDescriptor fifo;
     do {
-        fifo.reset(::open(place.c_str(), flags | O_NOFOLLOW | O_CLOEXEC));
+        fifo.reset(::open(hostPath.c_str(), flags | O_NOFOLLOW | O_CLOEXEC));
     } while (!fifo && errno == EINTR);
     return fifo && isFifo(fifo.get()) ? fifo.release() : -1;
 }
 
-// True when another attempt is worth its while, having waited for it.
+// Waits for the next attempt. False, without a wait, if there is to be none.
 bool waitForNextAttempt(int attempt) {
     if (abandonWaits || attempt >= writeAttempts) return false;
     vokHostAccess().pause(attemptPause);
@@ -102,23 +102,23 @@ bool vokReadPipe(const char* path, _VOK_MESSAGE_PACKET* packet) {
     }
     *packet = {};
     auto* const bytes = reinterpret_cast<char*>(packet);
-    std::size_t got = 0;
-    while (got < sizeof(*packet)) {
-        const ssize_t count = ::read(pipe.get(), bytes + got, sizeof(*packet) - got);
+    std::size_t received = 0;
+    while (received < sizeof(*packet)) {
+        const ssize_t count = ::read(pipe.get(), bytes + received, sizeof(*packet) - received);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) break;
-        got += static_cast<std::size_t>(count);
+        received += static_cast<std::size_t>(count);
     }
-    return got > 0;
+    return received > 0;
 }
 
 bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet) {
-    const std::string place = vokHostAccess().path(path);
+    const std::string hostPath = vokHostAccess().path(path);
     int attempt = 0;
     vokOwnedDescriptor pipe;
     do {
-        pipe.reset(openFifo(place, O_WRONLY | O_NONBLOCK));
-    } while (!pipe && errno == ENXIO && waitForNextAttempt(++attempt));  // ENXIO: nobody reads it yet
+        pipe.reset(openFifo(hostPath, O_WRONLY | O_NONBLOCK));
+    } while (!pipe && errno == ENXIO && waitForNextAttempt(++attempt));  // ENXIO: it has no reader yet
     VOK_LOG_DEBUG(module, "writeFd = %d.\n", pipe.get());
     if (!pipe) {
         VOK_LOG_DEBUG(module, "vokWritePipe: Open of %s failed while writing.", path);
@@ -129,7 +129,7 @@ bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet) {
     ssize_t written = -1;
     do {
         do {
-            written = ::write(pipe.get(), packet, sizeof(*packet));  // all of it or nothing
+            written = ::write(pipe.get(), packet, sizeof(*packet));  // atomic: all or nothing
         } while (written < 0 && errno == EINTR);
     } while (written < 0 && errno == EAGAIN && waitForNextAttempt(++attempt));
     VOK_LOG_DEBUG(module, "%d bytes written on pipe =%s", static_cast<int>(written), path);

@@ -1,5 +1,5 @@
 // Packets and named pipes between the agent and its local command-line client. A packet is always 4096
-// bytes, which the kernel passes through a pipe in one piece, so packets of several clients never mix.
+// bytes, which the kernel writes to a pipe in one piece, so packets of several clients never mix.
 #pragma once
 
 #include <climits>
@@ -15,9 +15,9 @@ struct __attribute__((packed)) _VOK_MESSAGE_HEADER {
 
 struct __attribute__((packed)) _VOK_MESSAGE_PACKET {
     _VOK_MESSAGE_HEADER header;
-    std::int32_t clientPID;  // the process that asks, and whose pipe gets the response
+    std::int32_t clientPID;  // the requesting process, whose pipe gets the response
     std::uint8_t unused[4];
-    // Request: text with a NUL at its end. Response: a 32-bit status at the start.
+    // Request: NUL-terminated text. Response: a 32-bit status at the start.
     char payload[4079];
 };
 
@@ -33,28 +33,28 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
 inline constexpr char vokServerPipePath[] = "/var/run/mevvok";
 inline constexpr char vokClientPipePrefix[] = "/var/run/mevvokcli";  // the client's process id follows
 
-// The message code of a test event. Any other code brings the text of an event.
+// The message code of a test event. Any other code carries the text of an event.
 inline constexpr std::uint16_t vokTestEventMessage = 0x0102;
 inline constexpr std::uint8_t vokResponseKind = 9;
 inline constexpr std::uint32_t vokResponseSize = 8;
 
-// All paths below are the documented absolute ones; the host access tells where they lie.
+// All paths below are the documented absolute ones; the host access maps them.
 
-// Makes a FIFO for its owner alone. False when it can't be made, or something is there already.
+// Creates a FIFO with mode 0600. False if it can't be created or the path already exists.
 bool vokCreatePipe(const char* path);
 
-// Opens the FIFO, waiting for a writer, reads one packet and closes. False when it can't be opened, is no
-// FIFO, or nothing came. What a short packet does not hold is zero.
+// Opens the FIFO, waiting for a writer, reads one packet and closes. False if it can't be opened, is not a
+// FIFO, or nothing was read. The rest of a short packet is zero.
 bool vokReadPipe(const char* path, _VOK_MESSAGE_PACKET* packet);
 
-// Opens the FIFO, writes one packet and closes. Gives a reader that has not opened the pipe yet, or does
-// not empty it, two seconds. False when there is no such FIFO or the packet was not taken.
+// Opens the FIFO, writes one packet and closes. Waits up to two seconds for a reader that has not opened
+// the pipe yet or does not empty it. False if there is no such FIFO or the packet could not be written.
 bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet);
 
-// From true on, and until false, vokWritePipe gives up at once where it would wait. For the stop of the
-// server, which must not depend on a client.
+// While set, vokWritePipe fails at once where it would wait. For stopping the server, which must not depend
+// on a client.
 void vokAbandonPipeWaits(bool abandon);
 
-// Tells a client the result of its request, in the pipe with its process id in its name. The id is taken as
-// it comes: of one that no process has there is no pipe, which is a debug line.
+// Sends a client the result of its request through the pipe that is named after its process id. The id is
+// not checked: without such a pipe only a debug line is logged.
 void sendResponseToClient(int clientPID, int status);

@@ -1,8 +1,8 @@
-// What a client asks for, told by the message code of its packet alone.
+// The requests of clients, distinguished by the message code of the packet alone.
 #pragma once
 
 #include "events/client/vokMsgInfra.h"
 
-// Does what the packet asks for. Gives the status of the response: 1 when an injected event could not be
-// sent, otherwise 0. The payload may lack its NUL; it ends with the packet then.
+// Carries out the request and returns the status for the response: 1 if an injected event could not be
+// sent, otherwise 0. A payload without a NUL ends with the packet.
 int vokServeRequest(const _VOK_MESSAGE_PACKET& request);

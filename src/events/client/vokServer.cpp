@@ -32,8 +32,8 @@ pthread_t serverThread;
 std::mutex stopPipeGuard;  // guards serStopPipeFd and the flag
 bool stopPipeFailed = false;
 
-// Called before the thread starts, so that a stop that follows at once finds the pipe, and by the thread,
-// which has only to report the failure of the first call.
+// Called before the thread starts, so that an immediate stop finds the pipe, and again by the thread, which
+// only reports a failure of the first call.
 bool makeStopPipe() {
     const std::lock_guard<std::mutex> lock(stopPipeGuard);
     if (serStopPipeFd[1] < 0 && !stopPipeFailed)
@@ -55,7 +55,7 @@ int stopPipeReadEnd() {
     return serStopPipeFd[0];
 }
 
-// One of the descriptors that the thread waits on; -1 is not waited on.
+// A descriptor that the thread waits for; -1 is ignored.
 struct Waited {
     int descriptor;
     bool readable = false;
@@ -78,7 +78,7 @@ int waitForReadable(Waited (&all)[count]) {
     int highest = -1;
     for (Waited& each : all) {
         each.readable = false;
-        if (each.descriptor >= FD_SETSIZE) return waitWithPoll(all);  // a bit that an fd_set does not have
+        if (each.descriptor >= FD_SETSIZE) return waitWithPoll(all);  // an fd_set has no such bit
         if (each.descriptor >= 0) FD_SET(each.descriptor, &readable);
         highest = std::max(highest, each.descriptor);
     }
@@ -89,7 +89,8 @@ int waitForReadable(Waited (&all)[count]) {
 }
 
 void readAndServe(int pipe) {
-    _VOK_MESSAGE_PACKET packet{};  // anew for each: a short packet shows nothing of the one before it
+    _VOK_MESSAGE_PACKET
+        packet{};  // cleared each time: a short packet must not show parts of the previous one
     const ssize_t count = ::read(pipe, &packet, sizeof(packet));
     if (count <= 0) {
         VOK_LOG_ERROR(module, "recv failed");
@@ -117,7 +118,7 @@ void VOKServer::initializeVOKServer() {
     }
     serverRuns = stoppable;
     if (stoppable) return;
-    vokHostAccess().joinThread(serverThread);  // it ends at once, having said why
+    vokHostAccess().joinThread(serverThread);  // it ends at once, after logging the reason
     closeStopPipe();
 }
 
@@ -132,9 +133,9 @@ void* startTestEventServer(void*) {
     const int stop = stopPipeReadEnd();
     for (;;) {
         Waited waited[] = {{stop}, {requests.descriptor()}, {requests.watch()}};
-        const Waited& stopAsked = waited[0];
+        const Waited& stopRequest = waited[0];
         const Waited& request = waited[1];
-        const Waited& placeChange = waited[2];
+        const Waited& pathChange = waited[2];
         const int ready = waitForReadable(waited);
         if (ready < 0) {
             const bool interrupted = errno == EINTR;
@@ -142,12 +143,12 @@ void* startTestEventServer(void*) {
             if (!interrupted) vokHostAccess().pause(pauseAfterFailure);
         } else if (ready == 0) {
             VOK_LOG_DEBUG(module, "select() timed out");
-        } else if (stopAsked.readable) {
+        } else if (stopRequest.readable) {
             break;
-        } else if (request.readable) {  // before a change of place, which would lose what is in the pipe
+        } else if (request.readable) {  // before a path change, which would lose the pipe's content
             readAndServe(request.descriptor);
-        } else if (placeChange.readable) {
-            requests.placeChanged();
+        } else if (pathChange.readable) {
+            requests.reopenIfReplaced();
         }
     }
     closeStopPipe();
@@ -157,9 +158,9 @@ void* startTestEventServer(void*) {
 void VOKServer::stopVOKServer() {
     VOK_LOG_INFO(module, "Stopping VOK Server.");
     const std::lock_guard<std::mutex> lock(lifecycle);
-    bool told = false;
+    bool signalled = false;
     int failures = 0;
-    while (!told && failures < stopAttempts) {
+    while (!signalled && failures < stopAttempts) {
         const std::lock_guard<std::mutex> pipeLock(stopPipeGuard);
         if (serStopPipeFd[1] < 0) {
             VOK_LOG_ERROR(module, "Invalid file descriptor");
@@ -167,15 +168,15 @@ void VOKServer::stopVOKServer() {
         }
         const ssize_t result = ::write(serStopPipeFd[1], "S", 1);
         const int reason = errno;
-        told = result == 1;
-        if (!told) {
+        signalled = result == 1;
+        if (!signalled) {
             ++failures;
             VOK_LOG_ERROR(module, "Unable to write to pipe fd, result: %d, Error: %s",
                           static_cast<int>(result), std::strerror(reason));
         }
     }
     if (failures == stopAttempts) VOK_LOG_ERROR(module, "Unable to write to pipe fd");
-    if (!told) return;
+    if (!signalled) return;
     vokAbandonPipeWaits(true);
     VOK_LOG_DEBUG(module, "For VOK Server to stop, write on serPipe");
     if (serverRuns) vokHostAccess().joinThread(serverThread);

@@ -1,5 +1,5 @@
-// The server of the local command-line client: one thread that reads packets from a named pipe, does what
-// each asks for, and answers it. One request is served at a time, and its answer goes out after the work.
+// The server of the local command-line client: one thread that reads packets from a named pipe, carries out
+// each request and then answers it. One request is served at a time.
 #pragma once
 
 class VOKServer {
@@ -11,7 +11,7 @@ public:
     static void stopVOKServer();
 };
 
-// The body of the thread. The argument is not used. Gives null.
+// The body of the thread. The argument is not used. Returns null.
 void* startTestEventServer(void*);
 
 // The anonymous pipe that wakes the server for its stop, read end first; -1 while there is none.

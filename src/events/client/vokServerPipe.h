@@ -1,6 +1,6 @@
-// The pipe that clients write their requests to, and the watch over its place. When the pipe is removed or
-// replaced while the agent runs, or when something else stands in its place, the watch tells as soon as the
-// place changes, so that the server neither goes deaf nor has to look again and again.
+// The pipe to which clients write their requests, and a watch on its path. When the pipe is removed or
+// replaced while the agent runs, or when another file occupies its path, the watch reports the next change
+// of the path, so that the server neither becomes unreachable nor has to poll.
 #pragma once
 
 #include <string>
@@ -11,24 +11,24 @@ class vokServerPipe {
 public:
     explicit vokServerPipe(const char* path);
 
-    // Makes the pipe, or takes the one that is there when it is this user's own, and opens it for this user
-    // alone. False, and logged, when that can't be.
+    // Creates the pipe, or uses an existing one that this user owns, restricts it to this user and opens
+    // it. On failure logs the reason and returns false.
     bool open();
-    // To be called when the watch is readable: opens the pipe anew when it is no longer at its place.
-    void placeChanged();
+    // To be called when the watch is readable: reopens the pipe if it is no longer at its path.
+    void reopenIfReplaced();
 
     int descriptor() const { return pipe_.get(); }  // -1 while there is no pipe
-    int watch() const { return watch_.get(); }      // -1 where the kernel has no such watch
+    int watch() const { return watch_.get(); }      // -1 if the kernel has no such watch
 
 private:
     bool openOnce();
     bool refuse(const std::string& reason);
-    void watchPlace();
-    bool somethingIsInItsPlace() const;
-    bool isAtItsPlace() const;
+    void watchPath();
+    bool isPathOccupied() const;
+    bool isAtItsPath() const;
 
     const char* path_;
-    std::string place_;
+    std::string hostPath_;
     vokOwnedDescriptor pipe_;
     vokOwnedDescriptor watch_;
     std::string refusal_;  // the last one logged

@@ -22,10 +22,10 @@ namespace {
 
 constexpr char module[] = "VOK_SERVER";
 
-// Types that the interface knows, though no number has them.
+// Types that the interface defines, although no event number has them.
 constexpr int typesWithoutOwner[] = {6, 7, 8};
 
-// Who raises the test events of a type; null when nobody does in this build.
+// The function that raises the test events of a type; null if this build has none.
 vokResource::TestEvent findRaiser(int type) {
     if (type == vokAgentEvent) return [](int id, const std::string&) { generateTestEvent(id); };
     for (const vokResource& resource : vokResources())
@@ -33,7 +33,8 @@ vokResource::TestEvent findRaiser(int type) {
     return nullptr;
 }
 
-// What int does not hold is no event number on either ABI, and must not become one by being cut.
+// A number out of the range of int is no event number on either ABI, and truncation must not turn it into
+// one.
 int eventIdFrom(const std::string& text) {
     const long value = std::strtol(text.c_str(), nullptr, 10);
     return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
@@ -57,8 +58,8 @@ void sendTestEventWithEventId(char* payload) {
     if (const vokResource::TestEvent raise = findRaiser(type)) {
         raise(id, location);
     } else if (const vokEventOwner* const owner = vokFindEventOwner(type)) {
-        VOK_LOG_WARNING(module, "Test event %d is of the %s manager, which this agent does not have.", id,
-                        owner->name);
+        VOK_LOG_WARNING(module, "Test event %d belongs to the %s manager, which this agent does not have.",
+                        id, owner->name);
     } else if (std::find(std::begin(typesWithoutOwner), std::end(typesWithoutOwner), type) ==
                std::end(typesWithoutOwner)) {
         std::puts("Invalid eventId.");

@@ -9,8 +9,8 @@ namespace ipmi {
 inline constexpr unsigned char remoteCommandNetFn = 0x3A;
 inline constexpr unsigned char remoteCommandChunk = 0x80;
 
-// A request is 60 bytes, whatever it holds. The first of a command has the name and the payload's length;
-// the later ones hold payload from offset 3 on. Little-endian.
+// A request is always 60 bytes. The first one of a command holds the name and the payload's length; the
+// later ones hold payload from offset 3 on. Little-endian.
 inline constexpr std::size_t chunkSize = 60;
 inline constexpr std::size_t chunkIndexOffset = 0;
 inline constexpr std::size_t chunkNameSizeOffset = 2;
@@ -23,7 +23,7 @@ inline constexpr std::size_t laterPayloadOffset = 3;
 inline constexpr std::size_t laterPayloadSize = chunkSize - laterPayloadOffset;
 static_assert(firstPayloadSize == 33 && laterPayloadSize == 57);
 
-// What comes back behind the completion code.
+// The response after the completion code.
 struct __attribute__((packed)) ChunkResponse {
     std::uint8_t transferStatus;
     std::uint8_t nextIndex[2];
@@ -31,7 +31,7 @@ struct __attribute__((packed)) ChunkResponse {
 };
 static_assert(sizeof(ChunkResponse) == 4);
 
-// A chunk answered with more than this was refused; with less it was taken.
-inline constexpr unsigned char greatestTakenStatus = 2;
+// The greatest transfer status of an accepted chunk; a greater one means refusal.
+inline constexpr unsigned char greatestAcceptedStatus = 2;
 
 }  // namespace ipmi

@@ -13,7 +13,7 @@ struct TransferFailure {
     constexpr unsigned char key() const { return status; }
 };
 
-// The statuses that have a meaning of their own; all others are told in one general line.
+// The statuses with a specific meaning; all others share one general line.
 constexpr TransferFailure transferFailures[] = {
     {1, "Input data is not complete"},
     {3, "Error in index"},
@@ -23,7 +23,7 @@ constexpr TransferFailure transferFailures[] = {
     {8, "Request command length exceeded"},
 };
 static_assert(vokKeysAscend(transferFailures));
-constexpr unsigned char lengthExceeded = 8;  // its line also tells the length
+constexpr unsigned char lengthExceeded = 8;  // its line also has the length
 
 struct ExchangeFailure {
     unsigned char status;

@@ -1,11 +1,11 @@
-// What the statuses of a remote command mean, as the log tells them.
+// The log texts for the statuses of a remote command.
 #pragma once
 
 #include <cstddef>
 #include <string>
 
-// The failure line for a command that the controller did not take: `transferStatus` and `exitStatus` as
-// it answered them, `argumentLength` the length of the argument text in bytes.
+// The failure line for a command that the controller refused. `transferStatus` and `exitStatus` are those
+// of its answer, `argumentLength` is the length of the argument text in bytes.
 std::string vokTransferFailureText(unsigned char transferStatus, unsigned char exitStatus,
                                    std::size_t argumentLength);
 

@@ -77,7 +77,7 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
         return false;
     }
 
-    // Without a time-out: the driver ends each exchange, with an answer or with one of its own.
+    // Without a time-out: the driver ends each exchange, with the controller's answer or one of its own.
     if (device_.wait() <= 0) return false;
 
     unsigned char from[40] = {};
@@ -95,7 +95,7 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
     const std::size_t length = std::min<std::size_t>(receive.msg.data_len, sizeof(received));
     const auto count = static_cast<unsigned char>(std::min<std::size_t>(respLen, length));
     VOK_LOG_DEBUG("IPMI", "size %d, rs %d, dl %d\n", count, respLen, receive.msg.data_len);
-    // The first byte is the completion code. What did not come behind it leaves its place as it was.
+    // The first byte is the completion code. Bytes that were not received leave `resp` unchanged.
     if (count != 0) std::memcpy(resp, received + 1, std::min<std::size_t>(count, length - 1));
     return true;
 }

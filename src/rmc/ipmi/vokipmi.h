@@ -11,7 +11,7 @@
 
 namespace ipmi {
 
-// Get Device ID response behind the completion code (IPMI 2.0, section 20.1).
+// Get Device ID response after the completion code (IPMI 2.0, section 20.1).
 struct __attribute__((packed)) _GET_DEVICE_ID {
     std::uint8_t deviceId;
     std::uint8_t deviceRevision;
@@ -25,7 +25,7 @@ struct __attribute__((packed)) _GET_DEVICE_ID {
 };
 static_assert(sizeof(_GET_DEVICE_ID) == 15);
 
-// Passed on as it comes.
+// Returned as received.
 struct __attribute__((packed)) _GET_BMC_CAPABILITIES {
     std::uint8_t bytes[5];
 };
@@ -33,29 +33,30 @@ static_assert(sizeof(_GET_BMC_CAPABILITIES) == 5);
 
 class IPMIUtils {
 public:
-    // Opens the device; brings up the driver stack when it is not there, at most twice.
+    // Opens the device; loads the driver stack if that fails, at most twice.
     IPMIUtils();
     virtual ~IPMIUtils();
     IPMIUtils(const IPMIUtils&) = delete;
     IPMIUtils& operator=(const IPMIUtils&) = delete;
 
-    // One exchange. `respLen` is the capacity of `resp`; the completion code is neither stored nor looked
-    // at. False when there is no device or the exchange failed.
+    // One exchange. `respLen` is the capacity of `resp`; the completion code is neither stored nor checked.
+    // False when there is no device or the exchange failed.
     bool execute(unsigned char netfn, unsigned char cmd, unsigned char lun, const unsigned char* data,
                  const unsigned char& dataLen, unsigned char* resp, unsigned char& respLen);
-    // Sends one remote command. 0: an exchange failed. 1: refused, with the statuses stored, or all sent,
-    // with the statuses left as they were. -1: out of memory.
+    // Sends one remote command. Returns 0 if an exchange failed; 1 if the command was refused, with the
+    // statuses stored, or sent in full, with the statuses unchanged; -1 if out of memory.
     int RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* transferStatus,
                      unsigned char* cmdExitStatus);
-    // The same, alone on the wire and with its failures logged. 0 for success, 1 for failure.
+    // The same, serialised with all other commands and with failures logged. Returns 0 on success, 1 on
+    // failure.
     int RMC_CLI_Cmd_Execution(std::string cmd, std::string args);
 
-    // One poll of the door-bell: true when an inventory is asked for.
+    // One poll of the door-bell: true if an inventory is requested.
     bool checkIPMIDBRequest();
-    // The same for a kind of door-bell, 1 or 2, as checkIPMIBuffer tells it; 0 on failure.
+    // One poll of the door-bell of type 1 or 2: the result of checkIPMIBuffer(), or 0 on failure.
     int checkIPMIDBGenericRequest(int type);
-    // What a polled buffer of 254 bytes says. Type 1: 1 when it asks for an inventory, otherwise 0. Type 2:
-    // 1 or 2. Others: 0.
+    // Evaluates a polled buffer of 254 bytes. Type 1: 1 if it requests an inventory, otherwise 0. Type 2: 1
+    // or 2. Other types: 0.
     int checkIPMIBuffer(int type, unsigned char* buffer);
 
     bool GetDeviceIdInfo(_GET_DEVICE_ID* info);
@@ -64,7 +65,7 @@ public:
     bool GetPartitionId(unsigned char* response);
 
 private:
-    // One poll into a cleared buffer of at least 254 bytes, alone on the wire.
+    // One poll into a cleared buffer of at least 254 bytes, serialised with remote commands.
     bool pollDoorBell(unsigned char command, unsigned char* buffer);
 
     static std::mutex mlock;  // one remote command or door-bell poll at a time

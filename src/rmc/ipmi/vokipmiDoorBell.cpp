@@ -17,7 +17,7 @@ struct DoorBell {
 
 constexpr DoorBell doorBells[] = {{1, 0x81}, {2, 0x82}};
 
-// One byte more than the controller can fill, so that the text in it always ends.
+// One byte more than the controller can fill, so that the text is always terminated.
 struct DoorBellBuffer {
     unsigned char bytes[doorBellSize + 1] = {};
     const char* text() const { return reinterpret_cast<const char*>(bytes); }

@@ -12,10 +12,10 @@
 namespace ipmi {
 namespace {
 
-constexpr unsigned long pauseBehindLastChunk = 500000;  // microseconds
+constexpr unsigned long pauseAfterLastChunk = 500000;  // microseconds
 
-void storeLittleEndian(unsigned char* place, std::size_t size, std::size_t value) {
-    for (std::size_t i = 0; i < size; ++i, value >>= 8) place[i] = static_cast<unsigned char>(value);
+void storeLittleEndian(unsigned char* field, std::size_t size, std::size_t value) {
+    for (std::size_t i = 0; i < size; ++i, value >>= 8) field[i] = static_cast<unsigned char>(value);
 }
 
 }  // namespace
@@ -59,13 +59,13 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
             remaining -= size;
             left -= static_cast<long long>(size);
         } else {
-            // Also a whole payload that is as short as this: it then stands where the name was.
+            // Also a whole payload of this length, which then overwrites the name.
             std::memcpy(request + laterPayloadOffset, next, remaining);
             left = 0;
         }
         const bool exchanged = execute(remoteCommandNetFn, remoteCommandChunk, 0, request, requestSize,
                                        reinterpret_cast<unsigned char*>(&response), capacity);
-        if (!exchanged || response.transferStatus > greatestTakenStatus) {
+        if (!exchanged || response.transferStatus > greatestAcceptedStatus) {
             *transferStatus = response.transferStatus;
             *cmdExitStatus = response.exitStatus;
             return exchanged ? 1 : 0;
@@ -73,7 +73,7 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
         std::memset(request, 0, sizeof(request));
         if (left <= 0) break;
     }
-    vokHostAccess().pause(pauseBehindLastChunk);
+    vokHostAccess().pause(pauseAfterLastChunk);
     return 1;
 }
 

@@ -54,17 +54,17 @@ TEST(ConfigTextExamined, EachRefusedValueIsNamed) {
 
 TEST(ConfigText, ANumberThatADoubleHoldsStays) {
     const std::string text = R"({"a": 1e308, "b": [-12.5E+3, 0]})";
-    EXPECT_EQ(vokConfigText::withinTheParsersReach(text), text);
+    EXPECT_EQ(vokConfigText::withinParserLimits(text), text);
 }
 
 TEST(ConfigText, ANumberBeyondADoubleBecomesAText) {
-    EXPECT_EQ(vokConfigText::withinTheParsersReach(R"({"a": -1e999, "b": "1e999" /* 1e999 */})"),
-              R"({"a": "beyond every number: -1e999", "b": "1e999" /* 1e999 */})");
+    EXPECT_EQ(vokConfigText::withinParserLimits(R"({"a": -1e999, "b": "1e999" /* 1e999 */})"),
+              R"({"a": "number out of range: -1e999", "b": "1e999" /* 1e999 */})");
 }
 
 TEST(ConfigText, WhatLiesDeeperThanAHundredLevelsGoes) {
-    EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(100)), nested(100));
-    EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(101)), nested(101));
-    EXPECT_EQ(vokConfigText::withinTheParsersReach(nested(5000)), nested(101));
+    EXPECT_EQ(vokConfigText::withinParserLimits(nested(100)), nested(100));
+    EXPECT_EQ(vokConfigText::withinParserLimits(nested(101)), nested(101));
+    EXPECT_EQ(vokConfigText::withinParserLimits(nested(5000)), nested(101));
 }
 }  // namespace vokConfigTextTest

@@ -63,7 +63,7 @@ TEST_F(vokServerPlaceTest, AFileInItsPlaceIsToldOnceAndLeftAloneUntilItGoes) {
     ASSERT_EQ(::unlink(serverPlace().c_str()), 0);
     expectServed();
     EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Open of pipe /var/run/mevvok failed."), 1);
-    EXPECT_EQ(refusals("a file that is no pipe is in its place"), 1);
+    EXPECT_EQ(refusals("the path is not a pipe"), 1);
 }
 
 TEST_F(vokServerPlaceTest, ALinkInItsPlaceIsToldOnceAndNotFollowed) {
@@ -74,7 +74,7 @@ TEST_F(vokServerPlaceTest, ALinkInItsPlaceIsToldOnceAndNotFollowed) {
     // Nobody reads the pipe behind the link.
     EXPECT_EQ(::open(place("/var/run/target").c_str(), O_WRONLY | O_NONBLOCK), -1);
     EXPECT_EQ(errno, ENXIO);
-    EXPECT_EQ(refusals("a symbolic link is in its place"), 1);
+    EXPECT_EQ(refusals("the path is a symbolic link"), 1);
     ASSERT_EQ(::unlink(serverPlace().c_str()), 0);
     expectServed();
 }
@@ -84,7 +84,7 @@ TEST_F(vokServerPlaceTest, ALinkToNowhereMakesNoFile) {
     startServer();
     waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
     EXPECT_FALSE(host.root.exists("/var/run/nowhere"));
-    EXPECT_EQ(refusals("a symbolic link is in its place"), 1);
+    EXPECT_EQ(refusals("the path is a symbolic link"), 1);
 }
 
 TEST_F(vokServerPlaceTest, APipeOfAnotherUserInItsPlaceIsNotTaken) {
@@ -92,7 +92,7 @@ TEST_F(vokServerPlaceTest, APipeOfAnotherUserInItsPlaceIsNotTaken) {
     if (::chown(serverPlace().c_str(), 65534, 65534) != 0) GTEST_SKIP() << "only root can give files away";
     startServer();
     waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
-    EXPECT_EQ(refusals("a pipe of another user is in its place"), 1);
+    EXPECT_EQ(refusals("the pipe belongs to another user"), 1);
 }
 
 TEST_F(vokServerPlaceTest, WithoutAPipeTheServerStillStops) {
@@ -120,7 +120,7 @@ TEST_F(vokServerPlaceTest, APipeThatIsRemovedIsMadeAnew) {
         expectServed();
         EXPECT_EQ(mode(), mode_t{S_IFIFO | 0600});
     }
-    EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 3);
+    EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Creating it again."), 3);
 }
 
 TEST_F(vokServerPlaceTest, APipeThatIsMovedAwayIsMadeAnew) {

@@ -228,7 +228,7 @@ TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsSer
     EXPECT_EQ(client.ask(injectedEventCode, eventText("A")), 0);
     EXPECT_EQ(client.ask(injectedEventCode, eventText("B")), 0);
     EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "recv failed"), 1);
-    EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Making it anew."), 0);
+    EXPECT_EQ(count(log(), "WARNING VOK_SERVER", "Pipe /var/run/mevvok was removed. Creating it again."), 0);
     EXPECT_EQ(clock.pauses(), (std::vector<unsigned long>{500000, 100000, 500000}));
     EXPECT_THAT(ipmi.remoteCommandPayloads(), ElementsAre(sentText("A"), sentText("B")));
 }

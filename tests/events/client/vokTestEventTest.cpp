@@ -114,10 +114,10 @@ TEST_F(vokTestEventTest, AnEventOfAManagerThatIsNotThereIsOneWarningLineAndNothi
     EXPECT_EQ(send("383 0123456789ABCDEF"), "");
     EXPECT_EQ(send("538"), "");
     EXPECT_EQ(count(log(), "WARNING VOK_SERVER",
-                    "Test event 383 is of the Fibre Channel manager, which this agent does not have."),
+                    "Test event 383 belongs to the Fibre Channel manager, which this agent does not have."),
               1);
     EXPECT_EQ(count(log(), "WARNING VOK_SERVER",
-                    "Test event 538 is of the Storage manager, which this agent does not have."),
+                    "Test event 538 belongs to the Storage manager, which this agent does not have."),
               1);
     EXPECT_THAT(delivered(), IsEmpty());
 }

@@ -108,10 +108,10 @@ TEST_F(vokcliTest, ATestEventIsRaisedAndThePersonIsToldWhatIsKnown) {
     startAgent();
     const Result result = run({"test", "708"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(
-        result.out,
-        "The agent has served test event 708; whether the controller took it, only the agent's log tells. "
-        "Before its first inventory push the agent drops such an event.\n");
+    EXPECT_EQ(result.out,
+              "The agent has handled test event 708; only the agent's log shows whether the controller "
+              "accepted it. "
+              "Before its first inventory push the agent drops such an event.\n");
     EXPECT_EQ(result.err, "");
     ASSERT_THAT(delivered(), SizeIs(1));
     EXPECT_THAT(delivered().front(), HasSubstr(R"("ID":708,)"));
@@ -123,8 +123,8 @@ TEST_F(vokcliTest, ATestEventThatPassesBeforeTheFirstPushIsToldWithoutThatCondit
     const Result result = run({"test", "356"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.out,
-              "The agent has served test event 356; whether the controller took it, only the agent's log "
-              "tells.\n");
+              "The agent has handled test event 356; only the agent's log shows whether the controller "
+              "accepted it.\n");
     EXPECT_THAT(delivered(), SizeIs(1));
 }
 
@@ -153,7 +153,7 @@ TEST_F(vokcliTest, AnEventThatNobodyWouldRaiseIsNotSent) {
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(
         result.err,
-        "vokcli: Event 383 is of the Fibre Channel manager, which this agent does not have; nothing was "
+        "vokcli: Event 383 belongs to the Fibre Channel manager, which this agent does not have; nothing was "
         "sent.\n");
     EXPECT_EQ(debugLog().find("done reading"), std::string::npos);
 }
@@ -172,7 +172,7 @@ TEST_F(vokcliTest, AnEventFromAFileIsDelivered) {
     host.root.writeFile("/event.json", "{\n  \"Pad\": \"" + padding + "\",\n  \"Source\": \"ME\"\n}\n");
     const Result result = run({"inject", place("/event.json")});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.out, "Delivered: the controller took the event of 109 bytes.\n");
+    EXPECT_EQ(result.out, "Delivered: the controller accepted the event of 109 bytes.\n");
     EXPECT_THAT(delivered(), ElementsAre(R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"));
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
@@ -204,7 +204,8 @@ TEST_F(vokcliTest, WhatTheAgentWouldRefuseIsNotSent) {
     for (const std::string& text : texts) {
         const Result result = run({"inject", "-"}, text);
         EXPECT_EQ(result.exitStatus, 1) << text;
-        EXPECT_THAT(result.err, StartsWith("vokcli: - holds no JSON object with members; nothing was sent."));
+        EXPECT_THAT(result.err,
+                    StartsWith("vokcli: - does not contain a JSON object with members; nothing was sent."));
     }
     const Result nul = run({"inject", "-"}, std::string("{\"a\":1}\0{", 9));
     EXPECT_EQ(nul.exitStatus, 1);
@@ -228,7 +229,7 @@ TEST_F(vokcliTest, TheLongestEventFitsAndOneByteMoreDoesNot) {
     startAgent();
     const auto ofSize = [](std::size_t size) { return R"({"P":")" + std::string(size - 8, 'x') + R"("})"; };
     const Result longest = run({"inject", "-"}, ofSize(4078));
-    EXPECT_EQ(longest.out, "Delivered: the controller took the event of 4097 bytes.\n") << longest.err;
+    EXPECT_EQ(longest.out, "Delivered: the controller accepted the event of 4097 bytes.\n") << longest.err;
     const Result longer = run({"inject", "-"}, ofSize(4079));
     EXPECT_EQ(longer.exitStatus, 1);
     EXPECT_EQ(longer.err, "vokcli: The event has 4079 bytes, 4079 on one line; at most 4078 can be sent.\n");
@@ -239,13 +240,13 @@ TEST_F(vokcliTest, AnEventThatWouldCoverItsCommandsNameIsNotSent) {
     // With the Source that the agent adds: 56 bytes, then 57.
     const Result tooShort = run({"inject", "-"}, R"({"Pad":")" + std::string(56 - 29, 'x') + R"("})");
     EXPECT_EQ(tooShort.exitStatus, 1);
-    EXPECT_EQ(
-        tooShort.err,
-        "vokcli: The event is too short for the controller to know it: 56 bytes with its Source; at least "
-        "57 are needed.\n");
+    EXPECT_EQ(tooShort.err,
+              "vokcli: The event is too short for the controller to recognize it: 56 bytes with its Source; "
+              "at least "
+              "57 are needed.\n");
     EXPECT_TRUE(ipmi.requests().empty());
     const Result enough = run({"inject", "-"}, R"({"Pad":")" + std::string(57 - 29, 'x') + R"("})");
-    EXPECT_EQ(enough.out, "Delivered: the controller took the event of 57 bytes.\n") << enough.err;
+    EXPECT_EQ(enough.out, "Delivered: the controller accepted the event of 57 bytes.\n") << enough.err;
     ASSERT_FALSE(ipmi.requests().empty());
     EXPECT_STREQ(reinterpret_cast<const char*>(ipmi.requests().front().data.data() + 3), "MPEventGen");
 }
@@ -295,7 +296,7 @@ TEST_F(vokcliTest, WithoutPermissionThePersonIsToldSo) {
     });
     if (result.exitStatus == 127) GTEST_SKIP() << "the program is out of another user's reach";
     EXPECT_EQ(result.exitStatus, 4) << result.err;
-    EXPECT_THAT(result.err, StartsWith("vokcli: No permission to speak to the agent; run as its user ("));
+    EXPECT_THAT(result.err, StartsWith("vokcli: No permission to contact the agent; run as its user ("));
 }
 
 TEST_F(vokcliTest, AnAgentThatDoesNotAnswerIsGivenUpInTime) {
@@ -315,7 +316,7 @@ TEST_F(vokcliTest, AnAgentThatTakesNoRequestIsGivenUpInTime) {
     }
     const Result result = run({"test", "708", "--timeout", "1"});
     EXPECT_EQ(result.exitStatus, 5);
-    EXPECT_EQ(result.err, "vokcli: The agent took no request in time; nothing was sent.\n");
+    EXPECT_EQ(result.err, "vokcli: The agent did not accept the request in time; nothing was sent.\n");
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
@@ -401,8 +402,9 @@ TEST_F(vokcliTest, EventsListsEveryNumberWithOwnerAndMeaning) {
     EXPECT_THAT(result.out, HasSubstr("\n   708  Agent          Test event of the agent\n"));
     EXPECT_THAT(result.out, HasSubstr("\n   360  Host           The last shutdown was not graceful\n"));
     EXPECT_THAT(result.out, HasSubstr("\n  1384  Ethernet       An Ethernet port has lost its link\n"));
-    EXPECT_THAT(result.out,
-                HasSubstr("\n   538  Storage        A drive has failed or gone (not in this agent yet)\n"));
+    EXPECT_THAT(
+        result.out,
+        HasSubstr("\n   538  Storage        A drive has failed or is missing (not in this agent yet)\n"));
 }
 
 TEST_F(vokcliTest, HelpTellsTheExitStatuses) {

@@ -28,7 +28,8 @@ void requireSound(const ChunkOutcome& outcome, const RemoteCommandReceiver& rece
         return;
     }
     if (outcome.status != simhost::chunkTaken) require(!outcome.completed);
-    if (outcome.status != simhost::chunkTaken) require(!outcome.violations.empty() || !outcome.notices.empty());
+    if (outcome.status != simhost::chunkTaken)
+        require(!outcome.violations.empty() || !outcome.notices.empty());
     if (!outcome.completed) return;
     require(!receiver.inProgress());
     require(outcome.completed->isShort == outcome.completed->name.empty());

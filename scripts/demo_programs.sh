@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# Starting and ending the programs of the demo; sourced. They are in the directory $programs, what they print goes to
-# $work/NAME.log.
+# Functions that start and end the programs of the demo; to be sourced. The programs are in the directory $programs, and
+# their output goes to $work/NAME.log.
 # shellcheck disable=SC2154
 
-# start NAME PROGRAM ARGUMENT...: in a process group of its own, so that Ctrl-C reaches the script alone; and dead when
-# the script is, even if that is killed. Sets started_id when the program says that it is ready.
+# start NAME PROGRAM ARGUMENT...: starts the program and waits until it reports that it is ready. It has a process group of
+# its own, so that Ctrl-C reaches only the script, and the kernel kills it when the script ends. Sets started_id.
 start() {
     local name=$1 program=$programs/$2
     shift 2

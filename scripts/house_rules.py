@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks the rules of the house that no compiler knows. Prints each violation; exit status 1 if there is one."""
+"""Checks the rules that the compiler does not check. Prints each violation; exit status 1 if there is one."""
 
 import argparse
 import pathlib
@@ -9,8 +9,8 @@ import sys
 
 LONGEST_FILE = 600
 
-# The floors of the agent, from the ground up. A folder includes only itself and what stands before it; folders
-# on one line do not include each other.
+# The floors of the agent, from the lowest to the highest. A folder includes only itself and folders on the lines before
+# it; folders on one line do not include each other.
 FLOORS = """
 platform/access
 core/base
@@ -42,7 +42,7 @@ def folder_of(path):
 
 
 def includes_of(root, path):
-    """Line number and project file of each include; what is not the project's is left out."""
+    """Line number and project file of each include; headers of other projects are left out."""
     for number, line in enumerate(lines_of(root, path), 1):
         found = INCLUDE.match(line)
         if not found:
@@ -61,12 +61,12 @@ def lines_of(root, path):
 def check_form(root, path):
     lines = lines_of(root, path)
     if len(lines) > LONGEST_FILE:
-        yield f"{path}: {len(lines)} lines: two files that have not been parted yet"
+        yield f"{path}: {len(lines)} lines, more than {LONGEST_FILE}: split the file"
     for number, line in enumerate(lines, 1):
         if LEFT_OVERS.search(line):
-            yield f"{path}:{number}: a left-over: {line.strip()}"
+            yield f"{path}:{number}: left-over: {line.strip()}"
     if path.endswith(".h") and not lines[0].startswith("//"):
-        yield f"{path}:1: a header starts with what it is for"
+        yield f"{path}:1: a header starts with a comment on its purpose"
 
 
 def check_floors(root, path):
@@ -109,13 +109,13 @@ def check_circles(root, paths):
 
 
 def check_test(root, path):
-    """Test files are compiled in batches of any files: a file's names are in its namespace, its macros end with it."""
+    """Any test files may be compiled together: each has a namespace of its own, and undefines its macros."""
     name = pathlib.PurePath(path).stem
     lines = lines_of(root, path)
     opening, closing = f"namespace {name} {{", f"}}  // namespace {name}"
     outside = [line for line in lines[: lines.index(opening)] if line] if opening in lines else lines
     if any(not line.startswith(("//", "#", " ")) for line in outside) or lines[-2:] != [closing, ""]:
-        yield f"{path}: what follows the includes is in no namespace {name}"
+        yield f"{path}: the code after the includes is not in the namespace {name}"
     text = "\n".join(lines)
     for macro in re.findall(r"^#define (\w+)", text, re.MULTILINE):
         if f"\n#undef {macro}\n" not in text:

@@ -2,8 +2,8 @@
 # Shared by the scripts. Source it; it changes nothing by itself.
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# set_up ARGUMENT...: runs scripts/setup, and ends the script when what it needs is missing. Sets has_32bit to 0 when
-# only 32-bit packages are.
+# set_up ARGUMENT...: runs scripts/setup, and ends the script if required packages are missing. Sets has_32bit to 0 if
+# only 32-bit packages are missing.
 # shellcheck disable=SC2034
 set_up() {
     local status=0
@@ -16,7 +16,7 @@ set_up() {
     fi
 }
 
-# Reads a build's output: keeps it in the file $1, and on a terminal shows how far it is.
+# show_progress LOG NAME: appends the build output on standard input to LOG, and on a terminal shows the progress.
 show_progress() {
     local log=$1 name=$2 line
     while IFS= read -r line; do
@@ -28,8 +28,8 @@ show_progress() {
     if [ -t 2 ]; then printf '\r\033[K' >&2; fi
 }
 
-# build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails. Two scripts that want the same
-# preset at the same time take turns.
+# build_preset PRESET [TARGET...]: configures and builds; quiet unless it fails. Scripts that build the same preset at
+# the same time wait for each other.
 build_preset() {
     local preset=$1
     shift
@@ -55,8 +55,8 @@ build_preset() {
     return 1
 }
 
-# run_tests PRESET [CTEST ARGUMENT...]: runs the tests that were built; prints ctest's closing lines, and the
-# output of what failed. Three at a time for each processor, as most of them wait.
+# run_tests PRESET [CTEST ARGUMENT...]: runs the tests that were built; prints the output of failed tests and ctest's
+# summary. Runs three tests at a time per processor, as most of them wait.
 run_tests() {
     local preset=$1
     shift

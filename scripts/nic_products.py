@@ -4,8 +4,8 @@
 usage: nic_products.py TABLE.csv SOURCE.cpp
 
 The first row of the table names the columns: four ids ("0x" and four hexadecimal digits), the model, and a part
-number for each platform family, which may be empty. A row of empty cells does not count. A wrong row ends the
-build with its line number, and no source is written. data/README.md tells the form.
+number for each platform family, which may be empty. Rows of empty cells are ignored. A wrong row stops the
+build with its line number, and no source is written. data/README.md describes the format.
 """
 import csv
 import io
@@ -26,7 +26,7 @@ def text_of(path):
     try:
         with open(path, "rb") as table:
             data = table.read()
-        return data.decode("utf-8-sig")  # spreadsheets put a mark in front
+        return data.decode("utf-8-sig")  # spreadsheets write a byte order mark
     except OSError as error:
         sys.exit(f"{path}: {error.strerror}")
     except UnicodeDecodeError as error:
@@ -35,7 +35,7 @@ def text_of(path):
 
 
 def lines_of(path):
-    """Each row that holds anything, without the blanks around its values, and its line."""
+    """Line number and values of each row that is not empty, without the blanks around the values."""
     reader = csv.reader(io.StringIO(text_of(path), newline=""), strict=True)
     while True:
         try:
@@ -56,18 +56,18 @@ def rows_of(path):
         sys.exit(f"{path}:{number}: the columns are {','.join(COLUMNS)}")
     seen = {}
     for number, row in lines:
-        place = f"{path}:{number}"
+        location = f"{path}:{number}"
         if len(row) != len(COLUMNS):
-            sys.exit(f"{place}: {len(row)} columns instead of {len(COLUMNS)}")
+            sys.exit(f"{location}: {len(row)} columns instead of {len(COLUMNS)}")
         ids = tuple(value.lower() for value in row[:4])
         if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
-            sys.exit(f"{place}: an id is not 0x and four hexadecimal digits")
+            sys.exit(f"{location}: an id is not 0x and four hexadecimal digits")
         if not row[4]:
-            sys.exit(f"{place}: no model")
+            sys.exit(f"{location}: no model")
         if not all(value.isprintable() for value in row[4:]):
-            sys.exit(f"{place}: a line break or another character that can't be printed")
+            sys.exit(f"{location}: a line break or another character that can't be printed")
         if ids in seen:
-            sys.exit(f"{place}: the ids are those of line {seen[ids]}")
+            sys.exit(f"{location}: the ids are those of line {seen[ids]}")
         seen[ids] = number
         yield [*ids, *row[4:]]
 
@@ -86,7 +86,7 @@ def main():
         out.write("extern const vokNICProduct vokNICProducts[] = {\n")
         for row in rows:
             out.write("    {" + ", ".join(map(literal, row)) + "},\n")
-        # An array has at least one element; this one is not counted.
+        # An array needs at least one element; this one is not counted.
         out.write("    {" + ", ".join(['""'] * len(COLUMNS)) + "},\n};\n\n")
         out.write(f"extern const std::size_t vokNICProductCount = {len(rows)};\n")
 

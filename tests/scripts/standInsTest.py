@@ -427,12 +427,12 @@ class Arguments(ScriptTest):
         self.expect_refusal("nic_products.py", "a.csv", "b.cpp", "c")
 
     def test_the_demo_refuses_what_does_not_go_together(self):
-        for arguments, reason in ((("--live", "--speed", "3"), "--live has this machine's own clock"),
-                                  (("--live", "--host", "large"), "--live has this machine's own clock"),
-                                  (("--ipmi",), "--ipmi goes with --live"),
+        for arguments, reason in ((("--live", "--speed", "3"), "--live excludes --host and --speed"),
+                                  (("--live", "--host", "large"), "--live excludes --host and --speed"),
+                                  (("--ipmi",), "--ipmi requires --live"),
                                   (("--host", "nowhere"), 'there is no host "nowhere"'),
                                   (("--speed", "10001"), "the greatest speed is 10000"),
-                                  (("--for", "soon"), "--for wants a whole number")):
+                                  (("--for", "soon"), "--for requires a whole number")):
             with self.subTest(arguments=arguments):
                 result = self.run_script("demo", *arguments)
                 self.assertEqual((result.status, result.out), (2, ""))

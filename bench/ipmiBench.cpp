@@ -1,8 +1,8 @@
-// What a chunk of a remote command costs beyond the system calls that carry it.
+// The cost of a chunk of a remote command beyond the system calls that carry it.
 //
-// The device is a socket pair whose far end this process answers itself: both the bare loop and the
-// library write a request, wait with select, and read the reply. "ratio" is the library's time for a chunk
-// over the bare loop's, measured in one run, the two taking turns.
+// The device is a socket pair whose far end this process answers itself: both the bare loop and the library
+// write a request, wait with select, and read the reply. "ratio" is the library's time for a chunk divided by
+// the bare loop's, measured alternately in one run.
 #include <benchmark/benchmark.h>
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
@@ -22,7 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t chunkSize = 60;
-constexpr unsigned char taken[] = {0, 0, 1, 0, 0};
+constexpr unsigned char acknowledgement[] = {0, 0, 1, 0, 0};
 
 // The three system calls of an exchange, and the far end's answer.
 class LoopedDevice : public vokKernelHostAccess {
@@ -47,7 +47,7 @@ public:
     int send(int descriptor, const void* data, std::size_t size) {
         unsigned char request[chunkSize];
         if (::write(descriptor, data, size) < 0 || ::read(ends_[1], request, sizeof(request)) < 0) return -1;
-        return ::write(ends_[1], taken, sizeof(taken)) < 0 ? -1 : 0;
+        return ::write(ends_[1], acknowledgement, sizeof(acknowledgement)) < 0 ? -1 : 0;
     }
     int end() const { return ends_[0]; }
 
@@ -94,7 +94,7 @@ void remoteCommand(benchmark::State& state) {
     device();
     const std::string payload(static_cast<std::size_t>(state.range(0)), 'x');
     const std::size_t chunks = chunksOf(payload.size());
-    // The fastest of each: what is left is work, not the neighbours'.
+    // The fastest of each, which the load of other processes affects least.
     double bare = 1e9;
     double library = 1e9;
     for (auto _ : state) {

@@ -1,13 +1,14 @@
-// What an Ethernet inventory costs per adapter, on hosts with 8, 64 and 256 of them, and where the time goes.
+// The cost of an Ethernet inventory per adapter, on hosts with 8, 64 and 256 of them, and how it is
+// distributed.
 //
 // The host's commands are stand-ins with the real commands' layout, run by a real shell as on a host. The
-// agent of each measured host is a process of its own, so that its first build knows nothing of an earlier
-// one; the hosts take turns, and the best of each counts. The cost must be linear: exit status 1 when an
-// adapter among 256 takes more than 1.3 times the processor that one among 8 does.
+// agent of each measured host is a separate process, so that its first build finds nothing cached; the hosts
+// alternate, and the best result of each counts. The cost must be linear: the exit status is 1 if an adapter
+// among 256 takes more than 1.3 times the processor time of one among 8.
 //
-// A host's list of PCI functions grows with its adapters, and the first build has the host's tools go through
-// the whole of it for each adapter's ids; later builds know them. So those 256 are held against the fourth
-// host, which has few adapters and a list as long; what the list adds is told apart.
+// A host's list of PCI functions grows with its adapters, and for the first build the host's tools search the
+// whole list for each adapter's ids, which later builds have cached. So the 256 are compared with the fourth
+// host, which has few adapters and a list of the same length; the cost of the list is reported separately.
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -36,12 +37,12 @@ using Clock = std::chrono::steady_clock;
 
 constexpr struct Size {
     int adapters;
-    int functions;  // in the host's PCI list, the adapters' among them
+    int functions;  // in the host's PCI list, including the adapters
 } sizes[] = {{8, 48}, {64, 104}, {256, 296}, {8, 296}};
 constexpr std::size_t fewest = 0;
 constexpr std::size_t most = 2;
-constexpr std::size_t fewestInALongList = 3;
-constexpr double greatestRatio = 1.3;
+constexpr std::size_t fewestWithLongList = 3;
+constexpr double maxRatio = 1.3;
 constexpr int laterBuilds = 3;
 
 double secondsSince(Clock::time_point begin) {
@@ -145,7 +146,7 @@ void layOut(const TemporaryDirectory& root, Size size) {
 
 // --- the measuring ---
 
-// What encodes locations, as the maker's library would.
+// The entry points that encode locations, like those of the manufacturer's library.
 int initRecord(vokPhysLocRecord* record, int) {
     *record = {};
     return 0;
@@ -155,8 +156,8 @@ physloc_rtn_t encodeRecord(vokPhysLocRecord* record, std::uint64_t* code) {
     return 0;
 }
 
-// The host's access with a stopwatch on its commands: from the start of each to its end, the waits for its
-// output among them.
+// The host's access, which measures the time of the commands from start to end, including the waits for their
+// output.
 class MeasuredHost : public vokRootedHostAccess {
 public:
     using vokRootedHostAccess::vokRootedHostAccess;
@@ -219,8 +220,8 @@ private:
     std::map<FILE*, std::unique_ptr<Stream>> streams_;
 };
 
-// Of this process and of the commands that it has seen end. Unlike the time that passes it does not depend on
-// who else uses the machine.
+// Processor time of this process and of the commands it has waited for. Unlike elapsed time it does not
+// depend on the load of the machine.
 double processorSeconds() {
     double seconds = 0;
     for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
@@ -244,7 +245,7 @@ struct Build {
     double rest() const { return total - commands - location - json; }
 };
 
-// The fastest build, and the least of the processor that any took.
+// Keeps the fastest build, and the least processor time of any build.
 void keepBest(Build& best, const Build& build) {
     const double processor = std::min(best.processor, build.processor);
     if (build.total < best.total) best = build;
@@ -268,7 +269,7 @@ Build measuredBuild(MeasuredHost& host, NICResourceManager& manager, int adapter
     build.processor = processorSeconds() - processorBefore;
     build.commands = host.commandSeconds;
     build.commandCount = host.commands;
-    // The same work once more, alone.
+    // The same parts once more, each by itself.
     begin = Clock::now();
     for (int i = 0; i < adapters; ++i)
         benchmark::DoNotOptimize(NICPhysicalAdapter().getOemValues(addressOf(i)));
@@ -279,8 +280,8 @@ Build measuredBuild(MeasuredHost& host, NICResourceManager& manager, int adapter
     return build;
 }
 
-// Was it a whole inventory that was built?
-bool isWhole(NICResourceManager& manager, int adapters) {
+// True if the inventory is complete.
+bool isComplete(NICResourceManager& manager, int adapters) {
     std::vector<Json::Value> records;
     if (manager.getInventoryJsonObject(records) || records.size() != static_cast<std::size_t>(adapters))
         return false;
@@ -306,11 +307,11 @@ Builds buildOn(const std::string& root, int adapters) {
         const Build build = measuredBuild(host, manager, adapters);
         keepBest(builds.later, build);
     }
-    builds.good = isWhole(manager, adapters);
+    builds.good = isComplete(manager, adapters);
     return builds;
 }
 
-Builds buildInAProcess(const std::string& root, int adapters) {
+Builds buildInChildProcess(const std::string& root, int adapters) {
     int ends[2];
     Builds builds;
     if (::pipe(ends) != 0) return builds;
@@ -330,7 +331,7 @@ Builds buildInAProcess(const std::string& root, int adapters) {
 
 Builds best[std::size(sizes)];
 bool ran = false;
-double shellSeconds = 1e9;  // of a command that does nothing
+double shellSeconds = 1e9;  // for a command that does nothing
 
 void ethernetBuild(benchmark::State& state) {
     TemporaryDirectory roots[std::size(sizes)];
@@ -339,8 +340,8 @@ void ethernetBuild(benchmark::State& state) {
     ran = true;
     for (auto _ : state) {
         for (std::size_t i = 0; i < std::size(sizes); ++i) {
-            const Builds builds = buildInAProcess(roots[i].path(), sizes[i].adapters);
-            if (!builds.good) return state.SkipWithError("a build did not give a whole inventory");
+            const Builds builds = buildInChildProcess(roots[i].path(), sizes[i].adapters);
+            if (!builds.good) return state.SkipWithError("a build did not produce a complete inventory");
             best[i].good = true;
             keepBest(best[i].first, builds.first);
             keepBest(best[i].later, builds.later);
@@ -371,20 +372,20 @@ void printBuilds(const char* what, Build Builds::*which) {
     }
 }
 
-// How much dearer an adapter is on the host with the most of them than on this one.
+// The cost of an adapter on the host with the most adapters divided by that on the given host.
 double ratioTo(std::size_t host, Build Builds::*which) {
     return perAdapter((best[most].*which).processor, sizes[most]) /
            perAdapter((best[host].*which).processor, sizes[host]);
 }
 
 bool isLinear(const char* what, Build Builds::*which) {
-    const double ratio = ratioTo(fewestInALongList, which);
-    const bool linear = ratio <= greatestRatio;
+    const double ratio = ratioTo(fewestWithLongList, which);
+    const bool linear = ratio <= maxRatio;
     std::printf(
         "%s: an adapter among %d takes %.2f times the processor of one among %d (at most %.2f)%s; "
         "%.2f times where the PCI list has %d functions\n",
-        what, sizes[most].adapters, ratio, sizes[fewest].adapters, greatestRatio,
-        linear ? "" : ": NOT LINEAR", ratioTo(fewest, which), sizes[fewest].functions);
+        what, sizes[most].adapters, ratio, sizes[fewest].adapters, maxRatio, linear ? "" : ": NOT LINEAR",
+        ratioTo(fewest, which), sizes[fewest].functions);
     return linear;
 }
 
@@ -394,7 +395,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     benchmark::RunSpecifiedBenchmarks();
-    if (!ran) return 0;  // it was asked for something else
+    if (!ran) return 0;  // the options selected another mode, such as listing
     if (!std::all_of(std::begin(best), std::end(best), [](const Builds& each) { return each.good; }))
         return 1;
     printBuilds("first build", &Builds::first);

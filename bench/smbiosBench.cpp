@@ -1,8 +1,8 @@
-// Reading a full firmware table against Debian's dmidecode on the same dump, as whole processes.
+// Reading a full firmware table, compared with Debian's dmidecode on the same dump, as whole processes.
 //
-// The table has 64 KiB with 120 slots, and the memory devices of a large server in the rest of it. "ratio" is
-// the fastest process of ours, which reads the table and makes the whole GeoID map, over the fastest of
-// dmidecode's, which prints it; the two take turns.
+// The table has 64 KiB with 120 slots, and the memory devices of a large server in the rest. "ratio" is the
+// time of our fastest process, which reads the table and builds the GeoID map, divided by that of the fastest
+// dmidecode, which prints the table; the two alternate.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
@@ -52,7 +52,7 @@ std::string fullTable() {
     return table.addEnd().contents();
 }
 
-// Seconds from the start of a program to its end; its output goes nowhere.
+// Seconds from the start of a program to its end; its output is discarded.
 double secondsOf(std::vector<std::string> words) {
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
@@ -76,9 +76,9 @@ double secondsOf(std::vector<std::string> words) {
 }
 
 std::string directoryOfThisProgram() {
-    char place[4096];
-    const ssize_t length = ::readlink("/proc/self/exe", place, sizeof(place));
-    const std::string program(place, length > 0 ? static_cast<std::size_t>(length) : 0);
+    char path[4096];
+    const ssize_t length = ::readlink("/proc/self/exe", path, sizeof(path));
+    const std::string program(path, length > 0 ? static_cast<std::size_t>(length) : 0);
     return program.substr(0, program.rfind('/'));
 }
 

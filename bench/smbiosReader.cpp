@@ -1,6 +1,5 @@
-// What the agent does with a firmware table at its start, as a process of its own: smbiosReader HOSTROOT
-// Prints how many PCI functions have a GeoID
-// of four elements; exit status 1 when none has.
+// Reads a firmware table as the agent does at its start, in a separate process: smbiosReader HOSTROOT
+// Prints the number of PCI functions that have a GeoID of four elements; exit status 1 if there are none.
 #include <cstdio>
 #include <string>
 

@@ -1,4 +1,4 @@
-// The requests that a fake expects, in their order, each with its reply: one literal a row. A request that
+// The requests that a fake expects, in order, each with its reply: one literal per row. A request that
 // differs from the next row fails the test at once; rows that were not used fail it at the end.
 #pragma once
 
@@ -12,7 +12,7 @@
 template <typename Row>
 class ExpectedRows {
 public:
-    // From here on nothing but these rows is expected; further calls append rows.
+    // From now on only these rows are expected; further calls append rows.
     void expect(std::vector<Row> rows) {
         const std::lock_guard<std::mutex> lock(guard_);
         expecting_ = true;
@@ -24,8 +24,8 @@ public:
         return expecting_;
     }
 
-    // Takes the next row if `matches` accepts it. Otherwise fails the test, naming `request`, and the row
-    // stays.
+    // Takes the next row if `matches` accepts it. Otherwise fails the test, naming `request`, and keeps the
+    // row.
     template <typename Matches>
     std::optional<Row> take(const std::string& request, const Matches& matches) {
         const std::lock_guard<std::mutex> lock(guard_);
@@ -40,7 +40,7 @@ public:
         return rows_[used_++];
     }
 
-    // Fails the test when a row was not used.
+    // Fails the test if a row was not used.
     void checkAllUsed(const std::string& fake) const {
         const std::lock_guard<std::mutex> lock(guard_);
         if (used_ != rows_.size())

@@ -1,4 +1,4 @@
-// The clock of a fake host: the wall clock stands still until a wait or a pause moves it, and none of them
+// The clock of a fake host: the wall clock stands still until a wait or a pause advances it, and neither
 // takes real time.
 #pragma once
 
@@ -17,10 +17,10 @@ public:
     void advance(long long seconds);
     // The next `count` reads fail with EINVAL.
     void failReads(int count);
-    // Called in each timed wait before the clock moves, with the waiter's mutex held; true means that a
-    // signal came. May wait on the condition itself to hold a thread.
+    // Called in each timed wait before the clock advances, with the waiter's mutex held; returns true to
+    // report a signal. May wait on the condition itself to block a thread.
     std::function<bool(const timespec& deadline)> onTimedWait;
-    // A timed wait ends by a signal alone, however long that takes: for threads that are to stand still.
+    // Timed waits end only by a signal, however long that takes: for threads that must stay blocked.
     std::atomic<bool> timedWaitsHold{false};
     // Called in each pause before it is recorded.
     std::function<void(unsigned long microseconds)> onPause;
@@ -28,7 +28,7 @@ public:
     // --- what a test reads ---
     timespec now() const;
     std::vector<unsigned long> pauses() const;     // in microseconds
-    std::vector<long long> waitedSeconds() const;  // deadline less now, of each timed wait
+    std::vector<long long> waitedSeconds() const;  // deadline minus now, of each timed wait
 
     // --- the operations of the seam ---
     int wallClock(timespec* time);

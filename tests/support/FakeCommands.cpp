@@ -55,7 +55,7 @@ FILE* FakeCommands::open(const std::string& command) {
 }
 
 int FakeCommands::close(FILE* stream) {
-    // Forgotten before the stream is closed: another thread's next one may have the same address.
+    // Removed before the stream is closed: another thread's next stream may have the same address.
     int status = 0;
     {
         const std::lock_guard<std::mutex> lock(guard_);

@@ -1,5 +1,5 @@
-// The commands of a fake host: each prints what the test wrote down for it and exits. A test answers by the
-// command's text, by a function, or by a list of the commands that it expects.
+// The commands of a fake host: each prints the output that the test set for it and exits. A test sets outputs
+// by the command's text, by a function, or by a list of the commands that it expects.
 #pragma once
 
 #include <cstdio>
@@ -22,17 +22,17 @@ public:
     virtual ~FakeCommands() = default;
 
     // --- what a test sets ---
-    // Output of a command by its exact text; a command that is not here prints nothing and exits 127.
+    // Output of a command by its exact text; any other command prints nothing and exits 127.
     std::map<std::string, std::string> output;
-    // Called for each command instead of the map when set: returns the output, may set the wait status.
+    // If set, called for each command instead of the map: returns the output, may set the wait status.
     std::function<std::string(const std::string& command, int& status)> onCommand;
-    // From here on exactly these commands are run, in this order.
+    // From now on exactly these commands are expected, in this order.
     void expect(std::vector<ExpectedCommand> rows) { expected_.expect(std::move(rows)); }
     bool failToStart = false;  // popen() and system() fail with EAGAIN
 
     // --- what a test reads ---
-    std::vector<std::string> texts() const;  // of all commands, also of those that failed to start
-    int openStreams() const;                 // of popen() without pclose()
+    std::vector<std::string> texts() const;  // of all commands, including those that failed to start
+    int openStreams() const;                 // opened by popen() and not yet closed
     void checkAllUsed() const { expected_.checkAllUsed("commands"); }
 
     // --- the operations of the seam ---

@@ -17,18 +17,18 @@ public:
     void failOpens(int count, int error = ENOENT);
 
     // --- what a test reads ---
-    int opens() const;            // attempts, also those that failed
+    int opens() const;            // attempts, including those that failed
     int openDescriptors() const;  // opened and not closed yet
-    // Fails the test when an expected request did not come.
+    // Fails the test if an expected request is missing.
     virtual void checkAllUsed() const {}
 
     // --- the operations of the seam, on any of its descriptors ---
     // True if it may be opened; otherwise errno says why not.
     bool open();
     void close();
-    // As ioctl(2).
+    // Like ioctl(2).
     virtual int control(unsigned long request, void* argument) = 0;
-    // As select(2) on the one descriptor for reading.
+    // Like select(2) on the one descriptor for reading.
     virtual int wait() { return 1; }
 
 protected:

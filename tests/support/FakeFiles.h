@@ -1,5 +1,5 @@
-// The files of a fake host: a temporary directory in the place of "/". A device node to which no FakeDevice
-// was added is a file of it.
+// The files of a fake host: a temporary directory instead of "/". A device node without a FakeDevice is a
+// file in it.
 #pragma once
 
 #include <mutex>
@@ -19,7 +19,7 @@ public:
 
     std::string path(const std::string& absolute) const;
 
-    // The nodes that were opened as files, also without success.
+    // The nodes that were opened as files, including failed attempts.
     std::vector<Opened> openedNodes() const;
 
     // open(2) of a path under the root.

@@ -17,25 +17,25 @@
 
 namespace {
 
-constexpr int firstDeviceDescriptor = 1 << 20;  // no descriptor of this process
+constexpr int firstDeviceDescriptor = 1 << 20;  // not a descriptor of this process
 
-// Hands each operation to the part that it belongs to.
+// Forwards each operation to its part.
 class ComposedHostAccess final : public IvokHostAccess {
 public:
     explicit ComposedHostAccess(std::shared_ptr<FakeHostParts> parts) : parts_(std::move(parts)) {}
 
-    std::string path(const std::string& absolute) const override { return of<FakeFiles>().path(absolute); }
+    std::string path(const std::string& absolute) const override { return part<FakeFiles>().path(absolute); }
     std::string commandPath(const std::string& absolute) const override { return absolute; }
 
-    int openDevice(const std::string& place, int flags) override {
+    int openDevice(const std::string& hostPath, int flags) override {
         for (const auto& [path, device] : parts_->devices) {
-            if (place != of<FakeFiles>().path(path)) continue;
+            if (hostPath != part<FakeFiles>().path(path)) continue;
             if (!device->open()) return -1;
             const std::lock_guard<std::mutex> lock(guard_);
             descriptors_[nextDescriptor_] = device.get();
             return nextDescriptor_++;
         }
-        return of<FakeFiles>().openNode(place, flags);
+        return part<FakeFiles>().openNode(hostPath, flags);
     }
     int ioctlDevice(int descriptor, unsigned long request, void* argument) override {
         FakeDevice* const device = deviceOf(descriptor);
@@ -58,44 +58,44 @@ public:
         return 0;
     }
 
-    FILE* openCommand(const std::string& command) override { return of<FakeCommands>().open(command); }
-    int closeCommand(FILE* stream) override { return of<FakeCommands>().close(stream); }
-    int runCommand(const std::string& command) override { return of<FakeCommands>().run(command); }
+    FILE* openCommand(const std::string& command) override { return part<FakeCommands>().open(command); }
+    int closeCommand(FILE* stream) override { return part<FakeCommands>().close(stream); }
+    int runCommand(const std::string& command) override { return part<FakeCommands>().run(command); }
 
     void* openLibrary(const std::string& name, int flags) override {
-        return of<FakeLibraries>().open(name, flags);
+        return part<FakeLibraries>().open(name, flags);
     }
     void* librarySymbol(void* library, const char* symbol) override {
-        return of<FakeLibraries>().symbol(library, symbol);
+        return part<FakeLibraries>().symbol(library, symbol);
     }
-    int closeLibrary(void* library) override { return of<FakeLibraries>().close(library); }
-    std::string libraryError() override { return of<FakeLibraries>().error(); }
+    int closeLibrary(void* library) override { return part<FakeLibraries>().close(library); }
+    std::string libraryError() override { return part<FakeLibraries>().error(); }
 
-    int systemName(utsname* name) override { return of<FakeSystem>().name(name); }
+    int systemName(utsname* name) override { return part<FakeSystem>().name(name); }
     int systemInformation(struct sysinfo* information) override {
-        return of<FakeSystem>().information(information);
+        return part<FakeSystem>().information(information);
     }
-    int interfaceAddresses(ifaddrs** addresses) override { return of<FakeNetwork>().addresses(addresses); }
-    void freeInterfaceAddresses(ifaddrs* addresses) override { of<FakeNetwork>().freeAddresses(addresses); }
+    int interfaceAddresses(ifaddrs** addresses) override { return part<FakeNetwork>().addresses(addresses); }
+    void freeInterfaceAddresses(ifaddrs* addresses) override { part<FakeNetwork>().freeAddresses(addresses); }
 
-    int wallClock(timespec* now) override { return of<FakeClock>().wallClock(now); }
+    int wallClock(timespec* now) override { return part<FakeClock>().wallClock(now); }
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) override {
-        return of<FakeClock>().timedWait(condition, mutex, deadline);
+        return part<FakeClock>().timedWait(condition, mutex, deadline);
     }
-    void pause(unsigned long microseconds) override { of<FakeClock>().pause(microseconds); }
+    void pause(unsigned long microseconds) override { part<FakeClock>().pause(microseconds); }
 
     int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override {
-        return of<FakeThreads>().start(thread, body, argument);
+        return part<FakeThreads>().start(thread, body, argument);
     }
-    int joinThread(pthread_t thread) override { return of<FakeThreads>().join(thread); }
+    int joinThread(pthread_t thread) override { return part<FakeThreads>().join(thread); }
 
     void systemLog(int priority, const std::string& text) override {
-        of<FakeSystemLog>().write(priority, text);
+        part<FakeSystemLog>().write(priority, text);
     }
 
 private:
     template <typename Kind>
-    Kind& of() const {
+    Kind& part() const {
         return *std::get<std::unique_ptr<Kind>>(parts_->kinds);
     }
     FakeDevice* deviceOf(int descriptor) const {

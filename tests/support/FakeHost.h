@@ -1,16 +1,16 @@
 // A host for unit tests, composed of parts.
 //
-//     FakeHost host;                                   // the process's host from here on
+//     FakeHost host;                                   // from now on the process's host
 //     host.root.writeFile("/etc/fstab", "");           // its files lie in a temporary directory
-//     auto& clock = host.part<FakeClock>();            // each host has one of each kind named below, with
-//     clock.set(1700000000);                           // defaults that need no test's attention
+//     auto& clock = host.part<FakeClock>();            // each host has one part of each kind named below,
+//     clock.set(1700000000);                           // with usable defaults
 //     auto& ipmi = host.add<FakeIpmi>("/dev/ipmi0");   // devices are added; without one there is no node
 //     ipmi.answer({{0x00, 0x01}});
 //     host.add<SlowNetwork>();                         // a class derived from a kind replaces the plain part
 //
 // A test includes the headers of the parts that it names and no others. Nothing waits in real time, and each
-// part records what it was asked. When `host` is destroyed, expected rows of a part that were not used fail
-// the test; the host itself serves until another one is installed or the process ends.
+// part records its requests. When `host` is destroyed, expected rows of a part that were not used fail the
+// test; the host itself stays installed until another one replaces it or the process ends.
 // Not for tests of the seam, which use the kernel's own implementation, nor for tests of the whole daemon,
 // which run on a simulated host.
 #pragma once
@@ -34,7 +34,7 @@ class FakeSystem;
 class FakeSystemLog;
 class FakeThreads;
 
-// What a host consists of; shared by the test and the access that the agent uses.
+// The parts of a host; shared by the test and the access that the agent uses.
 struct FakeHostParts {
     FakeHostParts();
     ~FakeHostParts();
@@ -61,8 +61,8 @@ public:
         return *std::get<std::unique_ptr<Kind>>(parts_->kinds);
     }
 
-    // Makes a part from the arguments and puts it in the place of the plain one, or a device at its path.
-    // Called before the agent uses it and before the test has a reference to the plain part.
+    // Constructs a part from the arguments and replaces the plain one by it, or adds a device at its path.
+    // Called before the agent uses the part and before the test has a reference to the plain one.
     template <typename Part, typename... Arguments>
     Part& add(Arguments&&... arguments) const {
         auto owned = std::make_unique<Part>(std::forward<Arguments>(arguments)...);
@@ -74,7 +74,7 @@ public:
         return added;
     }
 
-    // Where an absolute path of the agent lies.
+    // The host path of an absolute path of the agent.
     std::string path(const std::string& absolute) const;
 
     const TemporaryDirectory& root;
@@ -86,7 +86,7 @@ private:
         (replaceIfOfKind(part, std::get<std::unique_ptr<Kinds>>(kinds)), ...);
     }
     template <typename Part, typename Kind>
-    static void replaceIfOfKind(std::unique_ptr<Part>& part, std::unique_ptr<Kind>& place) {
-        if constexpr (std::is_base_of_v<Kind, Part>) place = std::move(part);
+    static void replaceIfOfKind(std::unique_ptr<Part>& part, std::unique_ptr<Kind>& current) {
+        if constexpr (std::is_base_of_v<Kind, Part>) current = std::move(part);
     }
 };

@@ -9,7 +9,7 @@ namespace {
 
 constexpr unsigned char remoteCommand = 0x80;
 
-FakeIpmiReply takeChunk(const FakeIpmiRequest& request) {
+FakeIpmiReply acceptChunk(const FakeIpmiRequest& request) {
     if (request.netfn != 0x3A || request.command != remoteCommand || request.data.size() != 60) return {{0}};
     const unsigned index = request.data[0] + 256u * request.data[1] + 1;
     return {{0, 0, static_cast<unsigned char>(index), static_cast<unsigned char>(index >> 8), 0}};
@@ -33,14 +33,14 @@ FakeIpmiRequest received(const ipmi_req& sent) {
     return request;
 }
 
-std::string inWords(const FakeIpmiRequest& request) {
+std::string describe(const FakeIpmiRequest& request) {
     return "netfn " + std::to_string(request.netfn) + " command " + std::to_string(request.command) +
            " data " + testing::PrintToString(request.data);
 }
 
 }  // namespace
 
-FakeIpmi::FakeIpmi(const std::string& path) : FakeDevice(path), onRequest(takeChunk) {}
+FakeIpmi::FakeIpmi(const std::string& path) : FakeDevice(path), onRequest(acceptChunk) {}
 
 void FakeIpmi::answer(const FakeIpmiReply& reply) {
     onRequest = [reply](const FakeIpmiRequest&) { return reply; };
@@ -99,7 +99,7 @@ int FakeIpmi::wait() {
 
 FakeIpmiReply FakeIpmi::replyTo(const FakeIpmiRequest& request) {
     if (!expected_.isExpecting()) return onRequest(request);
-    const auto row = expected_.take(inWords(request), [&request](const ExpectedIpmiRequest& expected) {
+    const auto row = expected_.take(describe(request), [&request](const ExpectedIpmiRequest& expected) {
         return expected.netfn == request.netfn && expected.command == request.command &&
                expected.data == request.data;
     });

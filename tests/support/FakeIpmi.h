@@ -1,6 +1,5 @@
-// The IPMI driver of a fake host with a management controller. At first the controller takes each chunk of a
-// remote command; a test sets another reply, a function that replies, or a list of the requests that it
-// expects.
+// The IPMI driver of a fake host with a management controller. By default the controller accepts each chunk
+// of a remote command; a test sets another reply, a function that replies, or a list of expected requests.
 #pragma once
 
 #include <functional>
@@ -11,13 +10,13 @@
 #include "support/ExpectedRows.h"
 #include "support/FakeDevice.h"
 
-// One request as the driver got it.
+// One request as the driver received it.
 struct FakeIpmiRequest {
     unsigned char netfn = 0;
     unsigned char command = 0;
     long messageId = 0;
     std::vector<unsigned char> data;
-    // The address as it stood in the request.
+    // The address in the request.
     int addressType = 0;
     int channel = 0;
     unsigned char lun = 0;
@@ -50,16 +49,16 @@ public:
     // --- what a test sets ---
     // Answers a request.
     std::function<FakeIpmiReply(const FakeIpmiRequest&)> onRequest;
-    // Each request from here on has this reply.
+    // From now on each request has this reply.
     void answer(const FakeIpmiReply& reply);
-    // From here on exactly these requests come, in this order.
+    // From now on exactly these requests are expected, in this order.
     void expect(std::vector<ExpectedIpmiRequest> rows) { expected_.expect(std::move(rows)); }
 
     // --- what a test reads ---
     std::vector<FakeIpmiRequest> requests() const;
     void clearRequests();
-    // The payload of the remote commands in the requests so far, put together from their chunks as a
-    // controller would.
+    // The payloads of the remote commands in the requests so far, assembled from their chunks as by a
+    // controller.
     std::vector<std::string> remoteCommandPayloads() const;
     // The room for address and data in the last receive, in bytes.
     unsigned int addressRoom() const;

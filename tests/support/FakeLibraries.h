@@ -14,13 +14,13 @@ public:
     };
 
     // --- what a test sets ---
-    // Libraries by name, each with its symbols; others are not there.
+    // Libraries by name, each with its symbols; others are missing.
     std::map<std::string, std::map<std::string, void*>> symbols;
-    // What error() reports, once, after a call that found nothing; empty: the call leaves no reason.
+    // The reason that error() reports, once, after a call that found nothing; empty for no reason.
     std::string failure;
 
     // --- what a test reads ---
-    std::vector<Opened> opened() const;  // in order, also what was not there
+    std::vector<Opened> opened() const;  // in order, including missing ones
     int openCount() const;               // opened and not closed yet
 
     // --- the operations of the seam ---

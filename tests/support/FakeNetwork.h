@@ -11,8 +11,8 @@ public:
     virtual ~FakeNetwork() = default;
 
     // --- what a test sets ---
-    // Name and address of each interface, in the order of getifaddrs(): IPv4; IPv6 when there is a colon in
-    // it; an entry without an address when it is empty.
+    // Name and address of each interface, in the order of getifaddrs(). An address with a colon is IPv6, any
+    // other IPv4; an empty one is an entry without an address.
     std::vector<std::pair<std::string, std::string>> interfaces{{"lo", "127.0.0.1"}, {"vmk0", "10.1.2.3"}};
     bool fails = false;  // with EMFILE
 

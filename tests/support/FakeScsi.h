@@ -1,6 +1,6 @@
-// A SCSI generic node of a fake host: it answers SG_IO as the driver does with a disk that has a reply to
-// each command, found by the command bytes, or that expects a list of commands. A command without a reply is
-// not supported: CHECK CONDITION with ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (SPC-5).
+// A SCSI generic node of a fake host: it answers SG_IO like the driver of a disk. A test sets a reply for
+// each command by the command bytes, or a list of expected commands. A command without a reply is not
+// supported: CHECK CONDITION with ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (SPC-5).
 #pragma once
 
 #include <map>
@@ -16,10 +16,10 @@ using FakeScsiBytes = std::vector<unsigned char>;
 
 // The result of one command.
 struct FakeScsiReply {
-    FakeScsiBytes data = {};        // cut to the length that was asked for
+    FakeScsiBytes data = {};        // cut to the requested length
     unsigned char status = 0;       // SAM-5: 0 GOOD, 2 CHECK CONDITION, 8 BUSY
     FakeScsiBytes sense = {};       // cut to the room for it
-    std::optional<int> residual{};  // by default what `data` leaves of the length asked for
+    std::optional<int> residual{};  // by default the requested length minus that of `data`
     unsigned short hostStatus = 0;
     unsigned short driverStatus = 0;
     int error = 0;  // not 0: SG_IO itself fails with it
@@ -29,7 +29,7 @@ struct FakeScsiReply {
     static FakeScsiReply checkCondition(unsigned char key, unsigned char code, unsigned char qualifier);
 };
 
-// One command as the driver got it.
+// One command as the driver received it.
 struct FakeScsiRequest {
     FakeScsiBytes cdb;
     int direction;            // SG_DXFER_...
@@ -49,9 +49,9 @@ public:
     using FakeDevice::FakeDevice;
 
     // --- what a test sets ---
-    // The command with exactly these bytes has this reply each time.
+    // Each command with exactly these bytes has this reply.
     void answer(const FakeScsiBytes& cdb, const FakeScsiReply& reply);
-    // From here on exactly these commands come, in this order.
+    // From now on exactly these commands are expected, in this order.
     void expect(std::vector<ExpectedScsiCommand> rows) { expected_.expect(std::move(rows)); }
 
     // --- what a test reads ---

@@ -1,4 +1,4 @@
-// What uname() and sysinfo() say of a fake host.
+// The results of uname() and sysinfo() on a fake host.
 #pragma once
 
 #include <sys/sysinfo.h>

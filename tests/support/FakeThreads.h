@@ -1,4 +1,4 @@
-// Starts and joins threads as the kernel does, unless the test lets them fail.
+// Starts and joins threads as the kernel does, unless the test makes that fail.
 #pragma once
 
 #include <pthread.h>
@@ -13,19 +13,19 @@ public:
     void failStarts(int succeeding = 0, int error = EAGAIN);
     // The next `count` starts fail with `error`, later ones succeed.
     void failNextStarts(int count, int error = EAGAIN);
-    // Joins return `error` and don't join, for as long as it is not 0.
+    // Joins return `error` and don't join, as long as `error` is not 0.
     void failJoins(int error);
 
     // --- what a test reads ---
-    int started() const;                    // how many starts succeeded
-    std::vector<pthread_t> joined() const;  // in the order in which their joining began
+    int started() const;                    // the number of starts that succeeded
+    std::vector<pthread_t> joined() const;  // in the order of the calls
 
     // --- the operations of the seam ---
     int start(pthread_t* thread, void* (*body)(void*), void* argument);
     int join(pthread_t thread);
 
 private:
-    // The number with which the next start fails, or 0.
+    // The error number of the next start, or 0.
     int nextFailure();
 
     mutable std::mutex guard_;

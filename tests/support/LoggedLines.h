@@ -1,5 +1,5 @@
-// What the agent logs, for tests that expect a line. The settings send every line to the system log, which
-// the fake host keeps.
+// The agent's log, for tests that expect a line. The settings send every line to the system log, which the
+// fake host keeps.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include "support/FakeHost.h"
 #include "support/FakeSystemLog.h"
 
-// Writes a configuration with which every level is logged; before the agent's first log line.
+// Writes a configuration that logs every level. Called before the agent's first log line.
 // `members`: further members of the JSON object, such as "\"EnableResources\": [\"HostOSInfo\"]".
 inline void logEverything(const FakeHost& host, const std::string& members = "") {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",

@@ -1,4 +1,4 @@
-// A host with a firmware table, for tests of what is known of the platform.
+// A host with a firmware table, for tests of the facts about the platform.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 #include "support/LoggedLines.h"
 #include "support/SmBiosTable.h"
 
-// A table of a machine of this family, to which the test adds slots and devices.
+// The table of a machine of this family, to which the test adds slots and devices.
 inline SmBiosTable tableOf(const std::string& family) {
     SmBiosTable table;
     table.addSystem("Maker of servers", family);
     return table;
 }
 
-// Puts a fake host with this table in place and reads the table as the agent does at its start.
+// Installs a fake host with this table and reads the table as the agent does at its start.
 inline FakeHost hostWithPlatform(const SmBiosTable& table) {
     FakeHost host;
     logEverything(host);

@@ -1,6 +1,6 @@
-// Builds what the firmware's device file holds: the 32-bit entry point (SMBIOS 3.x, 5.2.1) and, right behind
-// it, the structure table. For tests, benchmarks and whoever needs a machine's table; needs nothing else of
-// the project.
+// Builds the content of the firmware's device file: the 32-bit entry point (SMBIOS 3.x, 5.2.1) and, right
+// after it, the structure table. For tests, benchmarks and other programs that need a machine's table;
+// depends on nothing else of the project.
 //
 //     SmBiosTable table;
 //     table.addSystem("Maker", "7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0").addEnd();
@@ -15,13 +15,13 @@
 // One structure: a formatted part, then its strings.
 class SmBiosStructure {
 public:
-    // `length` bytes of formatted part, all zero but type and length. The length may lie: claimLength.
+    // `length` bytes of formatted part, all zero but type and length. claimLength sets a wrong length.
     SmBiosStructure(unsigned type, std::size_t length) : formatted_(length, '\0') {
         if (length > 0) formatted_[0] = static_cast<char>(type);
         if (length > 1) formatted_[1] = static_cast<char>(length);
     }
 
-    // Values at a byte of the formatted part, little-endian. What lies outside it is left out.
+    // Values at a byte of the formatted part, little-endian. Bytes outside it are left out.
     SmBiosStructure& put8(std::size_t at, unsigned value) { return put(at, value, 1); }
     SmBiosStructure& put16(std::size_t at, unsigned value) { return put(at, value, 2); }
     SmBiosStructure& put32(std::size_t at, unsigned value) { return put(at, value, 4); }
@@ -34,11 +34,11 @@ public:
         return put8(at, ++stringCount_);
     }
 
-    // With the end that a well-formed structure has: two zero bytes.
+    // The structure with its regular end: two zero bytes.
     std::string bytes() const {
         return bytesWithoutEnd() + (stringCount_ == 0 ? std::string(2, '\0') : std::string(1, '\0'));
     }
-    // The last string's zero byte alone, where there is one.
+    // Ends with the zero byte of the last string, if there is one.
     std::string bytesWithoutEnd() const { return formatted_ + strings_; }
 
 private:
@@ -74,7 +74,7 @@ public:
         if (!family.empty()) system.text(26, family);
         return add(system);
     }
-    // Type 9, and type 41, of one function: "0000:3b:00.0".
+    // Type 9, and type 41, for one function: "0000:3b:00.0".
     SmBiosTable& addSlot(const std::string& designation, const std::string& pciAddress) {
         return add(slot(designation, pciAddress).handle(nextHandle()));
     }
@@ -85,21 +85,25 @@ public:
 
     static SmBiosStructure slot(const std::string& designation, const std::string& pciAddress,
                                 std::size_t length = 17) {
-        const Address place(pciAddress);
+        const Address address(pciAddress);
         SmBiosStructure structure(9, length);
         structure.text(4, designation).put8(5, 0xB6).put8(6, 0x0D).put8(7, 4).put8(8, 4).put16(9, 1);
-        structure.put8(11, 0x0C).put8(12, 1).put16(13, place.segment).put8(15, place.bus);
-        return structure.put8(16, place.device << 3 | place.function);
+        structure.put8(11, 0x0C).put8(12, 1).put16(13, address.segment).put8(15, address.bus);
+        return structure.put8(16, address.device << 3 | address.function);
     }
     static SmBiosStructure onboardDevice(const std::string& designation, const std::string& pciAddress) {
-        const Address place(pciAddress);
+        const Address address(pciAddress);
         SmBiosStructure structure(41, 11);
-        structure.text(4, designation).put8(5, 0x85).put8(6, 1).put16(7, place.segment).put8(9, place.bus);
-        return structure.put8(10, place.device << 3 | place.function);
+        structure.text(4, designation)
+            .put8(5, 0x85)
+            .put8(6, 1)
+            .put16(7, address.segment)
+            .put8(9, address.bus);
+        return structure.put8(10, address.device << 3 | address.function);
     }
 
     std::size_t size() const { return structures_.size(); }
-    // Entry point and table; `claimedLength` is what the entry point says of the table's length.
+    // Entry point and table; `claimedLength` is the table length in the entry point.
     std::string contents() const { return contents(structures_.size()); }
     std::string contents(std::size_t claimedLength) const { return entryPoint(claimedLength) + structures_; }
 
@@ -118,7 +122,7 @@ private:
     unsigned nextHandle() const { return static_cast<unsigned>(count_); }
 
     std::string entryPoint(std::size_t claimedLength) const {
-        // As if it were a structure: little-endian values at fixed bytes.
+        // Built like a structure: little-endian values at fixed bytes.
         SmBiosStructure entry(0, entryPointLength);
         const std::string anchors = "_SM_";
         for (std::size_t i = 0; i < anchors.size(); ++i)
@@ -133,7 +137,7 @@ private:
         entry.put8(4, checksum(entry.bytesWithoutEnd(), 0));
         return entry.bytesWithoutEnd();
     }
-    // What makes the bytes from `from` on add up to zero.
+    // The value that makes the bytes from `from` on add up to zero.
     static unsigned checksum(const std::string& bytes, std::size_t from) {
         unsigned sum = 0;
         for (std::size_t i = from; i < bytes.size(); ++i) sum += static_cast<unsigned char>(bytes[i]);

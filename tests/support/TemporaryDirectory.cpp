@@ -13,38 +13,38 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The directories that are still there, each with the process that made it: what belongs to an object that
-// is never destroyed, such as the host of the last test, goes when that process ends.
-class LeftDirectories {
+// The directories that still exist, each with the process that created it. The directory of an object that is
+// never destroyed, such as the host of the last test, is removed when that process ends.
+class RemainingDirectories {
 public:
-    static LeftDirectories& instance() {
-        static auto* const directories = new LeftDirectories;
+    static RemainingDirectories& instance() {
+        static auto* const directories = new RemainingDirectories;
         return *directories;
     }
     void add(const std::string& path) {
         const std::lock_guard<std::mutex> lock(guard_);
-        makers_[path] = ::getpid();
+        creators_[path] = ::getpid();
     }
     void remove(const std::string& path) {
         std::error_code ignored;
         fs::remove_all(path, ignored);
         const std::lock_guard<std::mutex> lock(guard_);
-        makers_.erase(path);
+        creators_.erase(path);
     }
 
 private:
-    LeftDirectories() {
+    RemainingDirectories() {
         std::atexit([] { instance().removeAll(); });
     }
     void removeAll() {
         const std::lock_guard<std::mutex> lock(guard_);
         std::error_code ignored;
-        for (const auto& each : makers_)
+        for (const auto& each : creators_)
             if (each.second == ::getpid()) fs::remove_all(each.first, ignored);
     }
 
     std::mutex guard_;
-    std::map<std::string, pid_t> makers_;
+    std::map<std::string, pid_t> creators_;
 };
 
 }  // namespace
@@ -53,19 +53,19 @@ TemporaryDirectory::TemporaryDirectory() {
     std::string pattern = (fs::temp_directory_path() / "vok-test-XXXXXX").string();
     if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
     path_ = pattern;
-    LeftDirectories::instance().add(path_);
+    RemainingDirectories::instance().add(path_);
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
-    LeftDirectories::instance().remove(path_);
+    RemainingDirectories::instance().remove(path_);
 }
 
 void TemporaryDirectory::writeFile(const std::string& relative, const std::string& content) const {
-    const fs::path place = path_ + "/" + relative;
-    fs::create_directories(place.parent_path());
-    std::ofstream stream(place, std::ios::binary | std::ios::trunc);
+    const fs::path path = path_ + "/" + relative;
+    fs::create_directories(path.parent_path());
+    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
     stream << content;
-    if (!stream) throw std::runtime_error("can't write " + place.string());
+    if (!stream) throw std::runtime_error("can't write " + path.string());
 }
 
 std::string TemporaryDirectory::readFile(const std::string& relative) const {

@@ -1,4 +1,4 @@
-// A directory for one test, removed with all it holds at the end: of the object, or else of the process.
+// A directory for one test. It is removed with its content when the object is destroyed or the process ends.
 #pragma once
 
 #include <string>
@@ -11,9 +11,9 @@ public:
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
     const std::string& path() const { return path_; }
-    // Writes a file, making its directories. `relative` may start with "/".
+    // Writes a file and creates its directories. `relative` may start with "/".
     void writeFile(const std::string& relative, const std::string& content) const;
-    // The content of a file, empty when it is not there.
+    // The content of a file, empty if it is missing.
     std::string readFile(const std::string& relative) const;
     bool exists(const std::string& relative) const;
 

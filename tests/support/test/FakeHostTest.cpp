@@ -24,7 +24,7 @@ using testing::ElementsAre;
 
 // --- composition ---
 
-TEST(FakeHost, HasNoDeviceThatWasNotAdded) {
+TEST(FakeHost, HasOnlyTheDevicesThatWereAdded) {
     const FakeHost host;
     EXPECT_EQ(vokHostAccess().openDevice(host.path("/dev/ipmi0"), O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
@@ -32,7 +32,7 @@ TEST(FakeHost, HasNoDeviceThatWasNotAdded) {
     EXPECT_GE(vokHostAccess().openDevice(host.path("/dev/ipmi0"), O_RDWR), 0);
 }
 
-TEST(FakeHost, ANodeWithoutADeviceIsAFileOfItsRoot) {
+TEST(FakeHost, ANodeWithoutADeviceIsAFileUnderItsRoot) {
     const FakeHost host;
     host.root.writeFile("/dev/other", "abc");
     const int descriptor = vokHostAccess().openDevice(host.path("/dev/other"), O_RDONLY | O_SYNC);
@@ -45,7 +45,7 @@ TEST(FakeHost, ANodeWithoutADeviceIsAFileOfItsRoot) {
     EXPECT_EQ(opened[0].flags, O_RDONLY | O_SYNC);
 }
 
-TEST(FakeHost, AsManyOpensOfADeviceFailAsTheTestSets) {
+TEST(FakeHost, TheSetNumberOfOpensOfADeviceFails) {
     const FakeHost host;
     auto& ipmi = host.add<FakeIpmi>("/dev/ipmi1");
     ipmi.failOpens(2, EBUSY);
@@ -59,7 +59,7 @@ TEST(FakeHost, AsManyOpensOfADeviceFailAsTheTestSets) {
     EXPECT_EQ(ipmi.openDescriptors(), 1);
 }
 
-TEST(FakeHost, APartOfADerivedClassReplacesThePlainOne) {
+TEST(FakeHost, APartOfADerivedClassReplacesThePlainPart) {
     class Unplugged : public FakeNetwork {
     public:
         int addresses(ifaddrs**) override {
@@ -81,7 +81,7 @@ FakeHost hostWithAFile() {
     return host;
 }
 
-TEST(FakeHost, CanBeMadeByAFunctionAndServesAfterItsObjectIsGone) {
+TEST(FakeHost, CanBeReturnedByAFunctionAndStaysInstalledAfterItsDestruction) {
     {
         const auto host = hostWithAFile();
         EXPECT_EQ(host.root.readFile("/etc/x"), "1");
@@ -89,7 +89,7 @@ TEST(FakeHost, CanBeMadeByAFunctionAndServesAfterItsObjectIsGone) {
     EXPECT_EQ(::access(vokHostAccess().path("/etc/x").c_str(), F_OK), 0);
 }
 
-TEST(FakeHost, TheNextOneTakesItsPlace) {
+TEST(FakeHost, TheNextHostReplacesIt) {
     const FakeHost first;
     const FakeHost second;
     EXPECT_EQ(vokHostAccess().path("/x"), second.path("/x"));
@@ -100,7 +100,7 @@ TEST(FakeHost, TheNextOneTakesItsPlace) {
 
 // --- expected rows ---
 
-TEST(FakeCommands, ExpectedOnesPrintAndExitRowByRow) {
+TEST(FakeCommands, ExpectedCommandsPrintAndExitRowByRow) {
     const FakeHost host;
     host.part<FakeCommands>().expect({
         {"localcli list", "a\n"},
@@ -119,7 +119,7 @@ TEST(FakeCommands, ExpectedOnesPrintAndExitRowByRow) {
     EXPECT_EQ(host.part<FakeCommands>().openStreams(), 0);
 }
 
-TEST(FakeCommands, OneThatDiffersFromTheNextRowFailsTheTestAtOnce) {
+TEST(FakeCommands, ACommandThatDiffersFromTheNextRowFailsTheTestAtOnce) {
     const FakeHost host;
     host.part<FakeCommands>().expect({{"first"}, {"second"}});
     int status = 0;
@@ -186,7 +186,7 @@ protected:
     pthread_t thread{};
 };
 
-TEST_F(FakeThreadsTest, StartUntilTheyAreToFail) {
+TEST_F(FakeThreadsTest, StartUntilTheSetNumberHasSucceeded) {
     threads.failStarts(2);
     EXPECT_EQ(startAndJoin(), 0);
     EXPECT_EQ(startAndJoin(), 0);
@@ -196,7 +196,7 @@ TEST_F(FakeThreadsTest, StartUntilTheyAreToFail) {
     EXPECT_EQ(threads.joined().size(), 2U);
 }
 
-TEST_F(FakeThreadsTest, TheNextStartsFailWithTheNumberAndLaterOnesDoNot) {
+TEST_F(FakeThreadsTest, TheNextStartsFailWithTheSetErrorAndLaterOnesSucceed) {
     threads.failNextStarts(2, EPERM);
     EXPECT_EQ(startAndJoin(), EPERM);
     EXPECT_EQ(startAndJoin(), EPERM);
@@ -204,7 +204,7 @@ TEST_F(FakeThreadsTest, TheNextStartsFailWithTheNumberAndLaterOnesDoNot) {
     EXPECT_EQ(startAndJoin(), 0);
 }
 
-TEST_F(FakeThreadsTest, AJoinThatFailsIsRecordedAndJoinsNothing) {
+TEST_F(FakeThreadsTest, AFailedJoinIsRecordedAndJoinsNothing) {
     ASSERT_EQ(start(), 0);
     threads.failJoins(EDEADLK);
     EXPECT_EQ(vokHostAccess().joinThread(thread), EDEADLK);
@@ -213,7 +213,7 @@ TEST_F(FakeThreadsTest, AJoinThatFailsIsRecordedAndJoinsNothing) {
     EXPECT_THAT(threads.joined(), ElementsAre(thread, thread));
 }
 
-TEST(FakeClock, PausesTakeNoTimeAndMoveIt) {
+TEST(FakeClock, PausesTakeNoTimeAndAdvanceTheClock) {
     const FakeHost host;
     auto& clock = host.part<FakeClock>();
     clock.set(100, 7);
@@ -226,7 +226,7 @@ TEST(FakeClock, PausesTakeNoTimeAndMoveIt) {
     EXPECT_EQ(vokWallClockSeconds(), 99);
 }
 
-TEST(FakeClock, ATimedWaitEndsAtItsDeadlineOrByASignalOfTheTest) {
+TEST(FakeClock, ATimedWaitEndsAtItsDeadlineOrByASignalFromTheTest) {
     const FakeHost host;
     auto& clock = host.part<FakeClock>();
     pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
@@ -241,7 +241,7 @@ TEST(FakeClock, ATimedWaitEndsAtItsDeadlineOrByASignalOfTheTest) {
     EXPECT_THAT(clock.waitedSeconds(), ElementsAre(60, 60));
 }
 
-TEST(FakeClock, AsManyReadsFailAsTheTestSets) {
+TEST(FakeClock, TheSetNumberOfReadsFails) {
     const FakeHost host;
     host.part<FakeClock>().failReads(1);
     timespec now{};

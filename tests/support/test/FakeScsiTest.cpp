@@ -56,20 +56,20 @@ TEST_F(ScsiNode, AnswersACommandByItsBytesEachTime) {
     }
 }
 
-TEST_F(ScsiNode, DataShorterThanAskedForLeavesAResidual) {
+TEST_F(ScsiNode, DataShorterThanRequestedLeavesAResidual) {
     disk.answer(inquiry, {{1, 2, 3}});
     ASSERT_EQ(send(inquiry), 0);
     EXPECT_EQ(header.resid, 5);
 }
 
-TEST_F(ScsiNode, DataLongerThanAskedForIsCut) {
+TEST_F(ScsiNode, DataLongerThanRequestedIsCut) {
     disk.answer(inquiry, {{1, 2, 3, 4}});
     ASSERT_EQ(send(inquiry, SG_DXFER_FROM_DEV, 2), 0);
     EXPECT_EQ(FakeScsiBytes(data, data + 4), (FakeScsiBytes{1, 2, 0, 0}));
     EXPECT_EQ(header.resid, 0);
 }
 
-TEST_F(ScsiNode, AResidualThatADriverMakesUpIsReported) {
+TEST_F(ScsiNode, AnImpossibleResidualIsReported) {
     FakeScsiReply reply{{1, 2, 3}};
     reply.residual = -4;
     disk.answer(inquiry, reply);
@@ -77,7 +77,7 @@ TEST_F(ScsiNode, AResidualThatADriverMakesUpIsReported) {
     EXPECT_EQ(header.resid, -4);
 }
 
-TEST_F(ScsiNode, SenseDataIsCutToItsRoom) {
+TEST_F(ScsiNode, SenseDataIsCutToItsBuffer) {
     disk.answer(testUnitReady, FakeScsiReply::checkCondition(0x02, 0x04, 0x11));
     ASSERT_EQ(send(testUnitReady, SG_DXFER_NONE, 0), 0);
     EXPECT_EQ(header.status, 2);
@@ -120,7 +120,7 @@ TEST_F(ScsiNode, TheRequestItselfCanFail) {
     EXPECT_EQ(errno, ENOMEM);
 }
 
-TEST_F(ScsiNode, AHeaderThatTheDriverRefusesIsRefused) {
+TEST_F(ScsiNode, AnInvalidHeaderIsRejected) {
     EXPECT_EQ(send({0x12}), -1);
     EXPECT_EQ(errno, EMSGSIZE);
     FakeScsiBytes cdb = inquiry;
@@ -138,7 +138,7 @@ TEST_F(ScsiNode, AHeaderThatTheDriverRefusesIsRefused) {
     EXPECT_TRUE(disk.requests().empty());
 }
 
-TEST_F(ScsiNode, RecordsWhatItWasAskedAndWhatItWasSent) {
+TEST_F(ScsiNode, RecordsTheRequestAndTheDataSent) {
     const FakeScsiBytes modeSelect = {0x15, 0x10, 0, 0, 3, 0};
     data[0] = 7;
     data[2] = 9;
@@ -183,8 +183,8 @@ TEST(ScsiNodes, EachHasItsOwnDescriptorsAndReplies) {
     auto& first = host.add<FakeScsi>("/dev/sg0");
     auto& second = host.add<FakeScsi>("/dev/sg1");
     IvokHostAccess& access = vokHostAccess();
-    const int ofFirst = access.openDevice(access.path("/dev/sg0"), O_RDWR);
-    const int ofSecond = access.openDevice(access.path("/dev/sg1"), O_RDWR);
+    const int firstDescriptor = access.openDevice(access.path("/dev/sg0"), O_RDWR);
+    const int secondDescriptor = access.openDevice(access.path("/dev/sg1"), O_RDWR);
     const int again = access.openDevice(access.path("/dev/sg1"), O_RDWR);
     EXPECT_EQ(first.openDescriptors(), 1);
     EXPECT_EQ(second.openDescriptors(), 2);
@@ -197,7 +197,8 @@ TEST(ScsiNodes, EachHasItsOwnDescriptorsAndReplies) {
     EXPECT_EQ(access.ioctlDevice(again, SG_IO, &header), 0);
     EXPECT_EQ(first.requests().size(), 0U);
     EXPECT_EQ(second.requests().size(), 1U);
-    for (const int descriptor : {ofFirst, ofSecond, again}) EXPECT_EQ(access.closeDevice(descriptor), 0);
+    for (const int descriptor : {firstDescriptor, secondDescriptor, again})
+        EXPECT_EQ(access.closeDevice(descriptor), 0);
     EXPECT_EQ(first.openDescriptors() + second.openDescriptors(), 0);
     EXPECT_EQ(access.ioctlDevice(again, SG_IO, &header), -1);
     EXPECT_EQ(errno, EBADF);

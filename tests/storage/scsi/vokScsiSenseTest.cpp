@@ -35,7 +35,7 @@ TEST(ScsiSense, DescriptorFormatOfAnAbortedCommand) {
     EXPECT_EQ(sense->additionalQualifier, 0x03);
 }
 
-TEST(ScsiSense, TheOddResponseCodesAreOfAnEarlierCommand) {
+TEST(ScsiSense, OddResponseCodesReportAnEarlierCommand) {
     const auto fixed = senseOf({0x71, 0, 0x03, 0, 0, 0, 0, 6, 0, 0, 0, 0, 0x11, 0x00});
     ASSERT_TRUE(fixed);
     EXPECT_TRUE(fixed->isDeferred);
@@ -48,19 +48,19 @@ TEST(ScsiSense, TheOddResponseCodesAreOfAnEarlierCommand) {
     EXPECT_EQ(descriptors->key, 3);
 }
 
-TEST(ScsiSense, TheValidBitOfTheFixedFormatIsNoPartOfTheResponseCode) {
+TEST(ScsiSense, TheValidBitOfTheFixedFormatIsNotPartOfTheResponseCode) {
     const auto sense = senseOf({0xF0, 0, 0x01});
     ASSERT_TRUE(sense);
     EXPECT_FALSE(sense->isDescriptorFormat);
     EXPECT_EQ(sense->key, 1);
 }
 
-TEST(ScsiSense, TheKeyIsFourBitsBesideTheFileMarkAndLengthBits) {
+TEST(ScsiSense, TheKeyIsTheLowFourBits) {
     EXPECT_EQ(senseOf({0x70, 0, 0xE5})->key, 5);
     EXPECT_EQ(senseOf({0x72, 0xFB})->key, 11);
 }
 
-TEST(ScsiSense, TwoBytesOfTheDescriptorFormatHaveAKeyAlone) {
+TEST(ScsiSense, TwoBytesOfTheDescriptorFormatHaveOnlyAKey) {
     const auto sense = senseOf({0x72, 0x05});
     ASSERT_TRUE(sense);
     EXPECT_EQ(sense->key, 5);
@@ -74,7 +74,7 @@ TEST(ScsiSense, TwoBytesOfTheFixedFormatHaveNoKey) {
     EXPECT_FALSE(sense->key);
 }
 
-TEST(ScsiSense, BytesThatDidNotComeAreNotThere) {
+TEST(ScsiSense, FieldsBeyondTheBytesAreNotSet) {
     EXPECT_FALSE(senseOf({0x72})->key);
     EXPECT_FALSE(senseOf({0x72, 5, 0x24})->additionalQualifier);
     EXPECT_EQ(senseOf({0x72, 5, 0x24})->additionalCode, 0x24);
@@ -85,7 +85,7 @@ TEST(ScsiSense, BytesThatDidNotComeAreNotThere) {
 }
 
 TEST(ScsiSense, TheAdditionalLengthEndsTheFixedFormat) {
-    // Four bytes follow byte 7, so that what stands at 12 and 13 is left over from another command.
+    // Only four bytes follow byte 7, so that bytes 12 and 13 are left over from another command.
     const auto none = senseOf({0x70, 0, 5, 0, 0, 0, 0, 4, 0, 0, 0, 0, 0x24, 0x02});
     ASSERT_TRUE(none);
     EXPECT_EQ(none->key, 5);
@@ -95,21 +95,21 @@ TEST(ScsiSense, TheAdditionalLengthEndsTheFixedFormat) {
     EXPECT_FALSE(codeAlone->additionalQualifier);
 }
 
-TEST(ScsiSense, AnAdditionalLengthBeyondTheBytesDoesNotReachBeyondThem) {
+TEST(ScsiSense, AnAdditionalLengthBeyondTheBytesIsClamped) {
     const auto sense = senseOf({0x70, 0, 5, 0, 0, 0, 0, 0xFF, 0, 0});
     ASSERT_TRUE(sense);
     EXPECT_EQ(sense->key, 5);
     EXPECT_FALSE(sense->additionalCode);
 }
 
-TEST(ScsiSense, OtherResponseCodesAreNoSense) {
+TEST(ScsiSense, OtherResponseCodesAreNotSenseData) {
     EXPECT_FALSE(senseOf({0x00, 0, 5}));
     EXPECT_FALSE(senseOf({0x6F, 0, 5}));
     EXPECT_FALSE(senseOf({0x74, 5}));
     EXPECT_FALSE(senseOf({0x7F, 0, 5}));
 }
 
-TEST(ScsiSense, NoBytesAreNoSense) {
+TEST(ScsiSense, NoBytesAreNotSenseData) {
     const unsigned char byte = 0x72;
     EXPECT_FALSE(vokReadScsiSense(&byte, 0));
     EXPECT_FALSE(vokReadScsiSense(nullptr, 18));

@@ -44,7 +44,7 @@ TEST(KernelHostAccess, IsTheDefault) {
     EXPECT_EQ(dynamic_cast<vokRootedHostAccess*>(&vokHostAccess()), nullptr);
 }
 
-TEST(KernelHostAccess, LeavesPathsAsTheyAre) {
+TEST(KernelHostAccess, LeavesPathsUnchanged) {
     vokKernelHostAccess host;
     EXPECT_EQ(host.path("/dev/ipmi0"), "/dev/ipmi0");
     EXPECT_EQ(host.commandPath("/opt/mev/vok/data/vok-mem.txt"), "/opt/mev/vok/data/vok-mem.txt");
@@ -65,7 +65,7 @@ TEST(KernelHostAccess, IoctlIsOneCallOnTheDescriptor) {
     ::close(ends[1]);
 }
 
-TEST(KernelHostAccess, WaitsForADeviceAlsoBeyondTheSizeOfASelectSet) {
+TEST(KernelHostAccess, WaitsForADeviceEvenBeyondTheSizeOfASelectSet) {
     vokKernelHostAccess host;
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
@@ -98,8 +98,8 @@ TEST(KernelHostAccess, RunsCommands) {
     EXPECT_EQ(host.runCommand("exit 3"), 3 << 8);
 }
 
-// A shell sleeps without end in its own "wait" when it was started with the signal blocked.
-TEST(KernelHostAccess, ACommandCanWaitForItsOwnChildrenAlthoughThisThreadBlocksTheirSignal) {
+// A shell that is started with the signal blocked never returns from its own "wait".
+TEST(KernelHostAccess, ACommandCanWaitForItsChildrenEvenIfThisThreadBlocksTheirSignal) {
     vokKernelHostAccess host;
     sigset_t childSignal;
     sigemptyset(&childSignal);
@@ -113,7 +113,7 @@ TEST(KernelHostAccess, ACommandCanWaitForItsOwnChildrenAlthoughThisThreadBlocksT
     EXPECT_EQ(sigismember(&now, SIGCHLD), 1) << "the thread itself still blocks it";
 }
 
-TEST(KernelHostAccess, TellsSystemFacts) {
+TEST(KernelHostAccess, ReportsSystemFacts) {
     vokKernelHostAccess host;
     utsname name{};
     EXPECT_EQ(host.systemName(&name), 0);
@@ -178,7 +178,7 @@ TEST(KernelHostAccess, StartsAThreadAndJoinsIt) {
 }
 
 TEST(KernelHostAccess, AThreadHasTheDefaultAttributes) {
-    // A stack larger than the address space can't be had.
+    // A stack larger than the address space can't be allocated.
     constexpr std::size_t all = ~std::size_t{0};
     pthread_attr_t attributes;
     ASSERT_EQ(::pthread_attr_init(&attributes), 0);
@@ -191,7 +191,7 @@ TEST(KernelHostAccess, AThreadHasTheDefaultAttributes) {
     EXPECT_EQ(host.startThread(&thread, body, nullptr), EAGAIN);
 }
 
-TEST(KernelHostAccess, TimedWaitEndsAtADeadlineThatIsOver) {
+TEST(KernelHostAccess, TimedWaitEndsAtAPastDeadline) {
     vokKernelHostAccess host;
     std::mutex mutex;
     std::condition_variable condition;
@@ -200,20 +200,20 @@ TEST(KernelHostAccess, TimedWaitEndsAtADeadlineThatIsOver) {
     EXPECT_EQ(host.timedWait(condition.native_handle(), mutex.native_handle(), &past), ETIMEDOUT);
 }
 
-TEST(RootedHostAccess, PutsTheRootInFrontOfEveryPath) {
+TEST(RootedHostAccess, PrefixesEveryPathWithTheRoot) {
     TemporaryDirectory root;
     vokRootedHostAccess host(root.path() + "/");
     EXPECT_EQ(host.path("/dev/ipmi0"), root.path() + "/dev/ipmi0");
     EXPECT_EQ(host.commandPath("/dev/ipmi0"), root.path() + "/dev/ipmi0");
 }
 
-TEST(RootedHostAccess, APathThatLacksItsFirstSlashNamesNoNeighbourOfTheRoot) {
+TEST(RootedHostAccess, APathWithoutLeadingSlashDoesNotNameASiblingOfTheRoot) {
     TemporaryDirectory root;
     vokRootedHostAccess host(root.path());
     EXPECT_EQ(host.path("vok.log"), root.path() + "/vok.log");
 }
 
-TEST(RootedHostAccess, ItsSystemLogLiesUnderTheRootForTheOwnerAlone) {
+TEST(RootedHostAccess, ItsSystemLogLiesUnderTheRootAndIsPrivate) {
     TemporaryDirectory root;
     vokRootedHostAccess host(root.path());
     host.systemLog(LOG_ERR, "[ERROR]  001 M: first");
@@ -255,7 +255,7 @@ TEST(RootedHostAccess, LooksForCommandsInItsOwnBinFirst) {
     EXPECT_EQ(host.runCommand("localcli > /dev/null"), 0);
 }
 
-TEST(RootedHostAccess, NeverRunsTheMachinesOwnModuleAndNodeCommands) {
+TEST(RootedHostAccess, NeverRunsTheMachinesModuleAndNodeCommands) {
     TemporaryDirectory root;
     vokRootedHostAccess host(root.path());
     EXPECT_NE(host.runCommand("modprobe --version > /dev/null 2>&1"), 0);
@@ -292,7 +292,7 @@ TEST(OpenHostRoot, SaysWhyARootCanNotBeUsed) {
     EXPECT_THAT(error, testing::HasSubstr("host-access module"));
 }
 
-TEST(OpenHostRoot, TakesAPlainDirectory) {
+TEST(OpenHostRoot, AcceptsAPlainDirectory) {
     TemporaryDirectory root;
     std::string error;
     const auto host = vokOpenHostRoot(root.path(), error);
@@ -300,7 +300,7 @@ TEST(OpenHostRoot, TakesAPlainDirectory) {
     EXPECT_EQ(host->path("/etc/x"), root.path() + "/etc/x");
 }
 
-TEST(ShellQuote, KeepsPlainWordsBare) {
+TEST(ShellQuote, LeavesPlainWordsUnquoted) {
     EXPECT_EQ(vokShellQuote("/opt/mev/vok/data/vok-mem.txt"), "/opt/mev/vok/data/vok-mem.txt");
     EXPECT_EQ(vokShellQuote(""), "''");
     EXPECT_EQ(vokShellQuote("a b"), "'a b'");
@@ -308,7 +308,7 @@ TEST(ShellQuote, KeepsPlainWordsBare) {
     EXPECT_EQ(vokShellQuote("a;b"), "'a;b'");
 }
 
-TEST(WaitFor, TellsTimeOutSignalAndAFailingClock) {
+TEST(WaitFor, ReportsTimeOutSignalAndAFailingClock) {
     const FakeHost host;
     auto& clock = host.part<FakeClock>();
     std::mutex mutex;
@@ -322,7 +322,7 @@ TEST(WaitFor, TellsTimeOutSignalAndAFailingClock) {
     EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::clockFailed);
 }
 
-TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
+TEST(WaitFor, AnIntervalBeyondTheClockIsClampedToItsEnd) {
     const FakeHost host;
     time_t deadlineSeconds = 0;
     host.part<FakeClock>().onTimedWait = [&](const timespec& deadline) {
@@ -336,7 +336,7 @@ TEST(WaitFor, AnIntervalBeyondTheClockWaitsUntilItsEnd) {
     EXPECT_EQ(deadlineSeconds, std::numeric_limits<time_t>::max());
 }
 
-TEST(WaitFor, AnIntervalBelowZeroIsOver) {
+TEST(WaitFor, ANegativeIntervalIsZero) {
     const FakeHost host;
     std::mutex mutex;
     std::condition_variable condition;
@@ -345,7 +345,7 @@ TEST(WaitFor, AnIntervalBelowZeroIsOver) {
     EXPECT_EQ(host.part<FakeClock>().waitedSeconds(), std::vector<long long>{0});
 }
 
-TEST(CommandStream, ReleasesItsStreamAndTellsTheStatusOnce) {
+TEST(CommandStream, ClosesItsStreamAndReturnsTheStatusOnce) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.onCommand = [](const std::string&, int& status) {

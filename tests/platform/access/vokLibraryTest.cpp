@@ -82,7 +82,7 @@ TEST_F(Library, WithoutOneSymbolStoresNoneAndNamesIt) {
     EXPECT_EQ(second, nullptr);
     EXPECT_EQ(library.missingSymbol(), "vendor_two");
     EXPECT_EQ(library.reason(), "undefined symbol");
-    EXPECT_TRUE(library);  // closed by its owner, who may log the failure before
+    EXPECT_TRUE(library);  // stays open until its owner closes it
     EXPECT_EQ(libraries.openCount(), 1);
 }
 
@@ -103,7 +103,7 @@ TEST_F(Library, AnEarlierReasonIsNotReported) {
     EXPECT_EQ(library.reason(), "");
 }
 
-TEST_F(Library, ASuccessfulCallForgetsTheReasonOfTheOneBefore) {
+TEST_F(Library, ASuccessfulCallClearsThePreviousReason) {
     libraries.failure = "no such file";
     vokLibrary library;
     EXPECT_FALSE(library.open("libnone.so", RTLD_NOW));
@@ -119,7 +119,7 @@ TEST_F(Library, OpeningAnotherClosesTheFirst) {
     EXPECT_EQ(libraries.openCount(), 1);
     EXPECT_TRUE(library.close());
     EXPECT_EQ(libraries.openCount(), 0);
-    EXPECT_TRUE(library.close());  // nothing is left to close
+    EXPECT_TRUE(library.close());  // already closed
     EXPECT_EQ(libraries.openCount(), 0);
 }
 
@@ -137,7 +137,7 @@ TEST_F(Library, MovesWithItsOwner) {
     EXPECT_EQ(libraries.openCount(), 0);
 }
 
-TEST_F(Library, IsLeftLoadedWhileACallbackMayRun) {
+TEST_F(Library, StaysLoadedWhileACallbackMayRun) {
     vokLibrary library;
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     vokLibrary::Hold callback = library.hold();
@@ -145,10 +145,10 @@ TEST_F(Library, IsLeftLoadedWhileACallbackMayRun) {
     EXPECT_FALSE(library);
     EXPECT_EQ(libraries.openCount(), 1);
     callback.release();
-    EXPECT_EQ(libraries.openCount(), 1);  // for the life of the process: the last call may still be returning
+    EXPECT_EQ(libraries.openCount(), 1);  // for the life of the process: the last call may still be running
 }
 
-TEST_F(Library, IsLeftLoadedByItsDestructorToo) {
+TEST_F(Library, StaysLoadedAfterItsDestructorToo) {
     vokLibrary::Hold callback;
     {
         vokLibrary library;
@@ -158,14 +158,14 @@ TEST_F(Library, IsLeftLoadedByItsDestructorToo) {
     EXPECT_EQ(libraries.openCount(), 1);
 }
 
-TEST_F(Library, IsClosedOnceTheLastHoldIsReleased) {
+TEST_F(Library, IsClosedAfterTheLastHoldIsReleased) {
     vokLibrary library;
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     std::optional<vokLibrary::Hold> one(library.hold());
     vokLibrary::Hold other = library.hold();
     one.reset();
     vokLibrary::Hold moved(std::move(other));
-    other.release();  // has nothing any more
+    other.release();  // moved from
     moved = library.hold();
     moved.release();
     moved.release();
@@ -173,7 +173,7 @@ TEST_F(Library, IsClosedOnceTheLastHoldIsReleased) {
     EXPECT_EQ(libraries.openCount(), 0);
 }
 
-TEST_F(Library, AHoldOfOneLoadingDoesNotKeepTheNext) {
+TEST_F(Library, AHoldOfAnEarlierLoadingDoesNotHoldTheNext) {
     vokLibrary library;
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
     const vokLibrary::Hold callback = library.hold();
@@ -183,7 +183,7 @@ TEST_F(Library, AHoldOfOneLoadingDoesNotKeepTheNext) {
     EXPECT_EQ(libraries.openCount(), 1);
 }
 
-TEST_F(Library, ThatIsNotOpenCanBeHeldForNothing) {
+TEST_F(Library, ThatIsNotOpenCanBeHeldWithoutEffect) {
     vokLibrary library;
     const vokLibrary::Hold nothing = library.hold();
     ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));

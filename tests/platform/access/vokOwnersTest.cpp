@@ -71,7 +71,7 @@ protected:
     DeviceHost* host;
 };
 
-TEST_F(Owner, OfADeviceOpensAsksAndClosesItThroughTheSeam) {
+TEST_F(Owner, OfADeviceOpensUsesAndClosesItThroughTheSeam) {
     {
         const vokDevice device("/dev/sg0", O_RDWR);
         EXPECT_TRUE(device);
@@ -83,7 +83,7 @@ TEST_F(Owner, OfADeviceOpensAsksAndClosesItThroughTheSeam) {
     EXPECT_EQ(host->calls, (Calls{"open /host/dev/sg0 2", "ioctl 50 8837", "wait 50", "close 50"}));
 }
 
-TEST_F(Owner, OfADeviceThatCanNotBeOpenedHasTheReasonAndClosesNothing) {
+TEST_F(Owner, OfADeviceThatCanNotBeOpenedSetsErrnoAndClosesNothing) {
     host->nextDescriptor = -1;
     {
         const vokDevice device("/dev/sg0", O_RDONLY);
@@ -100,7 +100,7 @@ TEST_F(Owner, OfADeviceThatCanNotBeOpenedHasTheReasonAndClosesNothing) {
     EXPECT_EQ(host->calls, (Calls{"open /host/dev/sg0 0"}));
 }
 
-TEST_F(Owner, OfADeviceClosesOnceWhoeverHasItLast) {
+TEST_F(Owner, OfADeviceClosesItOnceAfterMoves) {
     {
         vokDevice device("/dev/sg0", O_RDONLY);
         vokDevice other(std::move(device));
@@ -115,14 +115,14 @@ TEST_F(Owner, OfADeviceClosesOnceWhoeverHasItLast) {
     EXPECT_EQ(host->calls, (Calls{"open /host/dev/sg0 0", "open /host/dev/sg1 0", "close 50", "close 51"}));
 }
 
-TEST_F(Owner, OfADeviceLeavesErrnoAsItIs) {
+TEST_F(Owner, OfADevicePreservesErrno) {
     vokDevice device("/dev/sg0", O_RDONLY);
     errno = ETIMEDOUT;
     device.close();
     EXPECT_EQ(errno, ETIMEDOUT);
 }
 
-TEST_F(Owner, OfAnInterfaceListFreesWhatWasListed) {
+TEST_F(Owner, OfAnInterfaceListFreesIt) {
     ifaddrs entry{};
     host->listing = &entry;
     {
@@ -142,7 +142,7 @@ TEST_F(Owner, OfAnEmptyInterfaceListHasNothingToFree) {
     EXPECT_EQ(host->calls, (Calls{"list"}));
 }
 
-TEST_F(Owner, OfAListThatFailedIgnoresWhatWasLeftInThePointer) {
+TEST_F(Owner, OfAFailedListIgnoresThePointer) {
     ifaddrs entry{};
     host->listing = &entry;
     host->listingResult = -1;
@@ -182,13 +182,13 @@ TEST_F(WorkFile, CollectsTheOutputOfCommandsAndIsRemoved) {
     EXPECT_FALSE(root.exists("data/a list.txt"));
 }
 
-TEST_F(WorkFile, OfWhichNothingWasWrittenCanNotBeOpened) {
+TEST_F(WorkFile, WithoutAnyOutputCanNotBeOpened) {
     const vokWorkFile file("/data/list");
     EXPECT_FALSE(file.open());
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(WorkFile, WhatACrashLeftIsRemovedOrKept) {
+TEST_F(WorkFile, LeftOversOfACrashAreRemovedOrKept) {
     root.writeFile("data/list", "left over\n");
     {
         const vokWorkFile kept("/data/list", vokLeftOver::kept);
@@ -200,7 +200,7 @@ TEST_F(WorkFile, WhatACrashLeftIsRemovedOrKept) {
     EXPECT_FALSE(root.exists("data/list"));
 }
 
-TEST_F(WorkFile, AReplacedOneIsANewFileForRootAlone) {
+TEST_F(WorkFile, AReplacedFileIsNewAndPrivate) {
     root.writeFile("data/target", "of another user\n");
     ASSERT_EQ(::symlink((root.path() + "/data/target").c_str(), (root.path() + "/data/list").c_str()), 0);
     {
@@ -216,7 +216,7 @@ TEST_F(WorkFile, AReplacedOneIsANewFileForRootAlone) {
     EXPECT_FALSE(root.exists("data/list"));
 }
 
-TEST_F(WorkFile, WhatCanNotBeReplacedIsPlantedAndStays) {
+TEST_F(WorkFile, AFileThatCanNotBeReplacedIsPlantedAndStays) {
     root.writeFile("data/list/inside", "");
     {
         const vokWorkFile file("/data/list", vokLeftOver::replaced);
@@ -225,7 +225,7 @@ TEST_F(WorkFile, WhatCanNotBeReplacedIsPlantedAndStays) {
     EXPECT_TRUE(root.exists("data/list/inside"));
 }
 
-TEST_F(WorkFile, AMissingDirectoryIsNoPlantedFile) {
+TEST_F(WorkFile, AMissingDirectoryIsNotAPlantedFile) {
     const vokWorkFile file("/none/list", vokLeftOver::replaced);
     EXPECT_FALSE(file.isPlanted());
 }

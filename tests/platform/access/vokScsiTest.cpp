@@ -13,7 +13,7 @@
 namespace vokScsiTest {
 namespace {
 
-// A host whose one device keeps the header of each request and completes it as the test says.
+// A host whose only device records the header of each request and completes it with the test's function.
 class ScsiHost : public vokKernelHostAccess {
 public:
     struct Seen {
@@ -21,7 +21,7 @@ public:
         unsigned long request;
         sg_io_hdr_t header;
         std::vector<unsigned char> command;
-        std::vector<unsigned char> data;  // as it was at the call
+        std::vector<unsigned char> data;  // at the time of the call
     };
 
     int ioctlDevice(int descriptor, unsigned long request, void* argument) override {
@@ -47,7 +47,7 @@ protected:
     }
 
     // The unit serial number page (80h), into a buffer of 252 bytes.
-    vokScsiReply askForSerialNumber() {
+    vokScsiReply readSerialNumber() {
         vokScsiRequest request(vokScsiCommand({0x12, 0x01, 0x80, 0x00, 0xFC, 0x00}));
         request.data = data.data();
         request.dataSize = data.size();
@@ -58,13 +58,13 @@ protected:
     std::vector<unsigned char> data = std::vector<unsigned char>(252, 0xAA);
 };
 
-// What a SAS disk answers for page 80h.
+// The reply of a SAS disk for page 80h.
 constexpr unsigned char serialNumberPage[] = {0x00, 0x80, 0x00, 0x14, 0x53, 0x30, 0x4b, 0x35,
                                               0x4d, 0x59, 0x59, 0x34, 0x30, 0x30, 0x30, 0x30,
                                               0x4b, 0x36, 0x32, 0x38, 0x37, 0x32, 0x55, 0x52};
 
-TEST_F(Scsi, SendsOneRequestWithTheCommandAndTheRoomForItsAnswer) {
-    askForSerialNumber();
+TEST_F(Scsi, SendsOneRequestWithTheCommandAndTheBufferForItsReply) {
+    readSerialNumber();
     ASSERT_EQ(host->seen.size(), 1u);
     const ScsiHost::Seen& seen = host->seen[0];
     EXPECT_EQ(seen.descriptor, 7);
@@ -89,11 +89,11 @@ TEST_F(Scsi, TheSenseBufferIsClearAtTheCall) {
         sense.assign(header.sbp, header.sbp + header.mx_sb_len);
         return 0;
     };
-    askForSerialNumber();
+    readSerialNumber();
     EXPECT_EQ(sense, std::vector<unsigned char>(32, 0));
 }
 
-TEST_F(Scsi, ACommandOfSixteenBytesAndATimeOutOfItsOwn) {
+TEST_F(Scsi, ACommandMayHaveSixteenBytesAndAnotherTimeOut) {
     vokScsiRequest request(vokScsiCommand(
         {0x85, 0x08, 0x0E, 0x00, 0x00, 0x00, 0x01, 0x00, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x2F, 0x00}));
     request.data = data.data();
@@ -109,7 +109,7 @@ TEST_F(Scsi, ACommandOfSixteenBytesAndATimeOutOfItsOwn) {
     EXPECT_EQ(data[200], 0xAA);  // beyond the transfer
 }
 
-TEST_F(Scsi, DataForTheDeviceArriveAsTheyAre) {
+TEST_F(Scsi, DataForTheDeviceAreSentUnchanged) {
     vokScsiRequest request(vokScsiCommand({0x15, 0x10, 0x00, 0x00, 0x04, 0x00}));
     request.direction = vokScsiDirection::toDevice;
     unsigned char parameters[] = {1, 2, 3, 4};
@@ -143,13 +143,13 @@ TEST_F(Scsi, WithoutABufferNothingIsTransferred) {
     EXPECT_EQ(host->seen[0].header.dxfer_len, 0u);
 }
 
-TEST_F(Scsi, AGoodReplyHasAllButTheResidual) {
+TEST_F(Scsi, AGoodReplyHasTheDataWithoutTheResidual) {
     host->complete = [](sg_io_hdr_t& header) {
         std::memcpy(header.dxferp, serialNumberPage, sizeof(serialNumberPage));
         header.resid = 252 - 24;
         return 0;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_TRUE(reply.wasSent());
     EXPECT_TRUE(reply.isGood());
     EXPECT_EQ(reply.result, 0);
@@ -162,7 +162,7 @@ TEST_F(Scsi, AGoodReplyHasAllButTheResidual) {
     EXPECT_EQ(data[24], 0);
 }
 
-TEST_F(Scsi, ARequestThatCouldNotBeSentHasTheReasonAndNothingElse) {
+TEST_F(Scsi, AFailedRequestHasOnlyItsErrorNumber) {
     host->complete = [](sg_io_hdr_t& header) {
         header.info = 1;
         header.status = 2;
@@ -171,7 +171,7 @@ TEST_F(Scsi, ARequestThatCouldNotBeSentHasTheReasonAndNothingElse) {
         errno = ENODEV;
         return -1;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_FALSE(reply.wasSent());
     EXPECT_FALSE(reply.isGood());
     EXPECT_EQ(reply.result, -1);
@@ -187,11 +187,11 @@ TEST_F(Scsi, AnInterruptedRequestIsNotRepeated) {
         errno = EINTR;
         return -1;
     };
-    EXPECT_EQ(askForSerialNumber().error, EINTR);
+    EXPECT_EQ(readSerialNumber().error, EINTR);
     EXPECT_EQ(host->seen.size(), 1u);
 }
 
-TEST_F(Scsi, ACheckConditionHasItsStatusesAndItsSenseBytes) {
+TEST_F(Scsi, ACheckConditionHasItsStatusesAndSenseBytes) {
     constexpr unsigned char sense[] = {0x70, 0, 0x05, 0, 0, 0, 0, 0x0A, 0, 0, 0, 0, 0x24, 0, 0, 0, 0, 0};
     host->complete = [&sense](sg_io_hdr_t& header) {
         header.info = SG_INFO_CHECK;
@@ -204,7 +204,7 @@ TEST_F(Scsi, ACheckConditionHasItsStatusesAndItsSenseBytes) {
         header.resid = 252;
         return 0;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_TRUE(reply.wasSent());
     EXPECT_FALSE(reply.isGood());
     EXPECT_EQ(reply.info, 1u);
@@ -219,12 +219,12 @@ TEST_F(Scsi, ACheckConditionHasItsStatusesAndItsSenseBytes) {
     EXPECT_EQ(reply.senseText(), " 70 00 05 00 00 00 00 0a 00 00 00 00 24 00 00 00 00 00");
 }
 
-TEST_F(Scsi, OtherBitsOfTheInformationAreNoFailure) {
+TEST_F(Scsi, OtherBitsOfTheInformationAreNotAFailure) {
     host->complete = [](sg_io_hdr_t& header) {
         header.info = SG_INFO_DIRECT_IO;
         return 0;
     };
-    EXPECT_TRUE(askForSerialNumber().isGood());
+    EXPECT_TRUE(readSerialNumber().isGood());
 }
 
 TEST_F(Scsi, SenseBytesBeyondTheBufferAreNotCounted) {
@@ -233,32 +233,32 @@ TEST_F(Scsi, SenseBytesBeyondTheBufferAreNotCounted) {
         header.sb_len_wr = 255;
         return 0;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_EQ(reply.senseSize, 32u);
     EXPECT_EQ(reply.sense[31], 0x72);
 }
 
-TEST_F(Scsi, ANegativeResidualIsNoMoreThanAllOfTheData) {
+TEST_F(Scsi, ANegativeResidualCountsAsZero) {
     host->complete = [](sg_io_hdr_t& header) {
         header.resid = -8;
         return 0;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_EQ(reply.residual, 0u);
     EXPECT_EQ(reply.received, 252u);
 }
 
-TEST_F(Scsi, AResidualAboveTheLengthLeavesNothing) {
+TEST_F(Scsi, AResidualAboveTheLengthIsClampedToIt) {
     host->complete = [](sg_io_hdr_t& header) {
         header.resid = 253;
         return 0;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_EQ(reply.residual, 252u);
     EXPECT_EQ(reply.received, 0u);
 }
 
-TEST_F(Scsi, ALengthThatWasChangedOnTheWayIsNotBelieved) {
+TEST_F(Scsi, LengthsThatTheDriverChangedAreIgnored) {
     host->complete = [](sg_io_hdr_t& header) {
         header.dxfer_len = 0xFFFFFFFF;
         header.mx_sb_len = 255;
@@ -267,13 +267,13 @@ TEST_F(Scsi, ALengthThatWasChangedOnTheWayIsNotBelieved) {
         header.resid = 0;
         return 0;
     };
-    const vokScsiReply reply = askForSerialNumber();
+    const vokScsiReply reply = readSerialNumber();
     EXPECT_EQ(reply.dataSize, 252u);
     EXPECT_EQ(reply.received, 252u);
     EXPECT_EQ(reply.senseSize, 32u);
 }
 
-TEST(ScsiCompletion, OfACallersHeaderIsClampedByItsOwnRoomForSense) {
+TEST(ScsiCompletion, OfACallersHeaderIsClampedToItsSenseBuffer) {
     unsigned char sense[8] = {0x72, 0x0B, 0, 0, 0, 0, 0, 0};
     sg_io_hdr_t header{};
     header.sbp = sense;

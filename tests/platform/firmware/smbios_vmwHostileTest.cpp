@@ -1,5 +1,5 @@
-// Tables that lie: whatever they say, only bytes of the table are read, and what is not there has its told
-// value. Meant to be run under the address sanitizer too.
+// Malformed tables: only bytes of the table are read, and missing fields have their documented values. To be
+// run under the address sanitizer too.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <syslog.h>
@@ -46,13 +46,13 @@ std::string bytes(std::initializer_list<unsigned> values) {
 
 // --- strings ---
 
-TEST(SmBiosString, OfNumberZeroIsUndefined) {
+TEST(SmBiosString, WithNumberZeroIsUndefined) {
     SmBiosTable table;
     table.add(SmBiosTable::slot("Slot 1", "0000:3b:00.0").put8(4, 0));
     EXPECT_STREQ(recordsIn<DmiSystemSlot>(table)[0].designation, "Undefined");
 }
 
-TEST(SmBiosString, BeyondTheLastIsUndefined) {
+TEST(SmBiosString, AfterTheLastIsUndefined) {
     for (const unsigned number : {2u, 3u, 255u}) {
         SmBiosTable table;
         table.add(SmBiosTable::slot("Slot 1", "0000:3b:00.0").put8(4, number))
@@ -67,7 +67,7 @@ TEST(SmBiosString, OfAStructureWithoutStringsIsUndefined) {
     EXPECT_STREQ(recordsIn<DmiSystemSlot>(table)[0].designation, "Undefined");
 }
 
-TEST(SmBiosString, HasAPointForEachByteThatIsNotPrintable) {
+TEST(SmBiosString, HasADotForEachUnprintableByte) {
     SmBiosTable table;
     table.addSlot(" ~\x1F\x7F\x80\xFF\x01\t\nA", "0000:3b:00.0");
     EXPECT_STREQ(recordsIn<DmiSystemSlot>(table)[0].designation, " ~.......A");
@@ -76,7 +76,7 @@ TEST(SmBiosString, HasAPointForEachByteThatIsNotPrintable) {
     EXPECT_STREQ(again.begin()->designation, " ~.......A");
 }
 
-TEST(SmBiosString, LongerThanItsFieldIsCutWithItsNul) {
+TEST(SmBiosString, LongerThanItsFieldIsCutAndNulTerminated) {
     const std::string longText(1000, 'x');
     SmBiosTable table;
     table.addSlot(longText, "0000:3b:00.0").addOnboardDevice(longText, "0000:3c:00.0");
@@ -95,11 +95,10 @@ TEST(SmBiosString, LongerThanItsFieldIsCutWithItsNul) {
     EXPECT_EQ(record.family, std::string(63, 'x'));
 }
 
-TEST(SmBiosString, WithoutAnEndIsCutWhereTheTableEnds) {
+TEST(SmBiosString, WithoutAnEndIsCutAtTheTablesEnd) {
     SmBiosTable table;
     table.addSlot("Slot 1", "0000:3b:00.0");
-    // The two zero bytes, one of them, and then characters are missing, first in the length, then in the
-    // data.
+    // One zero byte, both, and then characters are missing, first in the length, then in the data.
     for (const std::size_t missing : {1, 2, 4}) {
         const std::string expected = missing == 4 ? "Slot" : "Slot 1";
         EXPECT_EQ(recordsIn<DmiSystemSlot>(table, table.size() - missing)[0].designation, expected)
@@ -110,7 +109,7 @@ TEST(SmBiosString, WithoutAnEndIsCutWhereTheTableEnds) {
     }
 }
 
-TEST(SmBiosString, BehindTheTableIsUndefined) {
+TEST(SmBiosString, BeyondTheTableIsUndefined) {
     SmBiosTable table;
     table.add(SmBiosTable::slot("Slot 1", "0000:3b:00.0").claimLength(255));
     const auto slots = recordsIn<DmiSystemSlot>(table);
@@ -121,7 +120,7 @@ TEST(SmBiosString, BehindTheTableIsUndefined) {
 
 // --- lengths and ends ---
 
-TEST(SmBiosTable, OfALengthBeyondTheDataEndsWithTheData) {
+TEST(SmBiosTable, WithALengthBeyondTheDataEndsWithTheData) {
     SmBiosTable table;
     table.addSlot("Slot 1", "0000:3b:00.0").addSlot("Slot 2", "0000:3c:00.0");
     const auto slots = recordsIn<DmiSystemSlot>(table, 65535);
@@ -129,13 +128,13 @@ TEST(SmBiosTable, OfALengthBeyondTheDataEndsWithTheData) {
     EXPECT_STREQ(slots[1].designation, "Slot 2");
 }
 
-TEST(SmBiosTable, OfLengthZeroHasNoRecords) {
+TEST(SmBiosTable, WithLengthZeroHasNoRecords) {
     SmBiosTable table;
     table.addSlot("Slot 1", "0000:3b:00.0");
     EXPECT_TRUE(recordsIn<DmiSystemSlot>(table, 0).empty());
 }
 
-TEST(SmBiosTable, OfAnEntryPointThatTheDataCutsOffHasNoRecords) {
+TEST(SmBiosTable, WithATruncatedEntryPointHasNoRecords) {
     SmBiosTable table;
     const std::string entryPoint = table.addSlot("Slot 1", "0000:3b:00.0").contents().substr(0, 31);
     for (const std::size_t length : {4, 5, 6, 22, 23, 24, 30, 31}) {
@@ -160,13 +159,13 @@ TEST(SmBiosTable, WithoutASingleZeroByteIsOneStructure) {
     EXPECT_STREQ(slots[0].designation, "Undefined") << "the ninth of strings that never end";
 }
 
-TEST(SmBiosTable, WithoutATerminatorKeepsTheStringsThatItHas) {
+TEST(SmBiosTable, WithoutATerminatorKeepsItsStrings) {
     SmBiosTable table;
     table.addRaw(bytes({9, 13, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}) + std::string(65536 - 31 - 13, 'y'));
     EXPECT_EQ(recordsIn<DmiSystemSlot>(table, 65535)[0].designation, std::string(127, 'y'));
 }
 
-TEST(SmBiosTable, FullOfTheSmallestStructuresGivesThemAll) {
+TEST(SmBiosTable, FullOfTheSmallestStructuresReturnsThemAll) {
     SmBiosTable table;
     for (int i = 0; i < 10917; ++i) table.addRaw(bytes({41, 4, 0, 0, 0, 0}));
     const auto devices = recordsIn<DmiOnboardDeviceEx>(table);
@@ -174,7 +173,7 @@ TEST(SmBiosTable, FullOfTheSmallestStructuresGivesThemAll) {
     EXPECT_STREQ(devices.back().designation, "Undefined");
 }
 
-TEST(SmBiosStructureLength, BelowFourIsSteppedOverLikeAnyOther) {
+TEST(SmBiosStructureLength, BelowFourIsHandledLikeAnyOther) {
     for (const unsigned length : {0u, 1u, 2u, 3u}) {
         SmBiosTable table;
         table.addRaw(bytes({9, length, 'a', 'b', 0, 0})).addSlot("Slot 2", "0000:3c:00.0");
@@ -187,7 +186,7 @@ TEST(SmBiosStructureLength, BelowFourIsSteppedOverLikeAnyOther) {
     }
 }
 
-// Its strings begin with its own head, so that making them printable changes its type and its length.
+// The strings overlap the structure's own head, so that making them printable changes its type and length.
 TEST(SmBiosStructureLength, OfZeroOrOneLeavesTheOtherRecordsAlone) {
     for (const unsigned length : {0u, 1u}) {
         SmBiosTable table;
@@ -196,7 +195,7 @@ TEST(SmBiosStructureLength, OfZeroOrOneLeavesTheOtherRecordsAlone) {
         const auto slots = recordsIn<DmiSystemSlot>(table);
         ASSERT_EQ(slots.size(), 31u);
         EXPECT_STREQ(slots[30].designation, "Slot");
-        // Whatever the table says now, it says it without harm.
+        // The changed table can still be read safely.
         vokSmBiosRecords<DmiSystemSlot> again;
         EXPECT_EQ(again.fetch(), 0);
         EXPECT_GE(again.end() - again.begin(), 29);
@@ -209,7 +208,7 @@ TEST(SmBiosStructureLength, BeyondTheTableEndsTheWalk) {
     EXPECT_TRUE(recordsIn<DmiSystemSlot>(table).empty());
 }
 
-TEST(SmBiosStructure, WhoseHeadIsCutOffIsNone) {
+TEST(SmBiosStructure, WithATruncatedHeadIsIgnored) {
     for (const std::size_t left : {1, 2, 3}) {
         SmBiosTable table;
         table.addSlot("Slot 1", "0000:3b:00.0");
@@ -219,7 +218,7 @@ TEST(SmBiosStructure, WhoseHeadIsCutOffIsNone) {
     }
 }
 
-TEST(SmBiosStructure, WhoseFormattedPartIsCutOffHasZeroForWhatIsNotThere) {
+TEST(SmBiosStructure, WithATruncatedFormattedPartHasZeroForMissingFields) {
     SmBiosTable table;
     table.addSlot("Slot 1", "1234:3b:00.1");
     for (std::size_t length = 4; length < 17; ++length) {
@@ -233,7 +232,7 @@ TEST(SmBiosStructure, WhoseFormattedPartIsCutOffHasZeroForWhatIsNotThere) {
     }
 }
 
-TEST(SmBiosStructure, OfTheSystemCutOffAnywhereIsReadAsFarAsItGoes) {
+TEST(SmBiosStructure, OfTheSystemTruncatedAnywhereIsReadAsFarAsItGoes) {
     SmBiosTable table;
     table.addSystem("Maker", "7711PID02020001");
     const std::size_t family = table.size() - 1 - std::string("7711PID02020001").size() - 1;
@@ -251,7 +250,7 @@ TEST(SmBiosStructure, OfTheSystemCutOffAnywhereIsReadAsFarAsItGoes) {
     }
 }
 
-TEST(SmBiosStructure, OfOneAtTheVeryEndOfAFullBufferIsReadInsideIt) {
+TEST(SmBiosStructure, AtTheVeryEndOfAFullBufferIsReadWithinIt) {
     for (const std::size_t left : {4, 5, 13, 16}) {
         SmBiosTable table;
         table.addRaw(bytes({85, 4, 0, 0}) + std::string(65536 - 31 - 4 - 2 - left, 'x') + bytes({0, 0}));
@@ -261,10 +260,10 @@ TEST(SmBiosStructure, OfOneAtTheVeryEndOfAFullBufferIsReadInsideIt) {
     }
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they end the process instead
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which abort instead of returning null
 namespace {
 
-// Room for little more than the process has now.
+// Allows `bytesMore` in addition to the process's present memory.
 void limitMemory(rlim_t bytesMore) {
     std::ifstream status("/proc/self/statm");
     rlim_t pages = 0;
@@ -275,7 +274,7 @@ void limitMemory(rlim_t bytesMore) {
     ASSERT_EQ(::setrlimit(RLIMIT_AS, &limit), 0);
 }
 
-void expectNoMemoryTold(unsigned char type, const std::string& text) {
+void expectOutOfMemoryLogged(unsigned char type, const std::string& text) {
     SmBiosTable table;
     for (int i = 0; i < 10917; ++i) table.addRaw(bytes({type, 4, 0, 0, 0, 0}));
     const auto host = openTable(table.contents());
@@ -292,16 +291,16 @@ void expectNoMemoryTold(unsigned char type, const std::string& text) {
 
 }  // namespace
 
-TEST(SmBiosMemory, ThatIsNotThereForSystemRecordsIsTold) {
-    expectNoMemoryTold(1, "Malloc failed for SystemInfo table with SystemInfo : 0x0 ");
+TEST(SmBiosMemory, MissingForSystemRecordsIsLogged) {
+    expectOutOfMemoryLogged(1, "Malloc failed for SystemInfo table with SystemInfo : 0x0 ");
 }
 
-TEST(SmBiosMemory, ThatIsNotThereForSlotsIsTold) {
-    expectNoMemoryTold(9, "Malloc failed for SystemSlots table with pSlotTbl : 0x0 ");
+TEST(SmBiosMemory, MissingForSlotsIsLogged) {
+    expectOutOfMemoryLogged(9, "Malloc failed for SystemSlots table with pSlotTbl : 0x0 ");
 }
 
-TEST(SmBiosMemory, ThatIsNotThereForOnboardDevicesIsTold) {
-    expectNoMemoryTold(41, "Malloc failed for Onboard Devices Extended Info table with pDevice : 0x0");
+TEST(SmBiosMemory, MissingForOnboardDevicesIsLogged) {
+    expectOutOfMemoryLogged(41, "Malloc failed for Onboard Devices Extended Info table with pDevice : 0x0");
 }
 #endif
 

@@ -89,7 +89,7 @@ TEST(SmBiosInit, FailsWithTheErrorOfTheRead) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(SmBiosInit, FailsWithoutAnEntryPointAndSaysThatThereIsNoData) {
+TEST(SmBiosInit, FailsWithoutAnEntryPointAndReportsThatThereIsNoData) {
     for (const std::string& contents : {std::string(), std::string("_SM"), std::string(65536, '\0')}) {
         hostWith(contents);
         EXPECT_EQ(SmBiosInit(), -1);
@@ -99,7 +99,7 @@ TEST(SmBiosInit, FailsWithoutAnEntryPointAndSaysThatThereIsNoData) {
     }
 }
 
-TEST(SmBiosInit, AHostWithTheSixtyFourBitEntryPointAloneFails) {
+TEST(SmBiosInit, FailsWithOnlyTheSixtyFourBitEntryPoint) {
     std::string contents(24, '\0');
     contents.replace(0, 5, "_SM3_");
     contents[6] = 24;
@@ -108,7 +108,7 @@ TEST(SmBiosInit, AHostWithTheSixtyFourBitEntryPointAloneFails) {
     EXPECT_EQ(SmBiosInit(), -1);
 }
 
-TEST(SmBiosInit, FindsTheEntryPointBehindOtherBytes) {
+TEST(SmBiosInit, FindsTheEntryPointAfterOtherBytes) {
     hostWith(std::string(0x1A4, 'x') + oneSlot().contents());
     EXPECT_EQ(SmBiosInit(), 0);
     EXPECT_EQ(slotDesignations(), Texts{"Slot 1"});
@@ -121,7 +121,7 @@ TEST(SmBiosInit, LooksForTheEntryPointInStepsOfFourBytesOnly) {
     }
 }
 
-TEST(SmBiosInit, TheFirstOfTwoEntryPointsCounts) {
+TEST(SmBiosInit, UsesTheFirstOfTwoEntryPoints) {
     SmBiosTable second;
     second.addSlot("Slot of the second", "0000:01:00.0");
     std::string first = oneSlot().contents();
@@ -131,7 +131,7 @@ TEST(SmBiosInit, TheFirstOfTwoEntryPointsCounts) {
     EXPECT_EQ(slotDesignations(), Texts{"Slot 1"});
 }
 
-TEST(SmBiosInit, TheTableStandsRightBehindTheEntryPointWhateverAddressThatHolds) {
+TEST(SmBiosInit, TheTableFollowsTheEntryPointAndTheAddressInItIsIgnored) {
     std::string contents = oneSlot().contents();
     contents.replace(0x18, 4, "\x00\x60\x2F\x7A", 4);
     hostWith(contents);
@@ -139,7 +139,7 @@ TEST(SmBiosInit, TheTableStandsRightBehindTheEntryPointWhateverAddressThatHolds)
     EXPECT_EQ(slotDesignations(), Texts{"Slot 1"});
 }
 
-TEST(SmBiosInit, TheEntryPointSaysItsOwnLength) {
+TEST(SmBiosInit, TheEntryPointHoldsItsOwnLength) {
     std::string contents = oneSlot().contents();
     contents[5] = 40;
     contents.insert(31, std::string(9, '\x7F'));
@@ -148,18 +148,18 @@ TEST(SmBiosInit, TheEntryPointSaysItsOwnLength) {
     EXPECT_EQ(slotDesignations(), Texts{"Slot 1"});
 }
 
-TEST(SmBiosInit, ReadsTheFirst65536BytesAlone) {
+TEST(SmBiosInit, ReadsOnlyTheFirst65536Bytes) {
     SmBiosTable table;
     table.addRaw(std::string("\x55\x04\x00\x00", 4) + std::string(65536 - 31 - 4 - 2 - 17, 'x') +
                  std::string(2, '\0'));
-    table.addSlot("Slot behind the end", "0000:3b:00.0");
-    ASSERT_EQ(table.contents(65535).size(), 65536 + std::string("Slot behind the end").size() + 2);
+    table.addSlot("Slot after the end", "0000:3b:00.0");
+    ASSERT_EQ(table.contents(65535).size(), 65536 + std::string("Slot after the end").size() + 2);
     hostWith(table.contents(65535));
     EXPECT_EQ(SmBiosInit(), 0);
     EXPECT_EQ(slotDesignations(), Texts{"Undefined"});
 }
 
-TEST(SmBiosInit, ASecondCallFindsTheTableOpen) {
+TEST(SmBiosInit, ASecondCallKeepsTheTable) {
     const auto host = hostWith(oneSlot().contents());
     EXPECT_EQ(SmBiosInit(), 0);
     std::filesystem::remove(host.path(SmBiosTable::deviceFile));
@@ -184,7 +184,7 @@ TEST(SmBiosDeinit, MayBeFollowedByAnotherInit) {
 
 // --- fetching ---
 
-TEST(SmBiosRecords, OfATableThatIsNotOpenAreNotThereAndTheOutputsAreCleared) {
+TEST(SmBiosRecords, OfATableThatIsNotHeldAreMissingAndTheOutputsAreCleared) {
     const FakeHost host;
     int something = 0;
     void* records = &something;
@@ -205,7 +205,7 @@ TEST(SmBiosRecords, WithoutAStructureOfTheTypeAreAFailure) {
     EXPECT_EQ(count, 0u);
 }
 
-TEST(SmBiosRecords, OfAnotherTypeThanTheThreeAreAFailureAlsoWhereThereAreSome) {
+TEST(SmBiosRecords, OfATypeOtherThanTheThreeAreAFailureEvenIfThereAreSome) {
     SmBiosTable table = oneSlot();
     table.add(SmBiosStructure(17, 40)).addEnd();
     hostWith(table.contents());
@@ -217,7 +217,7 @@ TEST(SmBiosRecords, OfAnotherTypeThanTheThreeAreAFailureAlsoWhereThereAreSome) {
     }
 }
 
-TEST(SmBiosRecords, ComeInTableOrderAndTheCountMayBeLeftOut) {
+TEST(SmBiosRecords, AreInTableOrderAndTheCountMayBeNull) {
     SmBiosTable table;
     table.addSlot("b", "0000:01:00.0").addOnboardDevice("x", "0000:02:00.0").addSlot("a", "0000:03:00.0");
     hostWith(table.contents());
@@ -230,15 +230,15 @@ TEST(SmBiosRecords, ComeInTableOrderAndTheCountMayBeLeftOut) {
     std::free(records);
 }
 
-TEST(SmBiosRecords, BehindTheEndOfTableMarkerCountToo) {
+TEST(SmBiosRecords, AfterTheEndOfTableMarkerCountToo) {
     SmBiosTable table = oneSlot();
-    table.addEnd().addSlot("Slot behind the marker", "0000:3c:00.0");
+    table.addEnd().addSlot("Slot after the marker", "0000:3c:00.0");
     hostWith(table.contents());
     ASSERT_EQ(SmBiosInit(), 0);
-    EXPECT_EQ(slotDesignations(), (Texts{"Slot 1", "Slot behind the marker"}));
+    EXPECT_EQ(slotDesignations(), (Texts{"Slot 1", "Slot after the marker"}));
 }
 
-TEST(SmBiosRecords, EndWhereTheEntryPointSaysThatTheTableEnds) {
+TEST(SmBiosRecords, EndAtTheTableLengthInTheEntryPoint) {
     SmBiosTable table = oneSlot();
     const std::size_t first = table.size();
     table.addSlot("Slot 2", "0000:3c:00.0");
@@ -247,7 +247,7 @@ TEST(SmBiosRecords, EndWhereTheEntryPointSaysThatTheTableEnds) {
     EXPECT_EQ(slotDesignations(), Texts{"Slot 1"});
 }
 
-TEST(SmBiosRecords, AreFoundBehindKilobytesOfZeros) {
+TEST(SmBiosRecords, AreFoundAfterKilobytesOfZeros) {
     SmBiosTable table = oneSlot();
     table.addEnd()
         .addRaw(std::string(20000, '\0'))
@@ -258,7 +258,7 @@ TEST(SmBiosRecords, AreFoundBehindKilobytesOfZeros) {
     EXPECT_EQ(slotDesignations(), (Texts{"Slot 1", "Slot 2"}));
 }
 
-TEST(SmBiosRecords, FirstStructureMayBeOfAnyType) {
+TEST(SmBiosRecords, MayFollowAFirstStructureOfAnyType) {
     SmBiosTable table;
     table.add(SmBiosStructure(219, 106).text(4, "vendor")).addSlot("Slot 1", "0000:3b:00.0");
     hostWith(table.contents());
@@ -266,7 +266,7 @@ TEST(SmBiosRecords, FirstStructureMayBeOfAnyType) {
     EXPECT_EQ(slotDesignations(), Texts{"Slot 1"});
 }
 
-TEST(SmBiosRecords, AreReadByManyThreadsAtOnceAlsoWhileTheTableIsGivenBack) {
+TEST(SmBiosRecords, AreReadByManyThreadsAtOnceEvenWhileTheTableIsReleased) {
     SmBiosTable table;
     for (int i = 0; i < 50; ++i) table.addSlot("Sl\x01t", "0000:3b:00.0");
     hostWith(table.contents());
@@ -321,7 +321,7 @@ TEST(SystemSlot, OfLength13HasNoAddress) {
     EXPECT_STREQ(slots[0].designation, ".;.");
 }
 
-TEST(SystemSlot, OfLength14HasItsAddressReadOutOfItsStrings) {
+TEST(SystemSlot, OfLength14HasItsAddressReadFromItsStrings) {
     SmBiosTable table;
     table.add(SmBiosTable::slot("ABCDEF", "0012:00:00.0", 14));
     const auto slots = recordsIn<DmiSystemSlot>(table.contents());
@@ -331,8 +331,9 @@ TEST(SystemSlot, OfLength14HasItsAddressReadOutOfItsStrings) {
     EXPECT_EQ(slots[0].devFuncNum, 0x43);
 }
 
-// Made printable in the table itself: once the designation is read, its bytes are points for all who look.
-TEST(SystemSlot, OfLength14HasPointsInItsAddressForBytesOfItsStringsThatAreNotPrintable) {
+// Strings are made printable in the table itself: after the designation is read, its bytes are dots for every
+// reader.
+TEST(SystemSlot, OfLength14HasDotsInItsAddressForUnprintableBytesOfItsStrings) {
     SmBiosTable table;
     table.add(SmBiosTable::slot("\xC3\x01\x02Slot", "0012:00:00.0", 14));
     recordsIn<DmiSystemSlot>(table.contents());
@@ -344,7 +345,7 @@ TEST(SystemSlot, OfLength14HasPointsInItsAddressForBytesOfItsStringsThatAreNotPr
     EXPECT_EQ(slots[0].devFuncNum, 0x2E);
 }
 
-TEST(SystemSlot, OfLength16HasTheLastByteOfItsAddressReadOutOfItsStrings) {
+TEST(SystemSlot, OfLength16HasTheLastByteOfItsAddressReadFromItsStrings) {
     SmBiosTable table;
     table.add(SmBiosTable::slot("ABCDEF", "0001:3b:00.0", 16));
     const auto slots = recordsIn<DmiSystemSlot>(table.contents());
@@ -388,7 +389,7 @@ TEST(OnboardDevice, HasEachFieldFromItsBytes) {
 
 namespace {
 
-// Ten strings' worth of system record, of any length.
+// A system record with all its strings, of any length.
 SmBiosStructure systemOf(std::size_t length) {
     SmBiosStructure system(1, length);
     system.handle(0x0102).text(4, "Maker").text(5, "Machine").text(6, "Rev A").text(7, "SN42");
@@ -428,7 +429,7 @@ TEST(SystemInfo, HasEachFieldFromItsBytes) {
     EXPECT_STREQ(system.family, "7711PID02020001");
 }
 
-TEST(SystemInfo, BelowLength8HasItsHeadAlone) {
+TEST(SystemInfo, BelowLength8HasOnlyItsHead) {
     const DmiSystemInfo system = systemRecord(systemOf(7));
     EXPECT_EQ(system.type, 1);
     EXPECT_EQ(system.length, 7);
@@ -447,12 +448,12 @@ TEST(SystemInfo, FromLength8To24HasItsFourStringsAndNothingElse) {
         EXPECT_STREQ(system.serialNumber, "SN42");
         EXPECT_STREQ(system.uuid, "");
         EXPECT_EQ(system.wakeUpType, 0);
-        EXPECT_STREQ(system.skuNumber, "") << "the point stands for a number only where there is a UUID";
+        EXPECT_STREQ(system.skuNumber, "") << "the dot replaces the number only if there is a UUID";
         EXPECT_STREQ(system.family, "");
     }
 }
 
-TEST(SystemInfo, OfLength25And26HasAPointForItsSkuNumberAndNoFamily) {
+TEST(SystemInfo, OfLength25And26HasADotForItsSkuNumberAndNoFamily) {
     for (const std::size_t length : {25, 26}) {
         const DmiSystemInfo system = systemRecord(systemOf(length));
         EXPECT_STREQ(system.uuid, "a3a2a1a0-a5a4-a7a6-a8a9-aaabacadaeaf");
@@ -462,14 +463,14 @@ TEST(SystemInfo, OfLength25And26HasAPointForItsSkuNumberAndNoFamily) {
     }
 }
 
-TEST(SystemInfo, WithoutAFamilyStringIsOfTheUndefinedFamily) {
+TEST(SystemInfo, WithoutAFamilyStringHasTheUndefinedFamily) {
     EXPECT_STREQ(systemRecord(systemOf(27).put8(26, 0)).family, "Undefined");
 }
 
 TEST(SystemUuid, ThirdGroupOfD011SwapsThreeGroups) {
     EXPECT_EQ(uuidOf("\x01\x02\x03\x04\x05\x06\x11\xD0\x09\x0A\x0B\x0C\x0D\x0E\x0F\x10"),
               "01020304-0506-11d0-090a-0b0c0d0e0f10");
-    // Further bits beside those of d011, as long as not all of 11d0 are among them.
+    // Further bits besides those of d011, as long as they don't include all of 11d0.
     EXPECT_EQ(uuidOf("\x01\x02\x03\x04\x05\x06\x3F\xFE\x09\x0A\x0B\x0C\x0D\x0E\x0F\x10"),
               "01020304-0506-3ffe-090a-0b0c0d0e0f10");
 }

@@ -1,4 +1,4 @@
-// The walk over a table in memory. What the records hold is pinned by the tests of smbios_vmw.
+// The walk over a table in memory. The tests of smbios_vmw cover the content of the records.
 #include "platform/firmware/vokSmBiosTable.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ unsigned char* bytesOf(std::string& text) {
 
 }  // namespace
 
-TEST(SmBiosTableInMemory, WithoutAnEntryPointNoneIsFound) {
+TEST(SmBiosTableInMemory, WithoutAnEntryPointIsNotFound) {
     vokSmBiosTable table;
     EXPECT_FALSE(vokSmBiosTable::find(nullptr, 0, table));
     std::string bytes = " _SM_ and not on a multiple of four";
@@ -24,11 +24,11 @@ TEST(SmBiosTableInMemory, WithoutAnEntryPointNoneIsFound) {
     EXPECT_FALSE(table.hasStructure(0));
 }
 
-TEST(SmBiosTableInMemory, TheWalkMeetsEachStructureAndEndsAtTheLast) {
-    SmBiosTable made;
-    made.addSystem("Maker", "Family").addSlot("Slot 1", "0000:3b:00.0").addSlot("Slot 2", "0000:3c:00.0");
-    made.addEnd();
-    std::string bytes = made.contents();
+TEST(SmBiosTableInMemory, TheWalkVisitsEachStructureAndEndsAfterTheLast) {
+    SmBiosTable builder;
+    builder.addSystem("Maker", "Family").addSlot("Slot 1", "0000:3b:00.0").addSlot("Slot 2", "0000:3c:00.0");
+    builder.addEnd();
+    std::string bytes = builder.contents();
     vokSmBiosTable table;
     ASSERT_TRUE(vokSmBiosTable::find(bytesOf(bytes), bytes.size(), table));
     std::string types;
@@ -41,9 +41,9 @@ TEST(SmBiosTableInMemory, TheWalkMeetsEachStructureAndEndsAtTheLast) {
 }
 
 TEST(SmBiosTableInMemory, DecodingChangesOnlyUnprintableCharacters) {
-    SmBiosTable made;
-    made.addSlot("Sl\tot\xff 1", "0000:3b:00.0").addEnd();
-    std::string bytes = made.contents();
+    SmBiosTable builder;
+    builder.addSlot("Sl\tot\xff 1", "0000:3b:00.0").addEnd();
+    std::string bytes = builder.contents();
     std::string expected = bytes;
     expected.replace(expected.find("Sl\tot\xff 1"), 8, "Sl.ot. 1");
     vokSmBiosTable table;

@@ -12,7 +12,7 @@
 namespace PCIeManufacturerResolverTest {
 namespace {
 
-constexpr char question[] =
+constexpr char lookUpCommand[] =
     "cat /opt/mev/vok/data/vok_hwlist.txt | awk '/0000:3b:00.0:/,/^$/' | grep -w 'SubVendor ID' | awk "
     "'{print "
     "$3}'";
@@ -22,7 +22,7 @@ constexpr char onBoard[] = "0000:18:00.0";
 class ManufacturerResolver : public PhysLocTest {
 protected:
     std::string fetch(const std::string& address, const std::string& subVendorId) {
-        std::string manufacturer = "what was there before";
+        std::string manufacturer = "previous content";
         PCIeManufacturerResolver::fetchManufacturer(address, subVendorId, manufacturer);
         return manufacturer;
     }
@@ -40,7 +40,7 @@ protected:
     FakeCommands& commands = host.part<FakeCommands>();
 };
 
-// Commands start, and reading what they print fails.
+// Commands start, and reading their output fails.
 class UnreadableOutput : public FakeCommands {
 public:
     FILE* open(const std::string&) override { return std::fopen("/", "r"); }
@@ -49,13 +49,13 @@ public:
 
 constexpr char noMapping[] = "DEBUG MFR: Unable to fetch manufacturer name for PCI Subsystem Vendor ID : ";
 
-TEST_F(ManufacturerResolver, WhatIsOnBoardIsTheSystemMakersWhateverItsSubsystemVendorIs) {
+TEST_F(ManufacturerResolver, AnOnBoardDeviceHasTheSystemManufacturerWhateverItsSubsystemVendorIs) {
     startFirstPlatform();
     EXPECT_EQ(fetch(onBoard, "0x1077"), "Maker of Racks");
     EXPECT_TRUE(commands.texts().empty());
 }
 
-TEST_F(ManufacturerResolver, TheSystemMakerThatIsNotKnownIsALineOfTheLog) {
+TEST_F(ManufacturerResolver, AnUnknownSystemManufacturerIsLogged) {
     startFirstPlatform();
     host.root.writeFile(SmBiosTable::deviceFile, "");
     platformCheck::setDirectoryPath();
@@ -71,7 +71,7 @@ TEST_F(ManufacturerResolver, AnAddInCardHasTheNameOfItsSubsystemVendor) {
     EXPECT_TRUE(commands.texts().empty());
 }
 
-TEST_F(ManufacturerResolver, AnyOtherTextThanSixCharactersWithThePrefixIsLookedUpAsItStands) {
+TEST_F(ManufacturerResolver, AnyTextOtherThanSixCharactersWithThePrefixIsLookedUpUnchanged) {
     startFirstPlatform();
     EXPECT_EQ(fetch(inSlot, "0x107"), "");
     EXPECT_EQ(fetch(inSlot, "0x01077"), "");
@@ -87,7 +87,7 @@ TEST_F(ManufacturerResolver, AnIdInCapitalsIsNotFound) {
     EXPECT_EQ(fetch(inSlot, "0x10DF"), "");
 }
 
-TEST_F(ManufacturerResolver, AnUnknownIdLeavesNoNameAndIsTold) {
+TEST_F(ManufacturerResolver, AnUnknownIdYieldsNoNameAndIsLogged) {
     startFirstPlatform();
     EXPECT_EQ(fetch(inSlot, "0x000f"), "");
     EXPECT_TRUE(logged(std::string(noMapping) + "0x000f as there is no mapping vendor information."));
@@ -95,16 +95,16 @@ TEST_F(ManufacturerResolver, AnUnknownIdLeavesNoNameAndIsTold) {
     EXPECT_TRUE(logged(std::string(noMapping) + "0x019a as there is no mapping vendor information."));
 }
 
-TEST_F(ManufacturerResolver, WithoutAnIdTheHardwareListIsAskedOnce) {
+TEST_F(ManufacturerResolver, WithoutAnIdTheHardwareListIsSearchedOnce) {
     startFirstPlatform();
-    commands.output[question] = "0x1077\n";
+    commands.output[lookUpCommand] = "0x1077\n";
     EXPECT_EQ(fetch(inSlot, ""), "QLogic Corp.");
-    EXPECT_EQ(commands.texts(), std::vector<std::string>{question});
+    EXPECT_EQ(commands.texts(), std::vector<std::string>{lookUpCommand});
 }
 
-TEST_F(ManufacturerResolver, TheIdOfTheHardwareListStandsInTheMessage) {
+TEST_F(ManufacturerResolver, TheIdOfTheHardwareListIsInTheMessage) {
     startFirstPlatform();
-    commands.output[question] = "0xabc0\n";
+    commands.output[lookUpCommand] = "0xabc0\n";
     EXPECT_EQ(fetch(inSlot, ""), "");
     EXPECT_TRUE(logged(std::string(noMapping) + "0xabc0 as there is no mapping vendor information."));
     EXPECT_EQ(commands.texts().size(), 1u);
@@ -124,7 +124,7 @@ TEST_F(ManufacturerResolver, ADeviceWithoutAGeoIDHasNoManufacturer) {
                "OnBoard nor Add-in device"));
 }
 
-TEST_F(ManufacturerResolver, AnAddressWithoutTheFormHasNoManufacturer) {
+TEST_F(ManufacturerResolver, AMalformedAddressHasNoManufacturer) {
     startFirstPlatform();
     EXPECT_EQ(fetch("NotAvailable", "0x1077"), "");
     EXPECT_TRUE(
@@ -133,7 +133,7 @@ TEST_F(ManufacturerResolver, AnAddressWithoutTheFormHasNoManufacturer) {
     EXPECT_TRUE(commands.texts().empty());
 }
 
-TEST_F(ManufacturerResolver, ADomainOfFiveDigitsIsNotTakenForTheFourAtItsEnd) {
+TEST_F(ManufacturerResolver, ADomainOfFiveDigitsDoesNotMatchItsLastFour) {
     startFirstPlatform();
     EXPECT_EQ(fetch("10000:3b:00.0", "0x1077"), "");
     EXPECT_EQ(fetch("10000:18:00.0", "0x1077"), "");
@@ -150,20 +150,20 @@ TEST_F(ManufacturerResolver, OnAnUnknownPlatformNoDeviceHasAManufacturer) {
                "OnBoard nor Add-in device"));
 }
 
-TEST_F(ManufacturerResolver, FromTheOSAGivenIdIsNotAskedFor) {
+TEST_F(ManufacturerResolver, FromTheOSAGivenIdIsNotSearchedFor) {
     EXPECT_EQ(fetchFromOS(inSlot, "0x1077"), "QLogic Corp.");
     EXPECT_EQ(fetchFromOS(inSlot, "000f"), "");
     EXPECT_TRUE(commands.texts().empty());
-    commands.output[question] = "0x10df\n";
+    commands.output[lookUpCommand] = "0x10df\n";
     EXPECT_EQ(fetchFromOS(inSlot, ""), "Emulex Corporation");
 }
 
 TEST_F(ManufacturerResolver, TheSubsystemVendorIsTheFirstLineTrimmed) {
-    commands.output[question] = "  0x1077 \n0x10df\n";
+    commands.output[lookUpCommand] = "  0x1077 \n0x10df\n";
     EXPECT_EQ(subVendor(inSlot), "0x1077");
 }
 
-TEST_F(ManufacturerResolver, NoOutputIsNoSubsystemVendorAndNoError) {
+TEST_F(ManufacturerResolver, NoOutputMeansNoSubsystemVendorAndNoError) {
     EXPECT_EQ(subVendor(inSlot), "");
     EXPECT_TRUE(loggedLines(host).empty());
 }
@@ -205,12 +205,12 @@ TEST(ManufacturerResolverOutput, OnlyTheBlockWhoseHeadIsTheAddressIsRead) {
         return id;
     };
     EXPECT_EQ(idOf("0000:3b:00.0"), "0x1077");
-    EXPECT_EQ(idOf("0000:3b:00.1"), "");  // a block without the id: not the next one's
+    EXPECT_EQ(idOf("0000:3b:00.1"), "");  // a block without the id: not that of the next block
     EXPECT_EQ(idOf("0000:5e:00.0"), "0x10df");
     EXPECT_EQ(idOf("0000:99:00.0"), "");
 }
 
-TEST_F(ManufacturerResolver, OnlyAPciAddressEntersTheAwkProgram) {
+TEST_F(ManufacturerResolver, OnlyAPciAddressIsPutIntoTheAwkProgram) {
     for (const std::string address : {"", "NotAvailable", "0000:3b:00.0'; reboot; '",
                                       "0000:3b:00.0/{system(\"x\")}", ".*", "000:3b:00.0"}) {
         EXPECT_EQ(subVendor(address), "");
@@ -235,8 +235,8 @@ TEST(PCIVendorsMap, HoldsTheVendorsOfThePublicList) {
     EXPECT_EQ(name("1c63"), "Science and Research Centre of Computer Technology (JSC \"NICEVT\")");
 }
 
-// Names that a compiler or the script itself could take for something else.
-TEST(PCIVendorsMap, ANameMayHoldAnySign) {
+// Names that the compiler or the script could misinterpret.
+TEST(PCIVendorsMap, ANameMayHoldAnySpecialCharacter) {
     const TemporaryDirectory directory;
     directory.writeFile("pci.ids",
                         "#\n# 0000  a comment\n\n"

@@ -22,14 +22,14 @@ protected:
     void SetUp() override { logEverything(host); }
 
     void file(const std::string& path, const std::string& content) { host.root.writeFile(path, content); }
-    void directory(const std::string& path) { std::filesystem::create_directories(place(path)); }
+    void directory(const std::string& path) { std::filesystem::create_directories(hostPath(path)); }
     void link(const std::string& target, const std::string& path) {
-        ASSERT_EQ(::symlink(target.c_str(), place(path).c_str()), 0);
+        ASSERT_EQ(::symlink(target.c_str(), hostPath(path).c_str()), 0);
     }
-    void remove(const std::string& path) { std::filesystem::remove_all(place(path)); }
-    std::string place(const std::string& path) const { return host.root.path() + path; }
+    void remove(const std::string& path) { std::filesystem::remove_all(hostPath(path)); }
+    std::string hostPath(const std::string& path) const { return host.root.path() + path; }
 
-    // What the scsi_host tree of a host with one controller looks like.
+    // The scsi_host tree of a host with one controller.
     void oneController() {
         const std::string device = "/sys/devices/pci0000:00/0000:01:00.0/host0";
         file(device + "/scsi_host/host0/proc_name", "megaraid_sas\n");
@@ -79,7 +79,7 @@ TEST_F(SysFsTest, AttributesHaveTheirTextLinksTheirTargetDirectoriesNoValue) {
     EXPECT_EQ(tree.getValue(scsiHost + "/none"), "");
 }
 
-TEST_F(SysFsTest, KnowsWhatIsThereAndWhatIsADirectory) {
+TEST_F(SysFsTest, ReportsWhichPathsExistAndWhichAreDirectories) {
     oneController();
     ASSERT_TRUE(tree.synchronize("/sys"));
     EXPECT_TRUE(tree.exists("/sys"));
@@ -105,7 +105,7 @@ TEST_F(SysFsTest, LinksInACircleAreKeptAsLinks) {
     EXPECT_EQ(tree.getValue("/sys/d/self"), "self");
 }
 
-TEST_F(SysFsTest, APartOfTheTreeBringsTheDirectoriesThatLeadToIt) {
+TEST_F(SysFsTest, APartOfTheTreeAddsTheDirectoriesThatLeadToIt) {
     oneController();
     file("/sys/other", "x\n");
     ASSERT_TRUE(tree.synchronize("/sys/class/scsi_host"));
@@ -114,7 +114,7 @@ TEST_F(SysFsTest, APartOfTheTreeBringsTheDirectoriesThatLeadToIt) {
     EXPECT_EQ(tree.getCount(), 4u);
 }
 
-TEST_F(SysFsTest, SynchronizingAgainRenewsThatPartAlone) {
+TEST_F(SysFsTest, SynchronizingAgainRefreshesOnlyThatPart) {
     file("/sys/a/state", "running\n");
     file("/sys/b/state", "running\n");
     ASSERT_TRUE(tree.synchronize("/sys"));
@@ -129,7 +129,7 @@ TEST_F(SysFsTest, SynchronizingAgainRenewsThatPartAlone) {
     EXPECT_EQ(tree.getCount(), 6u);
 }
 
-TEST_F(SysFsTest, WhatLiesBesideTheWayToAPartIsKept) {
+TEST_F(SysFsTest, SiblingsOfTheDirectoriesThatLeadToAPartAreKept) {
     file("/sys/a/b/state", "running\n");
     file("/sys/a/c/state", "running\n");
     ASSERT_TRUE(tree.synchronize("/sys"));
@@ -149,7 +149,7 @@ TEST_F(SysFsTest, ASingleAttributeCanBeSynchronized) {
     EXPECT_THAT(tree.getPaths("/sys"), ElementsAre("/sys", "/sys/a", "/sys/a/state"));
 }
 
-TEST_F(SysFsTest, WhatIsGoneLeavesTheTree) {
+TEST_F(SysFsTest, RemovedFilesAreRemovedFromTheTree) {
     file("/sys/a/state", "running\n");
     file("/sys/b", "x\n");
     ASSERT_TRUE(tree.synchronize("/sys"));
@@ -163,7 +163,7 @@ TEST_F(SysFsTest, WhatIsGoneLeavesTheTree) {
     EXPECT_EQ(tree.getCount(), 0u);
 }
 
-TEST_F(SysFsTest, WhatBecameADirectoryIsEntered) {
+TEST_F(SysFsTest, AFileThatBecameADirectoryIsEntered) {
     file("/sys/a", "x\n");
     ASSERT_TRUE(tree.synchronize("/sys"));
     remove("/sys/a");
@@ -182,7 +182,7 @@ TEST_F(SysFsTest, ARootThatIsALinkIsNotFollowed) {
     EXPECT_EQ(tree.getValue("/sys"), "elsewhere");
 }
 
-TEST_F(SysFsTest, PathsAreSplitAtSlashesAndEmptyPartsDoNotCount) {
+TEST_F(SysFsTest, PathsAreSplitAtSlashesAndEmptyPartsAreIgnored) {
     file("/sys/a/state", "running\n");
     ASSERT_TRUE(tree.synchronize("//sys///a/"));
     EXPECT_EQ(tree.getValue("/sys//a/state/"), "running");
@@ -221,10 +221,10 @@ TEST_F(SysFsTest, TheDebuggingTreeIsNotEnteredFromTheRootDirectoryEither) {
     EXPECT_THAT(whole.getPaths("/"), ElementsAre("/", "/sys", "/sys/kernel", "/sys/kernel/debug"));
 }
 
-TEST_F(SysFsTest, PipesAndSocketsAreLeftOutAndNobodyWaits) {
+TEST_F(SysFsTest, PipesAndSocketsAreLeftOutWithoutBlocking) {
     file("/sys/a", "x\n");
-    ASSERT_EQ(::mkfifo(place("/sys/pipe").c_str(), 0600), 0);
-    file("/sys/z", "behind it\n");
+    ASSERT_EQ(::mkfifo(hostPath("/sys/pipe").c_str(), 0600), 0);
+    file("/sys/z", "after it\n");
     ASSERT_TRUE(tree.synchronize("/sys"));
     EXPECT_THAT(tree.getPaths("/sys"), ElementsAre("/sys", "/sys/a", "/sys/z"));
     EXPECT_FALSE(tree.synchronize("/sys/pipe"));
@@ -239,7 +239,7 @@ TEST_F(SysFsTest, ATreeThatIsTooLargeIsCutWithAWarning) {
     EXPECT_THAT(loggedLines(host), Contains(warning));
 }
 
-TEST_F(SysFsTest, ATreeThatJustFitsBringsNoWarning) {
+TEST_F(SysFsTest, ATreeThatJustFitsCausesNoWarning) {
     for (const char* name : {"a", "b", "c"}) file(std::string("/sys/") + name, "x\n");
     SysFs small("/sys", 4);
     ASSERT_TRUE(small.synchronize("/sys"));
@@ -255,7 +255,7 @@ TEST_F(SysFsTest, ATreeThatIsTooDeepIsCutWithAWarning) {
     EXPECT_EQ(tree.getCount(), 65u);  // the root and 64 levels
     EXPECT_THAT(loggedLines(host), Contains(warning));
     ASSERT_TRUE(tree.synchronize("/sys/d/d/d"));
-    EXPECT_EQ(tree.getCount(), 65u);  // the levels count from the root, wherever the walk starts
+    EXPECT_EQ(tree.getCount(), 65u);  // levels are counted from the root, wherever the walk starts
 }
 
 TEST_F(SysFsTest, AnElementHasNamePathStatusAndSeparator) {
@@ -297,7 +297,7 @@ TEST_F(SysFsTest, AnAttributeOfTheDebuggingTreeIsNotRead) {
     EXPECT_EQ(SysFsAttrib("debug_a", "/sys/kernel/debug_a", status).getValue(), "x");
 }
 
-TEST_F(SysFsTest, AnAttributeCanBeReadAnew) {
+TEST_F(SysFsTest, AnAttributeCanBeReadAgain) {
     file("/sys/a", "old\n");
     struct stat status {};
     SysFsAttrib attribute("a", "/sys/a", status);

@@ -57,11 +57,11 @@ std::vector<std::string> addresses(const std::list<pci_node>& list) {
 
 }  // namespace
 
-TEST(PciDevFilter, KeepsNamesWithTheirSignsAtFourSevenAndTen) {
+TEST(PciDevFilter, KeepsNamesWithTheirSeparatorsAtFourSevenAndTen) {
     EXPECT_EQ(passes("0000:3b:00.0"), 1);
     EXPECT_EQ(passes("ffff:ff:1f.7"), 1);
-    EXPECT_EQ(passes("abcd:ef:gh.i"), 1);  // letters are not looked at
-    EXPECT_EQ(passes("0000:3b:00."), 1);   // nor is what follows
+    EXPECT_EQ(passes("abcd:ef:gh.i"), 1);  // other characters are not checked
+    EXPECT_EQ(passes("0000:3b:00."), 1);   // nor is the rest
     for (const char* name : {"", ".", "..", "0000", "0000:3b", "0000:3b:00", "10000:3b:00.0", "000:3b:00.0",
                              "0000-3b:00.0", "0000:3b-00.0", "0000:3b:00-0"})
         EXPECT_EQ(passes(name), 0) << name;
@@ -83,7 +83,7 @@ TEST(PciNodeCreate, ParsesTheAddress) {
     EXPECT_EQ(node->path, "/d/12ab:3C:1f.7");
 }
 
-TEST(PciNodeCreate, AFunctionIsTheOneHexDigitBehindTheDot) {
+TEST(PciNodeCreate, AFunctionIsTheOneHexDigitAfterTheDot) {
     EXPECT_EQ(pci_node_create("/d", "0000:3b:00.a")->function, 10);
     EXPECT_EQ(pci_node_create("/d", "0000:3b:00.12")->function, 1);
 }
@@ -95,13 +95,13 @@ TEST(PciNodeCreate, CutsTheAddressAt15Characters) {
     EXPECT_EQ(node->path, "/d/0000:3b:00.0abcdefgh");
 }
 
-TEST(PciNodeCreate, ANameThatIsNoAddressMakesNone) {
+TEST(PciNodeCreate, ANameThatIsNotAnAddressCreatesNoNode) {
     for (const char* name :
          {"", "0000", "zzzz:3b:00.0", "0000:zz:00.0", "0000:3b:zz.0", "0000:3b:00.z", "0000:3b:00."})
         EXPECT_FALSE(pci_node_create("/d", name)) << name;
 }
 
-TEST(PciNodeScan, GivesTheFunctionsInTheOrderOfTheirNames) {
+TEST(PciNodeScan, ReturnsTheFunctionsInTheOrderOfTheirNames) {
     const FakeHost host;
     for (const char* name : {"0001:00:00.0", "0000:3b:00.1", "0000:3b:00.0", "0000:00:1c.0:pcie001",
                              "10000:00:00.0", "0000:3b:00.z", "zzzz:00:00.0", "other"})
@@ -121,7 +121,7 @@ TEST(PciNodeScan, AppendsToTheListFromAnyDirectory) {
     EXPECT_EQ(list.back().vendor, 0x1000);
 }
 
-TEST(PciNodeScan, GivesMinus1WhenTheDirectoryCantBeRead) {
+TEST(PciNodeScan, ReturnsMinus1IfTheDirectoryCantBeRead) {
     const FakeHost host;
     std::list<pci_node> list;
     EXPECT_EQ(pci_node_scan(list), -1);
@@ -146,7 +146,7 @@ TEST(PciNodeScan, ReadsTheAttributesOfEachFunction) {
     EXPECT_EQ(node.vendor_entry, nullptr);
 }
 
-TEST(PciNodeScan, AMissingAttributeCostsItsOwnFieldAlone) {
+TEST(PciNodeScan, AMissingAttributeAffectsOnlyItsOwnField) {
     const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     for (const char* attribute : {"device", "subsystem_vendor", "config"})
@@ -173,12 +173,12 @@ TEST(PciNodeScan, AFunctionWithoutAnyAttributeIsInTheListWithAllBitsSet) {
     EXPECT_EQ(list.front().class_code, 0xffffffffu);
 }
 
-TEST(PciNodeScan, PipesInPlaceOfAttributesHoldNobody) {
+TEST(PciNodeScan, PipesInsteadOfAttributesDoNotBlock) {
     const FakeHost host;
-    const std::string place = host.root.path() + devices + "0000:3b:00.0";
-    ASSERT_TRUE(std::filesystem::create_directories(place));
+    const std::string functionPath = host.root.path() + devices + "0000:3b:00.0";
+    ASSERT_TRUE(std::filesystem::create_directories(functionPath));
     for (const char* attribute : {"vendor", "config", "vpd"})
-        ASSERT_EQ(::mkfifo((place + "/" + attribute).c_str(), 0600), 0);
+        ASSERT_EQ(::mkfifo((functionPath + "/" + attribute).c_str(), 0600), 0);
     auto list = scan();
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list.front().vendor, 0xffff);
@@ -199,7 +199,7 @@ TEST(PciNodeScan, FunctionsAreReachedThroughTheLinksOfTheBus) {
     EXPECT_EQ(list.back().vendor, 0xffff);  // a link to itself
 }
 
-TEST(PciNodeScan, PointsToTheNamesOfTheListsItIsGiven) {
+TEST(PciNodeScan, PointsToTheNamesInThePassedLists) {
     const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     pci_ids ids;
@@ -217,7 +217,7 @@ TEST(PciNodeScan, PointsToTheNamesOfTheListsItIsGiven) {
     EXPECT_EQ(list.front().class_entry->name, "Ethernet controller");
 }
 
-TEST(PciNodeScan, WhatTheListsDoNotNameStaysNull) {
+TEST(PciNodeScan, NamesMissingFromTheListsStayNull) {
     const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     pci_ids ids;
@@ -230,7 +230,7 @@ TEST(PciNodeScan, WhatTheListsDoNotNameStaysNull) {
     EXPECT_EQ(list.front().class_entry, nullptr);
 }
 
-TEST(IsMEV, OfThreeSubsystemVendors) {
+TEST(IsMEV, IsTrueForThreeSubsystemVendors) {
     EXPECT_TRUE(is_MEV(0x7711));
     EXPECT_TRUE(is_MEV(0x7712));
     EXPECT_TRUE(is_MEV(0x7713));
@@ -254,7 +254,7 @@ TEST(PciGetnode, FindsByNumbersAndByText) {
         EXPECT_EQ(PciGetnode_str(list, text), nullptr) << text;
 }
 
-TEST(PciGetVPD, GivesNameAndTagsOfTheAttribute) {
+TEST(PciGetVPD, ReturnsNameAndTagsOfTheAttribute) {
     const FakeHost host;
     addFunction(host, "0000:3b:00.0");
     host.root.writeFile(devices + "0000:3b:00.0/vpd"s,
@@ -281,7 +281,7 @@ TEST(PciGetVPD, ReadsTheAttributeOnce) {
     EXPECT_EQ(PciGetVPDProductName(list.front()), "");
 }
 
-TEST(GetPcislot, GivesTheSlotWhoseAddressIsTheFunctions) {
+TEST(GetPcislot, ReturnsTheSlotWithTheFunctionsAddress) {
     const FakeHost host;
     host.root.writeFile("/sys/bus/pci/slots/4/address", "0000:3b:00\n");
     host.root.writeFile("/sys/bus/pci/slots/5/address", "0000:5e:00\n");
@@ -304,7 +304,7 @@ TEST(GetPcislot, ASlotWithoutADeviceNumberStandsForItsBus) {
     EXPECT_EQ(get_pcislot("0000:ae:1f.3"), "NotAvailable");
 }
 
-TEST(GetPcislot, AnAddressIsNeverMatchedInHalf) {
+TEST(GetPcislot, AnAddressIsNeverMatchedPartially) {
     const FakeHost host;
     host.root.writeFile("/sys/bus/pci/slots/1/address", "0000:3b:0\n");
     host.root.writeFile("/sys/bus/pci/slots/2/address", "0000\n");

@@ -28,7 +28,7 @@ std::vector<std::string> list(const FakeHost& host, const std::string& path, int
 
 }  // namespace
 
-TEST(EnetSelect, KeepsInterfacesWithAddressesOf6Bytes) {
+TEST(EnetSelect, KeepsInterfacesWithSixByteAddresses) {
     const FakeHost host;
     host.root.writeFile("/sys/class/net/vmnic1/addr_len", "6\n");
     host.root.writeFile("/sys/class/net/vmnic0/addr_len", "6\n");
@@ -39,7 +39,7 @@ TEST(EnetSelect, KeepsInterfacesWithAddressesOf6Bytes) {
     EXPECT_THAT(list(host, "/sys/class/net", enet_select), ElementsAre("vmnic0", "vmnic1"));
 }
 
-TEST(EnetSelect, LeavesOutTheDirectoryItselfAndItsParentWhateverTheyHold) {
+TEST(EnetSelect, AlwaysLeavesOutTheDirectoryItselfAndItsParent) {
     const FakeHost host;
     host.root.writeFile("/sys/class/net/addr_len", "6\n");
     host.root.writeFile("/sys/class/addr_len", "6\n");
@@ -47,7 +47,7 @@ TEST(EnetSelect, LeavesOutTheDirectoryItselfAndItsParentWhateverTheyHold) {
     EXPECT_EQ(passes(enet_select, ".."), 0);
 }
 
-TEST(EnetSelect, AnAddressLengthThatIsAPipeHoldsNobody) {
+TEST(EnetSelect, AnAddressLengthThatIsAPipeDoesNotBlock) {
     const FakeHost host;
     host.root.writeFile("/sys/class/net/vmnic0/mtu", "1500\n");
     ASSERT_EQ(::mkfifo((host.root.path() + "/sys/class/net/vmnic0/addr_len").c_str(), 0600), 0);
@@ -57,7 +57,7 @@ TEST(EnetSelect, AnAddressLengthThatIsAPipeHoldsNobody) {
 TEST(PciSelect, KeepsAddressesOfFunctions) {
     EXPECT_EQ(passes(pci_select, "0000:3b:00.0"), 1);
     EXPECT_EQ(passes(pci_select, "ffff:FF:1f.7"), 1);
-    EXPECT_EQ(passes(pci_select, "10000:3b:00.0"), 1) << "a domain behind a virtual host bridge";
+    EXPECT_EQ(passes(pci_select, "10000:3b:00.0"), 1) << "a domain of a virtual host bridge";
     for (const char* name :
          {".", "..", "", "0000:3b:00", "000:3b:00.0", "0000:3b:00.0:pcie01", "0000:3b:0g.0"})
         EXPECT_EQ(passes(pci_select, name), 0) << name;
@@ -80,7 +80,7 @@ TEST(FileSelect, KeepsAllButTheDirectoryItselfAndItsParent) {
                 testing::UnorderedElementsAre("...", ".hidden", "dir", "host0"));
 }
 
-TEST(SortedDirectory, OfWhatIsNoDirectoryTheCountIsMinus1) {
+TEST(SortedDirectory, TheCountIsMinus1IfItIsNotADirectory) {
     const FakeHost host;
     host.root.writeFile("/file", "");
     EXPECT_EQ(vokSortedDirectory(host.root.path() + "/file").count(), -1);

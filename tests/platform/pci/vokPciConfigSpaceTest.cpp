@@ -29,7 +29,7 @@ pci_config_facts read(const std::vector<unsigned char>& space) {
 }  // namespace
 
 // A network adapter as hosts have it: power management, MSI, MSI-X, PCI Express x8 with eight lanes in use.
-TEST(PciConfigSpace, GivesRevisionCapabilitiesAndTheLinkWidthInUse) {
+TEST(PciConfigSpace, ReturnsRevisionCapabilitiesAndTheLinkWidthInUse) {
     auto space = spaceWith(256, 0x40);
     capability(space, 0x40, 0x01, 0x50);
     capability(space, 0x50, 0x05, 0x70);
@@ -53,12 +53,12 @@ TEST(PciConfigSpace, ALinkWidthHasSixBits) {
     EXPECT_EQ(read(space).link_width, 63);
 }
 
-TEST(PciConfigSpace, TheLinkWidthIsThatOfTheExpressCapabilityAlone) {
+TEST(PciConfigSpace, TheLinkWidthComesOnlyFromTheExpressCapability) {
     auto space = spaceWith(256, 0x40);
     capability(space, 0x40, 0x10, 0x80);
     capability(space, 0x80, 0x05, 0x00);
     space[0x52] = 0x43;
-    space[0x92] = 0x83;  // where the other one has something else
+    space[0x92] = 0x83;  // a different field of the other capability
     EXPECT_EQ(read(space).link_width, 4);
     space[0x40] = 0x09;
     EXPECT_EQ(read(space).link_width, 0);
@@ -75,7 +75,7 @@ TEST(PciConfigSpace, WithoutBit4OfTheStatusTheListIsNotWalked) {
     EXPECT_EQ(facts.revision, 2);
 }
 
-TEST(PciConfigSpace, TheLowTwoBitsOfAPointerDoNotCount) {
+TEST(PciConfigSpace, TheLowTwoBitsOfAPointerAreIgnored) {
     auto space = spaceWith(256, 0x43);
     capability(space, 0x40, 0x01, 0x4a);
     capability(space, 0x48, 0x05, 0x00);
@@ -115,7 +115,7 @@ TEST(PciConfigSpace, IdsAbove31AreNotInTheMask) {
     EXPECT_EQ(read(space).capabilities, 0x80000000u);
 }
 
-// What is read of a function that does not answer any more.
+// The bytes of a function that no longer responds.
 TEST(PciConfigSpace, AllOnesHaveNoCapabilities) {
     const auto facts = read(std::vector<unsigned char>(256, 0xff));
     EXPECT_EQ(facts.revision, 0xff);
@@ -123,8 +123,8 @@ TEST(PciConfigSpace, AllOnesHaveNoCapabilities) {
     EXPECT_EQ(facts.link_width, 0);
 }
 
-// Without rights the kernel gives the header alone.
-TEST(PciConfigSpace, AListBeyondTheFirst64BytesIsNotThereWhenTheseAreAll) {
+// Without privileges the kernel returns only the header.
+TEST(PciConfigSpace, AListBeyondTheEndOf64BytesIsMissing) {
     auto space = spaceWith(256, 0x40);
     capability(space, 0x40, 0x10, 0x00);
     space.resize(64);
@@ -133,7 +133,7 @@ TEST(PciConfigSpace, AListBeyondTheFirst64BytesIsNotThereWhenTheseAreAll) {
     EXPECT_EQ(facts.capabilities, 0u);
 }
 
-TEST(PciConfigSpace, ACapabilityWhoseSecondByteIsCutOffIsNotThere) {
+TEST(PciConfigSpace, ACapabilityWhoseSecondByteIsCutOffIsMissing) {
     auto space = spaceWith(256, 0x40);
     capability(space, 0x40, 0x01, 0x80);
     capability(space, 0x80, 0x05, 0x00);
@@ -143,7 +143,7 @@ TEST(PciConfigSpace, ACapabilityWhoseSecondByteIsCutOffIsNotThere) {
     EXPECT_EQ(read(space).capabilities, 0x22u);
 }
 
-TEST(PciConfigSpace, ALinkStatusThatIsCutOffIsNotThere) {
+TEST(PciConfigSpace, ALinkStatusThatIsCutOffIsMissing) {
     auto space = spaceWith(0x54, 0x40);
     capability(space, 0x40, 0x10, 0x00);
     space[0x52] = 0x80;

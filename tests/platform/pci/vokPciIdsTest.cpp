@@ -52,7 +52,7 @@ std::string firstVendor(const FakeHost&) {
 
 }  // namespace
 
-TEST(ScanHwIds, ReadsTheFirstPlaceThatOpens) {
+TEST(ScanHwIds, ReadsTheFirstFileThatCanBeOpened) {
     const FakeHost host;
     EXPECT_EQ(firstVendor(host), "(nothing opened)");
     host.root.writeFile("/usr/share/misc/pci.ids", "0001  third\n");
@@ -63,14 +63,14 @@ TEST(ScanHwIds, ReadsTheFirstPlaceThatOpens) {
     EXPECT_EQ(firstVendor(host), "first");
 }
 
-TEST(ScanHwIds, AnEmptyFirstPlaceOpensAndNoOtherIsRead) {
+TEST(ScanHwIds, AnEmptyFirstFileIsOpenedAndNoOtherIsRead) {
     const FakeHost host;
     host.root.writeFile("/usr/share/hwdata/pci.ids", "");
     host.root.writeFile("/usr/share/pci.ids", "0001  second\n");
     EXPECT_EQ(firstVendor(host), "(no vendor)");
 }
 
-TEST(ScanHwIds, APipeOrADirectoryDoesNotOpen) {
+TEST(ScanHwIds, APipeOrADirectoryIsNotOpened) {
     const FakeHost host;
     host.root.writeFile("/usr/share/hwdata/pci.ids/x", "");
     ASSERT_EQ(::mkfifo((host.root.path() + "/usr/share/pci.ids").c_str(), 0600), 0);
@@ -87,7 +87,7 @@ TEST(ScanHwIds, KeepsTheOrderOfTheFile) {
     EXPECT_EQ(ids.classes.size(), 2u);
 }
 
-TEST(ScanHwIds, ALineOfAnotherFormAndWhatIsBelowItIsPassedOver) {
+TEST(ScanHwIds, ALineOfAnotherFormAndItsChildrenAreSkipped) {
     const pci_ids ids = idsOf(
         "\t1111  a device before any vendor\n"
         "12  too short\n"
@@ -115,8 +115,8 @@ TEST(ScanHwIds, ALineOfAnotherFormAndWhatIsBelowItIsPassedOver) {
     EXPECT_TRUE(ids.classes.empty());
 }
 
-// Each of these would be taken for a child of the last good line if the bad one between did not count.
-TEST(ScanHwIds, ABadLineEndsTheEntryAboveIt) {
+// Each of these would become a child of the last valid line if the invalid line between them had no effect.
+TEST(ScanHwIds, AnInvalidLineEndsTheEntryAboveIt) {
     const pci_ids ids = idsOf(
         "0001  Vendor\n"
         "\t1111  Device\n"
@@ -145,7 +145,7 @@ TEST(ScanHwIds, ABadLineEndsTheEntryAboveIt) {
     EXPECT_TRUE(ids.classes.front().subclasses.back().subclasses.empty());
 }
 
-TEST(ScanHwIds, ClassesAreNoVendorsAndVendorsNoClasses) {
+TEST(ScanHwIds, ClassesAreNotVendorsAndVendorsAreNotClasses) {
     const pci_ids ids = idsOf(
         "0001  Vendor\n"
         "C 01  Class\n"
@@ -178,14 +178,14 @@ TEST(ScanHwIds, ANameIsCutAt255CharactersAndTheNextLineIsRead) {
     EXPECT_EQ(ids.vendors.back().name, "Two");
 }
 
-TEST(ScanHwIds, AFileThatIsOneEndlessLineIsReadInBounds) {
+TEST(ScanHwIds, AFileOfOneVeryLongLineIsReadWithinBounds) {
     const FakeHost host;
     host.root.writeFile("/usr/share/pci.ids", "0001  X");
     ASSERT_EQ(::truncate((host.root.path() + "/usr/share/pci.ids").c_str(), 1ll << 36), 0);
     EXPECT_EQ(firstVendor(host), "X" + std::string(254, '\0'));
 }
 
-TEST(PciIdsFind, GivesVendorDeviceAndSubsystemByNumber) {
+TEST(PciIdsFind, ReturnsVendorDeviceAndSubsystemByNumber) {
     const pci_ids ids = idsOf(database);
     const pci_vendor* const vendor = vendor_find(ids, 0x001c);
     ASSERT_TRUE(vendor);
@@ -201,7 +201,7 @@ TEST(PciIdsFind, GivesVendorDeviceAndSubsystemByNumber) {
     EXPECT_EQ(nameOf(vendor_find(ids, 0x1077)), "(null)");
 }
 
-TEST(PciIdsFind, GivesTheMostExactNameOfAClass) {
+TEST(PciIdsFind, ReturnsTheMostSpecificNameOfAClass) {
     const pci_ids ids = idsOf(database);
     EXPECT_EQ(nameOf(class_find(ids, 0x010601)), "AHCI 1.0");
     EXPECT_EQ(nameOf(class_find(ids, 0x010602)), "SATA controller");
@@ -211,7 +211,7 @@ TEST(PciIdsFind, GivesTheMostExactNameOfAClass) {
     EXPECT_EQ(nameOf(class_find(ids, 0xffffffff)), "(null)");
 }
 
-TEST(PciIdsSearch, GivesTheFirstWhoseNameHoldsTheTextInEitherCase) {
+TEST(PciIdsSearch, ReturnsTheFirstWhoseNameContainsTheTextInEitherCase) {
     const pci_ids ids = idsOf(database);
     const pci_vendor* const vendor = vendor_search(ids, "peak-SYSTEM");
     ASSERT_TRUE(vendor);

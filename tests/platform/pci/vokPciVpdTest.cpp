@@ -34,7 +34,7 @@ const auto readOnly =
 
 }  // namespace
 
-TEST(PciVpd, GivesTheNameAndTheReadOnlyTagsInTheirOrder) {
+TEST(PciVpd, ReturnsTheNameAndTheReadOnlyTagsInOrder) {
     const Split result = split(name + readOnly + "\x78"s);
     EXPECT_EQ(result.name, "Adapter ");
     EXPECT_THAT(result.tags, ElementsAre("PN=A-1 2", "SN=xyz", "RV="));
@@ -46,17 +46,17 @@ TEST(PciVpd, ThePartThatTheHostMayWriteIsLeftOut) {
     EXPECT_THAT(result.tags, ElementsAre("PN=A-1 2", "SN=xyz", "RV="));
 }
 
-TEST(PciVpd, NothingBehindTheEndTagCounts) {
+TEST(PciVpd, DataAfterTheEndTagAreIgnored) {
     EXPECT_THAT(split(name + "\x78"s + readOnly).tags, IsEmpty());
     EXPECT_THAT(split(name + "\x79\0"s + readOnly).tags, IsEmpty());  // an end tag with a checksum
 }
 
-TEST(PciVpd, OtherResourcesArePassedOver) {
+TEST(PciVpd, OtherResourcesAreSkipped) {
     const Split result = split(name + "\x22zz\x81\x02\0zz"s + readOnly);
     EXPECT_EQ(result.count, 3u);
 }
 
-TEST(PciVpd, TagsWithoutANameInFrontAreFound) {
+TEST(PciVpd, TagsWithoutANameBeforeThemAreFound) {
     const Split result = split(readOnly);
     EXPECT_EQ(result.name, "(none)");
     EXPECT_EQ(result.count, 3u);
@@ -66,7 +66,7 @@ TEST(PciVpd, ValuesMayHoldAnyByte) {
     EXPECT_THAT(split("\x90\x07\0RV\x04\x00\xff\n\x78"s).tags, ElementsAre("RV=\x00\xff\n\x78"s));
 }
 
-TEST(PciVpd, KeywordsMayComeTwice) {
+TEST(PciVpd, KeywordsMayOccurTwice) {
     EXPECT_THAT(split("\x90\x08\0V0\x01"
                       "aV0\x01"
                       "b"s)
@@ -74,7 +74,7 @@ TEST(PciVpd, KeywordsMayComeTwice) {
                 ElementsAre("V0=a", "V0=b"));
 }
 
-TEST(PciVpd, ANameThatIsNotWhollyThereIsLeftOut) {
+TEST(PciVpd, AnIncompleteNameIsLeftOut) {
     std::string text = "before";
     const std::string bytes = "\x82\x08\0Adapter"s;
     EXPECT_EQ(pci_get_vpdname(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), text), 0u);
@@ -85,7 +85,7 @@ TEST(PciVpd, ANameThatIsNotWhollyThereIsLeftOut) {
               "(none)");
 }
 
-TEST(PciVpd, TheNameGivesItsLengthWithTheHead) {
+TEST(PciVpd, TheNamesLengthIncludesTheHead) {
     std::string text;
     const std::string bytes = name + readOnly;
     EXPECT_EQ(pci_get_vpdname(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), text), 11u);
@@ -94,11 +94,11 @@ TEST(PciVpd, TheNameGivesItsLengthWithTheHead) {
               0u);
 }
 
-TEST(PciVpd, ALengthOfANameHasTwoBytes) {
+TEST(PciVpd, TheLengthOfANameHasTwoBytes) {
     EXPECT_EQ(split("\x82\x2c\x01"s + std::string(300, 'n')).name, std::string(300, 'n'));
 }
 
-TEST(PciVpd, AValueThatIsLongerThanItsPartIsLeftOutAndEndsIt) {
+TEST(PciVpd, AValueLongerThanItsPartIsLeftOutAndEndsThePart) {
     EXPECT_THAT(split("\x90\x0c\0PN\x01"
                       "aSN\x08"
                       "xyzzzzzz"s)
@@ -110,7 +110,7 @@ TEST(PciVpd, AValueThatIsLongerThanItsPartIsLeftOutAndEndsIt) {
                 ElementsAre("PN=a"));  // the third byte is missing
 }
 
-TEST(PciVpd, OfAPartThatIsLongerThanTheDataTheWholeTagsAreGiven) {
+TEST(PciVpd, APartLongerThanTheDataYieldsItsCompleteTags) {
     EXPECT_THAT(split("\x90\xff\xff"
                       "PN\x01"
                       "aSN\x04"
@@ -128,7 +128,7 @@ TEST(PciVpd, NoDataHasNoTags) {
     EXPECT_THAT(split("\x90\x05"s).tags, IsEmpty());
 }
 
-TEST(PciVpd, BytesWithoutMeaningEnd) {
+TEST(PciVpd, MeaninglessBytesEndTheWalk) {
     for (int byte = 0; byte < 256; ++byte)
         EXPECT_EQ(split(std::string(4096, static_cast<char>(byte))).name, "(none)") << byte;
 }

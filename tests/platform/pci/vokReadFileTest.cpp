@@ -47,7 +47,7 @@ std::vector<std::string> lines() {
 
 }  // namespace
 
-TEST(ReadFile, GivesTheLengthAs32BitsAndThenTheBytes) {
+TEST(ReadFile, ReturnsTheLengthAs32BitsAndThenTheBytes) {
     hostWith(std::string("a\0b\n", 4));
     const vokMallocPtr<char> buffer(ReadFile(path));
     ASSERT_TRUE(buffer);
@@ -73,7 +73,7 @@ TEST(ReadFile, AlwaysHasRoomForAnother2048Bytes) {
     EXPECT_EQ(readFile().steps, 6u);
 }
 
-TEST(ReadFile, GivesALongFileWhole) {
+TEST(ReadFile, ReturnsALongFileCompletely) {
     std::string content;
     for (int i = 0; i < 50000; ++i) content += std::to_string(i);
     hostWith(content);
@@ -86,7 +86,7 @@ TEST(ReadFile, AnEmptyFileIsABufferOfLength0) {
     EXPECT_EQ(readFile().steps, 1u);
 }
 
-TEST(ReadFile, GivesNullForANullPathAndWhatCantBeOpened) {
+TEST(ReadFile, ReturnsNullForANullPathAndAPathThatCantBeOpened) {
     const FakeHost host;
     EXPECT_EQ(ReadFile(nullptr), nullptr);
     EXPECT_EQ(ReadFile("/etc/none"), nullptr);
@@ -110,7 +110,7 @@ TEST(ReadFileLines, SplitsAtNewlines) {
     EXPECT_THAT(lines(), ElementsAre("first", "", "third line"));
 }
 
-TEST(ReadFileLines, TextBehindTheLastNewlineIsALineToo) {
+TEST(ReadFileLines, TextAfterTheLastNewlineIsALineToo) {
     const auto host = hostWith("first\nlast");
     EXPECT_THAT(lines(), ElementsAre("first", "last"));
     host.root.writeFile(path, "only");
@@ -122,17 +122,17 @@ TEST(ReadFileLines, AnEmptyFileHasNoLines) {
     EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST(ReadFileLines, AZeroByteEndsTheTextOfItsLineAlone) {
+TEST(ReadFileLines, AZeroByteEndsOnlyTheTextOfItsLine) {
     hostWith(std::string("a\0b\nc\n", 6));
     EXPECT_THAT(lines(), ElementsAre("a", "c"));
 }
 
-TEST(ReadFileLines, AFileOfNewlinesAlone) {
+TEST(ReadFileLines, AFileOfOnlyNewlinesHasEmptyLines) {
     hostWith(std::string(5000, '\n'));
     EXPECT_THAT(lines(), testing::AllOf(testing::SizeIs(5000), testing::Each("")));
 }
 
-TEST(ReadFileLines, GivesNullAndCount0WhenTheFileCantBeRead) {
+TEST(ReadFileLines, ReturnsNullAndCount0IfTheFileCantBeRead) {
     const FakeHost host;
     int count = 77;
     EXPECT_EQ(ReadFileLines(path, &count), nullptr);

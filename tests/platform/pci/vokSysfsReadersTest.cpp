@@ -42,7 +42,7 @@ TEST(SysfsStr, IsCutAtTheFirstNewline) {
     EXPECT_EQ(text(), "running");
 }
 
-TEST(SysfsStr, TextWithoutANewlineIsWhole) {
+TEST(SysfsStr, TextWithoutANewlineIsComplete) {
     hostWith("running");
     EXPECT_EQ(text(), "running");
 }
@@ -52,28 +52,28 @@ TEST(SysfsStr, KeepsBlanks) {
     EXPECT_EQ(text(), "PERC H700       ");
 }
 
-TEST(SysfsStr, AnEmptyFileGivesNull) {
+TEST(SysfsStr, AnEmptyFileYieldsNull) {
     hostWith("");
     EXPECT_EQ(text(), "(null)");
 }
 
-TEST(SysfsStr, AnEmptyFirstLineGivesNullThoughMoreFollows) {
+TEST(SysfsStr, AnEmptyFirstLineYieldsNullEvenIfMoreFollows) {
     hostWith("\nsecond\n");
     EXPECT_EQ(text(), "(null)");
 }
 
-TEST(SysfsStr, AFirstByteOfZeroGivesNull) {
+TEST(SysfsStr, AFirstByteOfZeroYieldsNull) {
     hostWith(std::string("\0text\n", 6));
     EXPECT_EQ(text(), "(null)");
 }
 
-TEST(SysfsStr, AFileThatIsNotThereGivesNull) {
+TEST(SysfsStr, AMissingFileYieldsNull) {
     const FakeHost host;
     EXPECT_EQ(text("/sys/none"), "(null)");
     EXPECT_EQ(get_sysfs_str(nullptr), nullptr);
 }
 
-TEST(SysfsStr, ALineOf4095CharactersIsWhole) {
+TEST(SysfsStr, ALineOf4095CharactersIsComplete) {
     hostWith(std::string(4095, 'x') + "\nmore");
     EXPECT_EQ(text(), std::string(4095, 'x'));
 }
@@ -83,7 +83,7 @@ TEST(SysfsStr, ALongerFirstLineIsCutAt4096Characters) {
     EXPECT_EQ(text(), std::string(4096, 'x'));
 }
 
-TEST(SysfsStr, ThePathPassesTheHostsPlace) {
+TEST(SysfsStr, ThePathIsMappedToTheHostPath) {
     const FakeHost host;
     host.root.writeFile("/sys/class/scsi_host/host0/state", "running\n");
     EXPECT_EQ(text("/sys/class/scsi_host/host0/state"), "running");
@@ -103,8 +103,8 @@ TEST(SysfsReaders, ALinkThatLeadsToItselfCantBeOpened) {
     EXPECT_EQ(bytes("/sys/b"), "(null)");
 }
 
-// It is not even opened: opening alone can have an effect on the other side.
-TEST(SysfsReaders, APipeInPlaceOfAnAttributeIsLeftAloneAndNobodyWaits) {
+// It is not even opened: opening alone can have side effects.
+TEST(SysfsReaders, APipeInsteadOfAnAttributeIsNotOpened) {
     const auto host = hostWith("");
     const std::string pipe = host.root.path() + "/sys/pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -126,7 +126,7 @@ TEST(SysfsReaders, AnAttributeIsOpenedForReadingWithoutWaiting) {
     EXPECT_EQ(::fcntl(file.get(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST(SysfsReaders, ADirectoryOrADeviceInPlaceOfAnAttributeCantBeOpened) {
+TEST(SysfsReaders, ADirectoryOrADeviceInsteadOfAnAttributeCantBeOpened) {
     const auto host = hostWith("");
     ASSERT_EQ(::symlink("/dev/zero", (host.root.path() + "/sys/zero").c_str()), 0);
     EXPECT_EQ(bytes("/sys"), "(null)");
@@ -145,18 +145,18 @@ TEST(SysfsReaders, NoReaderLeavesTheFileOpen) {
     EXPECT_EQ(after, before);
 }
 
-TEST(SysfsBuf, GivesAllBytesAsTheyAre) {
+TEST(SysfsBuf, ReturnsAllBytesUnchanged) {
     const std::string content("\0\x80\n\0text\n", 9);
     hostWith(content);
     EXPECT_EQ(bytes(), content);
 }
 
-TEST(SysfsBuf, GivesAtMost4096Bytes) {
+TEST(SysfsBuf, ReturnsAtMost4096Bytes) {
     hostWith(std::string(5000, 'x'));
     EXPECT_EQ(bytes(), std::string(4096, 'x'));
 }
 
-TEST(SysfsBuf, GivesNullAndLength0WhenNothingCouldBeRead) {
+TEST(SysfsBuf, ReturnsNullAndLength0IfNothingCanBeRead) {
     hostWith("");
     EXPECT_EQ(bytes(), "(null)");
     EXPECT_EQ(bytes("/sys/none"), "(null)");
@@ -164,14 +164,14 @@ TEST(SysfsBuf, GivesNullAndLength0WhenNothingCouldBeRead) {
     EXPECT_EQ(get_sysfs_buf("/sys/none", nullptr), nullptr);
 }
 
-TEST(SysfsNumeric, PutsTheFirstConversionIntoOut) {
+TEST(SysfsNumeric, StoresTheFirstConversionInOut) {
     hostWith("0x1f 33\n");
     unsigned value = 0;
     EXPECT_EQ(_get_sysfs_numeric(path, "%x", &value), 0);
     EXPECT_EQ(value, 0x1fu);
 }
 
-TEST(SysfsNumeric, GivesMinus1WithoutTextAndLeavesOutAsItWas) {
+TEST(SysfsNumeric, ReturnsMinus1WithoutTextAndLeavesOutUnchanged) {
     hostWith("");
     unsigned value = 77;
     EXPECT_EQ(_get_sysfs_numeric(path, "%u", &value), -1);
@@ -179,7 +179,7 @@ TEST(SysfsNumeric, GivesMinus1WithoutTextAndLeavesOutAsItWas) {
     EXPECT_EQ(value, 77u);
 }
 
-TEST(SysfsNumeric, GivesZeroAlsoWhenNothingMatchesAndLeavesOutAsItWas) {
+TEST(SysfsNumeric, ReturnsZeroEvenIfNothingMatchesAndLeavesOutUnchanged) {
     hostWith("running\n");
     unsigned value = 77;
     EXPECT_EQ(_get_sysfs_numeric(path, "%u", &value), 0);
@@ -217,7 +217,7 @@ TEST(SysfsDecimal, ReadsByWidthAndSign) {
     EXPECT_EQ(get_sysfs_llong(path), -9000000000ll);
 }
 
-TEST(SysfsDecimal, ALeadingZeroIsNoOctalAndAPrefixEndsTheNumber) {
+TEST(SysfsDecimal, ALeadingZeroIsNotOctalAndAPrefixEndsTheNumber) {
     const auto host = hostWith("010\n");
     EXPECT_EQ(get_sysfs_int(path), 10);
     EXPECT_EQ(get_sysfs_uint(path), 10u);
@@ -230,7 +230,7 @@ TEST(SysfsDecimal, ALeadingZeroIsNoOctalAndAPrefixEndsTheNumber) {
     EXPECT_EQ(get_sysfs_ullong(path), 0u);
 }
 
-TEST(SysfsNumbers, AFailedReadGivesAllBitsSet) {
+TEST(SysfsNumbers, AFailedReadYieldsAllBitsSet) {
     hostWith("");
     for (const char* unreadable : {path, "/sys/none"}) {
         EXPECT_EQ(get_sysfs_llhex(unreadable), 0xffffffffffffffffull);
@@ -245,7 +245,7 @@ TEST(SysfsNumbers, AFailedReadGivesAllBitsSet) {
     }
 }
 
-TEST(SysfsNumbers, ATextThatIsNoNumberIsNoFailedReadAndGives0) {
+TEST(SysfsNumbers, ATextThatIsNotANumberYields0) {
     hostWith("<none>\n");
     EXPECT_EQ(get_sysfs_llhex(path), 0u);
     EXPECT_EQ(get_sysfs_lhex(path), 0u);
@@ -258,7 +258,7 @@ TEST(SysfsNumbers, ATextThatIsNoNumberIsNoFailedReadAndGives0) {
     EXPECT_EQ(get_sysfs_llong(path), 0);
 }
 
-TEST(SysfsNumbers, ThousandsOfDigitsDoNoHarm) {
+TEST(SysfsNumbers, ThousandsOfDigitsAreHarmless) {
     hostWith(std::string(5000, '1'));
     EXPECT_EQ(get_sysfs_llhex(path), 0xffffffffffffffffull);
     EXPECT_EQ(get_sysfs_llong(path), 9223372036854775807ll);

@@ -1,5 +1,5 @@
-// A machine for tests of physical locations: firmware tables of a platform, and a location library that keeps
-// the records it got.
+// A machine for tests of physical locations: firmware tables of a platform, and a location library that
+// records its calls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ inline constexpr char firstLibrary[] = "libvkloc0202.so";
 inline constexpr char secondLibrary[] = "libvkloc0302.so";
 inline constexpr char unknownLocation[] = "FFFFFFFFFFFFFFFF";
 
-// The library's side of the entry points: plain bytes.
+// The library's implementation of the entry points, on plain bytes.
 struct LibraryCalls {
     std::mutex guard;
     std::vector<int> versions;
@@ -40,7 +40,7 @@ struct LibraryCalls {
         const std::lock_guard<std::mutex> lock(get().guard);
         get().versions.push_back(version);
         std::memset(record, 0, 16);
-        return -1;  // which nobody looks at
+        return -1;  // ignored by the caller
     }
     static std::int32_t encode(void* record, std::uint64_t* code) {
         const std::lock_guard<std::mutex> lock(get().guard);
@@ -57,7 +57,7 @@ protected:
 
     PhysLocTest() { logEverything(host); }
 
-    // GeoIDs of the two functions in a slot, the two on the board, and one that the firmware gives none.
+    // GeoIDs of functions in slots, of two on the board, and one function without a GeoID.
     void startFirstPlatform() {
         start(SmBiosTable()
                   .addSystem("Maker of Racks", firstFamily)
@@ -65,11 +65,11 @@ protected:
                   .addSlot("Slot r001u05p1i07", "0000:5e:00.0")
                   .addSlot("Slot r001u06p2i03", "0001:3b:00.0")
                   .addSlot("Slot r002u05p2i03", "0002:3b:00.0")
-                  .addSlot("Slot without a place", "0000:86:00.0")
+                  .addSlot("Slot without a GeoID", "0000:86:00.0")
                   .addOnboardDevice("LAN r001u05p2i00", "0000:18:00.0")
                   .addOnboardDevice("LAN r001u05p2i00", "0000:18:00.1")
                   .addEnd());
-        offer(firstLibrary);
+        provide(firstLibrary);
     }
     void startSecondPlatform(const std::string& family = secondFamily) {
         start(SmBiosTable()
@@ -78,11 +78,11 @@ protected:
                   .addSlot("Slot r001i02s07", "0000:5e:00.0")
                   .addSlot("Slot r001i03s03", "0001:3b:00.0")
                   .addSlot("Slot r002i02s03", "0002:3b:00.0")
-                  .addSlot("Slot without a place", "0000:86:00.0")
+                  .addSlot("Slot without a GeoID", "0000:86:00.0")
                   .addOnboardDevice("LAN r001i02s00", "0000:18:00.0")
                   .addOnboardDevice("LAN r001i02s00", "0000:18:00.1")
                   .addEnd());
-        offer(secondLibrary);
+        provide(secondLibrary);
     }
     // In the daemon's order.
     void start(const SmBiosTable& table) {
@@ -91,7 +91,7 @@ protected:
         vokUtils::initializeSMBIOS();
         vokUtils::initGeoIDMap();
     }
-    void offer(const char* name) {
+    void provide(const char* name) {
         libraries.symbols[name] = {{"physloc_init_data", reinterpret_cast<void*>(LibraryCalls::initData)},
                                    {"physloc_encode", reinterpret_cast<void*>(LibraryCalls::encode)}};
     }

@@ -1,4 +1,4 @@
-// What crosses to the location library, and what becomes of its answer.
+// The calls of the location library, and the handling of its results.
 #include <atomic>
 #include <cstddef>
 #include <thread>
@@ -15,12 +15,12 @@ static_assert(sizeof(vokPhysLocRecord) == 16, "16 bytes on every ABI");
 class PhysLocEncode : public PhysLocTest {
 protected:
     vokTQPhysLocInterface& first() {
-        offer(firstLibrary);
+        provide(firstLibrary);
         EXPECT_TRUE(vokTQPhysLocInterface::getInstance()->Initialize());
         return *vokTQPhysLocInterface::getInstance();
     }
     vokLWNZPhysLocInterface& second() {
-        offer(secondLibrary);
+        provide(secondLibrary);
         EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
         return *vokLWNZPhysLocInterface::getInstance();
     }
@@ -49,7 +49,7 @@ TEST_F(PhysLocEncode, OnTheSecondPlatformTheThirdElementIsTheLastLevelAndByteEig
                "[00000000000012AB]"));
 }
 
-TEST_F(PhysLocEncode, SubLocationNotApplicableLeavesItsByteAndStandsInTheLog) {
+TEST_F(PhysLocEncode, SubLocationNotApplicableLeavesItsByteAndIsLogged) {
     first().physlocEncode("0000:3b:00.0", {"001", "05", "2", "03"}, 3, nullptr, "NA");
     EXPECT_EQ(onlyRecord()[13], 0);
     EXPECT_TRUE(
@@ -64,7 +64,7 @@ TEST_F(PhysLocEncode, AnEmptySubLocationIsTheNumberZero) {
         "DEBUG LWNZPL_INTF: PCI address [0000:3b:00.0]: [45] - {001, 02, 03, } - PL: [00000000000012AB]"));
 }
 
-TEST_F(PhysLocEncode, ASubLocationThatIsNoNumberIsZeroToo) {
+TEST_F(PhysLocEncode, ASubLocationThatIsNotANumberIsZeroToo) {
     first().physlocEncode("0000:3b:00.0", {"001", "05", "2", "03"}, 3, nullptr, "na");
     EXPECT_EQ(onlyRecord()[13], 0);
 }
@@ -85,7 +85,7 @@ struct WrongCount {
     const char* counted;
 };
 
-TEST_F(PhysLocEncode, AWrongNumberOfElementsNeverReachesTheFirstPlatformsLibrary) {
+TEST_F(PhysLocEncode, AWrongNumberOfElementsIsNotPassedToTheFirstPlatformsLibrary) {
     const WrongCount rows[] = {{{}, "(0, [])"},
                                {{"001", "02", "03"}, "(3, [001 02 03])"},
                                {{"1", "2", "3", "4", "5"}, "(5, [1 2 3 4 5])"}};
@@ -112,7 +112,7 @@ TEST_F(PhysLocEncode, FourElementsAreTooManyOnTheSecondPlatform) {
     EXPECT_TRUE(library.versions.empty());
 }
 
-TEST_F(PhysLocEncode, ARefusalIsToldWithTheNumbersAndKeepsTheUnknownLocation) {
+TEST_F(PhysLocEncode, AFailedEncodingIsLoggedWithTheNumbersAndReturnsTheUnknownLocation) {
     library.result = 5;
     EXPECT_EQ(first().physlocEncode("0000:3b:00.0", {"001", "05", "2", "03"}, 3, &rc, "NA"), unknownLocation);
     EXPECT_EQ(rc, 5);
@@ -145,7 +145,7 @@ TEST_F(PhysLocEncode, WithoutALibraryNothingIsCalled) {
     EXPECT_TRUE(library.versions.empty());
 }
 
-// The code holds the record's bytes, so that a mixed-up record shows.
+// The code holds the record's bytes, so that a mixed-up record is detected.
 std::int32_t encodeOwnBytes(void* record, std::uint64_t* code) {
     std::uint8_t bytes[16];
     std::memcpy(bytes, record, sizeof(bytes));

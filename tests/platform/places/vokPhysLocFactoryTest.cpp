@@ -1,4 +1,4 @@
-// Which interface is chosen, how its library is loaded, and what the mock answers.
+// The choice of the interface, the loading of its library, and the results of the mock.
 #include "platform/places/vokPhysLocFactory.h"
 
 #include <dlfcn.h>
@@ -23,7 +23,7 @@ protected:
 constexpr char mockForLibrary[] =
     "WARNING PL_FACT: Physical location will be reported by VOK as FFFFFFFFFFFFFFFF for all FRUs.";
 
-TEST_F(PhysLocFactory, TheFirstFamilyGetsTheFirstInterface) {
+TEST_F(PhysLocFactory, TheFirstFamilySelectsTheFirstInterface) {
     startFirstPlatform();
     EXPECT_EQ(chosen(), vokTQPhysLocInterface::getInstance());
     EXPECT_EQ(chosen()->getPhysLocLibraryName(), "libvkloc0202.so");
@@ -33,21 +33,21 @@ TEST_F(PhysLocFactory, TheFirstFamilyGetsTheFirstInterface) {
     EXPECT_TRUE(logged("DEBUG TQPL_INTF: Successfully loaded physical location library."));
 }
 
-TEST_F(PhysLocFactory, BothSecondFamiliesGetTheSecondInterface) {
+TEST_F(PhysLocFactory, TheSecondFamilySelectsTheSecondInterface) {
     startSecondPlatform();
     EXPECT_EQ(chosen(), vokLWNZPhysLocInterface::getInstance());
     EXPECT_EQ(chosen()->getPhysLocLibraryName(), "libvkloc0302.so");
     EXPECT_TRUE(logged("DEBUG LWNZPL_INTF: Successfully loaded physical location library."));
 }
 
-TEST_F(PhysLocFactory, TheOtherSecondFamilyToo) {
+TEST_F(PhysLocFactory, TheOtherSecondFamilySelectsTheSecondInterfaceToo) {
     startSecondPlatform(otherSecondFamily);
     EXPECT_EQ(chosen(), vokLWNZPhysLocInterface::getInstance());
 }
 
-TEST_F(PhysLocFactory, AnyOtherFamilyGetsTheMockAndIsNamed) {
+TEST_F(PhysLocFactory, AnyOtherFamilySelectsTheMockAndIsLogged) {
     start(SmBiosTable().addSystem("Maker", "7711PID02020002").addSlot("Slot 1", "0000:3b:00.0").addEnd());
-    offer(firstLibrary);
+    provide(firstLibrary);
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(
         logged("WARNING PL_FACT: Unable to determine platform type [7711PID02020002]. Physical location will "
@@ -55,14 +55,14 @@ TEST_F(PhysLocFactory, AnyOtherFamilyGetsTheMockAndIsNamed) {
     EXPECT_TRUE(libraries.opened().empty());
 }
 
-TEST_F(PhysLocFactory, AMachineWithoutFirmwareTablesGetsTheMock) {
+TEST_F(PhysLocFactory, AMachineWithoutFirmwareTablesSelectsTheMock) {
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_TRUE(
         logged("WARNING PL_FACT: Unable to determine platform type []. Physical location will be reported by "
                "VOK as FFFFFFFFFFFFFFFF for all FRUs."));
 }
 
-TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
+TEST_F(PhysLocFactory, AMissingLibrarySelectsTheMock) {
     startFirstPlatform();
     libraries.symbols.clear();
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
@@ -71,7 +71,7 @@ TEST_F(PhysLocFactory, WithoutTheLibraryItIsTheMock) {
     EXPECT_TRUE(logged(mockForLibrary));
 }
 
-TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLine) {
+TEST_F(PhysLocFactory, TheLoadersReasonIsLogged) {
     startFirstPlatform();
     libraries.symbols.clear();
     libraries.failure = "wrong ELF class";
@@ -80,7 +80,7 @@ TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLine) {
         "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (wrong ELF class)"));
 }
 
-TEST_F(PhysLocFactory, TheLoadersReasonStandsInTheLogLineOfASymbolToo) {
+TEST_F(PhysLocFactory, TheLoadersReasonIsLoggedForASymbolToo) {
     startFirstPlatform();
     libraries.symbols[firstLibrary].erase("physloc_encode");
     libraries.failure = "undefined symbol";
@@ -100,7 +100,7 @@ TEST_F(PhysLocFactory, AnEarlierLoaderErrorIsNotReportedAsTheReason) {
         "ERROR TQPL_INTF: Failed to load physical location library [libvkloc0202.so]: (no reason given)"));
 }
 
-TEST_F(PhysLocFactory, ALibraryWithoutTheEncoderIsClosedAndGivesTheMockForAllUnits) {
+TEST_F(PhysLocFactory, ALibraryWithoutTheEncoderIsClosedAndSelectsTheMockForAllUnits) {
     startFirstPlatform();
     libraries.symbols[firstLibrary].erase("physloc_encode");
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
@@ -111,7 +111,7 @@ TEST_F(PhysLocFactory, ALibraryWithoutTheEncoderIsClosedAndGivesTheMockForAllUni
     EXPECT_EQ(chosen()->getPhysLocForIOSlot("0000:3b:00.0"), unknownLocation);
 }
 
-TEST_F(PhysLocFactory, ALibraryWithoutTheInitializerToo) {
+TEST_F(PhysLocFactory, ALibraryWithoutTheInitializerIsClosedAndSelectsTheMockToo) {
     startSecondPlatform();
     libraries.symbols[secondLibrary].erase("physloc_init_data");
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
@@ -120,17 +120,17 @@ TEST_F(PhysLocFactory, ALibraryWithoutTheInitializerToo) {
     EXPECT_EQ(libraries.openCount(), 0);
 }
 
-TEST_F(PhysLocFactory, ALibraryThatFailedIsNotTriedAgain) {
+TEST_F(PhysLocFactory, AFailedLibraryIsNotTriedAgain) {
     startFirstPlatform();
     libraries.symbols.clear();
     chosen();
-    offer(firstLibrary);
+    provide(firstLibrary);
     EXPECT_EQ(chosen(), vokMockPhysLocInterface::getInstance());
     EXPECT_EQ(libraries.opened().size(), 1u);
     EXPECT_EQ(countLogged(host, mockForLibrary), 1);
 }
 
-TEST_F(PhysLocFactory, FromManyThreadsItIsChosenOnce) {
+TEST_F(PhysLocFactory, IsChosenOnceByManyThreads) {
     startFirstPlatform();
     std::atomic<int> others{0};
     std::vector<std::thread> threads;
@@ -143,21 +143,21 @@ TEST_F(PhysLocFactory, FromManyThreadsItIsChosenOnce) {
     EXPECT_EQ(libraries.opened().size(), 1u);
 }
 
-TEST_F(PhysLocFactory, TheFreeFunctionsGiveTheSameInstances) {
+TEST_F(PhysLocFactory, TheFreeFunctionsReturnTheSameInstances) {
     EXPECT_EQ(__vokTQPhysLocInterface__getInstance(), vokTQPhysLocInterface::getInstance());
     EXPECT_EQ(__vokLWNZPhysLocInterface__getInstance(), vokLWNZPhysLocInterface::getInstance());
     EXPECT_EQ(__vokMockPhysLocInterface__getInstance(), vokMockPhysLocInterface::getInstance());
 }
 
 TEST_F(PhysLocFactory, ALoadedLibraryIsNotLoadedAgain) {
-    offer(secondLibrary);
+    provide(secondLibrary);
     EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
     EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
     EXPECT_EQ(libraries.opened().size(), 1u);
 }
 
 TEST_F(PhysLocFactory, UnInitializeClosesOnceAndTheLibraryCanBeLoadedAgain) {
-    offer(firstLibrary);
+    provide(firstLibrary);
     vokTQPhysLocInterface& interface = *vokTQPhysLocInterface::getInstance();
     interface.UnInitialize();
     EXPECT_EQ(libraries.openCount(), 0);
@@ -181,7 +181,7 @@ std::size_t slotOf(Operation operation) {
     return words[0] / sizeof(void*);
 }
 
-TEST(PhysLocInterface, HasItsOperationsInTheOrderOfTheirSlots) {
+TEST(PhysLocInterface, HasItsOperationsInTheRequiredSlots) {
     using I = vokPhysLocInterface;
     EXPECT_EQ(slotOf(&I::Initialize), 0u);
     EXPECT_EQ(slotOf(&I::UnInitialize), 1u);
@@ -200,7 +200,7 @@ TEST(PhysLocInterface, HasItsOperationsInTheOrderOfTheirSlots) {
     EXPECT_EQ(slotOf(&vokLWNZPhysLocInterface::physlocEncode), 14u);
 }
 
-TEST(MockPhysLoc, KnowsNothing) {
+TEST(MockPhysLoc, ReportsEverythingAsUnknown) {
     vokMockPhysLocInterface& mock = *vokMockPhysLocInterface::getInstance();
     EXPECT_TRUE(mock.Initialize());
     mock.UnInitialize();

@@ -1,4 +1,4 @@
-// Locations by kind of unit, and what the GeoID alone tells, on both platforms.
+// Locations by kind of unit, and the values from the GeoID alone, on both platforms.
 #include <functional>
 
 #include "platform/places/PhysLocFixture.h"
@@ -20,16 +20,16 @@ protected:
         EXPECT_TRUE(vokLWNZPhysLocInterface::getInstance()->Initialize());
         return *vokLWNZPhysLocInterface::getInstance();
     }
-    // The one record that the library gets for a question, which it answers.
-    Record recordOf(const std::function<std::string()>& question) {
+    // The one record that the library receives in a look-up, which succeeds.
+    Record recordOf(const std::function<std::string()>& lookUp) {
         library.records.clear();
-        EXPECT_EQ(question(), "00000000000012AB");
+        EXPECT_EQ(lookUp(), "00000000000012AB");
         return onlyRecord();
     }
-    // The question has no answer, the library never sees it, and the line is logged.
-    void expectRefused(const std::function<std::string()>& question, const std::string& line) {
+    // The location is unknown, the library is not called, and the line is logged.
+    void expectUnknown(const std::function<std::string()>& lookUp, const std::string& line) {
         library.versions.clear();
-        EXPECT_EQ(question(), unknownLocation) << line;
+        EXPECT_EQ(lookUp(), unknownLocation) << line;
         EXPECT_TRUE(library.versions.empty()) << line;
         EXPECT_TRUE(logged(line)) << line;
     }
@@ -69,24 +69,24 @@ TEST_F(PhysLocUnits, AnAddressHasTwelveCharactersAndFourHexadecimalFields) {
     }
 }
 
-TEST_F(PhysLocUnits, AMalformedAddressIsRefusedByEachOperationWithItsMessage) {
+TEST_F(PhysLocUnits, AMalformedAddressIsRejectedByEachOperationWithItsMessage) {
     struct {
         vokPhysLocInterface& interface;
         const char* module;
     } const platforms[] = {{*vokTQPhysLocInterface::getInstance(), "DEBUG TQPL_INTF: "},
                            {*vokLWNZPhysLocInterface::getInstance(), "DEBUG LWNZPL_INTF: "}};
     startFirstPlatform();
-    offer(secondLibrary);
+    provide(secondLibrary);
     for (const auto& each : platforms) {
         vokPhysLocInterface& interface = each.interface;
         ASSERT_TRUE(interface.Initialize());
         const std::string module = each.module;
         for (const std::string address : {"0000:3b:00.", "0000:3b:00.00"}) {
             const std::string tail = " controller PCI address is invalid. ([" + address + "])";
-            expectRefused([&] { return interface.getPhysLocForIOSlot(address); }, module + "I/O" + tail);
-            expectRefused([&] { return interface.getPhysLocForNetworkAdapter(address); },
+            expectUnknown([&] { return interface.getPhysLocForIOSlot(address); }, module + "I/O" + tail);
+            expectUnknown([&] { return interface.getPhysLocForNetworkAdapter(address); },
                           module + "Network" + tail);
-            expectRefused([&] { return interface.getPhysLocForExternalDrive(address); },
+            expectUnknown([&] { return interface.getPhysLocForExternalDrive(address); },
                           module + "Storage" + tail);
             EXPECT_EQ(interface.getPCIeSlotForIOSlot(address), "0");
             EXPECT_EQ(interface.checkIfPCICardIsOnBoard(address), -4);
@@ -95,9 +95,9 @@ TEST_F(PhysLocUnits, AMalformedAddressIsRefusedByEachOperationWithItsMessage) {
             EXPECT_EQ(interface.getChassisLocationForIOSlot(address, location), -1);
             EXPECT_EQ(location, "as it was");
             EXPECT_EQ(countLogged(host, module + "I/O" + tail), 4);
-            expectRefused([&] { return interface.getPhysLocForChassisDriveSlot(address, 1); },
+            expectUnknown([&] { return interface.getPhysLocForChassisDriveSlot(address, 1); },
                           module + "Storage" + tail);
-            expectRefused([&] { return interface.getPhysLocForChassisStorageBackplane(address, 1); },
+            expectUnknown([&] { return interface.getPhysLocForChassisStorageBackplane(address, 1); },
                           module + "Storage" + tail);
             EXPECT_EQ(countLogged(host, module + "Storage" + tail), 3);
         }
@@ -139,7 +139,7 @@ TEST_F(PhysLocUnits, FirstPlatformExternalDrive) {
               (Record{69, 0, 0, 0, 1, 5, 0, 0, 1, 0, 0, 7, 0, 0, 0, 0}));
 }
 
-TEST_F(PhysLocUnits, FirstPlatformDriveBayReplacesTheSlotWhichBecomesTheSubLocation) {
+TEST_F(PhysLocUnits, FirstPlatformDriveBayReplacesTheSlotAndTheSlotIsTheSubLocation) {
     vokPhysLocInterface& interface = first();
     EXPECT_EQ(recordOf([&] { return interface.getPhysLocForChassisDriveSlot("0000:5e:00.0", 1); }),
               (Record{56, 0, 0, 0, 1, 5, 0, 0, 1, 0, 0, 1, 0, 7, 0, 0}));
@@ -153,7 +153,7 @@ TEST_F(PhysLocUnits, FirstPlatformDriveBayReplacesTheSlotWhichBecomesTheSubLocat
 TEST_F(PhysLocUnits, FirstPlatformBaysAreOneToTen) {
     vokPhysLocInterface& interface = first();
     for (const int bay : {0, 11, -1, 2147483647})
-        expectRefused([&] { return interface.getPhysLocForChassisDriveSlot("0000:5e:00.0", bay); },
+        expectUnknown([&] { return interface.getPhysLocForChassisDriveSlot("0000:5e:00.0", bay); },
                       "DEBUG TQPL_INTF: Invalid internal drive bay # [" + std::to_string(bay) +
                           "] for physical location encoding at PCI address [0000:5e:00.0].");
 }
@@ -165,7 +165,7 @@ TEST_F(PhysLocUnits, FirstPlatformBackplanesAreBoxesOneAndTwo) {
     EXPECT_EQ(recordOf([&] { return interface.getPhysLocForChassisStorageBackplane("0000:5e:00.0", 2); }),
               (Record{64, 0, 0, 0, 1, 5, 0, 0, 1, 0, 0, 7, 0, 2, 0, 0}));
     for (const int box : {0, 3, -1})
-        expectRefused([&] { return interface.getPhysLocForChassisStorageBackplane("0000:5e:00.0", box); },
+        expectUnknown([&] { return interface.getPhysLocForChassisStorageBackplane("0000:5e:00.0", box); },
                       "DEBUG TQPL_INTF: Invalid box number [" + std::to_string(box) +
                           "] for storage backplane connected to PCI address [0000:5e:00.0].");
 }
@@ -204,12 +204,12 @@ TEST_F(PhysLocUnits, SecondPlatformBaysAreZeroToThreeWithAnEmptySubLocation) {
     EXPECT_TRUE(logged(
         "DEBUG LWNZPL_INTF: PCI address [0000:5e:00.0]: [45] - {001, 02, 3, } - PL: [00000000000012AB]"));
     for (const int bay : {4, -1})
-        expectRefused([&] { return interface.getPhysLocForChassisDriveSlot("0000:5e:00.0", bay); },
+        expectUnknown([&] { return interface.getPhysLocForChassisDriveSlot("0000:5e:00.0", bay); },
                       "DEBUG LWNZPL_INTF: Invalid internal drive bay # [" + std::to_string(bay) +
                           "] for physical location encoding at PCI address [0000:5e:00.0].");
 }
 
-TEST_F(PhysLocUnits, SecondPlatformDoesNotLookAtTheBoxNumber) {
+TEST_F(PhysLocUnits, SecondPlatformIgnoresTheBoxNumber) {
     vokPhysLocInterface& interface = second();
     for (const int box : {0, 1, 99, -1})
         EXPECT_EQ(
@@ -220,22 +220,22 @@ TEST_F(PhysLocUnits, SecondPlatformDoesNotLookAtTheBoxNumber) {
         "DEBUG LWNZPL_INTF: PCI address [0000:5e:00.0]: [53] - {001, 02, 07, NA} - PL: [00000000000012AB]"));
 }
 
-// --- GeoIDs that are not there, or have the other platform's form ---
+// --- GeoIDs that are missing or have the other platform's form ---
 
 TEST_F(PhysLocUnits, AFunctionWithoutAGeoIDHasNoElements) {
     vokPhysLocInterface& interface = first();
     const std::string failed =
         "DEBUG TQPL_INTF: Failed to determine physical location for PCI address [0000:00:17.0]. (0, [])";
-    expectRefused([&] { return interface.getPhysLocForIOSlot("0000:00:17.0"); }, failed);
-    expectRefused([&] { return interface.getPhysLocForExternalDrive("0000:00:17.0"); }, failed);
+    expectUnknown([&] { return interface.getPhysLocForIOSlot("0000:00:17.0"); }, failed);
+    expectUnknown([&] { return interface.getPhysLocForExternalDrive("0000:00:17.0"); }, failed);
     EXPECT_EQ(countLogged(host, failed), 2);
     const std::string split =
         "DEBUG TQPL_INTF: Unexpected GeoID split size [0] at PCI address [0000:00:17.0] for ";
-    expectRefused([&] { return interface.getPhysLocForNetworkAdapter("0000:00:17.0"); },
+    expectUnknown([&] { return interface.getPhysLocForNetworkAdapter("0000:00:17.0"); },
                   split + "network adapter.");
-    expectRefused([&] { return interface.getPhysLocForChassisDriveSlot("0000:00:17.0", 1); },
+    expectUnknown([&] { return interface.getPhysLocForChassisDriveSlot("0000:00:17.0", 1); },
                   split + "chassis drive slot.");
-    expectRefused([&] { return interface.getPhysLocForChassisStorageBackplane("0000:00:17.0", 1); },
+    expectUnknown([&] { return interface.getPhysLocForChassisStorageBackplane("0000:00:17.0", 1); },
                   split + "storage backplane.");
     EXPECT_EQ(interface.getPCIeSlotForIOSlot("0000:00:17.0"), "0");
     EXPECT_TRUE(logged("DEBUG TQPL_INTF: PCI address: [0000:00:17.0]; GeoID split size: [0]; Slot #: [0]"));
@@ -246,7 +246,7 @@ TEST_F(PhysLocUnits, AFunctionWithoutAGeoIDHasNoElements) {
     EXPECT_TRUE(logged(split + "chassis location."));
 }
 
-TEST_F(PhysLocUnits, TheBayIsTestedBeforeTheGeoIDAndTheBoxBehindIt) {
+TEST_F(PhysLocUnits, TheBayIsCheckedBeforeTheGeoIDAndTheBoxAfterIt) {
     vokPhysLocInterface& interface = first();
     interface.getPhysLocForChassisDriveSlot("0000:00:17.0", 0);
     EXPECT_TRUE(
@@ -265,12 +265,12 @@ TEST_F(PhysLocUnits, TheBayIsTestedBeforeTheGeoIDAndTheBoxBehindIt) {
 }
 
 // The split has three elements because the machine is of the second family.
-TEST_F(PhysLocUnits, AGeoIDOfThreeElementsHasNoPlaceOnTheFirstPlatform) {
+TEST_F(PhysLocUnits, AGeoIDOfThreeElementsHasNoLocationOnTheFirstPlatform) {
     startSecondPlatform();
-    offer(firstLibrary);
+    provide(firstLibrary);
     vokPhysLocInterface& interface = *vokTQPhysLocInterface::getInstance();
     ASSERT_TRUE(interface.Initialize());
-    expectRefused(
+    expectUnknown(
         [&] { return interface.getPhysLocForIOSlot("0000:3b:00.0"); },
         "DEBUG TQPL_INTF: Failed to determine physical location for PCI address [0000:3b:00.0]. (3, "
         "[001 02 03])");
@@ -282,29 +282,29 @@ TEST_F(PhysLocUnits, AGeoIDOfThreeElementsHasNoPlaceOnTheFirstPlatform) {
     EXPECT_TRUE(logged("DEBUG TQPL_INTF: PCI address: [0000:3b:00.0]; GeoID split size: [3]; Slot #: [0]"));
 }
 
-TEST_F(PhysLocUnits, AGeoIDOfFourElementsHasNoPlaceOnTheSecondPlatform) {
+TEST_F(PhysLocUnits, AGeoIDOfFourElementsHasNoLocationOnTheSecondPlatform) {
     startFirstPlatform();
-    offer(secondLibrary);
+    provide(secondLibrary);
     vokPhysLocInterface& interface = *vokLWNZPhysLocInterface::getInstance();
     ASSERT_TRUE(interface.Initialize());
     const std::string split =
         "DEBUG LWNZPL_INTF: Unexpected GeoID split size [4] at PCI address [0000:3b:00.0] for ";
-    expectRefused([&] { return interface.getPhysLocForNetworkAdapter("0000:3b:00.0"); },
+    expectUnknown([&] { return interface.getPhysLocForNetworkAdapter("0000:3b:00.0"); },
                   split + "network adapter.");
-    expectRefused([&] { return interface.getPhysLocForChassisDriveSlot("0000:3b:00.0", 1); },
+    expectUnknown([&] { return interface.getPhysLocForChassisDriveSlot("0000:3b:00.0", 1); },
                   split + "chassis drive slot.");
-    expectRefused([&] { return interface.getPhysLocForChassisStorageBackplane("0000:3b:00.0", 1); },
+    expectUnknown([&] { return interface.getPhysLocForChassisStorageBackplane("0000:3b:00.0", 1); },
                   split + "storage backplane.");
     EXPECT_EQ(interface.getPCIeSlotForIOSlot("0000:3b:00.0"), "0");
 }
 
-TEST_F(PhysLocUnits, TheSecondPlatformIsSilentAboutAChassisWithAWrongSplit) {
+TEST_F(PhysLocUnits, TheSecondPlatformDoesNotLogAChassisWithAWrongSplit) {
     vokPhysLocInterface& interface = second();
     std::string location = "as it was";
     const auto before = loggedLines(host).size();
     EXPECT_EQ(interface.getChassisLocationForIOSlot("0000:00:17.0", location), -2);
     EXPECT_EQ(location, "as it was");
-    // The one line is the look-up's.
+    // The only line comes from the GeoID look-up.
     ASSERT_EQ(loggedLines(host).size(), before + 1);
     EXPECT_EQ(loggedLines(host).back(),
               "DEBUG VOK_UTILS: GeoID not available for PCI address [0000:00:17.0].");
@@ -328,14 +328,14 @@ TEST_F(PhysLocUnits, TheSlotOfTheSecondPlatformToo) {
     EXPECT_EQ(interface.checkIfPCICardIsOnBoard("0000:5e:00.0"), 3);
 }
 
-TEST_F(PhysLocUnits, SlotZeroZeroIsOnBoardAnyOtherIsAnAddInCard) {
+TEST_F(PhysLocUnits, SlotZeroZeroIsOnBoardAndAnyOtherIsAnAddInCard) {
     vokPhysLocInterface& interface = first();
     EXPECT_EQ(interface.checkIfPCICardIsOnBoard("0000:18:00.0"), 2);
     EXPECT_EQ(interface.checkIfPCICardIsOnBoard("0000:5e:00.0"), 3);
     EXPECT_EQ(interface.checkIfPCICardIsOnBoard("0000:86:00.0"), -4);  // an empty GeoID
 }
 
-TEST_F(PhysLocUnits, OneChassisIsOneRackAndOneUnit) {
+TEST_F(PhysLocUnits, TheSameChassisMeansTheSameRackAndUnit) {
     vokPhysLocInterface& interface = first();
     EXPECT_EQ(interface.checkPCIDevicesLocatedInSameChassis("0000:3b:00.0", "0000:5e:00.0"), 2);
     EXPECT_EQ(interface.checkPCIDevicesLocatedInSameChassis("0000:3b:00.0", "0001:3b:00.0"), 1);
@@ -351,7 +351,7 @@ TEST_F(PhysLocUnits, OneChassisIsOneRackAndOneUnit) {
                "[0000:3b:00.0])"));
 }
 
-TEST_F(PhysLocUnits, OneChassisOfTheSecondPlatformIsOneRackAndOneInstance) {
+TEST_F(PhysLocUnits, TheSameChassisOfTheSecondPlatformMeansTheSameRackAndInstance) {
     vokPhysLocInterface& interface = second();
     EXPECT_EQ(interface.checkPCIDevicesLocatedInSameChassis("0000:3b:00.0", "0000:5e:00.0"), 2);
     EXPECT_EQ(interface.checkPCIDevicesLocatedInSameChassis("0000:3b:00.0", "0001:3b:00.0"), 1);

@@ -32,7 +32,7 @@ bool isTableOpen() {
 
 }  // namespace
 
-TEST(PlatformCheck, KnowsThePathsWithoutATableAndTheOneOfTheStartHasNoSeparatorAtItsEnd) {
+TEST(PlatformCheck, HasThePathsWithoutATableAndTheStartupPathHasNoSeparatorAtItsEnd) {
     const FakeHost host;
     EXPECT_EQ(platformCheck::getDirectoryPath(), "/opt/mev/vok");
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
@@ -45,7 +45,7 @@ TEST(PlatformCheck, CardManufacturerIsThatOfTheFirstSystemRecord) {
     EXPECT_TRUE(host.part<FakeSystemLog>().lines().empty());
 }
 
-TEST(PlatformCheck, ATableThatCanNotBeOpenedIsToldToTheSystemLogOnce) {
+TEST(PlatformCheck, ATableThatCanNotBeOpenedIsReportedToTheSystemLogOnce) {
     const FakeHost host;
     EXPECT_EQ(platformCheck::getCardManufacturer(), "");
     EXPECT_EQ(platformCheck::getCardManufacturer(), "");
@@ -55,7 +55,7 @@ TEST(PlatformCheck, ATableThatCanNotBeOpenedIsToldToTheSystemLogOnce) {
     EXPECT_EQ(host.part<FakeSystemLog>().lines(), expected);
 }
 
-TEST(PlatformCheck, ATableWithoutASystemRecordIsToldToTheSystemLogOnce) {
+TEST(PlatformCheck, ATableWithoutASystemRecordIsReportedToTheSystemLogOnce) {
     SmBiosTable table;
     const auto host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
@@ -73,7 +73,7 @@ TEST(PlatformCheck, SetDirectoryPathFillsAllThreeAgain) {
     EXPECT_EQ(platformCheck::getStartupFilePath(), "/var/tmp/mev");
 }
 
-TEST(PlatformCheck, LeavesTheTableOpenForTheAgentWhichGivesItBack) {
+TEST(PlatformCheck, LeavesTheTableOpenForTheAgentWhichReleasesIt) {
     const auto host = hostWithTable(tableOf("7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
     platformCheck::setDirectoryPath();
     EXPECT_TRUE(isTableOpen());
@@ -86,7 +86,7 @@ TEST(PlatformCheck, LeavesTheTableOpenForTheAgentWhichGivesItBack) {
     EXPECT_FALSE(isTableOpen());
 }
 
-TEST(PlatformCheck, MayBeAskedFirstWhenTheAgentHasGivenTheTableBack) {
+TEST(PlatformCheck, MayBeUsedFirstAfterTheAgentHasReleasedTheTable) {
     hostWithPlatform(tableOf("7711PID02020001").addSlot("Slot r001u05p2i03", "0000:3b:00.0"));
     ASSERT_FALSE(isTableOpen());
     EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
@@ -94,7 +94,7 @@ TEST(PlatformCheck, MayBeAskedFirstWhenTheAgentHasGivenTheTableBack) {
     EXPECT_EQ(platformCheck::getCardManufacturer(), "Maker of servers");
 }
 
-TEST(PlatformCheck, IsFilledOnceByManyThreadsThatAskFirst) {
+TEST(PlatformCheck, IsFilledOnceByManyThreadsAtOnce) {
     const FakeHost host;
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)

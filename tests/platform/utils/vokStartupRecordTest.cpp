@@ -29,10 +29,10 @@ class StartupRecord : public testing::Test {
 protected:
     StartupRecord() {
         logEverything(host);
-        host.root.writeFile("/var/tmp/other", "somebody's file\n");
+        host.root.writeFile("/var/tmp/other", "another user's file\n");
     }
 
-    std::string place(const std::string& absolute) const { return host.root.path() + absolute; }
+    std::string hostPath(const std::string& absolute) const { return host.root.path() + absolute; }
     std::string text() const { return host.root.readFile(record); }
     void write(const std::string& content) const { host.root.writeFile(record, content); }
     long valueOf(const std::string& key) const {
@@ -41,13 +41,13 @@ protected:
         return value;
     }
     void expectWarningOfAForeignFile() {
-        EXPECT_TRUE(hasLogged(host, "WARNING JOB_MGR: " + place(record) +
+        EXPECT_TRUE(hasLogged(host, "WARNING JOB_MGR: " + hostPath(record) +
                                         " is not a plain file of the agent's own user. It is not used."));
     }
-    void expectCreatedAnew() const {
+    void expectCreatedAgain() const {
         EXPECT_TRUE(vokStartupRecord::create(1700000000));
         struct stat status {};
-        ASSERT_EQ(::lstat(place(record).c_str(), &status), 0);
+        ASSERT_EQ(::lstat(hostPath(record).c_str(), &status), 0);
         EXPECT_TRUE(S_ISREG(status.st_mode));
         EXPECT_EQ(text(), "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
     }
@@ -56,26 +56,26 @@ protected:
     FakeSystemLog& systemLog = host.part<FakeSystemLog>();
 };
 
-// --- places and modes ---
+// --- paths and modes ---
 
-TEST_F(StartupRecord, LiesBesideTheDirectoryThatItsPathSeemsToName) {
+TEST_F(StartupRecord, LiesNextToTheDirectoryThatItsPathSeemsToName) {
     EXPECT_EQ(vokStartupRecord::recordPath(), host.root.path() + "/var/tmp/mevVOKStartup.txt");
     EXPECT_EQ(vokStartupRecord::temporaryPath(), host.root.path() + "/var/tmp/mevVOKStartuptmp.txt");
 }
 
-TEST_F(StartupRecord, IsForItsOwnerAlone) {
+TEST_F(StartupRecord, IsAccessibleOnlyToItsOwner) {
     ::umask(0);
     vokStartupRecord::create(1);
     struct stat status {};
-    ASSERT_EQ(::stat(place(record).c_str(), &status), 0);
+    ASSERT_EQ(::stat(hostPath(record).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0600u);
     EXPECT_FALSE(host.root.exists(temporary));
 }
 
 // --- rewriting ---
 
-TEST_F(StartupRecord, CanNotBeReadWhenItIsNotThere) {
-    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
+TEST_F(StartupRecord, CanNotBeReadIfItIsMissing) {
+    platformCheck::setDirectoryPath();  // logs that this host has no firmware table
     systemLog.clear();
     EXPECT_FALSE(vokStartupRecord::isReadable());
     long value = 5;
@@ -100,7 +100,7 @@ TEST_F(StartupRecord, AStartOnlyCopiesARecordWithoutACurrentStart) {
     EXPECT_EQ(text(), "last_start 6\nlast_stop 7\n\n");
 }
 
-TEST_F(StartupRecord, AStartEndsALastLineThatHasNoNewline) {
+TEST_F(StartupRecord, AStartAddsAMissingNewlineToTheLastLine) {
     write("last_stop 7\ncurrent_start 0");
     EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(8));
     EXPECT_EQ(text(), "last_stop 7\ncurrent_start 8\n");
@@ -118,13 +118,13 @@ TEST_F(StartupRecord, TheLastStartIsReplacedWithoutAddingALine) {
     EXPECT_EQ(text(), "current_start 8\nlast_start 8\nlast_stop 7\n\n");
 }
 
-TEST_F(StartupRecord, ALastStartOf0LeavesTheLineThatIsThere) {
+TEST_F(StartupRecord, ALastStartOf0LeavesTheExistingLine) {
     write("current_start 0\nlast_start 6\nlast_stop 7\n");
     EXPECT_TRUE(vokStartupRecord::replaceLastStart(0));
     EXPECT_EQ(text(), "current_start 0\nlast_start 6\nlast_stop 7\n");
 }
 
-TEST_F(StartupRecord, AGracefulStopWritesItsThreeLinesInTheirOrder) {
+TEST_F(StartupRecord, AGracefulStopWritesItsThreeLinesInOrder) {
     write("whatever stood here\n");
     EXPECT_TRUE(vokStartupRecord::writeGracefulStop(1600000000, 1600000100));
     EXPECT_EQ(text(), "last_start 1600000000\nlast_stop 1600000100\ncurrent_start 0\n");
@@ -139,12 +139,12 @@ TEST_F(StartupRecord, ValuesAreFoundByKeyInAnyOrder) {
     EXPECT_EQ(valueOf("last_stop"), 3);
 }
 
-TEST_F(StartupRecord, TheFirstLineThatHoldsTheKeyWins) {
+TEST_F(StartupRecord, TheFirstLineThatHoldsTheKeyCounts) {
     write("see last_start  41;\nlast_start 42\n");
     EXPECT_EQ(valueOf("last_start"), 41);
 }
 
-TEST_F(StartupRecord, AKeyThatIsNotThereGives0AndIsNotFound) {
+TEST_F(StartupRecord, AMissingKeyYields0AndIsNotFound) {
     write("last_start 0\n");
     long value = 9;
     bool found = false;
@@ -157,14 +157,14 @@ TEST_F(StartupRecord, AKeyThatIsNotThereGives0AndIsNotFound) {
     EXPECT_EQ(value, 0);
 }
 
-TEST_F(StartupRecord, TextThatIsNoNumberGives0AndTooGreatANumberTheGreatest) {
+TEST_F(StartupRecord, TextThatIsNotANumberYields0AndTooLargeANumberTheMaximum) {
     write("last_start now\nlast_stop 99999999999999999999999\ncurrent_start -5x\n");
     EXPECT_EQ(valueOf("last_start"), 0);
     EXPECT_EQ(valueOf("last_stop"), LONG_MAX);
     EXPECT_EQ(valueOf("current_start"), -5);
 }
 
-TEST_F(StartupRecord, NoMoreThanTheFirstMebibyteIsLookedAtOrKept) {
+TEST_F(StartupRecord, OnlyTheFirstMebibyteIsReadAndKept) {
     write("last_start 6\n" + std::string(3 << 20, '\n') + "last_stop 7\n");
     EXPECT_EQ(valueOf("last_start"), 6);
     EXPECT_EQ(valueOf("last_stop"), 0);
@@ -173,7 +173,7 @@ TEST_F(StartupRecord, NoMoreThanTheFirstMebibyteIsLookedAtOrKept) {
     EXPECT_EQ(valueOf("last_start"), 6);
 }
 
-TEST_F(StartupRecord, OneGreatLineOfZeroBytesHarmsNothing) {
+TEST_F(StartupRecord, OneLongLineOfZeroBytesIsHarmless) {
     write(std::string(2 << 20, '\0'));
     EXPECT_EQ(valueOf("last_start"), 0);
     EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(1));
@@ -181,50 +181,50 @@ TEST_F(StartupRecord, OneGreatLineOfZeroBytesHarmsNothing) {
     EXPECT_EQ(text(), "last_start 1\nlast_stop 2\ncurrent_start 0\n");
 }
 
-// --- what may be planted in a directory that everybody may write to ---
+// --- files planted in a world-writable directory ---
 
-TEST_F(StartupRecord, ALinkInItsPlaceIsNotFollowedButReplaced) {
-    ASSERT_EQ(::symlink(place("/var/tmp/other").c_str(), place(record).c_str()), 0);
+TEST_F(StartupRecord, ALinkWithItsNameIsNotFollowedButReplaced) {
+    ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
     long value = 0;
     EXPECT_FALSE(vokStartupRecord::readValue("last_start", value));
-    expectCreatedAnew();
-    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "somebody's file\n");
+    expectCreatedAgain();
+    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
 }
 
 TEST_F(StartupRecord, AGracefulStopReplacesALinkToo) {
-    ASSERT_EQ(::symlink(place("/var/tmp/other").c_str(), place(record).c_str()), 0);
+    ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
     EXPECT_TRUE(vokStartupRecord::writeGracefulStop(1, 2));
     EXPECT_EQ(text(), "last_start 1\nlast_stop 2\ncurrent_start 0\n");
-    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "somebody's file\n");
+    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
 }
 
-TEST_F(StartupRecord, APipeInItsPlaceHoldsNothingUp) {
-    ASSERT_EQ(::mkfifo(place(record).c_str(), 0666), 0);
+TEST_F(StartupRecord, APipeWithItsNameBlocksNothing) {
+    ASSERT_EQ(::mkfifo(hostPath(record).c_str(), 0666), 0);
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
-    expectCreatedAnew();
+    expectCreatedAgain();
 }
 
-TEST_F(StartupRecord, ASocketInItsPlaceIsReplaced) {
+TEST_F(StartupRecord, ASocketWithItsNameIsReplaced) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    ASSERT_LT(place(record).size(), sizeof(address.sun_path));
-    place(record).copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_LT(hostPath(record).size(), sizeof(address.sun_path));
+    hostPath(record).copy(address.sun_path, sizeof(address.sun_path) - 1);
     const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
-    expectCreatedAnew();
+    expectCreatedAgain();
     ::close(descriptor);
 }
 
-TEST_F(StartupRecord, AnEmptyDirectoryInItsPlaceIsReplaced) {
-    ASSERT_EQ(::mkdir(place(record).c_str(), 0777), 0);
+TEST_F(StartupRecord, AnEmptyDirectoryWithItsNameIsReplaced) {
+    ASSERT_EQ(::mkdir(hostPath(record).c_str(), 0777), 0);
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
-    expectCreatedAnew();
+    expectCreatedAgain();
 }
 
 TEST_F(StartupRecord, ADirectoryThatIsNotEmptyCanNotBeReplaced) {
@@ -233,18 +233,19 @@ TEST_F(StartupRecord, ADirectoryThatIsNotEmptyCanNotBeReplaced) {
     EXPECT_FALSE(host.root.exists(temporary));
 }
 
-TEST_F(StartupRecord, AnotherUsersFileIsNotBelieved) {
+TEST_F(StartupRecord, AnotherUsersFileIsNotTrusted) {
     write("current_start 1\nlast_start 2\nlast_stop 1\n");
-    if (::chown(place(record).c_str(), 12345, 12345) != 0) GTEST_SKIP() << "only root can give a file away";
+    if (::chown(hostPath(record).c_str(), 12345, 12345) != 0)
+        GTEST_SKIP() << "only root can give a file away";
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
-    expectCreatedAnew();
+    expectCreatedAgain();
     struct stat status {};
-    ASSERT_EQ(::stat(place(record).c_str(), &status), 0);
+    ASSERT_EQ(::stat(hostPath(record).c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, ::geteuid());
 }
 
-TEST_F(StartupRecord, ALeftTemporaryFileNeverContributes) {
+TEST_F(StartupRecord, ALeftoverTemporaryFileIsIgnored) {
     write("last_start 6\ncurrent_start 0\n");
     host.root.writeFile(temporary, "last_start 9999\nlast_stop 9999\n" + std::string(10000, 'x'));
     EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(7));
@@ -254,15 +255,15 @@ TEST_F(StartupRecord, ALeftTemporaryFileNeverContributes) {
 
 TEST_F(StartupRecord, ALinkUnderTheTemporaryNameIsNotWrittenThrough) {
     write("last_start 6\ncurrent_start 0\n");
-    ASSERT_EQ(::symlink(place("/var/tmp/other").c_str(), place(temporary).c_str()), 0);
+    ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(temporary).c_str()), 0);
     EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(7));
     EXPECT_EQ(text(), "last_start 6\ncurrent_start 7\n\n");
-    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "somebody's file\n");
+    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
 }
 
-// --- where no temporary file can be made ---
+// --- without a temporary file ---
 
-TEST_F(StartupRecord, IsWrittenInPlaceWhereNoTemporaryFileCanBeMade) {
+TEST_F(StartupRecord, IsWrittenInPlaceIfNoTemporaryFileCanBeCreated) {
     write("last_start 1600000000\nlast_stop 1600000100\ncurrent_start 0\n" + std::string(5000, '\n'));
     host.root.writeFile(std::string(temporary) + "/file", "");
     EXPECT_TRUE(vokStartupRecord::writeGracefulStop(1, 2));
@@ -271,28 +272,28 @@ TEST_F(StartupRecord, IsWrittenInPlaceWhereNoTemporaryFileCanBeMade) {
     EXPECT_EQ(text(), "last_start 1\nlast_stop 2\ncurrent_start 1700000000\n\n");
 }
 
-TEST_F(StartupRecord, IsMadeInPlaceWhereNoTemporaryFileCanBeMade) {
+TEST_F(StartupRecord, IsCreatedInPlaceIfNoTemporaryFileCanBeCreated) {
     host.root.writeFile(std::string(temporary) + "/file", "");
-    expectCreatedAnew();
+    expectCreatedAgain();
 }
 
-TEST_F(StartupRecord, WhatWasPlantedIsReplacedAlsoWhereNoTemporaryFileCanBeMade) {
+TEST_F(StartupRecord, APlantedFileIsReplacedEvenIfNoTemporaryFileCanBeCreated) {
     host.root.writeFile(std::string(temporary) + "/file", "");
-    ASSERT_EQ(::symlink(place("/var/tmp/other").c_str(), place(record).c_str()), 0);
-    expectCreatedAnew();
-    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "somebody's file\n");
-    ASSERT_EQ(::unlink(place(record).c_str()), 0);
-    ASSERT_EQ(::mkfifo(place(record).c_str(), 0666), 0);
-    expectCreatedAnew();
-    ASSERT_EQ(::unlink(place(record).c_str()), 0);
-    ASSERT_EQ(::link(place("/var/tmp/other").c_str(), place(record).c_str()), 0);
-    expectCreatedAnew();
-    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "somebody's file\n");
+    ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
+    expectCreatedAgain();
+    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
+    ASSERT_EQ(::unlink(hostPath(record).c_str()), 0);
+    ASSERT_EQ(::mkfifo(hostPath(record).c_str(), 0666), 0);
+    expectCreatedAgain();
+    ASSERT_EQ(::unlink(hostPath(record).c_str()), 0);
+    ASSERT_EQ(::link(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
+    expectCreatedAgain();
+    EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
 }
 
-// --- a disk without room ---
+// --- a full disk ---
 
-TEST_F(StartupRecord, OnAFullDiskNoEmptyFileStaysThatWouldPassForARecord) {
+TEST_F(StartupRecord, OnAFullDiskNoEmptyFileIsLeftThatWouldCountAsARecord) {
     const pid_t child = ::fork();
     if (child == 0) {
         std::signal(SIGXFSZ, SIG_IGN);
@@ -307,7 +308,7 @@ TEST_F(StartupRecord, OnAFullDiskNoEmptyFileStaysThatWouldPassForARecord) {
     EXPECT_FALSE(host.root.exists(temporary));
 }
 
-TEST_F(StartupRecord, OnAFullDiskTheRecordThatIsThereStays) {
+TEST_F(StartupRecord, OnAFullDiskTheExistingRecordStays) {
     write("last_start 6\nlast_stop 7\ncurrent_start 0\n");
     const pid_t child = ::fork();
     if (child == 0) {
@@ -324,7 +325,7 @@ TEST_F(StartupRecord, OnAFullDiskTheRecordThatIsThereStays) {
 
 // --- a kill at any moment ---
 
-TEST_F(StartupRecord, AKillAtAnyMomentLeavesAWholeRecord) {
+TEST_F(StartupRecord, AKillAtAnyMomentLeavesACompleteRecord) {
     const std::string started = "last_start 1\nlast_stop 2\ncurrent_start 5\n\n";
     const std::string settled = "last_start 5\nlast_stop 2\ncurrent_start 5\n\n";
     const std::string stopped = "last_start 1\nlast_stop 2\ncurrent_start 0\n";

@@ -5,7 +5,7 @@
 namespace vokStartupRecordTextTest {
 namespace text = vokStartupRecordText;
 
-TEST(StartupRecordText, OfAFirstStartHasZerosForTheRunBefore) {
+TEST(StartupRecordText, OfAFirstStartHasZerosForThePreviousRun) {
     EXPECT_EQ(text::ofFirstStart(1763196902), "current_start 1763196902\nlast_start 0\nlast_stop 0\n");
 }
 

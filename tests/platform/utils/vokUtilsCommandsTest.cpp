@@ -14,7 +14,7 @@ namespace {
 
 using Ids = std::pair<std::string, std::string>;
 
-// What one command gives when the host prints `printed`.
+// The result of a command that prints `printed`.
 std::string collected(const std::string& printed) {
     const FakeHost host;
     host.part<FakeCommands>().output["ask"] = printed;
@@ -43,11 +43,11 @@ const std::string adapterCommand = "localcli storage core adapter list | grep -i
 
 // --- running a command ---
 
-TEST(ExecuteEsxiCommand, EachLineIsTrimmedAndLedByATab) {
+TEST(ExecuteEsxiCommand, EachLineIsTrimmedAndPrecededByATab) {
     EXPECT_EQ(collected("a\n  b  \n"), "\ta\tb");
 }
 
-TEST(ExecuteEsxiCommand, ACommandThatPrintsNothingGivesTheEmptyText) {
+TEST(ExecuteEsxiCommand, ACommandThatPrintsNothingYieldsAnEmptyText) {
     EXPECT_EQ(collected(""), "");
 }
 
@@ -55,19 +55,19 @@ TEST(ExecuteEsxiCommand, ALastLineWithoutANewlineCounts) {
     EXPECT_EQ(collected("a\nb"), "\ta\tb");
 }
 
-TEST(ExecuteEsxiCommand, ALineOfBlanksIsALoneTab) {
+TEST(ExecuteEsxiCommand, ALineOfBlanksIsOnlyATab) {
     EXPECT_EQ(collected("a\n   \nb\n"), "\ta\t\tb");
 }
 
-TEST(ExecuteEsxiCommand, AnEmptyLineKeepsItsNewlineBecauseALoneCharacterIsNotTrimmed) {
+TEST(ExecuteEsxiCommand, AnEmptyLineKeepsItsNewlineBecauseASingleCharacterIsNotTrimmed) {
     EXPECT_EQ(collected("a\n\nb\n"), "\ta\t\n\tb");
 }
 
-TEST(ExecuteEsxiCommand, ALeadingTabOfALineStaysBehindTheTabThatLeads) {
+TEST(ExecuteEsxiCommand, ALeadingTabOfALineStaysAfterTheAddedTab) {
     EXPECT_EQ(collected("\tindented\n"), "\t\tindented");
 }
 
-TEST(ExecuteEsxiCommand, CarriageReturnsAtTheEndOfALineGo) {
+TEST(ExecuteEsxiCommand, CarriageReturnsAtTheEndOfALineAreRemoved) {
     EXPECT_EQ(collected("a\r\nb\r\n"), "\ta\tb");
 }
 
@@ -76,16 +76,16 @@ TEST(ExecuteEsxiCommand, ALineOf510CharactersIsOnePiece) {
     EXPECT_EQ(collected(line + "\nnext\n"), "\t" + line + "\tnext");
 }
 
-TEST(ExecuteEsxiCommand, OfALineOf511CharactersTheNewlineAloneIsTheSecondPiece) {
+TEST(ExecuteEsxiCommand, ALineOf511CharactersHasItsNewlineAsTheSecondPiece) {
     const std::string line(511, 'x');
     EXPECT_EQ(collected(line + "\nnext\n"), "\t" + line + "\t\n\tnext");
 }
 
-TEST(ExecuteEsxiCommand, ALineOfMoreThan511CharactersComesAsTwoPieces) {
+TEST(ExecuteEsxiCommand, ALineOfMoreThan511CharactersIsSplitIntoTwoPieces) {
     EXPECT_EQ(collected(std::string(511, 'x') + "yz\n"), "\t" + std::string(511, 'x') + "\tyz");
 }
 
-TEST(ExecuteEsxiCommand, BlanksAtTheSeamOfTwoPiecesAreLost) {
+TEST(ExecuteEsxiCommand, BlanksBetweenTwoPiecesAreLost) {
     EXPECT_EQ(collected(std::string(510, 'x') + "  yz\n"), "\t" + std::string(510, 'x') + "\tyz");
 }
 
@@ -94,7 +94,7 @@ TEST(ExecuteEsxiCommand, ALineEndsAtANulByte) {
     EXPECT_EQ(collected(std::string("\0cd\nef\n", 7)), "\t\tef");
 }
 
-TEST(ExecuteEsxiCommand, TheExitStatusIsNotLookedAt) {
+TEST(ExecuteEsxiCommand, TheExitStatusIsIgnored) {
     const FakeHost host;
     host.part<FakeCommands>().onCommand = [](const std::string&, int& status) {
         status = 1 << 8;
@@ -103,7 +103,7 @@ TEST(ExecuteEsxiCommand, TheExitStatusIsNotLookedAt) {
     EXPECT_EQ(vokUtils::executeEsxiCommandAndFetchOutput("anything"), "\tstill parsed");
 }
 
-TEST(ExecuteEsxiCommand, LogsTheCommandAndRunsItAsItIs) {
+TEST(ExecuteEsxiCommand, LogsTheCommandAndRunsItUnchanged) {
     const FakeHost host;
     logEverything(host);
     vokUtils::executeEsxiCommandAndFetchOutput("localcli storage san fc list");
@@ -112,7 +112,7 @@ TEST(ExecuteEsxiCommand, LogsTheCommandAndRunsItAsItIs) {
                 testing::ElementsAre("DEBUG VOK_UTILS: command =localcli storage san fc list"));
 }
 
-TEST(ExecuteEsxiCommand, ACommandThatCanNotBeStartedIsAnErrorAndGivesTheEmptyText) {
+TEST(ExecuteEsxiCommand, ACommandThatCanNotBeStartedIsAnErrorAndYieldsAnEmptyText) {
     const FakeHost host;
     logEverything(host);
     host.part<FakeCommands>().failToStart = true;
@@ -122,7 +122,7 @@ TEST(ExecuteEsxiCommand, ACommandThatCanNotBeStartedIsAnErrorAndGivesTheEmptyTex
                           "command : ask"));
 }
 
-TEST(ExecuteEsxiCommand, ACommandThatRunsWildIsCutWithAWarning) {
+TEST(ExecuteEsxiCommand, TheOutputOfARunawayCommandIsCutWithAWarning) {
     const FakeHost host;
     logEverything(host);
     std::string wild;
@@ -136,14 +136,14 @@ TEST(ExecuteEsxiCommand, ACommandThatRunsWildIsCutWithAWarning) {
 
 // --- trimming ---
 
-TEST(TrimSpaces, AnyWhiteSpaceGoesAtTheEndAndOnlyBlanksAtTheFront) {
+TEST(TrimSpaces, RemovesAnyWhiteSpaceAtTheEndAndOnlyBlanksAtTheFront) {
     EXPECT_EQ(trimmed("  a b \t\r\n\v\f"), "a b");
     EXPECT_EQ(trimmed("\t a"), "\t a");
     EXPECT_EQ(trimmed(" \t a"), "\t a");
     EXPECT_EQ(trimmed("plain"), "plain");
 }
 
-TEST(TrimSpaces, ChangesTheCallersCopyAtItsEndOnly) {
+TEST(TrimSpaces, ChangesTheCallersCopyOnlyAtItsEnd) {
     std::string in = "  text \n";
     std::string out;
     vokUtils::trimLeadingTrailingSpaces(in, out);
@@ -155,20 +155,20 @@ TEST(TrimSpaces, AnEmptyTextClearsTheResultToo) {
     EXPECT_EQ(trimmed(""), "");
 }
 
-TEST(TrimSpaces, BlanksAloneGiveTheEmptyText) {
+TEST(TrimSpaces, OnlyBlanksYieldAnEmptyText) {
     EXPECT_EQ(trimmed(" "), "");
     EXPECT_EQ(trimmed("    "), "");
     EXPECT_EQ(trimmed(" \n"), "");
 }
 
-TEST(TrimSpaces, ALoneWhiteSpaceCharacterOtherThanABlankSurvives) {
+TEST(TrimSpaces, ASingleWhiteSpaceCharacterOtherThanABlankStays) {
     EXPECT_EQ(trimmed("\n"), "\n");
     EXPECT_EQ(trimmed("\t"), "\t");
     EXPECT_EQ(trimmed("\t\n"), "\t");
     EXPECT_EQ(trimmed("\n\n\n"), "\n");
 }
 
-TEST(TrimSpaces, BytesBeyondAsciiAreNoWhiteSpace) {
+TEST(TrimSpaces, BytesBeyondAsciiAreNotWhiteSpace) {
     EXPECT_EQ(trimmed(" \xC2\xA0\xFF "), "\xC2\xA0\xFF");
 }
 
@@ -182,7 +182,7 @@ TEST(ValueByRegex, SkipsTheColonAndOneBlank) {
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("Time: 08:38:22", "Time: .*"), "08:38:22");
 }
 
-TEST(ValueByRegex, WhateverStandsBehindTheColonIsSkippedAsTheBlankWouldBe) {
+TEST(ValueByRegex, AnyCharacterAfterTheColonIsSkippedLikeABlank) {
     const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key:value", "key:value"), "alue");
 }
@@ -192,13 +192,13 @@ TEST(ValueByRegex, TakesTheFirstOfSeveralMatches) {
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tLink: Up\tLink: Down", "\tLink: [A-Za-z]+"), "Up");
 }
 
-TEST(ValueByRegex, ExpressionsAreExtendedAndMindTheCase) {
+TEST(ValueByRegex, ExpressionsAreExtendedAndCaseSensitive) {
     const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("k: ab", "k: (ab|cd)+"), "ab");
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("K: ab", "k: ab"), "");
 }
 
-TEST(ValueByRegex, NoMatchIsADebugLineAndTheEmptyText) {
+TEST(ValueByRegex, NoMatchIsADebugLineAndAnEmptyText) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("\tDevice ID: 0x1528", "\tVendor ID: .*"), "");
@@ -206,18 +206,18 @@ TEST(ValueByRegex, NoMatchIsADebugLineAndTheEmptyText) {
                 testing::ElementsAre("DEBUG VOK_UTILS: Error detecting valueType : No match"));
 }
 
-TEST(ValueByRegex, ABrokenExpressionIsAWarningAndTheEmptyText) {
+TEST(ValueByRegex, AnInvalidExpressionIsAWarningAndAnEmptyText) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("text", "[a-"), "");
     const auto lines = loggedLines(host);
     ASSERT_EQ(lines.size(), 1u);
-    // REG_EBRACK is 7; its sentence is the C library's.
+    // REG_EBRACK is 7; its text comes from the C library.
     EXPECT_THAT(lines[0], testing::StartsWith(
                               "WARNING VOK_UTILS: Error Compiling Regex, Return Value: 7, Error Info: Unm"));
 }
 
-TEST(ValueByRegex, AnEmptyMatchIsAWarningAndTheEmptyText) {
+TEST(ValueByRegex, AnEmptyMatchIsAWarningAndAnEmptyText) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("abc", "x*"), "");
@@ -226,7 +226,7 @@ TEST(ValueByRegex, AnEmptyMatchIsAWarningAndTheEmptyText) {
         testing::ElementsAre("WARNING VOK_UTILS: Issue in identifying details from localcli output : abc"));
 }
 
-TEST(ValueByRegex, AMatchWithoutAColonOrWithoutABlankBehindItHasNoValue) {
+TEST(ValueByRegex, AMatchWithoutAColonAndABlankAfterItHasNoValue) {
     const FakeHost host;
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("abc", "abc"), "");
     EXPECT_EQ(vokUtils::getValueByRegexFromLocalcli("key:", "key:"), "");
@@ -261,7 +261,7 @@ TEST(PciIds, SubsystemCommandAndValues) {
     EXPECT_EQ(loggedLines(host).back(), "DEBUG VOK_UTILS: subVendorId = 0x1590, subDeviceId = 0x00FF");
 }
 
-TEST(PciIds, AnAddressThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
+TEST(PciIds, AnAddressMissingFromTheListYieldsEmptyTextsAndALogLineForEach) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
@@ -274,7 +274,7 @@ TEST(PciIds, AnAddressThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
                                      "DEBUG VOK_UTILS: vendorId = , deviceId = "));
 }
 
-TEST(PciIds, ASubsystemThatIsNotInTheListGivesEmptyTextsAndALineForEach) {
+TEST(PciIds, ASubsystemMissingFromTheListYieldsEmptyTextsAndALogLineForEach) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("", ""));
@@ -292,7 +292,7 @@ TEST(PciIds, OneOfTheTwoMayBeMissing) {
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: Cound not fetch deviceId for 0000:05:00.0"));
 }
 
-TEST(PciIds, AnIdOfAnotherWidthThanFourDigitsDoesNotMatch) {
+TEST(PciIds, AnIdWithFewerThanFourDigitsOrNoPrefixDoesNotMatch) {
     const FakeHost host;
     host.part<FakeCommands>().output[deviceCommand("0000:05:00.0")] =
         "   Vendor ID: 0x4e4\n   Device ID: 5846\n";
@@ -311,14 +311,14 @@ TEST(PciIds, AKeyCountsOnlyAtTheStartOfItsLine) {
     EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:05:00.0"), Ids("0x1590", "0x00ff"));
 }
 
-TEST(PciIds, OfALongerIdTheFirstFourDigitsAreTaken) {
+TEST(PciIds, OfALongerIdTheFirstFourDigitsAreUsed) {
     const FakeHost host;
     host.part<FakeCommands>().output[deviceCommand("0000:05:00.0")] =
         "   Vendor ID: 0x14e4ff\n   Device ID: 0x16d7\n";
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("0x14e4", "0x16d7"));
 }
 
-TEST(PciIds, WhatIsNoAddressNeverEntersACommand) {
+TEST(PciIds, ATextThatIsNotAnAddressIsNeverPutIntoACommand) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::get_vendor_device("0/' ; reboot"), Ids("", ""));
@@ -335,7 +335,7 @@ TEST(PciIds, WhatIsNoAddressNeverEntersACommand) {
                                      "DEBUG VOK_UTILS: subVendorId = , subDeviceId = "));
 }
 
-TEST(PciAddress, IsMadeOfHexDigitsColonsAndADotWithFourDigitsOrMoreInTheSegment) {
+TEST(PciAddress, ConsistsOfHexDigitsColonsAndADotWithFourOrMoreDigitsInTheSegment) {
     for (const char* address :
          {"0000:05:00.0", "ffff:ff:1f.f", "ABCD:EF:01.7", "10000:e1:00.0", "1234abcd:05:00.0"})
         EXPECT_TRUE(vokUtils::isPCIAddress(address)) << address;
@@ -368,7 +368,7 @@ TEST(PciAddress, IsMadeOfHexDigitsColonsAndADotWithFourDigitsOrMoreInTheSegment)
 
 // --- adapter text ---
 
-TEST(PciString, IsWhatStandsBetweenTheFirstParentheses) {
+TEST(PciString, IsTheTextBetweenTheFirstParentheses) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.output[adapterCommand] =
@@ -379,7 +379,7 @@ TEST(PciString, IsWhatStandsBetweenTheFirstParentheses) {
     EXPECT_EQ(commands.texts(), std::vector<std::string>{adapterCommand});
 }
 
-TEST(PciString, AnAdapterWithoutParenthesesLeavesTheTextAsItWas) {
+TEST(PciString, AnAdapterWithoutParenthesesLeavesTheTextUnchanged) {
     const FakeHost host;
     std::string out = "before";
     for (const char* line : {"", "vmhba2  nvmerdma  link-n/a  rdma.vmnic2  Adapter on vmrdma0\n",
@@ -390,7 +390,7 @@ TEST(PciString, AnAdapterWithoutParenthesesLeavesTheTextAsItWas) {
     }
 }
 
-TEST(PciString, NothingStandsBetweenParenthesesInTheWrongOrder) {
+TEST(PciString, IsEmptyForParenthesesInTheWrongOrder) {
     const FakeHost host;
     host.part<FakeCommands>().output[adapterCommand] = "vmhba2 a) b (c\n";
     std::string out = "before";
@@ -417,7 +417,7 @@ TEST(PciString, ACommandThatCanNotBeStartedIsAnError) {
     EXPECT_TRUE(hasLogged(host, "ERROR VOK_UTILS: Error occurred in identifying PCI string."));
 }
 
-TEST(PciString, WhatIsNoAdapterNameNeverEntersACommand) {
+TEST(PciString, ATextThatIsNotAnAdapterNameIsNeverPutIntoACommand) {
     const FakeHost host;
     logEverything(host);
     std::string out = "before";
@@ -429,7 +429,7 @@ TEST(PciString, WhatIsNoAdapterNameNeverEntersACommand) {
     EXPECT_TRUE(hasLogged(host, "WARNING VOK_UTILS: Not an adapter name, not looked up : $(reboot)"));
 }
 
-TEST(InterfaceName, HoldsLettersDigitsAndFourSignsAndNoOtherByte) {
+TEST(InterfaceName, MayHoldLettersDigitsAndFourOtherCharacters) {
     const std::string allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._:-";
     for (int byte = 0; byte < 256; ++byte) {
         const char each = static_cast<char>(byte);
@@ -439,15 +439,15 @@ TEST(InterfaceName, HoldsLettersDigitsAndFourSignsAndNoOtherByte) {
     }
 }
 
-// --- pieces of text and lines of files ---
+// --- parts of texts and lines of files ---
 
-TEST(SubStr, StandsBetweenTheFirstStartAndTheFirstEndBehindIt) {
+TEST(SubStr, IsBetweenTheFirstStartAndTheFirstEndAfterIt) {
     EXPECT_EQ(vokUtils::getSubStr("[", "]", "a]b[c]d[e]"), "c");
     EXPECT_EQ(vokUtils::getSubStr("Name:", ";", "Name:x;Name:y;"), "x");
     EXPECT_EQ(vokUtils::getSubStr("aa", "a", "aaab"), "");
 }
 
-TEST(SubStr, ReachesToTheEndOfTheTextWithoutAnEnd) {
+TEST(SubStr, WithoutAnEndReachesToTheEndOfTheText) {
     EXPECT_EQ(vokUtils::getSubStr("[", "]", "a[bc"), "bc");
     EXPECT_EQ(vokUtils::getSubStr("[", "]", "]a["), "");
 }
@@ -465,7 +465,7 @@ TEST(LineFromFile, IsTheFirstThatHoldsThePattern) {
     EXPECT_EQ(vokUtils::getLineFromFile("/etc/notes", "none"), "");
 }
 
-TEST(LineFromFile, IsEmptyWhenThereIsNoSuchFileOrItIsADirectory) {
+TEST(LineFromFile, IsEmptyIfTheFileIsMissingOrADirectory) {
     const FakeHost host;
     host.root.writeFile("/etc/notes", "one\n");
     EXPECT_EQ(vokUtils::getLineFromFile("/etc/none", "one"), "");

@@ -36,7 +36,7 @@ const Lister all[] = {[](const std::string& path, Names& out) { return vokUtils:
 
 }  // namespace
 
-TEST(DirList, GivesEveryNameInTheOrderOfTheAlphabet) {
+TEST(DirList, ListsEveryNameInAlphabeticalOrder) {
     hostWith({"b", "a", ".hidden", "..twice", "c"});
     Names out;
     EXPECT_EQ(vokUtils::dirList("/d", out), 0);
@@ -45,7 +45,7 @@ TEST(DirList, GivesEveryNameInTheOrderOfTheAlphabet) {
     EXPECT_THAT(Names(out.end() - 3, out.end()), ElementsAre("a", "b", "c"));
 }
 
-TEST(DirList, GivesDirectoriesAndLinksToo) {
+TEST(DirList, ListsDirectoriesAndLinksToo) {
     const auto host = hostWith({"file", "sub/file"});
     ASSERT_EQ(::symlink("nowhere", (host.root.path() + "/d/link").c_str()), 0);
     Names out;
@@ -53,21 +53,21 @@ TEST(DirList, GivesDirectoriesAndLinksToo) {
     EXPECT_THAT(out, ElementsAre("file", "link", "sub"));
 }
 
-TEST(DirPciList, GivesTheNamesThatStartWith00TheLastFirst) {
+TEST(DirPciList, ListsTheNamesThatStartWith00InReverseOrder) {
     hostWith({"0000:01:00.0", "0000:02:00.0", "0001:00:00.0", "0100:00:00.0", "0", "x00"});
     Names out;
     EXPECT_EQ(vokUtils::dirPciList("/d", out), 0);
     EXPECT_THAT(out, ElementsAre("0001:00:00.0", "0000:02:00.0", "0000:01:00.0"));
 }
 
-TEST(DirListIB, GivesTheNamesThatHoldIbTheLastFirst) {
+TEST(DirListIB, ListsTheNamesThatContainIbInReverseOrder) {
     hostWith({"ib0", "mlx5_ib1", "IB2", "eth0", "i_b"});
     Names out;
     EXPECT_EQ(vokUtils::dirListIB("/d", out), 0);
     EXPECT_THAT(out, ElementsAre("mlx5_ib1", "ib0"));
 }
 
-TEST(DirListNvmeNameSpaces, GivesTheNamesThatStartWithThePrefixInOrder) {
+TEST(DirListNvmeNameSpaces, ListsTheNamesThatStartWithThePrefixInOrder) {
     hostWith({"nvme0n2", "nvme0n1", "nvme1n1", "xnvme0n3", "nvme"});
     Names out;
     EXPECT_EQ(vokUtils::dirListNvmeNameSpaces("/d", "nvme0", out), 0);
@@ -82,7 +82,7 @@ TEST(DirListNvmeNameSpaces, WithoutAPrefixTheDirectoryItselfAndItsParentAreStill
     EXPECT_THAT(out, ElementsAre("a"));
 }
 
-TEST(DirectoryListers, KeepWhatTheListHeldBeforeBehindOrInFront) {
+TEST(DirectoryListers, KeepTheEarlierContentOfTheListAfterOrBeforeTheNames) {
     hostWith({"00ib1", "00ib2"});
     Names appended{"old"};
     vokUtils::dirListNvmeNameSpaces("/d", "00", appended);
@@ -95,7 +95,7 @@ TEST(DirectoryListers, KeepWhatTheListHeldBeforeBehindOrInFront) {
     EXPECT_THAT(infiniBand, ElementsAre("00ib2", "00ib1", "old"));
 }
 
-TEST(DirectoryListers, APathThatDoesNotStartWithASlashGetsOne) {
+TEST(DirectoryListers, APathWithoutALeadingSlashGetsOne) {
     hostWith({"00ib"});
     for (const auto list : all) {
         Names out;
@@ -104,7 +104,7 @@ TEST(DirectoryListers, APathThatDoesNotStartWithASlashGetsOne) {
     }
 }
 
-TEST(DirectoryListers, AnEmptyDirectoryIsNoFailure) {
+TEST(DirectoryListers, AnEmptyDirectoryIsNotAFailure) {
     hostWith({});
     for (const auto list : all) {
         Names out;
@@ -113,7 +113,7 @@ TEST(DirectoryListers, AnEmptyDirectoryIsNoFailure) {
     }
 }
 
-TEST(DirectoryListers, WhatIsNotThereOrNoDirectoryFailsAndLeavesTheListAsItWas) {
+TEST(DirectoryListers, AMissingDirectoryOrAFileFailsAndLeavesTheListUnchanged) {
     hostWith({"00ib"});
     for (const auto list : all) {
         Names out{"old"};

@@ -27,7 +27,7 @@ constexpr const char* nameFailure =
     "ERROR VOK_UTILS: Error occurred in gathering localcli storage SAN information";
 constexpr const char* noHardware = "DEBUG VOK_UTILS: Unable to find FC topology information.";
 constexpr const char* noNames = "DEBUG VOK_UTILS: Unable to find localcli storage SAN information.";
-const Pair notThere{"NotAvailable", "NotAvailable"};
+const Pair notAvailable{"NotAvailable", "NotAvailable"};
 
 // Each of the two commands appends its text to its file, as the shell would, and ends with `status`.
 FakeHost hostWhoseCommandsPrint(const std::string& hardware, const std::string& names, int status = 0) {
@@ -53,7 +53,7 @@ constexpr const char* twoAdapters =
 
 // --- addresses ---
 
-TEST(FcInfoMap, IsReadFromTheHardwareListWhichGoesAfterwards) {
+TEST(FcInfoMap, IsReadFromTheHardwareListWhoseFileIsThenRemoved) {
     const auto host = hostWhoseCommandsPrint(twoAdapters, "");
     vokUtils::initFcInfoMap();
     EXPECT_EQ(host.part<FakeCommands>().texts(), std::vector<std::string>{hardwareCommand});
@@ -89,13 +89,13 @@ TEST(FcInfoMap, OfAHostThatLeavesAllNamesEmptyIsEmptyAndSoIsTheNameMap) {
     vokUtils::initFcInfoMap();
     vokUtils::initFcNameMap();
     EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("vmhba3"));
-    EXPECT_EQ(vokUtils::getFcGeoIDPciStr("vmhba3"), notThere);
+    EXPECT_EQ(vokUtils::getFcGeoIDPciStr("vmhba3"), notAvailable);
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:f4:e9:d4:00:dd:b6"), "NotAvailable");
     EXPECT_FALSE(hasLogged(host, hardwareFailure));
     EXPECT_FALSE(hasLogged(host, noHardware));
 }
 
-TEST(FcInfoMap, ANameIsFromTheFirstVBehindABlankToTheEndOfTheLine) {
+TEST(FcInfoMap, ANameReachesFromTheFirstVAfterABlankToTheEndOfTheLine) {
     hostWhoseCommandsPrint(
         "   Address: 0000:1a:00.0\n   VMkernel Name: usb0\n   VMkernel Name: dvs0\n"
         "   VMkernel Name: x vmhba3 vy\n",
@@ -106,7 +106,7 @@ TEST(FcInfoMap, ANameIsFromTheFirstVBehindABlankToTheEndOfTheLine) {
         EXPECT_FALSE(vokUtils::OsNameInHardwarePciList(other)) << other;
 }
 
-TEST(FcInfoMap, ALineWithoutANameLeavesTheOneThatWaits) {
+TEST(FcInfoMap, ALineWithoutANameKeepsThePendingAddress) {
     hostWhoseCommandsPrint(
         "   Address: 0000:1a:00.0\n   VMkernel Name: vmhba3\n   VMkernel Name: vmhba4\n   VMkernel Name: \n"
         "   Address: 0000:1a:00.1\n",
@@ -115,7 +115,7 @@ TEST(FcInfoMap, ALineWithoutANameLeavesTheOneThatWaits) {
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba4"), "0000:1a:00.1");
 }
 
-TEST(FcInfoMap, AnAddressIsWhatStandsTwoCharactersBehindTheFirstColon) {
+TEST(FcInfoMap, AnAddressStartsTwoCharactersAfterTheFirstColon) {
     hostWhoseCommandsPrint(
         "Bus:xAddress: 0000:1a:00.0\nVMkernel Name: vmhba3\nAddress: \nVMkernel Name: vmhba4\n", "");
     vokUtils::initFcInfoMap();
@@ -123,14 +123,14 @@ TEST(FcInfoMap, AnAddressIsWhatStandsTwoCharactersBehindTheFirstColon) {
     EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("vmhba4")) << "an empty address makes no pair";
 }
 
-TEST(FcInfoMap, APairIsClearedOnceStored) {
+TEST(FcInfoMap, APairIsClearedAfterItIsStored) {
     hostWhoseCommandsPrint(
         "   Address: 0000:1a:00.0\n   VMkernel Name: vmhba3\n   VMkernel Name: vmhba4\n"
         "   Address: 0000:1a:00.1\n   Address: 0000:1a:00.2\n   VMkernel Name: vmhba5\n",
         "");
     vokUtils::initFcInfoMap();
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba3"), "0000:1a:00.0");
-    EXPECT_EQ(vokUtils::getFcPciStr("vmhba4"), "0000:1a:00.1") << "its own address, which came behind it";
+    EXPECT_EQ(vokUtils::getFcPciStr("vmhba4"), "0000:1a:00.1") << "its own address, which followed it";
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba5"), "0000:1a:00.2");
 }
 
@@ -143,7 +143,7 @@ TEST(FcInfoMap, TheLaterPairForANameReplacesTheEarlier) {
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba3"), "0000:5e:00.0");
 }
 
-TEST(FcInfoMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
+TEST(FcInfoMap, AFileLeftByACrashIsAppendedToAndReadAgain) {
     const auto host = hostWhoseCommandsPrint(twoAdapters, "");
     host.root.writeFile(hardwareFile,
                         "   Address: 0000:99:00.0\n   VMkernel Name: vmhba3\n   Address: 0000:98:00.0\n"
@@ -154,7 +154,7 @@ TEST(FcInfoMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
     EXPECT_FALSE(host.root.exists(hardwareFile));
 }
 
-TEST(FcInfoMap, AFileWhoseFirstLineHoldsNoAddressIsUseless) {
+TEST(FcInfoMap, AFileWhoseFirstLineHoldsNoAddressIsIgnored) {
     for (const char* text : {"   VMkernel Name: vmhba3\n   Address: 0000:1a:00.0\n   VMkernel Name: vmhba4\n",
                              "   Address:\n   Address: 0000:1a:00.0\n   VMkernel Name: vmhba4\n", "\n", ""}) {
         const auto host = hostWhoseCommandsPrint(text, "");
@@ -167,7 +167,7 @@ TEST(FcInfoMap, AFileWhoseFirstLineHoldsNoAddressIsUseless) {
     }
 }
 
-TEST(FcInfoMap, ACommandThatFailsIsAnErrorAndItsFileGoes) {
+TEST(FcInfoMap, AFailingCommandIsAnErrorAndItsFileIsRemoved) {
     const auto host = hostWhoseCommandsPrint(twoAdapters, "", 1 << 8);
     vokUtils::initFcInfoMap();
     EXPECT_EQ(countLogged(host, hardwareFailure), 1);
@@ -184,7 +184,7 @@ TEST(FcInfoMap, ACommandThatCanNotBeStartedIsTheSameError) {
     EXPECT_EQ(countLogged(host, hardwareFailure), 1);
 }
 
-TEST(FcInfoMap, AFileThatIsNotThereIsTheSameError) {
+TEST(FcInfoMap, AMissingFileIsTheSameError) {
     const FakeHost host;
     logEverything(host);
     host.part<FakeCommands>().output[hardwareCommand] = "";
@@ -202,16 +202,16 @@ TEST(FcInfoMap, IsWrittenToTheDebugLog) {
     EXPECT_EQ(lines.end()[-1], "DEBUG VOK_UTILS: vmhba4 : 0000:1a:00.1, vmhba4");
 }
 
-TEST(FcInfoMap, BeforeItIsReadKnowsNothing) {
+TEST(FcInfoMap, IsEmptyBeforeItIsRead) {
     const FakeHost host;
     EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("vmhba3"));
-    EXPECT_EQ(vokUtils::getFcGeoIDPciStr("vmhba3"), notThere);
+    EXPECT_EQ(vokUtils::getFcGeoIDPciStr("vmhba3"), notAvailable);
     EXPECT_EQ(vokUtils::getFcPciStr("vmhba3"), "NotAvailable");
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:f4:e9:d4:00:dd:b6"), "NotAvailable");
 }
 
-TEST(FcInfoMap, OfARealShellIsMadeByTheCommandItself) {
-    // The fake's root stands in for "/": what the shell would append is what the two greps let through.
+TEST(FcInfoMap, IsReadFromTheOutputOfARealShell) {
+    // The fake's root replaces "/": the shell appends the lines that the command's grep selects.
     const FakeHost host;
     logEverything(host);
     host.root.writeFile(
@@ -248,7 +248,7 @@ TEST(FcNameMap, LinksTheNodeNameWithItsColonsToTheAdapter) {
     EXPECT_EQ(lines.end()[-1], "DEBUG VOK_UTILS: 20:00:f4:e9:d4:00:dd:b7 : vmhba4");
 }
 
-TEST(FcNameMap, LacksAnAdapterThatTheHardwareListDoesNotHaveAndKeepsThoseBehindIt) {
+TEST(FcNameMap, LeavesOutAnAdapterMissingFromTheHardwareListAndKeepsTheFollowingOnes) {
     hostWhoseCommandsPrint(twoAdapters,
                            "   Adapter: vmhba64\n   Node Name: 20:00:00:00:00:00:00:01\n"
                            "   Adapter: vmhba4\n   Node Name: 20:00:00:00:00:00:00:02\n");
@@ -267,7 +267,7 @@ TEST(FcNameMap, HoldsTheLaterOfTwoAdaptersOfOneNode) {
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:f4:e9:d4:00:dd:b6"), "vmhba4");
 }
 
-TEST(FcNameMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
+TEST(FcNameMap, AFileLeftByACrashIsAppendedToAndReadAgain) {
     const auto host =
         hostWhoseCommandsPrint(twoAdapters, "   Adapter: vmhba4\n   Node Name: 20:00:00:00:00:00:00:02\n");
     host.root.writeFile(nameFile, "   Adapter: vmhba3\n   Node Name: 20:00:00:00:00:00:00:01\n");
@@ -278,7 +278,7 @@ TEST(FcNameMap, AFileLeftBehindByACrashIsAppendedToAndReadAgain) {
     EXPECT_FALSE(host.root.exists(nameFile));
 }
 
-TEST(FcNameMap, IsEmptyWhenItIsReadBeforeTheInfoMap) {
+TEST(FcNameMap, IsEmptyIfItIsReadBeforeTheInfoMap) {
     hostWhoseCommandsPrint(twoAdapters, "   Adapter: vmhba3\n   Node Name: 20:00:f4:e9:d4:00:dd:b6\n");
     vokUtils::initFcNameMap();
     vokUtils::initFcInfoMap();
@@ -295,7 +295,7 @@ TEST(FcNameMap, AnAdapterWithoutANodeNameContributesNothing) {
     EXPECT_EQ(vokUtils::getFcOsDevicename("20:00:00:00:00:00:00:02"), "vmhba4");
 }
 
-TEST(FcNameMap, AFileWhoseFirstLineHoldsNoAdapterIsUseless) {
+TEST(FcNameMap, AFileWhoseFirstLineHoldsNoAdapterIsIgnored) {
     const auto host =
         hostWhoseCommandsPrint(twoAdapters, "   Node Name: 20:00:00:00:00:00:00:01\n   Adapter: vmhba3\n");
     vokUtils::initFcInfoMap();
@@ -305,7 +305,7 @@ TEST(FcNameMap, AFileWhoseFirstLineHoldsNoAdapterIsUseless) {
     EXPECT_FALSE(host.root.exists(nameFile));
 }
 
-TEST(FcNameMap, ACommandThatFailsIsAnErrorAndItsFileGoes) {
+TEST(FcNameMap, AFailingCommandIsAnErrorAndItsFileIsRemoved) {
     const auto host = hostWhoseCommandsPrint("", "   Adapter: vmhba3\n", 1 << 8);
     vokUtils::initFcNameMap();
     EXPECT_EQ(countLogged(host, nameFailure), 1);

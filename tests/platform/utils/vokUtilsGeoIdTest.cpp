@@ -53,7 +53,7 @@ TEST(GeoIdMap, HoldsTheLaterOfTwoRecordsForOneAddress) {
                          .addSlot("r001u05p2i05", "0000:3b:00.0")
                          .addSlot("r001u05p2i06", "0000:01:00.0"));
     EXPECT_EQ(vokUtils::getGeoIDStr("0000:3b:00.0"), "r001u05p2i05");
-    // On-board devices come after all slots, wherever they stand in the table.
+    // On-board devices are added after all slots, whatever their order in the table.
     EXPECT_EQ(vokUtils::getGeoIDStr("0000:01:00.0"), "r001u05p2i03");
 }
 
@@ -91,13 +91,13 @@ TEST(GeoIdMap, OfAMachineWithNeitherSlotsNorDevicesIsEmpty) {
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: -----Printing GEoID PCIe location map-----"));
 }
 
-TEST(GeoIdMap, OfAMachineWithSlotsAloneLacksTheDevicesAlone) {
+TEST(GeoIdMap, OfAMachineWithOnlySlotsLacksOnlyTheDevices) {
     const auto host = hostWithPlatform(tableOf(first).addSlot("r001u05p2i03", "0000:3b:00.0"));
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: Unable to fetch smbios type 9 record"));
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Unable to fetch smbios type 41 record"));
 }
 
-TEST(GeoIdMap, WithoutTheTableIsEmptyAndThatIsSaid) {
+TEST(GeoIdMap, WithoutTheTableIsEmptyAndThatIsLogged) {
     const FakeHost host;
     logEverything(host);
     vokUtils::initializeSMBIOS();
@@ -109,13 +109,13 @@ TEST(GeoIdMap, WithoutTheTableIsEmptyAndThatIsSaid) {
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: -----Printing GEoID PCIe location map-----"));
 }
 
-TEST(GeoIdMap, GivesTheTableBack) {
+TEST(GeoIdMap, ReleasesTheTable) {
     hostWithPlatform(tableOf(first).addSlot("r001u05p2i03", "0000:3b:00.0"));
     void* records = nullptr;
     EXPECT_EQ(getSmbiosRecordsByType(9, &records), -1);
 }
 
-TEST(GeoIdMap, LeavesATableAloneThatSomebodyElseOpened) {
+TEST(GeoIdMap, DoesNotReleaseATableThatWasReadElsewhere) {
     const FakeHost host;
     logEverything(host);
     host.root.writeFile(SmBiosTable::deviceFile, tableOf(first).contents());
@@ -135,7 +135,7 @@ TEST(Designation, OfTheFirstPlatformHoldsTheGeoIdAsAWord) {
         EXPECT_EQ(vokUtils::getGeoIDFromDesignation(text), "r001u05p2i03") << text;
 }
 
-TEST(Designation, WhereTheGeoIdIsPartOfALongerWordHoldsNone) {
+TEST(Designation, WithTheGeoIdInsideALongerWordHoldsNone) {
     const FakeHost host;
     logEverything(host);
     for (const char* text : {"xr001u05p2i03", "0r001u05p2i03", "_r001u05p2i03", "r001u05p2i034",
@@ -151,7 +151,7 @@ TEST(Designation, OfAnotherFormHoldsNone) {
         EXPECT_EQ(vokUtils::getGeoIDFromDesignation(text), "") << text;
 }
 
-TEST(Designation, WithTwoGeoIdsMeansTheFirst) {
+TEST(Designation, WithTwoGeoIdsYieldsTheFirst) {
     const FakeHost host;
     EXPECT_EQ(vokUtils::getGeoIDFromDesignation("r001u05p2i034 r002u06p3i04 r003u07p4i05"), "r002u06p3i04");
 }
@@ -178,7 +178,7 @@ TEST(Designation, OfASlotOnTheOtherVariantOfTheSecondPlatformIsReadTheSameWay) {
     EXPECT_EQ(slotGeoID(secondOther, "Slot r001i02s03 Bay"), "r001i02s03 Bay");
 }
 
-TEST(Designation, OfADeviceOnTheSecondPlatformIsTheTenCharactersBehindTheFirstBlank) {
+TEST(Designation, OfADeviceOnTheSecondPlatformIsTheTenCharactersAfterTheFirstBlank) {
     EXPECT_EQ(onboardGeoID(second, "LOM r001i02s03 Bay"), "r001i02s03");
     EXPECT_EQ(onboardGeoID(second, "LOM r001i02s0345"), "r001i02s03");
     EXPECT_EQ(onboardGeoID(second, "LOM r001i"), "r001i");
@@ -189,7 +189,7 @@ TEST(Designation, OfADeviceOnTheOtherVariantOfTheSecondPlatformIsReadTheSameWay)
     EXPECT_EQ(onboardGeoID(secondOther, "LOM r001i02s03 Bay"), "r001i02s03");
 }
 
-TEST(Designation, WithoutABlankOnTheSecondPlatformIsTakenFromItsBeginning) {
+TEST(Designation, WithoutABlankOnTheSecondPlatformIsReadFromItsBeginning) {
     EXPECT_EQ(slotGeoID(second, "r001i02s03Bay"), "r001i02s03Bay");
     EXPECT_EQ(onboardGeoID(second, "r001i02s03Bay"), "r001i02s03");
     EXPECT_EQ(slotGeoID(second, ""), "Undefined") << "an empty string is none";
@@ -202,7 +202,7 @@ TEST(GeoIdInfo, OnTheFirstPlatformHasRackUnitPartitionAndInstance) {
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.0"), (Texts{"001", "05", "2", "03"}));
 }
 
-TEST(GeoIdInfo, OnTheSecondPlatformHasRackInstanceAndSlotAndTheMissingFourthIsNoError) {
+TEST(GeoIdInfo, OnTheSecondPlatformHasRackInstanceAndSlotAndTheMissingFourthIsNotAnError) {
     const auto host = hostWithPlatform(tableOf(second).addSlot("Slot r001i02s03", "0000:3b:00.0"));
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.0"), (Texts{"001", "02", "03"}));
     for (const std::string& line : loggedLines(host))
@@ -214,7 +214,7 @@ TEST(GeoIdInfo, OnTheOtherVariantOfTheSecondPlatformHasTheSameThree) {
     EXPECT_EQ(vokUtils::getGeoIDInfo("0000:3b:00.0"), (Texts{"041", "12", "00"}));
 }
 
-TEST(GeoIdInfo, OfADesignationWithMoreBehindTheGeoIdIsEmptyForASlotButNotForADevice) {
+TEST(GeoIdInfo, OfADesignationWithMoreAfterTheGeoIdIsEmptyForASlotButNotForADevice) {
     const auto host = hostWithPlatform(tableOf(second)
                                            .addSlot("Slot r001i02s03 Bay", "0000:3b:00.0")
                                            .addOnboardDevice("Slot r001i02s03 Bay", "0000:01:00.0"));
@@ -245,7 +245,7 @@ TEST(GeoIdInfo, OnAnUnknownPlatformIsEmptyWithAWarningAtEveryCall) {
     }
 }
 
-TEST(GeoIdInfo, IsTheSameForManyThreadsThatAskFirst) {
+TEST(GeoIdInfo, IsTheSameForManyThreadsAtOnce) {
     hostWithPlatform(tableOf(first)
                          .addSlot("Slot r001u05p2i03", "0000:3b:00.0")
                          .addSlot("Slot r002u06p3i04", "0000:3c:00.0")

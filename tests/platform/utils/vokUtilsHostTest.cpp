@@ -25,7 +25,7 @@ TEST(HostName, IsTheNodeName) {
     EXPECT_EQ(vokUtils::readHostName(), "esx01.lab");
 }
 
-TEST(HostName, IsABlankWhenTheSystemDoesNotTell) {
+TEST(HostName, IsABlankIfTheSystemCallFails) {
     const FakeHost host;
     logEverything(host);
     host.part<FakeSystem>().nameFails = true;
@@ -40,7 +40,7 @@ TEST(HostDescription, IsTheFiveNamesWithOneBlankBetween) {
     EXPECT_EQ(vokUtils::readHostOSDescription(), "VMkernel esx01 7.0.3 #1 SMP Release build-20036589 x86_64");
 }
 
-TEST(HostDescription, IsEmptyWhenTheSystemDoesNotTell) {
+TEST(HostDescription, IsEmptyIfTheSystemCallFails) {
     const FakeHost host;
     logEverything(host);
     host.part<FakeSystem>().nameFails = true;
@@ -56,19 +56,19 @@ TEST(HostOSName, IsOneWordWithoutBlanks) {
     EXPECT_EQ(commands.texts(), std::vector<std::string>{nameCommand});
 }
 
-TEST(HostOSName, AnyWhiteSpaceGoesFromTheWholeText) {
+TEST(HostOSName, LosesAllWhiteSpaceInTheText) {
     const FakeHost host;
     host.part<FakeCommands>().output[nameCommand] = "\tProduct :\tVM ware\v\r\n ES Xi\f\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
 }
 
-TEST(HostOSName, ALineLongerThanThePieceOf39CharactersIsPutTogether) {
+TEST(HostOSName, ALineLongerThanAPieceOf39CharactersIsReassembled) {
     const FakeHost host;
     host.part<FakeCommands>().output[nameCommand] = "   Product: " + std::string(100, 'x') + " end\n";
     EXPECT_EQ(vokUtils::readHostOSName(), std::string(100, 'x') + "end");
 }
 
-TEST(HostOSName, IsWhatStandsBehindTheFirstColon) {
+TEST(HostOSName, IsTheTextAfterTheFirstColon) {
     const FakeHost host;
     host.part<FakeCommands>().output[nameCommand] = "Product: a:b\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "a:b");
@@ -80,7 +80,7 @@ TEST(HostOSName, IsTheWholeTextWithoutAColon) {
     EXPECT_EQ(vokUtils::readHostOSName(), "ProductVMwareESXi");
 }
 
-TEST(HostOSName, IsAskedForOnceAndNeverRefreshed) {
+TEST(HostOSName, IsReadOnceAndNeverRefreshed) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.output[nameCommand] = "   Product: VMware ESXi\n";
@@ -90,7 +90,7 @@ TEST(HostOSName, IsAskedForOnceAndNeverRefreshed) {
     EXPECT_EQ(commands.texts().size(), 1u);
 }
 
-TEST(HostOSName, IsAskedForAgainAfterACommandThatDidNotStart) {
+TEST(HostOSName, IsReadAgainAfterACommandThatDidNotStart) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     logEverything(host);
@@ -103,7 +103,7 @@ TEST(HostOSName, IsAskedForAgainAfterACommandThatDidNotStart) {
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
 }
 
-TEST(HostOSName, IsAskedForAgainAfterACommandThatPrintedNothing) {
+TEST(HostOSName, IsReadAgainAfterACommandThatPrintedNothing) {
     const FakeHost host;
     logEverything(host);
     EXPECT_EQ(vokUtils::readHostOSName(), "");
@@ -112,7 +112,7 @@ TEST(HostOSName, IsAskedForAgainAfterACommandThatPrintedNothing) {
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
 }
 
-TEST(HostOSVersion, IsWhatStandsBehindTheFirstColon) {
+TEST(HostOSVersion, IsTheTextAfterTheFirstColon) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.output[versionCommand] = "Version: 7.0.3\n";
@@ -120,13 +120,13 @@ TEST(HostOSVersion, IsWhatStandsBehindTheFirstColon) {
     EXPECT_EQ(commands.texts(), std::vector<std::string>{versionCommand});
 }
 
-TEST(HostOSVersion, SeveralMatchingLinesRunTogether) {
+TEST(HostOSVersion, SeveralMatchingLinesAreJoined) {
     const FakeHost host;
     host.part<FakeCommands>().output[versionCommand] = "   Version: 8.0.1\n   Profile Version: 3\n";
     EXPECT_EQ(vokUtils::readHostOSVersion(), "8.0.1ProfileVersion:3");
 }
 
-TEST(HostOSVersion, IsKeptApartFromTheName) {
+TEST(HostOSVersion, IsCachedSeparatelyFromTheName) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.output[nameCommand] = "   Product: VMware ESXi\n";
@@ -146,7 +146,7 @@ TEST(HostOSVersion, ACommandThatDoesNotStartIsAnError) {
                 testing::ElementsAre("ERROR VOK_UTILS: Error occurred in identifying OS version."));
 }
 
-TEST(HostOSVersion, ACommandThatRunsWildEnds) {
+TEST(HostOSVersion, TheOutputOfARunawayCommandIsLimited) {
     const FakeHost host;
     host.part<FakeCommands>().output[versionCommand] = "Version: " + std::string(10 * 1024 * 1024, '7');
     EXPECT_LE(vokUtils::readHostOSVersion().size(), 65536u + 40u);
@@ -164,7 +164,7 @@ TEST(HostOSVersion, NoLockIsHeldWhileACommandRuns) {
     EXPECT_EQ(commands.texts(), (std::vector<std::string>{nameCommand, versionCommand}));
 }
 
-TEST(HostOSVersion, ManyThreadsMayAskAtOnce) {
+TEST(HostOSVersion, CanBeReadByManyThreadsAtOnce) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.output[versionCommand] = "   Version: 8.0.1\n";
@@ -186,14 +186,14 @@ TEST(OSType, Is104) {
     EXPECT_EQ(vokUtils::getOSType(nullptr), 1);
 }
 
-TEST(ErrorDescription, IsTheSystemsSentence) {
+TEST(ErrorDescription, IsTheSystemsText) {
     EXPECT_EQ(vokUtils::getErrorDescription(ENOENT), "No such file or directory");
     EXPECT_EQ(vokUtils::getErrorDescription(0), "Success");
     EXPECT_EQ(vokUtils::getErrorDescription(99999), "Unknown error 99999");
     EXPECT_EQ(vokUtils::getErrorDescription(-1), "Unknown error -1");
 }
 
-TEST(BootTime, IsZeroUntilItIsSetAndThenWhatWasSet) {
+TEST(BootTime, IsZeroUntilItIsSet) {
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 0);
     vokUtils::setSystemCurrentBootTime(1700000000);
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 1700000000);

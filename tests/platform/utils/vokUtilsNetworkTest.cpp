@@ -27,7 +27,7 @@ TEST(IPAddresses, AreTheIPv4AddressesInInterfaceOrder) {
     EXPECT_THAT(vokUtils::getIPAddresses(), ElementsAre("192.168.7.9", "10.1.2.3"));
 }
 
-TEST(IPAddresses, AnAliasIsAnInterfaceOfItsOwn) {
+TEST(IPAddresses, AnAliasIsASeparateInterface) {
     const FakeHost host;
     host.part<FakeNetwork>().interfaces = {
         {"vmk0", "10.1.2.3"}, {"vmk0:1", "10.1.2.4"}, {"vmk0", "10.1.2.5"}};
@@ -41,14 +41,14 @@ TEST(IPAddresses, TheLoopbackIsLeftOutByItsNameOrByItsAddress) {
     EXPECT_THAT(vokUtils::getIPAddresses(), ElementsAre("127.0.0.2", "10.1.2.3"));
 }
 
-TEST(IPAddresses, EntriesWithoutAnAddressOrOfAnotherFamilyArePassedOver) {
+TEST(IPAddresses, EntriesWithoutAnAddressOrOfAnotherFamilyAreSkipped) {
     const FakeHost host;
     host.part<FakeNetwork>().interfaces = {
         {"vmk0", ""}, {"vmk0", "fe80::1"}, {"vmk1", "10.1.2.3"}, {"vmk1", "::1"}};
     EXPECT_THAT(vokUtils::getIPAddresses(), ElementsAre("10.1.2.3"));
 }
 
-TEST(IPAddresses, EachIPv4AddressIsLoggedWithItsNewlineTheLoopbackToo) {
+TEST(IPAddresses, EachIPv4AddressIncludingTheLoopbackIsLoggedWithANewline) {
     const FakeHost host;
     logEverything(host);
     host.part<FakeNetwork>().interfaces = {{"lo", "127.0.0.1"}, {"vmk0", "fe80::1"}, {"vmk0", "10.1.2.3"}};
@@ -72,7 +72,7 @@ TEST(IPAddresses, AListThatCanNotBeReadIsAnEmptyListAndAWarning) {
                                                "reading the network interfaces"));
 }
 
-TEST(PrimaryIPAddress, IsTheFirstAddressOfTheInterfacesWhenNoneWasSet) {
+TEST(PrimaryIPAddress, IsTheFirstAddressOfTheInterfacesIfNoneWasSet) {
     const FakeHost host;
     logEverything(host);
     host.part<FakeNetwork>().interfaces = {{"vmk0", "10.1.2.3"}, {"vmk1", "10.1.2.4"}};
@@ -85,13 +85,13 @@ TEST(PrimaryIPAddress, IsTheFirstAddressOfTheInterfacesWhenNoneWasSet) {
                     "DEBUG VOK_UTILS: primaryIPv4Address= 10.1.2.3 auxIPv4Address=10.1.2.3 tempIP=10.1.2.3"));
 }
 
-TEST(PrimaryIPAddress, IsTheLoopbackWhenThereIsNoOther) {
+TEST(PrimaryIPAddress, IsTheLoopbackIfThereIsNoOther) {
     const FakeHost host;
     host.part<FakeNetwork>().interfaces = {{"lo", "127.0.0.1"}};
     EXPECT_EQ(vokUtils::getPrimaryIPAddress(), "127.0.0.1");
 }
 
-TEST(PrimaryIPAddress, IsReturnedWithoutALookOnceItIsThere) {
+TEST(PrimaryIPAddress, IsReturnedWithoutALookUpOnceItIsSet) {
     const FakeHost host;
     logEverything(host);
     vokUtils::getPrimaryIPAddress();
@@ -101,7 +101,7 @@ TEST(PrimaryIPAddress, IsReturnedWithoutALookOnceItIsThere) {
     EXPECT_EQ(loggedLines(host).size(), before);
 }
 
-TEST(PrimaryIPAddress, IsTheAuxiliaryAddressWhenThatIsKnownAlready) {
+TEST(PrimaryIPAddress, IsTheAuxiliaryAddressIfThatIsAlreadyKnown) {
     const FakeHost host;
     auto& network = host.part<FakeNetwork>();
     logEverything(host);
@@ -121,7 +121,7 @@ TEST(PrimaryIPAddress, FollowsTheInterfacesAtEachRefresh) {
     network.interfaces = {{"vmk1", "10.5.5.5"}, {"vmk0", "10.1.2.3"}};  // one appears in front
     EXPECT_THAT(vokUtils::updateAndFetchIPAddresses(), ElementsAre("10.5.5.5", "10.1.2.3"));
     EXPECT_EQ(vokUtils::getPrimaryIPAddress(), "10.5.5.5");
-    network.interfaces = {{"vmk0", "10.1.2.3"}};  // and goes again
+    network.interfaces = {{"vmk0", "10.1.2.3"}};  // and disappears again
     vokUtils::updateAndFetchIPAddresses();
     EXPECT_EQ(vokUtils::getPrimaryIPAddress(), "10.1.2.3");
 }
@@ -152,7 +152,7 @@ TEST(PrimaryIPAddress, IsTheFirstOfTheListThatIsSet) {
 
 namespace {
 
-// With an empty primary address the auxiliary one is asked for.
+// An empty primary address is replaced by the auxiliary one.
 std::string auxiliaryAddress() {
     vokUtils::setPrimaryIPAddress({""});
     return vokUtils::getPrimaryIPAddress();
@@ -160,7 +160,7 @@ std::string auxiliaryAddress() {
 
 }  // namespace
 
-TEST(AuxiliaryIPAddress, StaysWhileSomeInterfaceHasItAlthoughThePrimaryMoves) {
+TEST(AuxiliaryIPAddress, StaysWhileAnInterfaceHasItEvenIfThePrimaryChanges) {
     const FakeHost host;
     auto& network = host.part<FakeNetwork>();
     network.interfaces = {{"vmk0", "10.1.2.3"}, {"vmk1", "10.1.2.4"}};
@@ -171,7 +171,7 @@ TEST(AuxiliaryIPAddress, StaysWhileSomeInterfaceHasItAlthoughThePrimaryMoves) {
     EXPECT_EQ(auxiliaryAddress(), "10.1.2.3");
 }
 
-TEST(AuxiliaryIPAddress, IsTheFirstOfTheListWhenItsInterfaceHasGone) {
+TEST(AuxiliaryIPAddress, IsTheFirstOfTheListAfterItsInterfaceDisappears) {
     const FakeHost host;
     auto& network = host.part<FakeNetwork>();
     network.interfaces = {{"vmk0", "10.1.2.3"}, {"vmk1", "10.1.2.4"}};
@@ -181,7 +181,7 @@ TEST(AuxiliaryIPAddress, IsTheFirstOfTheListWhenItsInterfaceHasGone) {
     EXPECT_EQ(auxiliaryAddress(), "10.6.6.6");
 }
 
-TEST(AuxiliaryIPAddress, IsTheLoopbackWithoutInterfacesAndLeavesItAtOnce) {
+TEST(AuxiliaryIPAddress, IsTheLoopbackOnlyAsLongAsThereAreNoInterfaces) {
     const FakeHost host;
     auto& network = host.part<FakeNetwork>();
     network.interfaces = {{"lo", "127.0.0.1"}};
@@ -194,10 +194,10 @@ TEST(AuxiliaryIPAddress, IsTheLoopbackWithoutInterfacesAndLeavesItAtOnce) {
 
 namespace {
 
-class AskingInterfaces : public FakeNetwork {
+class ReentrantNetwork : public FakeNetwork {
 public:
     int addresses(ifaddrs** list) override {
-        vokUtils::setPrimaryIPAddress({"10.4.4.4"});  // waits for ever when the lock is held
+        vokUtils::setPrimaryIPAddress({"10.4.4.4"});  // deadlocks if the lock is held
         return FakeNetwork::addresses(list);
     }
 };
@@ -206,7 +206,7 @@ public:
 
 TEST(IPAddresses, NoLockIsHeldWhileTheInterfacesAreRead) {
     const FakeHost host;
-    host.add<AskingInterfaces>();
+    host.add<ReentrantNetwork>();
     EXPECT_THAT(vokUtils::getIPAddresses(), ElementsAre("10.1.2.3"));
     vokUtils::setPrimaryIPAddress({""});
     EXPECT_EQ(vokUtils::getPrimaryIPAddress(), "10.1.2.3");
@@ -214,7 +214,7 @@ TEST(IPAddresses, NoLockIsHeldWhileTheInterfacesAreRead) {
 
 namespace {
 
-// The entry of the link itself, as every interface has one.
+// The entry of the link layer, which every interface has.
 class LinkAddresses : public FakeNetwork {
 public:
     int addresses(ifaddrs** list) override {
@@ -235,13 +235,13 @@ private:
 
 }  // namespace
 
-TEST(IPAddresses, TheAddressOfTheLinkIsNone) {
+TEST(IPAddresses, ALinkLayerAddressIsSkipped) {
     const FakeHost host;
     host.add<LinkAddresses>();
     EXPECT_THAT(vokUtils::getIPAddresses(), IsEmpty());
 }
 
-TEST(IPAddresses, ManyThreadsMayRefreshAndAskAtOnce) {
+TEST(IPAddresses, ManyThreadsMayRefreshAndReadAtOnce) {
     const FakeHost host;
     std::vector<std::thread> threads;
     std::vector<std::string> answers(8);
@@ -256,7 +256,7 @@ TEST(IPAddresses, ManyThreadsMayRefreshAndAskAtOnce) {
     EXPECT_THAT(answers, testing::Each("10.1.2.3"));
 }
 
-TEST(IsIPv4Address, TakesFourDecimalNumbers) {
+TEST(IsIPv4Address, AcceptsFourDecimalNumbers) {
     for (const char* address : {"10.1.2.3", "127.0.0.1", "255.255.255.255", "0.0.0.1"})
         EXPECT_TRUE(vokUtils::is_ipv4_address(address)) << address;
     for (const char* other : {"", "10.1.2", "10.1.2.256", "10.1.2.3 ", " 10.1.2.3", "10.1.2.3.4", "host",
@@ -264,7 +264,7 @@ TEST(IsIPv4Address, TakesFourDecimalNumbers) {
         EXPECT_FALSE(vokUtils::is_ipv4_address(other)) << other;
 }
 
-TEST(IsIPv4Address, TheAddressOfNobodyIsNone) {
+TEST(IsIPv4Address, TheUnspecifiedAddressIsRejected) {
     EXPECT_FALSE(vokUtils::is_ipv4_address("0.0.0.0"));
 }
 

@@ -23,7 +23,7 @@ FakeHost hostWithTable(const SmBiosTable& table) {
 
 }  // namespace
 
-TEST(InitializeSmbios, SaysThatTheTableIsThere) {
+TEST(InitializeSmbios, LogsThatTheTableIsRead) {
     const auto host = hostWithTable(tableOf("7711PID02020001"));
     vokUtils::initializeSMBIOS();
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: SMBIOS table initiated"));
@@ -32,7 +32,7 @@ TEST(InitializeSmbios, SaysThatTheTableIsThere) {
     std::free(records);
 }
 
-TEST(InitializeSmbios, SaysWhyTheTableIsNotThere) {
+TEST(InitializeSmbios, LogsWhyTheTableCanNotBeRead) {
     const FakeHost host;
     logEverything(host);
     vokUtils::initializeSMBIOS();
@@ -42,7 +42,7 @@ TEST(InitializeSmbios, SaysWhyTheTableIsNotThere) {
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: SMBIOS table initiated"));
 }
 
-TEST(PlatformFamily, AndManufacturerAreThoseOfTheFirstSystemRecord) {
+TEST(PlatformFamily, AndManufacturerComeFromTheFirstSystemRecord) {
     const auto host = hostWithTable(tableOf("7711PID02020001").addSystem("Another", "7711PID03020102"));
     vokUtils::initializeSMBIOS();
     EXPECT_EQ(vokUtils::getPlatformFamily(), "7711PID02020001");
@@ -57,7 +57,7 @@ TEST(PlatformFamily, OfAMachineWithoutAFamilyStringIsTheTextUndefined) {
     EXPECT_EQ(vokUtils::getPlatformFamily(), "Undefined");
 }
 
-TEST(PlatformFamily, IsEmptyWhereTheTableCouldNotBeOpened) {
+TEST(PlatformFamily, IsEmptyIfTheTableCanNotBeOpened) {
     const FakeHost host;
     logEverything(host);
     vokUtils::initializeSMBIOS();
@@ -66,7 +66,7 @@ TEST(PlatformFamily, IsEmptyWhereTheTableCouldNotBeOpened) {
     EXPECT_EQ(countLogged(host, notInitialised), 1);
 }
 
-TEST(PlatformFamily, IsEmptyWhereThereIsNoSystemRecord) {
+TEST(PlatformFamily, IsEmptyIfThereIsNoSystemRecord) {
     SmBiosTable table;
     const auto host = hostWithTable(table.addSlot("Slot 1", "0000:3b:00.0"));
     vokUtils::initializeSMBIOS();
@@ -75,7 +75,7 @@ TEST(PlatformFamily, IsEmptyWhereThereIsNoSystemRecord) {
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: platformFamily is []"));
 }
 
-TEST(PlatformFamily, StaysAsTheFirstCallFoundItWhateverCameOfIt) {
+TEST(PlatformFamily, IsFixedByTheFirstCallEvenIfThatFailed) {
     const auto host = hostWithTable(tableOf("7711PID02020001"));
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
     vokUtils::initializeSMBIOS();
@@ -94,21 +94,21 @@ TEST(PlatformFamily, IsFixedByTheFirstCallForTheManufacturerToo) {
     EXPECT_EQ(vokUtils::getPlatformFamily(), "7711PID02020001");
 }
 
-TEST(PlatformFamily, LivesOnWhenTheTableIsGivenBack) {
+TEST(PlatformFamily, IsKeptAfterTheTableIsReleased) {
     const auto host = hostWithPlatform(tableOf("7711PID03020102").addSlot("Slot r001i02s03", "0000:3b:00.0"));
     std::filesystem::remove(host.path(SmBiosTable::deviceFile));
     EXPECT_EQ(vokUtils::getPlatformFamily(), "7711PID03020102");
 }
 
-TEST(PlatformFamily, OfAMachineWithNeitherSlotsNorDevicesIsReadTooLate) {
+TEST(PlatformFamily, IsEmptyIfItIsReadAfterTheTableIsReleased) {
     const auto host = hostWithPlatform(tableOf("7711PID02020001"));
     EXPECT_EQ(vokUtils::getPlatformFamily(), "");
-    // The layer counts as initialised although its table is gone.
+    // The layer still counts as initialised after its table was released.
     EXPECT_FALSE(hasLogged(host, notInitialised));
     EXPECT_TRUE(hasLogged(host, "DEBUG VOK_UTILS: Could not retrieve system information from SMBIOS table."));
 }
 
-TEST(PlatformFamily, IsReadOnceByManyThreadsThatAskFirst) {
+TEST(PlatformFamily, IsReadOnceByManyThreadsAtOnce) {
     const auto host = hostWithTable(tableOf("7711PID02020001"));
     vokUtils::initializeSMBIOS();
     std::vector<std::thread> threads;

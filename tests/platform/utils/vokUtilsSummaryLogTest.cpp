@@ -25,7 +25,7 @@ constexpr char shutdownFailure[] =
     "WARNING VOK_UTILS: Error occurred in gathering system last shutdown time information.";
 
 // A host whose command appends this text to the working file, as the shell would.
-FakeHost hostThatTells(const std::string& stamps) {
+FakeHost hostThatPrints(const std::string& stamps) {
     ::setenv("TZ", "UTC0", 1);
     FakeHost host;
     logEverything(host);
@@ -54,13 +54,13 @@ Times fetch() {
 }  // namespace
 
 TEST(SummaryLog, TheCommandsAreTheDocumentedOnes) {
-    const auto host = hostThatTells("");
+    const auto host = hostThatPrints("");
     fetch();
     EXPECT_THAT(host.part<FakeCommands>().texts(), testing::ElementsAre(bootCommand, shutdownCommand));
 }
 
-TEST(SummaryLog, TheLastLineIsTheRunningBootAndTheOneBeforeThePrevious) {
-    const auto host = hostThatTells("2017-09-15T09:49:10Z\n2021-04-01T03:50:53Z\n");
+TEST(SummaryLog, TheLastLineIsTheCurrentBootAndTheLineBeforeItThePreviousBoot) {
+    const auto host = hostThatPrints("2017-09-15T09:49:10Z\n2021-04-01T03:50:53Z\n");
     const Times times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
     EXPECT_EQ(times.previousBoot, 1505468950);
@@ -68,20 +68,20 @@ TEST(SummaryLog, TheLastLineIsTheRunningBootAndTheOneBeforeThePrevious) {
     EXPECT_FALSE(hasLogged(host, bootFailure));
 }
 
-TEST(SummaryLog, TimesThatAreNotToldAreZero) {
-    hostThatTells("");
+TEST(SummaryLog, MissingTimesAreZero) {
+    hostThatPrints("");
     Times times = fetch();
     EXPECT_EQ(times.boot, 0);
     EXPECT_EQ(times.previousBoot, 0);
     EXPECT_EQ(times.shutdown, 0);
-    hostThatTells("2021-04-01T03:50:53Z\n");
+    hostThatPrints("2021-04-01T03:50:53Z\n");
     times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
     EXPECT_EQ(times.previousBoot, 0);
 }
 
-TEST(SummaryLog, AStampThatIsNoneIsZero) {
-    const auto host = hostThatTells("garbage\n2021-04-01T03:50:53Z\n");
+TEST(SummaryLog, AnInvalidStampIsZero) {
+    const auto host = hostThatPrints("garbage\n2021-04-01T03:50:53Z\n");
     const Times times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
     EXPECT_EQ(times.previousBoot, 0);
@@ -89,12 +89,12 @@ TEST(SummaryLog, AStampThatIsNoneIsZero) {
 }
 
 TEST(SummaryLog, ALineWithoutANewlineCounts) {
-    hostThatTells("2021-04-01T03:50:53Z");
+    hostThatPrints("2021-04-01T03:50:53Z");
     EXPECT_EQ(fetch().boot, 1617249053);
 }
 
-TEST(SummaryLog, ACommandThatFailsIsAWarningAndGivesZeroes) {
-    const auto host = hostThatTells("");
+TEST(SummaryLog, AFailingCommandIsAWarningAndYieldsZeros) {
+    const auto host = hostThatPrints("");
     host.part<FakeCommands>().onCommand = [&host](const std::string&, int& status) {
         host.root.writeFile("/tmp/vokboot.log", "2021-04-01T03:50:53Z\n");
         status = 2 << 8;
@@ -109,28 +109,28 @@ TEST(SummaryLog, ACommandThatFailsIsAWarningAndGivesZeroes) {
 }
 
 TEST(SummaryLog, AShellThatCanNotBeStartedIsAWarning) {
-    const auto host = hostThatTells("");
+    const auto host = hostThatPrints("");
     host.part<FakeCommands>().failToStart = true;
     fetch();
     EXPECT_THAT(loggedLines(host), testing::ElementsAre(bootFailure, shutdownFailure));
 }
 
-TEST(SummaryLog, WhatAnEarlierRunLeftDoesNotCount) {
-    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
+TEST(SummaryLog, TheFileOfAnEarlierRunIsIgnored) {
+    const auto host = hostThatPrints("2021-04-01T03:50:53Z\n");
     host.root.writeFile("/tmp/vokboot.log", "2017-09-15T09:49:10Z\n");
     const Times times = fetch();
     EXPECT_EQ(times.boot, 1617249053);
     EXPECT_EQ(times.previousBoot, 0);
 }
 
-TEST(SummaryLog, NothingIsLeftBehind) {
-    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
+TEST(SummaryLog, TheWorkingFileIsRemoved) {
+    const auto host = hostThatPrints("2021-04-01T03:50:53Z\n");
     fetch();
     EXPECT_FALSE(host.root.exists("/tmp/vokboot.log"));
 }
 
-TEST(SummaryLog, TheWorkingFileIsForThisUserAloneWhenTheCommandRuns) {
-    const auto host = hostThatTells("");
+TEST(SummaryLog, TheWorkingFileIsPrivateWhenTheCommandRuns) {
+    const auto host = hostThatPrints("");
     mode_t mode = 0;
     host.part<FakeCommands>().onCommand = [&](const std::string&, int&) {
         struct stat status {};
@@ -143,15 +143,15 @@ TEST(SummaryLog, TheWorkingFileIsForThisUserAloneWhenTheCommandRuns) {
 }
 
 TEST(SummaryLog, APlantedLinkIsReplacedAndItsTargetUntouched) {
-    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
+    const auto host = hostThatPrints("2021-04-01T03:50:53Z\n");
     host.root.writeFile("/etc/passwd", "root\n");
     ASSERT_EQ(::symlink("../etc/passwd", (host.root.path() + "/tmp/vokboot.log").c_str()), 0);
     EXPECT_EQ(fetch().boot, 1617249053);
     EXPECT_EQ(host.root.readFile("/etc/passwd"), "root\n");
 }
 
-TEST(SummaryLog, WhatCanNotBeRemovedIsNotWrittenToAndIsAWarning) {
-    const auto host = hostThatTells("2021-04-01T03:50:53Z\n");
+TEST(SummaryLog, AFileThatCanNotBeRemovedIsNotWrittenToAndIsAWarning) {
+    const auto host = hostThatPrints("2021-04-01T03:50:53Z\n");
     host.root.writeFile("/tmp/vokboot.log/file", "");
     EXPECT_EQ(fetch().boot, 0);
     EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
@@ -178,7 +178,7 @@ TEST(SummaryLog, IsReadByTheRealShellUnderARootWithBlanksAndQuotes) {
     EXPECT_FALSE(directory.exists(root + "/tmp/vokboot.log"));
 }
 
-TEST(SummaryLog, ALogThatIsNotThereTellsNothing) {
+TEST(SummaryLog, AMissingLogYieldsZeros) {
     const TemporaryDirectory directory;
     directory.writeFile("/tmp/keep", "");
     vokSetHostAccess(std::make_unique<vokRootedHostAccess>(directory.path()));

@@ -30,7 +30,7 @@ FakeHost hostAt(time_t now, const char* zone) {
 
 }  // namespace
 
-TEST(TimeZone, IsItsAbbreviationNow) {
+TEST(TimeZone, IsTheCurrentAbbreviation) {
     const auto host = hostAt(november15, centralEurope);
     EXPECT_EQ(vokUtils::getTimeZone(), "CET");
     host.part<FakeClock>().set(july1);
@@ -51,7 +51,7 @@ TEST(Time, IsLocal) {
     EXPECT_EQ(vokUtils::getTime(), "2026-07-01 14:00:00");
 }
 
-TEST(Time, FollowsAZoneThatChangesWhileTheAgentRuns) {
+TEST(Time, FollowsAChangeOfTheZoneWhileTheAgentRuns) {
     hostAt(november15, utc);
     EXPECT_EQ(vokUtils::getTime(), "2026-11-15 08:38:22");
     EXPECT_EQ(vokUtils::getDateTime(), "Nov 15 08:38:22");
@@ -60,7 +60,7 @@ TEST(Time, FollowsAZoneThatChangesWhileTheAgentRuns) {
     EXPECT_EQ(vokUtils::getTime(), "2026-11-15 09:38:22");
 }
 
-TEST(Time, IsTheEpochWhenTheClockCanNotBeRead) {
+TEST(Time, IsTheEpochIfTheClockCanNotBeRead) {
     const auto host = hostAt(november15, utc);
     host.part<FakeClock>().failReads(2);
     EXPECT_EQ(vokUtils::getTime(), "1970-01-01 00:00:00");
@@ -91,21 +91,21 @@ TEST(DateTime, IsTheTimeStampOfTheLog) {
     EXPECT_EQ(vokLogTimeStamp(), "Nov 15 09:38:22");
 }
 
-TEST(ToEpoc, ReadsTheStampAsLocalTimeAlthoughItEndsInZ) {
+TEST(ToEpoc, InterpretsTheStampAsLocalTimeAlthoughItEndsInZ) {
     hostAt(november15, utc);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15T08:38:22Z"), 1794731902);
     ::setenv("TZ", centralEurope, 1);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15T08:38:22Z"), 1794731902 - 3600);
 }
 
-TEST(ToEpoc, TheDaylightSavingOfTodayCountsForAStampOfTheOtherSeason) {
+TEST(ToEpoc, TodaysDaylightSavingAppliesToAStampOfTheOtherSeason) {
     const auto host = hostAt(july1, centralEurope);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15T08:38:22Z"), 1794731902 - 7200);
     host.part<FakeClock>().set(november15);
     EXPECT_EQ(vokUtils::toEpoc("2026-07-01T12:00:00Z"), 1782907200 - 3600);
 }
 
-TEST(ToEpoc, AStampOfExactly19CharactersIsRefused) {
+TEST(ToEpoc, AStampOfExactly19CharactersIsRejected) {
     const auto host = hostAt(november15, utc);
     logEverything(host);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15 08:38:22"), 0);
@@ -113,7 +113,7 @@ TEST(ToEpoc, AStampOfExactly19CharactersIsRefused) {
     EXPECT_EQ(countLogged(host, "DEBUG VOK_UTILS: Invalid time stamp format."), 2);
 }
 
-TEST(ToEpoc, A20thCharacterOfAnyKindMakesItATime) {
+TEST(ToEpoc, AnyTwentiethCharacterMakesItATime) {
     const auto host = hostAt(november15, utc);
     logEverything(host);
     EXPECT_EQ(vokUtils::toEpoc("2026-11-15 08:38:22x"), 1794731902);
@@ -128,22 +128,22 @@ TEST(ToEpoc, FieldsBeyondTheirRangeCarryOver) {
     EXPECT_EQ(vokUtils::toEpoc("2026-14-32T25:61:61Z"), 1804212121);
 }
 
-TEST(ToEpoc, AFieldThatIsNoNumberIsZeroAndNothingBreaks) {
+TEST(ToEpoc, AFieldThatIsNotANumberIsZero) {
     hostAt(november15, utc);
-    // The thirtieth of November of the year before 0, out of reach where time has 32 bits.
+    // 30 November of the year -1, which 32-bit time can't represent.
     const long longAgo = sizeof(time_t) == 4 ? -1 : static_cast<long>(-62169984000LL);
     EXPECT_EQ(vokUtils::toEpoc("xxxxxxxxxxxxxxxxxxxx"), longAgo);
     EXPECT_EQ(vokUtils::toEpoc(std::string(20, '\0')), longAgo);
     EXPECT_EQ(vokUtils::toEpoc("2026-1xT1xT0x:3x:2xZ"), 1767225600 + 3 * 60 + 2);
 }
 
-TEST(ToEpoc, AYearBeyondTheClockIsMinusOneWhereTimeHas32Bits) {
+TEST(ToEpoc, AYearBeyondTheClockIsMinusOneWith32BitTime) {
     hostAt(november15, utc);
     const long expected = sizeof(time_t) == 4 ? -1 : static_cast<long>(2208988800LL);
     EXPECT_EQ(vokUtils::toEpoc("2040-01-01T00:00:00Z"), expected);
 }
 
-TEST(DiffTimespec, IsAPlainDifferenceWhenTheNanosecondsSuffice) {
+TEST(DiffTimespec, IsAPlainDifferenceIfTheNanosecondsSuffice) {
     timespec out{};
     vokUtils::diffTimespec({10, 500}, {7, 200}, out);
     EXPECT_EQ(out.tv_sec, 3);
@@ -160,7 +160,7 @@ TEST(DiffTimespec, BorrowsASecondForTheNanoseconds) {
     EXPECT_EQ(out.tv_nsec, 1);
 }
 
-TEST(DiffTimespec, OfALaterInstantIsNegativeInTheSecondsOnly) {
+TEST(DiffTimespec, OfALaterInstantIsNegativeOnlyInTheSeconds) {
     timespec out{};
     vokUtils::diffTimespec({7, 100}, {10, 200}, out);
     EXPECT_EQ(out.tv_sec, -4);

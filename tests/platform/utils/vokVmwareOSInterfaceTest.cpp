@@ -26,8 +26,8 @@ vokOSInterface& systemInterface() {
     return *vokSystemInterfaceFactory::getSystemInterface();
 }
 
-// Two functions and a bridge, in the shape of the real list: the name alone and without a colon in front
-// of each block, the keys three blanks in.
+// Two functions and a bridge, in the format of the real list: each block starts with the address alone,
+// without a colon, and its keys are indented by three blanks.
 constexpr char pciList[] =
     "0000:00:1c.0\n"
     "   Address: 0000:00:1c.0\n"
@@ -58,7 +58,7 @@ constexpr char pciList[] =
     "   SubVendor ID: 0x1590\n"
     "   SubDevice ID: 0x0000\n";
 
-// A host under a directory whose name the shell would take apart, with a localcli that prints the list.
+// A host under a directory whose name the shell would split, with a localcli that prints the list.
 class ListedHost {
 public:
     explicit ListedHost(const std::string& list) {
@@ -77,7 +77,7 @@ private:
     TemporaryDirectory directory_;
 };
 
-// The kernel's own host, but commands are written down and not run, and files lie elsewhere.
+// The kernel's own host, but commands are recorded and not run, and files lie in a temporary directory.
 class CommandRecorder : public vokKernelHostAccess {
 public:
     explicit CommandRecorder(std::vector<std::string>& commands) : commands_(commands) {}
@@ -134,24 +134,24 @@ TEST(SystemInterface, IsTheOneInstance) {
 
 namespace {
 
-// An initialiser of another file, which may run before the library's user is ready.
+// An initialiser of another file, which may run before the factory's own.
 const vokOSInterface* const earlyInterface = vokSystemInterfaceFactory::getSystemInterface();
 
 }  // namespace
 
-TEST(SystemInterface, IsThereForStaticInitialisers) {
+TEST(SystemInterface, IsAvailableToStaticInitialisers) {
     ASSERT_NE(earlyInterface, nullptr);
     EXPECT_EQ(earlyInterface, vokSystemInterfaceFactory::getSystemInterface());
 }
 
-TEST(PopulateHardwarePCIDetails, AsksForTheListAndReadsNothing) {
+TEST(PopulateHardwarePCIDetails, RunsTheCommandAndReadsNoOutput) {
     const FakeHost host;
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), 0);
     EXPECT_EQ(host.part<FakeCommands>().texts(),
               std::vector<std::string>{"localcli hardware pci list > /opt/mev/vok/data/vok_hwlist.txt"});
 }
 
-TEST(PopulateHardwarePCIDetails, FailsOnlyWhenTheCommandCanNotBeStarted) {
+TEST(PopulateHardwarePCIDetails, FailsOnlyIfTheCommandCanNotBeStarted) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.onCommand = [](const std::string&, int& status) {
@@ -163,7 +163,7 @@ TEST(PopulateHardwarePCIDetails, FailsOnlyWhenTheCommandCanNotBeStarted) {
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), -1);
 }
 
-TEST(PopulateHardwarePCIDetails, DoesNotMakeTheDirectoryOfThePackage) {
+TEST(PopulateHardwarePCIDetails, DoesNotCreateThePackagesDirectory) {
     const FakeHost host;
     systemInterface().populateHardwarePCIDetails();
     EXPECT_FALSE(host.root.exists("/opt"));
@@ -183,7 +183,7 @@ TEST(UnInitialize, RemovesTheStoredList) {
     EXPECT_FALSE(host.hasStoredList());
 }
 
-TEST(UnInitialize, IsNoErrorWithoutAList) {
+TEST(UnInitialize, IsNotAnErrorWithoutAList) {
     const FakeHost host;
     systemInterface().UnInitialize();
     EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
@@ -196,7 +196,7 @@ TEST(Initialize, DoesNothing) {
     EXPECT_TRUE(host.part<FakeCommands>().texts().empty());
 }
 
-TEST(NvmeQuestions, HaveNoAnswerAndLeaveTheTextsUntouched) {
+TEST(NvmeOperations, DoNothingAndLeaveTheTextsUnchanged) {
     const FakeHost host;
     std::vector<std::string> instances{"before"};
     systemInterface().populateNvmeInstances(instances);
@@ -225,7 +225,7 @@ TEST(StoredList, EachFunctionIsFoundByItsAddress) {
     EXPECT_EQ(vokUtils::get_subvendor_subdevice("0000:5e:00.1"), Ids("0x1590", "0x0000"));
 }
 
-TEST(StoredList, TheSubsystemsIdsAreNeverTakenForTheFunctions) {
+TEST(StoredList, TheSubsystemsIdsAreNeverMistakenForTheFunctions) {
     const ListedHost host(
         "0000:5e:00.0\n   Address: 0000:5e:00.0\n   SubVendor ID: 0x1590\n"
         "   SubDevice ID: 0x0245\n   Vendor ID: 0x8086\n   Device ID: 0x158b\n");
@@ -241,7 +241,7 @@ TEST(StoredList, AHeadLineMayEndInAColonAndTheLastBlockMayLackItsEmptyLine) {
     EXPECT_EQ(vokUtils::get_vendor_device("0000:5e:00.0"), Ids("0x8086", "0x158b"));
 }
 
-TEST(StoredList, AnAddressThatIsNotInItGivesEmptyTexts) {
+TEST(StoredList, AnAddressMissingFromItYieldsEmptyTexts) {
     const ListedHost host(pciList);
     systemInterface().populateHardwarePCIDetails();
     EXPECT_EQ(vokUtils::get_vendor_device("0000:99:00.0"), Ids("", ""));
@@ -252,7 +252,7 @@ TEST(StoredList, WithoutItEveryIdIsEmpty) {
     EXPECT_EQ(vokUtils::get_vendor_device("0000:5e:00.0"), Ids("", ""));
 }
 
-TEST(StoredList, ABlockThatNamesTheAddressInAnotherKeyIsReadFromThatLineOn) {
+TEST(StoredList, ABlockThatMentionsTheAddressInAnotherKeyIsReadFromThatLineOn) {
     const ListedHost host(
         "0000:00:1c.0\n   Address: 0000:00:1c.0\n   Slot Description: above 0000:5e:00.0\n"
         "   Vendor ID: 0x1111\n   Device ID: 0x2222\n\n"

@@ -90,7 +90,7 @@ int waitForReadable(Waited (&all)[count]) {
 
 void readAndServe(int pipe) {
     _VOK_MESSAGE_PACKET
-        packet{};  // cleared each time: a short packet must not show parts of the previous one
+    packet{};  // cleared each time: a short packet must not show parts of the previous one
     const ssize_t count = ::read(pipe, &packet, sizeof(packet));
     if (count <= 0) {
         VOK_LOG_ERROR(module, "recv failed");

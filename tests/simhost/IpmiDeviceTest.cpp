@@ -258,6 +258,13 @@ TEST_F(IpmiDevice, MoreUsersThanTheProcessHasDescriptorsForWaitWithoutAnyHaste) 
                                   VOK_SIMHOST_PROGRAM, root()},
                                  "ready");
     const auto host = access();
+    // The first user has gone when the second has its reply. What the host does for them once it need not be
+    // checked by the sanitizers again, which would take two descriptors.
+    for (int i = 0; i < 2; ++i) {
+        DeviceUser user(*host);
+        ASSERT_EQ(user.send(oem, 0x81, {}), 0);
+        ASSERT_THAT(user.receive().data, ElementsAre(0xFF));
+    }
     std::vector<std::unique_ptr<DeviceUser>> users;
     for (int i = 0; i < 60; ++i) users.push_back(std::make_unique<DeviceUser>(*host));
     const unsigned long before = processorTimeOf(hostProgram.process());

@@ -1,4 +1,5 @@
-// The threads of the aggregator and the door-bell: woken, stopped at every point, failing to be created or joined. Their timed waits end only by a signal, so a missing signal makes the test time out.
+// The threads of the aggregator and the door-bell: woken, stopped at every point, failing to be created or
+// joined. Their timed waits end only by a signal, so a missing signal makes the test time out.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <algorithm>
@@ -62,7 +63,8 @@ protected:
         }
     }
     std::size_t pushes() { return ipmi.remoteCommandPayloads().size(); }
-    // Delays the device's answer to the first `command` until `call`, which runs on another thread, has logged `line`.
+    // Delays the device's answer to the first `command` until `call`, which runs on another thread, has
+    // logged `line`.
     void duringTheFirst(unsigned char command, const std::function<void()>& call, const std::string& line) {
         const auto answer = ipmi.onRequest;
         ipmi.onRequest = [this, command, call, line, answer,

@@ -305,14 +305,14 @@ TEST_F(UncreatableDirectoryTest, OfTheAgentLogEndsTheProcess) {
     blockDirectories("/scratch/log/vok.log", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
                 asExpression("<3>Failed to create directory path for VOK log file [" + blocked.root.path() +
-                          "/scratch/log/vok.log]: 20 - Not a directory"));
+                             "/scratch/log/vok.log]: 20 - Not a directory"));
 }
 
 TEST_F(UncreatableDirectoryTest, OfTheDebugLogEndsTheProcess) {
     blockDirectories("syslog", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(245),
-                asExpression("<3>Failed to create directory path for VOK debug log file [" + blocked.root.path() +
-                          "/scratch/log/debug.log]: 20 - Not a directory"));
+                asExpression("<3>Failed to create directory path for VOK debug log file [" +
+                             blocked.root.path() + "/scratch/log/debug.log]: 20 - Not a directory"));
 }
 
 TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {

@@ -133,7 +133,8 @@ TEST_F(CachedResourceManager, StaysReadyDuringARebuild) {
     manager.cacheBuild();
 }
 
-// A caller whose last pass coincides with the end of the first build finds the inventory ready or gets its push.
+// A caller whose last pass coincides with the end of the first build finds the inventory ready or gets its
+// push.
 TEST_F(CachedResourceManager, NoPushRequestIsLostAtTheEndOfTheFirstBuild) {
     for (int round = 0; round < 300; ++round) {
         SampleManager manager;

@@ -1,4 +1,5 @@
-// What the shared code guarantees with several threads: one builder at a time, events relative to the previous build, documents of a single build, work without a build, and teardown.
+// What the shared code guarantees with several threads: one builder at a time, events relative to the
+// previous build, documents of a single build, work without a build, and teardown.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <future>
@@ -45,7 +46,8 @@ TEST_F(CachedResourceManager, ASecondBuilderWaitsForTheFirstAndThenBuildsToo) {
                             "DEBUG TEST_RM: Building test cache", "DEBUG TEST_RM: Exiting CacheBuild"));
 }
 
-// Each build yields one record, the build's number. Whichever thread builds, each comparison sees the record of the previous build.
+// Each build yields one record, the build's number. Whichever thread builds, each comparison sees the record
+// of the previous build.
 TEST_F(CachedResourceManager, EventsCompareABuildWithThePreviousOneWhicheverThreadBuilds) {
     struct Manager : SampleManager {
         void afterBuild() override {

@@ -1,4 +1,5 @@
-// Events on their way to the controller: test and injected events of the client through the real daemon, and many at once during inventories and door-bell polls.
+// Events on their way to the controller: test and injected events of the client through the real daemon, and
+// many at once during inventories and door-bell polls.
 #include <algorithm>
 #include <atomic>
 #include <csignal>

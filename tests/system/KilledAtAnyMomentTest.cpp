@@ -1,4 +1,5 @@
-// SIGKILL at random moments of a run: the record is complete each time, and the next start decides correctly from it.
+// SIGKILL at random moments of a run: the record is complete each time, and the next start decides correctly
+// from it.
 #include <chrono>
 #include <csignal>
 #include <random>
@@ -11,9 +12,11 @@ namespace {
 
 using Events = std::vector<int>;
 
-// At this speed the boot verdict comes 100 ms after a start, the first push follows soon, and a poll comes every 300 ms.
+// At this speed the boot verdict comes 100 ms after a start, the first push follows soon, and a poll comes
+// every 300 ms.
 constexpr int speed = 200;
-constexpr char verdictReached[] = "HOST_RM: After sending OS boots events, we can set current_start to last_start";
+constexpr char verdictReached[] =
+    "HOST_RM: After sending OS boots events, we can set current_start to last_start";
 constexpr int killsInATest = 10;
 constexpr int longestRunMs = 500;
 
@@ -52,7 +55,7 @@ protected:
         return Events(all.begin() + static_cast<std::ptrdiff_t>(count), all.end());
     }
 
-    // One duration that is cut short: what it raised until then is the beginning of what it expectedEvents.
+    // A run that is killed: the events raised until then are the first of the expected ones.
     void runAndKill(int milliseconds) {
         const bool first = !hostHas("/var/tmp/mevVOKStartup.txt");
         const Events expected = expectedEvents(startupRecord(), bootTime());

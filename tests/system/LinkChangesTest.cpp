@@ -1,4 +1,5 @@
-// Ethernet adapters that lose their link, fail, recover, appear and disappear under the real daemon, and the events that the controller receives.
+// Ethernet adapters that lose their link, fail, recover, appear and disappear under the real daemon, and the
+// events that the controller receives.
 #include <csignal>
 #include <regex>
 
@@ -248,7 +249,8 @@ TEST_F(LinkChanges, ALinkThatFlapsBetweenTwoBuildsIsNotNoticed) {
     expectAGracefulEndWithoutAViolation();
 }
 
-// A wait that ends a second late polls nothing; then the next build reports the change, and the test tries again.
+// A wait that ends a second late polls nothing; then the next build reports the change, and the test tries
+// again.
 TEST_F(LinkChanges, ThePollTenSecondsAfterABuildFindsThemLongBeforeTheNextBuild) {
     constexpr char found[] = "NIC_RM: Found a status change";
     start("rack-node", ethernetSettings("100"), 20);

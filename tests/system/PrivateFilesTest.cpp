@@ -1,4 +1,5 @@
-// The files that the agent creates on the host are accessible to its own user only, whatever its umask at the start.
+// The files that the agent creates on the host are accessible to its own user only, whatever its umask at the
+// start.
 #include <sys/stat.h>
 #include <csignal>
 #include <filesystem>

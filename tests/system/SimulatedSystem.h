@@ -1,4 +1,5 @@
-// The whole system for a test: a simulated host with an accelerated clock, its controller, and the real vokd, in a temporary directory whose path holds blanks and quotes.
+// The whole system for a test: a simulated host with an accelerated clock, its controller, and the real vokd,
+// in a temporary directory whose path holds blanks and quotes.
 #pragma once
 
 #include <functional>

@@ -58,8 +58,8 @@ TEST_F(vokServerPipeTest, AFileAtItsPathIsReportedOnceAndLeftAloneUntilItIsRemov
     startServer();
     waitUntil([&] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; }, "the start");
     host.root.writeFile("/var/run/passing", "");
-    ASSERT_EQ(::unlink(hostPath("/var/run/passing").c_str()),
-              0);  // the removal of another file changes nothing
+    // The removal of another file changes nothing.
+    ASSERT_EQ(::unlink(hostPath("/var/run/passing").c_str()), 0);
     EXPECT_EQ(host.root.readFile("/var/run/mevvok"), "somebody's");
     ASSERT_EQ(::unlink(serverPipe().c_str()), 0);
     expectServed();

@@ -29,7 +29,7 @@ bool isStandIn[resourceIds];
 vokResource::Manager originals[resourceIds];
 vokResource rows[resourceIds];
 
-// What a row calls: returns the stand-in for the resource, or the agent's own manager.
+// The manager function of a row: returns the stand-in for the resource, or the agent's own manager.
 template <int id>
 vokResourceManager* managerOf() {
     if (isStandIn[id]) return standIns[id];

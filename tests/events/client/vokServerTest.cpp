@@ -204,7 +204,7 @@ TEST_F(vokServerTest, AnInterruptedWaitIsLoggedAndTheNextRequestIsServed) {
 
 TEST_F(vokServerTest, AfterAFailedReadAnErrorLineAndAPauseTheNextRequestIsServed) {
     // While the first event is delivered, the pipe's descriptor is replaced by one of a directory, which is
-    // always readable but fails to be read. The pause after the failure restores the pipe.
+    // always reported as readable but cannot be read. The pause after the failure restores the pipe.
     int server = -1;
     vokOwnedDescriptor kept;
     clock.onPause = [&](unsigned long) {

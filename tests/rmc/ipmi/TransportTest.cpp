@@ -18,7 +18,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// A host without the device that records the calls; everything else is inherited.
+// A host that lacks the device and records the calls; everything else is inherited.
 template <typename Base>
 class WithoutDevice : public Base {
 public:

@@ -57,7 +57,7 @@ protected:
 
 // --- the startup record ---
 
-TEST_F(JobManager, AFirstStartMakesTheRecord) {
+TEST_F(JobManager, AFirstStartCreatesTheRecord) {
     logEverything(host);
     manager.vokStartFileOperations(0);
     EXPECT_EQ(recordText(), "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
@@ -93,7 +93,7 @@ TEST_F(JobManager, AnyOtherModeRecordsAGracefulStop) {
     }
 }
 
-TEST_F(JobManager, ARecordThatCanNotBeMadeDoesNotStopTheAgent) {
+TEST_F(JobManager, ARecordThatCannotBeCreatedDoesNotStopTheAgent) {
     logEverything(host);
     host.root.writeFile(std::string(record) + "/in-its-place", "");
     manager.vokStartFileOperations(0);
@@ -101,13 +101,13 @@ TEST_F(JobManager, ARecordThatCanNotBeMadeDoesNotStopTheAgent) {
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 1699999000);
 }
 
-TEST_F(JobManager, TheBootTimeIsNowLessTheUptime) {
+TEST_F(JobManager, TheBootTimeIsTheCurrentTimeMinusTheUptime) {
     system.uptimeSeconds = 86400;
     manager.vokStartFileOperations(0);
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 1699913600);
 }
 
-TEST_F(JobManager, WithoutAnUptimeTheHostHasBootedASecondAgo) {
+TEST_F(JobManager, WithoutAnUptimeTheBootTimeIsASecondAgo) {
     logEverything(host);
     system.informationFails = true;
     manager.vokStartFileOperations(0);
@@ -130,7 +130,7 @@ TEST_F(JobManager, OnlyTheIdsThatCanHaveAManagerGetAThread) {
     EXPECT_FALSE(hasLogged(host, "DEBUG JOB_MGR: Resource manager NVMeControllers [4] is disabled."));
 }
 
-TEST_F(JobManager, TheResultsOfAnEarlierStartDoNotStay) {
+TEST_F(JobManager, TheResultsOfAnEarlierStartAreCleared) {
     logEverything(host, noResource);
     std::fill(std::begin(vokJobManager::retval), std::end(vokJobManager::retval), 7);
     ASSERT_TRUE(manager.startResourceManagers());
@@ -146,7 +146,7 @@ TEST_F(JobManager, TheThreadsAreJoinedInTheOrderHostStorageEthernetFibreChannel)
     EXPECT_THAT(threads.joined(), ElementsAre(started[1], started[2], started[3], started[0]));
 }
 
-TEST_F(JobManager, TheHostIsToldToStopBeforeEthernet) {
+TEST_F(JobManager, TheHostManagerIsStoppedBeforeTheEthernetManager) {
     logEverything(host, R"("EnableResources": ["EthernetDevices", "HostOSInfo"])");
     ASSERT_TRUE(manager.startResourceManagers());
     manager.stopResourceManagers();
@@ -179,7 +179,7 @@ TEST_F(JobManager, ADisabledManagerIsNotStoppedButItsThreadIsJoined) {
     EXPECT_THAT(creationResults(), ElementsAre(-1, -1, -1, -1, -1, -1, -1, -1));
 }
 
-TEST_F(JobManager, AManagersLifeRunsOnItsThreadUntilItIsStopped) {
+TEST_F(JobManager, AManagerRunsOnItsThreadUntilItIsStopped) {
     logEverything(host, hostOnly);
     ASSERT_TRUE(manager.startResourceManagers());
     waitForTheHostInventory();
@@ -198,7 +198,7 @@ TEST_F(JobManager, AManagersLifeRunsOnItsThreadUntilItIsStopped) {
     EXPECT_EQ(recordText(), "last_start 1700000000\nlast_stop 1700000020\ncurrent_start 0\n");
 }
 
-TEST_F(JobManager, AResourceWithoutAManagerInThisBuildLogsAndEnds) {
+TEST_F(JobManager, AThreadForAResourceWithoutAManagerLogsAndEnds) {
     logEverything(host);
     ASSERT_TRUE(manager.startResourceManagers());
     manager.stopResourceManagers();
@@ -216,13 +216,13 @@ TEST_F(JobManager, AThreadForAnUnknownIdLogsAndEnds) {
     EXPECT_TRUE(hasLogged(host, "WARNING JOB_MGR: Unable to find module name for Resource Manager [42]."));
 }
 
-TEST_F(JobManager, AThreadForAReservedIdIsDisabled) {
+TEST_F(JobManager, AThreadForAReservedIdLogsThatItIsDisabled) {
     logEverything(host);
     EXPECT_EQ(initializeResourceManager(reinterpret_cast<void*>(static_cast<std::intptr_t>(105))), nullptr);
     EXPECT_TRUE(hasLogged(host, "DEBUG JOB_MGR: Resource manager NumastatTelemetry [105] is disabled."));
 }
 
-TEST_F(JobManager, AThreadThatCanNotBeCreatedEndsTheStartAndNothingIsRolledBack) {
+TEST_F(JobManager, AThreadThatCannotBeCreatedEndsTheStartAndNothingIsRolledBack) {
     logEverything(host, noResource);
     threads.failStarts(2);
     EXPECT_FALSE(manager.startResourceManagers());
@@ -247,9 +247,9 @@ TEST_F(JobManager, TheClientChannelStartsAndStops) {
     manager.stopVOKServer();
 }
 
-// --- crashes on purpose ---
+// --- simulated crashes ---
 
-bool diedOfASegmentationFault(int status) {
+bool endedBySegmentationFault(int status) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return WIFEXITED(status) && WEXITSTATUS(status) != 0;  // the sanitizer reports it and exits
 #else
@@ -257,9 +257,9 @@ bool diedOfASegmentationFault(int status) {
 #endif
 }
 
-TEST_F(JobManager, TheValue11TakesASegmentationFaultAndLeavesTheStartInTheRecord) {
+TEST_F(JobManager, TheValue11CausesASegmentationFaultAndLeavesTheStartInTheRecord) {
     logEverything(host, std::string(noResource) + R"(, "SimulateUnhandledException": "11")");
-    EXPECT_EXIT(manager.startResourceManagers(), diedOfASegmentationFault, "");
+    EXPECT_EXIT(manager.startResourceManagers(), endedBySegmentationFault, "");
     EXPECT_EQ(recordText(), "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
 }
 
@@ -268,10 +268,10 @@ TEST_F(JobManager, TheValue11CrashesAfterTheFirstThread) {
     threads.failStarts();
     EXPECT_FALSE(manager.startResourceManagers());  // no thread, no crash
     threads.failStarts(1);
-    EXPECT_EXIT(manager.startResourceManagers(), diedOfASegmentationFault, "");
+    EXPECT_EXIT(manager.startResourceManagers(), endedBySegmentationFault, "");
 }
 
-TEST_F(JobManager, TheValue6ThrowsWhatNothingCatches) {
+TEST_F(JobManager, TheValue6ThrowsAnExceptionThatNothingCatches) {
     logEverything(host, R"("SimulateUnhandledException": "6")");
     try {
         simulateUnhandledExceptions();
@@ -283,10 +283,10 @@ TEST_F(JobManager, TheValue6ThrowsWhatNothingCatches) {
     EXPECT_EXIT([]() noexcept { simulateUnhandledExceptions(); }(), testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(JobManager, TheValue11SaysSoBeforeItCrashes) {
+TEST_F(JobManager, TheValue11IsLoggedBeforeTheCrash) {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"SimulateUnhandledException": "11", "VOKLogLocation": "/log/vok.log"})");
-    EXPECT_EXIT(simulateUnhandledExceptions(), diedOfASegmentationFault, "");
+    EXPECT_EXIT(simulateUnhandledExceptions(), endedBySegmentationFault, "");
     EXPECT_THAT(host.root.readFile("/log/vok.log"),
                 HasSubstr("JOB_MGR: Simulating unhandled exception SIGSEGV. (11)\n"));
 }

@@ -32,7 +32,7 @@ bool has(const Ran& ran, const std::string& text) {
     return ran.output.find(text) != std::string::npos;
 }
 
-TEST_F(CheckConfig, AFileWithoutFaultGivesZeroAndEachSettingWithItsUnit) {
+TEST_F(CheckConfig, AValidFileYieldsStatusZeroAndEachSettingWithItsUnit) {
     const Ran ran = check(R"({"EnableResources": ["HostOSInfo", "EthernetDevices"], "LoggingLevel": "Info",
         "EnableDebugLog": "true", "CliMode": "inject", "CacheRefreshInSeconds": {"Global": "120"},
         "PushInventoryFrequencyInMinutes": "60", "VOKLogLocation": "/scratch/vok.log",
@@ -73,7 +73,7 @@ TEST_F(CheckConfig, AFileWithoutFaultGivesZeroAndEachSettingWithItsUnit) {
 struct BadValue {
     const char* name;
     const char* member;   // of the file
-    const char* refused;  // the beginning of the line that tells of it
+    const char* refused;  // the beginning of the line that reports it
     const char* key;
     const char* used;
 };
@@ -99,13 +99,13 @@ constexpr BadValue badValues[] = {
 
 class EachBadValue : public CheckConfig, public testing::WithParamInterface<BadValue> {};
 
-TEST_P(EachBadValue, IsNamedWithWhatWasWrittenAndWhatIsUsedInstead) {
+TEST_P(EachBadValue, IsReportedWithTheWrittenValueAndTheOneUsedInstead) {
     const Ran ran = check("{" + std::string(GetParam().member) + R"(, "HealthMonitorFlags": "7"})");
     EXPECT_EQ(ran.status, 6) << ran.output;
     EXPECT_TRUE(has(ran, "\n  " + std::string(GetParam().refused))) << ran.output;
     EXPECT_TRUE(has(ran, "; used instead: ")) << ran.output;
     EXPECT_EQ(valueOf(GetParam().key, ran.output), GetParam().used) << ran.output;
-    EXPECT_EQ(valueOf("HealthMonitorFlags", ran.output), "7") << "the others keep theirs";
+    EXPECT_EQ(valueOf("HealthMonitorFlags", ran.output), "7") << "the others keep their values";
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, EachBadValue, testing::ValuesIn(badValues),
@@ -118,7 +118,7 @@ struct BadFile {
 
 class EachBadFile : public CheckConfig, public testing::WithParamInterface<BadFile> {};
 
-TEST_P(EachBadFile, CountsAsNoFileGivesSevenAndTheBuiltInSettings) {
+TEST_P(EachBadFile, IsIgnoredWithStatusSevenAndTheBuiltInSettings) {
     const Ran ran = check(GetParam().text);
     EXPECT_EQ(ran.status, 7) << ran.output;
     EXPECT_TRUE(has(ran, "The file is not used: ")) << ran.output;
@@ -134,13 +134,13 @@ INSTANTIATE_TEST_SUITE_P(
                     BadFile{"NestedAThousandDeep", std::string(1000, '[') + std::string(1000, ']')}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(CheckConfig, NoFileGivesSevenToo) {
+TEST_F(CheckConfig, AMissingFileYieldsStatusSevenToo) {
     const Ran ran = check();
     EXPECT_EQ(ran.status, 7) << ran.output;
     EXPECT_TRUE(has(ran, "can't be opened")) << ran.output;
 }
 
-TEST_F(CheckConfig, TouchesNothing) {
+TEST_F(CheckConfig, ChangesNothing) {
     check(R"({"VOKLogLocation": "/scratch/vok.log", "DebugLogLocation": "/scratch/debug.log"})");
     const auto entries = std::filesystem::directory_iterator(directory.path());
     EXPECT_EQ(std::distance(begin(entries), end(entries)), 1) << "etc alone";

@@ -1,4 +1,4 @@
-// What a person types, and the exit status that a script sees.
+// The command line, and the exit statuses.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <csignal>
@@ -31,7 +31,7 @@ TEST(CommandLine, HelpNamesEveryOptionAndEveryExitStatus) {
         EXPECT_NE(ran.output.find(status), std::string::npos) << status;
 }
 
-TEST(CommandLine, WhatIsNotUnderstoodEndsWithTwoAndStartsNothing) {
+TEST(CommandLine, AnInvalidCommandLineEndsWithTwoAndStartsNothing) {
     for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
              {"--no-such-option"},
              {"word"},
@@ -45,19 +45,19 @@ TEST(CommandLine, WhatIsNotUnderstoodEndsWithTwoAndStartsNothing) {
     }
 }
 
-TEST(CommandLine, AHostRootThatIsNotThereEndsWithThreeAndIsNamed) {
+TEST(CommandLine, AMissingHostRootEndsWithThreeAndIsNamed) {
     const Ran ran = vokd({"--host-root", "/no/such/directory"});
     EXPECT_EQ(ran.status, 3);
     EXPECT_NE(ran.output.find("/no/such/directory"), std::string::npos) << ran.output;
 }
 
-TEST(CommandLine, AFileIsNoHostRoot) {
+TEST(CommandLine, AFileIsNotAHostRoot) {
     const TemporaryDirectory directory;
     directory.writeFile("file", "");
     EXPECT_EQ(vokd({"--host-root", directory.path() + "/file"}).status, 3);
 }
 
-TEST(CommandLine, OutputThatCanNotBeWrittenEndsWithEight) {
+TEST(CommandLine, OutputThatCannotBeWrittenEndsWithEight) {
     const TemporaryDirectory directory;
     const Ran ran = runProgram({"/bin/sh", "-c", "exec \"$0\" --check-config --host-root \"$1\" > /dev/full",
                                 VOKD_PROGRAM, directory.path()});
@@ -65,8 +65,8 @@ TEST(CommandLine, OutputThatCanNotBeWrittenEndsWithEight) {
     EXPECT_EQ(ran.output, "vokd: standard output: No space left on device\n");
 }
 
-// Without that the document would go into the first file that vokd opens: its own lock.
-TEST(CommandLine, AClosedStandardOutputIsOneThatCanNotBeWritten) {
+// Otherwise the document would go into the first file that vokd opens: its own lock.
+TEST(CommandLine, AClosedStandardOutputEndsWithEightToo) {
     const TemporaryDirectory directory;
     directory.writeFile("/var/run/here", "");
     const Ran ran = runProgram({"/bin/sh", "-c", "exec \"$0\" --print-inventory --host-root \"$1\" >&-",
@@ -78,7 +78,7 @@ TEST(CommandLine, AClosedStandardOutputIsOneThatCanNotBeWritten) {
     EXPECT_EQ(lock.find_first_not_of("0123456789\n"), std::string::npos) << lock;
 }
 
-TEST(CommandLine, ACommandOfTheAgentsCanWaitForItsChildrenAndEndsWithItsReader) {
+TEST(CommandLine, ACommandThatTheAgentRunsCanWaitForItsChildrenAndDoesNotIgnoreSIGPIPE) {
     const TemporaryDirectory directory;
     directory.writeFile("/var/run/here", "");
     directory.writeFile("/bin/localcli",
@@ -97,7 +97,7 @@ TEST(CommandLine, ACommandOfTheAgentsCanWaitForItsChildrenAndEndsWithItsReader) 
     EXPECT_EQ(set >> (SIGPIPE - 1) & 1, 0u) << ignored;
 }
 
-TEST(CommandLine, ALogDirectoryThatCanNotBeMadeEndsTheProgramWithTheLogsOwnStatus) {
+TEST(CommandLine, ALogDirectoryThatCannotBeCreatedEndsTheProgramWithTheStatusOfThatLog) {
     const TemporaryDirectory directory;
     directory.writeFile("in-the-way", "");
     directory.writeFile("/var/run/here", "");

@@ -1,4 +1,4 @@
-// The trace of a crash, by itself.
+// The trace of a crash, without the daemon.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -14,22 +14,22 @@ namespace CrashTraceTest {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool crashesAreOurs = false;
+constexpr bool crashesAreTraced = false;
 #else
-constexpr bool crashesAreOurs = true;
+constexpr bool crashesAreTraced = true;
 #endif
 
 class CrashTrace : public testing::Test {
 protected:
     void SetUp() override {
-        if (!crashesAreOurs) GTEST_SKIP() << "a sanitizer tells of crashes in its own way";
+        if (!crashesAreTraced) GTEST_SKIP() << "a sanitizer reports crashes in its own way";
     }
-    // The signal that ends a process which captures crashes and then does `harm`.
-    int endOf(void (*harm)()) const {
+    // The signal that ends a process which captures crashes and then calls `crash`.
+    int endingSignal(void (*crash)()) const {
         const pid_t process = ::fork();
         if (process == 0) {
             ::close(STDERR_FILENO);
-            if (vokdCaptureCrashes(directory.path() + "/log")) harm();
+            if (vokdCaptureCrashes(directory.path() + "/log")) crash();
             ::_exit(0);
         }
         int status = 0;
@@ -47,7 +47,7 @@ protected:
 
 TEST_F(CrashTrace, EachFatalSignalIsNamedAndStillEndsTheProcess) {
     constexpr struct {
-        void (*harm)();
+        void (*crash)();
         int signal;
         const char* name;
     } rows[] = {
@@ -59,27 +59,27 @@ TEST_F(CrashTrace, EachFatalSignalIsNamedAndStillEndsTheProcess) {
     };
     for (const auto& row : rows) {
         std::filesystem::remove_all(directory.path() + "/log");
-        EXPECT_EQ(endOf(row.harm), row.signal);
+        EXPECT_EQ(endingSignal(row.crash), row.signal);
         ASSERT_EQ(traces().size(), 1u) << row.name;
         EXPECT_NE(traces()[0].find(row.name), std::string::npos) << traces()[0];
     }
 }
 
-// Overruns the stack: the handler needs one of its own.
-int overrun(int depth) {
+// Overflows the stack: the handler needs a stack of its own.
+int overflow(int depth) {
     volatile char room[4096];
     room[0] = static_cast<char>(depth);
-    return depth < 0 ? 0 : overrun(depth + 1) + room[0];
+    return depth < 0 ? 0 : overflow(depth + 1) + room[0];
 }
 
-TEST_F(CrashTrace, AStackThatIsFullIsTracedToo) {
-    EXPECT_EQ(endOf([] { ::_exit(overrun(0)); }), SIGSEGV);
+TEST_F(CrashTrace, AStackOverflowIsTracedToo) {
+    EXPECT_EQ(endingSignal([] { ::_exit(overflow(0)); }), SIGSEGV);
     ASSERT_EQ(traces().size(), 1u);
     EXPECT_NE(traces()[0].find(" ended by SIGSEGV"), std::string::npos);
 }
 
-TEST_F(CrashTrace, OfTwoThreadsThatCrashAtOnceOneIsTracedWhole) {
-    EXPECT_EQ(endOf([] {
+TEST_F(CrashTrace, OneOfTwoThreadsThatCrashAtOnceIsTracedCompletely) {
+    EXPECT_EQ(endingSignal([] {
                   std::thread other([] { ::raise(SIGBUS); });
                   ::raise(SIGBUS);
                   other.join();
@@ -90,13 +90,13 @@ TEST_F(CrashTrace, OfTwoThreadsThatCrashAtOnceOneIsTracedWhole) {
     EXPECT_EQ(traces()[0].back(), '\n');
 }
 
-TEST_F(CrashTrace, AnExceptionOfAnUnknownTypeIsToldAsSuch) {
-    EXPECT_EQ(endOf([] { std::thread([] { throw 7; }).join(); }), SIGABRT);
+TEST_F(CrashTrace, AnExceptionOfAnUnknownTypeIsReportedAsSuch) {
+    EXPECT_EQ(endingSignal([] { std::thread([] { throw 7; }).join(); }), SIGABRT);
     ASSERT_EQ(traces().size(), 1u);
     EXPECT_NE(traces()[0].find("\nexception: of an unknown type\n"), std::string::npos) << traces()[0];
 }
 
-TEST_F(CrashTrace, ADirectoryThatCanNotBeMadeIsSaid) {
+TEST_F(CrashTrace, ADirectoryThatCannotBeCreatedIsReported) {
     directory.writeFile("log", "a file");
     EXPECT_FALSE(vokdCaptureCrashes(directory.path() + "/log"));
 }

@@ -1,4 +1,4 @@
-// --show-platform: the one look by which it is seen whether the firmware's tables are right.
+// --show-platform: the report that shows whether the firmware's tables are right.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <filesystem>
@@ -16,11 +16,11 @@ namespace {
 class ShowPlatform : public testing::Test {
 protected:
     ShowPlatform() {
-        for (const char* place : {"/var/run", "/opt/mev/vok/data", "/lib", "/bin"})
-            fs::create_directories(directory.path() + place);
+        for (const char* folder : {"/var/run", "/opt/mev/vok/data", "/lib", "/bin"})
+            fs::create_directories(directory.path() + folder);
         hostLists("");
     }
-    // A host whose hardware list has these functions, an empty line between two.
+    // Sets the hardware list of the host: a block for each function, separated by empty lines.
     void hostLists(const std::string& list) {
         directory.writeFile("/bin/localcli",
                             "#!/bin/sh\n[ \"$1\" = hardware ] && cat <<'END'\n" + list + "END\n");
@@ -43,7 +43,7 @@ protected:
     TemporaryDirectory directory;
 };
 
-TEST_F(ShowPlatform, ListsEveryFunctionOfTheHostAndOfTheFirmwareWithAllThatIsKnownOfIt) {
+TEST_F(ShowPlatform, ListsEveryFunctionOfTheHostAndOfTheFirmwareWithAllThatIsKnownAboutIt) {
     hostLists(block("0000:3b:00.0", "vmhba2", "0x10df", "0x0c04") + "\n" +
               block("0000:18:00.1", "vmnic1", "0x8086", "0x0280") + "\n" +
               block("0000:5e:00.0", "vmnic2", "0x1077", "0x0280") + "\n" +
@@ -129,7 +129,7 @@ TEST_F(ShowPlatform, AnotherFamilyIsNamedAsItIs) {
               0u);
 }
 
-TEST_F(ShowPlatform, AHostWithNothingGivesAnEmptyTableAndZero) {
+TEST_F(ShowPlatform, AHostWithNothingYieldsAnEmptyTableAndStatusZero) {
     const Ran ran = show();
     EXPECT_EQ(ran.status, 0);
     EXPECT_EQ(ran.output.rfind("Platform family   not known: the firmware's table has none\n"
@@ -141,7 +141,7 @@ TEST_F(ShowPlatform, AHostWithNothingGivesAnEmptyTableAndZero) {
     EXPECT_NE(ran.output.find("0 PCI functions: "), std::string::npos) << ran.output;
 }
 
-TEST_F(ShowPlatform, WhatATerminalCanNotShowIsADot) {
+TEST_F(ShowPlatform, UnprintableCharactersAreShownAsDots) {
     hostLists(block("0000:3b:00.0", "vm\033[2J\x7Fx", "0x10df", "0x0c04") + "\n" +
               block("not an address", "vmnic9", "0x10df", "0x0200"));
     const Ran ran = show();
@@ -164,13 +164,13 @@ TEST_F(ShowPlatform, AFullDiskIsAnError) {
     EXPECT_EQ(ran.output, "vokd: standard output: No space left on device\n");
 }
 
-TEST_F(ShowPlatform, OneLookAtATime) {
+TEST_F(ShowPlatform, OtherReportsAreRefusedAtTheSameTime) {
     for (const char* other : {"--print-inventory", "--check-config"})
         EXPECT_EQ(
             runProgram({VOKD_PROGRAM, "--show-platform", other, "--host-root", directory.path()}).status, 2);
 }
 
-TEST_F(ShowPlatform, AHostRootThatIsNotThereIsRefused) {
+TEST_F(ShowPlatform, AMissingHostRootIsRefused) {
     EXPECT_EQ(runProgram({VOKD_PROGRAM, "--show-platform", "--host-root", directory.path() + "/none"}).status,
               3);
 }

@@ -13,7 +13,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds brokenMachine(60);
+constexpr std::chrono::seconds longestWait(60);
 
 }  // namespace
 
@@ -68,9 +68,9 @@ void ServerFixture::stopServer() {
 }
 
 void ServerFixture::waitUntil(const std::function<bool()>& condition, const char* what) {
-    const auto end = Clock::now() + brokenMachine;
+    const auto end = Clock::now() + longestWait;
     while (!condition()) {
-        ASSERT_LT(Clock::now(), end) << "waited in vain: " << what;
+        ASSERT_LT(Clock::now(), end) << "timed out waiting for: " << what;
         std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
 }
@@ -81,7 +81,7 @@ void TestClient::makePipe() {
 }
 
 void TestClient::openPipe() {
-    // For writing too, so that the end of one answer is not the end of all.
+    // Also for writing, so that the pipe does not end with an answer.
     pipe_.reset(::open(host_.path(pipePath()).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
     ASSERT_TRUE(pipe_) << std::strerror(errno);
 }
@@ -95,13 +95,13 @@ _VOK_MESSAGE_PACKET TestClient::packet(int messageCode, const std::string& paylo
 }
 
 void TestClient::send(const void* bytes, std::size_t size) const {
-    const auto end = Clock::now() + brokenMachine;
+    const auto end = Clock::now() + longestWait;
     vokOwnedDescriptor server;
     while (!server) {
         server.reset(::open(host_.path(vokServerPipePath).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
         ASSERT_LT(Clock::now(), end) << "no server: " << std::strerror(errno);
     }
-    ASSERT_EQ(::fcntl(server.get(), F_SETFL, O_WRONLY), 0);  // from here on wait for room
+    ASSERT_EQ(::fcntl(server.get(), F_SETFL, O_WRONLY), 0);  // from here on, writing waits for room
     ASSERT_EQ(::write(server.get(), bytes, size), static_cast<ssize_t>(size)) << std::strerror(errno);
 }
 
@@ -112,7 +112,7 @@ void TestClient::send(int messageCode, const std::string& payload) const {
 
 std::string TestClient::answer() {
     std::string bytes;
-    const auto end = Clock::now() + brokenMachine;
+    const auto end = Clock::now() + longestWait;
     while (bytes.size() < sizeof(_VOK_MESSAGE_PACKET) && Clock::now() < end) {
         pollfd readable{pipe_.get(), POLLIN, 0};
         if (::poll(&readable, 1, 1000) <= 0) continue;

@@ -20,26 +20,26 @@
 
 class EventsFixture : public ::testing::Test {
 protected:
-    // The resources that the configuration enables, as JSON: only one without a manager, so that nothing
-    // takes time. `cliMode` is that setting.
+    // `enabled`: the enabled resources as JSON; by default only one without a manager, so that nothing takes
+    // time. `cliMode`: the setting of that name.
     explicit EventsFixture(const std::string& enabled = R"(["FibreChannelDevices"])",
                            const std::string& cliMode = "test");
 
     std::string log() const { return host.root.readFile("/log/vok.log"); }
     std::string debugLog() const { return host.root.readFile("/log/vok_debug.log"); }
-    // How often a line with this level and module, as in "ERROR VOK_SERVER", and exactly this message stands
-    // in a log.
+    // The number of lines in a log with this level and module, such as "ERROR VOK_SERVER", and exactly this
+    // message.
     static int count(const std::string& log, const std::string& levelAndModule, const std::string& message);
 
-    // Ordinary events pass from here on.
+    // Lets ordinary events pass from here on.
     void openGate();
-    // The texts that the controller has got, in order.
+    // The texts that the controller has received, in order.
     std::vector<std::string> delivered();
-    // The controller refuses all that comes from here on.
+    // Makes the controller refuse everything from here on.
     void refuseAll();
 
-    // Where an absolute path of the agent lies.
-    std::string place(const std::string& absolute) const { return host.path(absolute); }
+    // The location of an absolute path of the agent.
+    std::string hostPath(const std::string& absolute) const { return host.path(absolute); }
 
     FakeHost host;
     FakeClock& clock = host.part<FakeClock>();
@@ -56,19 +56,19 @@ protected:
 
     void startServer();
     void stopServer();
-    // Returns when the condition holds; fails the test when that takes longer than a broken machine would.
+    // Returns when the condition holds; fails the test after a time that only a broken machine takes.
     static void waitUntil(const std::function<bool()>& condition, const char* what);
 
 private:
     bool started_ = false;
 };
 
-// A client as the agent sees it: a number, and a pipe for the answer.
+// A client as the agent sees it: a process id, and a pipe for the answer.
 class TestClient {
 public:
     TestClient(const FakeHost& host, int number) : host_(host), number_(number) {}
 
-    // Makes the answer's pipe and opens it.
+    // Creates the pipe for the answer and opens it.
     void makePipe();
     void openPipe();
     std::string pipePath() const { return vokClientPipePrefix + std::to_string(number_); }
@@ -83,7 +83,7 @@ public:
     // The answer's status; -1 when the agent does not answer.
     int status();
 
-    // Asks and gives the status.
+    // Sends a request and returns the status of the answer.
     int ask(int messageCode, const std::string& payload);
 
 private:
@@ -95,6 +95,6 @@ private:
 inline constexpr int testEventCode = 0x0102;
 inline constexpr int injectedEventCode = 0x0103;
 
-// An event as a client injects it, of a size that takes several requests, and as the controller gets it.
+// An event as a client injects it, of a size that takes several requests, and as the controller receives it.
 std::string eventText(const std::string& pad);
 std::string sentText(const std::string& pad);

@@ -39,7 +39,7 @@ TEST(vokEventDocument, IsOneLineWithSortedKeysAndNoFinalNewline) {
               R"("VariableData":{"EventInfo":"line one\nline two","Type":"FibreChannelDevice"}})");
 }
 
-TEST(vokEventDocument, ModulePartAndServiceMarkAreNotSent) {
+TEST(vokEventDocument, ModulePartNumberAndServiceFlagAreNotSent) {
     const std::string text = vokJsonText(vokEventDocument(eventAt("L"), host));
     EXPECT_EQ(text.find("FCHBA"), std::string::npos);
     EXPECT_EQ(text.find("P9"), std::string::npos);
@@ -51,7 +51,7 @@ TEST(vokEventDocument, FourTextsAndTheEmptyOneAreNoLocation) {
         EXPECT_FALSE(vokEventDocument(eventAt(none), host).isMember("PhysicalLocation")) << none;
 }
 
-TEST(vokEventDocument, AnyOtherTextIsALocationAndSentAsItIs) {
+TEST(vokEventDocument, AnyOtherTextIsALocationAndIsSentUnchanged) {
     for (const char* some :
          {"FFFFFFFFFFFFFFFF", "not available", "NOTAVAILABLE", "Not-Available", "Not Available ", " ", "N/A"})
         EXPECT_EQ(vokEventDocument(eventAt(some), host)["PhysicalLocation"].asString(), some);
@@ -71,7 +71,7 @@ TEST(vokEventDocument, EmptyVariableDataIsSentAndNullIsNot) {
     EXPECT_FALSE(vokEventDocument(eventAt("L"), host).isMember("VariableData"));
 }
 
-TEST(vokEventDocument, BytesThatAreNoTextStillGiveValidJson) {
+TEST(vokEventDocument, InvalidBytesStillYieldValidJson) {
     const std::string broken[] = {
         "a\xff\xfe z",      "\xc3",          "cut \xe2\x82",     "\xed\xa0\x80",
         "\xf4\xbf\xbf\xbf", "over \xc0\x80", "quote \xc3\" end", std::string("nul \0 in", 8),

@@ -32,8 +32,8 @@ TEST_F(vokEventHandlerTest, TheSevenNumbersPassBeforeTheFirstPush) {
                                          textOf(1337), textOf(1338)));
 }
 
-TEST_F(vokEventHandlerTest, AllOtherNumbersAreDroppedInSilenceBeforeTheFirstPush) {
-    threads.failStarts();  // an attempt at a thread would leave a line
+TEST_F(vokEventHandlerTest, AllOtherNumbersAreDroppedSilentlyBeforeTheFirstPush) {
+    threads.failStarts();  // an attempt to create a thread would be logged
     for (const int id : {383, 708, 358, 361, 538, 1336, 1339, 0, -1}) handler.generateEvent(event(id));
     EXPECT_THAT(delivered(), IsEmpty());
     EXPECT_EQ(ipmi.opens(), 0);
@@ -41,7 +41,7 @@ TEST_F(vokEventHandlerTest, AllOtherNumbersAreDroppedInSilenceBeforeTheFirstPush
     EXPECT_EQ(debugLog(), "");
 }
 
-TEST_F(vokEventHandlerTest, SevenNumbersOfAllPassBeforeTheFirstPush) {
+TEST_F(vokEventHandlerTest, ExactlySevenNumbersPassBeforeTheFirstPush) {
     std::vector<int> passing;
     for (int id = -5; id <= 2000; ++id)
         if (vokPassesBeforeFirstPush(id)) passing.push_back(id);
@@ -54,7 +54,7 @@ TEST_F(vokEventHandlerTest, AfterTheFirstPushEveryNumberPasses) {
     EXPECT_THAT(delivered(), ElementsAre(textOf(383), textOf(708), textOf(4711)));
 }
 
-TEST_F(vokEventHandlerTest, TheTextIsLoggedAndItsDeliveryToo) {
+TEST_F(vokEventHandlerTest, TheTextAndItsDeliveryAreLogged) {
     handler.generateEvent(event(359));
     EXPECT_EQ(count(log(), "INFO EVT_HANDLER", textOf(359)), 1);
     EXPECT_EQ(count(debugLog(), "DEBUG EVT_HANDLER", "SUCCESS in delivering event to RMC"), 1);
@@ -76,7 +76,7 @@ TEST_F(vokEventHandlerTest, ARefusedEventIsLostWithOneErrorLine) {
     EXPECT_EQ(ipmi.requests().size(), 1U);  // no retry
 }
 
-TEST_F(vokEventHandlerTest, SendingGivesZeroForSuccessAndOneForFailure) {
+TEST_F(vokEventHandlerTest, SendingReturnsZeroForSuccessAndOneForFailure) {
     EXPECT_EQ(vokEventHandler::sendEventToRMC(textOf(1)), 0);
     EXPECT_THAT(delivered(), ElementsAre(textOf(1)));
     refuseAll();

@@ -10,7 +10,7 @@
 namespace vokEventTableTest {
 namespace {
 
-const std::map<int, int> written{
+const std::map<int, int> expectedOwners{
     {708, 1},                                                                     // agent
     {356, 2},  {359, 2},  {360, 2},  {434, 2},  {435, 2},                         // host
     {678, 3},  {680, 3},  {1384, 3}, {1390, 3},                                   // Ethernet
@@ -21,15 +21,15 @@ const std::map<int, int> written{
 
 }  // namespace
 
-TEST(getEventType, EveryNumberHasTheOwnerThatIsWritten) {
-    ASSERT_EQ(written.size(), 32U);
+TEST(getEventType, EveryNumberHasItsOwner) {
+    ASSERT_EQ(expectedOwners.size(), 32U);
     for (int id = -5; id <= 2000; ++id) {
-        const auto found = written.find(id);
-        EXPECT_EQ(getEventType(id), found == written.end() ? -1 : found->second) << id;
+        const auto found = expectedOwners.find(id);
+        EXPECT_EQ(getEventType(id), found == expectedOwners.end() ? -1 : found->second) << id;
     }
 }
 
-TEST(getEventType, NumbersBesideThoseOfTheTableHaveNoOwner) {
+TEST(getEventType, NumbersNextToThoseOfTheTableHaveNoOwner) {
     EXPECT_EQ(getEventType(390), 4);
     EXPECT_EQ(getEventType(389), -1);
     EXPECT_EQ(getEventType(683), 5);
@@ -45,18 +45,18 @@ TEST(getEventType, TheNumber1337HasNoOwnerThoughItPassesTheGate) {
     EXPECT_EQ(getEventType(1338), -1);
 }
 
-TEST(vokEventTable, IsSortedAndSaysWhatEachNumberMeans) {
-    int before = 0;
+TEST(vokEventTable, IsSortedAndHasAMeaningForEachNumber) {
+    int previous = 0;
     for (const vokEventNumber& row : vokEventTable) {
-        EXPECT_GT(row.id, before);
-        before = row.id;
+        EXPECT_GT(row.id, previous);
+        previous = row.id;
         EXPECT_GT(std::string(row.meaning).size(), 10U) << row.id;
         ASSERT_NE(vokFindEventOwner(row.type), nullptr) << row.id;
     }
-    EXPECT_EQ(std::size(vokEventTable), written.size());
+    EXPECT_EQ(std::size(vokEventTable), expectedOwners.size());
 }
 
-TEST(vokEventTable, ANumberOrAnOwnerThatIsNotThereGivesNull) {
+TEST(vokEventTable, AnUnknownNumberOrOwnerYieldsNull) {
     EXPECT_EQ(vokFindEventNumber(1337), nullptr);
     EXPECT_EQ(vokFindEventOwner(-1), nullptr);
     EXPECT_EQ(vokFindEventOwner(6), nullptr);

@@ -16,7 +16,7 @@ TEST(vokEvent, ThePlainConstructorHasNoVariableData) {
     EXPECT_TRUE(event.getVariableData().isNull());
 }
 
-TEST(vokEvent, TheConstructorWithoutPlaceHasEmptyPlaceAndPart) {
+TEST(vokEvent, TheConstructorWithoutALocationLeavesLocationAndPartNumberEmpty) {
     Json::Value data;
     data["Type"] = "Test Event";
     const vokEvent event(708, "TESTEVENT", false, "2026-11-15 08:38:22", data, "VOK-CLI");
@@ -30,7 +30,7 @@ TEST(vokEvent, TheConstructorWithoutPlaceHasEmptyPlaceAndPart) {
     EXPECT_EQ(event.getVariableData()["Type"].asString(), "Test Event");
 }
 
-TEST(vokEvent, TheFullConstructorHasAll) {
+TEST(vokEvent, TheFullConstructorSetsEveryField) {
     Json::Value data;
     data["Type"] = "Drive";
     const vokEvent event(538, "0123456789ABCDEF", "SASHBA", true, "2026-11-15 08:38:22", "P1", data, "VOK");
@@ -55,7 +55,7 @@ TEST(vokEvent, ACopyIsIndependent) {
     EXPECT_TRUE(second.getVariableData().isNull());
 }
 
-TEST(vokEvent, MadeOfNamedFieldsItHasThoseAndTheDefaultsOfTheRest) {
+TEST(vokEvent, ConstructedFromNamedFieldsItHasDefaultsForTheRest) {
     vokEventFields fields;
     fields.id = 1384;
     fields.module = "NICEVENT";

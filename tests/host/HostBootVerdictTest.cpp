@@ -26,7 +26,7 @@ constexpr char afterwards[] =
     "DEBUG HOST_RM: After sending OS boots events, we can set current_start to last_start otherwise it will "
     "happen during VOK shutdown. And in case of crash it won't happen.";
 
-// The events that the controller has got, oldest first.
+// The events that the controller has received, oldest first.
 std::vector<Json::Value> deliveredEvents(const FakeIpmi& ipmi) {
     std::vector<Json::Value> events;
     for (const std::string& payload : ipmi.remoteCommandPayloads()) {
@@ -83,7 +83,7 @@ const std::string point3 = "DEBUG HOST_RM: VOK crashed in current boot so do not
 
 class Decision : public BootVerdict, public testing::WithParamInterface<Case> {};
 
-TEST_P(Decision, GivesItsEventsAndItsLine) {
+TEST_P(Decision, RaisesItsEventsAndLogsItsLine) {
     const Case& given = GetParam();
     host.root.writeFile(record, "current_start 5000\nlast_start " + std::to_string(given.start) +
                                     "\nlast_stop " + std::to_string(given.stop) + "\n");
@@ -140,7 +140,7 @@ TEST_F(BootVerdict, WaitsTwentySecondsBeforeItReadsTheRecord) {
     EXPECT_THAT(deliveredIds(ipmi), ElementsAre(360, 356));
 }
 
-TEST_F(BootVerdict, TheEventsSayWhatAndWhenAndNoPlace) {
+TEST_F(BootVerdict, TheEventsHaveATimeAndNoLocation) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
@@ -154,7 +154,7 @@ TEST_F(BootVerdict, TheEventsSayWhatAndWhenAndNoPlace) {
     }
 }
 
-// --- what stands in the record afterwards ---
+// --- the record afterwards ---
 
 TEST_F(BootVerdict, TheRunningStartBecomesTheLastStart) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\nlast_stop 2000\n\n");
@@ -168,24 +168,24 @@ TEST_F(BootVerdict, WithACurrentStartOf0TheLastStartStays) {
     EXPECT_EQ(host.root.readFile(record), "last_start 1000\nlast_stop 2000\ncurrent_start 0\n");
 }
 
-TEST_F(BootVerdict, TheRecordIsRewrittenBehindTheEventsSoThatAKillBeforeThemLosesNone) {
+TEST_F(BootVerdict, TheRecordIsRewrittenAfterTheEventsSoThatAKillBeforeThemLosesNone) {
     const std::string before = "current_start 5000\nlast_start 1000\nlast_stop 2000\n";
     host.root.writeFile(record, before);
     vokUtils::setSystemCurrentBootTime(4000);
-    int looks = 0;
+    int checks = 0;
     clock.onPause = [&](unsigned long microseconds) {
-        if (microseconds != 500000) return;  // the one that ends a remote command
-        ++looks;
+        if (microseconds != 500000) return;  // the pause that ends a remote command
+        ++checks;
         EXPECT_EQ(host.root.readFile(record), before);
     };
     manager.genOSBootLogic();
-    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(checks, 2);
     EXPECT_EQ(host.root.readFile(record), "current_start 5000\nlast_start 5000\nlast_stop 2000\n");
 }
 
-TEST_F(BootVerdict, TellsOfEachReadingOfTheRecord) {
+TEST_F(BootVerdict, LogsEachReadOfTheRecord) {
     host.root.writeFile(record, "current_start 5000\nlast_start 1000\n");
-    platformCheck::setDirectoryPath();  // which tells that this host has no firmware table
+    platformCheck::setDirectoryPath();  // logs that this host has no firmware table
     systemLog.clear();
     EXPECT_EQ(manager.readStartupValue("last_start"), 1000);
     EXPECT_EQ(manager.readStartupValue("last_stop"), 0);
@@ -196,11 +196,11 @@ TEST_F(BootVerdict, TellsOfEachReadingOfTheRecord) {
                             "DEBUG HOST_RM: Successful in opening vok startup file"));
 }
 
-// --- a life of five starts ---
+// --- successive starts ---
 
-class Life : public BootVerdict {
+class SuccessiveStarts : public BootVerdict {
 protected:
-    // Starts the agent at `now` on a host that has booted at `boot`, and gives the events of that start.
+    // Starts the agent at `now` on a host that booted at `boot`, and returns the events of that start.
     std::vector<int> start(time_t now, time_t boot) {
         clock.set(now);
         system.uptimeSeconds = static_cast<long>(now - boot);
@@ -221,7 +221,7 @@ protected:
     vokJobManager& jobs = *vokJobManager::getInstance();
 };
 
-TEST_F(Life, FromTheFirstStartToACrashOfTheAgent) {
+TEST_F(SuccessiveStarts, FromTheFirstStartToACrashOfTheAgent) {
     const time_t t1 = 1700001000, t2 = 1700002000, t3 = 1700003000, t4 = 1700004000, t5 = 1700005000;
     EXPECT_THAT(start(t1, t1 - 100), IsEmpty());
     // The first record has no earlier start, so its current start becomes the last one.
@@ -238,18 +238,18 @@ TEST_F(Life, FromTheFirstStartToACrashOfTheAgent) {
     EXPECT_THAT(times(), ElementsAre(1700005000, 1700005000, 1700002000));
 }
 
-TEST_F(Life, RestartingTheAgentByHandTellsNothing) {
+TEST_F(SuccessiveStarts, ARestartOfTheAgentByHandRaisesNoEvent) {
     start(1700001000, 1700000000);
     stop(1700002000);
     EXPECT_THAT(start(1700002005, 1700000000), IsEmpty());
 }
 
-TEST_F(Life, AClockSetBackBeforeAWarmBootHidesTheBoot) {
+TEST_F(SuccessiveStarts, AClockSetBackBeforeAWarmBootHidesTheBoot) {
     start(1700005000, 1700004000);
     EXPECT_THAT(start(1700001000, 1700000900), IsEmpty());
 }
 
-TEST_F(Life, AKillBeforeTheBootLogicHasRunLosesNoEvent) {
+TEST_F(SuccessiveStarts, AKillBeforeTheBootLogicHasRunLosesNoEvent) {
     start(1700001000, 1700000900);
     stop(1700002000);
     clock.set(1700003000);
@@ -259,7 +259,7 @@ TEST_F(Life, AKillBeforeTheBootLogicHasRunLosesNoEvent) {
 
 // --- test events ---
 
-TEST_F(BootVerdict, ATestEventSaysWhoAskedForIt) {
+TEST_F(BootVerdict, ATestEventNamesTheClientAsItsSource) {
     manager.generateTestEvent(356);
     const std::vector<Json::Value> events = deliveredEvents(ipmi);
     ASSERT_EQ(events.size(), 1u);

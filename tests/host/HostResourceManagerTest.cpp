@@ -107,7 +107,7 @@ TEST_F(HostManager, ASampleLeftByACrashIsNotRemovedFirstSoItsColumnsStay) {
     EXPECT_THAT(manager.getTotalPhysicalMemory(), ElementsAre(256.0, 512.0));
 }
 
-TEST_F(HostManager, AFailingCommandIsLoggedOnceARun) {
+TEST_F(HostManager, AFailingCommandIsLoggedOncePerRun) {
     sampleStatus = 1 << 8;
     for (int refresh = 0; refresh < 5; ++refresh) EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
     EXPECT_EQ(failureLines(), 1);
@@ -118,13 +118,13 @@ TEST_F(HostManager, AFailingCommandIsLoggedOnceARun) {
     EXPECT_EQ(failureLines(), 1);
 }
 
-TEST_F(HostManager, ACommandThatCanNotBeStartedSaysWhy) {
+TEST_F(HostManager, ACommandThatCannotBeStartedIsLoggedWithTheReason) {
     commands.failToStart = true;
     EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, std::string(failureLine) + "Resource temporarily unavailable"));
 }
 
-TEST_F(HostManager, ASampleThatCanNotBeOpenedIsLoggedEachTime) {
+TEST_F(HostManager, ASampleThatCannotBeOpenedIsLoggedEachTime) {
     sampleWritten = false;
     for (int refresh = 0; refresh < 3; ++refresh) EXPECT_THAT(manager.getTotalPhysicalMemory(), IsEmpty());
     EXPECT_EQ(countLogged(host, "ERROR HOST_RM: Unable to fetch physical memory information."), 3);
@@ -218,7 +218,7 @@ TEST_F(HostManager, WithoutARecordTheInventoryStaysAsItIs) {
     EXPECT_THAT(inventory, IsEmpty());
 }
 
-TEST_F(HostManager, TellsOfItsBuildAndItsPush) {
+TEST_F(HostManager, LogsItsBuildAndItsPush) {
     EXPECT_FALSE(manager.isInventoryReady(8));
     manager.cacheBuild();
     EXPECT_TRUE(manager.isInventoryReady(0));
@@ -232,7 +232,7 @@ TEST_F(HostManager, TellsOfItsBuildAndItsPush) {
                                    "DEBUG HOST_RM: Exiting CacheBuild", "INFO HOST_RM: Host cache ready 1"));
 }
 
-TEST_F(HostManager, AReaderDuringABuildIsToldOfThePreviousCopy) {
+TEST_F(HostManager, AReaderDuringABuildGetsThePreviousCopy) {
     manager.cacheBuild();
     const auto answer = commands.onCommand;
     commands.onCommand = [&](const std::string& command, int& status) {
@@ -248,7 +248,7 @@ TEST_F(HostManager, AReaderDuringABuildIsToldOfThePreviousCopy) {
         hasLogged(host, "DEBUG HOST_RM: Cache build is in progress. Returning previous copy of inventory."));
 }
 
-TEST_F(HostManager, AFreshCacheIsToldWithoutACapital) {
+TEST_F(HostManager, AFreshCacheIsLoggedInLowerCase) {
     manager.cacheBuild();
     manager.startInventory();
     EXPECT_TRUE(hasLogged(host, "DEBUG HOST_RM: Attempting to refresh Cache."));
@@ -257,7 +257,7 @@ TEST_F(HostManager, AFreshCacheIsToldWithoutACapital) {
     EXPECT_THAT(clock.waitedSeconds(), IsEmpty());
 }
 
-TEST_F(HostManager, DoesNotRunWithoutARecord) {
+TEST_F(HostManager, IsNotRunningWithoutARecord) {
     EXPECT_FALSE(manager.isRunning());
     EXPECT_THAT(clock.pauses(), ElementsAre(3000000u, 3000000u, 3000000u));
     EXPECT_TRUE(
@@ -286,7 +286,8 @@ TEST_F(HostManager, RefreshesEverySixtySecondsWhateverTheConfigurationSays) {
 
 class ClockSetBack : public HostManager {
 protected:
-    // The builds when the clock is set back by so many seconds before the wait behind the first build.
+    // The number of builds when the clock is set back by this many seconds before the wait after the first
+    // one.
     long buildsAfter(time_t setBack) {
         long waits = 0;
         long builds = 0;
@@ -331,7 +332,7 @@ TEST_F(HostManager, ReachesTheBootVerdictOnceThenRunsUntilItIsStopped) {
     EXPECT_EQ(countLogged(host, "INFO HOST_RM: Resource manager stop called."), 1);
 }
 
-TEST_F(HostManager, StoppedWithinTheTwentySecondsItStillReachesTheBootVerdictAndBuildsNothing) {
+TEST_F(HostManager, AStopWithinTheTwentySecondsStillReachesTheBootVerdictAndBuildsNothing) {
     host.root.writeFile("/var/tmp/mevVOKStartup.txt",
                         "current_start 5000\nlast_start 1000\nlast_stop 2000\n");
     clock.onPause = [this](unsigned long microseconds) {

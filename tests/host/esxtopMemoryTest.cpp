@@ -34,56 +34,56 @@ TEST(EsxtopMemory, FindsItsTwoColumnsByName) {
     EXPECT_MEMORY(header + "\n" + values + "\n", 524288, 262144);
 }
 
-TEST(EsxtopMemory, NeedsNoNewlineBehindTheValues) {
+TEST(EsxtopMemory, NeedsNoNewlineAfterTheValues) {
     EXPECT_MEMORY(header + "\n" + values, 524288, 262144);
 }
 
-TEST(EsxtopMemory, TheColumnsMayStandInTheOtherOrder) {
+TEST(EsxtopMemory, TheColumnsMayBeInTheOtherOrder) {
     EXPECT_MEMORY(
         "\"(PDH-CSV 4.0)\",\"\\\\h\\Memory\\Free MBytes\",\"\\\\h\\Memory\\Machine MBytes\",\n"
         "\"time\",\"11\",\"22\",\n",
         22, 11);
 }
 
-TEST(EsxtopMemory, OnlyTheFreeColumnIsKnownByItsGroup) {
+TEST(EsxtopMemory, OnlyTheFreeColumnIsIdentifiedByItsGroup) {
     EXPECT_MEMORY(
         "\"t\",\"\\\\h\\Other\\Free MBytes\",\"\\\\h\\Other\\Machine MBytes\",\n\"time\",\"1\",\"2\",\n", 2,
         0);
 }
 
-TEST(EsxtopMemory, TheBackslashesOfTheFreeColumnAreSingleOnes) {
+TEST(EsxtopMemory, TheNameOfTheFreeColumnHasSingleBackslashes) {
     EXPECT_MEMORY("\"t\",\"\\\\h\\\\Memory\\\\Free MBytes\",\n\"time\",\"1\",\n", 0, 0);
 }
 
-TEST(EsxtopMemory, ReadsTheWholeNumberBehindTheQuote) {
+TEST(EsxtopMemory, ReadsTheIntegerAfterTheQuote) {
     EXPECT_MEMORY("\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"time\",\"1500.75\",\" -12x\",\n",
                   1500, -12);
 }
 
-TEST(EsxtopMemory, AValueWithoutAQuoteOrANumberIsNotTaken) {
+TEST(EsxtopMemory, AValueWithoutAQuoteOrANumberIsIgnored) {
     EXPECT_MEMORY("\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"time\",1500,\"many\",\n", 0, 0);
     EXPECT_MEMORY("\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"time\", \"1500\",\"\",\n", 0, 0);
 }
 
-TEST(EsxtopMemory, AValueBeyondALongIsTheNearestThatFits) {
+TEST(EsxtopMemory, AValueBeyondALongIsTheNearestLong) {
     EXPECT_MEMORY(
         "\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"time\",\"99999999999999999999999\",\"-9"
         "9999999999999999999\",\n",
         LONG_MAX, LONG_MIN);
 }
 
-TEST(EsxtopMemory, AMissingColumnGives0) {
+TEST(EsxtopMemory, AMissingColumnMeans0) {
     EXPECT_MEMORY("\"t\",\"\\\\h\\Memory\\Machine MBytes\",\n\"time\",\"8\",\n", 8, 0);
     EXPECT_MEMORY("\"t\",\"\\\\h\\Memory\\Free MBytes\",\n\"time\",\"8\",\n", 0, 8);
     EXPECT_MEMORY("\"t\",\"x\",\n\"time\",\"8\",\n", 0, 0);
 }
 
-TEST(EsxtopMemory, ValuesThatEndBeforeTheColumnGive0) {
+TEST(EsxtopMemory, ValuesThatEndBeforeTheColumnMean0) {
     EXPECT_MEMORY(header + "\n\"05/15/2018 02:13:06\",\"0.00\",\n", 0, 0);
     EXPECT_MEMORY(header + "\n", 0, 0);
 }
 
-TEST(EsxtopMemory, AnEmptyFileGives0) {
+TEST(EsxtopMemory, AnEmptyFileMeans0) {
     EXPECT_MEMORY("", 0, 0);
     EXPECT_MEMORY(",", 0, 0);
     EXPECT_MEMORY("\n", 0, 0);
@@ -101,29 +101,29 @@ TEST(EsxtopMemory, ACarriageReturnBeforeTheNewlineKeepsTheHeaderOpenToo) {
     EXPECT_MEMORY(header + "\r\n" + values + "\r\n", 0, 0);
 }
 
-TEST(EsxtopMemory, TheLastValuesWinBehindAHeaderThatComesTwice) {
+TEST(EsxtopMemory, TheLastValuesWinAfterARepeatedHeader) {
     const std::string later = R"("05/15/2018 02:14:06","0.00","600000","1087","1742","100","0.00",)";
     EXPECT_MEMORY(header + "\n" + values + "\n" + header + "\n" + later + "\n", 600000, 100);
 }
 
-TEST(EsxtopMemory, TheFirstHeadersColumnsStayForALaterSampleOfAnotherForm) {
+TEST(EsxtopMemory, TheColumnsOfTheFirstHeaderApplyToALaterSampleOfAnotherLayout) {
     EXPECT_MEMORY(
         "\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"time\",\"1\",\"2\",\n"
         "\"t\",\"\\Memory\\Free MBytes\",\"Machine MBytes\",\n\"time\",\"3\",\"4\",\n",
         3, 4);
 }
 
-TEST(EsxtopMemory, TheFirstColumnsStayWhenACrashHasCutTheHeaderBefore) {
+TEST(EsxtopMemory, TheColumnsOfAHeaderCutByACrashApply) {
     EXPECT_MEMORY(header.substr(0, header.size() - 40) + header + "\n" + values + "\n", 524288, 262144);
 }
 
-TEST(EsxtopMemory, SeveralLinesOfValuesGiveTheLast) {
+TEST(EsxtopMemory, TheLastOfSeveralLinesOfValuesCounts) {
     EXPECT_MEMORY(
         "\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"a\",\"1\",\"2\",\n\"b\",\"3\",\"4\",\n", 3,
         4);
 }
 
-TEST(EsxtopMemory, AValueThatIsNotThereInTheLastLineKeepsTheOneBefore) {
+TEST(EsxtopMemory, AValueMissingFromTheLastLineKeepsThePreviousOne) {
     EXPECT_MEMORY("\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n\"a\",\"1\",\"2\",\n\"b\",\"3\",\n",
                   3, 2);
 }
@@ -138,12 +138,12 @@ TEST(EsxtopMemory, DataFieldsBeyondTheColumnsAreIgnored) {
     EXPECT_MEMORY(wideHeader + wideValues + "\n", 1, 2);
 }
 
-TEST(EsxtopMemory, AFieldWithoutEndTakesNoMoreMemoryThanAShortOne) {
+TEST(EsxtopMemory, AnEndlessFieldTakesNoMoreMemoryThanAShortOne) {
     EXPECT_MEMORY(std::string(20 << 20, 'x') + header + "\n" + values, 524288, 262144);
     EXPECT_MEMORY(header + "\n" + std::string(20 << 20, 'x'), 0, 0);
 }
 
-TEST(EsxtopMemory, ZeroBytesHarmNothing) {
+TEST(EsxtopMemory, ZeroBytesDoNoHarm) {
     const std::string zeros(5000, '\0');
     EXPECT_MEMORY(zeros + "," + zeros + "\n,", 0, 0);
     EXPECT_MEMORY(header + "\n\"time\",\"0.00\",\"5" + zeros + "6\",\"1\",\"2\",\"7\",\"x\",", 5, 7);

@@ -24,7 +24,7 @@ TEST(EthernetEventMonitor, StartsAndStopsWithItsLines) {
     EXPECT_EQ(countLogged(host, "DEBUG NIC_EVENT: Creating a producer thread"), 2);
 }
 
-TEST(EthernetEventMonitor, AThreadThatCanNotBeCreatedIsLoggedAndTheNextStartTriesAgain) {
+TEST(EthernetEventMonitor, AThreadThatCannotBeCreatedIsLoggedAndTheNextStartTriesAgain) {
     const FakeHost host;
     auto& threads = host.part<FakeThreads>();
     logEverything(host);

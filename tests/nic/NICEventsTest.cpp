@@ -1,4 +1,4 @@
-// What becomes of a change between two builds, and the events as the controller gets them.
+// The events caused by changes between two builds, as the controller receives them.
 #include <gmock/gmock.h>
 #include <json/reader.h>
 #include <atomic>
@@ -36,7 +36,7 @@ protected:
         for (const auto& event : events()) numbers.push_back(event["ID"].asInt());
         return numbers;
     }
-    // A build with this administrative and link status of the first interface; gives the events.
+    // A build with this administrative and link status of the first interface; returns the events.
     std::vector<int> buildWith(const char* admin, const char* link) {
         interfaces[0].adminStatus = admin;
         interfaces[0].linkStatus = link;
@@ -62,18 +62,18 @@ TEST_F(EthernetEvents, AnUnknownLinkIs678AndItsReturn680) {
     EXPECT_THAT(buildWith("Up", "Up"), ElementsAre(680));
 }
 
-TEST_F(EthernetEvents, WhatAnAdministratorSwitchesOffAndOnIsNoEvent) {
+TEST_F(EthernetEvents, SwitchingAPortOffAndOnAdministrativelyRaisesNone) {
     buildWith("Up", "Up");
     EXPECT_THAT(buildWith("Down", "Down"), IsEmpty());
     EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
 }
 
-TEST_F(EthernetEvents, AChangeOfHealthAloneIsOneToo) {
+TEST_F(EthernetEvents, AChangeOfHealthAloneRaisesOneToo) {
     buildWith("Down", "Down");
     EXPECT_THAT(buildWith("Up", "Unknown"), ElementsAre(678)) << "Offline as before, but no longer OK";
 }
 
-TEST_F(EthernetEvents, AnUpdateCountsAsTheStateOfTheBuildBefore) {
+TEST_F(EthernetEvents, AnUpdateCountsAsTheStateOfThePreviousBuild) {
     buildWith("Up", "Up");
     manager.updateStateAndHealth("vmnic0", "Linkdown", "OK");
     EXPECT_THAT(buildWith("Up", "Down"), IsEmpty());
@@ -81,7 +81,7 @@ TEST_F(EthernetEvents, AnUpdateCountsAsTheStateOfTheBuildBefore) {
     EXPECT_THAT(buildWith("Up", "Up"), ElementsAre(680));
 }
 
-TEST_F(EthernetEvents, AnAdapterThatABuildDidNotSeeIsNewInTheNext) {
+TEST_F(EthernetEvents, AnAdapterMissingFromABuildIsNewInTheNext) {
     buildWith("Up", "Up");
     listStatus = 256;
     EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
@@ -89,13 +89,13 @@ TEST_F(EthernetEvents, AnAdapterThatABuildDidNotSeeIsNewInTheNext) {
     EXPECT_THAT(buildWith("Up", "Down"), IsEmpty());
 }
 
-TEST_F(EthernetEvents, AChangeOfSpeedIsNone) {
+TEST_F(EthernetEvents, AChangeOfSpeedRaisesNone) {
     buildWith("Up", "Up");
     interfaces[0].speed = "1000";
     EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
 }
 
-TEST_F(EthernetEvents, AnInterfaceThatComesOrGoesRaisesNone) {
+TEST_F(EthernetEvents, AnAddedOrRemovedInterfaceRaisesNone) {
     buildWith("Up", "Up");
     interfaces.push_back({"vmnic2", "0000:82:00.0"});
     interfaces.back().linkStatus = "Down";
@@ -104,7 +104,7 @@ TEST_F(EthernetEvents, AnInterfaceThatComesOrGoesRaisesNone) {
     EXPECT_THAT(buildWith("Up", "Up"), IsEmpty());
 }
 
-TEST_F(EthernetEvents, SeveralChangesComeInTheListsOrder) {
+TEST_F(EthernetEvents, SeveralEventsComeInTheOrderOfTheList) {
     buildWith("Up", "Up");
     interfaces[1].linkStatus = "Unknown";
     EXPECT_THAT(buildWith("Up", "Down"), ElementsAre(1384, 678));
@@ -112,7 +112,7 @@ TEST_F(EthernetEvents, SeveralChangesComeInTheListsOrder) {
         hasLogged(host, "DEBUG NIC_RM: Entry compare size of current inventory 2, size of prev inventory 2"));
 }
 
-TEST_F(EthernetEvents, AnEventTellsTheAdapterWithoutItsStatus) {
+TEST_F(EthernetEvents, AnEventDescribesTheAdapterWithoutItsStatus) {
     buildWith("Up", "Up");
     interfaces[0].linkStatus = "Down";
     clock.set(1700000060);
@@ -161,11 +161,12 @@ TEST_F(EthernetEvents, ATestEventShowsASampleAdapterAtTheLocation) {
     EXPECT_EQ(data["Data"]["Oem"]["PhysicalLocation"], "00000000000012AB");
     EXPECT_EQ(data["Data"]["PartNumber"], "Not Available");
     EXPECT_EQ(data["Data"]["Model"], "Sample Ethernet adapter");
-    EXPECT_EQ(data["Data"]["Oem"]["Description"], "Not Available") << "no platform, no place of the sample";
+    EXPECT_EQ(data["Data"]["Oem"]["Description"], "Not Available")
+        << "the sample has no location without a platform";
 }
 
-// One loses and one restores the link, again and again. However their builds follow each other, the events
-// are those of the changes from each build to the next: lost and restored in turn.
+// The link is lost and restored in alternate builds. However the threads' builds interleave, the events are
+// those of the changes from each build to the next: lost and restored in turn.
 TEST_F(EthernetEvents, BuildersAtTheSameTimeRaiseEachChangeOnce) {
     buildWith("Up", "Up");
     std::atomic<int> lists{0};
@@ -183,7 +184,7 @@ TEST_F(EthernetEvents, BuildersAtTheSameTimeRaiseEachChangeOnce) {
     EXPECT_THAT(ids(), ElementsAre(1384, 1390, 1384, 1390, 1384, 1390, 1384, 1390, 1384, 1390, 1384, 1390));
 }
 
-// The controller holds the event's last chunk; a reader comes meanwhile.
+// A reader runs while the controller delays its answer to the event.
 TEST_F(EthernetEvents, AReaderGetsThePreviousInventoryWhileTheControllerAnswersSlowly) {
     buildWith("Up", "Up");
     std::promise<void> reached, answer;

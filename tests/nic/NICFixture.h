@@ -53,7 +53,7 @@ protected:
                     "  1500  Intel Corporation Ethernet Controller\n";
         return text;
     }
-    void becomeReadyForEvents();  // lets events pass as behind a first push
+    void becomeReadyForEvents();  // lets events pass, as after a first push
     std::vector<Json::Value> inventory() {
         std::vector<Json::Value> out;
         EXPECT_FALSE(manager.getInventoryJsonObject(out));

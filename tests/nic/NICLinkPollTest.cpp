@@ -1,4 +1,4 @@
-// When the link is looked at between two builds, and what comes of it.
+// When the links are polled between two builds, and what a change causes.
 #include <gmock/gmock.h>
 #include <cerrno>
 #include <functional>
@@ -9,17 +9,17 @@
 namespace NICLinkPollTest {
 namespace {
 
-// Runs the manager's loop on this thread for a number of waits of ten seconds. Behind each build `aftermath`
+// Runs the manager's loop on this thread for a number of waits of ten seconds. After each build `delay`
 // seconds pass before the first of them.
 class LinkPoll : public NICFixture {
 protected:
     void run(int waits) {
         host.part<FakeSystemLog>().onLine = [this](const std::string& line) {
-            if (line.find("Exiting CacheBuild") != std::string::npos) clock.advance(aftermath);
+            if (line.find("Exiting CacheBuild") != std::string::npos) clock.advance(delay);
         };
         clock.onTimedWait = [this, waits, wait = 0](const timespec&) mutable {
             if (inWait) inWait(++wait);
-            // A clock that can't be read ends the loop: once behind this wait, once before the next.
+            // A clock that can't be read ends the loop: once after this wait, once before the next.
             if (waits-- == 0) clock.failReads(2);
             return false;
         };
@@ -27,11 +27,11 @@ protected:
     }
     long polls() { return commandCount(pollCommand); }
     long builds() { return countLogged(host, "DEBUG NIC_RM: Building NIC Cache"); }
-    long aftermath = 0;
+    long delay = 0;
     std::function<void(int)> inWait;  // called in each wait, counted from 1, before its ten seconds pass
 };
 
-TEST_F(LinkPoll, HappensOnceTenSecondsBehindABuild) {
+TEST_F(LinkPoll, HappensOnceTenSecondsAfterABuild) {
     run(4);
     EXPECT_EQ(polls(), 1);
     EXPECT_EQ(builds(), 1);
@@ -41,8 +41,8 @@ TEST_F(LinkPoll, HappensOnceTenSecondsBehindABuild) {
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: No status change"));
 }
 
-TEST_F(LinkPoll, DoesNotHappenWhenTheWakeComesASecondLate) {
-    aftermath = 1;
+TEST_F(LinkPoll, DoesNotHappenWhenTheWaitEndsASecondLate) {
+    delay = 1;
     run(4);
     EXPECT_EQ(polls(), 0);
 }
@@ -54,7 +54,7 @@ TEST_F(LinkPoll, EachWaitIsTenSeconds) {
     EXPECT_EQ(clock.waitedSeconds()[1], 10);
 }
 
-TEST_F(LinkPoll, AChangeBringsABuildAndThenAPollAgain) {
+TEST_F(LinkPoll, AChangeCausesABuildAndThenAnotherPoll) {
     bool once = true;
     const auto others = commands.onCommand;
     commands.onCommand = [&](const std::string& command, int& status) {
@@ -71,7 +71,7 @@ TEST_F(LinkPoll, AChangeBringsABuildAndThenAPollAgain) {
     EXPECT_EQ(manager.getHealthOfIntf("vmnic1").getState(), "Linkdown");
 }
 
-TEST_F(LinkPoll, TheRefreshIntervalComesBeforeThePoll) {
+TEST_F(LinkPoll, TheRefreshIntervalTakesPrecedenceOverThePoll) {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"LoggingLevel": "Info", "EnableDebugLog": "true",
                             "CacheRefreshInSeconds": {"EthernetDevices": "10"}})");
@@ -80,8 +80,8 @@ TEST_F(LinkPoll, TheRefreshIntervalComesBeforeThePoll) {
     EXPECT_EQ(polls(), 0);
 }
 
-// The poll is behind the first wait, the next build behind the sixth.
-TEST_F(LinkPoll, ALinkThatIsDownAndUpAgainBetweenPollAndBuildGoesUnseen) {
+// The poll follows the first wait, the next build the sixth.
+TEST_F(LinkPoll, ALinkThatIsDownAndUpAgainBetweenPollAndBuildIsNotNoticed) {
     logEverything(host, R"("CacheRefreshInSeconds": {"EthernetDevices": "60"})");
     becomeReadyForEvents();
     inWait = [this](int wait) {
@@ -94,7 +94,7 @@ TEST_F(LinkPoll, ALinkThatIsDownAndUpAgainBetweenPollAndBuildGoesUnseen) {
     EXPECT_TRUE(ipmi.requests().empty()) << "an event";
 }
 
-TEST_F(LinkPoll, ALinkLostBehindThePollWaitsForTheNextBuild) {
+TEST_F(LinkPoll, ALinkLostAfterThePollIsReportedByTheNextBuild) {
     logEverything(host, R"("CacheRefreshInSeconds": {"EthernetDevices": "60"})");
     becomeReadyForEvents();
     std::size_t requestsBefore = 0;
@@ -118,7 +118,7 @@ TEST_F(LinkCheck, ComparesByInterfaceName) {
     EXPECT_TRUE(workFilesAreGone());
 }
 
-TEST_F(LinkCheck, AChangeIsOneWhateverTheInterfacesBehindItShow) {
+TEST_F(LinkCheck, AChangeCountsWhateverTheLaterInterfacesShow) {
     manager.cacheBuild();
     interfaces[0].linkStatus = "Unknown";
     EXPECT_TRUE(manager.checkLinkState());

@@ -43,7 +43,7 @@ TEST_F(Adapter, WithoutAGeoIdTheDescriptionEndsWithABlankAndTheLocationIsUnknown
     EXPECT_EQ(record.getPhyLocation(), "FFFFFFFFFFFFFFFF");
 }
 
-TEST_F(Adapter, WhatCouldNotBeFoundOutIsNotAvailable) {
+TEST_F(Adapter, UnknownFieldsAreNotAvailable) {
     const PhyAdapterInventory record = discover(line());
     EXPECT_EQ(record.getSerialNumber(), "Not Available");
     EXPECT_EQ(record.getNICModel(), "Not Available");
@@ -55,7 +55,7 @@ TEST_F(Adapter, WhatCouldNotBeFoundOutIsNotAvailable) {
                   ", SubDevice : "));
 }
 
-TEST_F(Adapter, ASpeedThatIsNoNumberIsZeroAndSaid) {
+TEST_F(Adapter, ASpeedThatIsNotANumberIsZeroAndLogged) {
     Words words = line();
     words[5] = "Auto";
     EXPECT_EQ(discover(words).getSpeed(), 0);
@@ -68,7 +68,7 @@ TEST_F(Adapter, ASpeedIsTheNumberAtItsStart) {
     EXPECT_EQ(discover(words).getSpeed(), 1000);
 }
 
-TEST_F(Adapter, ASpeedThatNoIntHoldsIsZero) {
+TEST_F(Adapter, ASpeedBeyondIntIsZero) {
     Words words = line();
     words[5] = "99999999999999999999";
     EXPECT_EQ(discover(words).getSpeed(), 0);
@@ -84,7 +84,7 @@ TEST_F(Adapter, AnEmptyDriverColumnShiftsTheLaterOnes) {
     EXPECT_EQ(record.getHealth(), "Unknown");
 }
 
-TEST_F(Adapter, AnyNumberOfWordsIsTakenWithoutReadingBeyondThem) {
+TEST_F(Adapter, AnyNumberOfWordsIsHandledWithoutReadingPastThem) {
     for (std::size_t count = 0; count < 8; ++count) {
         Words words = line();
         words.resize(count);
@@ -95,7 +95,7 @@ TEST_F(Adapter, AnyNumberOfWordsIsTakenWithoutReadingBeyondThem) {
         EXPECT_EQ(record.getSpeed(), count > 5 ? 10000 : 0);
         EXPECT_EQ(record.getPCIDescription(), count > 1 ? "PCI 0000:81:00.0 " : "Not Available");
         EXPECT_EQ(record.getPhyLocation(), "FFFFFFFFFFFFFFFF");
-        // Up without a link status is up with any other than those of the table.
+        // A missing link status counts like any that is not in the table.
         EXPECT_EQ(record.getState(), count > 3 ? "Online" : "Other") << count;
         EXPECT_EQ(record.getHealth(), count > 3 ? "OK" : "Unknown") << count;
         EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: A line of the interface list has only " +
@@ -103,7 +103,7 @@ TEST_F(Adapter, AnyNumberOfWordsIsTakenWithoutReadingBeyondThem) {
     }
 }
 
-TEST_F(Adapter, EightWordsAreAWholeLine) {
+TEST_F(Adapter, EightWordsAreACompleteLine) {
     Words words = line();
     words.resize(8);
     EXPECT_EQ(discover(words).getMACAddress(), "7c:d3:0a:00:00:01");
@@ -111,7 +111,7 @@ TEST_F(Adapter, EightWordsAreAWholeLine) {
         EXPECT_THAT(each, Not(HasSubstr("interface list has only")));
 }
 
-TEST_F(Adapter, APseudoDeviceIsRecordedWithoutAPlace) {
+TEST_F(Adapter, APseudoDeviceIsRecordedWithoutALocation) {
     const PhyAdapterInventory record = discover(
         {"vusb0", "Pseudo", "ax88179_178a", "Up", "Up", "1000", "Full", "00:0a:cd:00:23:6a", "1500"});
     EXPECT_EQ(record.getPCIDescription(), "PCI Pseudo ");
@@ -131,12 +131,12 @@ TEST_F(Adapter, TheFirmwareVersionMayHoldBlanksAndColonsAndHasNoNewline) {
     EXPECT_TRUE(workFilesAreGone());
 }
 
-TEST_F(Adapter, TheVersionIsWhateverStandsTwoCharactersBehindTheFirstColon) {
+TEST_F(Adapter, TheVersionStartsTwoCharactersAfterTheFirstColon) {
     constexpr struct {
         const char* line;
         const char* version;
     } rows[] = {
-        {"   Firmware Version:6.80\n", ".80"},  // the first of them is taken for the blank
+        {"   Firmware Version:6.80\n", ".80"},  // its first character is taken for the blank
         {"   Firmware Version:  6.80 \n", " 6.80 "},
         {"   Firmware Version: \n", ""},
         {"   Firmware Version:\n", ""},
@@ -151,15 +151,15 @@ TEST_F(Adapter, TheVersionIsWhateverStandsTwoCharactersBehindTheFirstColon) {
     }
 }
 
-TEST_F(Adapter, TheDetailsAreWholeWhenTheyAreLookedThrough) {
-    int runningAtLook = -1;
+TEST_F(Adapter, TheDetailsAreCompleteWhenTheyAreSearched) {
+    int runningAtSearch = -1;
     const auto others = commands.onCommand;
     commands.onCommand = [&](const std::string& command, int& status) {
-        if (command.rfind("grep \"Firmware Version\"", 0) == 0) runningAtLook = commands.openStreams();
+        if (command.rfind("grep \"Firmware Version\"", 0) == 0) runningAtSearch = commands.openStreams();
         return others(command, status);
     };
     discover(line());
-    EXPECT_EQ(runningAtLook, 0);
+    EXPECT_EQ(runningAtSearch, 0);
     EXPECT_EQ(commands.openStreams(), 0);
 }
 
@@ -170,7 +170,7 @@ TEST_F(Adapter, WithoutAFirmwareLineTheVersionIsNotAvailable) {
     EXPECT_TRUE(workFilesAreGone());
 }
 
-TEST_F(Adapter, ACommandThatCanNotBeStartedLeavesTheVersionNotAvailable) {
+TEST_F(Adapter, ACommandThatCannotBeStartedLeavesTheVersionNotAvailable) {
     commands.failToStart = true;
     EXPECT_EQ(discover(line()).getFirmVersion(), "Not Available");
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Error occurred in identifying fw version."));
@@ -181,7 +181,7 @@ TEST_F(Adapter, AFirmwareLineOfAnyLengthIsCutToTheBuffer) {
     EXPECT_EQ(discover(line()).getFirmVersion(), std::string(511 - 18, 'x'));
 }
 
-TEST_F(Adapter, ANameThatIsNoInterfaceNameEntersNoCommand) {
+TEST_F(Adapter, ANameThatIsNotAnInterfaceNameIsUsedInNoCommand) {
     for (const std::string& name :
          {std::string("vmnic0;reboot"), std::string("$(reboot)"), std::string("-n"), std::string("a b"),
           std::string("vm'nic"), std::string("`x`"), std::string("a|b"), std::string("a/b"),
@@ -194,7 +194,7 @@ TEST_F(Adapter, ANameThatIsNoInterfaceNameEntersNoCommand) {
         EXPECT_THAT(command, Not(HasSubstr("nic get"))) << command;
 }
 
-TEST_F(Adapter, ANameOfFifteenCharactersIsAskedFor) {
+TEST_F(Adapter, ANameOfFifteenCharactersIsQueried) {
     Words words = line();
     words[0] = "enp129s0f0np0.4";
     EXPECT_EQ(discover(words).getFirmVersion(), "6.80 0x80003ce6 1.2074.0");
@@ -219,7 +219,7 @@ protected:
     std::string device = "0x1563";
 };
 
-TEST_F(KnownAdapter, WithOneIdMissingTheOtherThreeAreToldAndNoModelIsLookedUp) {
+TEST_F(KnownAdapter, WithOneIdMissingTheOtherThreeAreLoggedAndNoModelIsLookedUp) {
     vendorLine = "";
     EXPECT_EQ(discover(line()).getNICModel(), "Not Available");
     EXPECT_TRUE(
@@ -246,7 +246,7 @@ TEST_F(KnownAdapter, WithoutASubsystemDeviceIdItIsTheSame) {
                           "0x1563,SubVendor : 0x8086, SubDevice : "));
 }
 
-TEST_F(KnownAdapter, AModelThatIsNotFoundLeavesTheTextAsItWas) {
+TEST_F(KnownAdapter, AModelThatIsNotFoundLeavesTheTextUnchanged) {
     std::string model = "as before";
     EXPECT_FALSE(physical.getNICModel("0x8086", "0x1563", "0x8086", "0xffff", model));
     EXPECT_EQ(model, "as before");
@@ -272,7 +272,7 @@ TEST_F(KnownAdapter, OnAnUnknownPlatformAProductHasNoPartNumber) {
     EXPECT_EQ(discover(line()).getPartNumber(), "Not Available");
 }
 
-TEST_F(KnownAdapter, TheIdsOfAFunctionAreAskedForOnce) {
+TEST_F(KnownAdapter, TheIdsOfAFunctionAreQueriedOnce) {
     discover(line());
     const std::size_t first = commands.texts().size();
     discover(line());
@@ -288,7 +288,7 @@ TEST(EthernetProducts, AreFoundInEitherCaseByAllFourIds) {
     EXPECT_STREQ(product->partNumberSecondPlatform, "MEV-1000-320A");
     EXPECT_STREQ(product->partNumberSecondPlatformVariant, "MEV-1000-321A");
     EXPECT_EQ(vokFindNICProduct("0x15b3", "0x1015", "0x15b3", "0x0005"), nullptr);
-    EXPECT_EQ(vokFindNICProduct("", "", "", ""), nullptr) << "the row behind the last is none";
+    EXPECT_EQ(vokFindNICProduct("", "", "", ""), nullptr) << "the row after the last is not a product";
 }
 
 // --- status, state and health ---
@@ -308,7 +308,7 @@ TEST(EthernetStatus, FollowsItsTable) {
             << row.admin << " " << row.link;
 }
 
-TEST(EthernetStatus, APortWhoseLinkIsDownIsStillWell) {
+TEST(EthernetStatus, APortWhoseLinkIsDownIsStillHealthy) {
     constexpr struct {
         int status;
         const char* state;
@@ -327,7 +327,7 @@ TEST(EthernetStatus, APortWhoseLinkIsDownIsStillWell) {
     }
 }
 
-TEST(EthernetCondition, TheFirstRuleThatFitsCounts) {
+TEST(EthernetCondition, TheFirstMatchingRuleApplies) {
     const FakeHost host;
     constexpr struct {
         VOK_RESOURCE_STATE curState;
@@ -356,7 +356,7 @@ TEST(EthernetCondition, TheFirstRuleThatFitsCounts) {
     }
 }
 
-TEST(EthernetCondition, AChangeThatMeansNothingIsToldInTheLog) {
+TEST(EthernetCondition, AChangeWithoutARuleIsLogged) {
     const FakeHost host;
     logEverything(host);
     int condition = 0;
@@ -367,7 +367,7 @@ TEST(EthernetCondition, AChangeThatMeansNothingIsToldInTheLog) {
                           "PrevHealth : OK toCurrentState : Offline, CurrentHealth : OK"));
 }
 
-TEST(EthernetCondition, HasItsEvent) {
+TEST(EthernetCondition, MapsToItsEvent) {
     constexpr struct {
         int condition;
         int event;

@@ -1,4 +1,4 @@
-// Ethernet adapters on machines whose firmware tells the places of their slots.
+// Ethernet adapters on machines whose firmware names the locations of their slots.
 #include <gmock/gmock.h>
 #include <json/reader.h>
 
@@ -50,7 +50,7 @@ protected:
             {"physloc_init_data", reinterpret_cast<void*>(LibraryCalls::initData)},
             {"physloc_encode", reinterpret_cast<void*>(LibraryCalls::encode)}};
     }
-    // The inventory's element of an adapter at this address, which is the only one.
+    // The inventory element of the only adapter, which is at this address.
     Json::Value elementAt(const char* address) {
         interfaces = {{"vmnic0", address}};
         manager.cacheBuild();
@@ -70,7 +70,7 @@ protected:
     LibraryCalls& library = LibraryCalls::get();
 };
 
-TEST_F(EthernetPlaces, AnAddInAdapterIsOfItsSlotAndItsSubsystemVendor) {
+TEST_F(EthernetPlaces, AnAddInAdapterHasTheLocationOfItsSlotAndItsSubsystemVendor) {
     startFirstPlatform();
     const Json::Value element = elementAt("0000:3b:00.0");
     EXPECT_EQ(element["Oem"]["Description"], "PCI 0000:3b:00.0 r001u05p2i03");
@@ -81,7 +81,7 @@ TEST_F(EthernetPlaces, AnAddInAdapterIsOfItsSlotAndItsSubsystemVendor) {
     EXPECT_EQ(element["SerialNumber"], "Not Available");
 }
 
-TEST_F(EthernetPlaces, AnAdapterOnTheBoardIsOfTheMachinesMaker) {
+TEST_F(EthernetPlaces, AnOnBoardAdapterHasTheManufacturerOfTheMachine) {
     startFirstPlatform();
     const Json::Value element = elementAt("0000:18:00.1");
     EXPECT_EQ(element["Oem"]["Description"], "PCI 0000:18:00.1 r001u05p2i00");
@@ -102,7 +102,7 @@ TEST_F(EthernetPlaces, ASlotWithoutAGeoIdHasNoElementsToEncodeAndNoLocation) {
         "adapter."));
 }
 
-TEST_F(EthernetPlaces, AnEventIsOfThePlaceOfItsAdapter) {
+TEST_F(EthernetPlaces, AnEventHasTheLocationOfItsAdapter) {
     startFirstPlatform();
     becomeReadyForEvents();
     elementAt("0000:3b:00.0");
@@ -114,8 +114,8 @@ TEST_F(EthernetPlaces, AnEventIsOfThePlaceOfItsAdapter) {
     EXPECT_THAT(payloads[0], HasSubstr(R"("PhysicalLocation":"00000000000012AB","Source":"VOK",)"));
 }
 
-// The resolver gets the stored id and asks no command.
-TEST_F(EthernetPlaces, ASecondBuildAsksTheHardwareListNoMore) {
+// The resolver gets the stored id and runs no command.
+TEST_F(EthernetPlaces, ASecondBuildDoesNotQueryTheHardwareListAgain) {
     startFirstPlatform();
     elementAt("0000:3b:00.0");
     const std::size_t first = commands.texts().size();
@@ -124,17 +124,17 @@ TEST_F(EthernetPlaces, ASecondBuildAsksTheHardwareListNoMore) {
         EXPECT_THAT(commands.texts()[i], Not(HasSubstr("SubVendor ID"))) << commands.texts()[i];
 }
 
-TEST_F(EthernetPlaces, TheSampleOfATestEventIsOfTheFirstPlatform) {
+TEST_F(EthernetPlaces, TheSampleOfATestEventIsThatOfTheFirstPlatform) {
     startFirstPlatform();
     EXPECT_EQ(descriptionOfTestEvent(), "PCI 0000:c3:00.0 r001u01p0i00");
 }
 
-TEST_F(EthernetPlaces, TheSampleOfATestEventIsOfTheSecondPlatform) {
+TEST_F(EthernetPlaces, TheSampleOfATestEventIsThatOfTheSecondPlatform) {
     startSecondPlatform(secondFamily);
     EXPECT_EQ(descriptionOfTestEvent(), "PCI 0000:c3:00.0 r001i01s00");
 }
 
-TEST_F(EthernetPlaces, TheSampleOfATestEventIsOfTheSecondPlatformsVariant) {
+TEST_F(EthernetPlaces, TheSampleOfATestEventIsThatOfTheSecondPlatformsVariant) {
     startSecondPlatform(otherSecondFamily);
     EXPECT_EQ(descriptionOfTestEvent(), "PCI 0000:c3:00.0 r001i01s00");
 }

@@ -31,7 +31,7 @@ class Products : public testing::Test {
 protected:
     static constexpr char address[] = "0000:3b:00.1";
 
-    // A host of this family, on which the hardware list tells these ids of every function.
+    // A host with this firmware, whose hardware list shows these ids for every function.
     void useHost(const SmBiosTable& table, const Ids& of = copper10GbE) {
         ids = of;
         host.emplace(hostWithPlatform(table));
@@ -114,13 +114,13 @@ constexpr PartNumber partNumbers[] = {
     {firstFamily, sfp25GbE, sfpModel, "MEV-1000-120A"},
     {secondFamily, sfp25GbE, sfpModel, "MEV-1000-320A"},
     {secondFamilyVariant, sfp25GbE, sfpModel, "MEV-1000-321A"},
-    // Families that nobody knows, and such as begin or end like one that is known.
+    // Unknown families, also such that begin or end like a known one.
     {"", sfp25GbE, sfpModel, "Not Available"},
     {"Workgroup", sfp25GbE, sfpModel, "Not Available"},
     {"7711PID02020001A", sfp25GbE, sfpModel, "Not Available"},
     {"7711PID0202000", sfp25GbE, sfpModel, "Not Available"},
     {"7711pid02020001", sfp25GbE, sfpModel, "Not Available"},
-    // Not a product on any.
+    // Not a product on any family.
     {firstFamily, noProduct, "Not Available", "Not Available"},
     {secondFamily, noProduct, "Not Available", "Not Available"},
     {secondFamilyVariant, noProduct, "Not Available", "Not Available"},
@@ -135,7 +135,7 @@ TEST_F(Products, OnAMachineWhoseFirmwareNamesNoSlotHaveNoPartNumberSinceItsFamil
     EXPECT_EQ(record.getPartNumber(), "Not Available");
 }
 
-TEST_F(Products, OnAMachineWithoutAFirmwareTableHaveTheirModelAlone) {
+TEST_F(Products, OnAMachineWithoutAFirmwareTableHaveOnlyTheirModel) {
     useHost(SmBiosTable().addRaw("no table"), sfp25GbE);
     const PhyAdapterInventory record = discovered();
     EXPECT_EQ(record.getNICModel(), sfpModel);
@@ -163,7 +163,7 @@ TEST_F(Products, AreFoundInEitherCase) {
     EXPECT_EQ(discovered().getPartNumber(), "MEV-1000-120A");
 }
 
-TEST_F(Products, HaveNoModelWhenAnIdIsEmptyAndTheLineTellsAllFour) {
+TEST_F(Products, HaveNoModelWhenAnIdIsEmptyAndTheLineShowsAllFour) {
     constexpr struct {
         Ids ids;
         const char* line;
@@ -189,7 +189,7 @@ TEST_F(Products, HaveNoModelWhenAnIdIsEmptyAndTheLineTellsAllFour) {
     }
 }
 
-TEST_F(Products, TheirOperationsTellAMissingOneByTheirResult) {
+TEST_F(Products, AMissingProductIsReportedByTheResult) {
     useHostOf(secondFamily);
     NICPhysicalAdapter adapter;
     std::string model = "as it was";
@@ -201,11 +201,11 @@ TEST_F(Products, TheirOperationsTellAMissingOneByTheirResult) {
     EXPECT_EQ(adapter.getPartNumValue("0x8086", "0x1533", "0x15d9", "0x1533"), "Not Available");
 }
 
-// --- places ---
+// --- locations ---
 
 class SecondPlatform : public Products, public testing::WithParamInterface<const char*> {};
 
-TEST_P(SecondPlatform, HasAnotherKindOfPlaceForWhatIsOnTheBoard) {
+TEST_P(SecondPlatform, HasItsOwnKindOfLocationForOnBoardAdapters) {
     useHost(tableOf(GetParam()).addOnboardDevice("LAN2 r001i02s00", address).addEnd(), onBoard1GbE);
     addLibrary("libvkloc0302.so");
     const PhyAdapterInventory record = discovered();

@@ -29,10 +29,10 @@ protected:
         EXPECT_EQ(record.getState(), state) << name;
         EXPECT_EQ(record.getHealth(), health) << name;
     }
-    std::string firstAndFifth;  // what the poll's awk makes of the list
+    std::string firstAndFifth;  // the list as the poll's awk prints it
 };
 
-TEST_F(RealLists, FourPortsOfWhichOneHasNoLink) {
+TEST_F(RealLists, TwoPortsOfWhichOneHasNoLink) {
     listText =
         "Name    PCI Device    Driver  Admin Status  Link Status  Speed  Duplex  MAC Address         MTU  "
         "Description\n"
@@ -52,7 +52,7 @@ TEST_F(RealLists, FourPortsOfWhichOneHasNoLink) {
     EXPECT_TRUE(manager.checkLinkState());
 }
 
-TEST_F(RealLists, PortsBehindUsbHaveTheWordPseudoForAnAddress) {
+TEST_F(RealLists, UsbPortsHaveTheWordPseudoAsTheirAddress) {
     listText =
         "Name    PCI Device    Driver        Admin Status  Link Status  Speed  Duplex  MAC Address         "
         "MTU  Description\n"

@@ -15,11 +15,11 @@ using testing::IsEmpty;
 
 class EthernetManager : public NICFixture {};
 
-TEST_F(EthernetManager, IsTheFactorysNumberThree) {
+TEST_F(EthernetManager, IsTheFactorysManagerForId3) {
     EXPECT_EQ(vokFactory().createInstance(3), NICResourceManager::getInstance());
 }
 
-TEST_F(EthernetManager, ABuildMakesARecordOfEachInterfaceInTheListsOrder) {
+TEST_F(EthernetManager, ABuildCreatesARecordForEachInterfaceInTheOrderOfTheList) {
     manager.cacheBuild();
     const auto elements = inventory();
     ASSERT_EQ(elements.size(), 2u);
@@ -74,7 +74,7 @@ TEST_F(EthernetManager, TheSectionOfTheDocumentIsEthernetDevices) {
 
 // --- the interface list ---
 
-TEST_F(EthernetManager, AListWithoutItsHeadingGivesAnEmptyInventory) {
+TEST_F(EthernetManager, AListWithoutItsHeadingYieldsAnEmptyInventory) {
     listText = "vmnic0  0000:81:00.0  ixgben  Up  Up  10000  Full  7c:d3:0a:00:00:00  1500  Intel\n";
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
@@ -99,7 +99,7 @@ TEST_F(EthernetManager, AHostWithoutAdaptersHasAnEmptyInventory) {
     EXPECT_TRUE(manager.isInventoryReady(0));
 }
 
-TEST_F(EthernetManager, ACommandThatFailsGivesAnEmptyInventoryThatTheNextBuildMends) {
+TEST_F(EthernetManager, AFailedCommandYieldsAnEmptyInventoryUntilTheNextBuild) {
     listStatus = 256;
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
@@ -110,20 +110,20 @@ TEST_F(EthernetManager, ACommandThatFailsGivesAnEmptyInventoryThatTheNextBuildMe
     EXPECT_EQ(inventory().size(), 2u);
 }
 
-TEST_F(EthernetManager, AListThatTheCommandDidNotWriteIsSaid) {
+TEST_F(EthernetManager, AListThatTheCommandDidNotWriteIsLogged) {
     commands.onCommand = [](const std::string&, int&) { return ""; };
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, "ERROR NIC_RM: An error occurred while trying to fetch NIC information"));
 }
 
-TEST_F(EthernetManager, WhatACrashLeftInTheWorkFileIsNoInterface) {
+TEST_F(EthernetManager, AWorkFileLeftByACrashAddsNoInterface) {
     host.root.writeFile(listFile, table());
     manager.cacheBuild();
     EXPECT_EQ(inventory().size(), 2u);
 }
 
-TEST_F(EthernetManager, EmptyLinesAndTheOldLayoutAreTaken) {
+TEST_F(EthernetManager, EmptyLinesAndTheOldLayoutAreAccepted) {
     listText =
         "Name    PCI Device     Driver  Link  Speed  Duplex  MAC Address         MTU  Description\n"
         "------  -------------  ------  ----  -----  ------  -----------------  ----  -----------\n"
@@ -140,7 +140,7 @@ TEST_F(EthernetManager, EmptyLinesAndTheOldLayoutAreTaken) {
 
 // --- readiness and running ---
 
-TEST_F(EthernetManager, TellsItsReadinessInItsOwnWords) {
+TEST_F(EthernetManager, LogsItsReadinessInItsOwnWords) {
     EXPECT_FALSE(manager.isInventoryReady(0));
     EXPECT_TRUE(hasLogged(host, "INFO NIC_RM: NIC cache status 0"));
     manager.cacheBuild();
@@ -148,7 +148,7 @@ TEST_F(EthernetManager, TellsItsReadinessInItsOwnWords) {
     EXPECT_TRUE(hasLogged(host, "INFO NIC_RM: NIC cache status 1"));
 }
 
-TEST_F(EthernetManager, RunsWhenItHasRecords) {
+TEST_F(EthernetManager, IsRunningWhenItHasRecords) {
     EXPECT_FALSE(manager.isRunning());
     EXPECT_TRUE(
         hasLogged(host, "WARNING NIC_RM: _cacheBuildInProgress = 0,NICInventory.size() =0,retryCount =3"));
@@ -163,7 +163,7 @@ TEST_F(EthernetManager, ASecondEntryWithRecordsReturnsAtOnce) {
     EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: Entry startInventory"));
 }
 
-// --- the life of the manager ---
+// --- start and stop ---
 
 TEST_F(EthernetManager, TheMonitorRunsAsLongAsTheManager) {
     clock.onTimedWait = [this](const timespec&) {
@@ -176,7 +176,7 @@ TEST_F(EthernetManager, TheMonitorRunsAsLongAsTheManager) {
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
 }
 
-TEST_F(EthernetManager, TheMonitorEndsToWhereAFreshCacheLeavesNothingToDo) {
+TEST_F(EthernetManager, TheMonitorEndsAlsoWhenAFreshCacheLeavesNothingToDo) {
     interfaces.clear();
     manager.cacheBuild();
     manager.init();
@@ -186,7 +186,7 @@ TEST_F(EthernetManager, TheMonitorEndsToWhereAFreshCacheLeavesNothingToDo) {
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
 }
 
-TEST_F(EthernetManager, ASecondEntryBesideARunningOneLeavesTheMonitorRunning) {
+TEST_F(EthernetManager, ASecondEntryDuringTheFirstLeavesTheMonitorRunning) {
     clock.timedWaitsHold = true;
     std::thread thread([this] { manager.init(); });
     while (!manager.isInventoryReady(0)) std::this_thread::yield();
@@ -207,13 +207,13 @@ TEST_F(EthernetManager, AStoppedManagerBuildsNothing) {
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_EVENT: Signalled for stop."));
 }
 
-TEST_F(EthernetManager, BeforeTheLastPassNoPushIsAskedFor) {
+TEST_F(EthernetManager, BeforeTheLastPassNoPushIsRequested) {
     EXPECT_FALSE(manager.isInventoryReady(7));
     manager.cacheBuild();
     EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: NICRM requesting cache push"));
 }
 
-TEST_F(EthernetManager, ThePushIsAskedForInItsOwnWords) {
+TEST_F(EthernetManager, ThePushRequestIsLoggedInItsOwnWords) {
     EXPECT_FALSE(manager.isInventoryReady(8));
     manager.cacheBuild();
     EXPECT_EQ(countLogged(host, "DEBUG NIC_RM: NICRM requesting cache push"), 1);
@@ -221,7 +221,7 @@ TEST_F(EthernetManager, ThePushIsAskedForInItsOwnWords) {
 
 // --- single records ---
 
-TEST_F(EthernetManager, GivesACopyOfARecordOrADefaultOne) {
+TEST_F(EthernetManager, ReturnsACopyOfARecordOrADefaultOne) {
     interfaces[1].linkStatus = "Down";
     manager.cacheBuild();
     EXPECT_EQ(manager.getHealthOfIntf("vmnic1").getState(), "Linkdown");

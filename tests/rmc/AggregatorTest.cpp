@@ -33,7 +33,7 @@ protected:
                                 "VOKLogLocation": "/log/vok.log", "DebugLogLocation": "/log/debug.log")" +
                                 more + "}");
     }
-    // Of every manager that there is; that of Ethernet has nothing to tell.
+    // Of every manager in this build; that of Ethernet stays empty.
     void buildInventories() {
         buildHostInventory();
         vokFactory().createInstance(3)->cacheBuild();
@@ -73,7 +73,7 @@ TEST_F(Aggregator, TheDocumentIsOneLineWithSortedKeysUnderOneKey) {
     EXPECT_FALSE(aggregator.isInventorySent());
 }
 
-TEST_F(Aggregator, BytesThatAreNoTextGiveAValidDocumentAllTheSame) {
+TEST_F(Aggregator, InvalidBytesStillYieldAValidDocument) {
     configure();
     system.nodeName = "bad\xff\xfe\x01name";
     buildHostInventory();
@@ -112,7 +112,7 @@ TEST_F(Aggregator, TheGateOpensAlthoughNothingWasSent) {
     EXPECT_THAT(log(), EndsWith("JSON_AGGR: No inventory information found!\n"));
 }
 
-TEST_F(Aggregator, AllDisabledIsReadyAfterOnePause) {
+TEST_F(Aggregator, WithAllResourcesDisabledItIsReadyAfterOnePause) {
     configure(R"(, "EnableResources": ["NoSuchResource"], "InventoryQueryIntervalInSeconds": "7")");
     std::vector<long long> waits;
     clock.onTimedWait = [&](const timespec&) -> bool {
@@ -127,14 +127,14 @@ TEST_F(Aggregator, AllDisabledIsReadyAfterOnePause) {
     EXPECT_TRUE(ipmi.requests().empty());
 }
 
-TEST_F(Aggregator, AByteThatIsNoTextCostsNothingBehindIt) {
+TEST_F(Aggregator, AnInvalidByteLosesNothingAfterIt) {
     configure();
     system.nodeName = "rack\xC3";
     buildHostInventory();
     EXPECT_THAT(aggregator.getInventoryDocument(), HasSubstr(R"("HostName":"rack\ufffd","IPv4Addresses")"));
 }
 
-TEST_F(Aggregator, AReadyHostIsPushedAfterOnePauseAndMissingManagersArePassedOver) {
+TEST_F(Aggregator, AReadyHostIsPushedAfterOnePauseAndMissingManagersAreSkipped) {
     configure(R"(, "InventoryQueryIntervalInSeconds": "3")");
     buildInventories();
     clock.onTimedWait = [&](const timespec&) -> bool {
@@ -160,9 +160,9 @@ TEST_F(Aggregator, AfterNinePausesTheFirstPushGoesOutWithoutAColdManager) {
     EXPECT_THROW(aggregator.initializeCachePush(), EndOfTest);
     EXPECT_EQ(waits, 10);
     EXPECT_EQ(count(log(), "JSON_AGGR: RM 1 not ready with inventory\n"), 9U);
-    EXPECT_TRUE(payloads().empty());  // nothing was there to send
+    EXPECT_TRUE(payloads().empty());  // there was nothing to send
     EXPECT_TRUE(aggregator.isInventorySent());
-    // The ninth pass asked the cold manager for a push of its own.
+    // The ninth pass requested a push from the cold manager after its build.
     EXPECT_THAT(debugLog(), Not(HasSubstr("hostRM Requesting cache push")));
     buildHostInventory();
     EXPECT_THAT(debugLog(), HasSubstr("hostRM Requesting cache push"));
@@ -184,7 +184,7 @@ TEST_F(Aggregator, ARequestBeforeTheFirstPushIsServedByIt) {
     EXPECT_EQ(payloads().size(), 1U);
 }
 
-TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
+TEST_F(Aggregator, ARequestDuringAPushIsServedRightAfterIt) {
     configure();
     buildInventories();
     bool requested = false;
@@ -203,7 +203,7 @@ TEST_F(Aggregator, ARequestDuringAPushIsServedAtOnceBehindIt) {
         return false;
     };
     EXPECT_THROW(aggregator.initializeCachePush(), EndOfTest);
-    // No wait stands between the first push and the second.
+    // There is no wait between the first push and the second.
     EXPECT_THAT(pushedAtWait, ElementsAre(0, 2));
 }
 
@@ -212,13 +212,13 @@ TEST_F(Aggregator, AWakeUpOfAnyKindLeadsToAPush) {
     buildInventories();
     clock.onTimedWait = [&, waits = 0](const timespec&) mutable -> bool {
         if (++waits == 3) throw EndOfTest{};
-        return true;  // a signal, although nobody asked for anything
+        return true;  // a signal without a request
     };
     EXPECT_THROW(aggregator.initializeCachePush(), EndOfTest);
     EXPECT_EQ(payloads().size(), 2U);
 }
 
-TEST_F(Aggregator, TheGreatestIntervalNeitherOverflowsNorSpins) {
+TEST_F(Aggregator, TheLargestIntervalNeitherOverflowsNorSpins) {
     configure(R"(, "PushInventoryFrequencyInMinutes": "2147483647")");
     buildInventories();
     std::vector<time_t> deadlines;
@@ -248,7 +248,7 @@ TEST_F(Aggregator, AClockThatFailsInTheReadinessPauseEndsTheThreadWithoutAPush) 
 TEST_F(Aggregator, AStopBeforeTheReadinessPauseIsOverSendsNothing) {
     configure();
     buildHostInventory();
-    // The stop is requested, then the body runs: it must not wait for anything to notice.
+    // The stop precedes the thread's body, which must notice it without waiting.
     aggregator.stopvokJsonAggregator();
     aggregator.initializeCachePush();
     EXPECT_TRUE(payloads().empty());
@@ -306,7 +306,7 @@ TEST_F(DoorBell, AClockThatFailsEndsTheThread) {
     EXPECT_THAT(log(), EndsWith("IPMI_DB: Failed to get current time! (error no: 22)\n"));
 }
 
-TEST_F(DoorBell, WithoutASettingItIsTenMinutes) {
+TEST_F(DoorBell, WithoutASettingTheIntervalIsTenMinutes) {
     configure();
     clock.onTimedWait = [&](const timespec&) -> bool {
         EXPECT_EQ(clock.waitedSeconds().back(), 600);
@@ -316,7 +316,7 @@ TEST_F(DoorBell, WithoutASettingItIsTenMinutes) {
     EXPECT_EQ(clock.waitedSeconds().size(), 1U);
 }
 
-TEST_F(DoorBell, AQuietBellRequestsNothing) {
+TEST_F(DoorBell, APollWithoutARingRequestsNothing) {
     configure();
     ipmi.answer({{0}});
     clock.onTimedWait = [&](const timespec&) -> bool {
@@ -342,10 +342,10 @@ TEST_F(DoorBell, APollThatFailsRequestsNothingAndTheNextIntervalTriesAgain) {
     EXPECT_THAT(debugLog(), Not(HasSubstr("inventory send request")));
 }
 
-TEST_F(DoorBell, AStopIsNotMissedAndThenNothingIsPolled) {
+TEST_F(DoorBell, AStopIsNotMissedAndNothingIsPolled) {
     configure();
     clock.onTimedWait = [](const timespec&) -> bool {
-        ADD_FAILURE() << "a stop that came before must not be waited for";
+        ADD_FAILURE() << "the thread waits although it was stopped";
         return true;
     };
     service.stopvokIPMIDBService();

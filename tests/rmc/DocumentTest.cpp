@@ -1,4 +1,4 @@
-// The document that is put together from the managers, and when they count as ready.
+// The document assembled from the managers' inventories, and when the managers count as ready.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -36,7 +36,7 @@ protected:
         for (const int id : {4, 5, 6, 7}) standInFor(id, &reserved);
         fibre.elements = {named("f1"), named("f2")};
         hostFacts.elements = {named("first"), named("last")};
-        storage.elements = {named("never asked for")};
+        storage.elements = {named("never read")};
         storage.elementsByType[1] = {named("c1"), named("c2")};
         storage.elementsByType[2] = {named("d1")};
         storage.elementsByType[3] = {named("v1"), named("v2")};
@@ -73,11 +73,11 @@ TEST_F(Document, HasASectionForEachResourceAndTheLastElementOfTheHost) {
               R"("StorageControllers":[{"Name":"c1"},{"Name":"c2"}],)"
               R"("StorageEnclosures":[{"Name":"e1"}],)"
               R"("Volumes":[{"Name":"v1"},{"Name":"v2"}]}})");
-    EXPECT_THAT(fibre.asked, ElementsAre("all"));
-    EXPECT_THAT(hostFacts.asked, ElementsAre("all"));
-    EXPECT_THAT(storage.asked, ElementsAre("type 1", "type 2", "type 3", "type 4"));
-    EXPECT_THAT(ethernet.asked, ElementsAre("all"));
-    EXPECT_THAT(reserved.asked, IsEmpty());  // nobody can enable those
+    EXPECT_THAT(fibre.reads, ElementsAre("all"));
+    EXPECT_THAT(hostFacts.reads, ElementsAre("all"));
+    EXPECT_THAT(storage.reads, ElementsAre("type 1", "type 2", "type 3", "type 4"));
+    EXPECT_THAT(ethernet.reads, ElementsAre("all"));
+    EXPECT_THAT(reserved.reads, IsEmpty());  // those cannot be enabled
 }
 
 TEST_F(Document, ASectionWithoutElementsHasNoKey) {
@@ -93,7 +93,7 @@ TEST_F(Document, ASectionWithoutElementsHasNoKey) {
     EXPECT_EQ(aggregator.getInventoryDocument(), "");
 }
 
-TEST_F(Document, NothingOfTheOneBeforeIsLeft) {
+TEST_F(Document, NothingOfThePreviousOneRemains) {
     logEverything(host);
     aggregator.getInventoryDocument();
     fibre.elements = {named("f3")};
@@ -103,13 +103,13 @@ TEST_F(Document, NothingOfTheOneBeforeIsLeft) {
               R"({"HostDataCollection":{"FibreChannelDevices":[{"Name":"f3"}],"Oem":{"Name":"last"}}})");
 }
 
-TEST_F(Document, ADisabledResourceAddsNothingAndIsNotAsked) {
+TEST_F(Document, ADisabledResourceAddsNothingAndIsNotRead) {
     logEverything(host, R"("EnableResources": ["StorageControllers"])");
     storage.elementsByType = {{2, {named("d1")}}};
     EXPECT_EQ(aggregator.getInventoryDocument(), R"({"HostDataCollection":{"Drives":[{"Name":"d1"}]}})");
-    EXPECT_THAT(fibre.asked, IsEmpty());
-    EXPECT_THAT(hostFacts.asked, IsEmpty());
-    EXPECT_THAT(ethernet.asked, IsEmpty());
+    EXPECT_THAT(fibre.reads, IsEmpty());
+    EXPECT_THAT(hostFacts.reads, IsEmpty());
+    EXPECT_THAT(ethernet.reads, IsEmpty());
     runUntilThePushIsOver();
     EXPECT_THAT(storage.readinessPasses, ElementsAre(0));
     EXPECT_THAT(fibre.readinessPasses, IsEmpty());
@@ -117,7 +117,7 @@ TEST_F(Document, ADisabledResourceAddsNothingAndIsNotAsked) {
     EXPECT_THAT(ethernet.readinessPasses, IsEmpty());
 }
 
-TEST_F(Document, TheLogTellsWhoGaveAPreviousInventory) {
+TEST_F(Document, TheLogShowsWhichManagerReturnedAPreviousInventory) {
     logEverything(host, R"("EnableResources": ["FibreChannelDevices", "EthernetDevices"])");
     ethernet.isPrevious = 1;
     aggregator.getInventoryDocument();
@@ -145,7 +145,7 @@ TEST_F(Document, TheFirstPushWaitsUntilAllAreReadyInOnePass) {
     EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Thread signaled"), 4);
 }
 
-TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatThereIs) {
+TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatIsReady) {
     logEverything(host);
     storage.readyFromPass = 1000;
     storage.elementsByType.clear();
@@ -156,11 +156,11 @@ TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatThereIs) {
     EXPECT_THAT(ipmi.remoteCommandPayloads()[0], testing::HasSubstr(R"("Oem":{"Name":"last"})"));
 }
 
-// A manager with two inventories, both of which hold the number of the build. A build ends after each
-// question.
-class BuildsBetweenQuestions final : public SampleManager {
+// A manager with two inventories, both of which hold the number of the build. Each read is followed by a
+// build.
+class BuildsBetweenReads final : public SampleManager {
 public:
-    BuildsBetweenQuestions() : SampleManager(traits) { cacheBuild(); }
+    BuildsBetweenReads() : SampleManager(traits) { cacheBuild(); }
 
     void createJsonStringUsingJsonCpp() override {
         setInventories({{Json::Value(builds)}, {Json::Value(builds)}});
@@ -169,7 +169,7 @@ public:
         return thenBuild(SampleManager::getInventoryJsonObject2(type, out));
     }
     std::unique_ptr<vokInventoryReader> openReader() override {
-        return std::make_unique<AskingReader>(*this, SampleManager::openReader());
+        return std::make_unique<BuildingReader>(*this, SampleManager::openReader());
     }
 
 private:
@@ -179,9 +179,9 @@ private:
         return two;
     }();
 
-    class AskingReader final : public vokInventoryReader {
+    class BuildingReader final : public vokInventoryReader {
     public:
-        AskingReader(BuildsBetweenQuestions& manager, std::unique_ptr<vokInventoryReader> reader)
+        BuildingReader(BuildsBetweenReads& manager, std::unique_ptr<vokInventoryReader> reader)
             : manager_(manager), reader_(std::move(reader)) {}
         bool getInventoryJsonObject(std::vector<Json::Value>& out) override {
             return manager_.thenBuild(reader_->getInventoryJsonObject(out));
@@ -191,7 +191,7 @@ private:
         }
 
     private:
-        BuildsBetweenQuestions& manager_;
+        BuildsBetweenReads& manager_;
         std::unique_ptr<vokInventoryReader> reader_;
     };
 
@@ -202,9 +202,9 @@ private:
     }
 };
 
-TEST_F(Document, TheSectionsOfAManagerAreOfOneBuildThoughOthersEndBetweenTheQuestions) {
+TEST_F(Document, TheSectionsOfAManagerAreOfOneBuildAlthoughOthersEndBetweenTheReads) {
     logEverything(host, R"("EnableResources": ["StorageControllers"])");
-    BuildsBetweenQuestions manager;
+    BuildsBetweenReads manager;
     standInFor(2, &manager);
     EXPECT_EQ(aggregator.getInventoryDocument(),
               R"({"HostDataCollection":{"Drives":[1],"StorageControllers":[1]}})");

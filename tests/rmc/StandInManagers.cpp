@@ -5,13 +5,13 @@
 #include "core/inventory/vokResources.h"
 
 bool StandInManager::getInventoryJsonObject(std::vector<Json::Value>& out) {
-    asked.emplace_back("all");
+    reads.emplace_back("all");
     out = elements;
     return isPrevious != 0;
 }
 
 int StandInManager::getInventoryJsonObject2(int type, std::vector<Json::Value>& out) {
-    asked.push_back("type " + std::to_string(type));
+    reads.push_back("type " + std::to_string(type));
     out = elementsByType[type];
     return isPrevious;
 }
@@ -29,7 +29,7 @@ bool isStandIn[resourceIds];
 vokResource::Manager originals[resourceIds];
 vokResource rows[resourceIds];
 
-// What a row asks: the manager that stands in for the resource, or the agent's own.
+// The manager function of a row: returns the stand-in for the resource, or the agent's own manager.
 template <int id>
 vokResourceManager* managerOf() {
     if (isStandIn[id]) return standIns[id];
@@ -40,7 +40,7 @@ constexpr vokResource::Manager managers[resourceIds] = {managerOf<0>, managerOf<
                                                         managerOf<3>, managerOf<4>, managerOf<5>,
                                                         managerOf<6>, managerOf<7>};
 
-// Binds the agent's own rows with the managers above in them.
+// Binds the agent's own rows with these managers.
 void bindOnce() {
     static const bool bound = [] {
         std::size_t count = 0;

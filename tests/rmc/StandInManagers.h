@@ -1,4 +1,4 @@
-// Managers of the test's own in the place of those that the library has or lacks.
+// Managers that a test supplies for any resource, whether the library has a manager for it or not.
 #pragma once
 
 #include <json/value.h>
@@ -8,14 +8,14 @@
 
 #include "core/inventory/vokResourceManager.h"
 
-// Answers with what the test sets, and notes what it was asked for.
+// Returns what the test sets, and records what was read.
 class StandInManager final : public vokResourceManager {
 public:
     std::vector<Json::Value> elements;                       // of getInventoryJsonObject
     std::map<int, std::vector<Json::Value>> elementsByType;  // of getInventoryJsonObject2
     int isPrevious = 0;                                      // what both return
     int readyFromPass = 0;
-    std::vector<std::string> asked;
+    std::vector<std::string> reads;
     std::vector<int> readinessPasses;
 
     void cacheBuild() override {}
@@ -28,5 +28,5 @@ public:
     bool isInventoryReady(int iteration) override;
 };
 
-// From here on the factory gives `manager` for `id`, which may also be null or an id without a manager.
+// Makes the factory return `manager`, which may be null, for `id`.
 void standInFor(int id, vokResourceManager* manager);

@@ -1,5 +1,5 @@
-// The aggregator's and the door-bell's thread as they run: woken, stopped at every point, not created, not
-// joined. Their timed waits end by a signal alone, so a signal that is missing lets the test run out of time.
+// The threads of the aggregator and the door-bell: woken, stopped at every point, failing to be created or
+// joined. Their timed waits end only by a signal, so a missing signal makes the test time out.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <algorithm>
@@ -40,11 +40,11 @@ protected:
         service.startvokIPMIDBService();
         started = true;
     }
-    // A thread may run before the one that created it knows of it.
+    // A thread may run before the call that creates it has returned.
     void awaitStarted() {
         while (!started) std::this_thread::yield();
     }
-    // The first `count` waits are over at once, all later ones stand.
+    // The first `count` waits time out at once, all later ones last until a signal.
     void letWaitsPass(int count) {
         clock.timedWaitsHold = count == 0;
         clock.onTimedWait = [this, left = count](const timespec&) mutable {
@@ -52,7 +52,7 @@ protected:
             return false;
         };
     }
-    // The thread stands in its wait number `count`, or is about to: its mutex is not free before it does.
+    // Returns when the thread is in its wait number `count` or enters it, with its mutex held until then.
     void awaitWait(std::size_t count) {
         awaitTrue([this, count] { return clock.waitedSeconds().size() >= count; });
     }
@@ -63,17 +63,17 @@ protected:
         }
     }
     std::size_t pushes() { return ipmi.remoteCommandPayloads().size(); }
-    // Holds the device's answer to the first `command` back until `call` has run on another thread as far
-    // as it can get without that answer.
-    void duringTheFirst(unsigned char command, const std::function<void()>& call, const std::string& said) {
+    // Delays the device's answer to the first `command` until `call`, which runs on another thread, has
+    // logged `line`.
+    void duringTheFirst(unsigned char command, const std::function<void()>& call, const std::string& line) {
         const auto answer = ipmi.onRequest;
-        ipmi.onRequest = [this, command, call, said, answer,
+        ipmi.onRequest = [this, command, call, line, answer,
                           done = false](const FakeIpmiRequest& request) mutable {
             if (request.command == command && !done) {
                 done = true;
                 awaitStarted();
                 other = std::thread(call);
-                while (!hasLogged(host, said)) std::this_thread::yield();
+                while (!hasLogged(host, line)) std::this_thread::yield();
             }
             return answer(request);
         };
@@ -98,7 +98,7 @@ TEST_F(Threads, AStopInAReadinessPauseEndsTheAggregatorWithoutAPush) {
     EXPECT_EQ(pushes(), 0U);
     EXPECT_FALSE(aggregator.isInventorySent());
     EXPECT_TRUE(manager.readinessPasses.empty());
-    EXPECT_TRUE(manager.asked.empty());
+    EXPECT_TRUE(manager.reads.empty());
 }
 
 TEST_F(Threads, AStopBeforeTheFirstReadinessPauseIsNotMissed) {
@@ -114,7 +114,7 @@ TEST_F(Threads, AStopBetweenTwoPushesEndsTheAggregatorWithoutAnother) {
     awaitWait(2);
     aggregator.stopvokJsonAggregator();
     EXPECT_EQ(pushes(), 1U);
-    EXPECT_EQ(manager.asked.size(), 1U);
+    EXPECT_EQ(manager.reads.size(), 1U);
 }
 
 TEST_F(Threads, AStopDuringAPushLetsItFinishAndThenEnds) {
@@ -122,7 +122,7 @@ TEST_F(Threads, AStopDuringAPushLetsItFinishAndThenEnds) {
     duringTheFirst(
         0x80,
         [this] {
-            aggregator.sendInventory(true);  // still open at the stop, and then served no more
+            aggregator.sendInventory(true);  // pending at the stop, and not served any more
             aggregator.stopvokJsonAggregator();
         },
         "DEBUG JSON_AGGR: Signaled for stop.");
@@ -206,7 +206,7 @@ TEST_F(Threads, AStopDuringAPollLetsItFinish) {
     EXPECT_EQ(ipmi.openDescriptors(), 0);
 }
 
-TEST_F(Threads, ADoorBellDuringAPushIsPolledBehindItAndServedAtOnce) {
+TEST_F(Threads, ADoorBellDuringAPushIsPolledAfterItAndServedAtOnce) {
     letWaitsPass(1);
     manager.elements[0]["Name"] = std::string(30000, 'x');
     std::vector<unsigned> order;

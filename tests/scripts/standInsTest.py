@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the scripts in a copy of the project, with stand-ins for the programs that install, build and test.
 
-The stand-ins lie in front of the search path. Each notes its call in one file, so that a test can check what was run
-and in which order. Pauses are noted and not slept.
+The stand-ins come first in the search path. Each records its calls in one file, so that a test can check what was run
+and in which order. Pauses are recorded and not slept.
 """
 import os
 import pathlib
@@ -20,7 +20,7 @@ FOREIGN = ["g++-multilib", "libjsoncpp-dev:i386"]
 LIBRARIES = ["libc6", "libgcc-s1", "libstdc++6", "libjsoncpp25"]
 
 # The files of a stand-in machine are named by what they hold: "installed", "foreign" (architectures), "unavailable"
-# (packages), "update" and "install" (how the commands behave), "index" (there is one).
+# (packages), "update" and "install" (how the commands behave), "index" (one exists).
 STAND_INS = {
     "apt-get": r"""
 words=() packages=()
@@ -106,7 +106,7 @@ class Result:
 
 
 class ScriptTest(unittest.TestCase):
-    """A root's machine on which nothing is installed, where all that is wanted can be had from the index at hand."""
+    """A root user's machine on which nothing is installed and the present index offers every package."""
 
     def setUp(self):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="vok-scripts."))
@@ -141,7 +141,7 @@ class ScriptTest(unittest.TestCase):
         return self.lines("calls")
 
     def pauses(self):
-        """Those between tries; a wait for another program's end takes many short ones."""
+        """The pauses between tries, without the many short ones of a wait for the end of a program."""
         return [float(pause) for pause in self.lines("pauses") if float(pause) >= 1]
 
     def run_script(self, name, *arguments):
@@ -165,20 +165,20 @@ UPDATING = ["apt-get update"]
 
 
 class Setup(ScriptTest):
-    def test_asks_no_server_when_nothing_is_missing(self):
+    def test_contacts_no_server_when_nothing_is_missing(self):
         self.set(installed=NATIVE + FOREIGN)
         result = self.run_script("setup")
         self.assertEqual((result.status, result.out, result.err), (0, "", ""))
         self.assertEqual(self.calls(), [])
 
-    def test_installs_from_the_index_at_hand_before_it_fetches_one(self):
+    def test_installs_from_the_present_index_before_it_fetches_one(self):
         self.set(update=["broken"])
         result = self.run_script("setup")
         self.assertEqual(result.status, 0, result.err)
         self.assertEqual(self.calls(), installing(NATIVE) + installing(FOREIGN))
         self.assertEqual(self.pauses(), [])
 
-    def test_fetches_an_index_where_there_is_none_and_bears_that_it_fails_in_part(self):
+    def test_fetches_a_missing_index_and_tolerates_a_failure_in_part(self):
         (self.machine / "index").unlink()
         self.set(update=["broken"])
         result = self.run_script("setup")
@@ -187,7 +187,7 @@ class Setup(ScriptTest):
         self.assertEqual(self.pauses(), [])
         self.assertEqual(result.err, "")
 
-    def test_installs_only_what_is_lacking(self):
+    def test_installs_only_what_is_missing(self):
         self.set(installed=[package for package in NATIVE + FOREIGN if package not in ("mold", "libjsoncpp-dev:i386")])
         self.assertEqual(self.run_script("setup").status, 0)
         self.assertEqual(self.calls(), installing(["mold"]) + installing(["libjsoncpp-dev:i386"]))
@@ -202,7 +202,7 @@ class Setup(ScriptTest):
         self.assertEqual(self.run_script("setup", "--native").status, 0)
         self.assertEqual(self.calls(), installing(NATIVE))
 
-    def test_installs_all_but_the_32_bit_half_when_that_cannot_be_had(self):
+    def test_installs_all_but_the_32_bit_half_when_that_is_unavailable(self):
         self.set(unavailable=["libjsoncpp-dev:i386"], update=["broken"])
         result = self.run_script("setup")
         self.assertEqual(result.status, 3)
@@ -216,7 +216,7 @@ class Setup(ScriptTest):
         self.assertIn("apt-get install --no-install-recommends g++-multilib libjsoncpp-dev:i386\n", result.err)
         self.assertIn("--native", result.err.split("\n")[-2])
 
-    def test_says_why_when_nothing_can_be_had(self):
+    def test_says_why_when_nothing_is_available(self):
         self.set(unavailable=NATIVE + FOREIGN)
         result = self.run_script("setup")
         self.assertEqual(result.status, 1)
@@ -249,7 +249,7 @@ class Setup(ScriptTest):
                       "   libc6 : Breaks: libc6:i386 (!= 2.36-9+deb12u7)\n"
                       "  E: Unable to correct problems, you have held broken packages.\n", result.err)
 
-    def test_ends_an_index_that_hangs_and_goes_on(self):
+    def test_ends_a_fetch_that_hangs_and_continues(self):
         (self.machine / "index").unlink()
         self.set(update=["hang"])
         result = self.run_script("setup", "--native")
@@ -259,7 +259,7 @@ class Setup(ScriptTest):
         self.assertLess(sum(float(pause) for pause in self.lines("pauses")), 60)
         self.assertIn("  E: ended by scripts/setup, as nothing had arrived for 20 s\n", result.err)
 
-    def test_does_not_ask_a_third_time_when_the_mirror_hangs(self):
+    def test_does_not_try_a_third_time_when_the_mirror_hangs(self):
         self.set(update=["hang"], install=["hang"])
         result = self.run_script("setup", "--native")
         self.assertEqual(result.status, 1)
@@ -274,7 +274,7 @@ class Setup(ScriptTest):
         self.assertEqual(result.err, f"setup: run as root, or install: {' '.join(NATIVE + FOREIGN)}\n")
         self.assertEqual(self.calls(), [])
 
-    def test_without_root_the_32_bit_half_alone_is_told_apart(self):
+    def test_without_root_a_missing_32_bit_half_has_its_own_status(self):
         self.set(uid=["1000"], installed=NATIVE)
         result = self.run_script("setup")
         self.assertEqual(result.status, 3)
@@ -308,14 +308,14 @@ class Test(ScriptTest):
         self.assertEqual(result.status, 8)
         self.assertEqual(result.out.split("\n")[-2], self.last_line)
 
-    def test_native_alone_is_not_a_half(self):
+    def test_native_alone_does_not_count_as_a_half(self):
         self.set(installed=NATIVE, unavailable=FOREIGN)
         result = self.run_script("test", "--native")
         self.assertEqual(result.status, 0, result.err)
         self.assertNotIn("not run", result.out)
         self.assertEqual(self.calls(), ["cmake --preset native", "cmake --build build/native", "ctest in native"])
 
-    def test_builds_nothing_when_nothing_can_be_had(self):
+    def test_builds_nothing_when_nothing_can_be_installed(self):
         self.set(unavailable=NATIVE)
         result = self.run_script("test")
         self.assertEqual(result.status, 1)
@@ -368,7 +368,7 @@ class Demo(ScriptTest):
         self.assertEqual([line for line in said if "32-bit" in line], [self.one_line])
         self.assertEqual([line for line in said if "E: " in line or "could not install" in line], [])
 
-    def test_without_anything_says_why_and_builds_nothing(self):
+    def test_without_any_package_says_why_and_builds_nothing(self):
         self.set(unavailable=NATIVE)
         result = self.run_script("demo")
         self.assertEqual(result.status, 1)
@@ -384,7 +384,7 @@ class Demo(ScriptTest):
 
 
 class Arguments(ScriptTest):
-    """They are looked at before anything is installed, built or run."""
+    """They are checked before anything is installed, built or run."""
 
     def scripts(self):
         found = sorted(path.name for path in (PROJECT / "scripts").iterdir() if path.is_file() and os.access(path, os.X_OK))
@@ -415,7 +415,7 @@ class Arguments(ScriptTest):
             self.expect_refusal(script, "--nonsense")
             self.expect_refusal(script, "nonsense")
 
-    def test_each_argument_is_looked_at(self):
+    def test_each_argument_is_checked(self):
         self.expect_refusal("bench", "--benchmark_filter=x", "more")
         self.expect_refusal("fuzz", "0")
         self.expect_refusal("fuzz", "--i386", "10", "smbiosFuzz", "noSuchFuzz")
@@ -426,7 +426,7 @@ class Arguments(ScriptTest):
         self.expect_refusal("house_rules.py", "src", "tests")
         self.expect_refusal("nic_products.py", "a.csv", "b.cpp", "c")
 
-    def test_the_demo_refuses_what_does_not_go_together(self):
+    def test_the_demo_refuses_arguments_that_conflict(self):
         for arguments, reason in ((("--live", "--speed", "3"), "--live excludes --host and --speed"),
                                   (("--live", "--host", "large"), "--live excludes --host and --speed"),
                                   (("--ipmi",), "--ipmi requires --live"),

@@ -1,4 +1,4 @@
-// A controller that is not there, goes away, answers late, never, or with a refusal.
+// A controller that is missing, disappears, or answers late, never or with a refusal.
 #include <csignal>
 
 #include "system/SimulatedSystem.h"
@@ -8,7 +8,7 @@ namespace {
 
 class TroubledController : public SimulatedSystem {
 protected:
-    // From the first push on, whatever becomes of it, a ring must bring a whole inventory again.
+    // Whatever the outcome of the first push, a ring must bring a complete inventory.
     void expectRecovery(int alreadyThere) {
         controllerControl({"answer", "normal"});
         controllerControl({"ring"});
@@ -45,7 +45,7 @@ TEST_P(EachRefusal, EndsThePushAtOnceIsLoggedAndTheNextPushIsWhole) {
     startAgent();
     ASSERT_TRUE(waitForLog("JSON_AGGR: An Error occurred in delivering inventory string to RMC!"));
     EXPECT_EQ(occurrences(agentLog(), GetParam().message), 1) << agentLog();
-    EXPECT_EQ(controllerCount("requests") - controllerCount("polls"), 3) << "no chunk behind the refused one";
+    EXPECT_EQ(controllerCount("requests") - controllerCount("polls"), 3) << "no chunk after the refused one";
     EXPECT_EQ(controllerCount("inventories"), 0);
     expectRecovery(0);
     EXPECT_EQ(controllerCount("violations"), 0);
@@ -56,7 +56,7 @@ INSTANTIATE_TEST_SUITE_P(Table, EachRefusal, testing::ValuesIn(refusals),
 
 class EachStatusThatIsNoRefusal : public TroubledController, public testing::WithParamInterface<int> {};
 
-TEST_P(EachStatusThatIsNoRefusal, CountsAsAChunkTakenInTheMiddleAndAtTheEnd) {
+TEST_P(EachStatusThatIsNoRefusal, CountsAsAnAcceptedChunkInTheMiddleAndAtTheEnd) {
     startAll();
     const std::string status = std::to_string(GetParam());
     controllerControl({"answer", "status", status, "--of", "inventory", "--count", "0"});
@@ -68,7 +68,7 @@ TEST_P(EachStatusThatIsNoRefusal, CountsAsAChunkTakenInTheMiddleAndAtTheEnd) {
 
 INSTANTIATE_TEST_SUITE_P(Table, EachStatusThatIsNoRefusal, testing::Values(0, 1, 2));
 
-TEST_F(TroubledController, ACompletionCodeOtherThanZeroStillCountsAsTaken) {
+TEST_F(TroubledController, ACompletionCodeOtherThanZeroStillCountsAsAccepted) {
     startAll();
     controllerControl({"answer", "completion", "0xC0", "--of", "inventory", "--count", "0"});
     startAgent();
@@ -77,7 +77,7 @@ TEST_F(TroubledController, ACompletionCodeOtherThanZeroStillCountsAsTaken) {
     EXPECT_EQ(stopAgent(), 0);
 }
 
-TEST_F(TroubledController, AControllerThatComesLaterGetsTheInventoryWhenItRings) {
+TEST_F(TroubledController, AControllerThatStartsLaterGetsTheInventoryWhenItRings) {
     startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "0.05"});
     startAgent();
     // Without a controller the driver answers each chunk by itself, with nothing but a completion code.
@@ -99,7 +99,7 @@ TEST_F(TroubledController, AControllerThatDiesInTheMiddleOfAPushAndComesBackGets
     expectRecovery(0);
 }
 
-TEST_F(TroubledController, AControllerThatNeverAnswersHoldsNothingButThePush) {
+TEST_F(TroubledController, AControllerThatNeverAnswersDelaysNothingButThePush) {
     startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "0.05"});
     startController();
     controllerControl({"answer", "never", "--of", "inventory", "--count", "0"});
@@ -109,7 +109,7 @@ TEST_F(TroubledController, AControllerThatNeverAnswersHoldsNothingButThePush) {
     expectRecovery(0);
 }
 
-TEST_F(TroubledController, ASlowControllerGetsEveryByteAllTheSame) {
+TEST_F(TroubledController, ASlowControllerStillReceivesEveryByte) {
     startAll();
     controllerControl({"answer", "late", "30", "--of", "inventory", "--count", "0"});
     startAgent();

@@ -1,4 +1,4 @@
-// A process that dies on purpose, and what it leaves.
+// A simulated crash, and what it leaves on the host.
 #include <sys/stat.h>
 #include <csignal>
 
@@ -8,15 +8,15 @@ namespace CrashTest {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool crashesAreOurs = false;  // a sanitizer reports a store through a null pointer in its own way
+constexpr bool crashesAreTraced = false;  // a sanitizer reports a store through a null pointer in its own way
 #else
-constexpr bool crashesAreOurs = true;
+constexpr bool crashesAreTraced = true;
 #endif
 
 class Crash : public SimulatedSystem {
 protected:
     void SetUp() override {
-        if (!crashesAreOurs) GTEST_SKIP();
+        if (!crashesAreTraced) GTEST_SKIP();
     }
     Ran crash(const char* number, const char* capture) {
         Json::Value settings = usualSettings();
@@ -51,7 +51,7 @@ TEST_F(Crash, ASegmentationFaultEndsTheProcessWithItsSignalAndATrace) {
     EXPECT_GT(startupRecord().at("current_start"), 0);
 }
 
-TEST_F(Crash, AnExceptionThatNothingCatchesEndsTheProcessAsAnAbortAndTheTraceSaysWhatItWas) {
+TEST_F(Crash, AnUncaughtExceptionAbortsTheProcessAndTheTraceNamesIt) {
     const Ran ran = crash("6", "true");
     EXPECT_EQ(ran.status, 128 + SIGABRT);
     const std::string trace = onlyTrace();
@@ -61,7 +61,7 @@ TEST_F(Crash, AnExceptionThatNothingCatchesEndsTheProcessAsAnAbortAndTheTraceSay
     EXPECT_GT(startupRecord().at("current_start"), 0);
 }
 
-TEST_F(Crash, WithoutTheSettingThereIsNoTraceAndTheSameEnd) {
+TEST_F(Crash, WithoutTheSettingThereIsNoTraceAndTheSameExitStatus) {
     EXPECT_EQ(crash("11", "false").status, 128 + SIGSEGV);
     EXPECT_TRUE(traces().empty());
     EXPECT_GT(startupRecord().at("current_start"), 0);
@@ -77,7 +77,7 @@ TEST_F(Crash, ASignalFromOutsideIsTracedToo) {
     EXPECT_EQ(onlyTrace().find("vokd 3.3.2.1 ended by SIGABRT\n"), 0u) << onlyTrace();
 }
 
-TEST_F(Crash, ATraceIsForItsOwnerAlone) {
+TEST_F(Crash, ATraceIsAccessibleToItsOwnerOnly) {
     crash("11", "true");
     ASSERT_EQ(traces().size(), 1u);
     struct stat status {};

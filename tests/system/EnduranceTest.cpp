@@ -1,4 +1,4 @@
-// A long life: nothing grows.
+// A long run: nothing grows.
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -17,7 +17,7 @@ constexpr bool memoryIsOurOwn = true;
 
 class Endurance : public SimulatedSystem {
 protected:
-    // How many entries a directory of the agent's under /proc has: "fd", "task".
+    // The number of entries in a directory of the agent under /proc: "fd", "task".
     long entries(const std::string& what) const {
         const std::filesystem::directory_iterator listing("/proc/" + std::to_string(agent.process()) + "/" +
                                                           what);
@@ -32,7 +32,7 @@ protected:
     }
 };
 
-TEST_F(Endurance, AHundredPushesPollsAndBuildsLeaveNoDescriptorNoThreadAndNoMemoryBehind) {
+TEST_F(Endurance, AHundredPushesPollsAndBuildsLeakNoDescriptorThreadOrMemory) {
     Json::Value settings = usualSettings();
     settings["PushInventoryFrequencyInMinutes"] = "1";
     startAll(settings, 600);
@@ -42,7 +42,7 @@ TEST_F(Endurance, AHundredPushesPollsAndBuildsLeaveNoDescriptorNoThreadAndNoMemo
     const long threads = entries("task");
     const long resident = residentKiB();
     ASSERT_EQ(waitFor("inventory", 120), 0);
-    // A push, a poll or a command of a build may be going on at any one look.
+    // A push, a poll or a command of a build may be in progress at any moment.
     EXPECT_TRUE(waitUntil([&] { return entries("task") <= threads; }));
     EXPECT_LE(entries("fd"), 16);
     if (memoryIsOurOwn) {
@@ -52,7 +52,7 @@ TEST_F(Endurance, AHundredPushesPollsAndBuildsLeaveNoDescriptorNoThreadAndNoMemo
     EXPECT_EQ(controllerCount("violations"), 0);
 }
 
-TEST_F(Endurance, TheAgentIsSmall) {
+TEST_F(Endurance, TheAgentUsesLittleMemory) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);

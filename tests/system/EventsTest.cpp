@@ -1,5 +1,5 @@
 // Events on their way to the controller: test and injected events of the client through the real daemon, and
-// many at once beside inventories and door-bell polls.
+// many at once during inventories and door-bell polls.
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -28,7 +28,7 @@ protected:
         directory.writeFile(file, text);
         return runClient({"inject", directory.path() + "/" + file});
     }
-    bool controllerTellsInOrder(const std::string& first, const std::string& second) const {
+    bool controllerPrintedInOrder(const std::string& first, const std::string& second) const {
         const std::string account = controllerProgram.output();
         const auto at = account.find(first);
         return at != std::string::npos && account.find(second) != std::string::npos &&
@@ -46,7 +46,7 @@ protected:
 
 // --- the client and the daemon ---
 
-TEST_F(Events, ATestEventTellsTheControllerWhichResourcesAreEnabledAndWhichRun) {
+TEST_F(Events, ATestEventListsTheEnabledAndTheOperationalResources) {
     Json::Value settings = usualSettings();
     settings["EnableResources"][0] = "All";
     startAll(settings);
@@ -87,7 +87,7 @@ TEST_F(Events, AnInjectedEventArrivesOnOneLineWithTheClientAsItsSource) {
     expectNothingBrokenOrLost();
 }
 
-TEST_F(Events, TheClientLearnsThatTheControllerRefusedAnInjectedEventAndNotATestEvent) {
+TEST_F(Events, TheClientReportsTheRefusalOfAnInjectedEventAndNotOfATestEvent) {
     startAll();
     startAgentAndWaitForItsPush();
     controllerControl({"answer", "status", "5", "--of", "event", "--count", "2"});
@@ -128,21 +128,21 @@ TEST_F(Events, AClockSetBackDuringARunHidesTheNextBoot) {
     EXPECT_EQ(stopAgent(), 0);
 }
 
-// --- beside an inventory ---
+// --- during an inventory ---
 
-TEST_F(Events, AnInjectedEventDuringThePushOfAnInventoryComesAfterItWhole) {
+TEST_F(Events, AnInjectedEventDuringAPushArrivesAfterTheWholeInventory) {
     startAll();
     controllerControl({"answer", "late", "1000", "--at-chunk", "4", "--of", "inventory"});
     startAgent();
     ASSERT_EQ(waitFor("request", 4), 0);
     EXPECT_EQ(controllerCount("inventories"), 0);
     EXPECT_EQ(inject(R"({"ID":538,"PhysicalLocation":"0123456789ABCDEF0123456789ABCDEF"})").status, 0);
-    EXPECT_TRUE(controllerTellsInOrder("inventory 1:", "event 1:")) << controllerProgram.output();
+    EXPECT_TRUE(controllerPrintedInOrder("inventory 1:", "event 1:")) << controllerProgram.output();
     EXPECT_EQ(stopAgent(), 0);
     expectNothingBrokenOrLost();
 }
 
-TEST_F(Events, EventsOfSeveralThreadsDuringAGreatInventoryComeAfterItWhole) {
+TEST_F(Events, EventsOfSeveralThreadsDuringALargePushArriveAfterTheWholeInventory) {
     startAll();
     vokSetHostAccess(access());
     controllerControl({"answer", "late", "1500", "--at-chunk", "100", "--of", "inventory"});
@@ -161,7 +161,7 @@ TEST_F(Events, EventsOfSeveralThreadsDuringAGreatInventoryComeAfterItWhole) {
     for (std::thread& raiser : raisers) raiser.join();
     push.join();
     EXPECT_TRUE(inventoryText(1) == document);
-    EXPECT_TRUE(controllerTellsInOrder("inventory 1:", "event 1:")) << controllerProgram.output();
+    EXPECT_TRUE(controllerPrintedInOrder("inventory 1:", "event 1:")) << controllerProgram.output();
     std::vector<int> ids = events();
     std::sort(ids.begin(), ids.end());
     EXPECT_EQ(ids, (std::vector<int>{356, 359, 360, 434, 435, 1337}));
@@ -172,7 +172,7 @@ TEST_F(Events, EventsOfSeveralThreadsDuringAGreatInventoryComeAfterItWhole) {
 
 class TwoMinutes : public Events {
 protected:
-    static constexpr int speed = 30;  // four seconds of the machine's
+    static constexpr int speed = 30;  // four seconds of real time
     static constexpr int raiserCount = 6;
 
     // Timer, door-bell and refresh at their shortest.
@@ -191,7 +191,7 @@ protected:
         return std::string(static_cast<std::size_t>((raiser * 53 + number * 37) % 400),
                            static_cast<char>('a' + raiser));
     }
-    // Each raiser's events, whole and in its own order, and no other but those of `besides`.
+    // Expects each raiser's events whole and in order, and no others except `besides`.
     void expectAllArrived(const std::vector<int>& raised, const std::vector<int>& besides) {
         std::vector<int> next(raised.size(), 0);
         std::vector<int> others;
@@ -208,7 +208,7 @@ protected:
         }
         EXPECT_EQ(next, raised);
         EXPECT_EQ(others, besides);
-        for (const int number : raised) EXPECT_GE(number, 3) << "a raiser that hardly got a word in";
+        for (const int number : raised) EXPECT_GE(number, 3) << "a raiser that sent hardly any events";
     }
 
 private:
@@ -237,7 +237,7 @@ TEST_F(TwoMinutes, OfEventsInventoriesAndPollsFromManyThreadsMixNothingAndLoseNo
                     vokEvent(538, hostLocation, "SASHBA", true, vokUtils::getTime(), "P", data, "VOK"));
             }
         });
-    // What comes once a minute by itself comes every few seconds too.
+    // Polls and pushes, which come once a minute by themselves, also come every few seconds.
     threads.emplace_back([this] {
         while (running()) {
             ipmi::IPMIUtils().checkIPMIDBRequest();

@@ -1,4 +1,4 @@
-// What arrives at the controller in the ordinary course of things.
+// The inventories that the controller receives in normal operation.
 #include <csignal>
 #include <regex>
 
@@ -13,7 +13,7 @@ std::string withoutTimeOfCollection(const std::string& document) {
     return std::regex_replace(document, std::regex(R"("[A-Z][a-z]{2} \d{1,2} \d\d:\d\d:\d\d")"), "\"TIME\"");
 }
 
-// The node that tests run on, word for word.
+// The whole document of the default host.
 constexpr char wholeDocument[] =
     R"({"HostDataCollection":{"Oem":{"CollectionInfo":{"CollectionFrequencyMin":14400,)"
     R"("CollectionType":"RemoteSupport","LastCollection":"TIME"},"HostOSInfo":{"HostName":"rack42-node07",)"
@@ -23,7 +23,7 @@ constexpr char wholeDocument[] =
     R"("OSName":"VMwareESXi","OSSoftwareSummary":{"VokSwVersion":"3.3.2.1"},"OSType":104,)"
     R"("OSVersion":"7.0.3"}}}})";
 
-TEST_F(Inventory, TheFirstOneArrivesWholeByteForByteAndNothingIsViolated) {
+TEST_F(Inventory, TheFirstOneArrivesWholeByteForByteWithoutAViolation) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
@@ -34,7 +34,7 @@ TEST_F(Inventory, TheFirstOneArrivesWholeByteForByteAndNothingIsViolated) {
     EXPECT_EQ(controllerProgram.end(SIGTERM), 0);
 }
 
-TEST_F(Inventory, TheDoorBellBringsASecondOneThatTellsWhatHasChanged) {
+TEST_F(Inventory, TheDoorBellBringsASecondOneThatShowsTheChange) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
@@ -60,7 +60,7 @@ TEST_F(Inventory, TheTimerBringsOneEachIntervalWithoutARing) {
     EXPECT_EQ(controllerCount("polls"), 0);
 }
 
-TEST_F(Inventory, WithAllResourcesDisabledNothingIsSentAndTheDoorBellStillAnswered) {
+TEST_F(Inventory, WithAllResourcesDisabledNothingIsSentAndTheDoorBellIsStillServed) {
     Json::Value settings = usualSettings();
     settings["EnableResources"][0] = "TrustedPlatformModule";
     startAll(settings);
@@ -77,7 +77,7 @@ TEST_F(Inventory, WithAllResourcesDisabledNothingIsSentAndTheDoorBellStillAnswer
     EXPECT_EQ(startupRecord().at("current_start"), 0);
 }
 
-TEST_F(Inventory, AResourceThatIsNotEnabledIsLeftAlone) {
+TEST_F(Inventory, ADisabledResourceIsLeftAlone) {
     Json::Value settings = usualSettings();
     settings["EnableResources"][0] = "HostOSInfo";
     startAll(settings);
@@ -98,7 +98,7 @@ TEST_F(Inventory, WithoutAConfigurationFileTheAgentRunsOnItsBuiltInSettings) {
     EXPECT_EQ(agentLog(), "") << "the log is the system log then";
 }
 
-TEST_F(Inventory, ANodeWithNothingInItStillTellsOfItself) {
+TEST_F(Inventory, AHostWithoutDevicesStillReportsItself) {
     directory.writeFile("settings.json", usualSettings().toStyledString());
     startHost({"--config", directory.path() + "/settings.json", "--speed", "100"}, "bare");
     startController();
@@ -110,7 +110,7 @@ TEST_F(Inventory, ANodeWithNothingInItStillTellsOfItself) {
     EXPECT_EQ(controllerCount("violations"), 0);
 }
 
-TEST_F(Inventory, AHostWithoutTheMemoryToolSaysSoOnceAndTellsTheRest) {
+TEST_F(Inventory, AHostWhoseMemoryToolFailsLogsThatOnceAndReportsTheRest) {
     startAll();
     hostControl({"command", "esxtop", "fail", "1"});
     startAgent();

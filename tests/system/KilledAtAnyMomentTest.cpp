@@ -1,5 +1,5 @@
-// SIGKILL at random moments of the agent's life: the record is whole each time, and the next start decides
-// rightly from it.
+// SIGKILL at random moments of a run: the record is complete each time, and the next start decides correctly
+// from it.
 #include <chrono>
 #include <csignal>
 #include <random>
@@ -12,14 +12,15 @@ namespace {
 
 using Events = std::vector<int>;
 
-// 200 times as fast: the story of the boot is told 100 ms after a start, the first push follows soon, and a
-// poll comes each 300 ms.
+// At this speed the boot verdict comes 100 ms after a start, the first push follows soon, and a poll comes
+// every 300 ms.
 constexpr int speed = 200;
-constexpr char storyTold[] = "HOST_RM: After sending OS boots events, we can set current_start to last_start";
+constexpr char verdictReached[] =
+    "HOST_RM: After sending OS boots events, we can set current_start to last_start";
 constexpr int killsInATest = 10;
-constexpr int longestLifeMs = 500;
+constexpr int longestRunMs = 500;
 
-void rest(int milliseconds) {
+void sleepMs(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
@@ -30,8 +31,8 @@ protected:
         return static_cast<long>(state["epoch"].asInt64() - state["uptimeSeconds"].asInt64());
     }
 
-    // What a start has to tell, by the record that it finds.
-    Events owed(const std::map<std::string, long>& record, long boot) const {
+    // The events that a start must raise, by the record that it finds.
+    Events expectedEvents(const std::map<std::string, long>& record, long boot) const {
         const long start = record.count("last_start") ? record.at("last_start") : 0;
         const long stop = record.count("last_stop") ? record.at("last_stop") : 0;
         if (start == 0 || start == stop) return {};
@@ -54,52 +55,52 @@ protected:
         return Events(all.begin() + static_cast<std::ptrdiff_t>(count), all.end());
     }
 
-    // One life that is cut short: what it told until then is the beginning of what it owed.
-    void liveAndBeKilled(int milliseconds) {
+    // A run that is killed: the events raised until then are the first of the expected ones.
+    void runAndKill(int milliseconds) {
         const bool first = !hostHas("/var/tmp/mevVOKStartup.txt");
-        const Events toTell = owed(startupRecord(), bootTime());
+        const Events expected = expectedEvents(startupRecord(), bootTime());
         const std::size_t before = events().size();
         startAgent();
-        rest(milliseconds);
+        sleepMs(milliseconds);
         agent.end(SIGKILL);
-        rest(20);  // for what is still on its way
-        const Events told = eventsSince(before);
-        ASSERT_LE(told.size(), toTell.size());
-        EXPECT_TRUE(std::equal(told.begin(), told.end(), toTell.begin()));
+        sleepMs(20);  // for events in transit
+        const Events raised = eventsSince(before);
+        ASSERT_LE(raised.size(), expected.size());
+        EXPECT_TRUE(std::equal(raised.begin(), raised.end(), expected.begin()));
         expectWhole(first);
     }
 
-    // A life that gets to its story: it tells what the record says, and writes down that it did.
-    void liveAndTell() {
-        const Events toTell = owed(startupRecord(), bootTime());
+    // A run that reaches its boot verdict: it raises the expected events and then records that it did.
+    void runToTheVerdict() {
+        const Events expected = expectedEvents(startupRecord(), bootTime());
         const std::size_t before = events().size();
-        const int stories = timesLogged(storyTold);
+        const int verdicts = timesLogged(verdictReached);
         startAgent();
-        ASSERT_TRUE(waitForLog(storyTold, stories + 1));
+        ASSERT_TRUE(waitForLog(verdictReached, verdicts + 1));
         ASSERT_TRUE(waitUntil([this] {
             const auto record = startupRecord();
             return record.at("last_start") == record.at("current_start");
         }));
-        EXPECT_EQ(eventsSince(before), toTell);
+        EXPECT_EQ(eventsSince(before), expected);
         expectWhole(false);
     }
 };
 
-TEST_P(KilledAtAnyMoment, LeavesARecordFromWhichTheNextStartDecidesRightly) {
+TEST_P(KilledAtAnyMoment, LeavesARecordFromWhichTheNextStartDecidesCorrectly) {
     const unsigned seed = std::random_device()() + GetParam();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     const auto upTo = [&random](int most) { return std::uniform_int_distribution<int>(0, most)(random); };
     startAll(usualSettings(), speed);
     for (int kill = 0; kill < killsInATest; ++kill) {
-        const int life = upTo(longestLifeMs);
-        SCOPED_TRACE("kill " + std::to_string(kill) + " after " + std::to_string(life) + " ms");
-        liveAndBeKilled(life);
+        const int duration = upTo(longestRunMs);
+        SCOPED_TRACE("kill " + std::to_string(kill) + " after " + std::to_string(duration) + " ms");
+        runAndKill(duration);
         if (upTo(1) == 1) {
             hostControl({"power-cut"});
-            rest(30);  // a host is up for some seconds before its agent starts
+            sleepMs(30);  // a host is up for some seconds before its agent starts
         }
-        liveAndTell();
+        runToTheVerdict();
         if (HasFatalFailure()) return;
         if (upTo(2) == 0) {
             agent.end(SIGKILL);

@@ -8,7 +8,7 @@
 namespace LargeInventoryTest {
 namespace {
 
-// A document of at least `size` bytes, with every length of element and some bytes beyond ASCII in it.
+// A document of at least `size` bytes, with elements of many lengths and some bytes beyond ASCII.
 std::string documentOfSize(std::size_t size) {
     std::string text = R"({"HostDataCollection":{"Drives":[)";
     for (unsigned number = 0; text.size() < size; ++number) {
@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(Bytes, LargeInventory, testing::Values(200000u, 2000000
 
 class TooLargeInventory : public SimulatedSystem {};
 
-TEST_F(TooLargeInventory, LongerThanTheControllerTakesIsRefusedWithItsSizeInTheLog) {
+TEST_F(TooLargeInventory, BeyondTheLimitOfTheControllerIsRefusedWithItsSizeInTheLog) {
     startHostAlone();
     startController({"--size-limit", "100000"});
     vokSetHostAccess(access());

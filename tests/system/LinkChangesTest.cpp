@@ -1,5 +1,5 @@
-// Ethernet adapters that lose their link, fail, come back, come and go under the real daemon, and what the
-// controller hears of it.
+// Ethernet adapters that lose their link, fail, recover, appear and disappear under the real daemon, and the
+// events that the controller receives.
 #include <csignal>
 #include <regex>
 
@@ -31,9 +31,9 @@ protected:
         words.insert(words.begin(), {"nic", adapter});
         hostControl(words);
     }
-    // Until the agent has looked at what the host is like now: one build may be under way.
-    void waitForALook() const { ASSERT_TRUE(waitForLog(built, timesLogged(built) + 2)); }
-    // What is done while nothing of the agent runs, right behind a build.
+    // Returns after a build that started after the call: another one may be in progress.
+    void waitForANewBuild() const { ASSERT_TRUE(waitForLog(built, timesLogged(built) + 2)); }
+    // Calls `act` right after a build, while the agent is suspended.
     void betweenTwoBuilds(const std::function<void()>& act) {
         ASSERT_TRUE(waitForLog(built, timesLogged(built) + 1));
         ASSERT_EQ(::kill(agent.process(), SIGSTOP), 0);
@@ -64,7 +64,7 @@ struct Node {
     const char* speed;
     const char* otherSpeed;
     const char* hostPart;  // of the event, up to its number
-    const char* behindNumber;
+    const char* afterNumber;
     const char* dataUpToSpeed;
     const char* sampleDescription;  // of the adapter in a test event
 };
@@ -113,37 +113,37 @@ constexpr Node nodes[] = {
 class OnEachPlatform : public EthernetHost, public testing::WithParamInterface<Node> {
 protected:
     static std::string event(const char* number, const char* speed, const char* info) {
-        return std::string(GetParam().hostPart) + number + GetParam().behindNumber +
+        return std::string(GetParam().hostPart) + number + GetParam().afterNumber +
                R"("VariableData":{"Data":)" + GetParam().dataUpToSpeed + speed + R"(},"EventInfo":")" + info +
                R"(","Type":"EthernetDevice"}})";
     }
 };
 
-TEST_P(OnEachPlatform, ALinkLostAndRestoredAndUnknownAndBackAreFourEventsInTheirOrder) {
+TEST_P(OnEachPlatform, ALinkLostAndRestoredAndUnknownAndRestoredAreFourEventsInTheirOrder) {
     const Node& node = GetParam();
     start(node.name);
-    waitForALook();
+    waitForANewBuild();
     EXPECT_EQ(events(), std::vector<int>()) << "before any change, ports without a link among them";
     int number = 0;
     for (const char* link : {"down", "up", "unknown", "up"}) {
         change(node.adapter, {"link", link});
         ASSERT_EQ(waitFor("event", ++number), 0) << link;
     }
-    waitForALook();
+    waitForANewBuild();
     EXPECT_EQ(eventsWithoutTheirTime(),
               (std::vector<std::string>{event("1384", "0", lost), event("1390", node.speed, ""),
                                         event("678", "0", failed), event("680", node.speed, "")}));
     expectAGracefulEndWithoutAViolation();
 }
 
-TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEventButInTheNextInventory) {
+TEST_P(OnEachPlatform, SpeedAdministrativeStatusAndAddedOrRemovedAdaptersChangeTheInventoryAndRaiseNoEvent) {
     const Node& node = GetParam();
     start(node.name);
     const std::string removed = std::string(R"("DeviceName":")") + node.adapter + "\"";
     EXPECT_NE(inventoryText(1).find(removed), std::string::npos) << inventoryText(1);
 
     change(node.adapter, {"speed", node.otherSpeed});
-    waitForALook();
+    waitForANewBuild();
     controllerControl({"ring"});
     ASSERT_EQ(waitFor("inventory", 2), 0);
     EXPECT_NE(inventoryText(2).find(std::string(node.dataUpToSpeed).substr(1) + node.otherSpeed +
@@ -152,13 +152,13 @@ TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEven
         << inventoryText(2);
 
     change(node.adapter, {"admin", "down"});
-    waitForALook();
+    waitForANewBuild();
     change(node.adapter, {"admin", "up"});
-    waitForALook();
+    waitForANewBuild();
     change(node.adapter, {"remove"});
-    waitForALook();
+    waitForANewBuild();
     change("vmnic9", {"add", "0000:99:00.0", "ixgben"});
-    waitForALook();
+    waitForANewBuild();
     controllerControl({"ring"});
     ASSERT_EQ(waitFor("inventory", 3), 0);
     EXPECT_EQ(inventoryText(3).find(removed), std::string::npos) << inventoryText(3);
@@ -174,7 +174,7 @@ TEST_P(OnEachPlatform, SpeedAndTheAdministratorAndAdaptersThatComeAndGoAreNoEven
     expectAGracefulEndWithoutAViolation();
 }
 
-TEST_P(OnEachPlatform, ATestEventTellsOfASampleAdapterAtTheLocationThatTheClientNames) {
+TEST_P(OnEachPlatform, ATestEventDescribesASampleAdapterAtTheLocationThatTheClientNames) {
     const Node& node = GetParam();
     start(node.name);
     for (const char* number : {"678", "680", "1384", "1390"})
@@ -208,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(Nodes, OnEachPlatform, testing::ValuesIn(nodes), [](con
 
 class LinkChanges : public EthernetHost {};
 
-TEST_F(LinkChanges, BeforeTheFirstPushTheyAreNotTold) {
+TEST_F(LinkChanges, BeforeTheFirstPushTheyAreNotReported) {
     Json::Value settings = ethernetSettings();
     settings["InventoryQueryIntervalInSeconds"] = "100000";
     startAll(settings);
@@ -216,13 +216,13 @@ TEST_F(LinkChanges, BeforeTheFirstPushTheyAreNotTold) {
     startAgent();
     ASSERT_TRUE(waitForLog(built));
     change("vmnic0", {"link", "down"});
-    waitForALook();
-    EXPECT_EQ(controllerCount("requests"), controllerCount("polls")) << "nothing but looks at the door-bell";
+    waitForANewBuild();
+    EXPECT_EQ(controllerCount("requests"), controllerCount("polls")) << "nothing but polls of the door-bell";
     EXPECT_EQ(events(), std::vector<int>());
     EXPECT_EQ(stopAgent(), 0);
 }
 
-TEST_F(LinkChanges, AreToldInTheOrderOfTheHostsListWhenOneBuildFindsSeveral) {
+TEST_F(LinkChanges, AreReportedInTheOrderOfTheHostsListWhenOneBuildFindsSeveral) {
     start();
     betweenTwoBuilds([this] {
         change("vmnic3", {"link", "unknown"});
@@ -238,19 +238,20 @@ TEST_F(LinkChanges, AreToldInTheOrderOfTheHostsListWhenOneBuildFindsSeveral) {
     expectAGracefulEndWithoutAViolation();
 }
 
-TEST_F(LinkChanges, ALinkThatFlapsBetweenTwoLooksGoesUnseen) {
+TEST_F(LinkChanges, ALinkThatFlapsBetweenTwoBuildsIsNotNoticed) {
     start();
     betweenTwoBuilds([this] {
         change("vmnic0", {"link", "down"});
         change("vmnic0", {"link", "up"});
     });
-    waitForALook();
+    waitForANewBuild();
     EXPECT_EQ(events(), std::vector<int>());
     expectAGracefulEndWithoutAViolation();
 }
 
-// A wake that comes a second late polls nothing, so the rare one is made up for by the next build.
-TEST_F(LinkChanges, ThePollTenSecondsBehindABuildFindsThemLongBeforeTheNextBuild) {
+// A wait that ends a second late polls nothing; then the next build reports the change, and the test tries
+// again.
+TEST_F(LinkChanges, ThePollTenSecondsAfterABuildFindsThemLongBeforeTheNextBuild) {
     constexpr char found[] = "NIC_RM: Found a status change";
     start("rack-node", ethernetSettings("100"), 20);
     int number = 0;
@@ -269,7 +270,7 @@ TEST_F(LinkChanges, ThePollTenSecondsBehindABuildFindsThemLongBeforeTheNextBuild
     expectAGracefulEndWithoutAViolation();
 }
 
-TEST_F(LinkChanges, AControllerThatTakesAnEventSlowlyHoldsNoReaderOfTheInventory) {
+TEST_F(LinkChanges, AControllerThatAcceptsAnEventSlowlyBlocksNoReaderOfTheInventory) {
     constexpr char previousCopy[] =
         "NIC_RM: Cache build is in progress. Returning previous copy of inventory.";
     Json::Value settings = ethernetSettings();

@@ -33,9 +33,9 @@ protected:
         std::istringstream(inventoryText(number)) >> document;
         return document["HostDataCollection"]["EthernetDevices"];
     }
-    static std::string firstLine(const fs::path& place) {
+    static std::string firstLine(const fs::path& path) {
         std::string line;
-        std::getline(std::ifstream(place), line);
+        std::getline(std::ifstream(path), line);
         return line;
     }
 };
@@ -72,7 +72,7 @@ TEST_F(LiveSystem, AChangeOfTheMachinesLinkBecomesAnEvent) {
     machine.interface("odd;$(id)", machine.pciFunction("0000:00:04.0", {}), {{"type", "1"}});
     startLive({"--machine", machine.root()});
     const Json::Value devices = ethernetDevices(1);
-    ASSERT_EQ(devices.size(), 2u) << "the odd one is there, and no command is made of its name";
+    ASSERT_EQ(devices.size(), 2u) << "the odd one is listed, and its name is used in no command";
     EXPECT_EQ(devices[0]["Status"]["State"].asString(), "Online");
     EXPECT_EQ(devices[0]["SpeedMbps"].asInt(), 1000);
     EXPECT_EQ(devices[0]["Oem"]["Description"].asString(), "PCI 0000:00:03.0 ");

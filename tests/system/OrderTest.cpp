@@ -15,15 +15,15 @@ protected:
         settings["DebugLogLocation"] = settings["VOKLogLocation"];  // one order of all lines
         return settings;
     }
-    // That each text stands in the log, the first time behind the one before it.
+    // Expects each text in the log, its first occurrence after that of the previous one.
     void expectInOrder(const std::vector<std::string>& texts) {
         const std::string log = agentLog();
-        std::size_t behind = 0;
+        std::size_t previous = 0;
         for (const auto& text : texts) {
             const std::size_t at = log.find(text);
             ASSERT_NE(at, std::string::npos) << text;
-            EXPECT_GE(at, behind) << text;
-            behind = at;
+            EXPECT_GE(at, previous) << text;
+            previous = at;
         }
     }
 };
@@ -47,7 +47,7 @@ TEST_F(Order, ThePlatformsTablesAreReadBeforeAnyManagerRuns) {
     EXPECT_TRUE(hostHas(pciList));
 }
 
-TEST_F(Order, AStopEndsChannelDoorBellAndPushBeforeTheManagersAndForgetsThePciListLast) {
+TEST_F(Order, AStopEndsChannelDoorBellAndPushBeforeTheManagersAndRemovesThePciListLast) {
     startAll(settings());
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);

@@ -1,4 +1,4 @@
-// Where the controller is told that things are, on a host of each platform family.
+// The physical locations that the controller receives, on a host of each platform family.
 #include <sstream>
 
 #include "system/SimulatedSystem.h"
@@ -39,27 +39,27 @@ protected:
 
 class PlacesInEvents : public Places {
 protected:
-    // A host whose Ethernet adapters alone are looked after, and its controller.
+    // A host with Ethernet as its only enabled resource, and its controller.
     void startEthernetHost(const std::string& name) {
         Json::Value settings = usualSettings();
         settings["EnableResources"][0] = "EthernetDevices";
-        // Links are looked at in each build, and just once between two.
+        // Links are checked in each build, and just once between two.
         settings["CacheRefreshInSeconds"]["Global"] = "30";
         startHostAlone(settings, usualSpeed, {}, name);
         startController();
     }
-    // Has the agent tell of the loss of these adapters' links, in turn.
+    // Takes the links of these adapters down in turn and expects the agent's events.
     void expectPlacesOf(const std::vector<std::string>& adapterNames, const std::vector<Place>& expected) {
         startAgentAndWaitForItsPush();
         for (const auto& name : adapterNames) hostControl({"nic", name, "link", "down"});
         EXPECT_EQ(waitFor("event", static_cast<int>(expected.size())), 0);
         EXPECT_EQ(stopAgent(), 0);
-        const std::vector<Json::Value> told = eventObjects();
-        ASSERT_EQ(told.size(), expected.size());
+        const std::vector<Json::Value> sent = eventObjects();
+        ASSERT_EQ(sent.size(), expected.size());
         for (std::size_t i = 0; i < expected.size(); ++i) {
-            EXPECT_EQ(told[i]["ID"], 1384);
-            EXPECT_EQ(told[i]["PhysicalLocation"], expected[i].location);
-            const Json::Value& oem = told[i]["VariableData"]["Data"]["Oem"];
+            EXPECT_EQ(sent[i]["ID"], 1384);
+            EXPECT_EQ(sent[i]["PhysicalLocation"], expected[i].location);
+            const Json::Value& oem = sent[i]["VariableData"]["Data"]["Oem"];
             EXPECT_EQ(oem["Description"], expected[i].description);
             EXPECT_EQ(oem["PhysicalLocation"], expected[i].location);
         }
@@ -67,7 +67,7 @@ protected:
     }
 };
 
-// On-board adapters of one place differ by the PCI function, ports of one card do not.
+// On-board adapters of one location differ by the PCI function, ports of one card do not.
 TEST_F(Places, OnTheFirstPlatformAreRackUnitPartitionAndInstance) {
     startHost({}, "rack-node");
     expectPlaces({{"PCI 0000:18:00.0 r001u05p2i00", "259A001B05C20000"},
@@ -76,7 +76,7 @@ TEST_F(Places, OnTheFirstPlatformAreRackUnitPartitionAndInstance) {
                   {"PCI 0000:86:00.1 r001u05p2i06", "203A001B05C20600"}});
 }
 
-TEST_F(Places, AreKnownAlsoUnderASystemThatTellsNoVMkernelName) {
+TEST_F(Places, AreKnownAlsoOnASystemThatPrintsNoVMkernelName) {
     startHost({}, "esxi8-node");
     expectPlaces({{"PCI 0000:18:00.0 r001u06p2i00", "259A001B06C20000"},
                   {"PCI 0000:18:00.1 r001u06p2i00", "259A001B06C20001"},

@@ -1,4 +1,5 @@
-// What the agent leaves on the host is for its own user alone, whatever the umask that it was started with.
+// The files that the agent creates on the host are accessible to its own user only, whatever its umask at the
+// start.
 #include <sys/stat.h>
 #include <csignal>
 #include <filesystem>
@@ -12,7 +13,7 @@ namespace {
 class PrivateFiles : public SimulatedSystem {
 protected:
     // Everything but links and what the simulated host keeps for itself.
-    std::set<std::string> places() const {
+    std::set<std::string> paths() const {
         std::set<std::string> found;
         for (auto each = std::filesystem::recursive_directory_iterator(root());
              each != std::filesystem::recursive_directory_iterator(); ++each) {
@@ -23,22 +24,22 @@ protected:
     }
 };
 
-TEST_F(PrivateFiles, LogsRecordPipesAndWorkingFilesAreForTheirOwnerAlone) {
+TEST_F(PrivateFiles, LogsRecordPipesAndWorkingFilesAreAccessibleToTheirOwnerOnly) {
     startAll();
-    const std::set<std::string> before = places();
+    const std::set<std::string> before = paths();
     ::umask(0);
     startAgent();
     ::umask(0022);
     ASSERT_EQ(waitFor("inventory", 1), 0);
-    const std::set<std::string> after = places();
+    const std::set<std::string> after = paths();
     for (const char* made :
          {"/scratch/log/mev/vok/vok.log", "/scratch/log/mev/vok/vok-debug.log", "/var/run/mevvok",
           "/var/run/vokd.pid", "/var/tmp/mevVOKStartup.txt", "/opt/mev/vok/data/vok_hwlist.txt"})
         EXPECT_EQ(after.count(root() + made), 1u) << made;
-    for (const auto& place : after) {
+    for (const auto& path : after) {
         struct stat status {};
-        if (before.count(place) || ::lstat(place.c_str(), &status) != 0) continue;
-        EXPECT_EQ(status.st_mode & 0077, 0u) << place;
+        if (before.count(path) || ::lstat(path.c_str(), &status) != 0) continue;
+        EXPECT_EQ(status.st_mode & 0077, 0u) << path;
     }
     EXPECT_EQ(stopAgent(), 0);
 }

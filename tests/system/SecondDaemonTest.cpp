@@ -1,4 +1,4 @@
-// One vokd a host.
+// Only one vokd runs on a host.
 #include <sys/stat.h>
 #include <unistd.h>
 #include <csignal>
@@ -23,7 +23,7 @@ TEST_F(SecondDaemon, IsRefusedWithTheProcessIdOfTheFirstAndDisturbsNothing) {
     EXPECT_EQ(stopAgent(), 0);
 }
 
-TEST_F(SecondDaemon, MayStartWhenTheFirstWasKilled) {
+TEST_F(SecondDaemon, MayStartAfterTheFirstWasKilled) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
@@ -44,7 +44,7 @@ TEST_F(SecondDaemon, APlantedLinkInPlaceOfTheLockIsNotFollowed) {
     EXPECT_EQ(directory.readFile("victim"), "precious");
 }
 
-TEST_F(SecondDaemon, APlantedPipeInPlaceOfTheLockHoldsNothingUp) {
+TEST_F(SecondDaemon, APlantedPipeInPlaceOfTheLockBlocksNothing) {
     startAll();
     ASSERT_EQ(::mkfifo((root() + "/var/run/vokd.pid").c_str(), 0666), 0);
     startAgent();

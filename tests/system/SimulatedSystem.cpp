@@ -8,8 +8,8 @@
 
 namespace {
 
-std::string readAll(const std::string& place) {
-    std::ifstream stream(place, std::ios::binary);
+std::string readAll(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
     std::ostringstream content;
     content << stream.rdbuf();
     return content.str();
@@ -17,9 +17,9 @@ std::string readAll(const std::string& place) {
 
 }  // namespace
 
-bool waitUntil(const std::function<bool()>& isSo) {
+bool waitUntil(const std::function<bool()>& condition) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!isSo()) {
+    while (!condition()) {
         if (std::chrono::steady_clock::now() > limit) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -68,7 +68,7 @@ void SimulatedSystem::startAgent() {
 void SimulatedSystem::startAgentAndWaitForItsPush() {
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
-    // The gate opens behind the push.
+    // The gate opens after the push.
     ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
 }
 

@@ -6,7 +6,7 @@
 namespace StartFailureTest {
 namespace {
 
-// More than the address space has: each thread asks for a stack of this size.
+// Larger than the address space: each thread requests a stack of this size.
 constexpr const char* hugeStack = sizeof(void*) == 8 ? "--stack=140000000000000" : "--stack=4000000000";
 
 class StartFailure : public SimulatedSystem {};

@@ -1,4 +1,4 @@
-// What one start learns from the record that the last one left, told to the controller.
+// The events that a start derives from the record of the previous one.
 #include <unistd.h>
 #include <csignal>
 
@@ -11,7 +11,7 @@ class StartupRecord : public SimulatedSystem {
 protected:
     using Events = std::vector<int>;
 
-    // A start that has told its story and pushed: nothing more comes of it by itself.
+    // Starts the agent and returns after its boot verdict and its push, when nothing more happens by itself.
     void runUntilSettled() {
         const int pushes = controllerCount("inventories");
         startAgent();
@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(StartupRecord, AcrossALifeTellsEachRestartForWhatItWas) {
+TEST_F(StartupRecord, DistinguishesEachKindOfRestart) {
     startAll();
     runUntilSettled();
     EXPECT_EQ(events(), Events{}) << "the first start ever has nothing to compare with";
@@ -83,7 +83,7 @@ TEST_F(StartupRecord, FullOfRubbishCountsAsNoEarlierRun) {
     EXPECT_GT(startupRecord().at("last_start"), 0);
 }
 
-// The host has booted long after all times that stand in these records.
+// The host booted long after all times in these records.
 struct Left {
     const char* name;
     std::string content;
@@ -92,7 +92,7 @@ struct Left {
 
 class RecordLeft : public StartupRecord, public testing::WithParamInterface<Left> {};
 
-TEST_P(RecordLeft, BringsItsEventsAtTheNextStart) {
+TEST_P(RecordLeft, CausesItsEventsAtTheNextStart) {
     startAll();
     writeHostFile("/var/tmp/mevVOKStartup.txt", GetParam().content);
     startAgent();

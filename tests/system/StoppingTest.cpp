@@ -1,4 +1,4 @@
-// SIGTERM at each thing that the agent may be doing, and the other signals.
+// SIGTERM during each activity of the agent, and the other signals.
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -102,12 +102,12 @@ TEST_F(Stopping, SIGHUPAndSIGPIPEChangeNothing) {
     expectGracefulEnd(stopAgent());
 }
 
-// A signal that ended a wait for the controller would cost the push that waits.
-TEST_F(Stopping, NoThreadOfTheAgentIsEverDisturbedByASignal) {
+// A signal that interrupted a wait for the controller would lose the push that waits.
+TEST_F(Stopping, NoThreadOfTheAgentIsEverInterruptedByASignal) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
-    constexpr int held[] = {SIGTERM, SIGINT, SIGCHLD};
+    constexpr int mustBeBlocked[] = {SIGTERM, SIGINT, SIGCHLD};
     const std::string tasks = "/proc/" + std::to_string(agent.process()) + "/task";
     // A thread that is about to run a command lets SIGCHLD through for a moment.
     EXPECT_TRUE(waitUntil([&] {
@@ -120,7 +120,7 @@ TEST_F(Stopping, NoThreadOfTheAgentIsEverDisturbedByASignal) {
             }
             status >> word;
             const unsigned long long blocked = std::stoull(word, nullptr, 16);
-            for (const int signal : held)
+            for (const int signal : mustBeBlocked)
                 if ((blocked >> (signal - 1) & 1) == 0) return false;
             ++threads;
         }
@@ -129,7 +129,7 @@ TEST_F(Stopping, NoThreadOfTheAgentIsEverDisturbedByASignal) {
     expectGracefulEnd(stopAgent());
 }
 
-TEST_F(Stopping, TwoSignalsWithinThreeSecondsAreOneWish) {
+TEST_F(Stopping, TwoSignalsWithinThreeSecondsCountAsOne) {
     startAll();
     controllerControl({"answer", "late", "700", "--at-chunk", "4", "--of", "inventory"});
     startAgent();
@@ -140,7 +140,7 @@ TEST_F(Stopping, TwoSignalsWithinThreeSecondsAreOneWish) {
     expectGracefulEnd(stopAgent());
 }
 
-TEST_F(Stopping, ASignalLaterThanThatEndsAStopThatHangsAtOnceAndWithoutTheRecord) {
+TEST_F(Stopping, ALaterSignalEndsAHangingStopAtOnceAndWithoutTheRecord) {
     startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "100"});
     startController();
     controllerControl({"answer", "never", "--at-chunk", "4", "--of", "inventory"});

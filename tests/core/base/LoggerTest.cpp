@@ -45,7 +45,7 @@ protected:
     void makeLinkDirectory() { host.root.writeFile("/opt/mev/vok/log/keep", ""); }
     std::string agentLog() { return startOf("/scratch/log/vok.log"); }
     std::string debugLog() { return startOf("/scratch/log/debug.log"); }
-    // The first MiB: a log that was grown to the limit is nothing to compare or to print.
+    // The first MiB: a log grown to the size limit is too large to compare or print.
     std::string startOf(const std::string& path) {
         std::ifstream file(host.root.path() + path);
         std::string text(1 << 20, '\0');
@@ -97,7 +97,7 @@ void PrintTo(const LevelCase& each, std::ostream* out) {
 
 class LevelTest : public LoggerTest, public testing::WithParamInterface<LevelCase> {};
 
-TEST_P(LevelTest, LetsThroughWhatItShould) {
+TEST_P(LevelTest, WritesTheSeveritiesThatItIncludes) {
     configure(GetParam().level, false);
     Logger* const logger = Logger::getInstance();
     EXPECT_EQ(logger->getLoglevel(), GetParam().value);
@@ -118,7 +118,7 @@ struct LineNumberCase {
     const char* written;
 };
 
-TEST_F(LoggerTest, ALineNumberHasThreeDigitsAtLeastAndFourAtMost) {
+TEST_F(LoggerTest, ALineNumberHasThreeOrFourDigits) {
     configure("Info", false, "syslog", "syslog");
     for (const LineNumberCase& each :
          {LineNumberCase{0, "000"}, LineNumberCase{7, "007"}, LineNumberCase{99, "099"},
@@ -134,19 +134,19 @@ INSTANTIATE_TEST_SUITE_P(Levels, LevelTest,
                                          LevelCase{"Info", 2, "ewi"}, LevelCase{"debug", 3, "ew"},
                                          LevelCase{"", 3, "ew"}));
 
-TEST_F(LoggerTest, AlwaysPassesWhateverTheLevel) {
+TEST_F(LoggerTest, AnAlwaysLineIsWrittenAtAnyLevel) {
     configure("Error", false);
     Logger::getInstance()->always("x", "C", 1);
     EXPECT_THAT(agentLog(), EndsWith("[INFO] 001 C: x\n"));
 }
 
-TEST_F(LoggerTest, DebugPassesWhateverTheLevelSays) {
+TEST_F(LoggerTest, ADebugLineIsWrittenAtAnyLevel) {
     configure("Error", true);
     Logger::getInstance()->debug("d", "D", 1);
     EXPECT_THAT(debugLog(), EndsWith("[DEBUG] 001 D: d\n"));
 }
 
-TEST_F(LoggerTest, TheLevelCanBeReplaced) {
+TEST_F(LoggerTest, TheLevelCanBeChanged) {
     configure("Error", false);
     Logger::getInstance()->updateLogLevel(Logging::INFO);
     Logger::getInstance()->info("i", "M", 1);
@@ -170,7 +170,7 @@ TEST_F(LoggerTest, SyslogInAnyCaseSelectsTheSystemLog) {
     EXPECT_FALSE(host.root.exists("scratch"));
 }
 
-TEST_F(LoggerTest, TheTargetCanBeTurnedOffAndBackToTheFile) {
+TEST_F(LoggerTest, LoggingCanBeDisabledAndSwitchedBackToTheFile) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
     logger->disableLog();
@@ -180,7 +180,7 @@ TEST_F(LoggerTest, TheTargetCanBeTurnedOffAndBackToTheFile) {
     EXPECT_THAT(agentLog(), AllOf(testing::Not(HasSubstr("one")), HasSubstr("two")));
 }
 
-TEST_F(LoggerTest, TheTargetCanBeTurnedToTheSystemLog) {
+TEST_F(LoggerTest, LoggingCanBeSwitchedToTheSystemLog) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
     systemLog.clear();
@@ -191,7 +191,7 @@ TEST_F(LoggerTest, TheTargetCanBeTurnedToTheSystemLog) {
     EXPECT_EQ(systemLog.lines()[0].second, "[INFO]   001 M: i");
 }
 
-TEST_F(LoggerTest, ACharacterDeviceMayStandInTheLogsPlace) {
+TEST_F(LoggerTest, TheLogMayBeACharacterDevice) {
     configure("Info", false);
     makeLinkDirectory();
     host.root.writeFile("/scratch/log/keep", "");
@@ -200,14 +200,14 @@ TEST_F(LoggerTest, ACharacterDeviceMayStandInTheLogsPlace) {
     EXPECT_TRUE(systemLog.lines().empty());
 }
 
-TEST_F(LoggerTest, WithoutDebugLoggingTheDirectoryIsMadeAndTheFileIsNot) {
+TEST_F(LoggerTest, WithoutDebugLoggingTheDirectoryIsCreatedAndTheFileIsNot) {
     configure("Info", false, "syslog", "/elsewhere/log/debug.log");
     Logger::getInstance()->debug("d", "D", 1);
     EXPECT_TRUE(host.root.exists("/elsewhere/log"));
     EXPECT_FALSE(host.root.exists("/elsewhere/log/debug.log"));
 }
 
-TEST_F(LoggerTest, MakesTheDirectoriesForRootAlone) {
+TEST_F(LoggerTest, CreatesItsDirectoriesForTheirOwnerOnly) {
     configure("Info", false);
     Logger::getInstance();
     struct stat status {};
@@ -217,7 +217,7 @@ TEST_F(LoggerTest, MakesTheDirectoriesForRootAlone) {
     EXPECT_EQ(status.st_mode & 0077, 0U);
 }
 
-TEST_F(LoggerTest, AppendsToWhatIsThere) {
+TEST_F(LoggerTest, AppendsToAnExistingLog) {
     configure("Info", false);
     host.root.writeFile("/scratch/log/vok.log", "before\n");
     Logger::getInstance()->info("i", "M", 1);
@@ -235,7 +235,7 @@ TEST_F(LoggerTest, LinksTheLogsAndTheBackupDirectory) {
     EXPECT_EQ(linkTarget("backup_log"), host.root.path() + "/scratch/log/mev/vok/backup_log");
 }
 
-TEST_F(LoggerTest, WithoutALinkDirectoryItSaysSo) {
+TEST_F(LoggerTest, AMissingLinkDirectoryIsReported) {
     configure("Info", false);
     Logger::getInstance();
     const std::string log = host.root.path() + "/scratch/log/vok.log";
@@ -245,7 +245,7 @@ TEST_F(LoggerTest, WithoutALinkDirectoryItSaysSo) {
     EXPECT_EQ(systemLog.lines()[0].second, "symlink(" + log + ", " + link + ") completed with errno [2]");
 }
 
-TEST_F(LoggerTest, AFileInTheLinkDirectorysPlaceIsToldOnceForEachLink) {
+TEST_F(LoggerTest, AFileInsteadOfTheLinkDirectoryIsReportedOnceForEachLink) {
     configure("Info", false);
     host.root.writeFile("/opt/mev/vok/log", "a file");
     Logger::getInstance();
@@ -264,7 +264,7 @@ TEST_F(LoggerTest, ALogInTheLinkDirectoryGetsNoLinkToItself) {
     EXPECT_THAT(host.root.readFile("/opt/mev/vok/log/vok.log"), EndsWith("i\n"));
 }
 
-TEST_F(LoggerTest, ALinkThatCanNotBeRemovedIsTold) {
+TEST_F(LoggerTest, ALinkThatCannotBeRemovedIsReported) {
     configure("Info", false);
     host.root.writeFile("/opt/mev/vok/log/vok.log/inside", "");
     Logger::getInstance();
@@ -273,7 +273,7 @@ TEST_F(LoggerTest, ALinkThatCanNotBeRemovedIsTold) {
               "remove(" + host.root.path() + "/opt/mev/vok/log/vok.log) completed with errno [39]");
 }
 
-// What a process that ends wrote to the system log is gone with it, so this one writes to standard error.
+// The recorded lines are lost when a process exits, so this system log prints them to standard error.
 class PrintedSystemLog : public FakeSystemLog {
 public:
     void write(int priority, const std::string& text) override {
@@ -281,38 +281,38 @@ public:
     }
 };
 
-std::string literally(const std::string& text) {
+std::string asExpression(const std::string& text) {
     std::string expression;
     for (const char c : text)
         expression += std::strchr(".[]()", c) ? std::string("[") + c + "]" : std::string(1, c);
     return expression;
 }
 
-class UnmadeDirectoryTest : public LoggerTest {
+class UncreatableDirectoryTest : public LoggerTest {
 protected:
-    // A file stands where a directory of the logs should be made.
-    void standInTheWay(const std::string& agent, const std::string& debug) {
-        unmade.add<PrintedSystemLog>();
-        unmade.root.writeFile("/scratch", "a file");
-        unmade.root.writeFile(
+    // Puts a file where a log directory would be created.
+    void blockDirectories(const std::string& agent, const std::string& debug) {
+        blocked.add<PrintedSystemLog>();
+        blocked.root.writeFile("/scratch", "a file");
+        blocked.root.writeFile(
             "/etc/config/mev/vok/vok.conf",
             R"({"VOKLogLocation": ")" + agent + R"(", "DebugLogLocation": ")" + debug + R"("})");
     }
-    FakeHost unmade;  // in the place of the other
+    FakeHost blocked;  // replaces `host`
 };
 
-TEST_F(UnmadeDirectoryTest, OfTheAgentLogEndsTheProcess) {
-    standInTheWay("/scratch/log/vok.log", "/scratch/log/debug.log");
+TEST_F(UncreatableDirectoryTest, OfTheAgentLogEndsTheProcess) {
+    blockDirectories("/scratch/log/vok.log", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
-                literally("<3>Failed to create directory path for VOK log file [" + unmade.root.path() +
-                          "/scratch/log/vok.log]: 20 - Not a directory"));
+                asExpression("<3>Failed to create directory path for VOK log file [" + blocked.root.path() +
+                             "/scratch/log/vok.log]: 20 - Not a directory"));
 }
 
-TEST_F(UnmadeDirectoryTest, OfTheDebugLogEndsTheProcess) {
-    standInTheWay("syslog", "/scratch/log/debug.log");
+TEST_F(UncreatableDirectoryTest, OfTheDebugLogEndsTheProcess) {
+    blockDirectories("syslog", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(245),
-                literally("<3>Failed to create directory path for VOK debug log file [" + unmade.root.path() +
-                          "/scratch/log/debug.log]: 20 - Not a directory"));
+                asExpression("<3>Failed to create directory path for VOK debug log file [" +
+                             blocked.root.path() + "/scratch/log/debug.log]: 20 - Not a directory"));
 }
 
 TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
@@ -321,7 +321,7 @@ TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
     EXPECT_EQ(host.root.readFile("/syslog.d/vok.log"), "Nov 5 08:38:22 [INFO]   001 M: i\n");
 }
 
-TEST_F(LoggerTest, ADiskThatWasFullForAWhileDoesNotSilenceTheLog) {
+TEST_F(LoggerTest, ADiskThatWasFullTemporarilyDoesNotSilenceTheLog) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
     rlimit limit{};
@@ -331,19 +331,19 @@ TEST_F(LoggerTest, ADiskThatWasFullForAWhileDoesNotSilenceTheLog) {
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
     for (int i = 0; i < 1000; ++i) logger->info(std::string(100, 'x'), "M", 1);
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    logger->info("first behind it", "M", 2);
-    EXPECT_THAT(agentLog(), EndsWith("[INFO]   002 M: first behind it\n"));
+    logger->info("first after it", "M", 2);
+    EXPECT_THAT(agentLog(), EndsWith("[INFO]   002 M: first after it\n"));
 }
 
-TEST_F(LoggerTest, AnOldDebugLogIsLinkedAlsoWithoutDebugLogging) {
+TEST_F(LoggerTest, AnOldDebugLogIsLinkedEvenWithoutDebugLogging) {
     configure("Info", false);
     makeLinkDirectory();
-    host.root.writeFile("/scratch/log/debug.log", "of yesterday\n");
+    host.root.writeFile("/scratch/log/debug.log", "from yesterday\n");
     Logger::getInstance();
     EXPECT_EQ(linkTarget("debug.log"), host.root.path() + "/scratch/log/debug.log");
 }
 
-TEST_F(LoggerTest, ALogThatCanNotBeOpenedIsToldAndTheAgentGoesOn) {
+TEST_F(LoggerTest, ALogThatCannotBeOpenedIsReportedAndTheAgentContinues) {
     configure("Info", true);
     makeLinkDirectory();
     host.root.writeFile("/scratch/log/vok.log/inside", "");
@@ -357,7 +357,7 @@ TEST_F(LoggerTest, ALogThatCanNotBeOpenedIsToldAndTheAgentGoesOn) {
                                                "/scratch/log/debug.log]: 21 - Is a directory");
 }
 
-TEST_F(LoggerTest, APipeInTheLogsPlaceDoesNotHoldTheAgent) {
+TEST_F(LoggerTest, APipeInsteadOfTheLogDoesNotBlockTheAgent) {
     configure("Info", false);
     host.root.writeFile("/scratch/log/other", "");
     ASSERT_EQ(::mkfifo((host.root.path() + "/scratch/log/vok.log").c_str(), 0600), 0);
@@ -366,7 +366,7 @@ TEST_F(LoggerTest, APipeInTheLogsPlaceDoesNotHoldTheAgent) {
     EXPECT_THAT(systemLog.lines()[0].second, StartsWith("Error opening VOK log file ["));
 }
 
-TEST_F(LoggerTest, LinesOfManyThreadsStayWhole) {
+TEST_F(LoggerTest, LinesOfManyThreadsAreNotMixed) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
     std::vector<std::thread> threads;
@@ -391,7 +391,7 @@ TEST_F(LoggerTest, AMessageIsCutAt4095Bytes) {
     EXPECT_THAT(agentLog(), EndsWith(" M: " + std::string(4095, 'x') + "\n"));
 }
 
-TEST_F(LoggerTest, AMessageThatWillNotPassIsNotFormatted) {
+TEST_F(LoggerTest, AMessageBelowTheLevelIsNotFormatted) {
     configure("Warning", false);
     int formatted = 0;
     const auto count = [&] { return ++formatted; };
@@ -413,7 +413,7 @@ protected:
     static constexpr char backup[] = "/scratch/log/mev/vok/backup_log/vok.log_2025_11_05_08_38_22";
 };
 
-TEST_F(LogLimitTest, ALogOfTheGreatestSizeIsLeftAlone) {
+TEST_F(LogLimitTest, ALogOfTheMaximumSizeIsLeftAlone) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
     grow("/scratch/log/vok.log", 499999999);
@@ -421,7 +421,7 @@ TEST_F(LogLimitTest, ALogOfTheGreatestSizeIsLeftAlone) {
     EXPECT_FALSE(host.root.exists(backup));
 }
 
-TEST_F(LogLimitTest, ALogBeyondTheGreatestSizeIsBackedUpByteForByteAndStartedAnew) {
+TEST_F(LogLimitTest, ALogBeyondTheMaximumSizeIsBackedUpByteForByteAndStartedAgain) {
     configure("Info", false);
     makeLinkDirectory();
     Logger* const logger = Logger::getInstance();
@@ -438,8 +438,6 @@ TEST_F(LogLimitTest, ALogBeyondTheGreatestSizeIsBackedUpByteForByteAndStartedAne
     EXPECT_EQ(linkTarget("backup_log"), host.root.path() + "/scratch/log/mev/vok/backup_log");
     ASSERT_EQ(::stat((host.root.path() + "/scratch/log/mev/vok/backup_log").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0700U);
-    ASSERT_EQ(::stat((host.root.path() + "/scratch/log/mev/vok/backup_log").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0700U);
     std::ifstream copy(host.root.path() + backup);
     std::string line;
     std::getline(copy, line);
@@ -449,10 +447,10 @@ TEST_F(LogLimitTest, ALogBeyondTheGreatestSizeIsBackedUpByteForByteAndStartedAne
     EXPECT_EQ(line, "Nov 5 08:38:22 [INFO]   002 M: last");
 }
 
-TEST_F(LogLimitTest, ABackupThatCanNotBeWrittenLeavesTheLog) {
+TEST_F(LogLimitTest, ABackupThatCannotBeWrittenLeavesTheLogInPlace) {
     configure("Info", false);
     Logger* const logger = Logger::getInstance();
-    host.root.writeFile("/scratch/log/mev/vok/backup_log", "a file in the directory's place");
+    host.root.writeFile("/scratch/log/mev/vok/backup_log", "a file instead of the directory");
     grow("/scratch/log/vok.log", 500000001);
     logger->isFileExceeded("/scratch/log/vok.log");
     logger->info("still written", "M", 1);
@@ -462,7 +460,7 @@ TEST_F(LogLimitTest, ABackupThatCanNotBeWrittenLeavesTheLog) {
     EXPECT_THAT(systemLog.lines().back().second, HasSubstr("Failed to back up the log file"));
 }
 
-TEST_F(LogLimitTest, TheDebugLogIsBackedUpUnderWhatStandsBehindItsLastSlashOfEitherKind) {
+TEST_F(LogLimitTest, TheDebugLogIsBackedUpUnderItsNameAfterTheLastSlashOrBackslash) {
     configure("Info", true, "/scratch/log/vok.log", "/scratch/log\\\\debug.log");
     Logger* const logger = Logger::getInstance();
     logger->info("agent", "M", 1);
@@ -475,10 +473,10 @@ TEST_F(LogLimitTest, TheDebugLogIsBackedUpUnderWhatStandsBehindItsLastSlashOfEit
     EXPECT_TRUE(host.root.exists("/scratch/log/mev/vok/backup_log/debug.log_2025_11_05_08_38_22"));
 }
 
-TEST_F(LogLimitTest, WhenBothLogsAreOneFileBothGoOnInTheNewOne) {
+TEST_F(LogLimitTest, WhenBothLogsAreOneFileBothContinueInTheNewOne) {
     configure("Info", true, "/scratch/log/vok.log", "/scratch/log/vok.log");
     Logger* const logger = Logger::getInstance();
-    // One byte more than may stand.
+    // One byte above the maximum.
     grow("/scratch/log/vok.log", 500000000);
     logger->isFileExceeded("/scratch/log/vok.log");
     logger->debug("d", "M", 1);
@@ -486,7 +484,7 @@ TEST_F(LogLimitTest, WhenBothLogsAreOneFileBothGoOnInTheNewOne) {
     EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [DEBUG] 001 M: d\nNov 5 08:38:22 [INFO]   002 M: i\n");
 }
 
-TEST_F(LogLimitTest, AFileThatIsNotThereIsNotExceeded) {
+TEST_F(LogLimitTest, AMissingFileIsNotExceeded) {
     configure("Info", false);
     Logger::getInstance()->isFileExceeded("/no/such/file");
     EXPECT_FALSE(host.root.exists("/scratch/log/mev"));

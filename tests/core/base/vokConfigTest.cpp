@@ -19,12 +19,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr char place[] = "/etc/config/mev/vok/vok.conf";
+constexpr char configFile[] = "/etc/config/mev/vok/vok.conf";
 
 class ConfigTest : public testing::Test {
 protected:
-    void write(const std::string& text) { host.root.writeFile(place, text); }
-    // A file with a second setting beside the one of the test, since one alone counts as no file.
+    void write(const std::string& text) { host.root.writeFile(configFile, text); }
+    // A file with a second member next to the one under test, since a file with a single member is ignored.
     vokConfig& with(const std::string& member) {
         write("{" + member + ", \"Comment\": 1}");
         return *vokConfig::getInstance();
@@ -33,7 +33,7 @@ protected:
     FakeSystemLog& systemLog = host.part<FakeSystemLog>();
 };
 
-void expectDefaultsOfNoFile(vokConfig& config) {
+void expectBuiltInSettings(vokConfig& config) {
     EXPECT_TRUE(config.isDefaultSettingsApplied());
     EXPECT_FALSE(config.getDebugLogSettings());
     for (const char* module : {"FibreChannelDevices", "HostOSInfo", "StorageControllers", "EthernetDevices",
@@ -57,8 +57,8 @@ void expectDefaultsOfNoFile(vokConfig& config) {
     EXPECT_EQ(config.getTestEventSettings(), "test");
 }
 
-TEST_F(ConfigTest, WithoutAFileEverythingHasTheDefaultsOfNoFile) {
-    expectDefaultsOfNoFile(*vokConfig::getInstance());
+TEST_F(ConfigTest, WithoutAFileTheBuiltInSettingsApply) {
+    expectBuiltInSettings(*vokConfig::getInstance());
 }
 
 struct UnusableFile {
@@ -72,9 +72,9 @@ std::string nested(std::size_t depth) {
 
 class UnusableFileTest : public ConfigTest, public testing::WithParamInterface<UnusableFile> {};
 
-TEST_P(UnusableFileTest, GivesTheDefaultsOfNoFile) {
+TEST_P(UnusableFileTest, YieldsTheBuiltInSettings) {
     write(GetParam().text);
-    expectDefaultsOfNoFile(*vokConfig::getInstance());
+    expectBuiltInSettings(*vokConfig::getInstance());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -90,27 +90,27 @@ INSTANTIATE_TEST_SUITE_P(
                     UnusableFile{"aSlashAlone", "{\"A\": 1e400, \"B\": 1 / 2\n}"},
                     UnusableFile{"aNumberWithTwoExponents", R"({"A": 1e400e5, "B": 1})"},
                     UnusableFile{"aCommentWithoutAnEnd", R"({"A": 1e400, "B": 1 /* })"},
-                    UnusableFile{"aNumberThatIsNone", R"({"A": 1e400, "B": 1.2.3})"},
+                    UnusableFile{"aMalformedNumber", R"({"A": 1e400, "B": 1.2.3})"},
                     UnusableFile{"junk", std::string("\0\xff\xfe{\x80\"a", 7)}),
     [](const auto& each) { return std::string(each.param.what); });
 
-TEST_F(ConfigTest, AFileOfMoreThan16MiBIsNoFile) {
+TEST_F(ConfigTest, AFileOfMoreThan16MiBIsIgnored) {
     write(R"({"LoggingLevel": "Info", "CliMode": "inject"})" + std::string(16 * 1024 * 1024, ' '));
-    expectDefaultsOfNoFile(*vokConfig::getInstance());
+    expectBuiltInSettings(*vokConfig::getInstance());
 }
 
-TEST_F(ConfigTest, ADirectoryInItsPlaceIsNoFile) {
-    host.root.writeFile(std::string(place) + "/x", "");
-    expectDefaultsOfNoFile(*vokConfig::getInstance());
+TEST_F(ConfigTest, ADirectoryInsteadOfTheFileIsIgnored) {
+    host.root.writeFile(std::string(configFile) + "/x", "");
+    expectBuiltInSettings(*vokConfig::getInstance());
 }
 
-TEST_F(ConfigTest, APipeInItsPlaceIsNotWaitedFor) {
+TEST_F(ConfigTest, APipeInsteadOfTheFileIsIgnoredWithoutWaiting) {
     host.root.writeFile("/etc/config/mev/vok/other", "");
-    ASSERT_EQ(::mkfifo((host.root.path() + place).c_str(), 0600), 0);
-    expectDefaultsOfNoFile(*vokConfig::getInstance());
+    ASSERT_EQ(::mkfifo((host.root.path() + configFile).c_str(), 0600), 0);
+    expectBuiltInSettings(*vokConfig::getInstance());
 }
 
-TEST_F(ConfigTest, KeysThatAreNotThereHaveTheDefaultsOfAFile) {
+TEST_F(ConfigTest, MissingKeysHaveTheDefaultsOfAFile) {
     vokConfig& config = with("\"Other\": 2");
     EXPECT_FALSE(config.isDefaultSettingsApplied());
     EXPECT_EQ(config.getVOKLoggingLevel(), "Warning");
@@ -172,7 +172,7 @@ TEST_F(ConfigTest, EveryKeyIsRead) {
     EXPECT_FALSE(config.getSendTestEventSettings("inject"));
 }
 
-TEST_F(ConfigTest, NumbersAndBooleansAreTakenAsWellAsTexts) {
+TEST_F(ConfigTest, NumbersAndBooleansAreAcceptedAsWellAsTexts) {
     write(R"({"EnableDebugLog": true, "PushInventoryFrequencyInMinutes": 7, "HealthMonitorFlags": 2.9,
               "CacheRefreshInSeconds": {"HostOSInfo": 90}})");
     vokConfig& config = *vokConfig::getInstance();
@@ -200,14 +200,14 @@ TEST_P(ResourceListTest, IsKeptAs) {
 INSTANTIATE_TEST_SUITE_P(
     Lists, ResourceListTest,
     testing::Values(
-        ResourceList{"AllInFrontStandsAlone", R"(["All", "HostOSInfo"])", {"All"}},
+        ResourceList{"ALeadingAllReplacesTheRest", R"(["All", "HostOSInfo"])", {"All"}},
         ResourceList{"AllInAnyCase", R"(["aLL", "HostOSInfo"])", {"All"}},
         ResourceList{"EndsAtTheFirstEmptyText", R"(["HostOSInfo", "", "EthernetDevices"])", {"HostOSInfo"}},
         ResourceList{"EmptyMeansAll", "[]", {"All"}},
-        ResourceList{"AnEmptyTextInFrontMeansAll", R"(["", "HostOSInfo"])", {"All"}},
-        ResourceList{"AllFurtherBehindIsAnEntry", R"(["HostOSInfo", "All"])", {"HostOSInfo", "All"}},
+        ResourceList{"ALeadingEmptyTextMeansAll", R"(["", "HostOSInfo"])", {"All"}},
+        ResourceList{"ALaterAllIsAnEntry", R"(["HostOSInfo", "All"])", {"HostOSInfo", "All"}},
         ResourceList{"ABadElementEndsIt", R"(["HostOSInfo", {"a": 1}, "EthernetDevices"])", {"HostOSInfo"}},
-        ResourceList{"ABadElementInFrontMeansAll", R"([["HostOSInfo"]])", {"All"}},
+        ResourceList{"ALeadingBadElementMeansAll", R"([["HostOSInfo"]])", {"All"}},
         ResourceList{"APlainTextMeansAll", R"("HostOSInfo")", {"All"}},
         ResourceList{"AnObjectMeansAll", R"({"0": "HostOSInfo"})", {"All"}},
         ResourceList{"ANumberMeansAll", "3", {"All"}}, ResourceList{"NullMeansAll", "null", {"All"}}),
@@ -227,7 +227,7 @@ TEST_F(ConfigTest, AResourceIsEnabledByItsNameInAnyCase) {
     EXPECT_FALSE(config.isResourceEnabled(3));
 }
 
-TEST_F(ConfigTest, AllEnablesWhereverItStands) {
+TEST_F(ConfigTest, AllEnablesAtAnyPosition) {
     vokConfig& config = with(R"("EnableResources": ["HostOSInfo", "all"])");
     for (const int id : {0, 1, 2, 3}) EXPECT_TRUE(config.isResourceEnabled(id)) << id;
 }
@@ -242,7 +242,7 @@ TEST_F(ConfigTest, AnAcceptedLevelIsKeptAsWritten) {
     EXPECT_EQ(with(R"("LoggingLevel": "eRRoR")").getVOKLoggingLevel(), "eRRoR");
 }
 
-TEST_F(ConfigTest, ALevelWithMoreAroundItIsNotAccepted) {
+TEST_F(ConfigTest, ALevelWithExtraCharactersIsNotAccepted) {
     EXPECT_EQ(with(R"("LoggingLevel": "Info ")").getVOKLoggingLevel(), "Warning");
 }
 
@@ -294,7 +294,7 @@ INSTANTIATE_TEST_SUITE_P(
                     NumberCase{"1e300", 1440}, NumberCase{"true", 1440}, NumberCase{"null", 1440},
                     NumberCase{"{}", 1440}, NumberCase{"[5]", 1440}));
 
-TEST_F(ConfigTest, ANumberOfFourHundredDigitsIsABadValueOfItsKeyAlone) {
+TEST_F(ConfigTest, ANumberOfFourHundredDigitsIsABadValueOfItsKeyOnly) {
     write(R"({"HealthMonitorFlags": 7, "LoggingLevel": "Error", "PushInventoryFrequencyInMinutes": )" +
           std::string(400, '9') + "}");
     vokConfig& config = *vokConfig::getInstance();
@@ -303,7 +303,7 @@ TEST_F(ConfigTest, ANumberOfFourHundredDigitsIsABadValueOfItsKeyAlone) {
     EXPECT_EQ(config.getVOKLoggingLevel(), "Error");
 }
 
-TEST_F(ConfigTest, NumbersBeyondADoubleAreBadValuesOfTheirKeysAlone) {
+TEST_F(ConfigTest, NumbersBeyondADoubleAreBadValuesOfTheirKeysOnly) {
     write(R"({"HealthMonitorFlags": 1e400, "MicrochipEventQueueIndex": -1e999, "VOKLogLocation": "/a\\",
               "DebugLogLocation": "/1e999", "InventoryQueryIntervalInSeconds": 3})");
     vokConfig& config = *vokConfig::getInstance();
@@ -314,7 +314,7 @@ TEST_F(ConfigTest, NumbersBeyondADoubleAreBadValuesOfTheirKeysAlone) {
     EXPECT_EQ(config.getInventoryQueryInterval(), 3);
 }
 
-TEST_F(ConfigTest, ANumberBeyondADoubleIsNoTextEither) {
+TEST_F(ConfigTest, ANumberBeyondADoubleIsNotATextEither) {
     write(R"({"VOKLogLocation": 1e400, "DebugLogLocation": -1e400, "EnableResources": 1e400,
               "CacheRefreshInSeconds": {"Global": 1e400, "HostOSInfo": 5}, "LoggingLevel": 1e400})");
     std::vector<vokConfigRefusal> refusals;
@@ -340,7 +340,7 @@ TEST_F(ConfigTest, ATextThatLooksLikeABigNumberOrAnOpenBracketIsLeftAlone) {
     EXPECT_EQ(config.getMicrochipEventQueueIndex(), 0);
 }
 
-TEST_F(ConfigTest, ANumberWrittenWithAnExponentByTheParserIsABadValue) {
+TEST_F(ConfigTest, ANumberThatTheParserWritesWithAnExponentIsABadValue) {
     write(
         R"({"HealthMonitorFlags": 1e19, "MicrochipEventQueueIndex": 0.00002, "InventoryQueryIntervalInSeconds": 25e0})");
     vokConfig& config = *vokConfig::getInstance();
@@ -351,7 +351,7 @@ TEST_F(ConfigTest, ANumberWrittenWithAnExponentByTheParserIsABadValue) {
 
 class NestingTest : public ConfigTest, public testing::WithParamInterface<std::size_t> {};
 
-TEST_P(NestingTest, IsABadValueOfItsKeyAlone) {
+TEST_P(NestingTest, IsABadValueOfItsKeyOnly) {
     const std::string arrays = std::string(GetParam(), '[') + "1, 2" + std::string(GetParam(), ']');
     std::string objects = "1";
     for (std::size_t i = 0; i < std::min<std::size_t>(GetParam(), 3000); ++i)
@@ -416,25 +416,25 @@ TEST(SettingRules, ABooleanIsTrueOnlyForAKnownKey) {
 
 // --- refresh intervals ---
 
-TEST_F(ConfigTest, ABadGlobalIntervalGives3600ForAllAndTheOthersAreNotLookedAt) {
+TEST_F(ConfigTest, ABadGlobalIntervalMeans3600ForAllAndTheOthersAreIgnored) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"Global": "abc", "HostOSInfo": "45"})");
     EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 3600);
     EXPECT_EQ(config.getrefreshInterval("StorageControllers"), 3600);
 }
 
-TEST_F(ConfigTest, AGlobalIntervalIsThatOfAll) {
+TEST_F(ConfigTest, AGlobalIntervalAppliesToAll) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"Global": "120", "HostOSInfo": "45"})");
     for (const char* module : {"FibreChannelDevices", "HostOSInfo", "StorageControllers", "EthernetDevices",
                                "NVMeControllers", "GPUDevices", "InfiniBandDevices"})
         EXPECT_EQ(config.getrefreshInterval(module), 120) << module;
 }
 
-TEST_F(ConfigTest, AGlobalIntervalOfAWrongTypeGives3600) {
+TEST_F(ConfigTest, AGlobalIntervalOfAWrongTypeMeans3600) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"Global": {"a": 1}, "HostOSInfo": "45"})");
     EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 3600);
 }
 
-TEST_F(ConfigTest, AnEmptyGlobalIntervalLeavesTheOthers) {
+TEST_F(ConfigTest, AnEmptyGlobalIntervalLeavesTheOthersInEffect) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"Global": "", "HostOSInfo": "45"})");
     EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 45);
     EXPECT_EQ(config.getrefreshInterval("EthernetDevices"), 3600);
@@ -449,13 +449,13 @@ TEST_F(ConfigTest, AGlobalIntervalThatIsNullReadsAsEmptyAndZeroDoesNot) {
     EXPECT_EQ(vokConfig::examine(refusals)->getrefreshInterval("HostOSInfo"), 3600);
 }
 
-TEST_F(ConfigTest, ZeroIsNoIntervalAndThoseLeftOutHaveTheDefault) {
+TEST_F(ConfigTest, ZeroAndMissingIntervalsMeanTheDefault) {
     vokConfig& config = with(R"("CacheRefreshInSeconds": {"HostOSInfo": "0"})");
     EXPECT_EQ(config.getrefreshInterval("HostOSInfo"), 3600);
     EXPECT_EQ(config.getrefreshInterval("StorageControllers"), 3600);
 }
 
-TEST_F(ConfigTest, AModuleWithoutAnIntervalGivesZero) {
+TEST_F(ConfigTest, AModuleWithoutAnIntervalHasZero) {
     EXPECT_EQ(with(R"("CacheRefreshInSeconds": {"Global": "9"})").getrefreshInterval("TrustedPlatformModule"),
               0);
 }
@@ -477,7 +477,7 @@ INSTANTIATE_TEST_SUITE_P(Types, WrongIntervalsTest,
 struct Getter {
     const char* key;
     std::string (*value)(vokConfig&);
-    const char* otherwise;
+    const char* fallback;
 };
 
 const Getter getters[] = {
@@ -510,24 +510,24 @@ const Getter getters[] = {
     {"HealthMonitorFlags", [](vokConfig& c) { return std::to_string(c.getHealthMonitorFlags()); }, "0"},
 };
 
-TEST_F(ConfigTest, AValueOfAWrongTypeCostsItsKeyAloneItsValue) {
+TEST_F(ConfigTest, AValueOfAWrongTypeAffectsOnlyItsKey) {
     for (const auto& getter : getters) {
         for (const char* wrong : {"{}", "[]", "{\"a\": {\"b\": 1}}", "[[1], \"x\"]", "[\"Info\"]", "null"}) {
-            // The neighbour before and the one behind keep theirs.
+            // The members before and after it keep their values.
             write(std::string("{\"Aaa\": 1, \"") + getter.key + "\": " + wrong +
                   ", \"EnableResources\": [\"HostOSInfo\"]}");
             std::vector<vokConfigRefusal> refusals;
             const auto config = vokConfig::examine(refusals);
             EXPECT_FALSE(config->isDefaultSettingsApplied()) << getter.key << wrong;
-            EXPECT_EQ(getter.value(*config), getter.otherwise) << getter.key << wrong;
+            EXPECT_EQ(getter.value(*config), getter.fallback) << getter.key << wrong;
             EXPECT_THAT(config->getEnabledResources(), ElementsAre("HostOSInfo")) << getter.key << wrong;
         }
     }
 }
 
-// --- what a person is told ---
+// --- the report on refused values ---
 
-TEST_F(ConfigTest, TheExaminationTellsEachRefusalWithWhatIsUsedInstead) {
+TEST_F(ConfigTest, TheExaminationReportsEachRefusalWithTheValueUsedInstead) {
     write(R"({"LoggingLevel": "debug", "PushInventoryFrequencyInMinutes": "-5", "EnableDebugLog": "yes",
               "VOKLogLocation": ["x"], "CacheRefreshInSeconds": {"HostOSInfo": "0"}, "Unknown": 1})");
     std::vector<vokConfigRefusal> refusals;
@@ -546,7 +546,7 @@ TEST_F(ConfigTest, TheExaminationTellsEachRefusalWithWhatIsUsedInstead) {
     EXPECT_EQ(byKey["Unknown"].reason, "not a setting of this agent");
 }
 
-TEST_F(ConfigTest, TheExaminationOfAnUnusableFileIsOneRefusal) {
+TEST_F(ConfigTest, TheExaminationOfAnUnusableFileReportsOneRefusal) {
     write("{\"LoggingLevel\": ");
     std::vector<vokConfigRefusal> refusals;
     const auto config = vokConfig::examine(refusals);
@@ -556,7 +556,7 @@ TEST_F(ConfigTest, TheExaminationOfAnUnusableFileIsOneRefusal) {
     EXPECT_THAT(refusals[0].reason, HasSubstr("not JSON"));
 }
 
-TEST_F(ConfigTest, AValueThatIsTakenIsNoRefusal) {
+TEST_F(ConfigTest, AnAcceptedValueIsNotReported) {
     write(R"({"LoggingLevel": "INFO", "SimulateUnhandledException": "0", "HealthMonitorFlags": "0",
               "EnableDebugLog": "FALSE", "EnableResources": ["All"], "CacheRefreshInSeconds": {"Global": 5}})");
     std::vector<vokConfigRefusal> refusals;
@@ -571,7 +571,7 @@ TEST_F(ConfigTest, TheSingletonDoesNotLog) {
     EXPECT_FALSE(host.root.exists("log"));
 }
 
-TEST_F(ConfigTest, TheShippedFileIsTakenWhole) {
+TEST_F(ConfigTest, EveryValueOfTheShippedFileIsAccepted) {
     std::ifstream shipped(VOK_SHIPPED_CONFIG);
     const std::string text((std::istreambuf_iterator<char>(shipped)), std::istreambuf_iterator<char>());
     ASSERT_FALSE(text.empty());

@@ -1,4 +1,4 @@
-// The settings out of a text, without the file.
+// Settings read from a text instead of the file.
 #include "core/base/vokConfigText.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +32,7 @@ TEST(ConfigTextExamined, TheFileIsNotRead) {
     EXPECT_THAT(refusals, IsEmpty());
 }
 
-TEST(ConfigTextExamined, ATextThatIsNoJsonGivesTheBuiltInSettingsAndOneRefusal) {
+TEST(ConfigTextExamined, ATextThatIsNotJsonYieldsTheBuiltInSettingsAndOneRefusal) {
     const FakeHost host;
     std::vector<vokConfigRefusal> refusals;
     EXPECT_TRUE(vokConfig::examineText("{", refusals)->isDefaultSettingsApplied());
@@ -52,7 +52,7 @@ TEST(ConfigTextExamined, EachRefusedValueIsNamed) {
     EXPECT_THAT(keys, ElementsAre("CliMode", "HealthMonitorFlags"));
 }
 
-TEST(ConfigText, ANumberThatADoubleHoldsStays) {
+TEST(ConfigText, ANumberThatADoubleHoldsIsKept) {
     const std::string text = R"({"a": 1e308, "b": [-12.5E+3, 0]})";
     EXPECT_EQ(vokConfigText::withinParserLimits(text), text);
 }
@@ -62,7 +62,7 @@ TEST(ConfigText, ANumberBeyondADoubleBecomesAText) {
               R"({"a": "number out of range: -1e999", "b": "1e999" /* 1e999 */})");
 }
 
-TEST(ConfigText, WhatLiesDeeperThanAHundredLevelsGoes) {
+TEST(ConfigText, ContentBelowTheHundredthLevelIsRemoved) {
     EXPECT_EQ(vokConfigText::withinParserLimits(nested(100)), nested(100));
     EXPECT_EQ(vokConfigText::withinParserLimits(nested(101)), nested(101));
     EXPECT_EQ(vokConfigText::withinParserLimits(nested(5000)), nested(101));

@@ -24,9 +24,9 @@ constexpr Row twice[] = {{Colour::red, 1, "a"}, {Colour::green, 1, "b"}, {Colour
 constexpr Row unsorted[] = {{Colour::green, 1, "a"}, {Colour::red, 1, "b"}};
 constexpr Row single[] = {{Colour::blue, 5, "a"}};
 
-static_assert(vokFindRow(sorted, std::pair(Colour::blue, 0)) == &sorted[3], "found when compiled, too");
+static_assert(vokFindRow(sorted, std::pair(Colour::blue, 0)) == &sorted[3], "also usable at compile time");
 
-TEST(DecisionTable, KeysAscendOnlyWhenEachIsGreaterThanTheOneBeforeIt) {
+TEST(DecisionTable, KeysAscendOnlyIfEachIsGreaterThanThePreviousOne) {
     EXPECT_TRUE(vokKeysAscend(sorted));
     EXPECT_TRUE(vokKeysAscend(single));
     EXPECT_FALSE(vokKeysAscend(twice));
@@ -79,7 +79,7 @@ TEST(DecisionRules, ARuleBelowAWiderOneIsHidden) {
     EXPECT_FALSE(vokEachRuleApplies(afterEverything, cases, caseOf));
 }
 
-TEST(DecisionRules, ARuleThatSeveralAboveItCoverTogetherIsHidden) {
+TEST(DecisionRules, ARuleCoveredBySeveralAboveItTogetherIsHidden) {
     constexpr Rule hidden[] = {{Colour::red, any}, {Colour::green, any}, {Colour::blue, any}, {any, any}};
     EXPECT_FALSE(vokEachRuleApplies(hidden, cases, caseOf));
     constexpr Rule open[] = {{Colour::red, any}, {Colour::green, any}, {any, any}};

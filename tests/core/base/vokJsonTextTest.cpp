@@ -35,7 +35,7 @@ TEST(vokJsonText, IsOneLineWithSortedKeysAndNoFinalNewline) {
     EXPECT_EQ(vokJsonText(value), R"({"a":"line\nline\t\"quoted\" \\ /","b":[1,{"y":true,"z":null}]})");
 }
 
-TEST(vokJsonText, OfANullValueIsTheWord) {
+TEST(vokJsonText, OfANullValueIsTheWordNull) {
     EXPECT_EQ(vokJsonText(Json::Value()), "null");
     EXPECT_EQ(vokJsonText(Json::Value(Json::objectValue)), "{}");
     EXPECT_EQ(vokJsonText(Json::Value("")), "\"\"");
@@ -63,14 +63,14 @@ TEST(vokJsonText, EachByteThatBelongsToNoCharacterIsReplaced) {
     EXPECT_EQ(textOf("\xf5\x80\x80\x80"), R"({"k":"\ufffd\ufffd\ufffd\ufffd"})");
 }
 
-TEST(vokJsonText, ABrokenCharacterTakesNothingOfWhatFollowsIt) {
+TEST(vokJsonText, ABrokenCharacterDoesNotSwallowTheNextCharacters) {
     EXPECT_EQ(textOf("x\xc3\"y"), R"({"k":"x\ufffd\"y"})");
     EXPECT_EQ(textOf("\xe2\x82z"), R"({"k":"\ufffd\ufffdz"})");
     EXPECT_EQ(textOf("\xf0\x9f\x92\\"), R"({"k":"\ufffd\ufffd\ufffd\\"})");
     EXPECT_EQ(textOf("\xe2\xc3\xa9"), R"({"k":"\ufffd\u00e9"})");
 }
 
-TEST(vokJsonText, ABrokenCharacterAtTheEndTakesNothingOfTheDocument) {
+TEST(vokJsonText, ABrokenCharacterAtTheEndDoesNotSwallowTheEndOfTheDocument) {
     for (const char* cut : {"\xc3", "\xe2", "\xe2\x82", "\xf0", "\xf0\x9f", "\xf0\x9f\x92"}) {
         const std::string text = textOf(cut);
         EXPECT_EQ(text.substr(text.size() - 8), R"(\ufffd"})") << cut;
@@ -88,7 +88,7 @@ TEST(vokJsonText, KeysAreTreatedLikeValues) {
     EXPECT_EQ(vokJsonText(value), R"({"\u00e9\ufffd":1})");
 }
 
-TEST(vokJsonText, KeysAreSortedAsTheyAreWritten) {
+TEST(vokJsonText, KeysAreSortedByTheirWrittenForm) {
     Json::Value value;
     value["a\xff"] = 1;          // written as a\ufffd
     value["a\xf0\x90"] = 2;      // written as a\ufffd\ufffd
@@ -96,14 +96,14 @@ TEST(vokJsonText, KeysAreSortedAsTheyAreWritten) {
     EXPECT_EQ(vokJsonText(value), R"({"a\ue000":3,"a\ufffd":1,"a\ufffd\ufffd":2})");
 }
 
-TEST(vokJsonText, KeysThatBecomeTheSameAreOne) {
+TEST(vokJsonText, KeysThatBecomeEqualAreMerged) {
     Json::Value value;
     value["\xfe"] = 1;
     value["\xff"] = 2;
     EXPECT_EQ(vokJsonText(value), R"({"\ufffd":2})");
 }
 
-TEST(vokJsonText, TheRestOfADocumentWithABrokenTextStaysAsItWas) {
+TEST(vokJsonText, TheRestOfADocumentWithABrokenTextIsUnchanged) {
     Json::Value value;
     value["broken"] = "\xff";
     value["list"].append(1.5);
@@ -116,7 +116,7 @@ TEST(vokJsonText, TheRestOfADocumentWithABrokenTextStaysAsItWas) {
               R"({"broken":"\ufffd","list":[1.5,null,true,[]],"number":18446744073709551615,"object":{}})");
 }
 
-TEST(vokJsonText, EveryPairOfBytesGivesValidJsonInAscii) {
+TEST(vokJsonText, EveryPairOfBytesYieldsValidJsonInAscii) {
     for (int first = 0; first < 256; ++first) {
         Json::Value value;
         for (int second = 0; second < 256; ++second)

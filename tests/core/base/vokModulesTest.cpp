@@ -50,12 +50,12 @@ TEST(ResourceStates, EveryValueHasItsText) {
         EXPECT_STREQ(vokResourceStateMap[value], expected[value]) << value;
 }
 
-TEST(ResourceStates, TheEntriesBehindTheLastAreNull) {
+TEST(ResourceStates, TheEntriesAfterTheLastAreNull) {
     EXPECT_STREQ(vokResourceStateMap[VOK_STATE_UNCONFIGURED_BAD], "Unconfigured bad");
     for (int value = 25; value < 32; ++value) EXPECT_EQ(vokResourceStateMap[value], nullptr) << value;
 }
 
-TEST(ResourceStates, TheNamesStandForTheValues) {
+TEST(ResourceStates, TheNamesHaveTheirValues) {
     EXPECT_EQ(VOK_STATE_DIAGNOSTIC_MODE, 8);
     EXPECT_EQ(VOK_STATE_LINKDOWN, 12);
     EXPECT_EQ(VOK_STATE_ONLINE, 15);

@@ -1,4 +1,4 @@
-// A manager of plain numbers, by which the shared half of all managers is tested.
+// A manager whose records are plain numbers, for tests of the code that all managers share.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ inline constexpr vokManagerTraits otherTraits = [] {
     return traits;
 }();
 
-// Its records are plain numbers; what it is asked for goes through the functions that a test sets.
+// Its hooks call the functions that a test sets.
 class SampleManager : public vokCachedResourceManager {
 public:
     explicit SampleManager(const vokManagerTraits& traits = sampleTraits)
@@ -52,7 +52,7 @@ public:
     void createJsonStringUsingJsonCpp() override {
         setInventory(std::vector<Json::Value>(records.begin(), records.end()));
     }
-    // As a reader that does not look whether a build runs.
+    // The documents regardless of a build in progress.
     std::vector<Json::Value> currentDocuments() const { return documentsOf(*currentInventory); }
     std::vector<Json::Value> previousDocuments() const { return documentsOf(*previousInventory); }
 
@@ -79,14 +79,14 @@ public:
     int preparations = 0;
     int tearDowns = 0;
     long secondsBetweenBuilds = 60;
-    bool asksTheConfiguration = false;
+    bool usesConfiguredInterval = false;
 
     static std::atomic<bool> stopSample;
 
 protected:
     void prepare() override { ++preparations; }
     long refreshInterval() override {
-        return asksTheConfiguration ? vokCachedResourceManager::refreshInterval() : secondsBetweenBuilds;
+        return usesConfiguredInterval ? vokCachedResourceManager::refreshInterval() : secondsBetweenBuilds;
     }
     void betweenWaits(bool buildWanted) override {
         if (onBetweenWaits) onBetweenWaits(buildWanted);
@@ -114,7 +114,7 @@ class CachedResourceManager : public testing::Test {
 protected:
     CachedResourceManager() { logEverything(host); }
 
-    // Ends the loop of `manager` in the wait number `count`, counted from 1.
+    // Stops the loop of `manager` during its wait number `count`, counted from 1.
     void stopInWait(SampleManager& manager, int count) {
         clock.onTimedWait = [this, &manager, count](const timespec&) {
             if (++waits < count) return false;

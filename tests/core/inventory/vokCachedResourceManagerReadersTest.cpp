@@ -81,14 +81,14 @@ TEST_F(CachedResourceManager, ReadersAndBuildsMayRunAtTheSameTime) {
         manager.getInventoryJsonObject(inventory);
         if (inventory.empty()) continue;
         ASSERT_EQ(inventory.size(), 1u);
-        EXPECT_GE(inventory[0].asInt(), last - 1);  // the previous one at most
+        EXPECT_GE(inventory[0].asInt(), last - 1);  // at most one build older
         last = inventory[0].asInt();
         manager.isInventoryReady(0);
     } while (!done);
     builder.join();
 }
 
-TEST_F(CachedResourceManager, TheReservedReadersGiveNothing) {
+TEST_F(CachedResourceManager, TheReservedReadersReturnNothing) {
     SampleManager manager;
     manager.cacheBuild();
     std::vector<Json::Value> list(2);
@@ -103,7 +103,7 @@ TEST_F(CachedResourceManager, TheReservedReadersGiveNothing) {
 
 // --- readiness ---
 
-TEST_F(CachedResourceManager, OnlyTheLastPassAsksAColdManagerForAPush) {
+TEST_F(CachedResourceManager, OnlyTheLastPassRequestsAPushFromAColdManager) {
     for (const int pass : {0, 1, 7, 9}) {
         SampleManager manager;
         EXPECT_FALSE(manager.isInventoryReady(pass));
@@ -115,7 +115,7 @@ TEST_F(CachedResourceManager, OnlyTheLastPassAsksAColdManagerForAPush) {
     EXPECT_EQ(countLogged(host, "INFO TEST_RM: Test cache ready 0"), 5);
 }
 
-TEST_F(CachedResourceManager, TheLastPassAsksAReadyManagerForNothing) {
+TEST_F(CachedResourceManager, TheLastPassRequestsNoPushFromAReadyManager) {
     SampleManager manager;
     manager.cacheBuild();
     EXPECT_TRUE(manager.isInventoryReady(8));
@@ -123,7 +123,7 @@ TEST_F(CachedResourceManager, TheLastPassAsksAReadyManagerForNothing) {
     EXPECT_TRUE(hasLogged(host, "INFO TEST_RM: Test cache ready 1"));
 }
 
-TEST_F(CachedResourceManager, StaysReadyWhileItBuildsAnew) {
+TEST_F(CachedResourceManager, StaysReadyDuringARebuild) {
     SampleManager manager;
     manager.cacheBuild();
     manager.onGather = [&] {
@@ -133,8 +133,9 @@ TEST_F(CachedResourceManager, StaysReadyWhileItBuildsAnew) {
     manager.cacheBuild();
 }
 
-// Whoever asks in the last pass while the first build ends, either finds it ready or gets its push.
-TEST_F(CachedResourceManager, NoRequestForAPushIsLostAtTheEndOfTheFirstBuild) {
+// A caller whose last pass coincides with the end of the first build finds the inventory ready or gets its
+// push.
+TEST_F(CachedResourceManager, NoPushRequestIsLostAtTheEndOfTheFirstBuild) {
     for (int round = 0; round < 300; ++round) {
         SampleManager manager;
         const long pushesBefore = countLogged(host, "DEBUG TEST_RM: testRM requesting cache push");
@@ -148,7 +149,7 @@ TEST_F(CachedResourceManager, NoRequestForAPushIsLostAtTheEndOfTheFirstBuild) {
     }
 }
 
-TEST_F(CachedResourceManager, ABuildThatEndsWhileTheLastPassLooksIsReadyAndOwesNoPush) {
+TEST_F(CachedResourceManager, ABuildThatEndsDuringTheLastPassIsReadyAndLeavesNoPushRequest) {
     SampleManager manager;
     host.part<FakeSystemLog>().onLine = [&](const std::string&) { manager.cacheReady = true; };
     EXPECT_TRUE(manager.isInventoryReady(8));
@@ -157,14 +158,14 @@ TEST_F(CachedResourceManager, ABuildThatEndsWhileTheLastPassLooksIsReadyAndOwesN
 
 // --- the running test ---
 
-TEST_F(CachedResourceManager, RunsWithABuiltCache) {
+TEST_F(CachedResourceManager, IsRunningWithABuiltCache) {
     SampleManager manager;
     manager.cacheBuild();
     EXPECT_TRUE(manager.isRunning());
     EXPECT_THAT(clock.pauses(), IsEmpty());
 }
 
-TEST_F(CachedResourceManager, DoesNotRunAfterThreePassesWithoutRecords) {
+TEST_F(CachedResourceManager, IsNotRunningAfterThreeTriesWithoutRecords) {
     SampleManager manager;
     EXPECT_FALSE(manager.isRunning());
     EXPECT_THAT(clock.pauses(), ElementsAre(3000000u, 3000000u, 3000000u));
@@ -175,11 +176,11 @@ TEST_F(CachedResourceManager, DoesNotRunAfterThreePassesWithoutRecords) {
                     "WARNING TEST_RM: _cacheBuildInProgress = 0,TestInventory.size() =0,retryCount =3"));
 }
 
-TEST_F(CachedResourceManager, HasItsOwnPauseAndBlanksInTheRunningTest) {
+TEST_F(CachedResourceManager, TheTraitsSetThePauseAndTheBlanksOfTheRunningTest) {
     SampleManager manager(otherTraits);
     clock.onPause = [&](unsigned long microseconds) {
         EXPECT_EQ(microseconds, 5000000u);
-        EXPECT_TRUE(manager.mlock.try_lock());  // not kept from a build meanwhile
+        EXPECT_TRUE(manager.mlock.try_lock());  // a build can run meanwhile
         manager.mlock.unlock();
         manager.cacheBuild();
     };
@@ -189,7 +190,7 @@ TEST_F(CachedResourceManager, HasItsOwnPauseAndBlanksInTheRunningTest) {
         host, "WARNING OTHER_RM: _cacheBuildInProgress = 0,OtherInventory.size() = 0,retryCount = 1"));
 }
 
-TEST_F(CachedResourceManager, MayRunWithoutRecords) {
+TEST_F(CachedResourceManager, IsRunningWithoutRecordsIfItsClassAllowsIt) {
     SampleManager manager;
     manager.runsEmpty = true;
     EXPECT_TRUE(manager.isRunning());

@@ -26,7 +26,7 @@ TEST_F(CachedResourceManager, TheFirstBuildNeedsNoWaiting) {
     EXPECT_FALSE(hasLogged(host, "DEBUG TEST_RM: Attempting to refresh Cache."));
 }
 
-TEST_F(CachedResourceManager, BuildsAnewWhenTheRefreshIntervalHasPassed) {
+TEST_F(CachedResourceManager, RebuildsWhenTheRefreshIntervalHasPassed) {
     SampleManager manager;
     stopInWait(manager, 4);
     manager.startInventory();
@@ -34,7 +34,7 @@ TEST_F(CachedResourceManager, BuildsAnewWhenTheRefreshIntervalHasPassed) {
     EXPECT_THAT(clock.waitedSeconds(), ElementsAre(60, 60, 60, 60));
 }
 
-TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalBuildsNothing) {
+TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalStartsNoBuild) {
     struct Manager : SampleManager {
         long wakeInterval(long) override { return 10; }
     } manager;
@@ -49,10 +49,10 @@ TEST_F(CachedResourceManager, AWaitThatEndsBeforeTheRefreshIntervalBuildsNothing
     EXPECT_THAT(buildsAtWait, ElementsAre(1, 1, 1, 2, 2, 2, 3));
 }
 
-TEST_F(CachedResourceManager, ASignalAloneDecidesNothing) {
+TEST_F(CachedResourceManager, ASignalAloneStartsNoBuild) {
     SampleManager manager;
     clock.onTimedWait = [&](const timespec& deadline) {
-        clock.set(deadline.tv_sec);  // time enough has passed, but the wait has not timed out
+        clock.set(deadline.tv_sec);  // the interval has passed, but the wait has not timed out
         manager.stopSample = ++waits == 5;
         return true;
     };
@@ -72,21 +72,21 @@ TEST_F(CachedResourceManager, TakesItsIntervalFromTheConfiguration) {
     host.root.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"LoggingLevel": "Info", "CacheRefreshInSeconds": {"EthernetDevices": "77"}})");
     SampleManager manager;
-    manager.asksTheConfiguration = true;
+    manager.usesConfiguredInterval = true;
     stopInWait(manager, 1);
     manager.startInventory();
     EXPECT_THAT(clock.waitedSeconds(), ElementsAre(77));
 }
 
-TEST_F(CachedResourceManager, AModuleThatTheConfigurationDoesNotKnowWaitsThirtySeconds) {
+TEST_F(CachedResourceManager, AModuleUnknownToTheConfigurationWaitsThirtySeconds) {
     SampleManager manager(otherTraits);
-    manager.asksTheConfiguration = true;
+    manager.usesConfiguredInterval = true;
     stopInWait(manager, 1);
     manager.startInventory();
     EXPECT_THAT(clock.waitedSeconds(), ElementsAre(30));
 }
 
-TEST_F(CachedResourceManager, TheGreatestIntervalNeitherOverflowsNorSpins) {
+TEST_F(CachedResourceManager, TheLargestIntervalNeitherOverflowsNorSpins) {
     SampleManager manager;
     manager.secondsBetweenBuilds = INT_MAX;
     clock.onTimedWait = [&](const timespec& deadline) {
@@ -128,7 +128,7 @@ TEST_F(CachedResourceManager, ARequestWakesTheLoop) {
     EXPECT_EQ(manager.builds, 49);
 }
 
-TEST_F(CachedResourceManager, WorksBetweenItsWaitsWithNoLockHeldAndIsToldOfABuild) {
+TEST_F(CachedResourceManager, TheHookBetweenWaitsRunsWithoutLocksAndReceivesWhetherABuildIsDue) {
     SampleManager manager;
     manager.secondsBetweenBuilds = 20;
     std::vector<std::pair<int, bool>> steps;
@@ -154,7 +154,7 @@ TEST_F(CachedResourceManager, MayBuildBetweenTwoWaits) {
     EXPECT_EQ(manager.builds, 2);
 }
 
-TEST_F(CachedResourceManager, EnteredWithinThreeSecondsOfABuildReturnsAtOnce) {
+TEST_F(CachedResourceManager, ReturnsAtOnceWhenEnteredWithinThreeSecondsOfABuild) {
     SampleManager manager;
     manager.cacheBuild();
     for (const int elapsed : {0, 2, -5}) {
@@ -169,7 +169,7 @@ TEST_F(CachedResourceManager, EnteredWithinThreeSecondsOfABuildReturnsAtOnce) {
         3);
 }
 
-TEST_F(CachedResourceManager, EnteredThreeSecondsAfterABuildRuns) {
+TEST_F(CachedResourceManager, RunsWhenEnteredThreeSecondsAfterABuild) {
     SampleManager manager;
     manager.cacheBuild();
     clock.advance(3);
@@ -202,7 +202,7 @@ TEST_F(CachedResourceManager, StoppedBeforeItsStartBuildsNothing) {
     EXPECT_FALSE(manager.isInventoryReady(0));
 }
 
-TEST_F(CachedResourceManager, StoppedDuringABuildFinishesItAndWaitsNoMore) {
+TEST_F(CachedResourceManager, AStopDuringABuildLetsItFinishAndSkipsTheWait) {
     SampleManager manager;
     manager.onGather = [&] {
         manager.stopResourceManagerJob();
@@ -215,7 +215,7 @@ TEST_F(CachedResourceManager, StoppedDuringABuildFinishesItAndWaitsNoMore) {
     EXPECT_TRUE(manager.cacheReady);
 }
 
-TEST_F(CachedResourceManager, AStopThatNoWaitSeesIsNotWaitedOut) {
+TEST_F(CachedResourceManager, AStopBeforeAWaitIsNotMissed) {
     SampleManager manager;
     manager.onGather = [&] {
         manager.stopResourceManagerJob();
@@ -240,14 +240,14 @@ TEST_F(CachedResourceManager, AStopAtAnyMomentEndsTheThread) {
     }
 }
 
-TEST_F(CachedResourceManager, TellsOfTheStopAtInfoLevel) {
+TEST_F(CachedResourceManager, LogsTheStopAtInfoLevel) {
     SampleManager manager;
     manager.stopResourceManagerJob();
     EXPECT_THAT(loggedLines(host), ElementsAre("INFO TEST_RM: Resource manager stop called.",
                                                "INFO TEST_RM: Signalled for stop."));
 }
 
-TEST_F(CachedResourceManager, TellsOfTheStopAtDebugLevelWhereThatIsSo) {
+TEST_F(CachedResourceManager, LogsTheStopAtDebugLevelIfItsTraitsSaySo) {
     SampleManager manager(otherTraits);
     manager.stopResourceManagerJob();
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG OTHER_RM: Resource manager stop called.",
@@ -256,7 +256,7 @@ TEST_F(CachedResourceManager, TellsOfTheStopAtDebugLevelWhereThatIsSo) {
 
 // --- the build ---
 
-TEST_F(CachedResourceManager, ABuildHoldsItsLockAndSaysSo) {
+TEST_F(CachedResourceManager, ABuildHoldsItsLockAndIsMarkedAsInProgress) {
     SampleManager manager;
     manager.onGather = [&] {
         EXPECT_TRUE(manager._cacheBuildInProgress);
@@ -289,7 +289,7 @@ TEST_F(CachedResourceManager, TheRefreshTimeIsTheEndOfTheBuild) {
     EXPECT_EQ(manager.lastRefreshTime, 1700000100);
 }
 
-TEST_F(CachedResourceManager, ABuildStartsWithNoRecordsAndKeepsTheInventoryBefore) {
+TEST_F(CachedResourceManager, ABuildStartsWithNoRecordsAndKeepsThePreviousInventory) {
     SampleManager manager;
     manager.cacheBuild();
     manager.onGather = [&] {
@@ -333,7 +333,7 @@ TEST_F(CachedResourceManager, AnAbandonedBuildIsReadyWithoutARefreshTimeOrAPush)
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG TEST_RM: Building test cache"));
 }
 
-TEST_F(CachedResourceManager, AfterABuildNoLockIsHeld) {
+TEST_F(CachedResourceManager, TheHookAfterABuildRunsWithoutTheLockOfTheRecords) {
     SampleManager manager;
     bool called = false;
     manager.onAfterBuild = [&] {
@@ -349,7 +349,7 @@ TEST_F(CachedResourceManager, AfterABuildNoLockIsHeld) {
     EXPECT_TRUE(called);
 }
 
-TEST_F(CachedResourceManager, ABuildServesARequestForAPushOnce) {
+TEST_F(CachedResourceManager, APushRequestIsServedByOneBuild) {
     SampleManager manager;
     EXPECT_FALSE(manager.isInventoryReady(8));
     manager.cacheBuild();
@@ -359,7 +359,7 @@ TEST_F(CachedResourceManager, ABuildServesARequestForAPushOnce) {
     EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Dropping inventory send request"), 1);
 }
 
-TEST_F(CachedResourceManager, ABuildThatNobodyWaitsForAsksForNoPush) {
+TEST_F(CachedResourceManager, ABuildWithoutAPushRequestTriggersNoPush) {
     SampleManager manager(otherTraits);
     manager.cacheBuild();
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG OTHER_RM: Building other cache"));

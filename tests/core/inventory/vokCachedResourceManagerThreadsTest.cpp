@@ -1,5 +1,5 @@
-// What the shared half promises where several threads meet: one builder at a time, events against the
-// previous build, documents of one build, work without a build, and the end of a life.
+// What the shared code guarantees with several threads: one builder at a time, events relative to the
+// previous build, documents of a single build, work without a build, and teardown.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <future>
@@ -40,15 +40,15 @@ TEST_F(CachedResourceManager, ASecondBuilderWaitsForTheFirstAndThenBuildsToo) {
     };
     std::thread([&] { manager.cacheBuild(); }).join();
     other.join();
-    EXPECT_EQ(manager.builds, 2) << "what the second was called for may have come after the first had looked";
+    EXPECT_EQ(manager.builds, 2) << "the reason for the second may have arisen after the first had gathered";
     EXPECT_THAT(loggedLines(host),
                 ElementsAre("DEBUG TEST_RM: Building test cache", "DEBUG TEST_RM: Exiting CacheBuild",
                             "DEBUG TEST_RM: Building test cache", "DEBUG TEST_RM: Exiting CacheBuild"));
 }
 
-// Each build finds one record, with the build's number. Whatever threads build, each comparison finds the
-// record of the build before it.
-TEST_F(CachedResourceManager, EventsComeFromTheBuildAndTheOneBeforeItWhoeverBuilds) {
+// Each build yields one record, the build's number. Whichever thread builds, each comparison sees the record
+// of the previous build.
+TEST_F(CachedResourceManager, EventsCompareABuildWithThePreviousOneWhicheverThreadBuilds) {
     struct Manager : SampleManager {
         void afterBuild() override {
             const std::lock_guard<std::mutex> lock(mlock);
@@ -70,7 +70,7 @@ TEST_F(CachedResourceManager, EventsComeFromTheBuildAndTheOneBeforeItWhoeverBuil
             for (int build = 0; build < each; ++build) manager.cacheBuild();
         });
     for (std::thread& builder : builders) builder.join();
-    ASSERT_EQ(manager.all.size(), 4u * each - 1) << "all but the first build had one before it";
+    ASSERT_EQ(manager.all.size(), 4u * each - 1) << "every build but the first had a previous one";
     for (std::size_t i = 0; i < manager.all.size(); ++i)
         EXPECT_EQ(manager.all[i], std::pair(static_cast<int>(i) + 1, static_cast<int>(i) + 2));
 }
@@ -99,7 +99,7 @@ TEST_F(CachedResourceManager, AReaderWaitsForNeitherTheBuildNorItsEvents) {
     EXPECT_EQ(reads, 2);
 }
 
-TEST_F(CachedResourceManager, ABuildMayAskForTheNextOneAndForWork) {
+TEST_F(CachedResourceManager, ABuildMayRequestTheNextBuildAndWork) {
     SampleManager manager;
     manager.onGather = [&] {
         manager.requestRefresh();
@@ -114,7 +114,7 @@ TEST_F(CachedResourceManager, ABuildMayAskForTheNextOneAndForWork) {
 
 // --- inventories of one build ---
 
-// Its four inventories are the number of the build and the type: 11, 12, 13, 14, then 21, 22, ...
+// Each of its four inventories holds one number, made of build and type: 11, 12, 13, 14, then 21, 22, ...
 struct ManagerOfFour : SampleManager {
     static constexpr vokManagerTraits traits = [] {
         vokManagerTraits four = otherTraits;
@@ -130,7 +130,7 @@ struct ManagerOfFour : SampleManager {
     }
 };
 
-TEST_F(CachedResourceManager, OffersSeveralInventoriesByType) {
+TEST_F(CachedResourceManager, ReturnsSeveralInventoriesByType) {
     ManagerOfFour manager;
     manager.cacheBuild();
     std::vector<Json::Value> out;
@@ -143,7 +143,7 @@ TEST_F(CachedResourceManager, OffersSeveralInventoriesByType) {
     EXPECT_EQ(countLogged(host, "DEBUG OTHER_RM: returning Inventory size: 1"), 6);
 }
 
-TEST_F(CachedResourceManager, AnInventoryOfNoSuchTypeIsSaidAndLeavesTheAnswerAlone) {
+TEST_F(CachedResourceManager, AnUnknownInventoryTypeIsLoggedAndLeavesTheOutputUnchanged) {
     ManagerOfFour manager;
     manager.cacheBuild();
     for (const int type : {-1, 5, 99}) {
@@ -154,7 +154,7 @@ TEST_F(CachedResourceManager, AnInventoryOfNoSuchTypeIsSaidAndLeavesTheAnswerAlo
     }
 }
 
-TEST_F(CachedResourceManager, EachTypeIsThePreviousOneWhileABuildRuns) {
+TEST_F(CachedResourceManager, DuringABuildEachTypeReturnsThePreviousInventory) {
     ManagerOfFour manager;
     manager.cacheBuild();
     manager.onGather = [&] {
@@ -174,7 +174,7 @@ TEST_F(CachedResourceManager, EachTypeIsThePreviousOneWhileABuildRuns) {
               4);
 }
 
-TEST_F(CachedResourceManager, AReaderStaysWithItsBuildWhateverBuildsEndBetweenItsQuestions) {
+TEST_F(CachedResourceManager, AReaderKeepsToItsBuildAlthoughOthersEndBetweenItsReads) {
     ManagerOfFour manager;
     manager.cacheBuild();
     const auto reader = manager.openReader();
@@ -187,10 +187,10 @@ TEST_F(CachedResourceManager, AReaderStaysWithItsBuildWhateverBuildsEndBetweenIt
     EXPECT_FALSE(reader->getInventoryJsonObject(out));
     EXPECT_THAT(numbersOf(out), ElementsAre(11));
     manager.getInventoryJsonObject2(4, out);
-    EXPECT_THAT(numbersOf(out), ElementsAre(54)) << "who asks the manager gets the last build";
+    EXPECT_THAT(numbersOf(out), ElementsAre(54)) << "the manager itself returns the latest build";
 }
 
-TEST_F(CachedResourceManager, AReaderOpenedWhileABuildRunsStaysWithThePreviousOne) {
+TEST_F(CachedResourceManager, AReaderOpenedDuringABuildKeepsToThePreviousOne) {
     ManagerOfFour manager;
     manager.cacheBuild();
     std::unique_ptr<vokInventoryReader> reader;
@@ -231,7 +231,7 @@ TEST_F(CachedResourceManager, ReadersOfSeveralInventoriesNeverMixTwoBuilds) {
 
 // --- work without a build ---
 
-TEST_F(CachedResourceManager, WorkIsDoneOnTheLoopsThreadAndBuildsNothing) {
+TEST_F(CachedResourceManager, WorkRunsOnTheLoopsThreadAndStartsNoBuild) {
     clock.timedWaitsHold = true;
     SampleManager manager;
     std::thread::id worker;
@@ -257,7 +257,7 @@ TEST_F(CachedResourceManager, WorkIsDoneOnTheLoopsThreadAndBuildsNothing) {
     EXPECT_EQ(manager.builds, 1);
 }
 
-TEST_F(CachedResourceManager, WorkHandedOverDuringABuildOrDuringWorkIsNotWaitedFor) {
+TEST_F(CachedResourceManager, WorkRequestedDuringABuildOrDuringOtherWorkRunsBeforeTheNextWait) {
     SampleManager manager;
     std::vector<int> waitsAtCall;
     manager.onGather = [&] {
@@ -274,8 +274,8 @@ TEST_F(CachedResourceManager, WorkHandedOverDuringABuildOrDuringWorkIsNotWaitedF
     EXPECT_EQ(manager.builds, 1);
 }
 
-// However often callbacks hand over work, the wait ends when it was to end, and so the refresh comes in time.
-TEST_F(CachedResourceManager, AWaitInterruptedForWorkGoesOnToItsOwnEnd) {
+// However often callbacks request work, the wait keeps its deadline and the refresh is on time.
+TEST_F(CachedResourceManager, AWaitInterruptedForWorkKeepsItsDeadline) {
     SampleManager manager;
     const time_t start = clock.now().tv_sec;
     std::vector<time_t> deadlines;
@@ -292,7 +292,7 @@ TEST_F(CachedResourceManager, AWaitInterruptedForWorkGoesOnToItsOwnEnd) {
     EXPECT_EQ(manager.builds, 2);
 }
 
-TEST_F(CachedResourceManager, AWaitThatARefreshInterruptedStartsAnewAfterTheBuild) {
+TEST_F(CachedResourceManager, AWaitInterruptedForARefreshHasANewDeadlineAfterTheBuild) {
     SampleManager manager;
     const time_t start = clock.now().tv_sec;
     std::vector<time_t> deadlines;
@@ -309,7 +309,7 @@ TEST_F(CachedResourceManager, AWaitThatARefreshInterruptedStartsAnewAfterTheBuil
     EXPECT_EQ(manager.builds, 2);
 }
 
-TEST_F(CachedResourceManager, AStoppedManagerLeavesHandedOverWorkToItsTearDown) {
+TEST_F(CachedResourceManager, AStoppedManagerLeavesPendingWorkToItsTearDown) {
     SampleManager manager;
     bool called = false;
     manager.onBetweenWaits = [&](bool) { called = true; };
@@ -320,9 +320,9 @@ TEST_F(CachedResourceManager, AStoppedManagerLeavesHandedOverWorkToItsTearDown) 
     EXPECT_EQ(manager.tearDowns, 1);
 }
 
-// --- the end of a life ---
+// --- preparation and teardown ---
 
-TEST_F(CachedResourceManager, ALifeIsPreparedAndTornDownOnce) {
+TEST_F(CachedResourceManager, ARunIsPreparedAndTornDownOnce) {
     SampleManager manager;
     stopInWait(manager, 1);
     manager.init();
@@ -332,10 +332,10 @@ TEST_F(CachedResourceManager, ALifeIsPreparedAndTornDownOnce) {
     EXPECT_TRUE(hasLogged(host, "DEBUG TEST_RM: Entry init()"));
 }
 
-TEST_F(CachedResourceManager, ALoopThatIsNotEnteredSinceTheCacheIsFreshIsTornDownToo) {
+TEST_F(CachedResourceManager, ALoopSkippedForAFreshCacheIsTornDownToo) {
     SampleManager manager;
     manager.cacheBuild();
-    manager.records.clear();  // or init() would not come so far
+    manager.records.clear();  // otherwise init() returns earlier
     manager.init();
     EXPECT_TRUE(
         hasLogged(host, "DEBUG TEST_RM: cache was recently refreshed. skipping the current refresh cycle"));
@@ -343,7 +343,7 @@ TEST_F(CachedResourceManager, ALoopThatIsNotEnteredSinceTheCacheIsFreshIsTornDow
     EXPECT_EQ(manager.preparations, 1);
     EXPECT_EQ(manager.tearDowns, 1);
     manager.startInventory();
-    EXPECT_EQ(manager.tearDowns, 2) << "entered without init(), it is a life as well";
+    EXPECT_EQ(manager.tearDowns, 2) << "a loop entered without init() is torn down as well";
 }
 
 TEST_F(CachedResourceManager, AManagerThatHasRecordsIsTornDownWithoutALoop) {
@@ -357,21 +357,21 @@ TEST_F(CachedResourceManager, AManagerThatHasRecordsIsTornDownWithoutALoop) {
     EXPECT_EQ(manager.tearDowns, 1);
 }
 
-TEST_F(CachedResourceManager, ASecondLifeBesideTheFirstIsRefusedAndTearsNothingDown) {
+TEST_F(CachedResourceManager, ASecondInitDuringTheFirstIsRefusedAndTearsNothingDown) {
     clock.timedWaitsHold = true;
     SampleManager manager(otherTraits);
-    std::promise<void> gathering, asked;
+    std::promise<void> gathering, refused;
     manager.onGather = [&] {
         gathering.set_value();
-        asked.get_future().wait();
+        refused.get_future().wait();
         return SampleManager::gathered::complete;
     };
     std::thread loop([&] { manager.init(); });
     gathering.get_future().wait();
-    manager.init();  // in the midst of the first build: returns at once
+    manager.init();  // during the first build: returns at once
     EXPECT_TRUE(hasLogged(host, "DEBUG OTHER_RM: Other manager is active"));
     EXPECT_EQ(manager.tearDowns, 0);
-    asked.set_value();
+    refused.set_value();
     while (!manager.cacheReady) std::this_thread::yield();
     manager.init();
     EXPECT_EQ(manager.tearDowns, 0);
@@ -381,14 +381,14 @@ TEST_F(CachedResourceManager, ASecondLifeBesideTheFirstIsRefusedAndTearsNothingD
     EXPECT_EQ(manager.tearDowns, 1);
 }
 
-TEST_F(CachedResourceManager, ALifeWithoutAnActiveTextRefusesASecondOneInSilence) {
+TEST_F(CachedResourceManager, WithoutAnActiveTextASecondInitIsRefusedSilently) {
     SampleManager manager;
     manager.cacheBuild();
     manager.init();
     EXPECT_EQ(loggedLines(host).back(), "DEBUG TEST_RM: Entry init()");
 }
 
-TEST(ManagerTraits, AreCompleteWhenAManagerHasStatedItsOwn) {
+TEST(ManagerTraits, AreCompleteOnceEachTextWithoutADefaultIsSet) {
     EXPECT_TRUE(sampleTraits.isComplete());
     EXPECT_FALSE(vokManagerTraits().isComplete());
     for (const auto each :

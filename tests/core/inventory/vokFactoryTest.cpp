@@ -9,20 +9,20 @@
 namespace vokFactoryTest {
 namespace {
 
-TEST(Factory, GivesTheHostManagerItselfForId1) {
+TEST(Factory, ReturnsTheHostManagerForId1) {
     EXPECT_EQ(vokFactory().createInstance(1), HostResourceManager::getInstance());
     EXPECT_EQ(vokFactory().createInstance(1), vokFactory().createInstance(1));
 }
 
-TEST(Factory, GivesTheEthernetManagerItselfForId3) {
+TEST(Factory, ReturnsTheEthernetManagerForId3) {
     EXPECT_EQ(vokFactory().createInstance(3), NICResourceManager::getInstance());
 }
 
-TEST(Factory, GivesNullForIdsThatThisBuildHasNoManagerFor) {
+TEST(Factory, ReturnsNullForIdsWithoutAManagerInThisBuild) {
     for (const int id : {0, 2}) EXPECT_EQ(vokFactory().createInstance(id), nullptr) << id;
 }
 
-TEST(Factory, GivesNullForReservedAndUnknownIds) {
+TEST(Factory, ReturnsNullForReservedAndUnknownIds) {
     for (const int id : {-1, 4, 5, 6, 7, 8, 100, 101, 102, 103, 104, 105, 2147483647})
         EXPECT_EQ(vokFactory().createInstance(id), nullptr) << id;
 }

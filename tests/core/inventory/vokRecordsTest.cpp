@@ -24,7 +24,7 @@ const std::string& nameOf(const Port& port) {
 
 class RecordHistory : public testing::Test {
 protected:
-    // Every change as "name before...>now", whatever it is.
+    // Each change as "name before...>now".
     std::vector<std::string> changes() const {
         return ports.compare(nameOf, [](const Port& port, const std::vector<const Port*>& previous) {
             std::string before;
@@ -58,27 +58,27 @@ TEST_F(RecordHistory, ChangesComeInTheOrderOfTheCurrentRecordsWhateverThePreviou
     EXPECT_THAT(changes(), ElementsAre("c3>4", "a1>5"));
 }
 
-TEST_F(RecordHistory, ARecordThatComesOrGoesIsNoChange) {
+TEST_F(RecordHistory, AnAddedOrRemovedRecordIsNotAChange) {
     build({{"a", 1}, {"b", 2}});
     build({{"b", 2}, {"c", 3}});
     EXPECT_THAT(changes(), IsEmpty());
     build({{"a", 9}, {"c", 3}});
-    EXPECT_THAT(changes(), IsEmpty()) << "a was not in the previous build, but in the one before that";
+    EXPECT_THAT(changes(), IsEmpty()) << "a is missing from the previous build";
 }
 
-TEST_F(RecordHistory, PreviousRecordsWithTheSameKeyAreJudgedTogetherInTheirOrder) {
+TEST_F(RecordHistory, PreviousRecordsWithTheSameKeyAreComparedTogetherInTheirOrder) {
     build({{"a", 1}, {"b", 7}, {"a", 2}});
     build({{"a", 2}, {"b", 7}});
     EXPECT_THAT(changes(), ElementsAre("a12>2"));
 }
 
-TEST_F(RecordHistory, EachCurrentRecordWithTheSameKeyIsJudged) {
+TEST_F(RecordHistory, EachCurrentRecordWithTheSameKeyIsCompared) {
     build({{"a", 1}});
     build({{"a", 2}, {"a", 1}, {"a", 3}});
     EXPECT_THAT(changes(), ElementsAre("a1>2", "a1>3"));
 }
 
-TEST_F(RecordHistory, GivesThePreviousRecordsOfOneWhileABuildIsStillGathering) {
+TEST_F(RecordHistory, ReturnsThePreviousRecordsOfAKeyWhileABuildIsStillGathering) {
     build({{"a", 1}, {"b", 2}, {"a", 3}});
     build({});
     const auto previous = ports.previousOf(Port{"a", 0}, nameOf);
@@ -98,7 +98,7 @@ TEST_F(RecordHistory, AnEventNeedNotBeCopied) {
     EXPECT_EQ(*events[0], 2);
 }
 
-TEST(Records, AreEmptiedAndCountedButNotKept) {
+TEST(Records, AreClearedAndCountedButNotKept) {
     std::vector<vokRecordStore*> stores;
     vokRecords<int> numbers(stores);
     vokRecordHistory<int> history(stores);

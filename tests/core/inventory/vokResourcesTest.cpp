@@ -13,19 +13,19 @@
 namespace vokResourcesTest {
 namespace {
 
-int asked = 0;
+int calls = 0;
 
-vokResourceManager* hostAndCount() {
-    ++asked;
+vokResourceManager* hostManagerWithCount() {
+    ++calls;
     return HostResourceManager::getInstance();
 }
 
 constexpr vokResource testRows[] = {
-    vokResource{GPU_DEVICES}.managedBy(hostAndCount).inDocument("Processors"),
+    vokResource{GPU_DEVICES}.managedBy(hostManagerWithCount).inDocument("Processors"),
     vokResource{STORAGE_CONTROLLERS}.withInventory(1, "StorageControllers").withInventory(2, "Drives"),
 };
 
-TEST(Resources, TheRowsStandInTheOrderInWhichManagersAreAskedAndStopped) {
+TEST(Resources, TheRowsAreInTheOrderInWhichManagersAreQueriedAndStopped) {
     std::vector<int> ids;
     for (const vokResource& row : vokResources()) ids.push_back(row.id);
     EXPECT_EQ(ids, (std::vector<int>{1, 2, 3, 0, 4, 5, 6, 7}));
@@ -41,7 +41,7 @@ TEST(Resources, EachEventNumberOfAManagerOfThisBuildHasARowThatRaisesItsTestEven
     }
 }
 
-TEST(Resources, NoTwoRowsHaveOneIdOrOneEventType) {
+TEST(Resources, NoTwoRowsShareAnIdOrAnEventType) {
     for (const vokResource& one : vokResources()) {
         for (const vokResource& other : vokResources()) {
             if (&one == &other) continue;
@@ -51,21 +51,21 @@ TEST(Resources, NoTwoRowsHaveOneIdOrOneEventType) {
     }
 }
 
-TEST(Resources, EachRowIsAResourceOfTheListOfModules) {
+TEST(Resources, EachRowIsAResourceInTheListOfModules) {
     for (const vokResource& row : vokResources()) {
         ASSERT_NE(vokFindModule(row.id), nullptr);
         EXPECT_TRUE(!row.manager || vokFindModule(row.id)->canBeEnabled) << row.id;
     }
 }
 
-TEST(Resources, AManagerIsAskedForWhenItIsUsedAndNotWhenTheTableIsBound) {
+TEST(Resources, AManagerIsObtainedWhenItIsUsedAndNotWhenTheTableIsBound) {
     vokBindResources(vokResourceTable(testRows));
-    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(calls, 0);
     EXPECT_EQ(vokFactory().createInstance(GPU_DEVICES), HostResourceManager::getInstance());
-    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(calls, 1);
 }
 
-TEST(Resources, ABoundTableReplacesTheOneBefore) {
+TEST(Resources, ABoundTableReplacesThePreviousOne) {
     vokBindResources(vokResourceTable(testRows));
     EXPECT_EQ(vokFactory().createInstance(HOST_OS_INFO), nullptr);
     EXPECT_EQ(vokFactory().createInstance(STORAGE_CONTROLLERS), nullptr);  // a row without a manager
@@ -74,7 +74,7 @@ TEST(Resources, ABoundTableReplacesTheOneBefore) {
     EXPECT_EQ(vokResources().find(STORAGE_CONTROLLERS)->types[2].key, nullptr);
 }
 
-TEST(PushRequest, GoesToWhoeverIsBoundAndToNobodyWithout) {
+TEST(PushRequest, CallsTheBoundFunctionAndIsDroppedWithoutOne) {
     static int requests = 0;
     vokBindPushRequest([] { ++requests; });
     vokRequestPush();

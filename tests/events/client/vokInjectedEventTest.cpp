@@ -17,12 +17,12 @@ protected:
 
 const std::string padding(80, 'x');  // beyond what one chunk holds
 
-TEST_F(vokInjectedEventTest, GoesOutOnOneLineBeforeTheFirstPushToo) {
+TEST_F(vokInjectedEventTest, IsSentOnOneLineEvenBeforeTheFirstPush) {
     EXPECT_EQ(send("{\n  \"Pad\" : \"" + padding + "\",\n  \"ID\" : 538\n}\n"), 0);
     EXPECT_THAT(delivered(), ElementsAre(R"({"ID":538,"Pad":")" + padding + R"(","Source":"VOK-CLI"})"));
 }
 
-TEST_F(vokInjectedEventTest, ASourceOfItsOwnIsReplaced) {
+TEST_F(vokInjectedEventTest, ItsOwnSourceIsReplaced) {
     EXPECT_EQ(send(R"({"Source":"SOMEBODY","Pad":")" + padding + R"("})"), 0);
     EXPECT_EQ(send(R"({"Source":{"A":1},"Pad":")" + padding + R"("})"), 0);
     EXPECT_THAT(delivered(), ElementsAre(R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})",
@@ -36,13 +36,13 @@ TEST_F(vokInjectedEventTest, PayloadAndTextAreLogged) {
     EXPECT_EQ(count(log(), "INFO VOK_SERVER", R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"), 1);
 }
 
-TEST_F(vokInjectedEventTest, AFailedSendGivesOne) {
+TEST_F(vokInjectedEventTest, AFailedSendReturnsOne) {
     refuseAll();
     EXPECT_EQ(send(R"({"Pad":")" + padding + R"("})"), 1);
     EXPECT_EQ(count(log(), "ERROR EVT_HANDLER", "FAILURE in logging event to RMC"), 1);
 }
 
-TEST_F(vokInjectedEventTest, WhatIsNoJsonIsRefusedWithStatusZero) {
+TEST_F(vokInjectedEventTest, InvalidJsonIsRefusedWithStatusZero) {
     int refused = 0;
     for (const char* text : {"", "   ", "hello", "{", R"({"a":})", "{'a':1}", "\xff\xfe"}) {
         EXPECT_EQ(send(text), 0) << text;
@@ -60,7 +60,7 @@ TEST_F(vokInjectedEventTest, AnEmptyValueIsRefusedWithStatusZero) {
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
-TEST_F(vokInjectedEventTest, WhatIsNoObjectIsRefusedLikeAParseFailure) {
+TEST_F(vokInjectedEventTest, AnythingButAnObjectIsRefusedLikeAParseFailure) {
     int refused = 0;
     for (const char* text : {"17", "\"text\"", "true", "[1,2]", R"([{"a":1}])"}) {
         EXPECT_EQ(send(text), 0) << text;
@@ -88,7 +88,7 @@ TEST_F(vokInjectedEventTest, ValidationAgreesWithSending) {
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
-TEST_F(vokInjectedEventTest, TheReasonOfARefusalCanBeAskedForWithoutALog) {
+TEST_F(vokInjectedEventTest, TheReasonForARefusalIsAvailableWithoutLogging) {
     Json::Value value;
     std::string reason;
     EXPECT_FALSE(vokParseInjectedEvent("{\"a\":}\n", value, &reason));

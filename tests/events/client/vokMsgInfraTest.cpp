@@ -20,12 +20,12 @@ constexpr char pipePath[] = "/var/run/some";
 
 class vokMsgInfraTest : public EventsFixture {
 protected:
-    vokOwnedDescriptor openPlace(int flags) {
-        return vokOwnedDescriptor(::open(place(pipePath).c_str(), flags));
+    vokOwnedDescriptor openPipe(int flags) {
+        return vokOwnedDescriptor(::open(hostPath(pipePath).c_str(), flags));
     }
     mode_t modeOf(const char* path) {
         struct stat status {};
-        EXPECT_EQ(::lstat(place(path).c_str(), &status), 0);
+        EXPECT_EQ(::lstat(hostPath(path).c_str(), &status), 0);
         return status.st_mode;
     }
     int debugLines(const std::string& message) { return count(debugLog(), "DEBUG VOK_MSGINFRA", message); }
@@ -58,7 +58,7 @@ TEST(_VOK_MESSAGE_PACKET, EachFieldLiesAtItsOffsetInLittleEndianOrder) {
     for (const int unused : {1, 2, 13, 14, 15, 16, 18, 4095}) EXPECT_EQ(bytes[unused], 0x5A) << unused;
 }
 
-TEST_F(vokMsgInfraTest, APipeIsMadeForItsOwnerAlone) {
+TEST_F(vokMsgInfraTest, APipeIsCreatedForItsOwnerOnly) {
     ::umask(0);
     EXPECT_TRUE(vokCreatePipe(pipePath));
     EXPECT_TRUE(S_ISFIFO(modeOf(pipePath)));
@@ -66,14 +66,14 @@ TEST_F(vokMsgInfraTest, APipeIsMadeForItsOwnerAlone) {
     EXPECT_EQ(debugLines("Creation of Pipe /var/run/some is successfull."), 1);
 }
 
-TEST_F(vokMsgInfraTest, APipeThatIsThereIsNotMadeAgain) {
+TEST_F(vokMsgInfraTest, AnExistingPipeIsNotCreatedAgain) {
     EXPECT_TRUE(vokCreatePipe(pipePath));
     EXPECT_FALSE(vokCreatePipe(pipePath));
     EXPECT_EQ(debugLines("Creation of Pipe /var/run/some failed."), 1);
     EXPECT_TRUE(S_ISFIFO(modeOf(pipePath)));
 }
 
-TEST_F(vokMsgInfraTest, APipeInADirectoryThatIsNotThereIsNotMade) {
+TEST_F(vokMsgInfraTest, APipeInAMissingDirectoryIsNotCreated) {
     EXPECT_FALSE(vokCreatePipe("/nowhere/pipe"));
     EXPECT_EQ(debugLines("Creation of Pipe /nowhere/pipe failed."), 1);
 }
@@ -96,10 +96,10 @@ TEST_F(vokMsgInfraTest, APacketArrivesAsItWasWritten) {
     EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/some"), 1);
 }
 
-TEST_F(vokMsgInfraTest, AShortPacketIsReadWithZerosBehindIt) {
+TEST_F(vokMsgInfraTest, AShortPacketIsPaddedWithZeros) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
     std::thread writer([&] {
-        const vokOwnedDescriptor pipe = openPlace(O_WRONLY);
+        const vokOwnedDescriptor pipe = openPipe(O_WRONLY);
         ASSERT_EQ(::write(pipe.get(), "\x09xx", 3), 3);
     });
     _VOK_MESSAGE_PACKET got = numbered();
@@ -110,15 +110,15 @@ TEST_F(vokMsgInfraTest, AShortPacketIsReadWithZerosBehindIt) {
     EXPECT_THAT(std::string(got.payload, sizeof(got.payload)), Each('\0'));
 }
 
-TEST_F(vokMsgInfraTest, AWriterThatLeavesWithoutAWordIsNoPacket) {
+TEST_F(vokMsgInfraTest, AWriterThatClosesWithoutWritingIsNoPacket) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
-    std::thread writer([&] { openPlace(O_WRONLY); });
+    std::thread writer([&] { openPipe(O_WRONLY); });
     _VOK_MESSAGE_PACKET got{};
     EXPECT_FALSE(vokReadPipe(pipePath, &got));
     writer.join();
 }
 
-TEST_F(vokMsgInfraTest, APipeThatIsNotThereCanNeitherBeReadNorWritten) {
+TEST_F(vokMsgInfraTest, AMissingPipeCanNeitherBeReadNorWritten) {
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokReadPipe(pipePath, &packet));
     EXPECT_EQ(packet.header.kind, 1);
@@ -130,7 +130,7 @@ TEST_F(vokMsgInfraTest, APipeThatIsNotThereCanNeitherBeReadNorWritten) {
     EXPECT_THAT(clock.pauses(), SizeIs(0));
 }
 
-TEST_F(vokMsgInfraTest, AFileInAPipesPlaceIsNeitherReadNorWritten) {
+TEST_F(vokMsgInfraTest, AFileInsteadOfAPipeIsNeitherReadNorWritten) {
     host.root.writeFile(pipePath, "keep me");
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
@@ -138,10 +138,10 @@ TEST_F(vokMsgInfraTest, AFileInAPipesPlaceIsNeitherReadNorWritten) {
     EXPECT_EQ(host.root.readFile(pipePath), "keep me");
 }
 
-TEST_F(vokMsgInfraTest, ALinkInAPipesPlaceIsNotFollowed) {
+TEST_F(vokMsgInfraTest, ALinkInsteadOfAPipeIsNotFollowed) {
     ASSERT_TRUE(vokCreatePipe("/var/run/other"));
-    const vokOwnedDescriptor other(::open(place("/var/run/other").c_str(), O_RDWR | O_NONBLOCK));
-    ASSERT_EQ(::symlink(place("/var/run/other").c_str(), place(pipePath).c_str()), 0);
+    const vokOwnedDescriptor other(::open(hostPath("/var/run/other").c_str(), O_RDWR | O_NONBLOCK));
+    ASSERT_EQ(::symlink(hostPath("/var/run/other").c_str(), hostPath(pipePath).c_str()), 0);
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
     EXPECT_FALSE(vokReadPipe(pipePath, &packet));
@@ -154,14 +154,14 @@ TEST_F(vokMsgInfraTest, AReaderMayOpenItsPipeUpToTwoSecondsLate) {
     vokOwnedDescriptor reader;
     int pauses = 0;
     clock.onPause = [&](unsigned long) {
-        if (++pauses == 199) reader = openPlace(O_RDONLY | O_NONBLOCK);
+        if (++pauses == 199) reader = openPipe(O_RDONLY | O_NONBLOCK);
     };
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_TRUE(vokWritePipe(pipePath, &packet));
     EXPECT_EQ(clock.pauses(), std::vector<unsigned long>(199, 10000));
 }
 
-TEST_F(vokMsgInfraTest, AReaderThatNeverComesIsGivenUp) {
+TEST_F(vokMsgInfraTest, TheWaitForAReaderThatNeverOpensIsAbandoned) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
     _VOK_MESSAGE_PACKET packet = numbered();
     EXPECT_FALSE(vokWritePipe(pipePath, &packet));
@@ -169,10 +169,10 @@ TEST_F(vokMsgInfraTest, AReaderThatNeverComesIsGivenUp) {
     EXPECT_EQ(debugLines("vokWritePipe: Open of /var/run/some failed while writing."), 1);
 }
 
-TEST_F(vokMsgInfraTest, APipeThatNobodyEmptiesIsGivenUp) {
+TEST_F(vokMsgInfraTest, TheWaitForRoomInAFullPipeIsAbandoned) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
-    const vokOwnedDescriptor reader = openPlace(O_RDONLY | O_NONBLOCK);
-    const vokOwnedDescriptor writer = openPlace(O_WRONLY | O_NONBLOCK);
+    const vokOwnedDescriptor reader = openPipe(O_RDONLY | O_NONBLOCK);
+    const vokOwnedDescriptor writer = openPipe(O_WRONLY | O_NONBLOCK);
     const char filling[4096] = {};
     while (::write(writer.get(), filling, sizeof(filling)) > 0) {
     }
@@ -182,7 +182,7 @@ TEST_F(vokMsgInfraTest, APipeThatNobodyEmptiesIsGivenUp) {
     EXPECT_EQ(debugLines("-1 bytes written on pipe =/var/run/some"), 1);
 }
 
-TEST_F(vokMsgInfraTest, WaitsAreGivenUpAtOnceWhenTheServerStops) {
+TEST_F(vokMsgInfraTest, WaitsAreAbandonedAtOnceWhenTheServerStops) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
     clock.onPause = [](unsigned long) { vokAbandonPipeWaits(true); };
     _VOK_MESSAGE_PACKET packet = numbered();
@@ -190,10 +190,10 @@ TEST_F(vokMsgInfraTest, WaitsAreGivenUpAtOnceWhenTheServerStops) {
     EXPECT_THAT(clock.pauses(), SizeIs(1));
 }
 
-TEST_F(vokMsgInfraTest, AReaderThatLeavesBeforeTheWriteEndsNothingButTheWrite) {
+TEST_F(vokMsgInfraTest, AReaderThatClosesBeforeTheWriteFailsOnlyTheWrite) {
     ASSERT_TRUE(vokCreatePipe(pipePath));
-    vokOwnedDescriptor reader = openPlace(O_RDONLY | O_NONBLOCK);
-    const vokOwnedDescriptor writer = openPlace(O_WRONLY | O_NONBLOCK);
+    vokOwnedDescriptor reader = openPipe(O_RDONLY | O_NONBLOCK);
+    const vokOwnedDescriptor writer = openPipe(O_WRONLY | O_NONBLOCK);
     const char filling[4096] = {};
     while (::write(writer.get(), filling, sizeof(filling)) > 0) {
     }
@@ -208,7 +208,7 @@ TEST_F(vokMsgInfraTest, AReaderThatLeavesBeforeTheWriteEndsNothingButTheWrite) {
     EXPECT_EQ(::sigismember(&signals, SIGPIPE), 0);
 }
 
-TEST_F(vokMsgInfraTest, AResponseIsZeroButForItsMarkItsSizeAndTheStatus) {
+TEST_F(vokMsgInfraTest, AResponseIsZeroExceptForItsKindItsSizeAndTheStatus) {
     TestClient client(host, 4711);
     client.makePipe();
     sendResponseToClient(4711, 0x01020304);
@@ -224,7 +224,7 @@ TEST_F(vokMsgInfraTest, AResponseIsZeroButForItsMarkItsSizeAndTheStatus) {
     EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli4711"), 1);
 }
 
-TEST_F(vokMsgInfraTest, AProcessIdIsTakenAsItComesAlsoOneThatNoProcessHas) {
+TEST_F(vokMsgInfraTest, AnyProcessIdIsUsedEvenOneThatNoProcessHas) {
     for (const int id : {0, -1}) {
         TestClient client(host, id);
         client.makePipe();
@@ -235,7 +235,7 @@ TEST_F(vokMsgInfraTest, AProcessIdIsTakenAsItComesAlsoOneThatNoProcessHas) {
     EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli-1"), 1);
 }
 
-TEST_F(vokMsgInfraTest, TheGreatestAndTheLeastProcessIdAreWrittenInFull) {
+TEST_F(vokMsgInfraTest, TheLargestAndTheSmallestProcessIdAreWrittenInFull) {
     sendResponseToClient(2147483647, 0);
     sendResponseToClient(-2147483647 - 1, 0);
     EXPECT_EQ(debugLines("Writing to the response named pipe."), 2);

@@ -27,7 +27,7 @@ TEST_F(vokRequestTest, ThreeFieldsAreLogged) {
     EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "msgFromClient->clientPID = 77"), 1);
 }
 
-TEST_F(vokRequestTest, AnyCodeButTheTestEventsBringsAnEventText) {
+TEST_F(vokRequestTest, AnyCodeButThatOfTestEventsInjectsAnEvent) {
     for (const int code : {0, 1, 0x0002, 0x0101, 0x0103, 0x0201, 0x0202, 0xFFFF})
         EXPECT_EQ(serve(code, event), 0) << code;
     EXPECT_THAT(delivered(), SizeIs(8));
@@ -66,7 +66,7 @@ protected:
     CliModeTest() : EventsFixture(R"(["FibreChannelDevices"])", GetParam()) {}
 };
 
-TEST_P(CliModeTest, IsNotLookedAt) {
+TEST_P(CliModeTest, IsIgnored) {
     const TestClient client(host, 77);
     EXPECT_EQ(vokServeRequest(client.packet(0x0101, event)), 0);
     EXPECT_EQ(vokServeRequest(client.packet(0x0102, "356")), 0);

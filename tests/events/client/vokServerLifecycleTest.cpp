@@ -94,7 +94,7 @@ TEST_F(vokServerLifecycleTest, TwoStopsAtOnceEndTheThreadOnce) {
     EXPECT_EQ(count(log(), "ERROR VOK_SERVER", "Invalid file descriptor"), 1);
 }
 
-TEST_F(vokServerLifecycleTest, AServerThatWasStoppedCanBeStartedAgain) {
+TEST_F(vokServerLifecycleTest, AStoppedServerCanBeStartedAgain) {
     startServer();
     stopServer();
     startServer();
@@ -102,14 +102,14 @@ TEST_F(vokServerLifecycleTest, AServerThatWasStoppedCanBeStartedAgain) {
     EXPECT_EQ(client.ask(testEventCode, "356"), 0);
 }
 
-TEST_F(vokServerLifecycleTest, ASecondStartMakesNoSecondThread) {
+TEST_F(vokServerLifecycleTest, ASecondStartCreatesNoSecondThread) {
     startServer();
     startServer();
     stopServer();
     EXPECT_EQ(count(log(), "INFO VOK_SERVER", "VOK Server Thread started"), 1);
 }
 
-TEST_F(vokServerLifecycleTest, AThreadThatCanNotBeMadeIsADebugLineAndLeavesNothingToStop) {
+TEST_F(vokServerLifecycleTest, AThreadThatCannotBeCreatedIsADebugLineAndLeavesNothingToStop) {
     threads.failStarts();
     VOKServer::initializeVOKServer();
     EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "Unable to spawn a thread to handle event."), 1);
@@ -133,7 +133,7 @@ TEST_F(vokServerLifecycleTest, WithoutAStopPipeTheThreadEndsWithAnErrorLine) {
     EXPECT_EQ(client.ask(testEventCode, "356"), 0);
 }
 
-TEST_F(vokServerLifecycleTest, AStopThatCanNotWriteTriesThreeTimes) {
+TEST_F(vokServerLifecycleTest, AStopThatCannotWriteTriesThreeTimes) {
     const vokOwnedDescriptor readOnly(::open("/dev/null", O_RDONLY));
     serStopPipeFd[1] = readOnly.get();
     VOKServer::stopVOKServer();
@@ -169,12 +169,12 @@ TEST_F(vokServerLifecycleTest, ARequestInProgressIsFinishedBeforeTheStop) {
     EXPECT_THAT(delivered(), ElementsAre(sentText("A")));
 }
 
-TEST_F(vokServerLifecycleTest, DescriptorsBeyondWhatSelectHoldsWork) {
+TEST_F(vokServerLifecycleTest, DescriptorsBeyondTheLimitOfSelectWork) {
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
     limit.rlim_cur = limit.rlim_max;
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-    if (limit.rlim_cur < FD_SETSIZE + 50) GTEST_SKIP() << "so many descriptors are not to be had";
+    if (limit.rlim_cur < FD_SETSIZE + 50) GTEST_SKIP() << "the limit allows too few descriptors";
     std::vector<vokOwnedDescriptor> many;
     while (many.empty() || many.back().get() < FD_SETSIZE) many.emplace_back(::open("/dev/null", O_RDONLY));
     startServer();

@@ -57,7 +57,7 @@ TEST_F(vokServerTest, TheStartAndTheSizeOfAPacketAreLogged) {
     EXPECT_EQ(count(debugLog(), "DEBUG VOK_SERVER", "done reading (4096 bytes)\n"), 1);
 }
 
-TEST_F(vokServerTest, AShortPacketIsServedWithWhatItHoldsAndNothingOfTheOneBefore) {
+TEST_F(vokServerTest, AShortPacketIsServedWithWhatItHoldsAndNothingOfThePreviousOne) {
     startServer();
     TestClient first(host, 1);
     EXPECT_EQ(first.ask(injectedEventCode, eventText("FIRST") + std::string(3000, ' ') + "REST"), 0);
@@ -101,18 +101,18 @@ TEST_F(vokServerTest, APayloadWithoutANulIsServed) {
                 ElementsAre(R"({"Pad":")" + std::string(4079 - 10, 'x') + R"(","Source":"VOK-CLI"})"));
 }
 
-TEST_F(vokServerTest, SeveralPacketsInThePipeAreTakenOneByOne) {
+TEST_F(vokServerTest, SeveralPacketsInThePipeAreServedOneByOne) {
     TestClient client(host, 1);
     client.makePipe();
     ASSERT_TRUE(vokCreatePipe(vokServerPipePath));
-    const vokOwnedDescriptor early(::open(place(vokServerPipePath).c_str(), O_RDWR | O_NONBLOCK));
+    const vokOwnedDescriptor early(::open(hostPath(vokServerPipePath).c_str(), O_RDWR | O_NONBLOCK));
     for (const char* pad : {"A", "B", "C"}) client.send(injectedEventCode, eventText(pad));
     startServer();
     for (int i = 0; i < 3; ++i) EXPECT_EQ(client.status(), 0);
     EXPECT_THAT(delivered(), ElementsAre(sentText("A"), sentText("B"), sentText("C")));
 }
 
-// --- clients that do not behave ---
+// --- misbehaving clients ---
 
 TEST_F(vokServerTest, ANegativeOrAbsurdProcessIdGetsNoAnswerAndTheNextIsServed) {
     startServer();
@@ -122,7 +122,7 @@ TEST_F(vokServerTest, ANegativeOrAbsurdProcessIdGetsNoAnswerAndTheNextIsServed) 
     EXPECT_THAT(delivered(), SizeIs(5));
 }
 
-TEST_F(vokServerTest, AClientThatMakesItsPipeTooLateGetsNoAnswerAndTheAgentStaysUp) {
+TEST_F(vokServerTest, AClientThatCreatesItsPipeTooLateGetsNoAnswerAndTheServerGoesOn) {
     startServer();
     TestClient late(host, 1);
     late.send(testEventCode, "356");
@@ -138,7 +138,7 @@ TEST_F(vokServerTest, AClientThatMakesItsPipeTooLateGetsNoAnswerAndTheAgentStays
 
 TEST_F(vokServerTest, AClientThatNeverReadsDelaysTheNextByABoundedTime) {
     startServer();
-    ASSERT_EQ(::mkfifo(place("/var/run/mevvokcli1").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(hostPath("/var/run/mevvokcli1").c_str(), 0600), 0);
     TestClient(host, 1).send(injectedEventCode, "{}");
     TestClient next(host, 2);
     EXPECT_EQ(next.ask(injectedEventCode, "{}"), 0);
@@ -146,14 +146,14 @@ TEST_F(vokServerTest, AClientThatNeverReadsDelaysTheNextByABoundedTime) {
 }
 
 TEST_F(vokServerTest, AClientThatNeverReadsDoesNotPreventAStop) {
-    ASSERT_EQ(::mkfifo(place("/var/run/mevvokcli1").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(hostPath("/var/run/mevvokcli1").c_str(), 0600), 0);
     std::thread stopper;
     int pauses = 0;
     clock.onPause = [&](unsigned long) {
         if (++pauses == 1)
             stopper = std::thread([] { VOKServer::stopVOKServer(); });
         else
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));  // until the stop has been asked for
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));  // until the stop is requested
     };
     VOKServer::initializeVOKServer();
     TestClient(host, 1).send(injectedEventCode, "{}");
@@ -181,7 +181,7 @@ TEST_F(vokServerTest, AThousandClientsAtOnceAreAllAnswered) {
 
 // --- failures of the system ---
 
-TEST_F(vokServerTest, AnInterruptedWaitIsAnErrorLineAndTheNextRequestIsServed) {
+TEST_F(vokServerTest, AnInterruptedWaitIsLoggedAndTheNextRequestIsServed) {
     struct sigaction action {};
     action.sa_handler = [](int) {};
     ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
@@ -202,9 +202,9 @@ TEST_F(vokServerTest, AnInterruptedWaitIsAnErrorLineAndTheNextRequestIsServed) {
     EXPECT_THAT(clock.pauses(), IsEmpty());
 }
 
-TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsServed) {
-    // While the first request is being sent, a directory takes the place of the pipe's descriptor; that is
-    // always readable, and reading it fails. The pause after the failure puts the pipe back.
+TEST_F(vokServerTest, AfterAFailedReadAnErrorLineAndAPauseTheNextRequestIsServed) {
+    // While the first event is delivered, the pipe's descriptor is replaced by one of a directory, which is
+    // always reported as readable but cannot be read. The pause after the failure restores the pipe.
     int server = -1;
     vokOwnedDescriptor kept;
     clock.onPause = [&](unsigned long) {
@@ -213,7 +213,7 @@ TEST_F(vokServerTest, AReadThatFailsIsAnErrorLineAndAPauseAndTheNextRequestIsSer
             kept.reset();
             return;
         }
-        const std::string pipe = place(vokServerPipePath);
+        const std::string pipe = hostPath(vokServerPipePath);
         for (server = 0; server < 1024; ++server) {
             char found[4096] = {};
             const std::string link = "/proc/self/fd/" + std::to_string(server);

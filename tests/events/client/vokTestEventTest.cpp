@@ -11,7 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Gives what the payload puts to standard output.
+// Returns what the request prints to standard output.
 std::string send(std::string payload) {
     ::testing::internal::CaptureStdout();
     sendTestEventWithEventId(payload.data());
@@ -58,17 +58,18 @@ TEST_F(vokTestEventTest, TheNumber708AloneIsTheAgentsOwnEvent) {
     EXPECT_THAT(delivered(), ElementsAre(agentEvent(R"(["FibreChannelDevices"])", "[]")));
 }
 
-TEST_F(vokTestEventTest, TheLocationOfTheAgentsOwnEventIsNotLookedAt) {
+TEST_F(vokTestEventTest, TheLocationOfTheAgentsOwnEventIsIgnored) {
     openGate();
     EXPECT_EQ(send("708 0123456789ABCDEF"), "");
     EXPECT_THAT(delivered(), ElementsAre(agentEvent(R"(["FibreChannelDevices"])", "[]")));
 }
 
-TEST_F(vokTestEventWithAllManagers, ManagersAreAskedInTheOrderOneTwoThreeZeroAndMissingOnesDoNotOperate) {
+TEST_F(vokTestEventWithAllManagers,
+       ManagersAreQueriedInTheOrderOneTwoThreeZeroAndMissingOnesAreNotOperational) {
     openGate();
     generateTestEvent(708);
-    // The managers of the host and of Ethernet, which have no cache, took nine seconds each to say so; the
-    // event bears the time behind that.
+    // The managers of the host and of Ethernet have no cache, which takes nine seconds each to establish; the
+    // event has the time after that.
     EXPECT_THAT(delivered(),
                 ElementsAre(agentEvent(
                     R"(["HostOSInfo","StorageControllers","EthernetDevices","FibreChannelDevices"])", "[]",
@@ -109,7 +110,7 @@ TEST_F(vokTestEventTest, BeforeTheFirstPushOnlyNumbersThatPassTheGateAreDelivere
     EXPECT_THAT(delivered(), ElementsAre(hostEvent(356)));
 }
 
-TEST_F(vokTestEventTest, AnEventOfAManagerThatIsNotThereIsOneWarningLineAndNothingSent) {
+TEST_F(vokTestEventTest, AnEventOfAMissingManagerIsOneWarningLineAndNothingIsSent) {
     openGate();
     EXPECT_EQ(send("383 0123456789ABCDEF"), "");
     EXPECT_EQ(send("538"), "");
@@ -122,7 +123,7 @@ TEST_F(vokTestEventTest, AnEventOfAManagerThatIsNotThereIsOneWarningLineAndNothi
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
-TEST_F(vokTestEventTest, AnUnknownNumberIsToldOnStandardOutputAndNotInTheLog) {
+TEST_F(vokTestEventTest, AnUnknownNumberIsReportedOnStandardOutputAndNotInTheLog) {
     openGate();
     const std::string before = log();
     for (const char* payload : {"1337", "1150", "0", "-708", "7080", "389 L"})
@@ -141,13 +142,13 @@ TEST_F(vokTestEventTest, ABlankAtTheStartLeavesNoNumber) {
     EXPECT_THAT(delivered(), IsEmpty());
 }
 
-TEST_F(vokTestEventTest, WhatFollowsTheDigitsIsNotLookedAt) {
+TEST_F(vokTestEventTest, WhatFollowsTheDigitsIsIgnored) {
     EXPECT_EQ(send("356abc"), "");
     EXPECT_EQ(send("\t356"), "");
     EXPECT_THAT(delivered(), ElementsAre(hostEvent(356), hostEvent(356)));
 }
 
-TEST_F(vokTestEventTest, ANumberThatIntDoesNotHoldIsNotCutToOneThatItHolds) {
+TEST_F(vokTestEventTest, ANumberBeyondIntIsNotTruncatedToAnotherOne) {
     for (const char* payload :
          {"4294967652", "-4294966940", "99999999999999999999999", "-99999999999999999999999"})
         EXPECT_EQ(send(payload), "Invalid eventId.\n") << payload;

@@ -1,4 +1,4 @@
-// The client as a person runs it: the real program, against the real server of this process.
+// The client as a user runs it: the real program, against the real server in this process.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -19,7 +19,7 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-// What became of a run.
+// The outcome of a run.
 struct Result {
     int exitStatus = -1;  // -1 when a signal ended it
     int signal = 0;
@@ -37,9 +37,9 @@ protected:
         std::vector<char*> argv;
         for (std::string& each : arguments) argv.push_back(each.data());
         argv.push_back(nullptr);
-        const std::string in = place("/run/in");
-        const std::string out = place("/run/out");
-        const std::string err = place("/run/err");
+        const std::string in = hostPath("/run/in");
+        const std::string out = hostPath("/run/out");
+        const std::string err = hostPath("/run/err");
         const pid_t child = ::fork();
         if (child != 0) return child;
         const int created = O_WRONLY | O_CREAT | O_TRUNC;
@@ -67,7 +67,7 @@ protected:
         return end(start(arguments, input, inChild));
     }
 
-    // Returns when the server serves.
+    // Returns when the server is ready.
     void startAgent() {
         startServer();
         waitUntil([this] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; },
@@ -77,17 +77,17 @@ protected:
     // The names in /var/run that are pipes of clients.
     std::vector<std::string> clientPipes() const {
         std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(place("/var/run")))
+        for (const auto& entry : std::filesystem::directory_iterator(hostPath("/var/run")))
             if (entry.path().filename().string().rfind("mevvokcli", 0) == 0)
                 names.push_back(entry.path().filename());
         return names;
     }
 
-    // An agent that is only a pipe: takes requests and does not answer.
+    // An agent that is only a pipe: accepts requests and does not answer.
     vokOwnedDescriptor muteAgent() {
-        EXPECT_EQ(::mkfifo(place("/var/run/mevvok").c_str(), 0600), 0);
+        EXPECT_EQ(::mkfifo(hostPath("/var/run/mevvok").c_str(), 0600), 0);
         return vokOwnedDescriptor(
-            ::open(place("/var/run/mevvok").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+            ::open(hostPath("/var/run/mevvok").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     }
 
     // Waits for a request at a mute agent.
@@ -103,7 +103,7 @@ const std::string padding(80, 'x');
 
 // --- test events ---
 
-TEST_F(vokcliTest, ATestEventIsRaisedAndThePersonIsToldWhatIsKnown) {
+TEST_F(vokcliTest, ATestEventIsRaisedAndWhatIsKnownOfItIsPrinted) {
     openGate();
     startAgent();
     const Result result = run({"test", "708"});
@@ -118,7 +118,7 @@ TEST_F(vokcliTest, ATestEventIsRaisedAndThePersonIsToldWhatIsKnown) {
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, ATestEventThatPassesBeforeTheFirstPushIsToldWithoutThatCondition) {
+TEST_F(vokcliTest, ATestEventThatPassesBeforeTheFirstPushIsReportedWithoutThatCondition) {
     startAgent();
     const Result result = run({"test", "356"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
@@ -128,7 +128,7 @@ TEST_F(vokcliTest, ATestEventThatPassesBeforeTheFirstPushIsToldWithoutThatCondit
     EXPECT_THAT(delivered(), SizeIs(1));
 }
 
-TEST_F(vokcliTest, ALocationFollowsTheNumberBehindABlank) {
+TEST_F(vokcliTest, ALocationFollowsTheNumberAfterABlank) {
     const vokOwnedDescriptor agent = muteAgent();
     const pid_t child = start({"test", "356", "rack 1 slot 2"});
     const _VOK_MESSAGE_PACKET request = takeRequest(agent);
@@ -147,7 +147,7 @@ TEST_F(vokcliTest, ANumberThatIsNoEventIsNotSent) {
     EXPECT_EQ(debugLog().find("done reading"), std::string::npos);
 }
 
-TEST_F(vokcliTest, AnEventThatNobodyWouldRaiseIsNotSent) {
+TEST_F(vokcliTest, AnEventOfAMissingManagerIsNotSent) {
     startAgent();
     const Result result = run({"test", "383", "0123456789ABCDEF"});
     EXPECT_EQ(result.exitStatus, 1);
@@ -170,7 +170,7 @@ TEST_F(vokcliTest, ALocationThatDoesNotFitIsNotSent) {
 TEST_F(vokcliTest, AnEventFromAFileIsDelivered) {
     startAgent();
     host.root.writeFile("/event.json", "{\n  \"Pad\": \"" + padding + "\",\n  \"Source\": \"ME\"\n}\n");
-    const Result result = run({"inject", place("/event.json")});
+    const Result result = run({"inject", hostPath("/event.json")});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.out, "Delivered: the controller accepted the event of 109 bytes.\n");
     EXPECT_THAT(delivered(), ElementsAre(R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"));
@@ -218,11 +218,11 @@ TEST_F(vokcliTest, TheReasonOfARefusalNamesLineAndColumn) {
     EXPECT_THAT(run({"inject", "-"}, "{\n\"a\":}\n").err, HasSubstr("Line 2, Column 5"));
 }
 
-TEST_F(vokcliTest, AFileThatCanNotBeReadIsToldByName) {
-    const Result missing = run({"inject", place("/nowhere.json")});
+TEST_F(vokcliTest, AFileThatCannotBeReadIsReportedByName) {
+    const Result missing = run({"inject", hostPath("/nowhere.json")});
     EXPECT_EQ(missing.exitStatus, 1);
-    EXPECT_EQ(missing.err, "vokcli: " + place("/nowhere.json") + ": No such file or directory\n");
-    EXPECT_EQ(run({"inject", place("/var")}).exitStatus, 1);  // a directory
+    EXPECT_EQ(missing.err, "vokcli: " + hostPath("/nowhere.json") + ": No such file or directory\n");
+    EXPECT_EQ(run({"inject", hostPath("/var")}).exitStatus, 1);  // a directory
 }
 
 TEST_F(vokcliTest, TheLongestEventFitsAndOneByteMoreDoesNot) {
@@ -235,7 +235,7 @@ TEST_F(vokcliTest, TheLongestEventFitsAndOneByteMoreDoesNot) {
     EXPECT_EQ(longer.err, "vokcli: The event has 4079 bytes, 4079 on one line; at most 4078 can be sent.\n");
 }
 
-TEST_F(vokcliTest, AnEventThatWouldCoverItsCommandsNameIsNotSent) {
+TEST_F(vokcliTest, AnEventThatWouldOverwriteTheCommandNameIsNotSent) {
     startAgent();
     // With the Source that the agent adds: 56 bytes, then 57.
     const Result tooShort = run({"inject", "-"}, R"({"Pad":")" + std::string(56 - 29, 'x') + R"("})");
@@ -251,7 +251,7 @@ TEST_F(vokcliTest, AnEventThatWouldCoverItsCommandsNameIsNotSent) {
     EXPECT_STREQ(reinterpret_cast<const char*>(ipmi.requests().front().data.data() + 3), "MPEventGen");
 }
 
-TEST_F(vokcliTest, AnEventThatFitsOnOneLineOnlyIsSentSo) {
+TEST_F(vokcliTest, AnEventThatFitsOnlyOnOneLineIsSentOnOneLine) {
     startAgent();
     const std::string blanks(5000, ' ');
     const Result result = run({"inject", "-"}, "{" + blanks + R"("Pad":")" + padding + R"("})");
@@ -259,7 +259,7 @@ TEST_F(vokcliTest, AnEventThatFitsOnOneLineOnlyIsSentSo) {
     EXPECT_THAT(delivered(), ElementsAre(R"({"Pad":")" + padding + R"(","Source":"VOK-CLI"})"));
 }
 
-// --- agents that are not there, or do not answer ---
+// --- missing and silent agents ---
 
 TEST_F(vokcliTest, WithoutAPipeNoAgentIsRunning) {
     const Result result = run({"inject", "-"}, R"({"Pad":")" + padding + R"("})");
@@ -268,7 +268,7 @@ TEST_F(vokcliTest, WithoutAPipeNoAgentIsRunning) {
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, APipeThatNobodyReadsIsToldAtOnce) {
+TEST_F(vokcliTest, APipeThatNobodyReadsIsReportedAtOnce) {
     startAgent();
     stopServer();
     ASSERT_TRUE(host.root.exists("/var/run/mevvok"));
@@ -276,30 +276,30 @@ TEST_F(vokcliTest, APipeThatNobodyReadsIsToldAtOnce) {
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, AFileOrALinkInThePipesPlaceIsNotWrittenTo) {
+TEST_F(vokcliTest, AFileOrALinkInsteadOfThePipeIsNotWrittenTo) {
     host.root.writeFile("/var/run/mevvok", "somebody's");
     EXPECT_EQ(run({"test", "708"}).exitStatus, 6);
     EXPECT_EQ(host.root.readFile("/var/run/mevvok"), "somebody's");
-    ASSERT_EQ(::rename(place("/var/run/mevvok").c_str(), place("/var/run/target").c_str()), 0);
-    ASSERT_EQ(::symlink("target", place("/var/run/mevvok").c_str()), 0);
+    ASSERT_EQ(::rename(hostPath("/var/run/mevvok").c_str(), hostPath("/var/run/target").c_str()), 0);
+    ASSERT_EQ(::symlink("target", hostPath("/var/run/mevvok").c_str()), 0);
     EXPECT_EQ(run({"test", "708"}).exitStatus, 6);
     EXPECT_EQ(host.root.readFile("/var/run/target"), "somebody's");
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, WithoutPermissionThePersonIsToldSo) {
-    if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+TEST_F(vokcliTest, AMissingPermissionIsReported) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can switch to another user";
     const vokOwnedDescriptor agent = muteAgent();
     ASSERT_EQ(::chmod(host.root.path().c_str(), 0755), 0);
     const Result result = run({"test", "708"}, "", [] {
         if (::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(126);
     });
-    if (result.exitStatus == 127) GTEST_SKIP() << "the program is out of another user's reach";
+    if (result.exitStatus == 127) GTEST_SKIP() << "another user cannot run the program";
     EXPECT_EQ(result.exitStatus, 4) << result.err;
     EXPECT_THAT(result.err, StartsWith("vokcli: No permission to contact the agent; run as its user ("));
 }
 
-TEST_F(vokcliTest, AnAgentThatDoesNotAnswerIsGivenUpInTime) {
+TEST_F(vokcliTest, AnAgentThatDoesNotAnswerTimesOut) {
     const vokOwnedDescriptor agent = muteAgent();
     const Result result = run({"--timeout", "1", "test", "708"});
     EXPECT_EQ(result.exitStatus, 5);
@@ -308,9 +308,9 @@ TEST_F(vokcliTest, AnAgentThatDoesNotAnswerIsGivenUpInTime) {
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, AnAgentThatTakesNoRequestIsGivenUpInTime) {
+TEST_F(vokcliTest, AnAgentThatAcceptsNoRequestTimesOut) {
     const vokOwnedDescriptor agent = muteAgent();
-    const vokOwnedDescriptor writer(::open(place("/var/run/mevvok").c_str(), O_WRONLY | O_NONBLOCK));
+    const vokOwnedDescriptor writer(::open(hostPath("/var/run/mevvok").c_str(), O_WRONLY | O_NONBLOCK));
     const char filling[4096] = {};
     while (::write(writer.get(), filling, sizeof(filling)) > 0) {
     }
@@ -320,7 +320,7 @@ TEST_F(vokcliTest, AnAgentThatTakesNoRequestIsGivenUpInTime) {
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, AnAgentThatEndsBeforeItAnswersIsToldAtOnce) {
+TEST_F(vokcliTest, AnAgentThatEndsBeforeItAnswersIsReportedAtOnce) {
     vokOwnedDescriptor agent = muteAgent();
     const pid_t child = start({"test", "708"});
     takeRequest(agent);
@@ -331,14 +331,14 @@ TEST_F(vokcliTest, AnAgentThatEndsBeforeItAnswersIsToldAtOnce) {
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, AnAnswerOfAnotherFormIsNotTakenForOne) {
+TEST_F(vokcliTest, AMalformedAnswerIsRejected) {
     const vokOwnedDescriptor agent = muteAgent();
     for (const std::size_t size : {std::size_t{10}, sizeof(_VOK_MESSAGE_PACKET)}) {
         const pid_t child = start({"test", "708"});
         takeRequest(agent);
         {
-            const vokOwnedDescriptor response(
-                ::open((place(vokClientPipePrefix) + std::to_string(child)).c_str(), O_WRONLY | O_NONBLOCK));
+            const vokOwnedDescriptor response(::open(
+                (hostPath(vokClientPipePrefix) + std::to_string(child)).c_str(), O_WRONLY | O_NONBLOCK));
             const _VOK_MESSAGE_PACKET zeros{};
             ASSERT_EQ(::write(response.get(), &zeros, size), static_cast<ssize_t>(size));
         }
@@ -349,18 +349,18 @@ TEST_F(vokcliTest, AnAnswerOfAnotherFormIsNotTakenForOne) {
 
 // --- the client's own pipe ---
 
-TEST_F(vokcliTest, ItsPipeLetsItsOwnerInAlone) {
+TEST_F(vokcliTest, ItsPipeIsAccessibleToItsOwnerOnly) {
     const vokOwnedDescriptor agent = muteAgent();
     const pid_t child = start({"test", "708"}, "", [] { ::umask(0); });
     takeRequest(agent);
     struct stat status {};
-    EXPECT_EQ(::lstat((place(vokClientPipePrefix) + std::to_string(child)).c_str(), &status), 0);
+    EXPECT_EQ(::lstat((hostPath(vokClientPipePrefix) + std::to_string(child)).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, mode_t{S_IFIFO | 0600});
     sendResponseToClient(child, 0);
     EXPECT_EQ(end(child).exitStatus, 0);
 }
 
-TEST_F(vokcliTest, ASignalTakesThePipeAwayAndEndsTheProgram) {
+TEST_F(vokcliTest, ASignalRemovesThePipeAndEndsTheProgram) {
     const vokOwnedDescriptor agent = muteAgent();
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         const pid_t child = start({"test", "708"});
@@ -372,18 +372,18 @@ TEST_F(vokcliTest, ASignalTakesThePipeAwayAndEndsTheProgram) {
     }
 }
 
-TEST_F(vokcliTest, APipeThatAnEarlierProcessLeftIsReplaced) {
+TEST_F(vokcliTest, APipeLeftByAnEarlierProcessIsReplaced) {
     startAgent();
-    const std::string prefix = place(vokClientPipePrefix);
+    const std::string prefix = hostPath(vokClientPipePrefix);
     const Result result = run({"inject", "-"}, R"({"Pad":")" + padding + R"("})",
                               [&] { ::mkfifo((prefix + std::to_string(::getpid())).c_str(), 0666); });
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, AFileOrALinkInItsPipesPlaceIsLeftAlone) {
+TEST_F(vokcliTest, AFileOrALinkAtItsPipesPathIsLeftAlone) {
     const vokOwnedDescriptor agent = muteAgent();
-    const std::string prefix = place(vokClientPipePrefix);
+    const std::string prefix = hostPath(vokClientPipePrefix);
     const Result result = run({"test", "708"}, "", [&] {
         if (::symlink("keep", (prefix + std::to_string(::getpid())).c_str()) != 0) ::_exit(126);
     });
@@ -407,7 +407,7 @@ TEST_F(vokcliTest, EventsListsEveryNumberWithOwnerAndMeaning) {
         HasSubstr("\n   538  Storage        A drive has failed or is missing (not in this agent yet)\n"));
 }
 
-TEST_F(vokcliTest, HelpTellsTheExitStatuses) {
+TEST_F(vokcliTest, HelpListsTheExitStatuses) {
     const Result result = run({"--help"});
     EXPECT_EQ(result.exitStatus, 0);
     for (const char* each : {"  0  ", "  1  ", "  2  ", "  3  ", "  4  ", "  5  ", "  6  ", "--timeout",
@@ -415,7 +415,7 @@ TEST_F(vokcliTest, HelpTellsTheExitStatuses) {
         EXPECT_THAT(result.out, HasSubstr(each));
 }
 
-TEST_F(vokcliTest, VersionTellsTheVersion) {
+TEST_F(vokcliTest, VersionPrintsTheVersion) {
     const Result result = run({"--version"});
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.out, "vokcli 3.3.2.1\n");

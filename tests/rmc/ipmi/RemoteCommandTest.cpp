@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// Puts commands together and notes whatever is not as it must be.
+// Reassembles commands and records each violation of the protocol.
 class StrictController {
 public:
     FakeIpmiReply answer(const FakeIpmiRequest& request) {
@@ -93,7 +93,7 @@ protected:
     int send(const std::string& text) {
         return ipmi::IPMIUtils().RMC_CLI_Cmd_Execution("WriteInventory", text);
     }
-    // The reply to the nth chunk, counted from 1; all others are taken.
+    // Sets the reply to chunk `number`, counted from 1; all others are accepted.
     void answerChunk(int number, const FakeIpmiReply& reply) {
         ipmi.onRequest = [this, number, reply, seen = 0](const FakeIpmiRequest&) mutable {
             return ++seen == number ? reply : FakeIpmiReply{{0, 0, 9, 0, 0}};
@@ -137,7 +137,7 @@ TEST_F(RemoteCommand, AMebibyteArrivesWhole) {
     EXPECT_EQ(controller.chunks, 18397);
 }
 
-TEST_F(RemoteCommand, AShortPayloadGoesOverTheNameInOneChunk) {
+TEST_F(RemoteCommand, AShortPayloadOverwritesTheNameInItsOnlyChunk) {
     for (std::size_t length = 0; length <= 56; ++length) {
         ipmi.clearRequests();
         ipmi.answer({{0, 0, 0, 0, 0}});
@@ -151,14 +151,14 @@ TEST_F(RemoteCommand, AShortPayloadGoesOverTheNameInOneChunk) {
     }
 }
 
-TEST_F(RemoteCommand, SixAndFiftyCharactersFillOneChunkByteForByte) {
+TEST_F(RemoteCommand, FiftySixCharactersFillOneChunkByteForByte) {
     ASSERT_EQ(send(std::string(56, 'a')), 0);
     ASSERT_EQ(ipmi.requests().size(), 1U);
     EXPECT_EQ(ipmi.requests()[0].data,
               bytes(std::string("\0\0\x14", 3) + std::string(56, 'a') + std::string(1, '\0')));
 }
 
-TEST_F(RemoteCommand, SevenAndFiftyCharactersTakeTwoChunksByteForByte) {
+TEST_F(RemoteCommand, FiftySevenCharactersTakeTwoChunksByteForByte) {
     answerChunk(1, {{0, 0, 0x34, 0x12, 0}});
     ASSERT_EQ(send(std::string(33, 'a') + std::string(24, 'b')), 0);
     ASSERT_EQ(ipmi.requests().size(), 2U);
@@ -187,13 +187,13 @@ TEST_F(RemoteCommand, ALongNameIsCutToNineteenBytes) {
     EXPECT_EQ(std::string(data.begin() + 3, data.begin() + 23), std::string(19, 'N') + std::string(1, '\0'));
 }
 
-TEST_F(RemoteCommand, ACompletionCodeOtherThanZeroStillCountsAsTaken) {
+TEST_F(RemoteCommand, ACompletionCodeOtherThanZeroStillCountsAsAccepted) {
     controller.completionCode = 0xC1;
     EXPECT_EQ(send(textOf(200)), 0);
     EXPECT_EQ(controller.payloads.size(), 1U);
 }
 
-TEST_F(RemoteCommand, ACompletionCodeAloneLeavesTheOldIndexToGoOutAgain) {
+TEST_F(RemoteCommand, AfterAReplyOfACompletionCodeAloneThePreviousIndexIsSentAgain) {
     answerChunk(2, {{0xC3}});
     EXPECT_EQ(send(textOf(150)), 0);
     ASSERT_EQ(ipmi.requests().size(), 4U);
@@ -211,7 +211,7 @@ TEST_F(RemoteCommand, AFinalStatusOfOneOrTwoCountsAsSuccess) {
     EXPECT_EQ(log(), "");
 }
 
-TEST_F(RemoteCommand, AStatusOfOneOrTwoOnTheWayIsAChunkTaken) {
+TEST_F(RemoteCommand, AnIntermediateStatusOfOneOrTwoCountsAsAnAcceptedChunk) {
     for (const unsigned char status : {std::uint8_t{1}, std::uint8_t{2}}) {
         answerChunk(2, {{0, status, 9, 0, 5}});
         EXPECT_EQ(send(textOf(150)), 0);
@@ -262,7 +262,7 @@ TEST(RmcStatus, OneAndTwoHaveTheirTextsToo) {
     EXPECT_EQ(vokTransferFailureText(2, 0x10, 5), "RMC Cli Command Execution failed");
 }
 
-TEST(RmcStatus, AFailedExchangeIsToldByTheStatusAsItWasLeft) {
+TEST(RmcStatus, AFailedExchangeIsReportedByTheLastTransferStatus) {
     EXPECT_EQ(vokExchangeFailureText(7), "Request ioctl failure");
     EXPECT_EQ(vokExchangeFailureText(8), "Response ioctl failure");
     EXPECT_EQ(vokExchangeFailureText(0xAA), "The pointer to the stdout or stderr is NULL.");
@@ -297,7 +297,7 @@ TEST_P(FailedExchange, EndsTheCommandAsAFailure) {
 
 INSTANTIATE_TEST_SUITE_P(Steps, FailedExchange,
                          testing::Values(BrokenExchange{"send", FakeIpmiReply::sendFails()},
-                                         BrokenExchange{"send gives a positive number", {{}, 5}},
+                                         BrokenExchange{"send returns a positive number", {{}, 5}},
                                          BrokenExchange{"wait", {{}, 0, -1}},
                                          BrokenExchange{"wait without the descriptor", {{}, 0, 0}},
                                          BrokenExchange{"receive", {{0, 0, 0, 0, 0}, 0, 1, -1}}));
@@ -312,7 +312,7 @@ TEST_F(RemoteCommand, NullPointersCountAsSuccess) {
     EXPECT_THAT(log(), EndsWith("IPMI: Provided command / arguments is not valid\n"));
 }
 
-// Memory that this process can't get any more while it lives.
+// While it exists, the process can allocate only so much more memory.
 class MemoryLimit {
 public:
     explicit MemoryLimit(std::size_t bytesMore) {
@@ -332,9 +332,9 @@ private:
     rlimit before_{};
 };
 
-TEST_F(RemoteCommand, MemoryThatRunsOutCountsAsSuccess) {
+TEST_F(RemoteCommand, AFailedAllocationCountsAsSuccess) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "a sanitizer's own memory has no such limit";
+    GTEST_SKIP() << "a sanitizer does not run under such a limit";
 #endif
     ipmi::IPMIUtils device;
     send("opens the log");
@@ -357,7 +357,7 @@ TEST_F(RemoteCommand, MemoryThatRunsOutCountsAsSuccess) {
     EXPECT_TRUE(ipmi.requests().empty());
 }
 
-TEST_F(RemoteCommand, StatusesStayAsTheyWereWhenAllWasSent) {
+TEST_F(RemoteCommand, StatusesAreUnchangedWhenEverythingWasSent) {
     unsigned char transfer = 0x77;
     unsigned char exit = 0x66;
     EXPECT_EQ(ipmi::IPMIUtils().RMC_CLI_Exec("WriteInventory", textOf(100), &transfer, &exit), 1);
@@ -365,7 +365,7 @@ TEST_F(RemoteCommand, StatusesStayAsTheyWereWhenAllWasSent) {
     EXPECT_EQ(exit, 0x66);
 }
 
-TEST_F(RemoteCommand, PausesHalfASecondBehindTheLastChunkAndNotAfterARefusal) {
+TEST_F(RemoteCommand, PausesHalfASecondAfterTheLastChunkAndNotAfterARefusal) {
     send(textOf(100));
     EXPECT_THAT(clock.pauses(), ElementsAre(500000U));
     answerChunk(1, {{0, 3, 0, 0, 0}});
@@ -373,7 +373,7 @@ TEST_F(RemoteCommand, PausesHalfASecondBehindTheLastChunkAndNotAfterARefusal) {
     EXPECT_EQ(clock.pauses().size(), 1U);
 }
 
-TEST_F(RemoteCommand, EachCommandHasADescriptorOfItsOwn) {
+TEST_F(RemoteCommand, EachCommandOpensItsOwnDescriptor) {
     ipmi::IPMIUtils device;
     EXPECT_EQ(ipmi.openDescriptors(), 1);
     clock.onPause = [this](unsigned long) { EXPECT_EQ(ipmi.openDescriptors(), 2); };
@@ -388,7 +388,7 @@ TEST_F(RemoteCommand, TheCommandGoesToTheDebugLog) {
                 HasSubstr("IPMI: Command to be executed on RMC : MPEventGen the text\n"));
 }
 
-TEST_F(RemoteCommand, CommandsOfTwoThreadsNeverMix) {
+TEST_F(RemoteCommand, CommandsOfSeveralThreadsNeverMix) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([this] {

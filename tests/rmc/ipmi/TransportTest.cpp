@@ -18,13 +18,13 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// A host without the device whose calls are noted; everything else is the base's.
+// A host that lacks the device and records the calls; everything else is inherited.
 template <typename Base>
 class WithoutDevice : public Base {
 public:
     using Base::Base;
-    int openDevice(const std::string& place, int flags) override {
-        calls.push_back("open " + place + (flags == O_RDWR ? " rw" : " ?"));
+    int openDevice(const std::string& path, int flags) override {
+        calls.push_back("open " + path + (flags == O_RDWR ? " rw" : " ?"));
         errno = ENOENT;
         return -1;
     }
@@ -93,7 +93,7 @@ protected:
     FakeIpmi& ipmi = host.add<FakeIpmi>();
 };
 
-TEST_F(TransportTest, ADeviceThatComesAfterOneBringUpIsUsed) {
+TEST_F(TransportTest, ADeviceThatAppearsAfterOneBringUpIsUsed) {
     ipmi.failOpens(1);
     {
         const ipmi::IPMIUtils device;
@@ -129,7 +129,7 @@ TEST_F(TransportTest, OnlyANegativeResultOfTheReceiveIsAFailure) {
     EXPECT_EQ(response[0], 0xAB);
 }
 
-TEST_F(TransportTest, EachRequestHasAMessageIdOfItsOwn) {
+TEST_F(TransportTest, EachRequestHasItsOwnMessageId) {
     answer({0});
     unsigned char response[4] = {};
     exchange(response, 4);
@@ -152,7 +152,7 @@ TEST_F(TransportTest, ARequestWithoutDataHasNoPointerAndNoLength) {
     EXPECT_EQ(ipmi.requests()[0].addressLength, 8U);
 }
 
-TEST_F(TransportTest, WhatCameBehindTheCompletionCodeIsCopiedAndNothingElse) {
+TEST_F(TransportTest, OnlyTheBytesAfterTheCompletionCodeAreCopied) {
     for (std::size_t length = 0; length <= 272; ++length) {
         std::vector<unsigned char> reply(length, 0xAB);
         if (length > 0) reply[0] = 0xC1;
@@ -188,7 +188,7 @@ TEST_F(TransportTest, TheStepsOfAnExchangeGoToTheDebugLog) {
     EXPECT_THAT(debugLog(), EndsWith("IPMI: Response ioctl failure\n"));
 }
 
-TEST_F(TransportTest, TheStandardCommandsAskAsTheyShould) {
+TEST_F(TransportTest, TheStandardCommandsSendTheirCodesAndReadTheirReplies) {
     answer({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
     ipmi::IPMIUtils device;
     ipmi::_GET_DEVICE_ID id{};
@@ -225,7 +225,7 @@ TEST_F(TransportTest, ADoorBellRingsWithItsWordAnywhereBeforeTheFirstNul) {
     EXPECT_TRUE(rings("WriteInventory"));
     EXPECT_TRUE(rings("xxWriteInventoryxx"));
     EXPECT_TRUE(rings(std::string(240, 'x') + "WriteInventory"));
-    EXPECT_FALSE(rings(std::string(241, 'x') + "WriteInventory"));  // its last letter does not fit any more
+    EXPECT_FALSE(rings(std::string(241, 'x') + "WriteInventory"));  // its last letter no longer fits
     EXPECT_FALSE(rings(std::string("\0WriteInventory", 15)));
     EXPECT_FALSE(rings("writeinventory"));
     EXPECT_FALSE(rings(""));
@@ -236,7 +236,7 @@ TEST_F(TransportTest, ADoorBellRingsWithItsWordAnywhereBeforeTheFirstNul) {
     EXPECT_THAT(debugLog(), HasSubstr("IPMI_DB: Return buffer from door bell: xxWriteInventoryxx\n"));
 }
 
-TEST_F(TransportTest, AReplyWithoutDataIsNoDoorBellWhateverTheOneBeforeHeld) {
+TEST_F(TransportTest, AReplyWithoutDataIsNoDoorBellWhateverThePreviousOneHeld) {
     ipmi::IPMIUtils device;
     answer(replyOf("WriteInventory"));
     EXPECT_TRUE(device.checkIPMIDBRequest());
@@ -261,7 +261,7 @@ TEST_F(TransportTest, APollThatFailsIsLogged) {
     }
 }
 
-TEST_F(TransportTest, TheGeneralPollKnowsTwoKinds) {
+TEST_F(TransportTest, TheGenericPollHasTwoKinds) {
     answer(replyOf("WriteInventory"));
     EXPECT_EQ(ipmi::IPMIUtils().checkIPMIDBGenericRequest(1), 1);
     EXPECT_EQ(ipmi.requests().back().command, 0x81);
@@ -276,17 +276,17 @@ TEST_F(TransportTest, TheGeneralPollKnowsTwoKinds) {
     EXPECT_EQ(ipmi.requests().size(), sent);
 }
 
-TEST_F(TransportTest, ABufferIsReadByItsKind) {
+TEST_F(TransportTest, ABufferIsInterpretedByItsKind) {
     ipmi::IPMIUtils device;
     unsigned char buffer[254] = {};
     EXPECT_EQ(device.checkIPMIBuffer(1, buffer), 0);
     EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 2);
     buffer[0] = 1;
     EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 1);
-    for (const int place : {1, 2, 3}) {
-        buffer[place] = 1;
-        EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 2) << place;
-        buffer[place] = 0;
+    for (const int index : {1, 2, 3}) {
+        buffer[index] = 1;
+        EXPECT_EQ(device.checkIPMIBuffer(2, buffer), 2) << index;
+        buffer[index] = 0;
     }
     std::memcpy(buffer, "..WriteInventory", 17);
     EXPECT_EQ(device.checkIPMIBuffer(1, buffer), 1);

@@ -1,14 +1,14 @@
-// --print-inventory: a look that leaves nothing behind.
+// --print-inventory: prints the document and changes nothing on the host.
 #include <csignal>
 
 #include "system/SimulatedSystem.h"
 
-namespace LookTest {
+namespace PrintInventoryTest {
 namespace {
 
-class Look : public SimulatedSystem {};
+class PrintInventory : public SimulatedSystem {};
 
-TEST_F(Look, PrintsOneDocumentAndSendsRecordsAndLeavesNothing) {
+TEST_F(PrintInventory, PrintsOneDocumentAndNeitherSendsNorRecordsNorLeavesAnything) {
     startAll();
     const Ran ran = runAgent({"--print-inventory"});
     EXPECT_EQ(ran.status, 0);
@@ -20,7 +20,7 @@ TEST_F(Look, PrintsOneDocumentAndSendsRecordsAndLeavesNothing) {
     EXPECT_EQ(hostDirectory("/opt/mev/vok/data"), std::vector<std::string>{"esxtopconf"});
 }
 
-TEST_F(Look, PrintsNothingAndSaysSoWhenNoResourceIsEnabled) {
+TEST_F(PrintInventory, ReportsThatThereIsNothingToPrintWhenNoResourceIsEnabled) {
     Json::Value settings = usualSettings();
     settings["EnableResources"][0] = "TrustedPlatformModule";
     startHostAlone(settings);
@@ -29,7 +29,7 @@ TEST_F(Look, PrintsNothingAndSaysSoWhenNoResourceIsEnabled) {
     EXPECT_EQ(ran.output, "vokd: no enabled resource has an inventory\n");
 }
 
-TEST_F(Look, IsRefusedWhileAnAgentOwnsTheHostsWorkingFiles) {
+TEST_F(PrintInventory, IsRefusedWhileAnAgentUsesTheHostsWorkingFiles) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
@@ -38,4 +38,4 @@ TEST_F(Look, IsRefusedWhileAnAgentOwnsTheHostsWorkingFiles) {
 }
 
 }  // namespace
-}  // namespace LookTest
+}  // namespace PrintInventoryTest

@@ -131,7 +131,7 @@ TEST_F(Events, AClockSetBackDuringARunHidesTheNextBoot) {
 // --- during an inventory ---
 
 TEST_F(Events, AnInjectedEventDuringAPushArrivesAfterTheWholeInventory) {
-    startAll();
+    startAll(settingsWithoutPolls());
     controllerControl({"answer", "late", "1000", "--at-chunk", "4", "--of", "inventory"});
     startAgent();
     ASSERT_EQ(waitFor("request", 4), 0);

@@ -48,6 +48,12 @@ Json::Value SimulatedSystem::usualSettings() {
     return settings;
 }
 
+Json::Value SimulatedSystem::settingsWithoutPolls() {
+    Json::Value settings = usualSettings();
+    settings["IPMIDoorBellMonitorInterval"] = "1000";
+    return settings;
+}
+
 void SimulatedSystem::startHostAlone(const Json::Value& settings, int speed, std::vector<std::string> options,
                                      const std::string& host) {
     directory.writeFile("settings.json", settings.toStyledString());

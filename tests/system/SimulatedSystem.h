@@ -13,6 +13,8 @@ class SimulatedSystem : public SimulatedMachine {
 protected:
     // Simulated seconds per real second: the first inventory then arrives within a second of the start.
     static constexpr int usualSpeed = 100;
+    // The usual ones, with the first door-bell poll ten minutes of real time after the start.
+    static Json::Value settingsWithoutPolls();
 
     // The settings that a test starts from, as a JSON object: the host alone, all intervals long, logs in
     // files.

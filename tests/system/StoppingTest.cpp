@@ -58,7 +58,7 @@ TEST_F(Stopping, InTheIdleWaitEndsAtOnce) {
 }
 
 TEST_F(Stopping, DuringAPushLetsThePushFinish) {
-    startAll();
+    startAll(settingsWithoutPolls());
     controllerControl({"answer", "late", "700", "--at-chunk", "4", "--of", "inventory"});
     startAgent();
     ASSERT_EQ(waitFor("request", 4), 0);
@@ -130,7 +130,7 @@ TEST_F(Stopping, NoThreadOfTheAgentIsEverInterruptedByASignal) {
 }
 
 TEST_F(Stopping, TwoSignalsWithinThreeSecondsCountAsOne) {
-    startAll();
+    startAll(settingsWithoutPolls());
     controllerControl({"answer", "late", "700", "--at-chunk", "4", "--of", "inventory"});
     startAgent();
     ASSERT_EQ(waitFor("request", 4), 0);
@@ -141,7 +141,7 @@ TEST_F(Stopping, TwoSignalsWithinThreeSecondsCountAsOne) {
 }
 
 TEST_F(Stopping, ALaterSignalEndsAHangingStopAtOnceAndWithoutTheRecord) {
-    startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "100"});
+    startHostAlone(settingsWithoutPolls(), usualSpeed, {"--ipmi-timeout", "100"});
     startController();
     controllerControl({"answer", "never", "--at-chunk", "4", "--of", "inventory"});
     startAgent();

@@ -13,7 +13,7 @@
 
 #include "common/EventLoop.h"
 #include "devices/DeviceNode.h"
-#include "modules/ipmi/IpmiPackets.h"
+#include "devices/IpmiPackets.h"
 
 namespace simhost {
 

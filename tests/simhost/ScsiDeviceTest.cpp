@@ -232,6 +232,19 @@ TEST_F(ScsiDeviceNode, ADeviceThatIsPulledOutIsGoneAlsoForWhoHasItOpen) {
     EXPECT_EQ(read(0, 1, &data), 0);
 }
 
+TEST_F(ScsiDeviceNode, WhatIsOpenIsClosedWhenTheHostReboots) {
+    open();
+    std::string data(16, 'e');
+    hostControl({"reboot"});
+    EXPECT_EQ(hostState()["testDisk"]["open"].asInt(), 0);
+    EXPECT_EQ(read(0, 1, &data), -1);
+    EXPECT_EQ(errno, ENODEV);
+    host->closeDevice(device);
+    device = host->openDevice(host->path("/dev/sg9"), O_RDWR);
+    ASSERT_GE(device, 0);
+    EXPECT_EQ(read(0, 1, &data), 0);
+}
+
 TEST_F(ScsiDeviceNode, ADeviceThatVanishesInTheMiddleOfACommandEndsIt) {
     open();
     std::string data(16, 'e');

@@ -44,7 +44,7 @@ std::size_t bigEndian(const std::string& bytes, std::size_t at, std::size_t coun
 class TestDisk : public ScsiDevice {
 public:
     TestDisk(SimulatedHost& host, const TestDiskPart& part)
-        : ScsiDevice(host.loop(), host.paths().root + "/dev/sg9", host.time()),
+        : ScsiDevice(host.nodes(), host.paths().root + "/dev/sg9", host.time()),
           host_(host),
           vendor_(part.vendor),
           content_(static_cast<std::size_t>(part.blocks * blockSize), '\0') {}

@@ -15,6 +15,7 @@
 #include "devices/DeviceMessage.h"
 #include "devices/ScsiMessage.h"
 #include "simhost/TestHost.h"
+#include "testhost/TestIoctls.h"
 
 namespace ScsiDeviceTest {
 using namespace simhost;
@@ -214,6 +215,24 @@ TEST_F(ScsiDeviceNode, AnIoctlOfABlockChangesItAndReturnsTheDevicesResult) {
     block[7] = 0x7F;
     EXPECT_EQ(host->ioctlDevice(device, csmiConfiguration, block), -1);
     EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(ScsiDeviceNode, AnIoctlWhoseNumberStatesItsLengthNeedsNoRowOfItsOwn) {
+    open();
+    std::uint32_t numbers[] = {41, 77};
+    EXPECT_EQ(host->ioctlDevice(device, addOne, numbers), 0);
+    EXPECT_EQ(numbers[0], 42u);
+    EXPECT_EQ(host->ioctlDevice(device, keepNumber, numbers), 0);
+    EXPECT_EQ(numbers[0], 42u) << "the device must not change what it only reads";
+    numbers[0] = 99;
+    EXPECT_EQ(host->ioctlDevice(device, askNumber, numbers), 0);
+    EXPECT_EQ(numbers[0], 42u) << "the device must not read what it only changes";
+    EXPECT_EQ(numbers[1], 77u);
+    EXPECT_EQ(host->ioctlDevice(device, addOne, nullptr), -1);
+    EXPECT_EQ(errno, EFAULT);
+    EXPECT_EQ(host->ioctlDevice(device, unknownRequest, numbers), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(numbers[0], 42u);
 }
 
 TEST_F(ScsiDeviceNode, ADeviceThatIsPulledOutIsGoneAlsoForWhoHasItOpen) {

@@ -3,9 +3,9 @@
 #include "FuzzInput.h"
 #include "devices/BlockMessage.h"
 #include "devices/DeviceMessage.h"
+#include "devices/IpmiPackets.h"
 #include "devices/ScsiMessage.h"
 #include "library/LibraryMessage.h"
-#include "modules/ipmi/IpmiPackets.h"
 
 namespace {
 

@@ -9,10 +9,17 @@
 
 namespace simhost {
 
-DeviceNode::DeviceNode(EventLoop& loop, std::string path, Device& device)
-    : loop_(loop), path_(std::move(path)), device_(device) {}
+void DeviceNodes::disconnectUsers() {
+    for (DeviceNode* const node : all_) node->disconnectUsers();
+}
+
+DeviceNode::DeviceNode(DeviceNodes& nodes, std::string path, Device& device)
+    : nodes_(nodes), loop_(nodes.loop()), path_(std::move(path)), device_(device) {
+    nodes_.all_.insert(this);
+}
 
 DeviceNode::~DeviceNode() {
+    nodes_.all_.erase(this);
     setPresent(false);
     for (const auto& [id, user] : users_) loop_.forget(user.watch);
 }

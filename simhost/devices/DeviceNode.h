@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 
 #include "common/EventLoop.h"
@@ -21,10 +22,30 @@ public:
     virtual void closed(std::uint32_t /*user*/) {}
 };
 
+class DeviceNode;
+
+// All nodes of a host, each from its construction to its destruction.
+class DeviceNodes {
+public:
+    explicit DeviceNodes(EventLoop& loop) : loop_(loop) {}
+    DeviceNodes(const DeviceNodes&) = delete;
+    DeviceNodes& operator=(const DeviceNodes&) = delete;
+
+    EventLoop& loop() { return loop_; }
+    // Closes every open descriptor of every node: the host goes down.
+    void disconnectUsers();
+
+private:
+    friend DeviceNode;
+
+    EventLoop& loop_;
+    std::set<DeviceNode*> all_;
+};
+
 class DeviceNode {
 public:
-    // The node is absent until setPresent(true). `device` outlives this.
-    DeviceNode(EventLoop& loop, std::string path, Device& device);
+    // The node is absent until setPresent(true). `nodes` and `device` outlive this.
+    DeviceNode(DeviceNodes& nodes, std::string path, Device& device);
     ~DeviceNode();
     DeviceNode(const DeviceNode&) = delete;
     DeviceNode& operator=(const DeviceNode&) = delete;
@@ -32,7 +53,7 @@ public:
     // Makes the node appear or vanish. What is open stays open. Throws std::system_error.
     void setPresent(bool present);
     bool present() const { return static_cast<bool>(listener_); }
-    // Closes every open descriptor: a reset of the host, or a device that is pulled. Its users get ENODEV.
+    // Closes every open descriptor, as when a device is pulled. Its users get ENODEV.
     void disconnectUsers();
 
     std::size_t openDescriptors() const { return users_.size(); }
@@ -59,6 +80,7 @@ private:
     void flush(User& user);
     void drop(std::uint32_t id);
 
+    DeviceNodes& nodes_;
     EventLoop& loop_;
     std::string path_;
     Device& device_;

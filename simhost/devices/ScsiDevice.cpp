@@ -17,10 +17,10 @@ constexpr std::int64_t nanosecondsInMillisecond = 1000000;
 
 }  // namespace
 
-ScsiDevice::ScsiDevice(EventLoop& loop, const std::string& path, Time time)
-    : loop_(loop),
+ScsiDevice::ScsiDevice(DeviceNodes& nodes, const std::string& path, Time time)
+    : loop_(nodes.loop()),
       time_(std::move(time)),
-      node_(loop, path, *this),
+      node_(nodes, path, *this),
       self_(std::make_shared<ScsiDevice*>(this)) {
     node_.setPresent(true);
 }

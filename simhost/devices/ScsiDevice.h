@@ -24,7 +24,7 @@ public:
         std::function<EventLoop::Clock::duration(double seconds)> onMachine;
         std::function<std::int64_t()> nanoseconds;
     };
-    ScsiDevice(EventLoop& loop, const std::string& path, Time time);
+    ScsiDevice(DeviceNodes& nodes, const std::string& path, Time time);
     ~ScsiDevice() override;
     ScsiDevice(const ScsiDevice&) = delete;
     ScsiDevice& operator=(const ScsiDevice&) = delete;

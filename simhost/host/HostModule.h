@@ -52,7 +52,7 @@ public:
 
     // A command of the host's bin has run.
     virtual void commandRan(const std::string& /*name*/) {}
-    // The host goes down: what processes have open is closed.
+    // The host goes down. Its device nodes close what processes have open by themselves.
     virtual void hostGoesDown() {}
 };
 

@@ -40,6 +40,7 @@ SimulatedHost::SimulatedHost(EventLoop& loop, const std::string& root, HostDescr
       state_(HostState::create(paths_.state())),
       summary_(paths_.summaryLog()),
       libraries_(loop, paths_.librarySocket()),
+      nodes_(loop),
       commands_(loop, {paths_.commandSocket(), paths_.commandLog(),
                        [this](const std::vector<std::string>& command) {
                            if (live_) live_->refresh(description_, command);
@@ -148,6 +149,7 @@ ScsiDevice::Time SimulatedHost::time() const {
 void SimulatedHost::reboot(bool graceful, std::int64_t downSeconds) {
     requireDescribed();
     for (const auto& each : states_) each->hostGoesDown();
+    nodes_.disconnectUsers();
     if (graceful) summary_.rebooting(wall());
     const std::int64_t machine = machineNow();
     changeSpeed(clock_, machine, clock_.speedThousandths);

@@ -68,6 +68,8 @@ public:
     const HostPaths& paths() const { return paths_; }
     const HostSettings& settings() const { return settings_; }
     EventLoop& loop() { return loop_; }
+    // For the device nodes that modules make.
+    DeviceNodes& nodes() { return nodes_; }
     // The host's time for a device of a module. The host outlives what its modules keep.
     ScsiDevice::Time time() const;
     // What a module keeps; its type is the one that the module's start() made.
@@ -95,6 +97,7 @@ private:
     ClockState clock_{};
     SummaryLog summary_;
     LibraryServer libraries_;
+    DeviceNodes nodes_;
     std::vector<std::unique_ptr<ModuleState>> states_;
     CommandService commands_;
 };

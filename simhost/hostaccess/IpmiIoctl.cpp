@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "common/PacketSocket.h"
-#include "modules/ipmi/IpmiPackets.h"
+#include "devices/IpmiPackets.h"
 
 namespace simhost {
 

@@ -15,6 +15,8 @@ namespace simhost {
 
 namespace {
 
+const char ownSymbol = 0;
+
 // The events that this thread calls back for.
 thread_local const LibraryEvents* running = nullptr;
 
@@ -43,9 +45,14 @@ std::thread withoutSignals(std::function<void()> body) {
 
 }  // namespace
 
-std::string hostRootOf(const void* symbol) {
+LibraryClient& ownLibraryClient() {
+    static LibraryClient made(ownHostRoot());
+    return made;
+}
+
+std::string ownHostRoot() {
     Dl_info information{};
-    if (::dladdr(symbol, &information) == 0 || !information.dli_fname) return "";
+    if (::dladdr(&ownSymbol, &information) == 0 || !information.dli_fname) return "";
     const std::string file = information.dli_fname;
     const auto name = file.rfind('/');
     if (name == std::string::npos || name == 0) return "";

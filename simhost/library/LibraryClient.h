@@ -12,11 +12,14 @@
 
 #include "common/FileDescriptor.h"
 
+// Marks an entry point of the library that the stand-in is of; nothing else is exported.
+#define VOK_ENTRY_POINT extern "C" __attribute__((visibility("default")))
+
 namespace simhost {
 
-// The root of the host in whose lib the library lies that `symbol` is of, as it was opened: "ROOT" of
+// The root of the host in whose lib the library lies that this is linked into, as it was opened: "ROOT" of
 // "ROOT/lib/NAME". Empty when it lies in no such place.
-std::string hostRootOf(const void* symbol);
+std::string ownHostRoot();
 
 struct LibraryReply {
     std::int32_t status = 0;  // LibraryMessage.h
@@ -42,6 +45,9 @@ private:
     FileDescriptor socket_;
     std::uint32_t lastId_ = 0;
 };
+
+// The requests of the library that this is linked into, to the host in whose lib it lies.
+LibraryClient& ownLibraryClient();
 
 // Events, on a thread of its own, which calls the callback with one after another in the order in which the
 // host posted them. When the host ends no more come; the callback learns nothing of it.

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "common/EventLoop.h"
-#include "modules/ipmi/IpmiPackets.h"
+#include "devices/IpmiPackets.h"
 #include "rmc/FaultPlan.h"
 #include "rmc/Keeper.h"
 #include "rmc/RemoteCommandReceiver.h"

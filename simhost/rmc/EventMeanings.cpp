@@ -1,5 +1,7 @@
 #include "rmc/EventMeanings.h"
 
+#include "events/vokEventTable.h"
+
 namespace simhost {
 
 namespace {
@@ -9,6 +11,7 @@ struct Meaning {
     const char* text;
 };
 
+// Shorter than the agent's own. A number that has no row here keeps the agent's.
 constexpr Meaning meanings[] = {
     {356, "operating system has booted"},
     {359, "last shutdown was graceful"},
@@ -49,6 +52,8 @@ constexpr Meaning meanings[] = {
 const char* eventMeaning(long long id) {
     for (const auto& meaning : meanings)
         if (meaning.id == id) return meaning.text;
+    for (const auto& number : vokEventTable)
+        if (number.id == id) return number.meaning;
     return "unknown event";
 }
 

@@ -3,7 +3,7 @@
 
 namespace simhost {
 
-// "unknown event" for a number that no table knows.
+// "unknown event" for a number that neither this table nor the agent's (events/vokEventTable.h) has.
 const char* eventMeaning(long long id);
 
 }  // namespace simhost

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "modules/ipmi/IpmiPackets.h"
+#include "devices/IpmiPackets.h"
 
 namespace simhost {
 

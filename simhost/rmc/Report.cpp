@@ -12,6 +12,7 @@ namespace {
 
 constexpr Json::ArrayIndex rowsShown = 4;
 constexpr std::size_t longestText = 160;
+constexpr unsigned membersShown = 4;
 constexpr char bold[] = "1";
 constexpr char red[] = "1;31";
 constexpr char yellow[] = "33";
@@ -58,8 +59,24 @@ std::string itemWords(const Json::Value& item) {
     return device.empty() ? line : line + "  " + device;
 }
 
+// The first members of an item of a kind that is not known here.
+std::string firstMembers(const Json::Value& item) {
+    std::string line;
+    unsigned count = 0;
+    for (const auto& key : item.isObject() ? item.getMemberNames() : std::vector<std::string>()) {
+        const std::string text = shown(item[key]);
+        if (text.empty()) continue;
+        line += (count == 0 ? "" : "  ") + printable(key) + " " + text;
+        if (++count == membersShown) break;
+    }
+    return line;
+}
+
 std::string itemLine(const Json::Value& item) {
-    return itemWords(item) + "  " + shown(member(item, {"Status", "State"})) + "/" +
+    const std::string words = itemWords(item);
+    const std::string line = words.empty() ? firstMembers(item) : words;
+    if (!member(item, {"Status"}).isObject()) return line;
+    return line + "  " + shown(member(item, {"Status", "State"})) + "/" +
            shown(member(item, {"Status", "Health"}));
 }
 

@@ -11,6 +11,11 @@ vokResourceManager* instanceOf() {
     return Manager::getInstance();
 }
 
+template <typename Manager>
+void raiseTestEventOf(int id, const std::string& location) {
+    Manager::getInstance()->generateTestEvent(id, location);
+}
+
 constexpr vokResource rows[] = {
     vokResource{HOST_OS_INFO}
         .managedBy(instanceOf<HostResourceManager>)
@@ -27,10 +32,7 @@ constexpr vokResource rows[] = {
     vokResource{ETHERNET_DEVICES}
         .managedBy(instanceOf<NICResourceManager>)
         .inDocument("EthernetDevices")
-        .withTestEvents(vokEthernetEvent,
-                        [](int id, const std::string& location) {
-                            NICResourceManager::getInstance()->generateTestEvent(id, location);
-                        }),
+        .withTestEvents(vokEthernetEvent, raiseTestEventOf<NICResourceManager>),
     vokResource{FIBRE_CHANNEL_DEVICES}.inDocument("FibreChannelDevices"),
     // Reserved: they have keys in the document, but can't be enabled.
     vokResource{NVME_CONTROLLERS}.withInventory(1, "StorageControllers").withInventory(2, "Drives"),

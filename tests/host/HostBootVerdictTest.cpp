@@ -1,13 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <json/reader.h>
-#include <memory>
 #include <ostream>
 
 #include "core/vokJobManager.h"
 #include "host/HostResourceManager.h"
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokUtils.h"
+#include "support/DeliveredEvents.h"
 #include "support/FakeClock.h"
 #include "support/FakeHost.h"
 #include "support/FakeIpmi.h"
@@ -25,26 +24,6 @@ constexpr char record[] = "/var/tmp/mevVOKStartup.txt";
 constexpr char afterwards[] =
     "DEBUG HOST_RM: After sending OS boots events, we can set current_start to last_start otherwise it will "
     "happen during VOK shutdown. And in case of crash it won't happen.";
-
-// The events that the controller has received, oldest first.
-std::vector<Json::Value> deliveredEvents(const FakeIpmi& ipmi) {
-    std::vector<Json::Value> events;
-    for (const std::string& payload : ipmi.remoteCommandPayloads()) {
-        const std::string text = payload.substr(payload.find('{'));
-        std::string error;
-        Json::Value event;
-        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-        EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &event, &error)) << error << text;
-        events.push_back(event);
-    }
-    return events;
-}
-
-std::vector<int> deliveredIds(const FakeIpmi& ipmi) {
-    std::vector<int> ids;
-    for (const auto& event : deliveredEvents(ipmi)) ids.push_back(event["ID"].asInt());
-    return ids;
-}
 
 class BootVerdict : public testing::Test {
 protected:
@@ -89,7 +68,7 @@ TEST_P(Decision, RaisesItsEventsAndLogsItsLine) {
                                     "\nlast_stop " + std::to_string(given.stop) + "\n");
     vokUtils::setSystemCurrentBootTime(given.boot);
     manager.genOSBootLogic();
-    EXPECT_EQ(deliveredIds(ipmi), given.events);
+    EXPECT_EQ(deliveredEventIds(ipmi), given.events);
     for (const std::string& line : {graceful, notGraceful, point2, point3})
         EXPECT_EQ(hasLogged(host, line), line == given.line) << line;
     EXPECT_EQ(countLogged(host, afterwards), 1);
@@ -118,13 +97,13 @@ TEST_F(BootVerdict, ARecordWithoutALastStopCountsItAs0) {
     host.root.writeFile(record, "current_start 5000\nlast_start 2000\n");
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
-    EXPECT_THAT(deliveredIds(ipmi), ElementsAre(360, 356));
+    EXPECT_THAT(deliveredEventIds(ipmi), ElementsAre(360, 356));
 }
 
 TEST_F(BootVerdict, WithoutARecordThereIsNoEventAndNoRecord) {
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
-    EXPECT_THAT(deliveredIds(ipmi), IsEmpty());
+    EXPECT_THAT(deliveredEventIds(ipmi), IsEmpty());
     EXPECT_EQ(countLogged(host, "ERROR HOST_RM: Error occurred in opening vok startup file"), 3);
     EXPECT_FALSE(host.root.exists(record));
 }
@@ -137,7 +116,7 @@ TEST_F(BootVerdict, WaitsTwentySecondsBeforeItReadsTheRecord) {
     vokUtils::setSystemCurrentBootTime(4000);
     manager.genOSBootLogic();
     EXPECT_EQ(clock.pauses().front(), 20000000u);
-    EXPECT_THAT(deliveredIds(ipmi), ElementsAre(360, 356));
+    EXPECT_THAT(deliveredEventIds(ipmi), ElementsAre(360, 356));
 }
 
 TEST_F(BootVerdict, TheEventsHaveATimeAndNoLocation) {
@@ -207,7 +186,7 @@ protected:
         jobs.vokStartFileOperations(0);
         ipmi.clearRequests();
         manager.genOSBootLogic();
-        return deliveredIds(ipmi);
+        return deliveredEventIds(ipmi);
     }
     void stop(time_t now) {
         clock.set(now);

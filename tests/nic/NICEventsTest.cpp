@@ -1,12 +1,12 @@
 // The events caused by changes between two builds, as the controller receives them.
 #include <gmock/gmock.h>
-#include <json/reader.h>
 #include <atomic>
 #include <cstdlib>
 #include <future>
 #include <thread>
 
 #include "nic/NICFixture.h"
+#include "support/DeliveredEvents.h"
 
 namespace NICEventsTest {
 namespace {
@@ -22,12 +22,7 @@ protected:
     }
     // The events since the last call.
     std::vector<Json::Value> events() {
-        std::vector<Json::Value> all;
-        for (const auto& text : ipmi.remoteCommandPayloads()) {
-            Json::Value event;
-            EXPECT_TRUE(Json::Reader().parse(text, event)) << text;
-            all.push_back(event);
-        }
+        std::vector<Json::Value> all = deliveredEvents(ipmi);
         ipmi.clearRequests();
         return all;
     }

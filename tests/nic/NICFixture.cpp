@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "rmc/vokJsonAggregator.h"
+#include "support/DeliveredEvents.h"
 
 std::string NICFixture::answer(const std::string& command, int& status) {
     if (command == listCommand) {
@@ -22,9 +22,7 @@ std::string NICFixture::answer(const std::string& command, int& status) {
 }
 
 void NICFixture::becomeReadyForEvents() {
-    vokJsonAggregator::getInstance()->createInventoryJsonString();
-    ASSERT_TRUE(vokJsonAggregator::getInstance()->isInventorySent());
-    ipmi.clearRequests();
+    letEventsPass(ipmi);
 }
 
 long NICFixture::commandCount(const std::string& text) const {

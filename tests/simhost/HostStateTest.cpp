@@ -6,8 +6,8 @@
 
 #include "common/ByteCodec.h"
 #include "common/SimulatedClock.h"
+#include "devices/IpmiPackets.h"
 #include "host/SummaryLog.h"
-#include "modules/ipmi/IpmiPackets.h"
 #include "support/TemporaryDirectory.h"
 
 namespace HostStateTest {

@@ -120,6 +120,9 @@ TEST_F(IpmiDevice, ChecksARequestAsTheDriverDoes) {
     EXPECT_EQ(errno, EFAULT);
     EXPECT_EQ(host->ioctlDevice(user.descriptor(), 0x1234, &good), -1);
     EXPECT_EQ(errno, ENOTTY);
+    int wanted = 0;
+    EXPECT_EQ(host->ioctlDevice(user.descriptor(), IPMICTL_SET_GETS_EVENTS_CMD, &wanted), -1);
+    EXPECT_EQ(errno, ENOTTY);
 }
 
 TEST_F(IpmiDevice, ReceivesAsTheDriverDoes) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "events/vokEventTable.h"
+#include "rmc/EventMeanings.h"
 #include "rmc/FaultPlan.h"
 #include "rmc/Report.h"
 
@@ -123,6 +125,27 @@ TEST(Accounts, AnInventoryTellsEachSection) {
     EXPECT_THAT(table, HasSubstr("EthernetDevices      1\n"));
     EXPECT_THAT(table, HasSubstr("X550  Online/OK"));
     EXPECT_THAT(table, HasSubstr("memory 512.0 GiB"));
+}
+
+TEST(Accounts, AnItemOfAKindThatIsNotKnownShowsItsFirstMembers) {
+    const std::string table = inventoryTable(
+        checkInventory(
+            R"({"HostDataCollection":{"Sensors":[{"A":[1],"Celsius":41,"Name":"inlet","Status":{}},{"B":1,"C":2,"D":3,)"
+            R"("E":4,"F":5}]}})")
+            .value);
+    EXPECT_THAT(table, HasSubstr("Sensors              2\n"
+                                 "                       Celsius 41  Name inlet  /\n"
+                                 "                       B 1  C 2  D 3  E 4\n"));
+}
+
+TEST(Accounts, EachEventOfTheAgentHasAMeaning) {
+    for (const vokEventNumber& number : vokEventTable) {
+        EXPECT_STRNE(eventMeaning(number.id), "unknown event") << number.id;
+        EXPECT_STRNE(eventMeaning(number.id), "") << number.id;
+    }
+    EXPECT_STREQ(eventMeaning(1384), "Ethernet link is lost");
+    EXPECT_STREQ(eventMeaning(1337), "unknown event");
+    EXPECT_STREQ(eventMeaning(356LL + (1LL << 32)), "unknown event");
 }
 
 TEST(Accounts, AnEventTellsMeaningPlaceAndText) {

@@ -15,6 +15,7 @@
 #include "devices/DeviceMessage.h"
 #include "devices/ScsiMessage.h"
 #include "simhost/TestHost.h"
+#include "testhost/TestIoctls.h"
 
 namespace ScsiDeviceTest {
 using namespace simhost;
@@ -216,6 +217,24 @@ TEST_F(ScsiDeviceNode, AnIoctlOfABlockChangesItAndReturnsTheDevicesResult) {
     EXPECT_EQ(errno, EINVAL);
 }
 
+TEST_F(ScsiDeviceNode, AnIoctlWhoseNumberStatesItsLengthNeedsNoRowOfItsOwn) {
+    open();
+    std::uint32_t numbers[] = {41, 77};
+    EXPECT_EQ(host->ioctlDevice(device, addOne, numbers), 0);
+    EXPECT_EQ(numbers[0], 42u);
+    EXPECT_EQ(host->ioctlDevice(device, keepNumber, numbers), 0);
+    EXPECT_EQ(numbers[0], 42u) << "the device must not change what it only reads";
+    numbers[0] = 99;
+    EXPECT_EQ(host->ioctlDevice(device, askNumber, numbers), 0);
+    EXPECT_EQ(numbers[0], 42u) << "the device must not read what it only changes";
+    EXPECT_EQ(numbers[1], 77u);
+    EXPECT_EQ(host->ioctlDevice(device, addOne, nullptr), -1);
+    EXPECT_EQ(errno, EFAULT);
+    EXPECT_EQ(host->ioctlDevice(device, unknownRequest, numbers), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(numbers[0], 42u);
+}
+
 TEST_F(ScsiDeviceNode, ADeviceThatIsPulledOutIsGoneAlsoForWhoHasItOpen) {
     open();
     std::string data(16, 'e');
@@ -226,6 +245,19 @@ TEST_F(ScsiDeviceNode, ADeviceThatIsPulledOutIsGoneAlsoForWhoHasItOpen) {
     EXPECT_EQ(errno, ENOENT);
     hostControl({"test-disk", "plug"});
     EXPECT_EQ(read(0, 1, &data), -1) << "the old opening stays useless";
+    host->closeDevice(device);
+    device = host->openDevice(host->path("/dev/sg9"), O_RDWR);
+    ASSERT_GE(device, 0);
+    EXPECT_EQ(read(0, 1, &data), 0);
+}
+
+TEST_F(ScsiDeviceNode, WhatIsOpenIsClosedWhenTheHostReboots) {
+    open();
+    std::string data(16, 'e');
+    hostControl({"reboot"});
+    EXPECT_EQ(hostState()["testDisk"]["open"].asInt(), 0);
+    EXPECT_EQ(read(0, 1, &data), -1);
+    EXPECT_EQ(errno, ENODEV);
     host->closeDevice(device);
     device = host->openDevice(host->path("/dev/sg9"), O_RDWR);
     ASSERT_GE(device, 0);

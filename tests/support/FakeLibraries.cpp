@@ -26,9 +26,9 @@ void* FakeLibraries::open(const std::string& name, int flags) {
 
 void* FakeLibraries::symbol(void* library, const char* name) {
     const std::lock_guard<std::mutex> lock(guard_);
-    const auto& ofLibrary = *static_cast<const std::map<std::string, void*>*>(library);
+    const auto& ofLibrary = *static_cast<const std::map<std::string, FakeSymbol>*>(library);
     const auto found = ofLibrary.find(name);
-    if (found != ofLibrary.end()) return found->second;
+    if (found != ofLibrary.end()) return found->second.address;
     if (!failure.empty()) lastError_ = failure;
     return nullptr;
 }

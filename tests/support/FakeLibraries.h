@@ -6,6 +6,15 @@
 #include <string>
 #include <vector>
 
+// The address of a function or a variable.
+struct FakeSymbol {
+    FakeSymbol() = default;
+    template <typename Target>
+    FakeSymbol(Target* target) : address(reinterpret_cast<void*>(target)) {}
+
+    void* address = nullptr;
+};
+
 class FakeLibraries {
 public:
     struct Opened {
@@ -15,7 +24,7 @@ public:
 
     // --- what a test sets ---
     // Libraries by name, each with its symbols; others are missing.
-    std::map<std::string, std::map<std::string, void*>> symbols;
+    std::map<std::string, std::map<std::string, FakeSymbol>> symbols;
     // The reason that error() reports, once, after a call that found nothing; empty for no reason.
     std::string failure;
 

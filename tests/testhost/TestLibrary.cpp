@@ -5,16 +5,7 @@
 
 #include "library/LibraryClient.h"
 
-#define VOK_ENTRY_POINT extern "C" __attribute__((visibility("default")))
-
 namespace {
-
-const char ownSymbol = 0;
-
-simhost::LibraryClient& client() {
-    static simhost::LibraryClient made(simhost::hostRootOf(&ownSymbol));
-    return made;
-}
 
 simhost::LibraryEvents& events() {
     static simhost::LibraryEvents made;
@@ -25,7 +16,7 @@ simhost::LibraryEvents& events() {
 
 VOK_ENTRY_POINT std::int32_t test_request(std::uint32_t kind, const char* bytes, std::size_t count,
                                           char* room, std::size_t roomSize, std::size_t* size) {
-    const simhost::LibraryReply reply = client().request(kind, std::string(bytes, count));
+    const simhost::LibraryReply reply = simhost::ownLibraryClient().request(kind, std::string(bytes, count));
     *size = reply.bytes.size();
     std::memcpy(room, reply.bytes.data(), std::min(roomSize, reply.bytes.size()));
     return reply.status;
@@ -37,7 +28,7 @@ VOK_ENTRY_POINT int test_subscribe(std::uint32_t kind, TestCallback callback, vo
     const auto call = [callback, context](std::uint32_t each, const std::string& bytes) {
         callback(context, each, bytes.data(), bytes.size());
     };
-    return events().start(simhost::hostRootOf(&ownSymbol), kinds, call) ? 0 : -1;
+    return events().start(simhost::ownHostRoot(), kinds, call) ? 0 : -1;
 }
 
 VOK_ENTRY_POINT void test_unsubscribe() {

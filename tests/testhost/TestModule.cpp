@@ -10,6 +10,7 @@
 #include "host/LayoutFiles.h"
 #include "host/LocalcliForms.h"
 #include "host/SimulatedHost.h"
+#include "testhost/TestIoctls.h"
 #include "testhost/TestKinds.h"
 
 using namespace simhost;
@@ -44,7 +45,7 @@ std::size_t bigEndian(const std::string& bytes, std::size_t at, std::size_t coun
 class TestDisk : public ScsiDevice {
 public:
     TestDisk(SimulatedHost& host, const TestDiskPart& part)
-        : ScsiDevice(host.loop(), host.paths().root + "/dev/sg9", host.time()),
+        : ScsiDevice(host.nodes(), host.paths().root + "/dev/sg9", host.time()),
           host_(host),
           vendor_(part.vendor),
           content_(static_cast<std::size_t>(part.blocks * blockSize), '\0') {}
@@ -82,15 +83,26 @@ private:
         }
     }
     std::optional<BlockReply> control(const BlockRequest& request) override {
+        if (request.number == addOne || request.number == keepNumber || request.number == askNumber)
+            return sized(request);
         if (request.number != 0xCC770002) return std::nullopt;
         std::string changed = request.block;
         changed.back() = 'X';
         return BlockReply{7, changed + "beyond the caller's room"};
     }
 
+    // A number of 32 bits each.
+    BlockReply sized(const BlockRequest& request) {
+        const auto number = ByteReader(request.block.data(), request.block.size()).number<std::uint32_t>();
+        if (request.number == keepNumber) kept_ = number;
+        const std::uint32_t answer = request.number == askNumber ? kept_ + number : number + 1;
+        return {0, ByteWriter().number(answer).bytes()};
+    }
+
     SimulatedHost& host_;
     std::string vendor_;
     std::string content_;
+    std::uint32_t kept_ = 0;
 };
 
 class TestState : public ModuleState {

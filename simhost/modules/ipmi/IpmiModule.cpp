@@ -18,7 +18,7 @@ class IpmiState : public ModuleState {
 public:
     explicit IpmiState(SimulatedHost& host)
         : machines_(host.settings().machinesIpmi),
-          driver_(host.loop(), {host.paths().ipmiDevice(), host.paths().controllerSocket()},
+          driver_(host.nodes(), {host.paths().ipmiDevice(), host.paths().controllerSocket()},
                   host.description().nodeName, host.settings().ipmiPatience) {
         driver_.setPresent(!machines_);
     }
@@ -43,7 +43,6 @@ public:
         else
             appear();
     }
-    void hostGoesDown() override { driver_.disconnectUsers(); }
 
 private:
     void requireOwnNode() const {

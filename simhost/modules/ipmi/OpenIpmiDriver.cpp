@@ -18,13 +18,13 @@ constexpr std::size_t mostWaiting = 100;  // messages a user may have under way 
 
 }  // namespace
 
-OpenIpmiDriver::OpenIpmiDriver(EventLoop& loop, Sockets sockets, std::string hostName,
+OpenIpmiDriver::OpenIpmiDriver(DeviceNodes& nodes, Sockets sockets, std::string hostName,
                                EventLoop::Clock::duration patience)
-    : loop_(loop),
+    : loop_(nodes.loop()),
       sockets_(std::move(sockets)),
       hostName_(std::move(hostName)),
       patience_(patience),
-      node_(loop, sockets_.device, *this) {
+      node_(nodes, sockets_.device, *this) {
     controllerListener_ = listenAt(sockets_.controller, SOCK_SEQPACKET);
     controllerListening_ =
         loop_.watch(controllerListener_.get(), POLLIN, [this](short) { acceptController(); });
@@ -32,7 +32,7 @@ OpenIpmiDriver::OpenIpmiDriver(EventLoop& loop, Sockets sockets, std::string hos
 
 OpenIpmiDriver::~OpenIpmiDriver() {
     setPresent(false);
-    disconnectUsers();
+    node_.disconnectUsers();
     loop_.cancel(patienceTimer_);
     loop_.forget(controllerWatch_);
     loop_.forget(controllerListening_);

@@ -13,7 +13,7 @@
 
 #include "common/EventLoop.h"
 #include "devices/DeviceNode.h"
-#include "modules/ipmi/IpmiPackets.h"
+#include "devices/IpmiPackets.h"
 
 namespace simhost {
 
@@ -24,7 +24,7 @@ public:
         std::string controller;
     };
     // Listens for a controller at once, and for users of the device node while it is present.
-    OpenIpmiDriver(EventLoop& loop, Sockets sockets, std::string hostName,
+    OpenIpmiDriver(DeviceNodes& nodes, Sockets sockets, std::string hostName,
                    EventLoop::Clock::duration patience);
     ~OpenIpmiDriver() override;
     OpenIpmiDriver(const OpenIpmiDriver&) = delete;
@@ -33,8 +33,6 @@ public:
     // Makes the device node appear or vanish. What is open stays open.
     void setPresent(bool present) { node_.setPresent(present); }
     bool present() const { return node_.present(); }
-    // Closes every open descriptor, as a reset of the host does.
-    void disconnectUsers() { node_.disconnectUsers(); }
 
     bool controllerAttached() const { return static_cast<bool>(controller_); }
     std::size_t openDescriptors() const { return node_.openDescriptors(); }

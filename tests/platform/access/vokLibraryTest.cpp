@@ -21,10 +21,7 @@ int two(int) {
 
 class Library : public testing::Test {
 protected:
-    Library() {
-        libraries.symbols["libvendor.so"] = {{"vendor_one", reinterpret_cast<void*>(one)},
-                                             {"vendor_two", reinterpret_cast<void*>(two)}};
-    }
+    Library() { libraries.symbols["libvendor.so"] = {{"vendor_one", one}, {"vendor_two", two}}; }
     bool resolveBoth(vokLibrary& library) {
         return library.resolve({{"vendor_one", first}, {"vendor_two", second}});
     }

@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "modules/physloc/StandIn.h"
+#include "modules/physloc/library/StandIn.h"
 
 thread_local const std::uint8_t* physloc::initializedRecord = nullptr;
 

@@ -1,4 +1,4 @@
-#include "modules/ipmi/IpmiPackets.h"
+#include "devices/IpmiPackets.h"
 
 namespace simhost {
 

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "modules/physloc/StandIn.h"
+#include "modules/physloc/library/StandIn.h"
 
 namespace physloc {
 

@@ -1,4 +1,4 @@
 // libvkloc0202.so
-#include "modules/physloc/StandIn.h"
+#include "modules/physloc/library/StandIn.h"
 
 const physloc::Platform physloc::platform = {2, true, {3, 59, 56, 69, 64}};

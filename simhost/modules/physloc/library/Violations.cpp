@@ -4,7 +4,7 @@
 
 #include "common/FileDescriptor.h"
 #include "common/HostPaths.h"
-#include "modules/physloc/StandIn.h"
+#include "modules/physloc/library/StandIn.h"
 
 namespace physloc {
 

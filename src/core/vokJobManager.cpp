@@ -15,6 +15,7 @@
 #include "core/inventory/vokResources.h"
 #include "events/client/vokServer.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/firmware/vokPlatformFamily.h"
 #include "platform/utils/vokStartupRecord.h"
 #include "platform/utils/vokUtils.h"
 
@@ -24,12 +25,12 @@ int vokJobManager::retval[vokJobManager::positions] = {-1, -1, -1, -1, -1, -1, -
 namespace {
 
 constexpr char tag[] = "JOB_MGR";
-constexpr char firstPlatformFamily[] = "7711PID02020001";
 
 std::vector<int> resourceList() {
-    std::vector<int> ids = {FIBRE_CHANNEL_DEVICES, HOST_OS_INFO, STORAGE_CONTROLLERS, ETHERNET_DEVICES,
-                            NVME_CONTROLLERS,      GPU_DEVICES,  INFINIBAND_DEVICES};
-    if (vokUtils::getPlatformFamily() == firstPlatformFamily) ids.push_back(TRUSTED_PLATFORM_MODULE);
+    std::vector<int> ids;
+    for (const vokModule& module : vokModules)
+        if (module.id < TRUSTED_PLATFORM_MODULE) ids.push_back(module.id);
+    if (vokIsFirstPlatform(vokUtils::getPlatformFamily())) ids.push_back(TRUSTED_PLATFORM_MODULE);
     return ids;
 }
 

@@ -1,9 +1,9 @@
-#include <cstdio>
 #include <fstream>
 #include <functional>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokWorkFile.h"
 #include "platform/utils/vokUtils.h"
 
 std::map<std::string, std::pair<std::string, std::string>> vokUtils::fcGeoIDMap;
@@ -82,16 +82,14 @@ void readPairs(const PairList& list, std::istream& lines, const TakePair& take) 
 // False if the command failed or its file can't be opened. The content that an interrupted run has left in
 // the file is read together with what the command appends.
 bool gatherPairs(const PairList& list, const TakePair& take) {
-    const std::string hostPath = vokHostAccess().path(list.file);
-    const int status = vokHostAccess().runCommand(list.command + vokHostAccess().commandPath(list.file));
+    const vokWorkFile file(list.file, vokLeftOver::kept);
     bool gathered = false;
-    if (status == 0) {
-        std::ifstream lines(hostPath);
+    if (vokHostAccess().runCommand(list.command + file.shellQuoted()) == 0) {
+        std::ifstream lines(file.hostPath());
         gathered = lines.is_open();
         if (gathered) readPairs(list, lines, take);
     }
     if (!gathered) VOK_LOG_ERROR("VOK_UTILS", "%s", list.failure);
-    std::remove(hostPath.c_str());
     return gathered;
 }
 

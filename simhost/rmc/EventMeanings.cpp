@@ -22,7 +22,7 @@ constexpr Meaning meanings[] = {
     {386, "Fibre Channel link is down"},
     {388, "Fibre Channel port has failed"},
     {390, "Fibre Channel event"},
-    {397, "storage controller is well again"},
+    {397, "storage controller is healthy again"},
     {398, "storage controller has failed"},
     {434, "host event"},
     {435, "host event"},

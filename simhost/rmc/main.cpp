@@ -43,13 +43,13 @@ int run(const RunOptions& options) {
     Report report(options.quiet);
     std::string ignored;
     if (askServer(keeper.controlSocket(), {"status"}, ignored))
-        throw std::runtime_error(keeper.directory() + ": another vok-rmc keeps its papers there");
+        throw std::runtime_error(keeper.directory() + ": another vok-rmc keeps its files there");
     EventLoop loop;
     loop.stopOnSignals();
     RmcControl control(loop, keeper.controlSocket());
     Controller controller(loop, settings, keeper, report, [&control] { control.changed(); });
     control.setController(controller);
-    std::printf("vok-rmc: ready: papers in %s, process %d\n", keeper.directory().c_str(),
+    std::printf("vok-rmc: ready: files in %s, process %d\n", keeper.directory().c_str(),
                 static_cast<int>(::getpid()));
     std::fflush(stdout);
     loop.run();
@@ -78,7 +78,7 @@ int control(const std::string& out, const std::vector<std::string>& words) {
         answer = askServer(socket, words, error);
     }
     if (!answer) {
-        std::cerr << "vok-rmc control: no controller has its papers in " << out << " (" << error << ")\n";
+        std::cerr << "vok-rmc control: no controller keeps its files in " << out << " (" << error << ")\n";
         return failed;
     }
     std::cout << answer->output << std::flush;
@@ -111,7 +111,7 @@ int runProgram(int count, char** arguments) {
 
     std::string out;
     CLI::App* controlCommand = app.add_subcommand("control", "Speak to a controller that runs");
-    controlCommand->add_option("--out", out, "Directory of that controller's papers")->required();
+    controlCommand->add_option("--out", out, "Directory of that controller's files")->required();
     controlCommand->prefix_command();
     controlCommand->footer(rmcControlHelp);
 

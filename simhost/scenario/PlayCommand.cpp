@@ -25,7 +25,7 @@ PlayCommand::PlayCommand(CLI::App& app)
         ->add_option("--work", settings_.work, "Directory for the files of the play and the agent's output")
         ->required()
         ->check(CLI::ExistingDirectory);
-    command_->add_option("--controller", settings_.controller, "Directory of the controller's papers")
+    command_->add_option("--controller", settings_.controller, "Directory of the controller's files")
         ->check(CLI::ExistingDirectory);
     command_
         ->add_option("--controller-log", settings_.controllerLog,

@@ -169,7 +169,7 @@ void Stage::startAgent() {
 }
 
 void Stage::stopAgent() {
-    if (!agent_) throw StepFailed("the agent does not run");
+    if (!agent_) throw StepFailed("the agent is not running");
     agent_.signal(SIGTERM);
     const auto limit = Clock::now() + longestStop;
     for (;;) {
@@ -184,7 +184,7 @@ void Stage::stopAgent() {
 }
 
 void Stage::killAgent() {
-    if (!agent_) throw StepFailed("the agent does not run");
+    if (!agent_) throw StepFailed("the agent is not running");
     agent_ = ChildProcess();
 }
 

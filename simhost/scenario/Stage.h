@@ -27,7 +27,7 @@ struct StepFailed : std::runtime_error {
 
 struct StageSettings {
     std::string root;           // of the host
-    std::string controller;     // the controller's papers; none: ""
+    std::string controller;     // the controller's files; none: ""
     std::string controllerLog;  // what the controller prints; none: ""
     std::string work;           // directory for the files of the play, and the agent's output in "vokd.log"
     std::string programs;       // directory of vokd and vokcli

@@ -242,7 +242,7 @@ TEST_F(ScenarioPlay, FailsWhenTheAgentEndsByItselfOrBadly) {
     standIn("vokd", "trap 'exit 5' TERM\nwhile :; do sleep 0.02; done\n");
     EXPECT_THAT(play(R"({"agent": "start"}, {"pause": 300}, {"agent": "stop"})").output,
                 HasSubstr("(agent stop): vokd ended with status 5"));
-    EXPECT_THAT(play(R"({"agent": "stop"})").output, HasSubstr("(agent stop): the agent does not run"));
+    EXPECT_THAT(play(R"({"agent": "stop"})").output, HasSubstr("(agent stop): the agent is not running"));
 }
 
 TEST_F(ScenarioPlay, ASignalBreaksOffAndEndsTheAgent) {

@@ -73,8 +73,8 @@ std::string firstMembers(const Json::Value& item) {
 }
 
 std::string itemLine(const Json::Value& item) {
-    const std::string words = itemWords(item);
-    const std::string line = words.empty() ? firstMembers(item) : words;
+    std::string line = itemWords(item);
+    if (line.empty()) line = firstMembers(item);
     if (!member(item, {"Status"}).isObject()) return line;
     return line + "  " + shown(member(item, {"Status", "State"})) + "/" +
            shown(member(item, {"Status", "Health"}));

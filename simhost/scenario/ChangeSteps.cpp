@@ -135,7 +135,7 @@ std::string complaintOf(const Json::Value& value, const ScenarioTexts& texts) {
     if (value.isString()) return texts.complaint(value.asString());
     if (value.isObject() || value.isArray())
         for (const auto& member : value)
-            if (const std::string wrong = complaintOf(member, texts); !wrong.empty()) return wrong;
+            if (std::string wrong = complaintOf(member, texts); !wrong.empty()) return wrong;
     return "";
 }
 

@@ -25,6 +25,7 @@ namespace {
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const auto& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     ::execvp(arguments[0], arguments.data());

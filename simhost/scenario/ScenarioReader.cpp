@@ -146,6 +146,7 @@ std::vector<Step> readSteps(Section& section, const char* key, const ScenarioTex
 std::vector<Scenario> readScenarios(const std::vector<std::string>& files) {
     ScenarioTexts texts(valuesOfThePlayer);
     std::vector<Scenario> scenarios;
+    scenarios.reserve(files.size());
     for (const auto& file : files) scenarios.push_back(readScenario(file, texts));
     return scenarios;
 }

@@ -46,7 +46,7 @@ public:
 protected:
     enum class gathered {
         complete,   // continue with the JSON and the common end of the build
-        abandoned,  // end the build here: ready, but without a refresh time or a push
+        abandoned,  // end the build here, ready but without a refresh time or a push; gather() set the JSON
     };
 
     // `stopFlag` belongs to the derived class; both arguments must live as long as the process.

@@ -1,5 +1,5 @@
-// The table of the agent's resources, one row each. Starting, querying, documenting, testing and stopping
-// them all iterate over it. The rows are bound from above (core/vokResourceRows.cpp), so that nothing here
+// The table of the agent's resources, one row each: who manages a resource, where the document has it, who
+// raises its test events. The rows are bound from above (core/vokResourceRows.cpp), so that nothing here
 // depends on a resource class; a test binds its own rows.
 #pragma once
 
@@ -69,7 +69,7 @@ public:
     template <std::size_t count>
     constexpr explicit vokResourceTable(const vokResource (&rows)[count]) : rows_(rows), count_(count) {}
 
-    // The order in which managers are constructed, checked and stopped.
+    // The order in which managers are constructed, stopped, and asked by the test event of the agent.
     const vokResource* begin() const { return rows_; }
     const vokResource* end() const { return rows_ + count_; }
     // The row of a resource id, or null.

@@ -50,7 +50,7 @@ bool writeAll(int descriptor, const std::string& content) {
 }
 
 // The new content is on the disk before it is renamed to the record, so that a power cut can't leave an empty
-// record. A temporary file that an earlier run has status is removed unread.
+// record. A temporary file that an earlier run has left is removed unread.
 bool replaceByRename(const std::string& content) {
     const std::string temporary = vokStartupRecord::temporaryPath();
     const std::string record = vokStartupRecord::recordPath();

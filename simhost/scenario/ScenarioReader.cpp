@@ -32,7 +32,7 @@ Step readStep(const Json::Value& value, const std::string& name, const ScenarioT
     return step;
 }
 
-// "for": rows of values, for each of which the steps are played once.
+// "for": rows of values; the steps are played once for each row.
 Step readFor(Section& section, const ScenarioTexts& texts) {
     std::vector<std::map<std::string, std::string>> rows;
     section.list("for", [&](const Json::Value& value, const std::string& name) {

@@ -1,4 +1,4 @@
-// Reads scenario files: each one JSON object, of which nothing may be unknown or wrong.
+// Reads scenario files. Each is one JSON object; an unknown key or a wrong value is refused.
 #pragma once
 
 #include <string>

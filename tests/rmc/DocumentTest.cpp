@@ -156,8 +156,7 @@ TEST_F(Document, AfterNinePassesTheFirstPushGoesOutWithWhatIsReady) {
     EXPECT_THAT(ipmi.remoteCommandPayloads()[0], testing::HasSubstr(R"("Oem":{"Name":"last"})"));
 }
 
-// A manager with two inventories, both of which hold the number of the build. Each read is followed by a
-// build.
+// A manager with two inventories. Both contain the number of the build, and each read is followed by a build.
 class BuildsBetweenReads final : public SampleManager {
 public:
     BuildsBetweenReads() : SampleManager(traits) { cacheBuild(); }

@@ -195,7 +195,11 @@ void vokJsonAggregator::sendJsonString() {
     VOK_LOG_INFO("JSON_AGGR", "*************printing final Json String*******");
     VOK_LOG_INFO("JSON_AGGR", "%s", text.c_str());
     ipmi::IPMIUtils controller;
-    if (controller.RMC_CLI_Cmd_Execution("WriteInventory", text) == 1)
+    const int result = controller.RMC_CLI_Cmd_Execution("WriteInventory", text);
+    // The lines after this one follow from the result, which counts a silent controller as success.
+    VOK_LOG_INFO("JSON_AGGR", "Inventory of %zu bytes in %zu requests: %s", text.size(),
+                 controller.lastCommand().requests(), controller.lastCommand().text().c_str());
+    if (result == 1)
         VOK_LOG_ERROR("JSON_AGGR", "An Error occurred in delivering inventory string to RMC!");
     else
         VOK_LOG_DEBUG("JSON_AGGR", "Success in delivering inventory string to RMC!");

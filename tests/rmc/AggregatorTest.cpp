@@ -104,6 +104,26 @@ TEST_F(Aggregator, AFailedPushIsLoggedAndOpensTheGateToo) {
     EXPECT_THAT(log(), EndsWith("JSON_AGGR: An Error occurred in delivering inventory string to RMC!\n"));
 }
 
+TEST_F(Aggregator, WhatTheControllerAnsweredToAPushIsInTheLog) {
+    configure();
+    buildHostInventory();
+    aggregator.createInventoryJsonString();
+    const std::string size = std::to_string(payloads().at(0).size());
+    const std::string requests = std::to_string(ipmi.requests().size());
+    EXPECT_THAT(log(), HasSubstr("JSON_AGGR: Inventory of " + size + " bytes in " + requests +
+                                 " requests: the controller accepted it\n"));
+}
+
+TEST_F(Aggregator, APushThatASilentControllerCountsAsDoneIsNotCalledAccepted) {
+    configure();
+    buildHostInventory();
+    ipmi.answer({{0xC3}});
+    aggregator.createInventoryJsonString();
+    EXPECT_THAT(log(), HasSubstr(" requests: request 1 was answered with completion code 0xC3 (timeout; "));
+    EXPECT_THAT(log(), Not(HasSubstr("accepted")));
+    EXPECT_THAT(debugLog(), HasSubstr("JSON_AGGR: Success in delivering inventory string to RMC!\n"));
+}
+
 TEST_F(Aggregator, TheGateOpensAlthoughNothingWasSent) {
     configure(R"(, "EnableResources": ["NoSuchResource"])");
     aggregator.createInventoryJsonString();

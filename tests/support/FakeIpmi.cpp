@@ -94,6 +94,7 @@ int FakeIpmi::control(unsigned long request, void* argument) {
 
 int FakeIpmi::wait() {
     const std::lock_guard<std::mutex> lock(guard);
+    if (reply_.waitResult < 0) errno = EINTR;
     return reply_.waitResult;
 }
 

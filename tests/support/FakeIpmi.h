@@ -28,7 +28,7 @@ struct FakeIpmiRequest {
 struct FakeIpmiReply {
     std::vector<unsigned char> bytes;  // completion code first
     int sendResult = 0;                // of IPMICTL_SEND_COMMAND
-    int waitResult = 1;                // of the wait for the reply
+    int waitResult = 1;                // of the wait for the reply; EINTR if negative
     int receiveResult = 0;             // of IPMICTL_RECEIVE_MSG_TRUNC
 
     static FakeIpmiReply sendFails() { return {{}, -1, 1, 0}; }

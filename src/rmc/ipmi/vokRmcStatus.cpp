@@ -43,6 +43,12 @@ static_assert(vokKeysAscend(exchangeFailures));
 
 }  // namespace
 
+const char* vokTransferStatusMeaning(unsigned char transferStatus) {
+    if (transferStatus == 0) return "Chunk taken";
+    const TransferFailure* const failure = vokFindRow(transferFailures, transferStatus);
+    return failure ? failure->meaning : "Command execution failed";
+}
+
 std::string vokTransferFailureText(unsigned char transferStatus, unsigned char exitStatus,
                                    std::size_t argumentLength) {
     const TransferFailure* const failure = vokFindRow(transferFailures, transferStatus);

@@ -5,12 +5,14 @@
 #include <sys/ioctl.h>
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <string>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokShell.h"
+#include "rmc/ipmi/vokIpmiReport.h"
 
 // The request numbers of the product's ABI; elsewhere the records hold wider pointers.
 static_assert(sizeof(void*) != 4 || IPMICTL_SEND_COMMAND == 0x8014690D);
@@ -21,7 +23,6 @@ static_assert(sizeof(ipmi_system_interface_addr) == 8);
 namespace ipmi {
 namespace {
 
-constexpr char devicePath[] = "/dev/ipmi0";
 constexpr unsigned long bringUpPause = 3000000;  // microseconds
 constexpr int openAttempts = 2;
 
@@ -45,17 +46,30 @@ std::mutex IPMIUtils::mlock;
 IPMIUtils::IPMIUtils() {
     for (int attempt = 0; attempt < openAttempts && !device_; ++attempt) {
         device_ = vokDevice(devicePath, O_RDWR);
+        openError_ = device_ ? 0 : errno;
         if (!device_) bringUpDriver();
     }
+    reportOpen(openError_);
 }
 
 IPMIUtils::~IPMIUtils() = default;
+
+bool IPMIUtils::fail(ExchangeStep step, bool hasReason) {
+    lastExchange_.failedStep = step;
+    lastExchange_.error = hasReason ? errno : 0;
+    return false;
+}
 
 bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*lun*/,
                         const unsigned char* data, const unsigned char& dataLen, unsigned char* resp,
                         unsigned char& respLen) {
     VOK_LOG_DEBUG("IPMI", "rs %d\n", respLen);
-    if (!device_) return false;
+    lastExchange_ = {};
+    if (!device_) {
+        lastExchange_.failedStep = ExchangeStep::open;
+        lastExchange_.error = openError_;
+        return false;
+    }
 
     static std::atomic<long> lastMessageId{0};
     ipmi_system_interface_addr address{};
@@ -73,12 +87,14 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
     }
     const int sent = device_.ioctl(IPMICTL_SEND_COMMAND, &request);
     if (sent != 0) {
+        fail(ExchangeStep::send, sent < 0);
         VOK_LOG_DEBUG("IPMI", "Request ioctl failure with error code : %d", sent);
         return false;
     }
 
     // Without a time-out: the driver ends each exchange, with the controller's answer or one of its own.
-    if (device_.wait() <= 0) return false;
+    const int ready = device_.wait();
+    if (ready <= 0) return fail(ExchangeStep::wait, ready < 0);
 
     unsigned char from[40] = {};
     unsigned char received[272] = {};
@@ -88,11 +104,14 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
     receive.msg.data = received;
     receive.msg.data_len = sizeof(received);
     if (device_.ioctl(IPMICTL_RECEIVE_MSG_TRUNC, &receive) < 0) {
+        fail(ExchangeStep::receive, true);
         VOK_LOG_DEBUG("IPMI", "Response ioctl failure");
         return false;
     }
 
     const std::size_t length = std::min<std::size_t>(receive.msg.data_len, sizeof(received));
+    lastExchange_.length = length;
+    lastExchange_.completionCode = length > 0 ? received[0] : std::uint8_t{0};
     const auto count = static_cast<unsigned char>(std::min<std::size_t>(respLen, length));
     VOK_LOG_DEBUG("IPMI", "size %d, rs %d, dl %d\n", count, respLen, receive.msg.data_len);
     // The first byte is the completion code. Bytes that were not received leave `resp` unchanged.

@@ -8,6 +8,8 @@
 #include <string>
 
 #include "platform/access/vokDevice.h"
+#include "rmc/ipmi/vokIpmiExchange.h"
+#include "rmc/ipmi/vokRmcOutcome.h"
 
 namespace ipmi {
 
@@ -64,13 +66,24 @@ public:
     // True when bit 0 of the first response byte is set.
     bool GetPartitionId(unsigned char* response);
 
+    // What came of the last execute().
+    const Exchange& lastExchange() const { return lastExchange_; }
+    // What came of the last remote command.
+    const RemoteCommandOutcome& lastCommand() const { return lastCommand_; }
+
 private:
-    // One poll into a cleared buffer of at least 254 bytes, serialised with remote commands.
+    // Records the failed step of an exchange, with errno if `hasReason`. Returns false.
+    bool fail(ExchangeStep step, bool hasReason);
+    // One poll into a cleared buffer of at least 254 bytes, serialised with remote commands. Logs a change of
+    // its outcome.
     bool pollDoorBell(unsigned char command, unsigned char* buffer);
 
     static std::mutex mlock;  // one remote command or door-bell poll at a time
 
     vokDevice device_;
+    int openError_ = 0;  // of the last attempt
+    Exchange lastExchange_;
+    RemoteCommandOutcome lastCommand_;
 };
 
 }  // namespace ipmi

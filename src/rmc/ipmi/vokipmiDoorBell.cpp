@@ -1,6 +1,8 @@
 #include <cstring>
+#include <string>
 
 #include "core/base/vokLog.h"
+#include "rmc/ipmi/vokIpmiReport.h"
 #include "rmc/ipmi/vokRmcChunk.h"
 #include "rmc/ipmi/vokipmi.h"
 
@@ -16,6 +18,13 @@ struct DoorBell {
 };
 
 constexpr DoorBell doorBells[] = {{1, 0x81}, {2, 0x82}};
+
+// The name of a poll in the log.
+std::string pollName(unsigned char command) {
+    return command == doorBells[0].command ? "Door-bell poll" : "Door-bell poll of the second kind";
+}
+
+constexpr std::size_t shortestAnswer = 1;  // a completion code alone: no request
 
 // One byte more than the controller can fill, so that the text is always terminated.
 struct DoorBellBuffer {
@@ -74,7 +83,11 @@ bool IPMIUtils::pollDoorBell(unsigned char command, unsigned char* buffer) {
     const std::lock_guard<std::mutex> lock(mlock);
     const unsigned char none = 0;
     unsigned char capacity = doorBellSize;
-    return execute(remoteCommandNetFn, command, 0, nullptr, none, buffer, capacity);
+    const bool exchanged = execute(remoteCommandNetFn, command, 0, nullptr, none, buffer, capacity);
+    reportPoll(pollName(command), isProper(lastExchange_, shortestAnswer)
+                                      ? std::string()
+                                      : exchangeText(lastExchange_, "the poll", shortestAnswer));
+    return exchanged;
 }
 
 }  // namespace ipmi

@@ -5,6 +5,7 @@
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokMallocPtr.h"
+#include "rmc/ipmi/vokIpmiReport.h"
 #include "rmc/ipmi/vokRmcChunk.h"
 #include "rmc/ipmi/vokRmcStatus.h"
 #include "rmc/ipmi/vokipmi.h"
@@ -18,14 +19,23 @@ void storeLittleEndian(unsigned char* field, std::size_t size, std::size_t value
     for (std::size_t i = 0; i < size; ++i, value >>= 8) field[i] = static_cast<unsigned char>(value);
 }
 
+// What the result of a command does not say; empty if there is nothing. A refusal has its own error line.
+std::string troubleOf(const RemoteCommandOutcome& outcome) {
+    const Verdict verdict = outcome.verdict();
+    const bool isSaid = verdict == Verdict::accepted || verdict == Verdict::refused;
+    return isSaid ? std::string() : outcome.text();
+}
+
 }  // namespace
 
 int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* transferStatus,
                             unsigned char* cmdExitStatus) {
     unsigned char request[chunkSize] = {};
     ChunkResponse response{};
+    lastCommand_ = {};
     if (!transferStatus || !cmdExitStatus) {
         VOK_LOG_ERROR("IPMI", "Provided command / arguments is not valid");
+        lastCommand_.notSent("the command is not valid");
         return 1;
     }
     const std::size_t payloadSize = args.size() + 1;  // with its NUL
@@ -39,6 +49,7 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
         static_cast<unsigned char*>(std::calloc(payloadSize + nameFieldAndLength, 1)));
     if (!work) {
         VOK_LOG_ERROR("IPMI", "Error while allocating memory for cmd buffer");
+        lastCommand_.notSent("out of memory");
         return -1;
     }
     std::memcpy(work.get(), args.c_str(), payloadSize);
@@ -65,6 +76,7 @@ int IPMIUtils::RMC_CLI_Exec(std::string cmd, std::string args, unsigned char* tr
         }
         const bool exchanged = execute(remoteCommandNetFn, remoteCommandChunk, 0, request, requestSize,
                                        reinterpret_cast<unsigned char*>(&response), capacity);
+        lastCommand_.add(lastExchange_, response.transferStatus, response.exitStatus);
         if (!exchanged || response.transferStatus > greatestAcceptedStatus) {
             *transferStatus = response.transferStatus;
             *cmdExitStatus = response.exitStatus;
@@ -84,7 +96,10 @@ int IPMIUtils::RMC_CLI_Cmd_Execution(std::string cmd, std::string args) {
     unsigned char transferStatus = 0;
     unsigned char exitStatus = 0;
     const std::size_t length = args.size();
-    if (device.RMC_CLI_Exec(std::move(cmd), std::move(args), &transferStatus, &exitStatus) == 0) {
+    const int result = device.RMC_CLI_Exec(cmd, std::move(args), &transferStatus, &exitStatus);
+    lastCommand_ = device.lastCommand_;
+    reportCommand(cmd, troubleOf(lastCommand_));
+    if (result == 0) {
         VOK_LOG_ERROR("IPMI", "%s", vokExchangeFailureText(transferStatus).c_str());
         return 1;
     }

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+struct vokDelivery;
+
 // The fields of an event. Code that raises one sets the fields it needs by name.
 struct vokEventFields {
     int id = 0;
@@ -36,6 +38,11 @@ public:
     const std::string& getSource() const { return fields_.source; }
     const Json::Value& getVariableData() const { return fields_.variableData; }
 
+    // Where the delivery stores what came of it; null if nobody asks. Set while the event is delivered.
+    vokDelivery* getDelivery() const { return delivery_; }
+    void setDelivery(vokDelivery* delivery) { delivery_ = delivery; }
+
 private:
     vokEventFields fields_;
+    vokDelivery* delivery_ = nullptr;
 };

@@ -7,6 +7,7 @@
 
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
+#include "events/vokDelivery.h"
 #include "events/vokEventDocument.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/utils/vokUtils.h"
@@ -25,6 +26,23 @@ vokEventHost thisHost() {
             vokUtils::getPrimaryIPAddress()};
 }
 
+// The client's terms for the outcome of the event's remote command.
+vokDelivery deliveryOf(const ipmi::RemoteCommandOutcome& outcome) {
+    switch (outcome.verdict()) {
+        case ipmi::Verdict::accepted:
+            return {vokDeliveryKind::accepted, outcome.text()};
+        case ipmi::Verdict::unconfirmed:
+            return {vokDeliveryKind::unconfirmed, outcome.text()};
+        case ipmi::Verdict::refused:
+            return {vokDeliveryKind::refused, outcome.text()};
+        case ipmi::Verdict::noAnswer:
+            return {vokDeliveryKind::noAnswer, outcome.text()};
+        case ipmi::Verdict::notSent:
+            break;
+    }
+    return {vokDeliveryKind::notSent, outcome.text()};
+}
+
 }  // namespace
 
 bool vokPassesBeforeFirstPush(int id) {
@@ -33,20 +51,29 @@ bool vokPassesBeforeFirstPush(int id) {
 }
 
 void vokEventHandler::generateEvent(vokEvent event) {
-    if (!vokJsonAggregator::getInstance()->isInventorySent() && !vokPassesBeforeFirstPush(event.getEventID()))
+    if (!vokJsonAggregator::getInstance()->isInventorySent() &&
+        !vokPassesBeforeFirstPush(event.getEventID())) {
+        vokDeliveryRecord::note({vokDeliveryKind::dropped, "the first inventory push is still to come"});
         return;
+    }
+    vokDelivery delivery{vokDeliveryKind::notSent, "no thread could be started for it"};
+    event.setDelivery(&delivery);
     pthread_t thread{};
     if (vokHostAccess().startThread(&thread, startEventGeneration, &event) != 0) {
         VOK_LOG_ERROR(module, "Unable to spawn a thread to handle event.");
-        return;
+    } else {
+        vokHostAccess().joinThread(thread);
     }
-    vokHostAccess().joinThread(thread);
+    vokDeliveryRecord::note(std::move(delivery));
 }
 
 void* startEventGeneration(void* event) {
-    const std::string text = vokJsonText(vokEventDocument(*static_cast<const vokEvent*>(event), thisHost()));
+    const auto& raised = *static_cast<const vokEvent*>(event);
+    const std::string text = vokJsonText(vokEventDocument(raised, thisHost()));
     VOK_LOG_INFO(module, "%s", text.c_str());
+    const vokDeliveryRecord record;
     vokEventHandler::sendEventToRMC(text);
+    if (raised.getDelivery()) *raised.getDelivery() = record.last();
     return nullptr;
 }
 
@@ -57,5 +84,6 @@ int vokEventHandler::sendEventToRMC(std::string json) {
         VOK_LOG_ERROR(module, "FAILURE in logging event to RMC");
     else
         VOK_LOG_DEBUG(module, "SUCCESS in delivering event to RMC");
+    vokDeliveryRecord::note(deliveryOf(controller.lastCommand()));
     return result;
 }

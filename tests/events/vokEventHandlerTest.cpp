@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "events/EventsFixture.h"
+#include "events/vokDelivery.h"
 
 namespace vokEventHandlerTest {
 namespace {
@@ -100,6 +101,57 @@ TEST_F(vokEventHandlerTest, TheRaiserWaitsForTheDelivery) {
     handler.generateEvent(event(359));
     EXPECT_TRUE(sent);
     EXPECT_NE(deliverer, std::this_thread::get_id());
+}
+
+// --- what came of the delivery ---
+
+TEST_F(vokEventHandlerTest, TheDeliveryOfAnEventIsNotedOnTheThreadThatRaisedIt) {
+    const vokDeliveryRecord record;
+    handler.generateEvent(event(359));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::accepted);
+    EXPECT_EQ(record.last().text, "the controller accepted it");
+    ipmi.answer({{0xCE}});
+    handler.generateEvent(event(359));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::unconfirmed);
+    EXPECT_THAT(record.last().text, HasSubstr("completion code 0xCE (response could not be provided)"));
+    refuseAll();
+    handler.generateEvent(event(359));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::refused);
+    EXPECT_THAT(record.last().text, HasSubstr("transfer status 0x05"));
+    ipmi.answer(FakeIpmiReply::sendFails());
+    handler.generateEvent(event(359));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::noAnswer);
+    EXPECT_THAT(record.last().text, HasSubstr("Input/output error"));
+    ipmi.failOpens(4);
+    handler.generateEvent(event(359));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::notSent);
+    EXPECT_THAT(record.last().text, HasSubstr("No such file or directory"));
+}
+
+TEST_F(vokEventHandlerTest, AnEventThatIsDroppedBeforeTheFirstPushIsNotedAsDropped) {
+    const vokDeliveryRecord record;
+    handler.generateEvent(event(708));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::dropped);
+}
+
+TEST_F(vokEventHandlerTest, AnEventWithoutAThreadIsNotedAsNotSent) {
+    const vokDeliveryRecord record;
+    threads.failStarts();
+    handler.generateEvent(event(359));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::notSent);
+    EXPECT_EQ(record.last().text, "no thread could be started for it");
+}
+
+TEST_F(vokEventHandlerTest, TheTextOfAnEventThatIsSentDirectlyIsNotedToo) {
+    const vokDeliveryRecord record;
+    vokEventHandler::sendEventToRMC(textOf(1));
+    EXPECT_EQ(record.last().kind, vokDeliveryKind::accepted);
+}
+
+TEST_F(vokEventHandlerTest, ADeliveryThreadNeedsNobodyWhoAsks) {
+    vokEvent raised = event(359);
+    EXPECT_EQ(startEventGeneration(&raised), nullptr);
+    EXPECT_THAT(delivered(), ElementsAre(textOf(359)));
 }
 
 TEST_F(vokEventHandlerTest, EventsOfSeveralThreadsArriveWhole) {

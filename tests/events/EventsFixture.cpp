@@ -137,6 +137,14 @@ int TestClient::ask(int messageCode, const std::string& payload) {
     return status();
 }
 
+std::string TestClient::askWith(std::uint32_t options, int messageCode, const std::string& payload) {
+    if (!pipe_) makePipe();
+    _VOK_MESSAGE_PACKET request = packet(messageCode, payload);
+    request.options = options;
+    send(&request, sizeof(request));
+    return answer();
+}
+
 std::string eventText(const std::string& pad) {
     return R"({"Pad":")" + pad + std::string(80, 'x') + R"("})";
 }

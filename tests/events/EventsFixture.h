@@ -85,6 +85,9 @@ public:
 
     // Sends a request and returns the status of the answer.
     int ask(int messageCode, const std::string& payload);
+    // Sends a request with `options` in the bytes that ask for the delivery, and returns the answer's 4096
+    // bytes.
+    std::string askWith(std::uint32_t options, int messageCode, const std::string& payload);
 
 private:
     const FakeHost& host_;

@@ -6,6 +6,7 @@
 
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
+#include "events/vokDelivery.h"
 #include "events/vokEventHandler.h"
 
 namespace {
@@ -42,6 +43,7 @@ int sendToRMC(char* text) {
     VOK_LOG_INFO(module, "%s", text);
     try {
         Json::Value event;
+        vokDeliveryRecord::note({vokDeliveryKind::invalid, "the text is not an event"});
         if (!parseOrLog(text, event)) return 0;
         event["Source"] = "VOK-CLI";
         const std::string line = vokJsonText(event);

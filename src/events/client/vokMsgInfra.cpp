@@ -13,6 +13,7 @@
 #include <string>
 
 #include "core/base/vokLog.h"
+#include "events/vokDelivery.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokOwnedDescriptor.h"
 
@@ -136,12 +137,18 @@ bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet) {
     return written == static_cast<ssize_t>(sizeof(*packet));
 }
 
-void sendResponseToClient(int clientPID, int status) {
+void sendResponseToClient(int clientPID, int status, const vokDelivery* delivery) {
     const auto packet = std::make_unique<_VOK_MESSAGE_PACKET>();
     packet->header.kind = vokResponseKind;
     packet->header.size = vokResponseSize;
     const auto value = static_cast<std::int32_t>(status);
     std::memcpy(packet->payload, &value, sizeof(value));
+    if (delivery) {
+        vokDeliveryDetail detail{};
+        detail.kind = static_cast<std::uint8_t>(delivery->kind);
+        delivery->text.copy(detail.text, sizeof(detail.text) - 1);
+        std::memcpy(packet->payload + vokDeliveryDetailOffset, &detail, sizeof(detail));
+    }
     char path[50];
     std::snprintf(path, sizeof(path), "%s%d", vokClientPipePrefix, clientPID);
     VOK_LOG_DEBUG(module, "Writing to the response named pipe.");

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+struct vokDelivery;
+
 struct __attribute__((packed)) _VOK_MESSAGE_HEADER {
     std::uint8_t kind;  // 9 in a response
     std::uint8_t unused[2];
@@ -16,9 +18,17 @@ struct __attribute__((packed)) _VOK_MESSAGE_HEADER {
 struct __attribute__((packed)) _VOK_MESSAGE_PACKET {
     _VOK_MESSAGE_HEADER header;
     std::int32_t clientPID;  // the requesting process, whose pipe gets the response
-    std::uint8_t unused[4];
-    // Request: NUL-terminated text. Response: a 32-bit status at the start.
+    std::uint32_t options;   // vokReportDelivery in a request whose response is to have a vokDeliveryDetail
+    // Request: NUL-terminated text. Response: a 32-bit status at the start, then zeros or, on request, a
+    // vokDeliveryDetail.
     char payload[4079];
+};
+
+// What came of the requested event. Only for a client that asks for it: the response to any other one is zero
+// after the status.
+struct __attribute__((packed)) vokDeliveryDetail {
+    std::uint8_t kind;  // a vokDeliveryKind (events/vokDelivery.h)
+    char text[500];     // NUL-terminated
 };
 
 static_assert(sizeof(_VOK_MESSAGE_PACKET) == 4096 && sizeof(_VOK_MESSAGE_PACKET) <= PIPE_BUF);
@@ -27,6 +37,7 @@ static_assert(offsetof(_VOK_MESSAGE_HEADER, kind) == 0);
 static_assert(offsetof(_VOK_MESSAGE_HEADER, messageCode) == 3);
 static_assert(offsetof(_VOK_MESSAGE_HEADER, size) == 5);
 static_assert(offsetof(_VOK_MESSAGE_PACKET, clientPID) == 9);
+static_assert(offsetof(_VOK_MESSAGE_PACKET, options) == 13);
 static_assert(offsetof(_VOK_MESSAGE_PACKET, payload) == 17);
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
 
@@ -35,6 +46,9 @@ inline constexpr char vokClientPipePrefix[] = "/var/run/mevvokcli";  // the clie
 
 // The message code of a test event. Any other code carries the text of an event.
 inline constexpr std::uint16_t vokTestEventMessage = 0x0102;
+// Unlikely by chance: other clients leave any value in these four bytes.
+inline constexpr std::uint32_t vokReportDelivery = 0x9C3E51D7;
+inline constexpr std::size_t vokDeliveryDetailOffset = sizeof(std::int32_t);  // in the payload
 inline constexpr std::uint8_t vokResponseKind = 9;
 inline constexpr std::uint32_t vokResponseSize = 8;
 
@@ -56,5 +70,6 @@ bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet);
 void vokAbandonPipeWaits(bool abandon);
 
 // Sends a client the result of its request through the pipe that is named after its process id. The id is
-// not checked: without such a pipe only a debug line is logged.
-void sendResponseToClient(int clientPID, int status);
+// not checked: without such a pipe only a debug line is logged. `delivery` is what came of the event, for a
+// client that asked for it, otherwise null; a long text is cut.
+void sendResponseToClient(int clientPID, int status, const vokDelivery* delivery = nullptr);

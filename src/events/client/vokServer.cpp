@@ -14,6 +14,7 @@
 #include "events/client/vokMsgInfra.h"
 #include "events/client/vokRequest.h"
 #include "events/client/vokServerPipe.h"
+#include "events/vokDelivery.h"
 #include "platform/access/vokHostAccess.h"
 
 int serStopPipeFd[2] = {-1, -1};
@@ -98,8 +99,10 @@ void readAndServe(int pipe) {
         return;
     }
     VOK_LOG_DEBUG(module, "done reading (%zu bytes)\n", static_cast<std::size_t>(count));
+    const vokDeliveryRecord record;
     const int result = vokServeRequest(packet);
-    sendResponseToClient(packet.clientPID, result);
+    sendResponseToClient(packet.clientPID, result,
+                         packet.options == vokReportDelivery ? &record.last() : nullptr);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
 #include "core/inventory/vokResources.h"
+#include "events/vokDelivery.h"
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
 #include "platform/utils/vokUtils.h"
@@ -58,10 +59,12 @@ void sendTestEventWithEventId(char* payload) {
     if (const vokResource::TestEvent raise = findRaiser(type)) {
         raise(id, location);
     } else if (const vokEventOwner* const owner = vokFindEventOwner(type)) {
+        vokDeliveryRecord::note({vokDeliveryKind::invalid, "the agent has no manager for it"});
         VOK_LOG_WARNING(module, "Test event %d belongs to the %s manager, which this agent does not have.",
                         id, owner->name);
     } else if (std::find(std::begin(typesWithoutOwner), std::end(typesWithoutOwner), type) ==
                std::end(typesWithoutOwner)) {
+        vokDeliveryRecord::note({vokDeliveryKind::invalid, "the agent does not know its number"});
         std::puts("Invalid eventId.");
         std::fflush(stdout);
     }

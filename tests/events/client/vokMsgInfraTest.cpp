@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "events/EventsFixture.h"
+#include "events/vokDelivery.h"
 
 namespace vokMsgInfraTest {
 namespace {
@@ -38,6 +39,7 @@ _VOK_MESSAGE_PACKET numbered() {
     packet.header.messageCode = 0x0102;
     packet.header.size = 0x11223344;
     packet.clientPID = -2;
+    packet.options = 0x55667788;
     packet.payload[0] = 'p';
     return packet;
 }
@@ -54,8 +56,10 @@ TEST(_VOK_MESSAGE_PACKET, EachFieldLiesAtItsOffsetInLittleEndianOrder) {
     EXPECT_EQ(bytes[8], 0x11);
     EXPECT_EQ(bytes[9], 0xFE);
     EXPECT_EQ(bytes[12], 0xFF);
+    EXPECT_EQ(bytes[13], 0x88);
+    EXPECT_EQ(bytes[16], 0x55);
     EXPECT_EQ(bytes[17], 'p');
-    for (const int unused : {1, 2, 13, 14, 15, 16, 18, 4095}) EXPECT_EQ(bytes[unused], 0x5A) << unused;
+    for (const int unused : {1, 2, 18, 4095}) EXPECT_EQ(bytes[unused], 0x5A) << unused;
 }
 
 TEST_F(vokMsgInfraTest, APipeIsCreatedForItsOwnerOnly) {
@@ -222,6 +226,41 @@ TEST_F(vokMsgInfraTest, AResponseIsZeroExceptForItsKindItsSizeAndTheStatus) {
     EXPECT_EQ(client.answer(), expected);
     EXPECT_EQ(debugLines("Writing to the response named pipe."), 1);
     EXPECT_EQ(debugLines("4096 bytes written on pipe =/var/run/mevvokcli4711"), 1);
+}
+
+TEST_F(vokMsgInfraTest, ADeliveryFollowsTheStatusAsItsKindAndItsText) {
+    TestClient client(host, 4711);
+    client.makePipe();
+    const vokDelivery delivery{vokDeliveryKind::unconfirmed, "why"};
+    sendResponseToClient(4711, 1, &delivery);
+    std::string expected(4096, '\0');
+    expected[0] = 9;
+    expected[5] = 8;
+    expected[17] = 1;
+    expected[21] = 2;
+    expected.replace(22, 3, "why");
+    EXPECT_EQ(client.answer(), expected);
+}
+
+TEST_F(vokMsgInfraTest, ALongDeliveryTextIsCutAndTerminated) {
+    TestClient client(host, 4711);
+    client.makePipe();
+    const vokDelivery delivery{vokDeliveryKind::refused, std::string(5000, 't')};
+    sendResponseToClient(4711, 0, &delivery);
+    const std::string answer = client.answer();
+    EXPECT_EQ(answer.substr(21, 501), "\x03" + std::string(499, 't') + std::string(1, '\0'));
+    EXPECT_EQ(answer.find_first_not_of('\0', 522), std::string::npos);
+}
+
+TEST(vokDeliveryKind, TheNumbersOfTheProtocolAreFixed) {
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::unknown), 0);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::accepted), 1);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::unconfirmed), 2);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::refused), 3);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::noAnswer), 4);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::notSent), 5);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::dropped), 6);
+    EXPECT_EQ(static_cast<int>(vokDeliveryKind::invalid), 7);
 }
 
 TEST_F(vokMsgInfraTest, AnyProcessIdIsUsedEvenOneThatNoProcessHas) {

@@ -112,6 +112,66 @@ TEST_F(vokServerTest, SeveralPacketsInThePipeAreServedOneByOne) {
     EXPECT_THAT(delivered(), ElementsAre(sentText("A"), sentText("B"), sentText("C")));
 }
 
+// --- what came of the delivery ---
+
+// A response with this status, and with this kind and text of a delivery.
+std::string response(int status, int kind, const std::string& text) {
+    std::string bytes(4096, '\0');
+    bytes[0] = 9;
+    bytes[5] = 8;
+    bytes[17] = static_cast<char>(status);
+    bytes[21] = static_cast<char>(kind);
+    return bytes.replace(22, text.size(), text);
+}
+
+TEST_F(vokServerTest, AClientThatDoesNotAskGetsNothingAfterTheStatusWhateverItsOtherBytesAre) {
+    startServer();
+    TestClient client(host, 1);
+    for (const std::uint32_t garbage : {0U, 1U, 0xFFFFFFFFU, 0xD7513E9CU, vokReportDelivery + 1})
+        EXPECT_EQ(client.askWith(garbage, injectedEventCode, eventText("A")), response(0, 0, ""));
+}
+
+TEST_F(vokServerTest, AClientThatAsksGetsWhatCameOfAnInjectedEvent) {
+    startServer();
+    TestClient client(host, 1);
+    const auto inject = [&] { return client.askWith(0x9C3E51D7, injectedEventCode, eventText("A")); };
+    EXPECT_EQ(inject(), response(0, 1, "the controller accepted it"));
+    ipmi.answer({{0xCE, 0, 0, 0, 0}});
+    EXPECT_EQ(inject(), response(0, 2,
+                                 "request 1 was answered with completion code 0xCE (response could not be "
+                                 "provided); 3 of 3 requests without a proper answer"));
+    refuseAll();
+    EXPECT_EQ(inject(), response(1, 3,
+                                 "the controller refused request 1: transfer status 0x05 (Provided command "
+                                 "not supported), exit status 0x00"));
+    ipmi.answer(FakeIpmiReply::sendFails());
+    EXPECT_EQ(inject(), response(1, 4, "no answer: sending request 1 failed: Input/output error"));
+    EXPECT_EQ(client.askWith(0x9C3E51D7, injectedEventCode, "no JSON"),
+              response(0, 7, "the text is not an event"));
+}
+
+TEST_F(vokServerTest, AClientThatAsksGetsWhatCameOfATestEventAlthoughItsStatusIsZero) {
+    startServer();
+    TestClient client(host, 1);
+    const auto test = [&](const char* number) { return client.askWith(0x9C3E51D7, testEventCode, number); };
+    EXPECT_EQ(test("356"), response(0, 1, "the controller accepted it"));
+    EXPECT_EQ(test("708"), response(0, 6, "the first inventory push is still to come"));
+    EXPECT_EQ(test("383"), response(0, 7, "the agent has no manager for it"));
+    EXPECT_EQ(test("1337"), response(0, 7, "the agent does not know its number"));
+    ipmi.failOpens(4);
+    EXPECT_EQ(
+        test("356"),
+        response(0, 5, "the device can't be opened: No such file or directory; no IPMI driver is loaded"));
+}
+
+TEST_F(vokServerTest, TheDeliveryOfOneRequestIsNotReportedForTheNext) {
+    startServer();
+    TestClient client(host, 1);
+    client.askWith(0x9C3E51D7, injectedEventCode, eventText("A"));
+    EXPECT_EQ(client.askWith(0x9C3E51D7, injectedEventCode, "{}"),
+              response(0, 7, "the text is not an event"));
+}
+
 // --- misbehaving clients ---
 
 TEST_F(vokServerTest, ANegativeOrAbsurdProcessIdGetsNoAnswerAndTheNextIsServed) {

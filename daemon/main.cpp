@@ -1,8 +1,6 @@
 // vokd: loads the agent, starts its parts in order, waits for a signal to end, and stops it.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -22,6 +20,7 @@
 #include "daemon/vokdPlatformReport.h"
 #include "daemon/vokdSignals.h"
 #include "platform/access/vokRootedHostAccess.h"
+#include "platform/access/vokStandardStreams.h"
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokSystemInterfaceFactory.h"
 #include "platform/utils/vokUtils.h"
@@ -31,16 +30,6 @@
 namespace {
 
 constexpr int secondsBetweenLogChecks = 60;
-
-// Otherwise the next file that is opened would become a standard stream that the caller has closed, and be
-// written into. The replacement is opened for the opposite direction, so that each use fails.
-void occupyClosedStandardStreams() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (::fcntl(stream, F_GETFD) == 0 || errno != EBADF) continue;
-        [[maybe_unused]] const int opened =
-            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // gets the lowest free number
-    }
-}
 
 bool useHostRoot(const std::string& root) {
     std::string error;
@@ -161,7 +150,7 @@ int runAgent() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    occupyClosedStandardStreams();
+    vokOccupyClosedStandardStreams();
     vokdOptions options;
     int exitStatus = vokdOptions::graceful;
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;

@@ -63,9 +63,14 @@ using Outcome = std::optional<vokAnswer>;
 Outcome openServer(vokOwnedDescriptor& server) {
     const std::string hostPath = vokHostAccess().path(vokServerPipePath);
     server.reset(::open(hostPath.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-    if (!server && (errno == ENOENT || errno == ENXIO)) return vokAnswer{vokAnswerKind::noAgent, ""};
-    if (!server) return failure(hostPath, errno);
+    const int reason = server ? 0 : errno;
     struct stat status {};
+    if (reason == ENXIO && ::lstat(hostPath.c_str(), &status) == 0 && S_ISSOCK(status.st_mode))
+        return vokAnswer{vokAnswerKind::failed, hostPath + " is a socket, not a pipe"};
+    if (reason == ENOENT || reason == ENXIO) return vokAnswer{vokAnswerKind::noAgent, ""};
+    if (reason == ELOOP)
+        return vokAnswer{vokAnswerKind::failed, hostPath + " is a symbolic link, not a pipe"};
+    if (reason != 0) return failure(hostPath, reason);
     if (::fstat(server.get(), &status) != 0) return failure(hostPath, errno);
     if (!S_ISFIFO(status.st_mode)) return vokAnswer{vokAnswerKind::failed, hostPath + " is not a pipe"};
     return {};
@@ -83,6 +88,15 @@ Outcome writeRequest(int server, const _VOK_MESSAGE_PACKET& request, Deadline de
         if (signals.arrived() != 0) return vokAnswer{vokAnswerKind::interrupted, ""};
         if (ready == 0) return vokAnswer{vokAnswerKind::notTaken, ""};
     }
+}
+
+// What the answer says about the delivery; unknown if it says nothing that this client knows.
+vokDelivery deliveryIn(const _VOK_MESSAGE_PACKET& answer) {
+    vokDeliveryDetail detail{};
+    std::memcpy(&detail, answer.payload + vokDeliveryDetailOffset, sizeof(detail));
+    if (detail.kind > static_cast<std::uint8_t>(vokDeliveryKind::invalid)) return {};
+    return {static_cast<vokDeliveryKind>(detail.kind),
+            std::string(detail.text, ::strnlen(detail.text, sizeof(detail.text)))};
 }
 
 vokAnswer readAnswer(int response, int server, Deadline deadline, vokClientSignals& signals) {
@@ -108,7 +122,7 @@ vokAnswer readAnswer(int response, int server, Deadline deadline, vokClientSigna
         return {vokAnswerKind::failed, "the answer has an unknown form"};
     std::int32_t status = 0;
     std::memcpy(&status, packet.payload, sizeof(status));
-    return {status == 0 ? vokAnswerKind::done : vokAnswerKind::refused, ""};
+    return {status == 0 ? vokAnswerKind::done : vokAnswerKind::refused, "", deliveryIn(packet)};
 }
 
 }  // namespace
@@ -121,6 +135,7 @@ vokAnswer vokAskAgent(std::uint16_t messageCode, const std::string& payload, std
         return {vokAnswerKind::failed, "the request does not fit a packet"};
     request.header.messageCode = messageCode;
     request.clientPID = ::getpid();
+    request.options = vokReportDelivery;
     payload.copy(request.payload, payload.size());
 
     vokOwnedDescriptor server;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "events/vokDelivery.h"
 #include "vokClientSignals.h"
 
 enum class vokAnswerKind {
@@ -22,6 +23,7 @@ enum class vokAnswerKind {
 struct vokAnswer {
     vokAnswerKind kind;
     std::string reason;
+    vokDelivery delivery{};  // of `done` and `refused`; unknown if the agent does not say
 };
 
 // Sends `payload`, which must fit a packet with its NUL, and waits for the answer. The pipe that is created

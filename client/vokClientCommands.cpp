@@ -1,13 +1,11 @@
 #include "vokClientCommands.h"
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
 
 #include "core/base/vokJsonText.h"
 #include "events/client/vokInjectedEvent.h"
@@ -15,7 +13,10 @@
 #include "events/client/vokTestEvent.h"
 #include "events/vokEventHandler.h"
 #include "events/vokEventTable.h"
+#include "platform/access/vokOwnedDescriptor.h"
 #include "vokClientChannel.h"
+#include "vokClientEventCheck.h"
+#include "vokClientOutput.h"
 
 namespace {
 
@@ -25,13 +26,15 @@ constexpr std::size_t longestPayload = sizeof(_VOK_MESSAGE_PACKET::payload) - 1;
 constexpr std::size_t shortestEvent = 57;
 constexpr std::uint16_t injectedEventMessage = 0x0101;  // any code that is not the test event's
 
+constexpr std::size_t longestFile = 1 << 20;  // far more than an event on one line can come from
+
 struct Explanation {
     vokAnswerKind kind;
     int exitStatus;
     const char* text;
 };
 
-// The messages for requests that were not carried out.
+// The messages for requests that were not carried out, and for those whose event was not delivered.
 constexpr Explanation explanations[] = {
     {vokAnswerKind::refused, vokExitRefused,
      "The agent could not deliver the event: the controller refused it or did not answer."},
@@ -46,21 +49,62 @@ constexpr Explanation explanations[] = {
     {vokAnswerKind::failed, vokExitFailed, "The request failed"},
 };
 
+struct DeliveryRow {
+    vokDeliveryKind kind;
+    int exitStatus;
+    const char* text;  // follows the event and precedes the agent's reason
+
+    constexpr vokDeliveryKind key() const { return kind; }
+};
+
+// The messages for events whose delivery the agent describes, except success.
+constexpr DeliveryRow deliveries[] = {
+    {vokDeliveryKind::unconfirmed, vokExitUnconfirmed,
+     " was handed to the driver, but the controller did not confirm it: "},
+    {vokDeliveryKind::refused, vokExitRefused, " was not delivered: "},
+    {vokDeliveryKind::noAnswer, vokExitRefused, " was not delivered: "},
+    {vokDeliveryKind::notSent, vokExitRefused, " was not sent: "},
+    {vokDeliveryKind::dropped, vokExitDropped, " was dropped by the agent: "},
+    {vokDeliveryKind::invalid, vokExitBadInput, " was not sent: "},
+};
+static_assert(vokKeysAscend(deliveries));
+
 int reportError(const std::string& text) {
-    std::cerr << "vokcli: " << text << '\n';
+    vokClientComplain(text);
     return vokExitBadInput;
 }
 
-// Sends the request and prints the result; `success` is the message for success.
+// What a request is about, for the messages.
+struct Subject {
+    std::string event;    // as in "the controller accepted EVENT"
+    std::string capital;  // the same at the start of a sentence
+    std::string handled;  // the message if the agent reports success and says no more
+};
+
+// Prints the result of a request; on standard error if it must, since the request can't be taken back.
+int reportSuccess(const std::string& text) {
+    if (vokClientPrint(text)) return vokExitDone;
+    vokClientComplain(text);
+    return vokExitFailed;
+}
+
+int reportDelivery(const vokAnswer& answer, const Subject& subject) {
+    if (answer.delivery.kind == vokDeliveryKind::accepted)
+        return reportSuccess("Delivered: the controller accepted " + subject.event + ".");
+    const DeliveryRow* const row = vokFindRow(deliveries, answer.delivery.kind);
+    if (!row) return reportSuccess(subject.handled);
+    vokClientComplain(subject.capital + row->text + answer.delivery.text + ".");
+    return row->exitStatus;
+}
+
+// Sends the request and prints the result.
 int sendAndReport(std::uint16_t code, const std::string& payload, std::chrono::seconds timeout,
-                  const std::string& success) {
+                  const Subject& subject) {
     vokClientSignals signals;
     const vokAnswer answer = vokAskAgent(code, payload, timeout, signals);
     if (answer.kind == vokAnswerKind::interrupted) signals.endByArrived();
-    if (answer.kind == vokAnswerKind::done) {
-        std::cout << success << '\n';
-        return vokExitDone;
-    }
+    const bool isDescribed = answer.delivery.kind != vokDeliveryKind::unknown;
+    if (answer.kind == vokAnswerKind::done || isDescribed) return reportDelivery(answer, subject);
     for (const Explanation& row : explanations) {
         if (row.kind != answer.kind) continue;
         reportError(answer.reason.empty() ? row.text : std::string(row.text) + " (" + answer.reason + ").");
@@ -69,20 +113,23 @@ int sendAndReport(std::uint16_t code, const std::string& payload, std::chrono::s
     return vokExitFailed;
 }
 
-// Reads a whole file, or standard input for "-". False with errno.
-bool readAll(const std::string& file, std::string& text) {
-    std::ostringstream content;
-    if (file == "-") {
-        content << std::cin.rdbuf();
-    } else {
-        errno = 0;
-        std::ifstream stream(file, std::ios::binary);
-        if (!stream) return false;
-        content << stream.rdbuf();
-        if (stream.bad()) return false;
+// Reads a whole file, or standard input for "-". 0 or an error number.
+int readAll(const std::string& file, std::string& text) {
+    vokOwnedDescriptor opened;
+    if (file != "-") {
+        opened.reset(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!opened) return errno;
     }
-    text = content.str();
-    return true;
+    const int descriptor = opened ? opened.get() : STDIN_FILENO;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t count = ::read(descriptor, buffer, sizeof(buffer));
+        if (count == 0) return 0;
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return errno;
+        text.append(buffer, static_cast<std::size_t>(count));
+        if (text.size() > longestFile) return EFBIG;
+    }
 }
 
 // Parses the text of an event as the agent does. False with a reason that may be empty.
@@ -99,13 +146,15 @@ bool readEvent(const std::string& text, Json::Value& event, std::string& reason)
 
 const char vokClientExitHelp[] =
     "Exit status:\n"
-    "  0  done: the event was delivered, or the test event was handed to its owner\n"
+    "  0  done: the controller accepted the event\n"
     "  1  nothing was sent: wrong usage, or an event that can't be sent\n"
     "  2  the controller refused the event or did not answer the agent\n"
     "  3  no agent is running\n"
     "  4  no permission\n"
     "  5  no answer from the agent in time\n"
-    "  6  any other failure\n"
+    "  6  any other failure, also of writing the output\n"
+    "  7  the event was handed to the driver, but the controller did not confirm it\n"
+    "  8  the agent dropped the test event, before its first inventory push\n"
     "If a signal ends the program, the shell reports 128 plus its number.";
 
 int vokClientTest(int id, const std::string& location, std::chrono::seconds timeout) {
@@ -120,32 +169,34 @@ int vokClientTest(int id, const std::string& location, std::chrono::seconds time
     if (payload.size() > longestPayload)
         return reportError("The location is too long: a request holds " + std::to_string(longestPayload) +
                            " bytes.");
-    // The agent's answer does not depend on the delivery of a test event.
+    // The message for an agent that does not say what came of the delivery.
     const char* const beforeFirstPush =
         vokPassesBeforeFirstPush(id) ? "" : " Before its first inventory push the agent drops such an event.";
-    return sendAndReport(vokTestEventMessage, payload, timeout,
-                         "The agent has handled test event " + number +
-                             "; only the agent's log shows whether the controller accepted it." +
-                             beforeFirstPush);
+    return sendAndReport(
+        vokTestEventMessage, payload, timeout,
+        {"test event " + number, "Test event " + number,
+         "The agent has handled test event " + number +
+             "; only the agent's log shows whether the controller accepted it." + beforeFirstPush});
 }
 
 int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
     std::string text;
-    if (!readAll(file, text)) return reportError(file + ": " + std::strerror(errno));
+    const std::string name = file == "-" ? "standard input" : file;
+    if (const int reason = readAll(file, text)) return reportError(name + ": " + std::strerror(reason));
     if (text.find('\0') != std::string::npos)
-        return reportError(file + " contains a NUL byte; nothing was sent.");
+        return reportError(name + " contains a NUL byte; nothing was sent.");
     Json::Value event;
     std::string reason;
     if (!readEvent(text, event, reason)) {
         while (!reason.empty() && reason.back() == '\n') reason.pop_back();
-        return reportError(file + " does not contain a JSON object with members; nothing was sent." +
+        return reportError(name + " does not contain a JSON object with members; nothing was sent." +
                            (reason.empty() ? "" : "\n" + reason));
     }
-    const std::size_t asWritten = text.size();
+    const std::string written = text;
     // On one line the same event has fewer bytes.
-    if (asWritten > longestPayload) text = vokJsonText(event);
+    if (text.size() > longestPayload) text = vokJsonText(event);
     if (text.size() > longestPayload)
-        return reportError("The event has " + std::to_string(asWritten) + " bytes, " +
+        return reportError("The event has " + std::to_string(written.size()) + " bytes, " +
                            std::to_string(text.size()) + " on one line; at most " +
                            std::to_string(longestPayload) + " can be sent.");
     event["Source"] = "VOK-CLI";
@@ -154,16 +205,26 @@ int vokClientInject(const std::string& file, std::chrono::seconds timeout) {
         return reportError(
             "The event is too short for the controller to recognize it: " + std::to_string(onTheWire) +
             " bytes with its Source; at least " + std::to_string(shortestEvent) + " are needed.");
-    return sendAndReport(
-        injectedEventMessage, text, timeout,
-        "Delivered: the controller accepted the event of " + std::to_string(onTheWire) + " bytes.");
+    for (const std::string& finding : vokCheckEvent(written, event)) vokClientComplain("warning: " + finding);
+    const std::string size = std::to_string(onTheWire) + " bytes";
+    return sendAndReport(injectedEventMessage, text, timeout,
+                         {"the event of " + size, "The event of " + size,
+                          "The agent reports success for the event of " + size +
+                              "; only its log shows whether the controller accepted it."});
 }
 
 int vokClientEvents() {
-    std::printf("%-6s  %-13s  %s\n", "Number", "Owner", "Meaning");
+    std::string table;
+    const auto add = [&table](const char* number, const char* owner, const char* meaning) {
+        char start[32];
+        std::snprintf(start, sizeof(start), "%6s  %-13s  ", number, owner);
+        table.append(start).append(meaning);
+    };
+    add("Number", "Owner", "Meaning");
     for (const vokEventNumber& row : vokEventTable) {
-        std::printf("%6d  %-13s  %s%s\n", row.id, vokFindEventOwner(row.type)->name, row.meaning,
-                    vokTestEventHasRaiser(row.type) ? "" : " (not in this agent yet)");
+        table += '\n';
+        add(std::to_string(row.id).c_str(), vokFindEventOwner(row.type)->name, row.meaning);
+        if (!vokTestEventHasRaiser(row.type)) table += " (not in this agent yet)";
     }
-    return vokExitDone;
+    return vokClientPrint(table) ? vokExitDone : vokExitFailed;
 }

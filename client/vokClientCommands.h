@@ -13,6 +13,8 @@ enum vokClientExit {
     vokExitNoPermission = 4,
     vokExitNoAnswer = 5,
     vokExitFailed = 6,
+    vokExitUnconfirmed = 7,
+    vokExitDropped = 8,
 };
 
 // The text of --help on the exit statuses.

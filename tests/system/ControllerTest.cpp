@@ -83,6 +83,9 @@ TEST_F(TroubledController, AControllerThatStartsLaterGetsTheInventoryWhenItRings
     startAgent();
     // Without a controller the driver answers each chunk by itself, with nothing but a completion code.
     ASSERT_TRUE(waitForLog("JSON_AGGR: Success in delivering inventory string to RMC!"));
+    EXPECT_EQ(
+        timesLogged("IPMI: WriteInventory on /dev/ipmi0: request 1 was answered with completion code 0x"), 1);
+    EXPECT_EQ(timesLogged(" requests: the controller accepted it"), 0);
     startController();
     expectRecovery(0);
     EXPECT_EQ(controllerCount("violations"), 0);

@@ -87,16 +87,55 @@ TEST_F(Events, AnInjectedEventArrivesOnOneLineWithTheClientAsItsSource) {
     expectNothingBrokenOrLost();
 }
 
-TEST_F(Events, TheClientReportsTheRefusalOfAnInjectedEventAndNotOfATestEvent) {
+TEST_F(Events, TheClientReportsTheRefusalOfAnInjectedEventAndOfATestEvent) {
     startAll();
     startAgentAndWaitForItsPush();
     controllerControl({"answer", "status", "5", "--of", "event", "--count", "2"});
     EXPECT_EQ(inject(R"({"ID":538,"PhysicalLocation":"0123456789ABCDEF0123456789ABCDEF"})").status, 2);
-    EXPECT_EQ(runClient({"test", "356"}).status, 0);
+    EXPECT_EQ(runClient({"test", "356"}).status, 2);
     EXPECT_EQ(timesLogged("EVT_HANDLER: FAILURE in logging event to RMC"), 2);
     EXPECT_EQ(eventTexts(), std::vector<std::string>());
     EXPECT_EQ(stopAgent(), 0);
     EXPECT_EQ(runClient({"test", "356"}).status, 3) << "no agent is running";
+}
+
+TEST_F(Events, TheClientReportsACompletionCodeThatCountsAsSuccess) {
+    startAll();
+    startAgentAndWaitForItsPush();
+    controllerControl({"answer", "completion", "0xCE", "--of", "event", "--count", "0"});
+    const Ran injected = inject(R"({"ID":538,"PhysicalLocation":"0123456789ABCDEF0123456789ABCDEF"})");
+    EXPECT_EQ(injected.status, 7);
+    EXPECT_NE(injected.output.find("completion code 0xCE (response could not be provided)"),
+              std::string::npos)
+        << injected.output;
+    EXPECT_EQ(runClient({"test", "356"}).status, 7);
+    EXPECT_EQ(timesLogged("EVT_HANDLER: FAILURE in logging event to RMC"), 0);
+    EXPECT_EQ(timesLogged("IPMI: MPEventGen on /dev/ipmi0: request 1 was answered with completion code 0xCE"),
+              2);
+    EXPECT_EQ(stopAgent(), 0);
+}
+
+TEST_F(Events, TheClientReportsASilentControllerAndAMissingDevice) {
+    startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "0.3"});
+    startController();
+    startAgentAndWaitForItsPush();
+    controllerControl({"answer", "never", "--of", "event", "--count", "0"});
+    const Ran silent = runClient({"test", "356"});
+    EXPECT_EQ(silent.status, 7);
+    EXPECT_NE(
+        silent.output.find("completion code 0xC3 (timeout; the driver's own answer if the controller is "
+                           "silent)"),
+        std::string::npos)
+        << silent.output;
+    hostControl({"ipmi", "absent"});
+    const Ran absent = runClient({"test", "356"});
+    EXPECT_EQ(absent.status, 2);
+    EXPECT_NE(absent.output.find("the device can't be opened: No such file or directory"), std::string::npos)
+        << absent.output;
+    EXPECT_EQ(timesLogged("IPMI: /dev/ipmi0 can't be opened: No such file or directory; no IPMI driver is "
+                          "loaded"),
+              1);
+    EXPECT_EQ(stopAgent(), 0);
 }
 
 TEST_F(Events, BeforeTheFirstPushAnInjectedEventAndThoseOfTheHostPassAndTheAgentsOwnIsDropped) {
@@ -106,7 +145,7 @@ TEST_F(Events, BeforeTheFirstPushAnInjectedEventAndThoseOfTheHostPassAndTheAgent
     startAgent();
     ASSERT_TRUE(waitForLog("VOK_SERVER: VOK Server Thread started"));
     ASSERT_TRUE(waitForLog("HOST_RM: Exiting CacheBuild"));
-    EXPECT_EQ(runClient({"test", "708"}).status, 0);
+    EXPECT_EQ(runClient({"test", "708"}).status, 8);
     EXPECT_EQ(runClient({"test", "434"}).status, 0);
     EXPECT_EQ(inject(R"({"ID":538,"PhysicalLocation":"0123456789ABCDEF0123456789ABCDEF"})").status, 0);
     EXPECT_EQ(events(), (std::vector<int>{434, 538}));

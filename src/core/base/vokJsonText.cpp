@@ -53,15 +53,6 @@ bool isAscii(char byte) {
     return static_cast<unsigned char>(byte) < 0x80;
 }
 
-bool isWellFormed(const std::string& text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const int length = isAscii(text[at]) ? 1 : characterAt(text, at).length;
-        if (length == 1 && !isAscii(text[at])) return false;
-        at += static_cast<std::size_t>(length);
-    }
-    return true;
-}
-
 // `text` with the replacement character in place of each byte that belongs to no character.
 std::string repaired(const std::string& text) {
     std::string out;
@@ -138,8 +129,17 @@ std::string written(const Json::Value& value) {
 
 }  // namespace
 
+std::size_t vokFirstInvalidByte(const std::string& text) {
+    for (std::size_t at = 0; at < text.size();) {
+        const int length = isAscii(text[at]) ? 1 : characterAt(text, at).length;
+        if (length == 1 && !isAscii(text[at])) return at;
+        at += static_cast<std::size_t>(length);
+    }
+    return std::string::npos;
+}
+
 std::string vokJsonText(const Json::Value& value) {
     std::string text = written(value);
-    if (!isWellFormed(text)) text = written(repaired(value));
+    if (vokFirstInvalidByte(text) != std::string::npos) text = written(repaired(value));
     return escaped(text);
 }

@@ -142,4 +142,13 @@ TEST(vokJsonText, CommentsOfAParsedTextAreNotWritten) {
     EXPECT_EQ(vokJsonText(value), R"({"ID":1,"X":[1,2]})");
 }
 
+TEST(vokFirstInvalidByte, IsTheFirstThatBelongsToNoCharacter) {
+    EXPECT_EQ(vokFirstInvalidByte(""), std::string::npos);
+    EXPECT_EQ(vokFirstInvalidByte("ascii \xc3\xa9 \xe2\x82\xac \xf0\x9f\x99\x82"), std::string::npos);
+    EXPECT_EQ(vokFirstInvalidByte("\xff"), 0U);
+    EXPECT_EQ(vokFirstInvalidByte("caf\xc3\xa9\xc3"), 5U);
+    EXPECT_EQ(vokFirstInvalidByte("a\xed\xa0\x80"), 1U);  // a surrogate
+    EXPECT_EQ(vokFirstInvalidByte("a\xe2\x82z\xff"), 1U);
+}
+
 }  // namespace vokJsonTextTest

@@ -1,14 +1,11 @@
-// The client as a user runs it: the real program, against the real server in this process.
-#include <fcntl.h>
+// What the client sends, and what it reports of the agent's answer.
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <algorithm>
-#include <filesystem>
-#include <functional>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <cstring>
 
-#include "events/EventsFixture.h"
+#include "events/client/vokcliFixture.h"
+#include "events/vokDelivery.h"
 
 namespace vokcliTest {
 namespace {
@@ -19,113 +16,103 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-// The outcome of a run.
-struct Result {
-    int exitStatus = -1;  // -1 when a signal ended it
-    int signal = 0;
-    std::string out;
-    std::string err;
-};
-
-class vokcliTest : public ServerFixture {
-protected:
-    // Starts the client; `inChild` runs in its process before it becomes the client.
-    pid_t start(std::vector<std::string> arguments, const std::string& input = "",
-                const std::function<void()>& inChild = nullptr) {
-        arguments.insert(arguments.begin(), {VOKCLI, "--host-root", host.root.path()});
-        host.root.writeFile("/run/in", input);
-        std::vector<char*> argv;
-        for (std::string& each : arguments) argv.push_back(each.data());
-        argv.push_back(nullptr);
-        const std::string in = hostPath("/run/in");
-        const std::string out = hostPath("/run/out");
-        const std::string err = hostPath("/run/err");
-        const pid_t child = ::fork();
-        if (child != 0) return child;
-        const int created = O_WRONLY | O_CREAT | O_TRUNC;
-        ::dup2(::open(in.c_str(), O_RDONLY), 0);
-        ::dup2(::open(out.c_str(), created, 0644), 1);
-        ::dup2(::open(err.c_str(), created, 0644), 2);
-        if (inChild) inChild();
-        ::execv(argv[0], argv.data());
-        ::_exit(127);
-    }
-
-    Result end(pid_t child) {
-        int status = 0;
-        EXPECT_EQ(::waitpid(child, &status, 0), child);
-        Result result;
-        if (WIFEXITED(status)) result.exitStatus = WEXITSTATUS(status);
-        if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
-        result.out = host.root.readFile("/run/out");
-        result.err = host.root.readFile("/run/err");
-        return result;
-    }
-
-    Result run(const std::vector<std::string>& arguments, const std::string& input = "",
-               const std::function<void()>& inChild = nullptr) {
-        return end(start(arguments, input, inChild));
-    }
-
-    // Returns when the server is ready.
-    void startAgent() {
-        startServer();
-        waitUntil([this] { return count(log(), "INFO VOK_SERVER", "VOK Server Thread started") == 1; },
-                  "the start");
-    }
-
-    // The names in /var/run that are pipes of clients.
-    std::vector<std::string> clientPipes() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(hostPath("/var/run")))
-            if (entry.path().filename().string().rfind("mevvokcli", 0) == 0)
-                names.push_back(entry.path().filename());
-        return names;
-    }
-
-    // An agent that is only a pipe: accepts requests and does not answer.
-    vokOwnedDescriptor muteAgent() {
-        EXPECT_EQ(::mkfifo(hostPath("/var/run/mevvok").c_str(), 0600), 0);
-        return vokOwnedDescriptor(
-            ::open(hostPath("/var/run/mevvok").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    }
-
-    // Waits for a request at a mute agent.
-    static _VOK_MESSAGE_PACKET takeRequest(const vokOwnedDescriptor& agent) {
-        _VOK_MESSAGE_PACKET request{};
-        waitUntil([&] { return ::read(agent.get(), &request, sizeof(request)) == sizeof(request); },
-                  "the request");
-        return request;
-    }
-};
+using vokcliTest = vokcliFixture;
+using Result = ClientResult;
 
 const std::string padding(80, 'x');
 
 // --- test events ---
 
-TEST_F(vokcliTest, ATestEventIsRaisedAndWhatIsKnownOfItIsPrinted) {
+TEST_F(vokcliTest, ATestEventIsRaisedAndWhatTheControllerAnsweredIsPrinted) {
     openGate();
     startAgent();
     const Result result = run({"test", "708"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.out,
-              "The agent has handled test event 708; only the agent's log shows whether the controller "
-              "accepted it. "
-              "Before its first inventory push the agent drops such an event.\n");
+    EXPECT_EQ(result.out, "Delivered: the controller accepted test event 708.\n");
     EXPECT_EQ(result.err, "");
     ASSERT_THAT(delivered(), SizeIs(1));
     EXPECT_THAT(delivered().front(), HasSubstr(R"("ID":708,)"));
     EXPECT_THAT(clientPipes(), IsEmpty());
 }
 
-TEST_F(vokcliTest, ATestEventThatPassesBeforeTheFirstPushIsReportedWithoutThatCondition) {
+TEST_F(vokcliTest, ATestEventBeforeTheFirstPushIsStatusEightUnlessItPasses) {
+    startAgent();
+    const Result dropped = run({"test", "708"});
+    EXPECT_EQ(dropped.exitStatus, 8);
+    EXPECT_EQ(dropped.out, "");
+    EXPECT_EQ(
+        dropped.err,
+        "vokcli: Test event 708 was dropped by the agent: the first inventory push is still to come.\n");
+    EXPECT_THAT(delivered(), IsEmpty());
+    const Result passed = run({"test", "356"});
+    EXPECT_EQ(passed.exitStatus, 0);
+    EXPECT_EQ(passed.out, "Delivered: the controller accepted test event 356.\n");
+}
+
+TEST_F(vokcliTest, ATestEventThatTheControllerRefusesIsStatusTwo) {
+    refuseAll();
     startAgent();
     const Result result = run({"test", "356"});
-    EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.out,
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(
+        result.err,
+        "vokcli: Test event 356 was not delivered: the controller refused request 1: transfer status 0x05 "
+        "(Provided command not supported), exit status 0x00.\n");
+}
+
+// --- agents that do not say what came of an event ---
+
+TEST_F(vokcliTest, FromAnAgentThatReportsOnlyAStatusNothingIsClaimedOfTheController) {
+    const vokOwnedDescriptor agent = muteAgent();
+    const auto answered = [&](const std::vector<std::string>& arguments, int status) {
+        const pid_t child = start(arguments, R"({"ID":538,"Pad":")" + padding + R"("})");
+        takeRequest(agent);
+        sendResponseToClient(child, status);
+        return end(child);
+    };
+    EXPECT_EQ(answered({"test", "708"}, 0).out,
+              "The agent has handled test event 708; only the agent's log shows whether the controller "
+              "accepted it. Before its first inventory push the agent drops such an event.\n");
+    EXPECT_EQ(answered({"test", "356"}, 0).out,
               "The agent has handled test event 356; only the agent's log shows whether the controller "
               "accepted it.\n");
-    EXPECT_THAT(delivered(), SizeIs(1));
+    const Result done = answered({"inject", "-"}, 0);
+    EXPECT_EQ(done.exitStatus, 0);
+    EXPECT_EQ(
+        done.out,
+        "The agent reports success for the event of 118 bytes; only its log shows whether the controller "
+        "accepted it.\n");
+    const Result failed = answered({"inject", "-"}, 1);
+    EXPECT_EQ(failed.exitStatus, 2);
+    EXPECT_EQ(
+        failed.err,
+        "vokcli: The agent could not deliver the event: the controller refused it or did not answer.\n");
+}
+
+TEST_F(vokcliTest, ADeliveryOfALaterAgentThatIsNotKnownHereCountsAsNone) {
+    const vokOwnedDescriptor agent = muteAgent();
+    const pid_t child = start({"test", "356"});
+    takeRequest(agent);
+    const vokDelivery delivery{static_cast<vokDeliveryKind>(8), "of a later version"};
+    sendResponseToClient(child, 0, &delivery);
+    const Result result = end(child);
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_THAT(result.out, StartsWith("The agent has handled test event 356;"));
+}
+
+TEST_F(vokcliTest, ItAsksForTheDeliveryInBytesThatTheProtocolLeavesUnused) {
+    const vokOwnedDescriptor agent = muteAgent();
+    const pid_t child = start({"test", "356"});
+    _VOK_MESSAGE_PACKET request = takeRequest(agent);
+    sendResponseToClient(child, 0);
+    end(child);
+    EXPECT_EQ(request.options, 0x9C3E51D7U);
+    request.options = 0;
+    _VOK_MESSAGE_PACKET expected{};
+    expected.header.messageCode = 0x0102;
+    expected.clientPID = child;
+    std::memcpy(expected.payload, "356", 3);
+    EXPECT_EQ(std::memcmp(&request, &expected, sizeof(request)), 0);
 }
 
 TEST_F(vokcliTest, ALocationFollowsTheNumberAfterABlank) {
@@ -187,13 +174,48 @@ TEST_F(vokcliTest, AnEventFromStandardInputIsDelivered) {
 TEST_F(vokcliTest, AnEventThatTheControllerRefusesIsStatusTwo) {
     refuseAll();
     startAgent();
-    const Result result = run({"inject", "-"}, R"({"Pad":")" + padding + R"("})");
+    const Result result = run({"inject", "-"}, R"({"ID":538,"Pad":")" + padding + R"("})");
     EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "vokcli: The event of 118 bytes was not delivered: the controller refused request 1: transfer "
+              "status 0x05 (Provided command not supported), exit status 0x00.\n");
+    EXPECT_THAT(clientPipes(), IsEmpty());
+}
+
+TEST_F(vokcliTest, AnEventThatTheControllerAnswersWithACompletionCodeIsStatusSeven) {
+    ipmi.answer({{0xCE}});
+    startAgent();
+    const Result result = run({"inject", "-"}, R"({"ID":538,"Pad":")" + padding + R"("})");
+    EXPECT_EQ(result.exitStatus, 7);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(
         result.err,
-        "vokcli: The agent could not deliver the event: the controller refused it or did not answer.\n");
-    EXPECT_THAT(clientPipes(), IsEmpty());
+        "vokcli: The event of 118 bytes was handed to the driver, but the controller did not confirm it: "
+        "request 1 was answered with completion code 0xCE (response could not be provided); 3 of 3 "
+        "requests without a proper answer.\n");
+    EXPECT_EQ(run({"test", "356"}).exitStatus, 7);
+}
+
+TEST_F(vokcliTest, AnEventToWhichTheDriverReturnsNoAnswerIsStatusTwo) {
+    ipmi.answer(FakeIpmiReply::sendFails());
+    startAgent();
+    const Result result = run({"inject", "-"}, R"({"ID":538,"Pad":")" + padding + R"("})");
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.err,
+              "vokcli: The event of 118 bytes was not delivered: no answer: sending request 1 failed: "
+              "Input/output error.\n");
+}
+
+TEST_F(vokcliTest, AnEventWithoutADeviceIsStatusTwo) {
+    ipmi.failOpens(4, EACCES);
+    startAgent();
+    const Result result = run({"inject", "-"}, R"({"ID":538,"Pad":")" + padding + R"("})");
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(
+        result.err,
+        "vokcli: The event of 118 bytes was not sent: the device can't be opened: Permission denied; the "
+        "agent has to run as root.\n");
 }
 
 TEST_F(vokcliTest, WhatTheAgentWouldRefuseIsNotSent) {
@@ -204,8 +226,10 @@ TEST_F(vokcliTest, WhatTheAgentWouldRefuseIsNotSent) {
     for (const std::string& text : texts) {
         const Result result = run({"inject", "-"}, text);
         EXPECT_EQ(result.exitStatus, 1) << text;
-        EXPECT_THAT(result.err,
-                    StartsWith("vokcli: - does not contain a JSON object with members; nothing was sent."));
+        EXPECT_THAT(
+            result.err,
+            StartsWith(
+                "vokcli: standard input does not contain a JSON object with members; nothing was sent."));
     }
     const Result nul = run({"inject", "-"}, std::string("{\"a\":1}\0{", 9));
     EXPECT_EQ(nul.exitStatus, 1);
@@ -216,13 +240,6 @@ TEST_F(vokcliTest, WhatTheAgentWouldRefuseIsNotSent) {
 
 TEST_F(vokcliTest, TheReasonOfARefusalNamesLineAndColumn) {
     EXPECT_THAT(run({"inject", "-"}, "{\n\"a\":}\n").err, HasSubstr("Line 2, Column 5"));
-}
-
-TEST_F(vokcliTest, AFileThatCannotBeReadIsReportedByName) {
-    const Result missing = run({"inject", hostPath("/nowhere.json")});
-    EXPECT_EQ(missing.exitStatus, 1);
-    EXPECT_EQ(missing.err, "vokcli: " + hostPath("/nowhere.json") + ": No such file or directory\n");
-    EXPECT_EQ(run({"inject", hostPath("/var")}).exitStatus, 1);  // a directory
 }
 
 TEST_F(vokcliTest, TheLongestEventFitsAndOneByteMoreDoesNot) {
@@ -262,7 +279,7 @@ TEST_F(vokcliTest, AnEventThatFitsOnlyOnOneLineIsSentOnOneLine) {
 // --- missing and silent agents ---
 
 TEST_F(vokcliTest, WithoutAPipeNoAgentIsRunning) {
-    const Result result = run({"inject", "-"}, R"({"Pad":")" + padding + R"("})");
+    const Result result = run({"inject", "-"}, R"({"ID":538,"Pad":")" + padding + R"("})");
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(result.err, "vokcli: No agent is running here; nothing was sent.\n");
     EXPECT_THAT(clientPipes(), IsEmpty());
@@ -280,11 +297,34 @@ TEST_F(vokcliTest, AFileOrALinkInsteadOfThePipeIsNotWrittenTo) {
     host.root.writeFile("/var/run/mevvok", "somebody's");
     EXPECT_EQ(run({"test", "708"}).exitStatus, 6);
     EXPECT_EQ(host.root.readFile("/var/run/mevvok"), "somebody's");
+    EXPECT_EQ(run({"test", "708"}).err,
+              "vokcli: The request failed (" + hostPath("/var/run/mevvok") + " is not a pipe).\n");
     ASSERT_EQ(::rename(hostPath("/var/run/mevvok").c_str(), hostPath("/var/run/target").c_str()), 0);
     ASSERT_EQ(::symlink("target", hostPath("/var/run/mevvok").c_str()), 0);
-    EXPECT_EQ(run({"test", "708"}).exitStatus, 6);
+    const Result link = run({"test", "708"});
+    EXPECT_EQ(link.exitStatus, 6);
+    EXPECT_EQ(link.err, "vokcli: The request failed (" + hostPath("/var/run/mevvok") +
+                            " is a symbolic link, not a pipe).\n");
     EXPECT_EQ(host.root.readFile("/var/run/target"), "somebody's");
     EXPECT_THAT(clientPipes(), IsEmpty());
+}
+
+TEST_F(vokcliTest, ADirectoryOrASocketInsteadOfThePipeIsNamed) {
+    const std::string path = hostPath("/var/run/mevvok");
+    ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
+    const Result directory = run({"test", "708"});
+    EXPECT_EQ(directory.exitStatus, 6);
+    EXPECT_EQ(directory.err, "vokcli: The request failed (" + path + ": Is a directory).\n");
+    ASSERT_EQ(::rmdir(path.c_str()), 0);
+    const vokOwnedDescriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof(address.sun_path));
+    path.copy(address.sun_path, path.size());
+    ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    const Result planted = run({"test", "708"});
+    EXPECT_EQ(planted.exitStatus, 6);
+    EXPECT_EQ(planted.err, "vokcli: The request failed (" + path + " is a socket, not a pipe).\n");
 }
 
 TEST_F(vokcliTest, AMissingPermissionIsReported) {
@@ -388,51 +428,11 @@ TEST_F(vokcliTest, AFileOrALinkAtItsPipesPathIsLeftAlone) {
         if (::symlink("keep", (prefix + std::to_string(::getpid())).c_str()) != 0) ::_exit(126);
     });
     EXPECT_EQ(result.exitStatus, 6);
+    EXPECT_THAT(result.err, StartsWith("vokcli: The request failed (" + prefix));
+    EXPECT_THAT(result.err, HasSubstr(": File exists).\n"));
     EXPECT_THAT(clientPipes(), SizeIs(1));
     char byte = 0;
     EXPECT_LE(::read(agent.get(), &byte, 1), 0);  // nothing was sent
-}
-
-// --- the rest ---
-
-TEST_F(vokcliTest, EventsListsEveryNumberWithOwnerAndMeaning) {
-    const Result result = run({"events"});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 33);
-    EXPECT_THAT(result.out, HasSubstr("\n   708  Agent          Test event of the agent\n"));
-    EXPECT_THAT(result.out, HasSubstr("\n   360  Host           The last shutdown was not graceful\n"));
-    EXPECT_THAT(result.out, HasSubstr("\n  1384  Ethernet       An Ethernet port has lost its link\n"));
-    EXPECT_THAT(
-        result.out,
-        HasSubstr("\n   538  Storage        A drive has failed or is missing (not in this agent yet)\n"));
-}
-
-TEST_F(vokcliTest, HelpListsTheExitStatuses) {
-    const Result result = run({"--help"});
-    EXPECT_EQ(result.exitStatus, 0);
-    for (const char* each : {"  0  ", "  1  ", "  2  ", "  3  ", "  4  ", "  5  ", "  6  ", "--timeout",
-                             "--host-root", "test", "inject", "events"})
-        EXPECT_THAT(result.out, HasSubstr(each));
-}
-
-TEST_F(vokcliTest, VersionPrintsTheVersion) {
-    const Result result = run({"--version"});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.out, "vokcli 3.3.2.1\n");
-}
-
-TEST_F(vokcliTest, WrongUsageIsStatusOne) {
-    const std::vector<std::string> wrong[] = {{},
-                                              {"dance"},
-                                              {"test"},
-                                              {"test", "abc"},
-                                              {"test", "99999999999999999999"},
-                                              {"inject"},
-                                              {"--timeout", "0", "events"},
-                                              {"--timeout", "soon", "events"},
-                                              {"--host-root", "/nowhere/at/all", "events"}};
-    for (const auto& arguments : wrong)
-        EXPECT_EQ(run(arguments).exitStatus, 1) << (arguments.empty() ? "" : arguments.front());
 }
 
 }  // namespace

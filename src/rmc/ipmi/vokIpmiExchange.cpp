@@ -89,11 +89,11 @@ std::string exchangeText(const Exchange& exchange, const std::string& request, s
         case ExchangeStep::open:
             return "the device can't be opened: " + openFailureText(exchange.error);
         case ExchangeStep::send:
-            return "no answer: sending " + request + " failed" + reason(exchange.error);
+            return "no answer to " + request + ": sending it failed" + reason(exchange.error);
         case ExchangeStep::wait:
-            return "no answer: waiting for that to " + request + " failed" + reason(exchange.error);
+            return "no answer to " + request + ": waiting for it failed" + reason(exchange.error);
         case ExchangeStep::receive:
-            return "no answer: reading that to " + request + " failed" + reason(exchange.error);
+            return "no answer to " + request + ": reading it failed" + reason(exchange.error);
         case ExchangeStep::none:
             break;
     }

@@ -11,7 +11,7 @@ namespace ipmi {
 namespace {
 
 // Replaces the outcome of a subject and returns the previous one; empty if there was none or no trouble.
-std::string exchangeOutcome(const std::string& subject, const std::string& outcome) {
+std::string swapOutcome(const std::string& subject, const std::string& outcome) {
     static std::mutex guard;
     static auto& outcomes = *new std::map<std::string, std::string>;  // threads may outlive static objects
     const std::lock_guard<std::mutex> lock(guard);
@@ -24,7 +24,7 @@ std::string exchangeOutcome(const std::string& subject, const std::string& outco
 
 void reportOpen(int error) {
     const std::string outcome = error == 0 ? std::string() : openFailureText(error);
-    if (exchangeOutcome(devicePath, outcome) == outcome) return;
+    if (swapOutcome(devicePath, outcome) == outcome) return;
     if (error != 0)
         VOK_LOG_WARNING("IPMI", "%s can't be opened: %s", devicePath, outcome.c_str());
     else
@@ -32,13 +32,13 @@ void reportOpen(int error) {
 }
 
 void reportPoll(const std::string& name, const std::string& trouble) {
-    if (exchangeOutcome(name, trouble) == trouble) return;
+    if (swapOutcome(name, trouble) == trouble) return;
     VOK_LOG_WARNING("IPMI", "%s on %s: %s", name.c_str(), devicePath,
                     trouble.empty() ? "answered again" : trouble.c_str());
 }
 
 void reportCommand(const std::string& name, const std::string& trouble) {
-    const std::string previous = exchangeOutcome(name, trouble);
+    const std::string previous = swapOutcome(name, trouble);
     if (!trouble.empty())
         VOK_LOG_WARNING("IPMI", "%s on %s: %s", name.c_str(), devicePath, trouble.c_str());
     else if (!previous.empty())

@@ -145,7 +145,7 @@ TEST_F(vokServerTest, AClientThatAsksGetsWhatCameOfAnInjectedEvent) {
                                  "the controller refused request 1: transfer status 0x05 (Provided command "
                                  "not supported), exit status 0x00"));
     ipmi.answer(FakeIpmiReply::sendFails());
-    EXPECT_EQ(inject(), response(1, 4, "no answer: sending request 1 failed: Input/output error"));
+    EXPECT_EQ(inject(), response(1, 4, "no answer to request 1: sending it failed: Input/output error"));
     EXPECT_EQ(client.askWith(0x9C3E51D7, injectedEventCode, "no JSON"),
               response(0, 7, "the text is not an event"));
 }

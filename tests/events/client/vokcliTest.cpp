@@ -203,7 +203,7 @@ TEST_F(vokcliTest, AnEventToWhichTheDriverReturnsNoAnswerIsStatusTwo) {
     const Result result = run({"inject", "-"}, R"({"ID":538,"Pad":")" + padding + R"("})");
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.err,
-              "vokcli: The event of 118 bytes was not delivered: no answer: sending request 1 failed: "
+              "vokcli: The event of 118 bytes was not delivered: no answer to request 1: sending it failed: "
               "Input/output error.\n");
 }
 

@@ -259,11 +259,11 @@ TEST_F(Outcome, AFailedExchangeIsAWarningBeforeItsErrorLine) {
         const char* text;
     };
     const Row rows[] = {
-        {FakeIpmiReply::sendFails(), "no answer: sending request 2 failed: Input/output error"},
-        {{{}, 5}, "no answer: sending request 2 failed"},
-        {{{}, 0, -1}, "no answer: waiting for that to request 2 failed: Interrupted system call"},
-        {{{}, 0, 0}, "no answer: waiting for that to request 2 failed"},
-        {FakeIpmiReply::receiveFails(), "no answer: reading that to request 2 failed: Message too long"}};
+        {FakeIpmiReply::sendFails(), "no answer to request 2: sending it failed: Input/output error"},
+        {{{}, 5}, "no answer to request 2: sending it failed"},
+        {{{}, 0, -1}, "no answer to request 2: waiting for it failed: Interrupted system call"},
+        {{{}, 0, 0}, "no answer to request 2: waiting for it failed"},
+        {FakeIpmiReply::receiveFails(), "no answer to request 2: reading it failed: Message too long"}};
     for (const Row& row : rows) {
         host.root.writeFile("/log/vok.log", "");
         answerRequest(2, row.reply);
@@ -343,8 +343,8 @@ TEST_F(Outcome, APollThatKeepsFailingIsAWarningWhenItBeginsAndWhenItEnds) {
     ipmi.answer(FakeIpmiReply::sendFails());
     for (int i = 0; i < 3; ++i) EXPECT_FALSE(poll());
     EXPECT_THAT(lines(),
-                ElementsAre("WARNING IPMI: Door-bell poll on /dev/ipmi0: no answer: sending the poll "
-                            "failed: Input/output error",
+                ElementsAre("WARNING IPMI: Door-bell poll on /dev/ipmi0: no answer to the poll: sending "
+                            "it failed: Input/output error",
                             required, required, required));
     ipmi.answer({{0}});
     for (int i = 0; i < 3; ++i) EXPECT_FALSE(poll());

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "events/client/vokcliFixture.h"
+#include "events/vokDelivery.h"
 
 namespace vokcliUsageTest {
 namespace {
@@ -180,16 +181,15 @@ TEST_F(vokcliUsageTest, AWarningThatCannotBeWrittenIsStatusSixAndASilentSuccessI
 
 TEST_F(vokcliUsageTest, AClosedStandardStreamIsNotReplacedByAPipe) {
     const vokOwnedDescriptor agent = muteAgent();
-    const pid_t child = start({"test", "356"}, "", [] {
-        ::close(0);
-        ::close(1);
-        ::close(2);
-    });
-    takeRequest(agent);
-    sendResponseToClient(child, 0);
-    EXPECT_EQ(end(child).exitStatus, 6);
-    char byte = 0;
-    EXPECT_LE(::read(agent.get(), &byte, 1), 0);
+    for (const int stream : {1, 2}) {
+        const pid_t child = start({"test", "356"}, "", [stream] { ::close(stream); });
+        takeRequest(agent);
+        const vokDelivery refused{vokDeliveryKind::refused, "why"};
+        sendResponseToClient(child, 0, stream == 1 ? nullptr : &refused);
+        EXPECT_EQ(end(child).exitStatus, stream == 1 ? 6 : 2);
+        char byte = 0;
+        EXPECT_LE(::read(agent.get(), &byte, 1), 0) << stream;
+    }
 }
 
 TEST_F(vokcliUsageTest, VersionPrintsTheVersion) {

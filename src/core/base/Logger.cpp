@@ -76,9 +76,19 @@ void reportFailure(const char* message, const std::string& path) {
                                            " - " + std::strerror(reason));
 }
 
-void reopen(std::ofstream& stream, const std::string& hostPath) {
-    if (!vokLogFiles::openForAppending(hostPath, stream))
-        reportFailure("Error opening VOK log file ", hostPath);
+// `message` is that of the system log; `log` names the log for a person.
+[[noreturn]] void endWithoutDirectory(const char* message, const char* log, const std::string& hostPath,
+                                      int status) {
+    const int reason = errno;
+    reportFailure(message, hostPath);
+    std::fprintf(stderr, "%s: the directory %s of the %s can't be created: %s\n",
+                 program_invocation_short_name, hostPath.substr(0, hostPath.rfind('/')).c_str(), log,
+                 std::strerror(reason));
+    std::exit(status);
+}
+
+void reopen(vokLogFile& log, const std::string& hostPath) {
+    if (!log.open(hostPath)) reportFailure("Error opening VOK log file ", hostPath);
 }
 
 std::string backupSuffix() {
@@ -111,28 +121,50 @@ Logger::Logger() {
     debugLogLevel = debugEnabled ? 1 : 12;
     logLevel = levelOf(config.getVOKLoggingLevel());
 
-    IvokHostAccess& host = vokHostAccess();
+    const IvokHostAccess& host = vokHostAccess();
     const std::string agentHostPath = host.path(agentLogPath);
     const std::string debugHostPath = host.path(debugLogPath);
-    const bool agentFile = logTarget == TARGET_FILE;
-    const bool debugFile = debugLogTarget == TARGET_FILE;
-    if (agentFile && vokLogFiles::createDirectoryPath(agentHostPath) < 0) {
-        reportFailure("Failed to create directory path for VOK log file ", agentHostPath);
-        std::exit(-10);
-    }
-    if (debugFile && vokLogFiles::createDirectoryPath(debugHostPath) < 0) {
-        reportFailure("Failed to create directory path for VOK debug log file ", debugHostPath);
-        std::exit(-11);
-    }
-    if (agentFile && !vokLogFiles::openForAppending(agentHostPath, agentLog))
-        reportFailure("Error opening VOK log file ", agentHostPath);
-    if (debugFile && debugEnabled && !vokLogFiles::openForAppending(debugHostPath, debugLog))
-        reportFailure("Error opening the VOK debug log file", debugHostPath);
+    if (logTarget == TARGET_FILE && vokLogFiles::createDirectoryPath(agentHostPath) < 0)
+        endWithoutDirectory("Failed to create directory path for VOK log file ", "agent log", agentHostPath,
+                            -10);
+    if (debugLogTarget == TARGET_FILE && vokLogFiles::createDirectoryPath(debugHostPath) < 0)
+        endWithoutDirectory("Failed to create directory path for VOK debug log file ", "debug log",
+                            debugHostPath, -11);
+    openLogs();
+    createLinks();
+}
 
+bool Logger::openLogs() {
+    const std::string agentHostPath = vokHostAccess().path(agentLogPath);
+    const std::string debugHostPath = vokHostAccess().path(debugLogPath);
+    bool complete = true;
+    if (targetOf(agentLogPath) == TARGET_FILE && !agentLog.open(agentHostPath)) {
+        reportFailure("Error opening VOK log file ", agentHostPath);
+        complete = false;
+    }
+    if (targetOf(debugLogPath) == TARGET_FILE && debugLogLevel == 1 && !debugLog.open(debugHostPath)) {
+        reportFailure("Error opening the VOK debug log file", debugHostPath);
+        complete = false;
+    }
+    return complete;
+}
+
+void Logger::createLinks() const {
+    const IvokHostAccess& host = vokHostAccess();
     const std::string links = host.path(linkDirectory);
-    if (agentFile) vokLogFiles::createSymbolicLink(agentHostPath, links);
-    if (debugFile) vokLogFiles::createSymbolicLink(debugHostPath, links);
+    for (const std::string& path : {agentLogPath, debugLogPath})
+        if (targetOf(path) == TARGET_FILE) vokLogFiles::createSymbolicLink(host.path(path), links);
     vokLogFiles::createSymbolicLink(host.path(backupDirectory), links);
+}
+
+bool Logger::reopenLogs() {
+    const std::lock_guard<Logger> guard(*this);
+    // A directory that has gone is made again; if it can't be, opening the file fails and reports it.
+    for (const std::string& path : {agentLogPath, debugLogPath})
+        if (targetOf(path) == TARGET_FILE) vokLogFiles::createDirectoryPath(vokHostAccess().path(path));
+    const bool complete = openLogs();
+    createLinks();
+    return complete;
 }
 
 Logger::~Logger() {
@@ -173,17 +205,15 @@ void Logger::logIntoFile(const std::string& levelText, const std::string& messag
     const std::lock_guard<Logger> guard(*this);
     const std::string timeStamp = vokLogTimeStamp();
     const auto contains = [&](const char* word) { return levelText.find(word) != std::string::npos; };
-    std::ofstream* stream = nullptr;
+    vokLogFile* log = nullptr;
     if (contains("DEBUG"))
-        stream = &debugLog;
+        log = &debugLog;
     else if (contains("ERROR") || contains("WARNING") || contains("INFO"))
-        stream = &agentLog;
-    if (!stream) return;
-    *stream << timeStamp << " " << levelText << " " << lineNumber(line) << " " << module << ": " << message
-            << '\n';
-    stream->flush();
-    // A disk that was full for a while must not silence the log for ever.
-    if (!*stream && stream->is_open()) stream->clear();
+        log = &agentLog;
+    if (!log) return;
+    std::string text = timeStamp;
+    text.append(" ").append(levelText).append(" ").append(lineNumber(line)).append(" ").append(module);
+    log->write(text.append(": ").append(message).append("\n"));
 }
 
 void Logger::logIntoSyslog(const std::string& levelText, const std::string& message,
@@ -218,7 +248,7 @@ void Logger::isFileExceeded(std::string path) {
         if (vokLogFiles::appendRest(hostPath, backup, copied)) {
             const bool isAgentLog = path == agentLogPath;
             // Both logs may be the same file.
-            const bool isDebugLog = !isAgentLog || (path == debugLogPath && debugLog.is_open());
+            const bool isDebugLog = !isAgentLog || (path == debugLogPath && debugLog.isOpen());
             if (isAgentLog) agentLog.close();
             if (isDebugLog) debugLog.close();
             std::remove(hostPath.c_str());

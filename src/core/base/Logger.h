@@ -3,9 +3,10 @@
 #pragma once
 
 #include <atomic>
-#include <fstream>
 #include <mutex>
 #include <string>
+
+#include "core/base/vokLogFile.h"
 
 namespace Logging {
 
@@ -20,8 +21,8 @@ public:
     static constexpr char backupDirectory[] = "/scratch/log/mev/vok/backup_log";
 
     // Creates the logger if there is none. The first call comes from the thread that starts the agent. Ends
-    // the process with status -10 or -11 when the directory of the agent log or of the debug log can't be
-    // created.
+    // the process with status -10 or -11, after a line on standard error, when the directory of the agent log
+    // or of the debug log can't be created.
     static void loggerInit();
     static Logger* getInstance();
 
@@ -51,10 +52,17 @@ public:
     // written, the log stays as it is. For the supervising program; the library does not call it.
     void isFileExceeded(std::string path);
 
+    // Opens the log files again by their paths, and makes their links again: after a program has moved them
+    // away, lines go to new files. No line is lost: if a file can't be opened, that is reported to the system
+    // log, the previous one stays in use, and the result is false.
+    bool reopenLogs();
+
 private:
     Logger();
     ~Logger();
 
+    bool openLogs();
+    void createLinks() const;
     void dispatch(int target, const char* levelText, const std::string& message, const std::string& module,
                   int line);
     void logIntoFile(const std::string& levelText, const std::string& message, const std::string& module,
@@ -62,8 +70,8 @@ private:
     void logIntoSyslog(const std::string& levelText, const std::string& message, const std::string& module,
                        int line);
 
-    std::ofstream agentLog;
-    std::ofstream debugLog;
+    vokLogFile agentLog;
+    vokLogFile debugLog;
     std::string debugLogPath;
     std::string agentLogPath;
     std::atomic<int> logLevel{WARNING};

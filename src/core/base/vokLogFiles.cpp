@@ -29,19 +29,6 @@ bool isFileOrDevice(int descriptor) {
     return false;
 }
 
-bool writeAll(int descriptor, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = ::write(descriptor, data, size);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
 void warn(const std::string& text) {
     vokHostAccess().systemLog(LOG_WARNING, text);
 }
@@ -76,12 +63,22 @@ void createSymbolicLink(const std::string& path, const std::string& directory) {
         warn("symlink(" + path + ", " + link + ") completed with errno [" + std::to_string(errno) + "]");
 }
 
-bool openForAppending(const std::string& path, std::ofstream& stream) {
-    // Created and checked before the stream opens it: opening a pipe would block the agent.
-    const vokOwnedDescriptor created = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
-    if (!created || !isFileOrDevice(created.get())) return false;
-    stream.open(path, std::ios::app);
-    return stream.is_open();
+vokOwnedDescriptor openForAppending(const std::string& path) {
+    // Opening a pipe would block the agent without O_NONBLOCK, and a line to a busy terminal would be lost
+    // with it.
+    vokOwnedDescriptor log = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY);
+    if (!log || !isFileOrDevice(log.get()) || ::fcntl(log.get(), F_SETFL, O_APPEND) != 0) log.reset();
+    return log;
+}
+
+std::size_t writeAll(int descriptor, const char* data, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t written = ::write(descriptor, data + done, size - done);
+        if (written < 0 && errno != EINTR) break;
+        if (written > 0) done += static_cast<std::size_t>(written);
+    }
+    return done;
 }
 
 bool appendRest(const std::string& source, const std::string& target, long long& offset) {
@@ -94,7 +91,8 @@ bool appendRest(const std::string& source, const std::string& target, long long&
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return false;
         if (count == 0) return ::fsync(to.get()) == 0;
-        if (!writeAll(to.get(), buffer.data(), static_cast<std::size_t>(count))) return false;
+        const auto size = static_cast<std::size_t>(count);
+        if (writeAll(to.get(), buffer.data(), size) < size) return false;
         offset += count;
     }
 }

@@ -2,8 +2,10 @@
 // usable yet.
 #pragma once
 
-#include <fstream>
+#include <cstddef>
 #include <string>
+
+#include "platform/access/vokOwnedDescriptor.h"
 
 namespace vokLogFiles {
 
@@ -14,9 +16,13 @@ int createDirectoryPath(const std::string& path);
 // be read or is the path of the link itself.
 void createSymbolicLink(const std::string& path, const std::string& directory);
 
-// Opens a log for appending; creates it with mode 0600 if it is missing. False with errno when it can't be
-// opened or is neither a regular file nor a character device.
-bool openForAppending(const std::string& path, std::ofstream& stream);
+// Opens a log for appending; creates it with mode 0600 if it is missing. The descriptor is closed in the
+// agent's commands. None with errno when the log can't be opened or is neither a regular file nor a character
+// device.
+vokOwnedDescriptor openForAppending(const std::string& path);
+
+// Returns the number of bytes written; fewer than `size` with errno.
+std::size_t writeAll(int descriptor, const char* data, std::size_t size);
 
 // Appends the bytes of `source` from `offset` to the end to `target`, and advances `offset`. False with
 // errno.

@@ -1,5 +1,6 @@
 #include "core/base/Logger.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -200,6 +201,21 @@ TEST_F(LoggerTest, TheLogMayBeACharacterDevice) {
     EXPECT_TRUE(systemLog.lines().empty());
 }
 
+TEST_F(LoggerTest, TheLogsAreClosedInTheCommandsOfTheAgent) {
+    configure("Info", true);
+    Logger::getInstance();
+    int logs = 0;
+    for (int descriptor = 0; descriptor < 256; ++descriptor) {
+        char target[4096] = {};
+        const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+        if (::readlink(link.c_str(), target, sizeof(target) - 1) < 0) continue;
+        if (std::string(target).find("/scratch/log/") == std::string::npos) continue;
+        ++logs;
+        EXPECT_NE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0) << target;
+    }
+    EXPECT_EQ(logs, 2);
+}
+
 TEST_F(LoggerTest, WithoutDebugLoggingTheDirectoryIsCreatedAndTheFileIsNot) {
     configure("Info", false, "syslog", "/elsewhere/log/debug.log");
     Logger::getInstance()->debug("d", "D", 1);
@@ -301,6 +317,14 @@ protected:
     FakeHost blocked;  // replaces `host`
 };
 
+TEST_F(UncreatableDirectoryTest, IsNamedOnStandardErrorAsTheLastLine) {
+    blockDirectories("/scratch/log/vok.log", "syslog");
+    EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
+                asExpression(": the directory " + blocked.root.path() +
+                             "/scratch/log of the agent log can't be created: Not a directory\n") +
+                    "$");
+}
+
 TEST_F(UncreatableDirectoryTest, OfTheAgentLogEndsTheProcess) {
     blockDirectories("/scratch/log/vok.log", "/scratch/log/debug.log");
     EXPECT_EXIT(Logger::getInstance(), testing::ExitedWithCode(246),
@@ -332,7 +356,8 @@ TEST_F(LoggerTest, ADiskThatWasFullTemporarilyDoesNotSilenceTheLog) {
     for (int i = 0; i < 1000; ++i) logger->info(std::string(100, 'x'), "M", 1);
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
     logger->info("first after it", "M", 2);
-    EXPECT_THAT(agentLog(), EndsWith("[INFO]   002 M: first after it\n"));
+    // The last line for which there was room is cut.
+    EXPECT_THAT(agentLog(), EndsWith("x\nNov 5 08:38:22 [INFO]   002 M: first after it\n"));
 }
 
 TEST_F(LoggerTest, AnOldDebugLogIsLinkedEvenWithoutDebugLogging) {
@@ -401,6 +426,83 @@ TEST_F(LoggerTest, AMessageBelowTheLevelIsNotFormatted) {
     VOK_LOG_WARNING("M", "%d", count());
     VOK_LOG_ALWAYS("M", "%d", count());
     EXPECT_EQ(formatted, 2);
+}
+
+// --- opening the logs again ---
+
+class ReopenTest : public LoggerTest {
+protected:
+    void moveAway(const std::string& path) {
+        ASSERT_EQ(std::rename((host.root.path() + path).c_str(), (host.root.path() + path + ".1").c_str()),
+                  0);
+    }
+};
+
+TEST_F(ReopenTest, LinesGoToNewFilesAndNoneIsLost) {
+    configure("Info", true);
+    Logger* const logger = Logger::getInstance();
+    logger->info("before", "M", 1);
+    moveAway("/scratch/log/vok.log");
+    moveAway("/scratch/log/debug.log");
+    logger->info("between", "M", 2);
+    logger->debug("between", "M", 3);
+    EXPECT_TRUE(logger->reopenLogs());
+    logger->info("after", "M", 4);
+    logger->debug("after", "M", 5);
+    EXPECT_EQ(startOf("/scratch/log/vok.log.1"),
+              "Nov 5 08:38:22 [INFO]   001 M: before\nNov 5 08:38:22 [INFO]   002 M: between\n");
+    EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [INFO]   004 M: after\n");
+    EXPECT_EQ(startOf("/scratch/log/debug.log.1"), "Nov 5 08:38:22 [DEBUG] 003 M: between\n");
+    EXPECT_EQ(debugLog(), "Nov 5 08:38:22 [DEBUG] 005 M: after\n");
+}
+
+TEST_F(ReopenTest, TheLinksAreMadeAgain) {
+    configure("Info", true);
+    makeLinkDirectory();
+    Logger* const logger = Logger::getInstance();
+    for (const char* name : {"vok.log", "debug.log"})
+        ASSERT_EQ(std::remove((host.root.path() + "/opt/mev/vok/log/" + name).c_str()), 0);
+    logger->reopenLogs();
+    EXPECT_EQ(linkTarget("vok.log"), host.root.path() + "/scratch/log/vok.log");
+    EXPECT_EQ(linkTarget("debug.log"), host.root.path() + "/scratch/log/debug.log");
+}
+
+TEST_F(ReopenTest, ADirectoryThatWasMovedAwayIsMadeAgain) {
+    configure("Info", false);
+    Logger* const logger = Logger::getInstance();
+    moveAway("/scratch/log");
+    logger->reopenLogs();
+    logger->info("after", "M", 1);
+    EXPECT_EQ(agentLog(), "Nov 5 08:38:22 [INFO]   001 M: after\n");
+}
+
+TEST_F(ReopenTest, ALogThatCannotBeOpenedIsReportedAndThePreviousOneStaysInUse) {
+    configure("Info", false);
+    makeLinkDirectory();
+    Logger* const logger = Logger::getInstance();
+    moveAway("/scratch/log/vok.log");
+    host.root.writeFile("/scratch/log/vok.log/inside", "");
+    EXPECT_FALSE(logger->reopenLogs());
+    logger->info("after", "M", 1);
+    EXPECT_EQ(startOf("/scratch/log/vok.log.1"), "Nov 5 08:38:22 [INFO]   001 M: after\n");
+    ASSERT_FALSE(systemLog.lines().empty());
+    EXPECT_EQ(systemLog.lines()[0].second, "Error opening VOK log file [" + host.root.path() +
+                                               "/scratch/log/vok.log]: 21 - Is a directory");
+}
+
+TEST_F(ReopenTest, WithoutDebugLoggingNoDebugLogIsCreated) {
+    configure("Info", false);
+    Logger::getInstance()->reopenLogs();
+    EXPECT_FALSE(host.root.exists("/scratch/log/debug.log"));
+}
+
+TEST_F(ReopenTest, TheSystemLogNeedsNothing) {
+    configure("Info", true, "syslog", "syslog");
+    Logger* const logger = Logger::getInstance();
+    logger->reopenLogs();
+    logger->info("after", "M", 1);
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_FALSE(host.root.exists("scratch"));
 }
 
 // --- the size limit ---

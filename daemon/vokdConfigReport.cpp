@@ -1,11 +1,14 @@
 #include "daemon/vokdConfigReport.h"
 
+#include <cstdio>
 #include <iomanip>
 #include <ostream>
 #include <string>
 
 #include "core/base/vokConfig.h"
+#include "core/base/vokLog.h"
 #include "core/base/vokModules.h"
+#include "core/inventory/vokFactory.h"
 #include "daemon/vokdOptions.h"
 #include "platform/access/vokHostAccess.h"
 
@@ -60,6 +63,16 @@ void printSetting(std::ostream& out, const std::string& key, const std::string& 
     out << "  " << std::left << std::setw(42) << key << " " << value << "\n";
 }
 
+void printResources(std::ostream& out, const vokConfig& config) {
+    std::vector<std::string> running;
+    std::vector<std::string> withoutManager;
+    for (const vokModule& module : vokModules)
+        if (config.isResourceEnabled(module.id))
+            (vokFactory().createInstance(module.id) ? running : withoutManager).emplace_back(module.name);
+    out << "\nResources that run: " << (running.empty() ? "none" : joined(running)) << "\n";
+    if (!withoutManager.empty()) out << "Enabled, but not in this build: " << joined(withoutManager) << "\n";
+}
+
 }  // namespace
 
 int vokdPrintConfigReport(std::ostream& out) {
@@ -72,20 +85,20 @@ int vokdPrintConfigReport(std::ostream& out) {
         if (module.hasRefreshInterval)
             printSetting(out, std::string("CacheRefreshInSeconds.") + module.name,
                          std::to_string(config->getrefreshInterval(module.name)) + " seconds");
+    printResources(out, *config);
 
-    if (config->isDefaultSettingsApplied()) {
-        for (const auto& refusal : refusals)
-            out << "\nThe file is not used: " << refusal.reason << ". Used instead: " << refusal.used
-                << ".\n";
-        return vokdOptions::configUnusable;
+    out << (refusals.empty() ? "\nEvery value in the file was accepted.\n"
+                             : "\nNot accepted, or not used as it is written:\n");
+    for (const auto& refusal : refusals) out << "  " << vokConfigRefusalText(refusal) << "\n";
+    if (config->isDefaultSettingsApplied()) return vokdOptions::configUnusable;
+    return refusals.empty() ? vokdOptions::graceful : vokdOptions::configRefused;
+}
+
+void vokdWarnOfConfig() {
+    const std::string file = vokHostAccess().path(vokConfig::configFile);
+    for (const auto& refusal : vokConfig::getInstance()->getRefusals()) {
+        const std::string text = file + ": " + vokConfigRefusalText(refusal);
+        std::fprintf(stderr, "vokd: %s\n", text.c_str());
+        VOK_LOG_WARNING("VOKD", "%s", text.c_str());
     }
-    if (refusals.empty()) {
-        out << "\nEvery value in the file was accepted.\n";
-        return vokdOptions::graceful;
-    }
-    out << "\nRefused:\n";
-    for (const auto& refusal : refusals)
-        out << "  " << refusal.key << " = " << refusal.written << ": " << refusal.reason
-            << "; used instead: " << refusal.used << "\n";
-    return vokdOptions::configRefused;
 }

@@ -95,6 +95,23 @@ constexpr BadValue badValues[] = {
      "CacheRefreshInSeconds.HostOSInfo = \"0\": ", "CacheRefreshInSeconds.HostOSInfo", "3600 seconds"},
     {"RefreshOfAll", R"("CacheRefreshInSeconds": {"Global": "abc"})",
      "CacheRefreshInSeconds.Global = \"abc\": ", "CacheRefreshInSeconds.EthernetDevices", "3600 seconds"},
+    {"UnknownResource", R"("EnableResources": ["HostOSInfo", "EthernetDevice"])",
+     "EnableResources = \"EthernetDevice\": ", "EnableResources", "HostOSInfo, EthernetDevice"},
+    {"RelativeLog", R"("VOKLogLocation": "vok.log")", "VOKLogLocation = \"vok.log\": ", "VOKLogLocation",
+     "vok.log"},
+    {"LogIsTheRootDirectory", R"("DebugLogLocation": "/")", "DebugLogLocation = \"/\": ", "DebugLogLocation",
+     "/"},
+    {"Fraction", R"("PushInventoryFrequencyInMinutes": "1.5")",
+     "PushInventoryFrequencyInMinutes = \"1.5\": ", "PushInventoryFrequencyInMinutes", "1 minutes"},
+    {"Unit", R"("InventoryQueryIntervalInSeconds": "60s")",
+     "InventoryQueryIntervalInSeconds = \"60s\": ", "InventoryQueryIntervalInSeconds", "60 seconds"},
+    {"Exponent", R"("IPMIDoorBellMonitorInterval": "1e3")",
+     "IPMIDoorBellMonitorInterval = \"1e3\": ", "IPMIDoorBellMonitorInterval", "1 minutes"},
+    {"RepeatedKey", R"("CliMode": "inject", "CliMode": "test")", "CliMode: written more than once", "CliMode",
+     "test"},
+    {"UnknownKey", R"("Loglevel": "Info")", "Loglevel = \"Info\": ", "LoggingLevel", "Warning"},
+    {"UnknownKeyBelow", R"("CacheRefreshInSeconds": {"HostOsInfo": "60"})",
+     "CacheRefreshInSeconds.HostOsInfo = \"60\": ", "CacheRefreshInSeconds.HostOSInfo", "3600 seconds"},
 };
 
 class EachBadValue : public CheckConfig, public testing::WithParamInterface<BadValue> {};
@@ -121,7 +138,8 @@ class EachBadFile : public CheckConfig, public testing::WithParamInterface<BadFi
 TEST_P(EachBadFile, IsIgnoredWithStatusSevenAndTheBuiltInSettings) {
     const Ran ran = check(GetParam().text);
     EXPECT_EQ(ran.status, 7) << ran.output;
-    EXPECT_TRUE(has(ran, "The file is not used: ")) << ran.output;
+    EXPECT_TRUE(has(ran, "  the file is not used: ")) << ran.output;
+    EXPECT_TRUE(has(ran, "; used instead: the built-in settings\n")) << ran.output;
     EXPECT_EQ(valueOf("CacheRefreshInSeconds.HostOSInfo", ran.output), "30 seconds");
     EXPECT_EQ(valueOf("LoggingLevel", ran.output), "Warning");
 }
@@ -137,8 +155,39 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(CheckConfig, AMissingFileYieldsStatusSevenToo) {
     const Ran ran = check();
     EXPECT_EQ(ran.status, 7) << ran.output;
-    EXPECT_TRUE(has(ran, "can't be opened")) << ran.output;
+    EXPECT_TRUE(has(ran,
+                    "  the file is not used: can't be opened: No such file or directory; used instead: "
+                    "the built-in settings\n"))
+        << ran.output;
 }
+
+struct RunningResources {
+    const char* name;
+    const char* enabled;
+    const char* lines;
+};
+
+class EnabledResources : public CheckConfig, public testing::WithParamInterface<RunningResources> {};
+
+TEST_P(EnabledResources, AreShownAsThoseThatRunAndThoseThatThisBuildLacks) {
+    const Ran ran =
+        check("{\"EnableResources\": " + std::string(GetParam().enabled) + R"(, "CliMode": "test"})");
+    EXPECT_TRUE(has(ran, "\n\n" + std::string(GetParam().lines) + "\n\n")) << ran.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, EnabledResources,
+    testing::Values(
+        RunningResources{"Two", R"(["ethernetdevices", "HostOSInfo"])",
+                         "Resources that run: HostOSInfo, EthernetDevices"},
+        RunningResources{"OneWithoutAManager", R"(["StorageControllers", "HostOSInfo"])",
+                         "Resources that run: HostOSInfo\n"
+                         "Enabled, but not in this build: StorageControllers"},
+        RunningResources{"AllAfterAnUnknownOne", R"(["Bogus", "All"])",
+                         "Resources that run: HostOSInfo, EthernetDevices\n"
+                         "Enabled, but not in this build: FibreChannelDevices, StorageControllers"},
+        RunningResources{"UnknownOnes", R"(["Bogus", "NVMeControllers"])", "Resources that run: none"}),
+    [](const auto& row) { return row.param.name; });
 
 TEST_F(CheckConfig, ChangesNothing) {
     check(R"({"VOKLogLocation": "/scratch/vok.log", "DebugLogLocation": "/scratch/debug.log"})");

@@ -1,10 +1,8 @@
 #include "core/base/vokConfig.h"
 
 #include <json/reader.h>
-#include <sys/stat.h>
-#include <fstream>
-#include <sstream>
 
+#include "core/base/vokConfigFile.h"
 #include "core/base/vokConfigReader.h"
 #include "core/base/vokConfigText.h"
 #include "core/base/vokModules.h"
@@ -15,6 +13,10 @@ namespace {
 
 constexpr char defaultLogFileLoc[] = "syslog";
 constexpr char defaultDebugLogFileLoc[] = "syslog";
+constexpr char notASetting[] = "not a setting of this agent";
+
+// Each finding is a line in the log at every start.
+constexpr std::size_t mostRefusals = 40;
 
 constexpr const char* knownKeys[] = {"EnableResources",
                                      "LoggingLevel",
@@ -35,116 +37,83 @@ constexpr const char* knownKeys[] = {"EnableResources",
                                      "MicrochipEventQueueIndex",
                                      "HealthMonitorFlags"};
 
-// A larger file can't be a configuration of this agent.
-constexpr off_t largestFile = 16 * 1024 * 1024;
-
-bool parseText(const std::string& text, Json::Value& root, std::string& reason) {
-    std::istringstream stream(text);
-    std::string errors;
-    try {
-        if (Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, &errors)) return true;
-    } catch (const std::exception& error) {  // nested deeper than the parser allows
-        errors = error.what();
-    }
-    // The first error: its location and text.
-    reason = "not JSON: ";
-    for (const char c : errors.substr(0, errors.find('\n', errors.find('\n') + 1)))
-        reason += c == '\n' ? ' ' : c;
-    return false;
-}
-
-bool readFile(const std::string& path, std::string& text, std::string& reason) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-        if (status.st_size > largestFile) {
-            reason = "larger than 16 MiB";
-            return false;
-        }
-        std::ifstream stream(path, std::ios::binary);
-        text.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-        if (stream) return true;
-    }
-    reason = "can't be opened";
-    return false;
-}
-
-// Parses the file's text into `root`; on failure sets `reason`.
-bool parseSettings(const std::string& text, Json::Value& root, std::string& reason) {
-    std::string ignored;
-    if (!parseText(text, root, reason) && !parseText(vokConfigText::withinParserLimits(text), root, ignored))
-        return false;
-    if (!root.isObject()) {
-        reason = "not a JSON object";
-        return false;
-    }
-    if (root.size() < 2) {
-        reason = "fewer than two settings";
-        return false;
-    }
-    return true;
-}
-
 bool isKnown(const std::string& key) {
     for (const char* known : knownKeys)
         if (key == known) return true;
     return false;
 }
 
+bool isRefreshKey(const std::string& key) {
+    if (key == "Global") return true;
+    for (const vokModule& module : vokModules)
+        if (module.hasRefreshInterval && key == module.name) return true;
+    return false;
+}
+
 }  // namespace
 
 vokConfig* vokConfig::getInstance() {
-    static auto* const instance = new vokConfig(nullptr);
+    static auto* const instance = [] {
+        auto* const config = new vokConfig;
+        config->initConfigSettings();
+        return config;
+    }();
     return instance;
 }
 
 std::unique_ptr<vokConfig> vokConfig::examine(std::vector<vokConfigRefusal>& refusals) {
-    return std::unique_ptr<vokConfig>(new vokConfig(&refusals));
+    std::unique_ptr<vokConfig> config(new vokConfig);
+    config->initConfigSettings();
+    refusals.insert(refusals.end(), config->refusals.begin(), config->refusals.end());
+    return config;
 }
 
 std::unique_ptr<vokConfig> vokConfig::examineText(const std::string& text,
                                                   std::vector<vokConfigRefusal>& refusals) {
     std::unique_ptr<vokConfig> config(new vokConfig);
-    config->readSettings(text, &refusals);
+    config->readSettings(text);
+    refusals.insert(refusals.end(), config->refusals.begin(), config->refusals.end());
     return config;
 }
 
-vokConfig::vokConfig(std::vector<vokConfigRefusal>* refusals) {
-    initConfigSettings(refusals);
-}
-
-void vokConfig::initConfigSettings(std::vector<vokConfigRefusal>* refusals) {
+void vokConfig::initConfigSettings() {
     std::string text;
     std::string reason;
-    if (readFile(vokHostAccess().path(configFile), text, reason))
-        readSettings(text, refusals);
+    if (vokConfigFile::read(vokHostAccess().path(configFile), text, reason))
+        readSettings(text);
     else
-        refuseWhole(reason, refusals);
+        refuseWhole(reason);
 }
 
-void vokConfig::refuseWhole(const std::string& reason, std::vector<vokConfigRefusal>* refusals) {
-    if (refusals) refusals->push_back({"", "", reason, "the built-in settings"});
+void vokConfig::refuseWhole(const std::string& reason) {
+    refusals.push_back({"", "", reason, "the built-in settings"});
     setDefaultValues();
 }
 
-void vokConfig::readSettings(const std::string& text, std::vector<vokConfigRefusal>* refusals) {
+void vokConfig::readSettings(const std::string& text) {
     Json::Value root;
     std::string reason;
-    if (!parseSettings(text, root, reason)) {
-        refuseWhole(reason, refusals);
+    std::vector<std::string> repeated;
+    if (!vokConfigFile::parse(text, root, repeated, reason)) {
+        refuseWhole(reason);
         return;
     }
+    readValues(root);
+    vokConfigReader reader(root, "", refusals);
+    for (const std::string& key : repeated) reader.refuse(key, "written more than once", "the last one");
+    limitRefusals();
+}
 
+void vokConfig::readValues(const Json::Value& root) {
     vokConfigReader reader(root, "", refusals);
     enabledResources = reader.resources("EnableResources");
     loggingLevel = reader.choice("LoggingLevel");
     enableDebugLog = reader.boolean("EnableDebugLog");
     cliMode = reader.choice("CliMode");
-    readRefreshIntervals(reader.value("CacheRefreshInSeconds"), refusals);
+    readRefreshIntervals(reader.value("CacheRefreshInSeconds"));
     pushInterval = reader.number("PushInventoryFrequencyInMinutes", "RMCCacheSendInterval");
-    logLocation = reader.text("VOKLogLocation", defaultLogFileLoc);
-    if (logLocation.empty()) logLocation = defaultLogFileLoc;
-    debugLogLocation = reader.text("DebugLogLocation", defaultDebugLogFileLoc);
-    if (debugLogLocation.empty()) debugLogLocation = defaultDebugLogFileLoc;
+    logLocation = reader.logLocation("VOKLogLocation", defaultLogFileLoc);
+    debugLogLocation = reader.logLocation("DebugLogLocation", defaultDebugLogFileLoc);
     doorBellInterval = reader.number("IPMIDoorBellMonitorInterval", "IPMIDBSleepInterval");
     queryInterval = reader.number("InventoryQueryIntervalInSeconds", "InventoryQueryIntervalInSeconds");
     captureUnhandledExceptionStack = reader.boolean("CaptureUnhandledExceptionStack");
@@ -157,15 +126,18 @@ void vokConfig::readSettings(const std::string& text, std::vector<vokConfigRefus
     healthMonitorFlags = reader.number("HealthMonitorFlags", "HealthMonitorFlags");
 
     for (const auto& key : root.getMemberNames())
-        if (!isKnown(key)) reader.refuse(key, root[key], "not a setting of this agent", "nothing");
+        if (!isKnown(key)) reader.refuse(key, root[key], notASetting, "nothing");
 }
 
-void vokConfig::readRefreshIntervals(const Json::Value& intervals, std::vector<vokConfigRefusal>* refusals) {
+void vokConfig::readRefreshIntervals(const Json::Value& intervals) {
     constexpr char rule[] = "CacheRefreshInterval";
-    if (!intervals.isNull() && !intervals.isObject() && refusals)
-        vokConfigReader(Json::Value(), "", refusals)
+    if (!intervals.isNull() && !intervals.isObject())
+        vokConfigReader(intervals, "", refusals)
             .refuse("CacheRefreshInSeconds", intervals, "not an object", "3600 for every resource");
     vokConfigReader reader(intervals, "CacheRefreshInSeconds.", refusals);
+    if (intervals.isObject())
+        for (const auto& key : intervals.getMemberNames())
+            if (!isRefreshKey(key)) reader.refuse(key, intervals[key], notASetting, "nothing");
     // A value of the wrong type counts as invalid, not as absent.
     const Json::Value& global = reader.value("Global");
     if (reader.has("Global") && !(global.isNull() || (global.isString() && global.asString().empty()))) {
@@ -174,6 +146,13 @@ void vokConfig::readRefreshIntervals(const Json::Value& intervals, std::vector<v
     }
     for (const vokModule& module : vokModules)
         if (module.hasRefreshInterval) refreshIntervals[module.name] = reader.number(module.name, rule);
+}
+
+void vokConfig::limitRefusals() {
+    if (refusals.size() <= mostRefusals) return;
+    const std::string left = std::to_string(refusals.size() - mostRefusals);
+    refusals.resize(mostRefusals);
+    refusals.push_back({left + " more", "", "too many to list", "what each of them has by default"});
 }
 
 void vokConfig::setCommonCacheRefreshInterval(long seconds) {

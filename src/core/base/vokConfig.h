@@ -1,5 +1,6 @@
 // The settings of the agent, read once from the configuration file and then kept in memory. An invalid or
-// missing value never stops the agent; it is replaced by its default without a message.
+// missing value never stops the agent: it is replaced by its default. Nothing is logged here, since the
+// logger takes its settings from this class; the program that starts the agent reports getRefusals().
 #pragma once
 
 #include <json/value.h>
@@ -16,7 +17,7 @@ public:
     // Read from the configuration file on the first call; never deleted.
     static vokConfig* getInstance();
 
-    // Reads the file again, and adds a refusal for each value that is not accepted.
+    // Reads the file again, and adds the findings on it to `refusals`.
     static std::unique_ptr<vokConfig> examine(std::vector<vokConfigRefusal>& refusals);
 
     // The same for `text` instead of the file's content; reads no file.
@@ -50,15 +51,19 @@ public:
     bool isResourceEnabled(int id) const;
     // The list itself, as accepted.
     const std::vector<std::string>& getEnabledResources() const;
+    // The findings on the file, in the order in which it is read; of very many only the first, and their
+    // number. If the file is not used, one finding without a key.
+    const std::vector<vokConfigRefusal>& getRefusals() const { return refusals; }
 
 private:
     vokConfig() = default;
-    explicit vokConfig(std::vector<vokConfigRefusal>* refusals);
 
-    void initConfigSettings(std::vector<vokConfigRefusal>* refusals);
-    void readSettings(const std::string& text, std::vector<vokConfigRefusal>* refusals);
-    void refuseWhole(const std::string& reason, std::vector<vokConfigRefusal>* refusals);
-    void readRefreshIntervals(const Json::Value& intervals, std::vector<vokConfigRefusal>* refusals);
+    void initConfigSettings();
+    void readSettings(const std::string& text);
+    void refuseWhole(const std::string& reason);
+    void readValues(const Json::Value& root);
+    void readRefreshIntervals(const Json::Value& intervals);
+    void limitRefusals();
     void setDefaultValues();
     void setCommonCacheRefreshInterval(long seconds);
     bool checkForResourceString(const char* name) const;
@@ -82,4 +87,5 @@ private:
     std::int32_t microchipEventQueueIndex = 0;
     std::int32_t healthMonitorFlags = 0;
     bool defaultSettingsApplied = false;
+    std::vector<vokConfigRefusal> refusals;
 };

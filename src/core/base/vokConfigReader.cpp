@@ -4,6 +4,7 @@
 
 #include "core/base/vokConfigRefusal.h"
 #include "core/base/vokConfigText.h"
+#include "core/base/vokModules.h"
 #include "core/base/vokSettingRules.h"
 
 namespace {
@@ -25,25 +26,39 @@ bool textOf(const Json::Value& value, std::string& text) {
     return true;
 }
 
-std::string shortForm(const Json::Value& value) {
+std::string cut(const std::string& text) {
     constexpr std::size_t readable = 60;
-    std::string text;
-    if (value.isArray()) {
-        text = "an array of " + std::to_string(value.size());
-    } else if (value.isObject()) {
-        text = "an object of " + std::to_string(value.size());
-    } else {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        text = Json::writeString(builder, value);
-    }
     return text.size() <= readable ? text : text.substr(0, readable) + "...";
+}
+
+// On one line and in ASCII, whatever a plain value is.
+std::string plainForm(const Json::Value& value) {
+    if (value.isString()) return Json::valueToQuotedString(value.asCString());
+    return value.isNull() ? "null" : value.asString();
+}
+
+std::string shortForm(const Json::Value& value) {
+    if (value.isArray()) return "an array of " + std::to_string(value.size());
+    if (value.isObject()) return "an object of " + std::to_string(value.size());
+    return cut(plainForm(value));
+}
+
+// A key of the file may hold any characters, and the finding goes to a terminal and to the log.
+std::string printableKey(const std::string& key) {
+    const std::string quoted = plainForm(key);
+    return cut(quoted.substr(1, quoted.size() - 2));
+}
+
+bool isResource(const std::string& name) {
+    for (const vokModule& module : vokModules)
+        if (module.canBeEnabled && vokSettingRules::isEquals(name, module.name)) return true;
+    return vokSettingRules::isEquals(name, "All");
 }
 
 }  // namespace
 
 vokConfigReader::vokConfigReader(const Json::Value& object, std::string prefix,
-                                 std::vector<vokConfigRefusal>* refusals)
+                                 std::vector<vokConfigRefusal>& refusals)
     : object_(object.isObject() ? object : absent()), prefix_(std::move(prefix)), refusals_(refusals) {}
 
 const Json::Value& vokConfigReader::value(const char* key) const {
@@ -56,7 +71,11 @@ bool vokConfigReader::has(const char* key) const {
 
 void vokConfigReader::refuse(const std::string& key, const Json::Value& written, const std::string& reason,
                              const std::string& used) {
-    if (refusals_) refusals_->push_back({prefix_ + key, shortForm(written), reason, used});
+    refusals_.push_back({prefix_ + printableKey(key), shortForm(written), reason, used});
+}
+
+void vokConfigReader::refuse(const std::string& key, const std::string& reason, const std::string& used) {
+    refusals_.push_back({prefix_ + printableKey(key), "", reason, used});
 }
 
 std::string vokConfigReader::text(const char* key, const std::string& used) {
@@ -90,9 +109,27 @@ std::int32_t vokConfigReader::number(const char* key, const char* rule) {
     const std::string written = text(key, otherwise);
     if (!written.empty()) {
         const std::string reason = vokSettingRules::refusalOfNumber(written, rule);
-        if (!reason.empty()) refuse(key, value(key), reason, otherwise);
+        if (!reason.empty())
+            refuse(key, value(key), reason, otherwise);
+        else if (vokSettingRules::hasIgnoredTail(written))
+            refuse(key, value(key), "only the digits at its start count",
+                   std::to_string(vokSettingRules::validateNumerical(written, rule)));
     }
     return vokSettingRules::validateNumerical(written, rule);
+}
+
+std::string vokConfigReader::logLocation(const char* key, const std::string& used) {
+    std::string written = text(key, used);
+    if (written.empty()) return used;
+    if (!vokSettingRules::isEquals(written, "syslog")) {
+        const std::string name = written.substr(written.rfind('/') + 1);  // all of it without a slash
+        if (name.empty() || name == "." || name == "..")
+            refuse(key, value(key), "the path of a directory, not of a file", "no file; the lines are lost");
+        else if (written.front() != '/')
+            refuse(key, value(key), "not an absolute path",
+                   "a path from the working directory, or in the host root");
+    }
+    return written;
 }
 
 std::vector<std::string> vokConfigReader::resources(const char* key) {
@@ -102,11 +139,17 @@ std::vector<std::string> vokConfigReader::resources(const char* key) {
         if (!list.isNull()) refuse(key, list, "not an array", "All");
         return {"All"};
     }
+    if (list.empty()) refuse(key, list, "an empty list", "All");
     for (const auto& element : list) {
         std::string name;
-        if (!textOf(element, name)) refuse(key, element, "not a name", "the names before it");
-        if (name.empty()) break;
+        const bool isText = textOf(element, name);
+        if (name.empty()) {
+            refuse(key, element, isText ? "an empty name ends the list" : "not a name, which ends the list",
+                   names.empty() ? "All" : "the names before it");
+            break;
+        }
         if (names.empty() && vokSettingRules::isEquals(name, "All")) return {"All"};
+        if (!isResource(name)) refuse(key, element, "not a resource that can be enabled", "nothing");
         names.push_back(name);
     }
     return names.empty() ? std::vector<std::string>{"All"} : names;

@@ -1,5 +1,5 @@
 // Reads single values from the parsed configuration file. Reading a value of any type returns a text or
-// nothing and never throws; refused values are recorded for a report.
+// nothing and never throws; findings are recorded for a report.
 #pragma once
 
 #include <json/value.h>
@@ -12,8 +12,8 @@ struct vokConfigRefusal;
 class vokConfigReader {
 public:
     // `object` holds the values; if it is not a JSON object, there are none. `prefix` precedes the keys in
-    // refusals. `refusals` may be null.
-    vokConfigReader(const Json::Value& object, std::string prefix, std::vector<vokConfigRefusal>* refusals);
+    // refusals.
+    vokConfigReader(const Json::Value& object, std::string prefix, std::vector<vokConfigRefusal>& refusals);
 
     // The value as text; empty if it is absent or has no text form. `used` is the replacement that a
     // refusal names.
@@ -22,6 +22,8 @@ public:
     bool boolean(const char* key);
     std::string choice(const char* key);
     std::int32_t number(const char* key, const char* rule);
+    // The path of a log, `used` if there is none.
+    std::string logLocation(const char* key, const std::string& used);
     // The names of EnableResources: {"All"} when the first is "All" or empty.
     std::vector<std::string> resources(const char* key);
     // The value itself, null when it is absent.
@@ -30,9 +32,11 @@ public:
 
     void refuse(const std::string& key, const Json::Value& written, const std::string& reason,
                 const std::string& used);
+    // For a finding on the key alone.
+    void refuse(const std::string& key, const std::string& reason, const std::string& used);
 
 private:
     const Json::Value& object_;
     std::string prefix_;
-    std::vector<vokConfigRefusal>* refusals_;
+    std::vector<vokConfigRefusal>& refusals_;
 };

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
+#include <map>
 
 namespace vokConfigText {
 namespace {
@@ -62,6 +63,42 @@ std::string withinParserLimits(const std::string& text) {
         i = end;
     }
     return result;
+}
+
+std::vector<std::string> repeatedKeys(const std::string& text, std::string (*keyOf)(const std::string& raw)) {
+    constexpr int deepest = 2;  // no setting is nested deeper
+    struct Level {
+        bool atKey = false;
+        std::string key;  // the last one
+        std::map<std::string, int> counts;
+    };
+    Level levels[deepest + 1];
+    std::vector<std::string> repeated;
+    int depth = 0;
+    for (std::size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        std::size_t end = i + 1;
+        Level* const level = depth <= deepest ? &levels[depth] : nullptr;
+        if (c == '"') {
+            end = endOfString(text, i);
+            if (level && level->atKey) {
+                level->key = keyOf(text.substr(i + 1, end - i - 2));
+                if (++level->counts[level->key] == 2)
+                    repeated.push_back(depth == 1 ? level->key : levels[1].key + "." + level->key);
+                level->atKey = false;
+            }
+        } else if (c == '/') {
+            end = endOfComment(text, i);
+        } else if (c == '[' || c == '{') {
+            if (++depth <= deepest) levels[depth] = {c == '{', "", {}};
+        } else if (c == ']' || c == '}') {
+            if (--depth <= 0) break;  // the parser ignores what comes after the object
+        } else if (c == ',' && level) {
+            level->atKey = !level->counts.empty();  // an array has no keys
+        }
+        i = end;
+    }
+    return repeated;
 }
 
 }  // namespace vokConfigText

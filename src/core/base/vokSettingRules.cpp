@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstdlib>
 #include <limits>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
 
 namespace vokSettingRules {
@@ -80,16 +81,15 @@ bool isAccepted(const TextRule& rule, const std::string& value) {
                        [&](const char* accepted) { return accepted && isSame(value, accepted); });
 }
 
-// The leading number, if a setting can hold it. The limit is the same on every ABI, although long is wider
-// on some.
+// The leading number as std::stol reads it, if a setting can hold it; without the exceptions, since most
+// files leave most numbers out. The limit is the same on every ABI, although long is wider on some.
 std::optional<std::int32_t> positiveNumber(const std::string& value) {
-    try {
-        const long number = std::stol(value, nullptr, 10);
-        if (number > 0 && number <= std::numeric_limits<std::int32_t>::max())
-            return static_cast<std::int32_t>(number);
-    } catch (const std::logic_error&) {  // no digits, or out of range
-    }
-    return std::nullopt;
+    if (value.empty()) return std::nullopt;
+    errno = 0;
+    const long number = std::strtol(value.c_str(), nullptr, 10);
+    if (errno == ERANGE || number <= 0 || number > std::numeric_limits<std::int32_t>::max())
+        return std::nullopt;
+    return static_cast<std::int32_t>(number);
 }
 
 }  // namespace
@@ -132,6 +132,16 @@ std::string refusalOfNumber(const std::string& value, const std::string& key) {
     // "0" is no error for a setting whose default means off: the effect is the same.
     if (positiveNumber(value) || (value == "0" && validateNumerical(value, key) <= 0)) return "";
     return "not a whole number from 1 to 2147483647";
+}
+
+bool hasIgnoredTail(const std::string& value) {
+    constexpr char blanks[] = " \t\n\v\f\r";  // std::stol skips them
+    std::size_t at = value.find_first_not_of(blanks);
+    if (at == std::string::npos) return false;
+    if (value[at] == '+' || value[at] == '-') ++at;
+    at = value.find_first_not_of("0123456789", at);
+    if (at == std::string::npos) return false;
+    return value[at] != '.' || value.find_first_not_of('0', at + 1) != std::string::npos;
 }
 
 }  // namespace vokSettingRules

@@ -67,4 +67,43 @@ TEST(ConfigText, ContentBelowTheHundredthLevelIsRemoved) {
     EXPECT_EQ(vokConfigText::withinParserLimits(nested(101)), nested(101));
     EXPECT_EQ(vokConfigText::withinParserLimits(nested(5000)), nested(101));
 }
+
+// --- keys that occur more than once ---
+
+std::string asWritten(const std::string& raw) {
+    return raw;
+}
+
+TEST(ConfigText, AKeyIsRepeatedInItsOwnObjectOnly) {
+    EXPECT_THAT(
+        vokConfigText::repeatedKeys(R"({"a": 1, "b": {"a": 1, "b": {"c": 1, "c": 2}}, "c": "a"})", asWritten),
+        IsEmpty());
+}
+
+TEST(ConfigText, ARepeatedKeyIsNamedOnceWithItsObject) {
+    EXPECT_THAT(vokConfigText::repeatedKeys(
+                    R"({"a": {"x": 1, "y": 2, "x": {}}, "b": [1, 2], "a": 3, "a": 4})", asWritten),
+                ElementsAre("a.x", "a"));
+}
+
+TEST(ConfigText, TextsCommentsAndListsHoldNoKeys) {
+    EXPECT_THAT(vokConfigText::repeatedKeys(
+                    R"({"a": "{\"b\": 1, \"b\": 2}", /* "a": 1 */ "b": ["a", "a", {"a": 1}], // "b": 1,
+                        "c": [], "d": ["c", "c"]})",
+                    asWritten),
+                IsEmpty());
+}
+
+TEST(ConfigText, WhatComesAfterTheObjectIsNotLookedAt) {
+    EXPECT_THAT(vokConfigText::repeatedKeys(R"({"a": 1} {"b": 1, "b": 2})", asWritten), IsEmpty());
+}
+
+TEST(ConfigTextExamined, ARepeatedKeyIsFoundAlsoIfOneIsWrittenWithAnEscape) {
+    std::vector<vokConfigRefusal> refusals;
+    vokConfig::examineText(R"({"CliMode": "test", "Cli\u004dode": "inject", "LoggingLevel": "Info"})",
+                           refusals);
+    ASSERT_EQ(refusals.size(), 1u);
+    EXPECT_EQ(refusals[0].key, "CliMode");
+}
+
 }  // namespace vokConfigTextTest

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -17,6 +18,35 @@ namespace {
 std::string absolutePath(const std::string& path) {
     char resolved[PATH_MAX];
     return ::realpath(path.c_str(), resolved) ? resolved : path;
+}
+
+// `absolute` with each part ".." removed together with the part before it; at the root there is none.
+std::string withoutParents(const std::string& absolute) {
+    if (absolute.find("..") == std::string::npos) return absolute;
+    std::string result;
+    for (std::size_t at = 0; at < absolute.size();) {
+        const std::size_t begin = absolute[at] == '/' ? at + 1 : at;
+        const std::size_t end = std::min(absolute.find('/', begin), absolute.size());
+        if (absolute.compare(begin, end - begin, "..") == 0)
+            result.erase(std::min(result.rfind('/'), result.size()));
+        else
+            result.append("/").append(absolute, begin, end - begin);
+        at = end;
+    }
+    return result.empty() ? "/" : result;
+}
+
+// A phrase if somebody other than root and the caller could change the directory's content, otherwise empty.
+// A directory that is missing has none.
+std::string strangerWithAccess(const std::string& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0) return "";
+    if (status.st_uid != 0 && status.st_uid != ::geteuid())
+        return "belongs to user " + std::to_string(status.st_uid) + ", who is neither root nor the caller";
+    if (status.st_mode & S_IWOTH) return "is writable by everyone";
+    if ((status.st_mode & S_IWGRP) && status.st_gid != 0 && status.st_gid != ::getegid())
+        return "is writable by group " + std::to_string(status.st_gid) + ", which is not the caller's";
+    return "";
 }
 
 // The directories of the text tools that the agent's commands use.
@@ -33,7 +63,8 @@ vokRootedHostAccess::vokRootedHostAccess(const std::string& root) : root_(absolu
 
 std::string vokRootedHostAccess::path(const std::string& absolute) const {
     // A path from the settings may lack its leading "/", and must not then name a sibling of the root.
-    return absolute.empty() || absolute.front() != '/' ? root_ + "/" + absolute : root_ + absolute;
+    const std::string inside = withoutParents(absolute);
+    return inside.empty() || inside.front() != '/' ? root_ + "/" + inside : root_ + inside;
 }
 
 std::string vokRootedHostAccess::commandPath(const std::string& absolute) const {
@@ -91,6 +122,13 @@ std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::st
     const std::string absolute = absolutePath(root);
     if (absolute.find_first_of(":\n") != std::string::npos) {
         error = "host root " + root + ": a search path can't name a directory with a colon or a newline";
+        return nullptr;
+    }
+    for (const char* directory : {"", "/bin", "/lib"}) {
+        const std::string stranger = strangerWithAccess(absolute + directory);
+        if (stranger.empty()) continue;
+        error = "host root " + root + ": " + absolute + directory + " " + stranger +
+                ", so its commands and libraries can't be trusted";
         return nullptr;
     }
     const std::string module = absolute + "/lib/libvok-hostaccess.so";

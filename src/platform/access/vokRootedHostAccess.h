@@ -1,7 +1,8 @@
 // A host whose files lie under a directory of this machine: a simulated or a recorded one.
 //
-// Every absolute path is prefixed with the directory; commands are looked up in its `bin` first, libraries
-// in its `lib` first. Nothing outside the directory is written.
+// Every absolute path is prefixed with the directory, after its parts ".." are resolved, which never lead out
+// of the directory; commands are looked up in its `bin` first, libraries in its `lib` first. Nothing outside
+// the directory is written.
 #pragma once
 
 #include "platform/access/vokHostAccess.h"
@@ -33,6 +34,8 @@ using vokCreateHostAccessFunction = IvokHostAccess* (*)(const char* root);
 
 // The access to the host under `root`: that of the directory's own host-access module,
 // lib/libvok-hostaccess.so, if there is one (a simulated host provides its device nodes with it), otherwise a
-// vokRootedHostAccess. Null, with a sentence in `error`, if the directory is missing or its module can't be
-// used.
+// vokRootedHostAccess. Null, with a sentence in `error`, if the directory is missing, its module can't be
+// used, or somebody other than root and this process's user could change what is run: the directory, its
+// `bin` or its `lib` belongs to another user, or is writable by everyone or by a group that is neither root's
+// nor this process's own.
 std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::string& error);

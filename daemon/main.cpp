@@ -1,6 +1,7 @@
 // vokd: loads the agent, starts its parts in order, waits for a signal to end, and stops it.
 #include <sys/stat.h>
 #include <unistd.h>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -8,7 +9,9 @@
 
 #include "core/base/Logger.h"
 #include "core/base/vokConfig.h"
+#include "core/base/vokLog.h"
 #include "core/base/vokModules.h"
+#include "core/base/vokVersion.h"
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
 #include "core/vokJobManager.h"
@@ -71,14 +74,18 @@ int lockHost(vokdInstanceLock& lock) {
     return 0;
 }
 
-int reportOutputFailure() {
-    std::perror("vokd: standard output");
-    return vokdOptions::outputFailed;
+// The agent goes on without root's rights, and its log then holds a failure for each of these.
+void warnIfNotRoot(const vokdOptions& options) {
+    if (!options.hostRoot.empty() || ::geteuid() == 0) return;
+    std::fprintf(
+        stderr,
+        "vokd: not running as root: the IPMI device, the startup record, the pipes of the clients and "
+        "the working directories can't be used\n");
 }
 
 int checkConfig() {
     const int status = vokdPrintConfigReport(std::cout);
-    return std::cout.flush() ? status : reportOutputFailure();
+    return std::cout.flush() ? status : vokdOptions::reportOutputFailure();
 }
 
 int showPlatform() {
@@ -88,13 +95,14 @@ int showPlatform() {
     readPlatformTables();
     vokdPrintPlatformReport(std::cout);
     releasePlatformTables();
-    return std::cout.flush() ? vokdOptions::graceful : reportOutputFailure();
+    return std::cout.flush() ? vokdOptions::graceful : vokdOptions::reportOutputFailure();
 }
 
 int printInventory() {
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
     Logging::Logger::loggerInit();
+    vokdWarnOfConfig();
     readPlatformTables();
     for (const vokModule& module : vokModules) {
         vokResourceManager* const manager = vokFactory().createInstance(module.id);
@@ -106,7 +114,8 @@ int printInventory() {
         std::fprintf(stderr, "vokd: no enabled resource has an inventory\n");
         return vokdOptions::graceful;
     }
-    if (std::printf("%s\n", document.c_str()) < 0 || std::fflush(stdout) != 0) return reportOutputFailure();
+    if (std::printf("%s\n", document.c_str()) < 0 || std::fflush(stdout) != 0)
+        return vokdOptions::reportOutputFailure();
     return vokdOptions::graceful;
 }
 
@@ -117,12 +126,40 @@ void captureCrashesIfEnabled() {
         std::fprintf(stderr, "vokd: no stack traces: %s can't be created\n", directory.c_str());
 }
 
-int runAgent() {
+void logStart(const vokdOptions& options) {
+    VOK_LOG_ALWAYS("VOKD", "vokd %s starts: process %d, user %d, log level %s, settings from %s%s%s",
+                   VOK_VERSION_LOG, static_cast<int>(::getpid()), static_cast<int>(::geteuid()),
+                   vokConfig::getInstance()->getVOKLoggingLevel().c_str(),
+                   vokHostAccess().path(vokConfig::configFile).c_str(),
+                   options.hostRoot.empty() ? "" : ", host root ", options.hostRoot.c_str());
+}
+
+// Returns the number of the signal.
+int waitForTheEnd() {
+    for (;;) {
+        vokdEnforceLogLimits();
+        const int signal = vokdWaitForSignal(secondsBetweenLogChecks);
+        if (vokdSignalEndsTheAgent(signal)) return signal;
+        if (signal == SIGHUP) {
+            if (Logging::Logger::getInstance()->reopenLogs())
+                VOK_LOG_INFO("VOKD", "SIGHUP: the log files are open again");
+            else
+                VOK_LOG_ERROR("VOKD",
+                              "SIGHUP: a log file can't be opened again; the system log has the reason");
+        } else if (signal != 0) {
+            VOK_LOG_INFO("VOKD", "%s has no effect", vokdSignalName(signal));
+        }
+    }
+}
+
+int runAgent(const vokdOptions& options) {
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
     captureCrashesIfEnabled();
 
     Logging::Logger::loggerInit();
+    logStart(options);
+    vokdWarnOfConfig();
     readPlatformTables();
     if (!vokJobManager::getInstance()->startResourceManagers()) {
         // Threads are running that can no longer be stopped in order, so nothing that they use is torn
@@ -135,15 +172,14 @@ int runAgent() {
     vokIPMIDBService::getInstance()->startvokIPMIDBService();
     vokJobManager::getInstance()->startVOKServer();
 
-    do vokdEnforceLogLimits();
-    while (vokdWaitForSignal(secondsBetweenLogChecks) == 0);
-
+    const int ending = waitForTheEnd();
     vokdEndAtNextSignal(vokdOptions::secondSignal);
     vokJobManager::getInstance()->stopVOKServer();
     vokIPMIDBService::getInstance()->stopvokIPMIDBService();
     vokJsonAggregator::getInstance()->stopvokJsonAggregator();
     vokJobManager::getInstance()->stopResourceManagers();
     releasePlatformTables();
+    VOK_LOG_ALWAYS("VOKD", "vokd has stopped after %s", vokdSignalName(ending));
     return vokdOptions::graceful;
 }
 
@@ -151,13 +187,14 @@ int runAgent() {
 
 int main(int argc, char** argv) {
     vokOccupyClosedStandardStreams();
+    vokdHoldSignals();  // before any other thread exists
     vokdOptions options;
     int exitStatus = vokdOptions::graceful;
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;
 
-    vokdHoldSignals();  // before any other thread exists
     ::umask(0077);
     if (!options.hostRoot.empty() && !useHostRoot(options.hostRoot)) return vokdOptions::noHostRoot;
+    if (options.action != vokdOptions::Action::checkConfig) warnIfNotRoot(options);
     switch (options.action) {
         case vokdOptions::Action::checkConfig:
             return checkConfig();
@@ -166,7 +203,7 @@ int main(int argc, char** argv) {
         case vokdOptions::Action::showPlatform:
             return showPlatform();
         case vokdOptions::Action::run:
-            return runAgent();
+            return runAgent(options);
     }
     return vokdOptions::usage;
 }

@@ -84,8 +84,9 @@ void writeTrace(int signal, const siginfo_t* information) {
         head.number(reinterpret_cast<std::uintptr_t>(information->si_addr), 16);
     }
     SafeText message;
-    message << "vokd: " << head.get() + std::strlen("vokd ")
-            << (descriptor < 0 ? ", no trace in " : ", trace in ") << path.get() << "\n";
+    message << "vokd: " << head.get() + std::strlen("vokd ");
+    if (exceptionText[0]) message << ", exception: " << exceptionText;
+    message << (descriptor < 0 ? ", no trace in " : ", trace in ") << path.get() << "\n";
     message.writeTo(STDERR_FILENO);
     if (descriptor < 0) return;
 

@@ -9,7 +9,8 @@ struct vokdOptions {
     Action action = Action::run;
     std::string hostRoot;  // empty: the machine that it runs on
 
-    // Exit statuses. The library adds 246 and 245, if a log directory can't be created.
+    // Exit statuses. Each other than 0 is explained by a line on standard error or by the report. The library
+    // adds 246 and 245, if a log directory can't be created.
     enum Exit {
         graceful = 0,        // stopped gracefully, or the requested report was printed
         startFailed = 1,     // a thread could not be created
@@ -17,7 +18,7 @@ struct vokdOptions {
         noHostRoot = 3,      // the host root can't be used
         alreadyRunning = 4,  // another vokd runs on this host
         secondSignal = 5,    // a later signal during the stop: ended at once
-        configRefused = 6,   // --check-config: a value was refused
+        configRefused = 6,   // --check-config: there are findings on the file, which is used
         configUnusable = 7,  // --check-config: no usable file, the built-in settings are used
         outputFailed = 8,    // standard output could not be written
     };
@@ -25,4 +26,7 @@ struct vokdOptions {
     // Reads the command line. True to continue; false to end with `exitStatus`, after all messages are
     // printed.
     bool parse(int argc, char** argv, int& exitStatus);
+
+    // Reports errno as the reason why standard output can't be written, and returns the exit status.
+    static int reportOutputFailure();
 };

@@ -26,29 +26,61 @@ time_t monotonicSeconds() {
 void ignoreSignal(int) {}
 
 void endImmediately(int) {
-    if (monotonicSeconds() - stopBegun >= secondsOfOneRequest) ::_exit(statusAtNextSignal);
+    constexpr char text[] = "vokd: ended at once by another signal, without the record of a graceful stop\n";
+    if (monotonicSeconds() - stopBegun < secondsOfOneRequest) return;
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, sizeof(text) - 1);
+    ::_exit(statusAtNextSignal);
 }
 
-sigset_t endingSignals() {
+struct AwaitedSignal {
+    int number;
+    const char* name;
+    bool ends;
+};
+
+constexpr AwaitedSignal awaitedSignals[] = {
+    {SIGTERM, "SIGTERM", true},  {SIGINT, "SIGINT", true},    {SIGHUP, "SIGHUP", false},
+    {SIGUSR1, "SIGUSR1", false}, {SIGUSR2, "SIGUSR2", false}, {SIGALRM, "SIGALRM", false},
+};
+
+const AwaitedSignal* awaitedSignal(int number) {
+    for (const auto& each : awaitedSignals)
+        if (each.number == number) return &each;
+    return nullptr;
+}
+
+sigset_t setOfAwaited(bool onlyEnding) {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
+    for (const auto& each : awaitedSignals)
+        if (each.ends || !onlyEnding) sigaddset(&set, each.number);
     return set;
 }
 
 }  // namespace
 
+bool vokdSignalEndsTheAgent(int number) {
+    const AwaitedSignal* const known = awaitedSignal(number);
+    return known && known->ends;
+}
+
+const char* vokdSignalName(int number) {
+    const AwaitedSignal* const known = awaitedSignal(number);
+    return known ? known->name : "no signal";
+}
+
 void vokdHoldSignals() {
-    sigset_t held = endingSignals();
+    sigset_t held = setOfAwaited(false);
     sigaddset(&held, SIGCHLD);  // of the agent's commands
     ::pthread_sigmask(SIG_BLOCK, &held, nullptr);
+    // A parent may ignore them, and an ignored signal may be discarded even while it is blocked.
+    for (const auto& each : awaitedSignals) ::signal(each.number, SIG_DFL);
     ::signal(SIGPIPE, ignoreSignal);
-    ::signal(SIGHUP, SIG_IGN);  // there is nothing to reload, and a closed terminal must not end the daemon
+    ::signal(SIGXFSZ, ignoreSignal);  // a log that reaches the limit on file sizes
 }
 
 int vokdWaitForSignal(int seconds) {
-    const sigset_t set = endingSignals();
+    const sigset_t set = setOfAwaited(false);
     const timespec limit{seconds, 0};
     const int number = ::sigtimedwait(&set, nullptr, &limit);
     return number > 0 ? number : 0;
@@ -60,7 +92,7 @@ void vokdEndAtNextSignal(int exitStatus) {
     struct sigaction action {};
     action.sa_handler = endImmediately;
     action.sa_flags = SA_RESTART;
-    const sigset_t set = endingSignals();
+    const sigset_t set = setOfAwaited(true);
     ::sigaction(SIGTERM, &action, nullptr);
     ::sigaction(SIGINT, &action, nullptr);
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);

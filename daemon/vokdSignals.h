@@ -1,13 +1,21 @@
-// The signals of the daemon: those that end it, and how the threads of the agent are kept free of them.
+// The signals of the daemon: those that it waits for, and how the threads of the agent are kept free of them.
 #pragma once
 
 // Blocks the signals in this thread and in all that it creates. To be called before any other thread
-// exists: a signal must not interrupt a wait for the management controller.
+// exists: a signal must not interrupt a wait for the management controller. A signal that arrives from here
+// on waits for vokdWaitForSignal().
 void vokdHoldSignals();
 
-// Waits for SIGTERM or SIGINT, at most `seconds`. Returns the signal's number, or 0 on time-out.
+// Waits for a signal, at most `seconds`: SIGTERM or SIGINT, which end the agent; SIGHUP; or one that must not
+// end it (SIGUSR1, SIGUSR2, SIGALRM). Returns the signal's number, or 0 on time-out.
 int vokdWaitForSignal(int seconds);
 
-// From three seconds after this call, SIGTERM or SIGINT ends the process at once with `exitStatus`. For use
-// during a stop, which may wait without limit for a controller that does not answer.
+// True for SIGTERM and SIGINT.
+bool vokdSignalEndsTheAgent(int number);
+// "SIGTERM", for a number that vokdWaitForSignal() returns.
+const char* vokdSignalName(int number);
+
+// From three seconds after this call, SIGTERM or SIGINT ends the process at once with `exitStatus`, after a
+// line on standard error. For use during a stop, which may wait without limit for a controller that does not
+// answer.
 void vokdEndAtNextSignal(int exitStatus);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <csignal>
+#include <sstream>
 
 #include "simhost/RunningProgram.h"
 #include "support/TemporaryDirectory.h"
@@ -31,6 +32,13 @@ TEST(CommandLine, HelpNamesEveryOptionAndEveryExitStatus) {
         EXPECT_NE(ran.output.find(status), std::string::npos) << status;
 }
 
+TEST(CommandLine, HelpFitsATerminalOf80Columns) {
+    std::istringstream help(vokd({"--help"}).output);
+    int lines = 0;
+    for (std::string line; std::getline(help, line); ++lines) EXPECT_LE(line.size(), 80u) << line;
+    EXPECT_GT(lines, 30);
+}
+
 TEST(CommandLine, AnInvalidCommandLineEndsWithTwoAndStartsNothing) {
     for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
              {"--no-such-option"},
@@ -57,12 +65,29 @@ TEST(CommandLine, AFileIsNotAHostRoot) {
     EXPECT_EQ(vokd({"--host-root", directory.path() + "/file"}).status, 3);
 }
 
-TEST(CommandLine, OutputThatCannotBeWrittenEndsWithEight) {
+TEST(CommandLine, OutputThatCannotBeWrittenEndsWithEightInEveryMode) {
     const TemporaryDirectory directory;
-    const Ran ran = runProgram({"/bin/sh", "-c", "exec \"$0\" --check-config --host-root \"$1\" > /dev/full",
-                                VOKD_PROGRAM, directory.path()});
-    EXPECT_EQ(ran.status, 8);
-    EXPECT_EQ(ran.output, "vokd: standard output: No space left on device\n");
+    directory.writeFile("/var/run/here", "");
+    for (const char* mode :
+         {"--help", "--version", "--check-config", "--show-platform", "--print-inventory"}) {
+        const Ran ran = runProgram({"/bin/sh", "-c", "exec \"$0\" $1 --host-root \"$2\" > /dev/full",
+                                    VOKD_PROGRAM, mode, directory.path()});
+        EXPECT_EQ(ran.status, 8) << mode;
+        const std::string said = "vokd: standard output: No space left on device\n";
+        ASSERT_GE(ran.output.size(), said.size()) << mode;
+        EXPECT_EQ(ran.output.substr(ran.output.size() - said.size()), said) << mode;
+    }
+}
+
+// A reader that has gone raises SIGPIPE with the same write.
+TEST(CommandLine, AReaderThatHasGoneEndsWithEightAndNotWithASignal) {
+    const TemporaryDirectory directory;
+    const Ran ran = runProgram(
+        {"/bin/bash", "-c",
+         "{ sleep 0.1; \"$0\" --check-config --host-root \"$1\"; echo \"status $?\" >&2; } | :", VOKD_PROGRAM,
+         directory.path()});
+    EXPECT_NE(ran.output.find("vokd: standard output: Broken pipe\nstatus 8\n"), std::string::npos)
+        << ran.output;
 }
 
 // Otherwise the document would go into the first file that vokd opens: its own lock.
@@ -103,10 +128,27 @@ TEST(CommandLine, ALogDirectoryThatCannotBeCreatedEndsTheProgramWithTheStatusOfT
     directory.writeFile("/var/run/here", "");
     directory.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"VOKLogLocation": "/in-the-way/deeper/vok.log", "LoggingLevel": "Info"})");
-    EXPECT_EQ(vokd({"--host-root", directory.path()}).status, 246);
+    Ran ran = vokd({"--host-root", directory.path()});
+    EXPECT_EQ(ran.status, 246);
+    EXPECT_EQ(ran.output, "vokd: the directory " + directory.path() +
+                              "/in-the-way/deeper of the agent log can't be created: Not a directory\n");
     directory.writeFile("/etc/config/mev/vok/vok.conf",
                         R"({"DebugLogLocation": "/in-the-way/deeper/debug.log", "LoggingLevel": "Info"})");
-    EXPECT_EQ(vokd({"--host-root", directory.path()}).status, 245);
+    ran = vokd({"--host-root", directory.path()});
+    EXPECT_EQ(ran.status, 245);
+    EXPECT_EQ(ran.output, "vokd: the directory " + directory.path() +
+                              "/in-the-way/deeper of the debug log can't be created: Not a directory\n");
+}
+
+TEST(CommandLine, AHostRootThatEverybodyMayWriteEndsWithThreeAndIsNamed) {
+    const TemporaryDirectory directory;
+    directory.writeFile("/lib/here", "");
+    ASSERT_EQ(::chmod((directory.path() + "/lib").c_str(), 0777), 0);
+    const Ran ran = vokd({"--check-config", "--host-root", directory.path()});
+    EXPECT_EQ(ran.status, 3);
+    EXPECT_EQ(ran.output,
+              "vokd: host root " + directory.path() + ": " + directory.path() +
+                  "/lib is writable by everyone, so its commands and libraries can't be trusted\n");
 }
 
 }  // namespace

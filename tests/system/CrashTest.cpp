@@ -57,6 +57,10 @@ TEST_F(Crash, AnUncaughtExceptionAbortsTheProcessAndTheTraceNamesIt) {
     const std::string trace = onlyTrace();
     EXPECT_EQ(trace.find("vokd 3.3.2.1 ended by SIGABRT\nprocess "), 0u) << trace;
     EXPECT_NE(trace.find("\nexception: Simulated Agent Exception\n"), std::string::npos) << trace;
+    EXPECT_NE(
+        ran.output.find("vokd: 3.3.2.1 ended by SIGABRT, exception: Simulated Agent Exception, trace in "),
+        std::string::npos)
+        << ran.output;
     EXPECT_EQ(occurrences(agentLog(), "JOB_MGR: Simulating unhandled exception SIGABRT. (6)"), 1);
     EXPECT_GT(startupRecord().at("current_start"), 0);
 }

@@ -107,7 +107,7 @@ TEST_F(Stopping, NoThreadOfTheAgentIsEverInterruptedByASignal) {
     startAll();
     startAgent();
     ASSERT_EQ(waitFor("inventory", 1), 0);
-    constexpr int mustBeBlocked[] = {SIGTERM, SIGINT, SIGCHLD};
+    constexpr int mustBeBlocked[] = {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD};
     const std::string tasks = "/proc/" + std::to_string(agent.process()) + "/task";
     // A thread that is about to run a command lets SIGCHLD through for a moment.
     EXPECT_TRUE(waitUntil([&] {
@@ -151,6 +151,10 @@ TEST_F(Stopping, ALaterSignalEndsAHangingStopAtOnceAndWithoutTheRecord) {
     std::this_thread::sleep_for(std::chrono::milliseconds(4100));
     ASSERT_FALSE(agentEnded()) << "the stop waits for the controller";
     EXPECT_EQ(agent.end(SIGTERM), 5);
+    EXPECT_NE(
+        agent.errors().find("vokd: ended at once by another signal, without the record of a graceful stop\n"),
+        std::string::npos)
+        << agent.errors();
     EXPECT_GT(startupRecord().at("current_start"), 0);
     EXPECT_EQ(timesLogged("VOK Exiting Gracefully!"), 0);
 }

@@ -5,13 +5,30 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "platform/access/vokHostAccess.h"
 
 namespace {
 
 constexpr char lockFile[] = "/var/run/vokd.pid";
+constexpr int mostTries = 100;
+constexpr std::chrono::milliseconds betweenTries{10};
+
+// The process id in the file, which may be that of an earlier run; 0 if there is none.
+pid_t writtenProcess(int file) {
+    char text[16] = {};
+    const ssize_t count = ::pread(file, text, sizeof(text) - 1, 0);
+    return count > 0 ? static_cast<pid_t>(std::strtol(text, nullptr, 10)) : 0;
+}
+
+bool isRunning(pid_t process) {
+    return process > 0 && (::kill(process, 0) == 0 || errno == EPERM);
+}
 
 }  // namespace
 
@@ -23,20 +40,27 @@ vokdInstanceLock::Result vokdInstanceLock::take(std::string& detail) {
         detail = hostPath + ": " + (file_ ? "not a regular file" : std::strerror(errno));
         return Result::unavailable;
     }
-    if (::flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+    // A holder that starts at the same moment has not written its number yet: it is awaited for a second.
+    for (int tries = 0; ::flock(file_.get(), LOCK_EX | LOCK_NB) != 0; ++tries) {
         if (errno != EWOULDBLOCK) {
             detail = hostPath + ": " + std::strerror(errno);
             return Result::unavailable;
         }
-        char pid[16] = {};
-        const ssize_t count = ::read(file_.get(), pid, sizeof(pid) - 1);
-        detail.assign(pid, count > 0 ? ::strcspn(pid, "\n") : 0);
-        return Result::heldByAnother;
+        const pid_t holder = writtenProcess(file_.get());
+        if (isRunning(holder)) {
+            detail = std::to_string(holder);
+            return Result::heldByAnother;
+        }
+        if (tries == mostTries) {
+            detail = "unknown";
+            return Result::heldByAnother;
+        }
+        std::this_thread::sleep_for(betweenTries);
     }
-    const std::string pid = std::to_string(::getpid()) + "\n";
     // The number is only informative; the lock holds without it.
-    if (::ftruncate(file_.get(), 0) == 0) {
-        [[maybe_unused]] const ssize_t written = ::pwrite(file_.get(), pid.data(), pid.size(), 0);
+    const std::string pid = std::to_string(::getpid()) + "\n";
+    if (::pwrite(file_.get(), pid.data(), pid.size(), 0) == static_cast<ssize_t>(pid.size())) {
+        [[maybe_unused]] const int cut = ::ftruncate(file_.get(), static_cast<off_t>(pid.size()));
     }
     return Result::taken;
 }

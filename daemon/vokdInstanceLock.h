@@ -10,8 +10,8 @@ public:
     enum class Result { taken, heldByAnother, unavailable };
 
     // Takes the lock for the life of the process; it is released when the process ends, in whatever way.
-    // `detail` is the holder's process id if another process holds it, and the reason if the lock is
-    // unavailable.
+    // `detail` is the holder's process id ("unknown" if it wrote none within a second) if another process
+    // holds it, and the reason if the lock is unavailable.
     Result take(std::string& detail);
 
 private:

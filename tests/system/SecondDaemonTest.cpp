@@ -1,7 +1,10 @@
 // Only one vokd runs on a host.
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "system/SimulatedSystem.h"
 
@@ -21,6 +24,32 @@ TEST_F(SecondDaemon, IsRefusedWithTheProcessIdOfTheFirstAndDisturbsNothing) {
               "vokd: another vokd runs on this host (process " + std::to_string(agent.process()) + ")\n");
     EXPECT_EQ(startupRecord(), before);
     EXPECT_EQ(stopAgent(), 0);
+}
+
+TEST_F(SecondDaemon, TenStartedAtOnceAllNameTheOneThatRuns) {
+    startAll();
+    writeHostFile("/var/run/vokd.pid", "4194304\n");  // of an earlier run; above all process ids
+    for (int round = 0; round < 3; ++round) {
+        std::vector<RunningProgram> agents;
+        for (int i = 0; i < 10; ++i)
+            agents.emplace_back(directory.path(), "agent" + std::to_string(i),
+                                std::vector<std::string>{VOKD_PROGRAM, "--host-root", root()}, "");
+        const auto refused = [](const RunningProgram& each) {
+            return each.errors().find(")\n") != std::string::npos;
+        };
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (std::count_if(agents.begin(), agents.end(), refused) < 9 &&
+               std::chrono::steady_clock::now() < limit)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        const auto holder = std::find_if_not(agents.begin(), agents.end(), refused);
+        ASSERT_NE(holder, agents.end());
+        const std::string message =
+            "vokd: another vokd runs on this host (process " + std::to_string(holder->process()) + ")\n";
+        for (auto each = agents.begin(); each != agents.end(); ++each) {
+            if (each == holder) continue;
+            EXPECT_EQ(each->errors(), message);
+        }
+    }
 }
 
 TEST_F(SecondDaemon, MayStartAfterTheFirstWasKilled) {

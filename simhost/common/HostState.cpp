@@ -43,8 +43,12 @@ HostState::~HostState() {
 HostState HostState::create(const std::string& path) {
     const FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     HostState state;
-    if (!file || ::ftruncate(file.get(), sizeof(HostStatePage)) != 0 ||
-        !(state.page_ = map(file.get(), PROT_READ | PROT_WRITE)))
+    if (!file || ::ftruncate(file.get(), sizeof(HostStatePage)) != 0)
+        throw std::system_error(errno, std::generic_category(), path);
+    // Its blocks are needed now: a page without one raises SIGBUS when the disk is full.
+    const int full = ::posix_fallocate(file.get(), 0, sizeof(HostStatePage));
+    if (full != 0) throw std::system_error(full, std::generic_category(), path);
+    if (!(state.page_ = map(file.get(), PROT_READ | PROT_WRITE)))
         throw std::system_error(errno, std::generic_category(), path);
     state.writable_ = true;
     std::memcpy(state.page_->magic, pageMagic, sizeof(pageMagic));

@@ -14,4 +14,25 @@ std::string formatText(const char* format, ...) {
     return buffer;
 }
 
+std::string oneLine(const std::string& text) {
+    std::string line;
+    bool blank = false;
+    for (const char c : text) {
+        if (c == ' ' || c == '\n') {
+            blank = !line.empty();
+            continue;
+        }
+        if (blank) line += ' ';
+        blank = false;
+        line += c;
+    }
+    return line;
+}
+
+std::string listed(const std::vector<std::string>& texts) {
+    std::string list;
+    for (const auto& text : texts) list += (list.empty() ? "" : ", ") + text;
+    return list;
+}
+
 }  // namespace simhost

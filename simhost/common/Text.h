@@ -2,10 +2,16 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace simhost {
 
 // printf(3) into a string, cut at 511 bytes.
 __attribute__((format(printf, 1, 2))) std::string formatText(const char* format, ...);
+
+// The text with each run of blanks and newlines as one blank, and none at its ends.
+std::string oneLine(const std::string& text);
+// The texts with ", " between them.
+std::string listed(const std::vector<std::string>& texts);
 
 }  // namespace simhost

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "common/Text.h"
+
 namespace simhost {
 
 bool Words::flag(const std::string& name) {
@@ -71,8 +73,8 @@ double toFraction(const std::string& text, const std::string& what, double least
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     if (text.empty() || *end != '\0' || !std::isfinite(value) || value < least || value > most)
-        throw UsageError(what + ": \"" + text + "\" is not a number from " + std::to_string(least) + " to " +
-                         std::to_string(most));
+        throw UsageError(what + ": \"" + text + "\" is not a number from " +
+                         formatText("%g to %g", least, most));
     return value;
 }
 

@@ -1,7 +1,9 @@
 #include "host/CommandService.h"
 
-#include <fstream>
+#include <iostream>
+#include <utility>
 
+#include "common/Files.h"
 #include "host/SummaryLog.h"
 #include "platform/access/vokShell.h"
 
@@ -64,11 +66,16 @@ void CommandService::applyFault(const std::string& name, CommandResult& result) 
 }
 
 void CommandService::log(std::int64_t wall, const std::vector<std::string>& command,
-                         const CommandResult& result) const {
-    std::ofstream stream(surroundings_.log, std::ios::app);
-    stream << summaryStamp(wall) << " status " << result.answer.status << ':';
-    for (const auto& word : command) stream << ' ' << vokShellQuote(word);
-    stream << '\n';
+                         const CommandResult& result) {
+    std::string line = summaryStamp(wall) + " status " + std::to_string(result.answer.status) + ":";
+    for (const auto& word : command) line += " " + vokShellQuote(word);
+    try {
+        appendLine(surroundings_.log, line);
+        logFails_ = false;
+    } catch (const std::runtime_error& error) {
+        // The host goes on without its record; once is enough to say so.
+        if (!std::exchange(logFails_, true)) std::cerr << "vok-simhost: " << error.what() << std::endl;
+    }
 }
 
 }  // namespace simhost

@@ -41,7 +41,8 @@ public:
 private:
     void serve(const std::vector<std::string>& words, const RequestServer::Reply& reply);
     void applyFault(const std::string& name, CommandResult& result);
-    void log(std::int64_t wall, const std::vector<std::string>& command, const CommandResult& result) const;
+    void log(std::int64_t wall, const std::vector<std::string>& command, const CommandResult& result);
+    bool logFails_ = false;
 
     EventLoop& loop_;
     Surroundings surroundings_;

@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include "common/Files.h"
 #include "common/Words.h"
 #include "modules/Modules.h"
 
@@ -27,6 +28,13 @@ std::string hostControlHelp() {
     for (const HostModule* module : hostModules())
         for (const auto& command : module->controls()) help += command.help;
     return help;
+}
+
+std::vector<std::string> hostControlNames() {
+    std::vector<std::string> names{"help", "show"};
+    for (const HostModule* module : hostModules())
+        for (const auto& command : module->controls()) names.emplace_back(command.name);
+    return names;
 }
 
 HostControl::HostControl(EventLoop& loop, SimulatedHost& host)
@@ -56,7 +64,7 @@ Answer HostControl::run(const std::vector<std::string>& given) {
     } catch (const UsageError& error) {
         return {2, "", std::string("vok-simhost control: ") + error.what() + "\n"};
     } catch (const std::exception& error) {
-        return {1, "", std::string("vok-simhost control: ") + error.what() + "\n"};
+        return {1, "", "vok-simhost control: " + reasonOf(error) + "\n"};
     }
 }
 

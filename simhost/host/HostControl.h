@@ -12,6 +12,9 @@ namespace simhost {
 // The commands, those of each module together, for the help text.
 std::string hostControlHelp();
 
+// Their names.
+std::vector<std::string> hostControlNames();
+
 class HostControl {
 public:
     HostControl(EventLoop& loop, SimulatedHost& host);

@@ -2,9 +2,11 @@
 
 #include <json/json.h>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
+#include "common/Files.h"
+#include "common/Text.h"
 #include "host/DescriptionSection.h"
 #include "modules/Modules.h"
 
@@ -38,14 +40,14 @@ HostDescription parseHostDescription(const Json::Value& value, const std::string
 }
 
 HostDescription readHostDescription(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw std::runtime_error(file + ": can't be opened");
+    std::istringstream stream(readFile(file));
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     Json::Value root;
     std::string errors;
     try {
-        if (!Json::parseFromStream(builder, stream, &root, &errors)) throw std::runtime_error(errors);
+        if (!Json::parseFromStream(builder, stream, &root, &errors))
+            throw std::runtime_error("is no JSON: " + oneLine(errors));
         return parseHostDescription(root, std::filesystem::path(file).parent_path().string());
     } catch (const std::exception& problem) {
         throw std::runtime_error(file + ": " + problem.what());

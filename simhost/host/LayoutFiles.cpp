@@ -1,24 +1,21 @@
 #include "host/LayoutFiles.h"
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
+
+#include "common/Files.h"
 
 namespace fs = std::filesystem;
 
 namespace simhost {
 
-void writeFile(const std::string& hostPath, const std::string& content, mode_t mode) {
-    fs::create_directories(fs::path(hostPath).parent_path());
-    std::ofstream stream(hostPath, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    if (!stream || ::chmod(hostPath.c_str(), mode) != 0)
-        throw std::runtime_error(hostPath + ": can't be written");
+void layOutFile(const std::string& hostPath, const std::string& content, mode_t mode) {
+    makeDirectories(fs::path(hostPath).parent_path().string());
+    writeFile(hostPath, content, mode);
 }
 
 void writeLink(const std::string& target, const std::string& hostPath) {
-    fs::create_directories(fs::path(hostPath).parent_path());
+    makeDirectories(fs::path(hostPath).parent_path().string());
     fs::remove(hostPath);
     fs::create_symlink(target, hostPath);
 }

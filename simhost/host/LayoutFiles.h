@@ -6,8 +6,8 @@
 
 namespace simhost {
 
-// Makes the directories above it too. Throws std::runtime_error or std::filesystem::filesystem_error.
-void writeFile(const std::string& hostPath, const std::string& content, mode_t mode = 0600);
+// Like writeFile(), with the directories above the file.
+void layOutFile(const std::string& hostPath, const std::string& content, mode_t mode = 0600);
 // A symbolic link, instead of what was there.
 void writeLink(const std::string& target, const std::string& hostPath);
 

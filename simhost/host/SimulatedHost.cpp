@@ -6,6 +6,7 @@
 #include <ctime>
 #include <fstream>
 
+#include "common/Files.h"
 #include "common/SimulatedClock.h"
 #include "common/Words.h"
 #include "modules/Modules.h"
@@ -103,7 +104,7 @@ void SimulatedHost::recordMachinesBoot(std::int64_t boot) {
         summary_.startWith(boot);
     else if (now != before)
         summary_.booted(boot);
-    std::ofstream(paths_.bootId()) << now << '\n';
+    writeFile(paths_.bootId(), now + "\n");
 }
 
 void SimulatedHost::publishFacts() {

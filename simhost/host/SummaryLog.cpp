@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 
+#include "common/Files.h"
 #include "common/HostState.h"
 
 namespace simhost {
@@ -25,7 +25,7 @@ std::string summaryStamp(std::int64_t wall) {
 }
 
 void SummaryLog::append(std::int64_t wall, const char* text) {
-    std::ofstream(path_, std::ios::app) << summaryStamp(wall) << ' ' << text << '\n';
+    appendLine(path_, summaryStamp(wall) + " " + text);
 }
 
 void SummaryLog::writeHistory(std::int64_t boot) {

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <system_error>
+#include <utility>
 
+#include "common/Files.h"
 #include "common/UnixSocket.h"
 #include "rmc/PayloadForm.h"
 
@@ -58,9 +61,7 @@ Controller::Controller(EventLoop& loop, const Settings& settings, Keeper& keeper
       report_(report),
       changed_(std::move(changed)),
       random_(std::random_device{}()),
-      receiver_([this](std::size_t chunk) { return nextIndex(chunk); }, settings.sizeLimit) {
-    attach();
-}
+      receiver_([this](std::size_t chunk) { return nextIndex(chunk); }, settings.sizeLimit) {}
 
 Controller::~Controller() {
     loop_.cancel(retry_);
@@ -81,9 +82,21 @@ std::uint16_t Controller::nextIndex(std::size_t chunk) {
 
 void Controller::attach() {
     FileDescriptor socket = connectTo(settings_.hostSocket, SOCK_SEQPACKET);
-    if (!socket) return retryLater();
+    if (!socket) {
+        sayWhatIsMissing(errno);
+        return retryLater();
+    }
+    waitTold_ = true;
     host_ = std::move(socket);
     hostWatch_ = loop_.watch(host_.get(), POLLIN, [this](short) { serveHost(); });
+}
+
+// At the first attempt: a host that went away later has been reported then.
+void Controller::sayWhatIsMissing(int reason) {
+    if (std::exchange(waitTold_, true)) return;
+    if (reason != ENOENT && reason != ECONNREFUSED)
+        throw std::system_error(reason, std::generic_category(), settings_.hostSocket);
+    notice("no simulated host runs under " + settings_.hostRoot + " yet; waiting for it");
 }
 
 void Controller::retryLater() {
@@ -225,6 +238,16 @@ void Controller::send(const ControllerPacket& request, const Bytes& reply) {
     ::send(host_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
+template <class Keep>
+void Controller::keep(Keep keep) {
+    try {
+        keep();
+    } catch (const std::runtime_error& error) {
+        ++counts_.notKept;
+        report_.problem(reasonOf(error));
+    }
+}
+
 void Controller::completed(const ReceivedCommand& command) {
     Report::Arrival arrival;
     arrival.size = command.payload.size();
@@ -233,18 +256,19 @@ void Controller::completed(const ReceivedCommand& command) {
     arrival.seconds = std::chrono::duration<double>(EventLoop::Clock::now() - transferStart_).count();
     if (command.isShort) {
         arrival.number = ++counts_.shortPayloads;
-        keeper_.keepShortPayload(command.payload);
+        keep([&] { keeper_.keepShortPayload(command.payload); });
         return report_.shortPayload(arrival, command.payload);
     }
     const bool isInventory = command.name == "WriteInventory";
     const FormFindings findings = isInventory ? checkInventory(command.payload) : checkEvent(command.payload);
     if (isInventory) {
         arrival.number = ++counts_.inventories;
-        arrival.file = keeper_.keepInventory(command.payload);
+        arrival.file = "not kept";
+        keep([&] { arrival.file = keeper_.keepInventory(command.payload); });
         report_.inventory(arrival, findings.value);
     } else {
         arrival.number = ++counts_.events;
-        keeper_.keepEvent(command.payload);
+        keep([&] { keeper_.keepEvent(command.payload); });
         report_.event(arrival, findings.value);
     }
     for (const auto& text : findings.violations)
@@ -253,7 +277,7 @@ void Controller::completed(const ReceivedCommand& command) {
 
 void Controller::violation(const std::string& text) {
     ++counts_.violations;
-    keeper_.keepViolation(text);
+    keep([&] { keeper_.keepViolation(text); });
     report_.violation(text);
 }
 

@@ -36,11 +36,13 @@ struct ControllerCounts {
     unsigned long refusedChunks = 0;
     unsigned long requests = 0;
     unsigned long attachments = 0;
+    unsigned long notKept = 0;  // arrived, but their file could not be written
 };
 
 class Controller {
 public:
     struct Settings {
+        std::string hostRoot;
         std::string hostSocket;  // of the driver
         IndexScheme index;
         std::size_t sizeLimit = 16u << 20;
@@ -49,6 +51,8 @@ public:
     Controller(EventLoop& loop, const Settings& settings, Keeper& keeper, Report& report,
                std::function<void()> changed);
     ~Controller();
+    // Attaches to the host, or waits for it. Throws std::runtime_error if the host's root can't be one.
+    void start() { attach(); }
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
 
@@ -65,6 +69,7 @@ public:
 
 private:
     void attach();
+    void sayWhatIsMissing(int reason);
     void retryLater();
     void detach();
     void serveHost();
@@ -74,6 +79,9 @@ private:
     void deliver(const ControllerPacket& request, Bytes reply, const std::optional<Fault>& fault);
     void send(const ControllerPacket& request, const Bytes& reply);
     void completed(const ReceivedCommand& command);
+    // Calls `keep`; a failure is reported and counted, and the controller goes on.
+    template <class Keep>
+    void keep(Keep keep);
     void violation(const std::string& text);
     void notice(const std::string& text);
     std::uint16_t nextIndex(std::size_t chunk);
@@ -92,6 +100,7 @@ private:
     EventLoop::Watch hostWatch_ = 0;
     EventLoop::Timer retry_ = 0;
     bool refusalTold_ = false;
+    bool waitTold_ = false;
     std::uint32_t lastChunkSequence_ = 0;
     EventLoop::Clock::time_point transferStart_;
 

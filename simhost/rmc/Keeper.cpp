@@ -1,12 +1,15 @@
 #include "rmc/Keeper.h"
 
+#include <unistd.h>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
+#include "common/Files.h"
 #include "common/Text.h"
 
 namespace fs = std::filesystem;
@@ -20,8 +23,11 @@ const std::string inventoryName = "inventory-";
 }  // namespace
 
 Keeper::Keeper(const std::string& directory) {
-    fs::create_directories(directory);
+    if (directory.empty()) throw std::runtime_error("--out: the name of the directory is empty");
+    makeDirectories(directory);
     directory_ = fs::canonical(directory).string();
+    if (::access(directory_.c_str(), W_OK | X_OK) != 0)
+        throw std::runtime_error(directory_ + ": can't be written: " + std::strerror(errno));
     for (const auto& entry : fs::directory_iterator(directory_)) {
         const std::string name = entry.path().filename().string();
         if (name.compare(0, inventoryName.size(), inventoryName) != 0) continue;
@@ -31,14 +37,18 @@ Keeper::Keeper(const std::string& directory) {
 }
 
 std::string Keeper::keepInventory(const std::string& text) {
-    std::string name = inventoryName + formatText("%04lu.json", ++inventories_);
+    std::string name = inventoryName + formatText("%04lu.json", inventories_ + 1);
     // Under its own name only when it is whole: somebody may be waiting for it.
     const std::string place = directory_ + "/" + name;
-    std::ofstream stream(place + ".part", std::ios::binary | std::ios::trunc);
-    stream << text;
-    stream.close();
-    if (!stream) throw std::runtime_error(place + ": can't be written");
-    fs::rename(place + ".part", place);
+    try {
+        writeFile(place + ".part", text);
+        fs::rename(place + ".part", place);
+    } catch (const std::runtime_error&) {
+        std::error_code ignored;
+        fs::remove(place + ".part", ignored);
+        throw;
+    }
+    ++inventories_;
     return name;
 }
 
@@ -57,10 +67,7 @@ void Keeper::keepViolation(const std::string& text) {
 void Keeper::appendLine(const char* name, const std::string& text) {
     std::string line = text;
     std::replace(line.begin(), line.end(), '\n', ' ');
-    std::ofstream stream(directory_ + "/" + name, std::ios::binary | std::ios::app);
-    stream << line << '\n';
-    stream.close();
-    if (!stream) throw std::runtime_error(directory_ + "/" + name + ": can't be written");
+    simhost::appendLine(directory_ + "/" + name, line);
 }
 
 std::string printable(const std::string& text) {

@@ -1,7 +1,10 @@
 #include "rmc/Report.h"
 
 #include <unistd.h>
+#include <system_error>
+#include <utility>
 
+#include "common/Files.h"
 #include "common/Text.h"
 #include "rmc/EventMeanings.h"
 #include "rmc/Keeper.h"
@@ -126,10 +129,20 @@ std::string Report::paint(const char* colour, const std::string& text) const {
     return colours_ ? std::string("\033[") + colour + "m" + text + "\033[0m" : text;
 }
 
-void Report::line(const std::string& text) const {
+// The controller goes on without its output; once is enough to say so.
+void Report::line(const std::string& text) {
     if (quiet_) return;
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
+    try {
+        printOut(text);
+    } catch (const std::system_error& error) {
+        if (std::exchange(allPrinted_, false)) problem(error.what());
+    }
+}
+
+void Report::problem(const std::string& text) {
+    const std::string whole = "vok-rmc: " + printable(text) + "\n";
+    std::fwrite(whole.data(), 1, whole.size(), stderr);
+    std::fflush(stderr);
 }
 
 void Report::inventory(const Arrival& arrival, const Json::Value& document) {

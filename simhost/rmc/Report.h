@@ -26,12 +26,17 @@ public:
     // Something that happened on the wire and is nobody's fault.
     void notice(const std::string& text);
     void violation(const std::string& text);
+    // To standard error: something that vok-rmc could not do.
+    void problem(const std::string& text);
+    // False once a line could not be written to standard output.
+    bool allPrinted() const { return allPrinted_; }
 
 private:
     std::string paint(const char* colour, const std::string& text) const;
-    void line(const std::string& text) const;
+    void line(const std::string& text);
 
     bool quiet_;
+    bool allPrinted_ = true;
     bool colours_;
 };
 

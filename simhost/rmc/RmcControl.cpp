@@ -1,28 +1,37 @@
 #include "rmc/RmcControl.h"
 
 #include <json/json.h>
+#include <algorithm>
+#include <stdexcept>
+
+#include "common/Text.h"
 
 namespace simhost {
 
 const char rmcControlHelp[] =
     "Commands:\n"
-    "  status                     what was received so far, as JSON\n"
+    "  status                     what was received in this run, as JSON\n"
     "  ring [--times N] [--text T]\n"
-    "                             the next N (1) door-bell polls answer T (WriteInventory)\n"
+    "                             the next N (1) door-bell polls answer T\n"
+    "                             (WriteInventory)\n"
     "  ring --second [--times N]  the same for polls of the second kind\n"
-    "  answer status S            the next chunk is answered with transfer status S\n"
-    "  answer completion CC       ... with the completion code CC, the rest as ever\n"
-    "  answer cc-only [CC]        ... with the completion code CC (0xC0) and nothing else\n"
-    "  answer late MS             ... MS real milliseconds late\n"
-    "  answer never               ... not at all\n"
-    "      [--at-chunk N]         not the next but the next Nth chunk of a command\n"
+    "  answer status S            the next chunk gets the transfer status S\n"
+    "  answer completion CC       its reply has the completion code CC and is\n"
+    "                             complete otherwise\n"
+    "  answer cc-only [CC]        its reply is the completion code CC (0xC0) alone\n"
+    "  answer late MS             its reply is MS real milliseconds late\n"
+    "  answer never               it gets no reply\n"
+    "      [--at-chunk N]         not the next chunk, but the next one that is the\n"
+    "                             Nth of a command\n"
     "      [--of inventory|event|poll]\n"
-    "      [--count K]            K (1) times; 0 for ever\n"
-    "  answer normal              forget all of these\n"
-    "  wait inventory|event|poll|violation|abandoned|refused|attached|request N [--timeout S]\n"
-    "                             until so many came in this run; status 4 when S (60) real\n"
-    "                             seconds are over\n"
-    "  quit                       end vok-rmc\n";
+    "                             only for such a command\n"
+    "      [--count K]            K (1) times; 0: until cancelled\n"
+    "  answer normal              cancels all of these\n"
+    "  wait WHAT N [--timeout S]  waits until N of WHAT have arrived in this run:\n"
+    "                             inventory, event, poll, violation, abandoned,\n"
+    "                             refused, attached or request; status 4 after\n"
+    "                             S (60) real seconds\n"
+    "  quit                       ends vok-rmc\n";
 
 namespace {
 
@@ -43,6 +52,12 @@ constexpr Counted counted[] = {
 };
 
 constexpr long long most = 1LL << 30;
+
+std::vector<std::string> countedNames() {
+    std::vector<std::string> names;
+    for (const auto& each : counted) names.emplace_back(each.what);
+    return names;
+}
 
 }  // namespace
 
@@ -93,14 +108,27 @@ void RmcControl::ring(Words& words) {
         controller_->ring(text, times);
 }
 
-void RmcControl::wait(Words& words, const RequestServer::Reply& reply) {
-    const long long timeout = words.numberOption("--timeout", 0, longestWait).value_or(usualWait);
+RmcControl::Waiter RmcControl::waiterOf(Words& words) {
     Waiter waiter;
+    waiter.seconds = words.numberOption("--timeout", 0, longestWait).value_or(usualWait);
     waiter.what = words.next("what to wait for");
-    countOf(waiter.what);
+    const auto known = countedNames();
+    if (std::find(known.begin(), known.end(), waiter.what) == known.end())
+        throw UsageError("wait: \"" + waiter.what + "\" is none of " + listed(known));
     waiter.least = static_cast<unsigned long>(words.nextNumber("how many", 0, most));
-    waiter.reply = reply;
     words.end();
+    return waiter;
+}
+
+long long RmcControl::checkedWait(Words words) {
+    words.next("a command");
+    return waiterOf(words).seconds;
+}
+
+void RmcControl::wait(Words& words, const RequestServer::Reply& reply) {
+    Waiter waiter = waiterOf(words);
+    waiter.reply = reply;
+    const long long timeout = waiter.seconds;
     const auto place = waiters_.insert(waiters_.end(), std::move(waiter));
     place->timer = loop_.after(std::chrono::seconds(timeout), [this, place] {
         place->reply({waitTimedOut, "",
@@ -126,7 +154,7 @@ void RmcControl::changed() {
 unsigned long RmcControl::countOf(const std::string& what) const {
     for (const auto& each : counted)
         if (what == each.what) return each.count(*controller_);
-    throw UsageError("wait: \"" + what + "\" is nothing to wait for");
+    throw std::logic_error("nothing counts " + what);
 }
 
 std::string RmcControl::status() const {
@@ -144,6 +172,7 @@ std::string RmcControl::status() const {
     shown["abandonedTransfers"] = Json::UInt64(controller_->abandonedTransfers());
     shown["transfersInProgress"] = controller_->transferInProgress() ? 1 : 0;
     shown["requests"] = Json::UInt64(counts.requests);
+    shown["notKept"] = Json::UInt64(counts.notKept);
     shown["ringsLeft"] = Json::UInt64(controller_->ringsLeft());
     shown["answersSpoiled"] = Json::UInt64(controller_->faults().size());
     Json::StreamWriterBuilder builder;

@@ -23,6 +23,9 @@ class RmcControl {
 public:
     RmcControl(EventLoop& loop, const std::string& socket);
 
+    // Throws UsageError unless the words are those of a "wait"; returns its seconds.
+    static long long checkedWait(Words words);
+
     // The controller it controls; set before the loop runs.
     void setController(Controller& controller) { controller_ = &controller; }
     // Something happened that a waiter may wait for.
@@ -32,12 +35,14 @@ private:
     struct Waiter {
         std::string what;
         unsigned long least = 0;
+        long long seconds = 0;  // of real time
         RequestServer::Reply reply;
         EventLoop::Timer timer = 0;
     };
     void run(const std::vector<std::string>& words, const RequestServer::Reply& reply);
     void ring(Words& words);
     void wait(Words& words, const RequestServer::Reply& reply);
+    static Waiter waiterOf(Words& words);
     unsigned long countOf(const std::string& what) const;
     std::string status() const;
 

@@ -1,16 +1,17 @@
 // vok-rmc: the rack management controller of a simulated host. "run" is the controller; "control" speaks to
 // one that runs.
 #include <sys/stat.h>
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <thread>
 
+#include "common/CommandLine.h"
+#include "common/Files.h"
 #include "common/HostPaths.h"
 #include "common/RequestServer.h"
+#include "common/Text.h"
 #include "core/base/vokVersion.h"
 #include "rmc/Controller.h"
 #include "rmc/RmcControl.h"
@@ -37,7 +38,8 @@ int run(const RunOptions& options) {
     Controller::Settings settings;
     settings.index = IndexScheme::parse(options.index);
     settings.sizeLimit = options.sizeLimit;
-    settings.hostSocket = HostPaths(std::filesystem::absolute(options.root).string()).controllerSocket();
+    settings.hostRoot = std::filesystem::absolute(options.root).string();
+    settings.hostSocket = HostPaths(settings.hostRoot).controllerSocket();
 
     Keeper keeper(options.out);
     Report report(options.quiet);
@@ -49,22 +51,22 @@ int run(const RunOptions& options) {
     RmcControl control(loop, keeper.controlSocket());
     Controller controller(loop, settings, keeper, report, [&control] { control.changed(); });
     control.setController(controller);
-    std::printf("vok-rmc: ready: files in %s, process %d\n", keeper.directory().c_str(),
-                static_cast<int>(::getpid()));
-    std::fflush(stdout);
+    printOut("vok-rmc: ready: files in " + keeper.directory() + ", process " + std::to_string(::getpid()) +
+             "\n");
+    controller.start();
     loop.run();
     const ControllerCounts& counts = controller.counts();
-    std::printf("vok-rmc: %lu inventories, %lu events, %lu violations\n", counts.inventories, counts.events,
-                counts.violations);
-    return counts.violations == 0 ? ok : violationsSeen;
+    printOut(formatText("vok-rmc: %lu inventories, %lu events, %lu violations", counts.inventories,
+                        counts.events, counts.violations) +
+             (counts.notKept == 0 ? "" : formatText(", %lu not kept", counts.notKept)) + "\n");
+    if (counts.violations != 0) return violationsSeen;
+    return counts.notKept == 0 && report.allPrinted() ? ok : failed;
 }
 
 // One who waits for the controller may have come before it.
 bool mayComeYet(const std::vector<std::string>& words, std::chrono::steady_clock::time_point begin) {
     if (words.empty() || words[0] != "wait") return false;
-    Words left(words);
-    const auto patience =
-        std::chrono::seconds(left.numberOption("--timeout", 0, longestWait).value_or(usualWait));
+    const std::chrono::seconds patience(RmcControl::checkedWait(Words(words)));
     return std::chrono::steady_clock::now() - begin < patience;
 }
 
@@ -81,46 +83,53 @@ int control(const std::string& out, const std::vector<std::string>& words) {
         std::cerr << "vok-rmc control: no controller keeps its files in " << out << " (" << error << ")\n";
         return failed;
     }
-    std::cout << answer->output << std::flush;
+    printOut(answer->output);
     std::cerr << answer->error;
     return answer->status;
 }
 
 int runProgram(int count, char** arguments) {
     CLI::App app(
-        "The rack management controller of a simulated host: receives inventories and events from the\n"
-        "agent, holds every byte against the protocol, and rings the door-bell.",
+        "The rack management controller of a simulated host: receives inventories and\n"
+        "events from the agent, checks every byte against the protocol, and rings the\n"
+        "door-bell.",
         "vok-rmc");
+    formatHelp(app);
     app.require_subcommand(1);
     app.set_version_flag("--version", VOK_VERSION);
     app.footer(
-        "Exit status: 0 in order, 1 failed, 2 wrong usage, 3 at the end of a run in which the protocol was\n"
-        "violated, 4 of a wait whose time was over. See \"vok-rmc control --help\".");
+        "Exit status: 0 in order, 1 failed, 2 wrong usage, 3 at the end of a run in which\n"
+        "the protocol was violated, 4 of a wait whose time was over.\n"
+        "The commands of \"control\" are in \"vok-rmc control --help\".");
 
     RunOptions options;
     CLI::App* runCommand = app.add_subcommand("run", "Be the controller until SIGTERM, SIGINT or \"quit\"");
-    runCommand->add_option("--root", options.root, "Directory of the simulated host")->required();
-    runCommand->add_option("--out", options.out, "Directory for what is received")->required();
+    runCommand->add_option("--root", options.root, "Directory of the simulated host; it may start later")
+        ->option_text("DIR")
+        ->required();
+    runCommand->add_option("--out", options.out, "Directory for what is received")
+        ->option_text("DIR")
+        ->required();
     runCommand->add_flag("--quiet", options.quiet, "Print violations only");
     runCommand
-        ->add_option("--size-limit", options.sizeLimit, "Longest payload in bytes; longer gets status 8")
-        ->capture_default_str();
+        ->add_option("--size-limit", options.sizeLimit,
+                     "Longest payload in bytes, 1 to 1073741824 (16777216); a longer one gets status 8")
+        ->option_text("N")
+        ->check(wholeNumberWithin(1, 1LL << 30));
     runCommand
-        ->add_option("--index", options.index, "The index of each reply: sequential, random or constant:N")
-        ->capture_default_str();
+        ->add_option("--index", options.index,
+                     "The index of each reply: sequential, random or constant:N (random)")
+        ->option_text("SCHEME");
 
     std::string out;
     CLI::App* controlCommand = app.add_subcommand("control", "Speak to a controller that runs");
-    controlCommand->add_option("--out", out, "Directory of that controller's files")->required();
+    controlCommand->add_option("--out", out, "Directory of that controller's files")
+        ->option_text("DIR")
+        ->required();
     controlCommand->prefix_command();
     controlCommand->footer(rmcControlHelp);
 
-    try {
-        app.parse(count, arguments);
-    } catch (const CLI::ParseError& error) {
-        const int status = app.exit(error);
-        return status == 0 ? ok : badUsage;
-    }
+    if (const auto status = parseCommandLine(app, count, arguments)) return *status;
     return *controlCommand ? control(out, controlCommand->remaining()) : run(options);
 }
 
@@ -133,7 +142,7 @@ int main(int count, char** arguments) {
         std::cerr << "vok-rmc: " << error.what() << "\n";
         return badUsage;
     } catch (const std::exception& error) {
-        std::cerr << "vok-rmc: " << error.what() << "\n";
+        std::cerr << "vok-rmc: " << reasonOf(error) << "\n";
         return failed;
     }
 }

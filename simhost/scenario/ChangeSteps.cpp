@@ -1,6 +1,10 @@
 // Steps that change something: the host, the controller, the agent, or whatever a program changes.
-#include <fstream>
+#include <algorithm>
+#include <sstream>
 
+#include "common/Files.h"
+#include "common/Text.h"
+#include "host/HostControl.h"
 #include "scenario/StepReaders.h"
 
 namespace simhost {
@@ -25,8 +29,17 @@ bool isShown(Section& section) {
     return shown;
 }
 
+// A misspelt command is refused before the first scene is played.
+void requireHostCommand(Section& section, const std::string& name) {
+    const auto known = hostControlNames();
+    if (valueNames(name).empty() && std::find(known.begin(), known.end(), name) == known.end())
+        section.fail("host names the command \"" + name + "\", which there is not; there are " +
+                     listed(known));
+}
+
 Step readHost(Section& section, const ScenarioTexts& texts) {
     const auto command = commandWords(section, "host", texts);
+    requireHostCommand(section, command[0]);
     const bool shown = isShown(section);
     return {"host",
             [=](Stage& stage) {
@@ -150,10 +163,9 @@ Step readWrite(Section& section, const ScenarioTexts& texts) {
     return {"write", [name, document = *found](Stage& stage) {
                 Json::Value filled = document;
                 fill(filled, stage.values());
-                std::ofstream stream(stage.fileOfPlay(name));
-                stream << filled;
-                stream.close();
-                if (!stream) throw StepFailed(stage.fileOfPlay(name) + " can't be written");
+                std::ostringstream text;
+                text << filled;
+                writeFile(stage.fileOfPlay(name), text.str());
             }};
 }
 

@@ -19,6 +19,8 @@ public:
     int run();
 
 private:
+    CLI::Option* addDirectory(const char* name, std::string& into, const char* text);
+
     CLI::App* command_;
     std::string scenario_;
     std::vector<std::string> programs_;

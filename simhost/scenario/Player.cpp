@@ -48,18 +48,27 @@ bool Player::takesPlace(const Scene& scene) {
     Values& values = stage_.values();
     const auto isEmpty = [&values](const std::string& name) { return values.isEmpty(name); };
     if (needs.host && (*needs.host == HostKind::live) != live_) return false;
-    if (std::any_of(needs.has.begin(), needs.has.end(), isEmpty)) return false;
     if (!std::all_of(needs.lacks.begin(), needs.lacks.end(), isEmpty)) return false;
     if (needs.kept && !settings.keep && !settings.limit) return false;
+    const auto empty = std::find_if(needs.has.begin(), needs.has.end(), isEmpty);
+    if (empty != needs.has.end()) {
+        if (!values.reason(*empty).empty())
+            leaveOut(scene, "it needs the value \"" + *empty + "\", but " + values.reason(*empty));
+        return false;
+    }
     if (settings.rehearsal) return true;
     if (!fitsTheTime(scene.takes)) return false;
     if (needs.program.empty()) return true;
     const Stage::Ran ran = stage_.run(values.filledList(needs.program));
     if (ran.status == 0) return true;
     const auto reasons = linesOf(ran.output);
-    stage_.viewer().scene("", {"The scene \"" + scene.title + "\" is left out: " +
-                               (reasons.empty() ? "no reason was told" : reasons.back())});
+    leaveOut(scene, reasons.empty() ? "no reason was told" : reasons.back());
     return false;
+}
+
+void Player::leaveOut(const Scene& scene, const std::string& reason) {
+    stage_.viewer().scene(
+        "", {"The scene \"" + stage_.values().filled(scene.title) + "\" is left out: " + reason});
 }
 
 bool Player::fitsTheTime(const SceneDuration& takes) {

@@ -17,6 +17,7 @@ public:
     void play(const Scenario& scenario);
 
 private:
+    void leaveOut(const Scene& scene, const std::string& reason);
     bool takesPlace(const Scene& scene);
     bool fitsTheTime(const SceneDuration& takes);
     void play(const Scene& scene);

@@ -23,7 +23,7 @@ struct ScenarioValue {
 
 enum class HostKind { described, live };
 
-// When a scene is left out without a word; `program` alone says why.
+// When a scene is left out: without a word, unless a value of `has` has no usable source or `program` fails.
 struct SceneConditions {
     std::optional<HostKind> host;
     std::vector<std::string> has;      // values that may not be empty

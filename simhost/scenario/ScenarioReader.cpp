@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 
+#include "common/Files.h"
+#include "common/Text.h"
 #include "scenario/StepReaders.h"
 
 namespace fs = std::filesystem;
@@ -23,10 +25,17 @@ const StepKind* findKind(const Section& section) {
     return nullptr;
 }
 
+std::vector<std::string> stepVerbs() {
+    std::vector<std::string> verbs;
+    for (const StepKind* kinds : {changeSteps, waitSteps, showSteps, groupSteps})
+        for (const StepKind* kind = kinds; kind->verb != nullptr; ++kind) verbs.emplace_back(kind->verb);
+    return verbs;
+}
+
 Step readStep(const Json::Value& value, const std::string& name, const ScenarioTexts& texts) {
     Section section(value, name);
     const StepKind* const kind = findKind(section);
-    if (kind == nullptr) section.fail("is no step that is known");
+    if (kind == nullptr) section.fail("has the key of no step; a step has one of " + listed(stepVerbs()));
     Step step = kind->read(section, texts);
     section.end();
     return step;
@@ -103,15 +112,14 @@ Scene readScene(const Json::Value& value, const std::string& name, const Scenari
 }
 
 Scenario readScenario(const std::string& file, ScenarioTexts& texts) {
+    std::istringstream stream(readFile(file));
     try {
-        std::ifstream stream(file);
-        if (!stream) throw std::runtime_error("can't be read");
         Json::CharReaderBuilder builder;
         Json::CharReaderBuilder::strictMode(&builder.settings_);
         Json::Value root;
         std::string errors;
         if (!Json::parseFromStream(builder, stream, &root, &errors))
-            throw std::runtime_error("is no JSON: " + errors);
+            throw std::runtime_error("is no JSON: " + oneLine(errors));
         Section section(root, "the scenario");
         std::string remark;
         section.text("remark", remark);
@@ -160,7 +168,11 @@ std::vector<std::string> scenarioFiles(const std::string& scenario, const std::s
     if (fs::is_directory(path))
         for (const auto& entry : fs::directory_iterator(path))
             if (entry.path().extension() == ".json") files.push_back(entry.path().string());
-    if (files.empty()) throw std::runtime_error("there is no scenario \"" + scenario + "\"");
+    if (files.empty()) {
+        const auto known = isPath ? std::vector<std::string>{} : jsonNamesIn(directory);
+        throw std::runtime_error("there is no scenario \"" + scenario + "\"" +
+                                 (known.empty() ? "" : "; those that come with it: " + listed(known)));
+    }
     std::sort(files.begin(), files.end());
     return files;
 }

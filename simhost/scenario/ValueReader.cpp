@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <stdexcept>
 
 #include "common/Text.h"
 #include "scenario/StepReaders.h"
@@ -13,6 +14,21 @@ namespace {
 using Found = std::vector<std::string>;
 using Find = std::function<Found(Stage&)>;
 
+// The source of a value can't be used, as opposed to one that has no such element.
+struct SourceFailed : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// What the command prints.
+std::string outputOf(Stage& stage, const std::vector<std::string>& command) {
+    const auto words = stage.values().filledList(command);
+    const Stage::Ran ran = stage.run(words);
+    if (ran.status == 0) return ran.output;
+    const auto lines = linesOf(ran.output);
+    throw SourceFailed(words[0] + " ended with status " + std::to_string(ran.status) +
+                       (lines.empty() ? "" : ": " + lines.back()));
+}
+
 Find readText(Section& section, const ScenarioTexts& texts) {
     const std::string text = texts.text(section, "text");
     return [=](Stage& stage) { return Found{stage.values().filled(text)}; };
@@ -23,8 +39,11 @@ Find readFact(Section& section, const ScenarioTexts&) {
     section.text("fact", name);
     return [=](Stage& stage) {
         const Json::Value state = stage.hostState();
+        if (!state.isMember(name)) throw SourceFailed("the host's state has no member \"" + name + "\"");
         const Json::Value& fact = state[name];
-        return fact.isConvertibleTo(Json::stringValue) ? Found{fact.asString()} : Found{};
+        if (fact.isConvertibleTo(Json::stringValue)) return Found{fact.asString()};
+        throw SourceFailed("the member \"" + name + "\" of the host's state is an " +
+                           (fact.isArray() ? "array" : "object") + ", not a text");
     };
 }
 
@@ -73,7 +92,7 @@ Find readOutputField(Section& section, const ScenarioTexts& texts, const std::ve
     const std::string unit = texts.text(section, "unit");
     const auto matching = texts.list(section, "matching");
     return [=](Stage& stage) -> Found {
-        const auto value = readField(stage.run(stage.values().filledList(command)).output, field);
+        const auto value = readField(outputOf(stage, command), field);
         if (!value) return {};
         const bool matches =
             matching.empty() || std::any_of(matching.begin(), matching.end(), [&](const std::string& text) {
@@ -104,7 +123,7 @@ Find readOutputColumn(Section& section, const ScenarioTexts& texts, const std::v
     for (const auto* filter : {&where, &prefer})
         for (const auto& each : *filter) columns.push_back(each.first);
     return [=](Stage& stage) -> Found {
-        const auto table = readTable(stage.run(stage.values().filledList(command)).output, columns);
+        const auto table = readTable(outputOf(stage, command), columns);
         if (!table) return {};
         Found fitting;
         Found preferred;
@@ -158,9 +177,17 @@ ScenarioValue readValue(const Json::Value& value, const std::string& place, Scen
     section.end();
     texts.add(name);
     return {name, [=](Stage& stage) {
-                Found found = find(stage);
-                if (!found.empty()) return found;
-                if (!hasOtherwise) throw StepFailed("the value \"" + name + "\" is not to be found");
+                std::string reason;
+                try {
+                    Found found = find(stage);
+                    if (!found.empty()) return found;
+                } catch (const SourceFailed& failure) {
+                    reason = failure.what();
+                }
+                if (!hasOtherwise)
+                    throw StepFailed("the value \"" + name + "\" is not to be found" +
+                                     (reason.empty() ? "" : ": " + reason));
+                stage.values().setReason(name, reason);
                 return Found{stage.values().filled(otherwise)};
             }};
 }

@@ -30,6 +30,11 @@ const std::vector<std::string>& Values::list(const std::string& name) const {
     return found == texts_.end() ? none : found->second;
 }
 
+std::string Values::reason(const std::string& name) const {
+    const auto found = reasons_.find(name);
+    return found == reasons_.end() ? "" : found->second;
+}
+
 bool Values::isEmpty(const std::string& name) const {
     const auto& texts = list(name);
     return std::all_of(texts.begin(), texts.end(), [](const std::string& text) { return text.empty(); });

@@ -12,6 +12,11 @@ public:
     void set(const std::string& name, std::vector<std::string> texts) { texts_[name] = std::move(texts); }
     void set(const std::string& name, const std::string& text) { texts_[name] = {text}; }
 
+    // Why a value that is empty could not be determined.
+    void setReason(const std::string& name, const std::string& reason) { reasons_[name] = reason; }
+    // Empty if its source said nothing.
+    std::string reason(const std::string& name) const;
+
     // The elements of a value; none when it was never set.
     const std::vector<std::string>& list(const std::string& name) const;
     // True when it was never set, or holds nothing but empty texts.
@@ -24,6 +29,7 @@ public:
 
 private:
     std::map<std::string, std::vector<std::string>> texts_;
+    std::map<std::string, std::string> reasons_;
 };
 
 // The names in a text's ${...}. Throws std::runtime_error when a "${" has no "}".

@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 #include <cerrno>
+#include <system_error>
+
+#include "common/Files.h"
 
 namespace simhost {
 
@@ -33,10 +36,11 @@ void Viewer::controller() {
 }
 
 void Viewer::write(const std::string& text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const ssize_t written = ::write(STDOUT_FILENO, text.data() + at, text.size() - at);
-        if (written < 0 && errno != EINTR) throw OutputClosed{};
-        if (written > 0) at += static_cast<std::size_t>(written);
+    try {
+        printOut(text);
+    } catch (const std::system_error& error) {
+        if (error.code().value() == EPIPE) throw OutputClosed{};
+        throw;
     }
 }
 

@@ -7,7 +7,7 @@
 
 namespace simhost {
 
-// Nobody reads standard output any more.
+// The reader of standard output has closed it.
 struct OutputClosed {};
 
 class Viewer {
@@ -16,7 +16,7 @@ public:
     explicit Viewer(std::string controllerLog);
 
     // A scene begins. One without a title goes on under the title before it. As everything here, it throws
-    // OutputClosed.
+    // OutputClosed, and std::runtime_error if standard output can't be written for another reason.
     void scene(const std::string& title, const std::vector<std::string>& lines);
     void line(const std::string& text);
     // What the controller has printed since the last time.

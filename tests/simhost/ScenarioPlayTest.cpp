@@ -336,6 +336,50 @@ TEST_F(ScenarioPlay, FailsWhenAValueIsNotToBeFound) {
     EXPECT_EQ(ran.output, "vok-simhost play: scenes.json: the value \"a\" is not to be found\n");
 }
 
+TEST_F(ScenarioPlay, ASceneWhoseNeedHasNoUsableSourceIsLeftOutWithTheReason) {
+    const auto output = [this](const std::string& source) {
+        const Ran ran = runProgram(command(R"({"values": [{"name": "a", )" + source + R"(, "otherwise": ""}],
+                        "scenes": [{"title": "T", "needs": {"has": ["a"]}}, {"title": "The end"}]})"));
+        EXPECT_EQ(ran.status, 0);
+        EXPECT_THAT(ran.output, HasSubstr("\n1. The end\n"));
+        return ran.output.substr(0, ran.output.find("\n1. The end\n"));
+    };
+    const std::string leftOut = "   The scene \"T\" is left out: it needs the value \"a\", but ";
+    EXPECT_EQ(output(R"("fact": "interfaces")"),
+              leftOut + "the member \"interfaces\" of the host's state is an array, not a text\n");
+    EXPECT_EQ(output(R"("fact": "commandsRun")"),
+              leftOut + "the member \"commandsRun\" of the host's state is an object, not a text\n");
+    EXPECT_EQ(output(R"("fact": "nothing")"), leftOut + "the host's state has no member \"nothing\"\n");
+    EXPECT_EQ(output(R"("output": ["sh", "-c", "echo why; exit 3"], "field": "F")"),
+              leftOut + "sh ended with status 3: why\n");
+    EXPECT_EQ(output(R"("output": ["true"], "field": "F")"), "");  // the host has none: no reason to give
+}
+
+TEST_F(ScenarioPlay, TheScenarioOfTheMachinesOwnControllerIsPlayedToItsEnd) {
+    standIn("vokd",
+            "root=$2\n"
+            "if [ \"$3\" = --show-platform ]; then\n"
+            "    printf 'Platform family  first\\nPCI ADDRESS   KNOWN TO\\n0000:00:11.5  both\\n'; exit 0\n"
+            "fi\n"
+            "mkdir -p \"$root/scratch/log/mev/vok\"\n"
+            "echo 'the controller refuses it' >\"$root/scratch/log/mev/vok/vok.log\"\n"
+            "trap 'echo current_start 0 >\"$root/var/tmp/mevVOKStartup.txt\"; exit 0' TERM\n"
+            "while :; do sleep 0.02; done\n");
+    RunningProgram player(directory.path(), "play",
+                          {VOK_SIMHOST_PROGRAM, "play", "ipmi", "--root", root(), "--work", work(),
+                           "--programs", directory.path() + "/programs", "--keep"},
+                          "log | the controller refuses it\n");
+    EXPECT_EQ(player.end(SIGINT), 0) << player.errors();
+    const std::string output = player.output();
+    EXPECT_THAT(output, HasSubstr("1. This machine as the host, with its own management controller\n"));
+    EXPECT_THAT(output, HasSubstr("   localcli network nic list\n   Name "));
+    EXPECT_THAT(output, HasSubstr("   0000:00:11.5  both\n"));
+    EXPECT_THAT(output, HasSubstr("3. The agent starts, builds its first inventory and sends it\n"));
+    EXPECT_THAT(output,
+                HasSubstr("4. The agent stops gracefully, and leaves its record for the next start\n"));
+    EXPECT_THAT(output, testing::EndsWith("   current_start 0\n"));
+}
+
 TEST_F(ScenarioPlay, RunsProgramsAndFailsWithThem) {
     const Ran ran = play(R"({"write": "letter.json", "json": {"to": "${root}", "at": [1]}},
                             {"run": ["grep", "-c", "host", "${work}/letter.json"]},

@@ -58,7 +58,7 @@ TEST_F(ScenarioReader, RefusesAFileThatIsNotThere) {
         readScenarios({file("none.json")});
         FAIL();
     } catch (const std::runtime_error& problem) {
-        EXPECT_EQ(problem.what(), file("none.json") + ": can't be read");
+        EXPECT_EQ(problem.what(), file("none.json") + ": can't be opened: No such file or directory");
     }
 }
 
@@ -86,8 +86,9 @@ TEST_F(ScenarioReader, RefusesKeysThatAreNotKnownOnEachLevel) {
 }
 
 TEST_F(ScenarioReader, RefusesAStepThatIsNotKnown) {
-    EXPECT_EQ(stepComplaint(R"({"jump": 3})"), " is no step that is known");
-    EXPECT_EQ(stepComplaint("{}"), " is no step that is known");
+    EXPECT_THAT(stepComplaint(R"({"jump": 3})"),
+                StartsWith(" has the key of no step; a step has one of host, controller, "));
+    EXPECT_THAT(stepComplaint("{}"), StartsWith(" has the key of no step; "));
     EXPECT_EQ(stepComplaint("3"), " is not an object");
 }
 
@@ -111,6 +112,15 @@ TEST_F(ScenarioReader, RefusesStepsWithAWrongWord) {
     EXPECT_EQ(stepComplaint(R"({"inventoryHolds": {}})"), " inventoryHolds has no member to look for");
     EXPECT_EQ(stepComplaint(R"({"write": "a/b", "json": {}})"), " write is not a file's name");
     EXPECT_EQ(stepComplaint(R"({"write": "b"})"), " has no json to write");
+}
+
+TEST_F(ScenarioReader, RefusesAHostCommandThatThereIsNot) {
+    EXPECT_THAT(
+        stepComplaint(R"({"host": ["nik", "vmnic0", "remove"]})"),
+        StartsWith(" host names the command \"nik\", which there is not; there are help, show, clock, "));
+    EXPECT_EQ(complaint(R"({"values": [{"name": "a", "text": "nic"}],
+                            "scenes": [{"steps": [{"host": ["${a}", "vmnic0", "remove"]}]}]})"),
+              "");
 }
 
 TEST_F(ScenarioReader, RefusesAnExpectationThatCannotFail) {

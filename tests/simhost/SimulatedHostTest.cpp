@@ -95,7 +95,7 @@ TEST_F(SimulatedHostProcess, SaysWhatIsWrongWithACall) {
     EXPECT_EQ(runProgram({VOK_SIMHOST_PROGRAM, "--help"}).status, 0);
     const Ran none = runProgram({VOK_SIMHOST_PROGRAM, "run", "--host", "no-such", "--root", root()});
     EXPECT_EQ(none.status, 1);
-    EXPECT_THAT(none.output, HasSubstr("no-such.json: can't be opened"));
+    EXPECT_THAT(none.output, HasSubstr("there is no host \"no-such\""));
     const Ran nobody = runProgram({VOK_SIMHOST_PROGRAM, "control", "--root", root(), "show"});
     EXPECT_EQ(nobody.status, 1);
     EXPECT_THAT(nobody.output, HasSubstr("no simulated host runs"));

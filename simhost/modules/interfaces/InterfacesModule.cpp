@@ -107,10 +107,12 @@ void interfaceCommand(SimulatedHost& host, Words& words) {
     });
 }
 
-constexpr ControlCommand commands[] = {{"interface",
-                                        "  interface add NAME ADDRESS[/LENGTH]\n"
-                                        "  interface remove NAME [ADDRESS]\n",
-                                        interfaceCommand}};
+constexpr ControlCommand commands[] = {
+    {"interface",
+     "  interface add NAME ADDRESS[/LENGTH]  adds an IPv4 address; adds the interface\n"
+     "                                       if it is missing\n"
+     "  interface remove NAME [ADDRESS]      removes the address, or the interface\n",
+     interfaceCommand}};
 
 class InterfacesModule : public HostModule {
 public:

@@ -71,8 +71,9 @@ void ipmiCommand(SimulatedHost& host, Words& words) {
 
 constexpr ControlCommand commands[] = {
     {"ipmi",
-     "  ipmi absent|present                  the device node vanishes, comes back\n"
-     "  ipmi appears-after-bringup [N]       absent until modprobe was called N (5) times\n",
+     "  ipmi absent|present                  the device node\n"
+     "  ipmi appears-after-bringup [N]       absent until modprobe was called N (5)\n"
+     "                                       times\n",
      ipmiCommand}};
 
 // The driver's kernel modules; there is nothing to load, the host has them.

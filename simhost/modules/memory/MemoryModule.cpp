@@ -59,8 +59,8 @@ void esxtopCommand(SimulatedHost& host, Words& words) {
 }
 
 constexpr ControlCommand commands[] = {
-    {"memory", "  memory total MB free MB\n", memoryCommand},
-    {"esxtop", "  esxtop final-comma on|off            whether its lines end in a comma\n", esxtopCommand},
+    {"memory", "  memory total MB free MB              either or both\n", memoryCommand},
+    {"esxtop", "  esxtop final-comma on|off            whether each line ends in a comma\n", esxtopCommand},
 };
 
 constexpr StandIn binCommands[] = {{"esxtop", runEsxtop}};
@@ -85,7 +85,7 @@ public:
     void layOut(const std::string& root, const HostDescription& /*host*/,
                 const LayoutSources& /*sources*/) const override {
         const std::string file = root + "/opt/mev/vok/data/esxtopconf";
-        if (!std::filesystem::exists(file)) writeFile(file, toolConfiguration);
+        if (!std::filesystem::exists(file)) layOutFile(file, toolConfiguration);
     }
     Rows<ControlCommand> controls() const override { return commands; }
     Rows<StandIn> standIns() const override { return binCommands; }

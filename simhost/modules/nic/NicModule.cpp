@@ -148,10 +148,10 @@ void nicCommand(SimulatedHost& host, Words& words) {
 constexpr ControlCommand commands[] = {
     {"nic",
      "  nic NAME link up|down|unknown        the link of an Ethernet adapter\n"
-     "  nic NAME admin up|down               switched on or off by the administrator, with its link\n"
-     "  nic NAME speed MBITS\n"
-     "  nic NAME remove                      the adapter is gone\n"
-     "  nic NAME add PCI-ADDRESS [DRIVER]    and a new one has come\n",
+     "  nic NAME admin up|down               switched on or off, with its link\n"
+     "  nic NAME speed MBITS                 the speed of its link\n"
+     "  nic NAME remove                      removes the adapter\n"
+     "  nic NAME add PCI-ADDRESS [DRIVER]    adds an adapter\n",
      nicCommand}};
 
 class NicModule : public HostModule {

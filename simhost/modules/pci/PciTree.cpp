@@ -66,9 +66,9 @@ public:
             attribute(place + "/class", formatText("0x%04x%02x", *deviceClass, interface.value_or(0)));
         if (function.linkWidth > 0)
             attribute(place + "/current_link_width", std::to_string(function.linkWidth));
-        writeFile(sys_ + "/" + place + "/config", pciConfigSpace(function));
+        layOutFile(sys_ + "/" + place + "/config", pciConfigSpace(function));
         const std::string productData = pciProductData(function);
-        if (!productData.empty()) writeFile(sys_ + "/" + place + "/vpd", productData);
+        if (!productData.empty()) layOutFile(sys_ + "/" + place + "/vpd", productData);
         link(place + "/subsystem", "bus/pci");
         link("bus/pci/devices/" + function.at("Address"), place);
         const std::string& module = function.at("Module Name");
@@ -97,7 +97,7 @@ public:
 private:
     // Nothing told: no attribute.
     void attribute(const std::string& place, const std::string& value) {
-        if (!value.empty()) writeFile(sys_ + "/" + place, value + "\n");
+        if (!value.empty()) layOutFile(sys_ + "/" + place, value + "\n");
     }
     void link(const std::string& place, const std::string& target) {
         writeLink(linkTarget(place, target), sys_ + "/" + place);

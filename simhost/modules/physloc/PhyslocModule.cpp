@@ -36,7 +36,8 @@ void libraryCommand(SimulatedHost& host, Words& words) {
 constexpr ControlCommand commands[] = {
     {"library",
      "  library NAME present|absent|without-encoder\n"
-     "                                       a location library; the agent looks when it starts\n",
+     "                                       a location library, which the agent loads\n"
+     "                                       when it starts\n",
      libraryCommand}};
 
 class PhyslocModule : public HostModule {

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "common/Files.h"
 #include "host/DescriptionSection.h"
 #include "modules/smbios/SmBiosFile.h"
 
@@ -141,11 +140,10 @@ void parseVersion(Section& smbios, SmBiosFile& file) {
 
 std::string readRaw(const std::string& name, const std::string& directory) {
     const std::filesystem::path place = std::filesystem::path(directory) / name;
-    std::ifstream stream(place, std::ios::binary);
-    std::ostringstream content;
-    if (!stream || !(content << stream.rdbuf()))
-        throw std::runtime_error(place.string() + ": the firmware's table can't be read, or is empty");
-    return content.str();
+    std::string content = readFile(place.string());
+    if (content.empty())
+        throw std::runtime_error(place.string() + ": the file of the firmware's table is empty");
+    return content;
 }
 
 }  // namespace

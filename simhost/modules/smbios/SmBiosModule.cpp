@@ -35,7 +35,7 @@ public:
         if (content.empty())
             fs::remove(directory + "/smbios");
         else
-            writeFile(directory + "/smbios", content);
+            layOutFile(directory + "/smbios", content);
     }
 };
 

@@ -74,20 +74,23 @@ void powerCutCommand(SimulatedHost& host, Words& words) {
 
 constexpr ControlCommand commands[] = {
     {"clock",
-     "  clock jump +SECONDS|-SECONDS         the wall clock jumps; the uptime does not\n"
-     "  clock set EPOCH                      the wall clock is set, in seconds since 1970\n"
-     "  clock speed N                        simulated seconds in a real one, 0.001 to 10000\n",
+     "  clock jump +SECONDS|-SECONDS         the wall clock jumps, the uptime doesn't\n"
+     "  clock set EPOCH                      sets the wall clock, seconds since 1970\n"
+     "  clock speed N                        simulated seconds per real second, 0.001\n"
+     "                                       to 10000\n",
      clockCommand},
     {"reboot",
-     "  reboot [--down SECONDS]              down in order, and up again after SECONDS (90) of the\n"
-     "                                       host's time, which pass at once\n",
+     "  reboot [--down SECONDS]              an orderly reboot; SECONDS (90) of the\n"
+     "                                       host's time pass at once\n",
      rebootCommand},
-    {"power-cut", "  power-cut [--down SECONDS]           the same without any order\n", powerCutCommand},
+    {"power-cut", "  power-cut [--down SECONDS]           the same without an orderly shutdown\n",
+     powerCutCommand},
     {"command",
-     "  command NAME fail STATUS [--count N]\n"
-     "  command NAME hang SECONDS [--count N] of the host's time; then it answers as ever\n"
-     "  command NAME garbage [--count N]     prints nonsense; without --count this stays so\n"
-     "  command NAME normal\n",
+     "  command NAME fail STATUS [--count N] its next N calls fail; without N all\n"
+     "  command NAME hang SECONDS [--count N]\n"
+     "                                       of the host's time; then they answer\n"
+     "  command NAME garbage [--count N]     they print nonsense\n"
+     "  command NAME normal                  cancels the three above\n",
      commandCommand},
 };
 

@@ -22,7 +22,8 @@ FENCE = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 
 
 def documents(root):
-    return [root / "README.md", root / "data/README.md", *sorted((root / "docs").glob("*.md"))]
+    folders = (root, root / "data", root / "docs")
+    return [page for folder in folders for page in sorted(folder.glob("*.md"))]
 
 
 def headings_of(document):
@@ -75,6 +76,17 @@ class DocumentPaths(unittest.TestCase):
         self.assertIn("scripts/demo", named)
         self.assertIn("src/core/vokResourceRows.cpp", named)
         self.assertGreater(len(named), 100)
+
+    def test_each_document_is_reached_from_the_readme(self):
+        reached, left = set(), [PROJECT / "README.md"]
+        while left:
+            document = left.pop()
+            if document in reached:
+                continue
+            reached.add(document)
+            links = (link.partition("#")[0] for link in LINK.findall(document.read_text(encoding="utf-8")))
+            left += [(document.parent / link).resolve() for link in links if link.endswith(".md") and "://" not in link]
+        self.assertEqual(reached, set(documents(PROJECT)))
 
     def test_the_floors_of_the_architecture_are_those_of_the_house_rules(self):
         text = (PROJECT / "docs/architecture.md").read_text(encoding="utf-8")

@@ -114,7 +114,7 @@ TEST_F(WrongInput, ASecondStartOnARootDisturbsNothing) {
     EXPECT_EQ(second.status, 1);
     EXPECT_EQ(simhost({"run", "--host", "bare", "--root", root()}).status, 1);
     EXPECT_EQ(hostState()["nodeName"].asString(), "rack42-node07");
-    EXPECT_EQ(hostProgram.end(SIGTERM), 0);
+    EXPECT_EQ(hostProgram.end(SIGINT), 0);
 }
 
 TEST_F(WrongInput, ARootThatCantBeMadeIsNamedWithTheReason) {
@@ -194,6 +194,24 @@ TEST_F(WrongInput, TheControllerAttachesToAHostThatStartsLater) {
     startHost();
     EXPECT_EQ(waitFor("attached", 1), 0);
     EXPECT_EQ(waiting.end(SIGINT), 0);
+}
+
+TEST_F(WrongInput, AControllerThatWasKilledStartsAgainInItsDirectoryAndGoesOnCounting) {
+    startHost();
+    startController();
+    const auto host = access();
+    const std::string text = R"({"HostDataCollection":{"Oem":{"HostOSInfo":{"HostName":"n"}}}})";
+    ASSERT_EQ(DeviceUser(*host).remoteCommand("WriteInventory", text), 0);
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    controllerProgram.end(SIGKILL);
+    EXPECT_TRUE(directory.exists("rmc/control.sock"));
+    startController();
+    const Ran second = rmc({"run", "--root", root(), "--out", out()});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.output, "vok-rmc: " + out() + ": another vok-rmc keeps its files there\n");
+    ASSERT_EQ(DeviceUser(*host).remoteCommand("WriteInventory", text), 0);
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_EQ(directory.readFile("rmc/inventory-0002.json"), text);
 }
 
 TEST_F(WrongInput, TheControllerRefusesARootThatCantBeOne) {
@@ -288,6 +306,27 @@ TEST_F(WrongInput, AControllerOnAFullDiskSaysSoAndGoesOn) {
                       HasSubstr("/inventory-0001.json.part: can't be written: No space left on device\n")));
     EXPECT_THAT(controller.output(), HasSubstr("vok-rmc: 1 inventories, 2 events, "));
     EXPECT_THAT(controller.output(), HasSubstr(" not kept\n"));
+}
+
+TEST_F(WrongInput, AHostWhoseDiskFillsAnswersItsCommandsAndSaysThatItCantRecordThem) {
+    if (!canMount()) GTEST_SKIP() << "no disk can be mounted here";
+    fs::create_directory(place("disk"));
+    const Ran ran = runProgram(
+        {"/usr/bin/unshare", "-m", "/bin/sh", "-c",
+         "cd \"$0\" && mount -t tmpfs -o size=4m none disk && { \"$1\" run --host bare --root disk/root "
+         ">ready & }\n"
+         "until grep -q ready ready; do sleep 0.02; done\n"
+         "cat /dev/zero >disk/fill 2>/dev/null\n"
+         "disk/root/bin/localcli system version get; disk/root/bin/localcli system version get >/dev/null\n"
+         "echo status $?; kill $!; wait $!; echo ended $?",
+         directory.path(), VOK_SIMHOST_PROGRAM});
+    EXPECT_THAT(ran.output, HasSubstr("   Version: "));
+    EXPECT_THAT(ran.output, testing::EndsWith("status 0\nended 0\n"));
+    const std::string message = "vok-simhost: " + place("disk") +
+                                "/root/run/simhost/commands.log: can't be written: No space left on device\n";
+    const auto first = ran.output.find(message);
+    EXPECT_NE(first, std::string::npos) << ran.output;
+    EXPECT_EQ(ran.output.find(message, first + 1), std::string::npos);
 }
 
 TEST_F(WrongInput, AHostOnAFullDiskIsRefusedAndLeavesNothing) {

@@ -17,7 +17,7 @@ SUBCOMMANDS = {
     "vok-simhost": ["run", "control", "play"],
     "vok-rmc": ["run", "control"],
 }
-# Programs whose help is still wider.
+# Programs whose help is still wider, a skipped test each.
 WIDE = {"vokd", "vokcli"}
 
 

@@ -18,7 +18,7 @@ SUBCOMMANDS = {
     "vok-rmc": ["run", "control"],
 }
 # Programs whose help is still wider, a skipped test each.
-WIDE = {"vokd", "vokcli"}
+WIDE = {"vokd"}
 
 
 def help_of(program, *subcommand):

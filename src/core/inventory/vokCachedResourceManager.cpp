@@ -93,13 +93,19 @@ void vokCachedResourceManager::runLoop() {
 
     timespec deadline{};
     bool resumes = false;  // the next wait continues one that was interrupted for work
+    unsigned buildsAtDeadline = 0;
     std::unique_lock<std::mutex> lock(cmutex);
     while (true) {
         if (!stop_ && !refreshCache && !workWanted) {
-            if (!resumes && !vokDeadlineAfter(wakeSeconds, deadline)) {
-                const int reason = errno;  // logging may change it
-                VOK_LOG_ERROR(traits_.tag, "Failed to get current time! (errno: %d)", reason);
-                return;
+            // After a build the refresh is due a whole interval later, so the old deadline would be too early
+            // for it and the one after that too late.
+            if (!resumes || builds_ != buildsAtDeadline) {
+                buildsAtDeadline = builds_;
+                if (!vokDeadlineAfter(wakeSeconds, deadline)) {
+                    const int reason = errno;  // logging may change it
+                    VOK_LOG_ERROR(traits_.tag, "Failed to get current time! (errno: %d)", reason);
+                    return;
+                }
             }
             const vokWaitResult result = vokWaitUntil(cond, lock, deadline);
             resumes = result == vokWaitResult::signalled && workWanted;
@@ -110,10 +116,7 @@ void vokCachedResourceManager::runLoop() {
         if (stop_) return;
         const bool buildWanted = refreshCache.exchange(false);
         betweenWaits(buildWanted);
-        if (buildWanted) {
-            cacheBuild();
-            resumes = false;
-        }
+        if (buildWanted) cacheBuild();
         lock.lock();
     }
 }
@@ -130,9 +133,15 @@ void vokCachedResourceManager::cacheBuild() {
         backupInventory();
         destroyRecords();
         result = gather();
-        if (result == gathered::complete) createJsonStringUsingJsonCpp();
+        if (result == gathered::complete) {
+            createJsonStringUsingJsonCpp();
+        } else {
+            destroyRecords();
+            setInventories({});
+        }
         _cacheBuildInProgress = false;
         if (result == gathered::complete) lastRefreshTime = vokWallClockSeconds();
+        ++builds_;
     }
     if (result == gathered::abandoned) {
         cacheReady = true;

@@ -46,7 +46,7 @@ public:
 protected:
     enum class gathered {
         complete,   // continue with the JSON and the common end of the build
-        abandoned,  // end the build here, ready but without a refresh time or a push; gather() set the JSON
+        abandoned,  // end the build here, ready and empty, but without a refresh time or a push
     };
 
     // `stopFlag` belongs to the derived class; both arguments must live as long as the process.
@@ -156,4 +156,5 @@ private:
     bool copyOut(const Snapshot& snapshot, std::size_t index, std::vector<Json::Value>& out) const;
 
     std::atomic<bool> active_{false};
+    std::atomic<unsigned> builds_{0};  // ended so far
 };

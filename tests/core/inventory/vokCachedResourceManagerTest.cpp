@@ -333,6 +333,20 @@ TEST_F(CachedResourceManager, AnAbandonedBuildIsReadyWithoutARefreshTimeOrAPush)
     EXPECT_THAT(loggedLines(host), ElementsAre("DEBUG TEST_RM: Building test cache"));
 }
 
+// Its hook has gathered a record and sets no inventory of its own.
+TEST_F(CachedResourceManager, AnAbandonedBuildLeavesNeitherRecordsNorTheInventoryOfTheBuildBefore) {
+    SampleManager manager;
+    manager.cacheBuild();
+    ASSERT_THAT(numbersOf(manager.currentDocuments()), ElementsAre(1));
+    manager.onGather = [] { return SampleManager::gathered::abandoned; };
+    manager.cacheBuild();
+    std::vector<Json::Value> inventory(3);
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory)) << "it is the current one";
+    EXPECT_THAT(inventory, IsEmpty());
+    EXPECT_THAT(manager.records, IsEmpty());
+    EXPECT_THAT(numbersOf(manager.previousDocuments()), ElementsAre(1));
+}
+
 TEST_F(CachedResourceManager, TheHookAfterABuildRunsWithoutTheLockOfTheRecords) {
     SampleManager manager;
     bool called = false;

@@ -309,6 +309,30 @@ TEST_F(CachedResourceManager, AWaitInterruptedForARefreshHasANewDeadlineAfterThe
     EXPECT_EQ(manager.builds, 2);
 }
 
+// The first wait is interrupted after 20 s for work that builds, or during which another thread has built.
+TEST_F(CachedResourceManager, AWaitInterruptedForWorkHasANewDeadlineIfABuildHasEndedMeanwhile) {
+    for (const bool byTheWork : {true, false}) {
+        SampleManager manager;
+        const time_t start = clock.now().tv_sec;
+        std::vector<std::pair<time_t, int>> waitsAndBuilds;
+        manager.onBetweenWaits = [&](bool buildWanted) {
+            if (byTheWork && !buildWanted && manager.builds == 1) manager.cacheBuild();
+        };
+        clock.onTimedWait = [&](const timespec& deadline) {
+            waitsAndBuilds.emplace_back(deadline.tv_sec - start, manager.builds);
+            if (waitsAndBuilds.size() == 3) manager.stopSample = true;
+            if (waitsAndBuilds.size() > 1) return false;  // timed out
+            clock.advance(20);
+            if (!byTheWork) std::thread([&] { manager.cacheBuild(); }).join();
+            manager.workWanted = true;  // the waiter's mutex is held
+            return true;
+        };
+        manager.startInventory();
+        EXPECT_THAT(waitsAndBuilds, ElementsAre(std::pair(60, 1), std::pair(80, 2), std::pair(140, 3)))
+            << "by the work: " << byTheWork;
+    }
+}
+
 TEST_F(CachedResourceManager, AStoppedManagerLeavesPendingWorkToItsTearDown) {
     SampleManager manager;
     bool called = false;

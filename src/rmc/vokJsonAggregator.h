@@ -6,7 +6,6 @@
 #include <pthread.h>
 #include <atomic>
 #include <condition_variable>
-#include <map>
 #include <mutex>
 #include <string>
 
@@ -32,7 +31,7 @@ public:
     std::string getInventoryDocument();
 
 private:
-    vokJsonAggregator();
+    vokJsonAggregator() = default;
 
     bool checkIfInventoryReady(std::unique_lock<std::mutex>& lock);
     bool aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds);
@@ -43,7 +42,6 @@ private:
 
     Json::Value sections;  // gathered so far, by JSON key
     Json::Value document;  // the same under its one top-level key
-    std::map<int, std::string> vok_RM_to_string;
 
     static std::atomic<bool> firstInventoryPushComplete;
     static bool pushInventory;

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "core/inventory/SampleManager.h"
+#include "core/inventory/vokResources.h"
 #include "rmc/StandInManagers.h"
 #include "rmc/vokJsonAggregator.h"
 #include "support/FakeClock.h"
@@ -91,6 +92,24 @@ TEST_F(Document, ASectionWithoutElementsHasNoKey) {
                                                  R"("Volumes":[{"Name":"v1"},{"Name":"v2"}]}})");
     storage.elementsByType.clear();
     EXPECT_EQ(aggregator.getInventoryDocument(), "");
+}
+
+// Rows with other keys than those that were bound when the aggregator was constructed.
+TEST_F(Document, ASectionHasTheKeyOfTheRowThatIsBoundNow) {
+    logEverything(host);
+    static StandInManager* manager = nullptr;
+    manager = &fibre;
+    const vokResource::Manager getManager = []() -> vokResourceManager* { return manager; };
+    const vokResource rows[] = {
+        vokResource{FIBRE_CHANNEL_DEVICES}.managedBy(getManager).inDocument("Renamed"),
+        vokResource{ETHERNET_DEVICES}.managedBy(getManager),
+    };
+    const vokResourceTable before = vokResources();
+    vokBindResources(vokResourceTable(rows));
+    EXPECT_EQ(aggregator.getInventoryDocument(),
+              R"({"HostDataCollection":{"Renamed":[{"Name":"f1"},{"Name":"f2"}]}})");
+    EXPECT_EQ(countLogged(host, "WARNING JSON_AGGR: The document has no section for resource 3"), 1);
+    vokBindResources(before);
 }
 
 TEST_F(Document, NothingOfThePreviousOneRemains) {

@@ -40,13 +40,14 @@ const std::string& nameOf(const PhyAdapterInventory& adapter) {
 // The event of a change between two builds. Empty if nothing has changed, or the change is no event.
 std::optional<PendingEvent> eventOf(const PhyAdapterInventory& adapter,
                                     const std::vector<const PhyAdapterInventory*>& previous) {
-    const VOK_RESOURCE_STATE state = adapter.getStateValue(), prevState = previous.front()->getStateValue();
-    const VOK_RESOURCE_HEALTH health = adapter.getHealthValue();
-    const VOK_RESOURCE_HEALTH prevHealth = previous.front()->getHealthValue();
-    if (state == prevState && health == prevHealth) return std::nullopt;
+    const PhyAdapterInventory& before = *previous.front();
+    // The texts: two that are in no table have the same value, and are a change all the same.
+    if (adapter.getState() == before.getState() && adapter.getHealth() == before.getHealth())
+        return std::nullopt;
     int condition = 0;
-    NICPhysicalAdapter::fetchNICAdapterCondition(state, health, prevState, prevHealth, adapter.getIntfName(),
-                                                 condition);
+    NICPhysicalAdapter::fetchNICAdapterCondition(adapter.getStateValue(), adapter.getHealthValue(),
+                                                 before.getStateValue(), before.getHealthValue(),
+                                                 adapter.getIntfName(), condition);
     PendingEvent event;
     event.adapter = &adapter;
     NICPhysicalAdapter::setEventAttributes(condition, event.id, event.isService);

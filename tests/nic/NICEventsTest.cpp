@@ -76,6 +76,18 @@ TEST_F(EthernetEvents, AnUpdateCountsAsTheStateOfThePreviousBuild) {
     EXPECT_THAT(buildWith("Up", "Up"), ElementsAre(680));
 }
 
+TEST_F(EthernetEvents, TextsOutsideTheTablesAreComparedAsTexts) {
+    buildWith("Up", "Down");
+    manager.updateStateAndHealth("vmnic0", "Linkdown", "Worn");
+    ASSERT_THAT(buildWith("Up", "Down"), ElementsAre(1384)) << "the health differs from OK";
+    manager.updateStateAndHealth("vmnic0", "Linkdown", "Worn");
+    manager.compareStatusAndGenerateEvent();
+    EXPECT_THAT(ids(), IsEmpty()) << "Worn as in the build before";
+    manager.updateStateAndHealth("vmnic0", "Linkdown", "Worse");
+    manager.compareStatusAndGenerateEvent();
+    EXPECT_THAT(ids(), ElementsAre(1384));
+}
+
 TEST_F(EthernetEvents, AnAdapterMissingFromABuildIsNewInTheNext) {
     buildWith("Up", "Up");
     listStatus = 256;

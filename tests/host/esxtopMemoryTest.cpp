@@ -51,6 +51,13 @@ TEST(EsxtopMemory, OnlyTheFreeColumnIsIdentifiedByItsGroup) {
         0);
 }
 
+TEST(EsxtopMemory, TheFirstColumnOfANameCounts) {
+    EXPECT_MEMORY(
+        "\"t\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\"Machine MBytes\",\"\\Memory\\Free MBytes\",\n"
+        "\"time\",\"1\",\"2\",\"3\",\"4\",\n",
+        1, 2);
+}
+
 TEST(EsxtopMemory, TheNameOfTheFreeColumnHasSingleBackslashes) {
     EXPECT_MEMORY("\"t\",\"\\\\h\\\\Memory\\\\Free MBytes\",\n\"time\",\"1\",\n", 0, 0);
 }

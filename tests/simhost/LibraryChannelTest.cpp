@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
+#include <unistd.h>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -196,16 +197,32 @@ struct Slow {
     }
 };
 
+// True if the thread of this process sleeps, that is waits for something.
+bool sleeps(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const auto nameEnd = text.rfind(") ");
+    return nameEnd != std::string::npos && text.compare(nameEnd + 2, 1, "S") == 0;
+}
+
 TEST_F(LibraryChannel, StoppingWaitsForTheCallbackInProgressAndNoneFollows) {
     Slow slow;
     ASSERT_EQ(library->subscribe(numbered, Slow::callback, &slow), 0);
     library->request(postEvents, fourBytes(500));
     slow.entered.get_future().wait();
+    std::atomic<pid_t> stopper{0};
     auto stopped = std::async(std::launch::async, [&] {
+        stopper = ::gettid();
         library->unsubscribe();
         return slow.left.load();
     });
-    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    // Otherwise the next callback might come before the stop.
+    const auto hasReturned = [&] {
+        return stopped.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    };
+    while (!hasReturned() && (stopper == 0 || !sleeps(stopper))) std::this_thread::yield();
+    EXPECT_FALSE(hasReturned()) << "although the callback is in progress";
     slow.go.set_value();
     EXPECT_TRUE(stopped.get());
     EXPECT_EQ(slow.calls, 1);

@@ -271,7 +271,7 @@ TEST_F(LinkChanges, ThePollTenSecondsAfterABuildFindsThemLongBeforeTheNextBuild)
     expectAGracefulEndWithoutAViolation();
 }
 
-TEST_F(LinkChanges, AControllerThatAcceptsAnEventSlowlyBlocksNoReaderOfTheInventory) {
+TEST_F(LinkChanges, AControllerThatAcceptsAnEventSlowlyBlocksNeitherReadersNorTheRunningTest) {
     constexpr char previousCopy[] =
         "NIC_RM: Cache build is in progress. Returning previous copy of inventory.";
     Json::Value settings = ethernetSettings();
@@ -284,12 +284,16 @@ TEST_F(LinkChanges, AControllerThatAcceptsAnEventSlowlyBlocksNoReaderOfTheInvent
     ASSERT_TRUE(waitForLog(previousCopy, timesLogged(previousCopy) + 1));
     EXPECT_EQ(controllerCount("events"), 0) << "the reader has its copy and the controller no event yet";
 
-    const Ran test = runClient({"test", "708"});
-    EXPECT_EQ(test.status, 0) << test.output;
+    // The controller takes minutes of the host's time, a client's running test nine seconds of it.
+    EXPECT_EQ(runClient({"test", "708"}).status, 0);
     ASSERT_EQ(waitFor("event", 2), 0);
-    EXPECT_EQ(events(), (std::vector<int>{1384, 708}));
-    EXPECT_NE(eventTexts().at(1).find(R"("OperationalResourceType":["EthernetDevices"])"), std::string::npos)
+    EXPECT_EQ(runClient({"test", "708"}).status, 0);
+    ASSERT_EQ(waitFor("event", 3), 0);
+    EXPECT_EQ(events(), (std::vector<int>{1384, 708, 708}));
+    EXPECT_NE(eventTexts().at(1).find(R"("OperationalResourceType":[])"), std::string::npos)
         << eventTexts().at(1);
+    EXPECT_NE(eventTexts().at(2).find(R"("OperationalResourceType":["EthernetDevices"])"), std::string::npos)
+        << eventTexts().at(2);
     ASSERT_EQ(waitFor("inventory", before + 1), 0);
     EXPECT_EQ(inventoryText(before + 1).find("Linkdown"), std::string::npos) << "the previous copy";
     EXPECT_TRUE(waitUntil([this] {

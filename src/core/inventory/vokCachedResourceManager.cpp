@@ -14,6 +14,8 @@ namespace {
 constexpr double recentSeconds = 3.0;  // a cache younger than this needs no loop
 constexpr long defaultWakeSeconds = 30;
 constexpr int runningPasses = 3;
+constexpr unsigned triesPerSecond = 10;  // of the running test, for the lock of a build
+constexpr unsigned long microsecondsInSecond = 1000000;
 constexpr int lastReadinessPass = 8;  // of the aggregator, counted from 0
 
 }  // namespace
@@ -238,10 +240,11 @@ bool vokCachedResourceManager::isInventoryReady(int iteration) {
 
 bool vokCachedResourceManager::isRunning() {
     for (int pass = 1; pass <= runningPasses; ++pass) {
-        bool building = false;
+        // A pass without the lock: a build holds it, has emptied the records, and may never end.
+        bool building = true;
         std::size_t records = 0;
-        {
-            const std::lock_guard<std::mutex> lock(mlock);
+        unsigned long left = traits_.retryPauseSeconds * microsecondsInSecond;
+        if (std::unique_lock<std::mutex> lock(mlock, std::defer_lock); lockWithin(lock, left)) {
             building = _cacheBuildInProgress;
             records = recordCount();
             if ((!building && records > 0) || runsWithoutRecords()) return true;
@@ -249,9 +252,20 @@ bool vokCachedResourceManager::isRunning() {
         VOK_LOG_WARNING(traits_.tag, "_cacheBuildInProgress = %d,%s.size() =%s%zu,retryCount =%s%d",
                         building ? 1 : 0, traits_.recordsName, traits_.equalsBlank, records,
                         traits_.equalsBlank, pass);
-        vokHostAccess().pause(traits_.retryPauseSeconds * 1000000UL);
+        if (left > 0) vokHostAccess().pause(left);
     }
     return false;
+}
+
+bool vokCachedResourceManager::lockWithin(std::unique_lock<std::mutex>& lock, unsigned long& microseconds) {
+    constexpr unsigned long step = microsecondsInSecond / triesPerSecond;
+    // By pauses, since the host's pause is independent of the wall clock, which may be set meanwhile.
+    while (!lock.try_lock()) {
+        if (microseconds < step) return false;
+        vokHostAccess().pause(step);
+        microseconds -= step;
+    }
+    return true;
 }
 
 void vokCachedResourceManager::stopResourceManagerJob() {

@@ -32,6 +32,7 @@ public:
     bool getInventoryJsonObject(std::vector<Json::Value>& out) override;
     // Returns 0 and leaves `out` unchanged if the manager has only one inventory, or none of this type.
     int getInventoryJsonObject2(int type, std::vector<Json::Value>& out) override;
+    // Returns after three pauses at the latest, also if a build never ends.
     bool isRunning() override;
     bool isInventoryReady(int iteration) override;
     // All results come from the build that was current, or previous, when the reader was opened.
@@ -150,6 +151,9 @@ private:
     bool isFresh();
     void runLoop();
     Snapshot takeSnapshot();
+    // Locks within a number of microseconds, which it reduces by the time that has passed. False if the lock
+    // was held by others throughout.
+    static bool lockWithin(std::unique_lock<std::mutex>& lock, unsigned long& microseconds);
     // The results of the two getters, from a snapshot.
     bool answer(const Snapshot& snapshot, std::vector<Json::Value>& out) const;
     int answer(const Snapshot& snapshot, int type, std::vector<Json::Value>& out) const;

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <future>
+#include <numeric>
 #include <thread>
 
 #include "core/inventory/SampleManager.h"
@@ -195,6 +197,83 @@ TEST_F(CachedResourceManager, IsRunningWithoutRecordsIfItsClassAllowsIt) {
     manager.runsEmpty = true;
     EXPECT_TRUE(manager.isRunning());
     EXPECT_THAT(clock.pauses(), IsEmpty());
+}
+
+class RunningTest : public CachedResourceManager {
+protected:
+    // Holds the lock of the records on another thread, as a build does, until the pause with this number,
+    // counted from 1, begins, or until release().
+    void lockUntilPause(SampleManager& manager, std::size_t pauses) {
+        std::promise<void> locked;
+        holder = std::thread([&] {
+            const std::lock_guard<std::mutex> lock(manager.mlock);
+            locked.set_value();
+            released.get_future().wait();
+        });
+        locked.get_future().wait();
+        clock.onPause = [this, pauses](unsigned long) {
+            if (clock.pauses().size() + 1 == pauses) release();
+        };
+    }
+    void release() {
+        if (!holder.joinable()) return;
+        released.set_value();
+        holder.join();
+    }
+    // In microseconds.
+    unsigned long pausedInAll() const {
+        const std::vector<unsigned long> pauses = clock.pauses();
+        return std::accumulate(pauses.begin(), pauses.end(), 0ul);
+    }
+    std::promise<void> released;
+    std::thread holder;
+};
+
+TEST_F(RunningTest, ABuildThatNeverEndsIsNotRunningAfterNineSeconds) {
+    SampleManager manager;
+    manager.cacheBuild();
+    lockUntilPause(manager, 1000);
+    host.part<FakeSystemLog>().clear();
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_EQ(pausedInAll(), 9000000u);
+    EXPECT_THAT(
+        loggedLines(host),
+        ElementsAre("WARNING TEST_RM: _cacheBuildInProgress = 1,TestInventory.size() =0,retryCount =1",
+                    "WARNING TEST_RM: _cacheBuildInProgress = 1,TestInventory.size() =0,retryCount =2",
+                    "WARNING TEST_RM: _cacheBuildInProgress = 1,TestInventory.size() =0,retryCount =3"));
+    release();
+}
+
+// The pauses of a tenth of a second: 30 a pass.
+TEST_F(RunningTest, ABuildThatEndsDuringAPassIsNoticedInThatPass) {
+    SampleManager manager;
+    manager.cacheBuild();
+    lockUntilPause(manager, 45);
+    EXPECT_TRUE(manager.isRunning());
+    EXPECT_EQ(pausedInAll(), 4500000u);
+    EXPECT_TRUE(
+        hasLogged(host, "WARNING TEST_RM: _cacheBuildInProgress = 1,TestInventory.size() =0,retryCount =1"));
+    EXPECT_FALSE(
+        hasLogged(host, "WARNING TEST_RM: _cacheBuildInProgress = 1,TestInventory.size() =0,retryCount =2"));
+}
+
+TEST_F(RunningTest, TheWaitForTheLockIsPartOfThePauseOfAPass) {
+    SampleManager manager;  // has no records
+    lockUntilPause(manager, 10);
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_EQ(pausedInAll(), 9000000u);
+    EXPECT_EQ(clock.pauses().at(10), 2000000u) << "what is left of the first pass";
+    EXPECT_TRUE(
+        hasLogged(host, "WARNING TEST_RM: _cacheBuildInProgress = 0,TestInventory.size() =0,retryCount =1"));
+}
+
+TEST_F(RunningTest, AClockThatIsSetBackDoesNotLengthenIt) {
+    SampleManager manager;
+    lockUntilPause(manager, 1000);
+    clock.onPause = [&](unsigned long) { clock.set(1000000000); };
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_EQ(pausedInAll(), 9000000u);
+    release();
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <csignal>
 #include <ctime>
 
+#include "platform/access/vokHostAccess.h"
+
 namespace {
 
 volatile sig_atomic_t statusAtNextSignal;
@@ -81,8 +83,7 @@ void vokdHoldSignals() {
 
 int vokdWaitForSignal(int seconds) {
     const sigset_t set = setOfAwaited(false);
-    const timespec limit{seconds, 0};
-    const int number = ::sigtimedwait(&set, nullptr, &limit);
+    const int number = vokHostAccess().waitForSignal(&set, seconds);
     return number > 0 ? number : 0;
 }
 

@@ -6,8 +6,8 @@
 // on waits for vokdWaitForSignal().
 void vokdHoldSignals();
 
-// Waits for a signal, at most `seconds`: SIGTERM or SIGINT, which end the agent; SIGHUP; or one that must not
-// end it (SIGUSR1, SIGUSR2, SIGALRM). Returns the signal's number, or 0 on time-out.
+// Waits for a signal, at most `seconds` of the host: SIGTERM or SIGINT, which end the agent; SIGHUP; or one
+// that must not end it (SIGUSR1, SIGUSR2, SIGALRM). Returns the signal's number, or 0 on time-out.
 int vokdWaitForSignal(int seconds);
 
 // True for SIGTERM and SIGINT.

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -173,6 +174,19 @@ void SimulatedHostAccess::pause(unsigned long microseconds) {
         const std::int64_t left = machineDuration(clock, end - lineAt(clock, machineNow()));
         if (left <= 0) return;
         vokRootedHostAccess::pause(static_cast<unsigned long>(std::min(left, longestSleep) / 1000 + 1));
+        state_.readClock(clock);
+    }
+}
+
+int SimulatedHostAccess::waitForSignal(const sigset_t* signals, long seconds) {
+    ClockState clock{};
+    if (!state_.readClock(clock)) return vokRootedHostAccess::waitForSignal(signals, seconds);
+    const std::int64_t end = lineAt(clock, machineNow()) + seconds * nanosecondsInSecond;
+    for (;;) {
+        const std::int64_t left = machineDuration(clock, end - lineAt(clock, machineNow()));
+        const timespec slice{0, static_cast<long>(std::min(left, longestSleep))};
+        const int number = ::sigtimedwait(signals, nullptr, &slice);
+        if (number > 0 || errno != EAGAIN || left <= longestSleep) return number;
         state_.readClock(clock);
     }
 }

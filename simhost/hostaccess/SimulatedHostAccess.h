@@ -38,6 +38,7 @@ public:
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
+    int waitForSignal(const sigset_t* signals, long seconds) override;
 
 private:
     HostState state_;

@@ -381,6 +381,26 @@ TEST_F(SimulatedHostProcess, APauseTakesTheHostsTimeAndNoNoticeOfJumps) {
     EXPECT_LT(after.uptime - before.uptime, 1000);
 }
 
+TEST_F(SimulatedHostProcess, AWaitForASignalTakesTheHostsTime) {
+    startHost({"--speed", "100"});
+    const auto host = access();
+    sigset_t signals, before;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    ::pthread_sigmask(SIG_BLOCK, &signals, &before);
+    struct sysinfo begin {
+    }, end{};
+    host->systemInformation(&begin);
+    EXPECT_EQ(host->waitForSignal(&signals, 60), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    host->systemInformation(&end);
+    EXPECT_GE(end.uptime - begin.uptime, 59);
+    EXPECT_LT(end.uptime - begin.uptime, 1000);
+    ::pthread_kill(::pthread_self(), SIGUSR1);
+    EXPECT_EQ(host->waitForSignal(&signals, 86400), SIGUSR1);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 TEST_F(SimulatedHostProcess, TheClockGoesOnWhenTheHostProcessIsGone) {
     startHost({"--speed", "1000"});
     const auto host = access();

@@ -61,3 +61,9 @@ void FakeClock::pause(unsigned long microseconds) {
     pauses_.push_back(microseconds);
     now_.tv_sec += static_cast<time_t>(microseconds / 1000000);
 }
+
+int FakeClock::waitForSignal(const sigset_t*, long seconds) {
+    advance(seconds);
+    errno = EAGAIN;
+    return -1;
+}

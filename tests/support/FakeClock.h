@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 #include <atomic>
+#include <csignal>
 #include <ctime>
 #include <functional>
 #include <mutex>
@@ -34,6 +35,7 @@ public:
     int wallClock(timespec* time);
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline);
     void pause(unsigned long microseconds);
+    int waitForSignal(const sigset_t* signals, long seconds);  // no signal ever comes
 
 private:
     mutable std::mutex guard_;

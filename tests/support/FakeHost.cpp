@@ -84,6 +84,10 @@ public:
     }
     void pause(unsigned long microseconds) override { part<FakeClock>().pause(microseconds); }
 
+    int waitForSignal(const sigset_t* signals, long seconds) override {
+        return part<FakeClock>().waitForSignal(signals, seconds);
+    }
+
     int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override {
         return part<FakeThreads>().start(thread, body, argument);
     }

@@ -151,6 +151,11 @@ void vokKernelHostAccess::pause(unsigned long microseconds) {
     }
 }
 
+int vokKernelHostAccess::waitForSignal(const sigset_t* signals, long seconds) {
+    const timespec limit{seconds, 0};
+    return ::sigtimedwait(signals, nullptr, &limit);
+}
+
 int vokKernelHostAccess::startThread(pthread_t* thread, void* (*body)(void*), void* argument) {
     return ::pthread_create(thread, nullptr, body, argument);
 }

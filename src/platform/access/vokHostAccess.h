@@ -11,6 +11,7 @@
 #include <pthread.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -62,6 +63,8 @@ public:
                           const struct timespec* deadline) = 0;
     // Sleeps for the whole time, even if signals arrive.
     virtual void pause(unsigned long microseconds) = 0;
+    // sigtimedwait(2) for `seconds`: the number of the signal, or -1 with errno, EAGAIN if none came.
+    virtual int waitForSignal(const sigset_t* signals, long seconds) = 0;
 
     // pthread_create(3) with default attributes, and pthread_join(3) without the thread's result: 0, or an
     // error number.
@@ -107,6 +110,7 @@ public:
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
+    int waitForSignal(const sigset_t* signals, long seconds) override;
     int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override;
     int joinThread(pthread_t thread) override;
     void systemLog(int priority, const std::string& text) override;

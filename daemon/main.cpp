@@ -15,6 +15,7 @@
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
 #include "core/vokJobManager.h"
+#include "daemon/vokdClockCheck.h"
 #include "daemon/vokdConfigReport.h"
 #include "daemon/vokdCrashTrace.h"
 #include "daemon/vokdInstanceLock.h"
@@ -32,7 +33,7 @@
 
 namespace {
 
-constexpr int secondsBetweenLogChecks = 60;
+constexpr int secondsBetweenChecks = 60;
 
 bool useHostRoot(const std::string& root) {
     std::string error;
@@ -136,9 +137,11 @@ void logStart(const vokdOptions& options) {
 
 // Returns the number of the signal.
 int waitForTheEnd() {
+    vokdClockCheck clockCheck;
     for (;;) {
         vokdEnforceLogLimits();
-        const int signal = vokdWaitForSignal(secondsBetweenLogChecks);
+        clockCheck.run();
+        const int signal = vokdWaitForSignal(secondsBetweenChecks);
         if (vokdSignalEndsTheAgent(signal)) return signal;
         if (signal == SIGHUP) {
             if (Logging::Logger::getInstance()->reopenLogs())

@@ -5,7 +5,6 @@
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
-#include "platform/access/vokWait.h"
 #include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokJsonAggregator.h"
 
@@ -22,6 +21,7 @@ pthread_t vokIPMIDBService::thread;
 bool vokIPMIDBService::threadCreated = false;
 std::mutex vokIPMIDBService::cmutex;
 std::condition_variable vokIPMIDBService::cond;
+vokDeadline vokIPMIDBService::deadline;
 bool vokIPMIDBService::stopMoni = false;
 bool vokIPMIDBService::checkIPMIDevice = false;
 
@@ -50,12 +50,17 @@ void vokIPMIDBService::stopvokIPMIDBService() {
     if (result != 0) VOK_LOG_ERROR("IPMI_DB", "Error: Unable to join thread: %d", result);
 }
 
+bool vokIPMIDBService::recheckWait() {
+    const std::lock_guard<std::mutex> lock(cmutex);
+    return vokEndOvertakenWait(cond, deadline);
+}
+
 void vokIPMIDBService::startMonitoring() {
     const long long interval = vokConfig::getInstance()->getDoorBellSleepInterval() * 60LL;
     std::unique_lock<std::mutex> lock(cmutex);
     for (;;) {
         if (!stopMoni && !checkIPMIDevice) {
-            if (vokWaitFor(cond, lock, interval) == vokWaitResult::clockFailed) {
+            if (vokWaitFor(cond, lock, deadline, interval) == vokWaitResult::clockFailed) {
                 const int reason = errno;  // logging may change it
                 VOK_LOG_ERROR("IPMI_DB", "Failed to get current time! (error no: %d)", reason);
                 return;

@@ -5,6 +5,8 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "platform/access/vokWait.h"
+
 class vokIPMIDBService {
 public:
     static vokIPMIDBService* getInstance();
@@ -12,6 +14,9 @@ public:
     void startvokIPMIDBService();
     // Ends the thread and joins it; a poll in progress is finished first.
     void stopvokIPMIDBService();
+    // Ends the thread's wait if the wall clock has been set back beyond its begin; a poll follows. Returns
+    // true if the thread was woken.
+    bool recheckWait();
 
     // The thread's body.
     void startMonitoring();
@@ -23,6 +28,7 @@ private:
     static bool threadCreated;
     static std::mutex cmutex;  // guards the two flags
     static std::condition_variable cond;
+    static vokDeadline deadline;  // of the wait; under cmutex
     static bool stopMoni;
     static bool checkIPMIDevice;  // a poll is due
 };

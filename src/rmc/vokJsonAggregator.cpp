@@ -14,7 +14,6 @@
 #include "core/inventory/vokResourceManager.h"
 #include "core/inventory/vokResources.h"
 #include "platform/access/vokHostAccess.h"
-#include "platform/access/vokWait.h"
 #include "rmc/ipmi/vokipmi.h"
 
 namespace {
@@ -45,6 +44,7 @@ pthread_t vokJsonAggregator::thread;
 bool vokJsonAggregator::threadCreated = false;
 std::mutex vokJsonAggregator::cmutex;
 std::condition_variable vokJsonAggregator::cond;
+vokDeadline vokJsonAggregator::deadline;
 
 vokJsonAggregator* vokJsonAggregator::getInstance() {
     static auto* const instance = new vokJsonAggregator;
@@ -88,6 +88,11 @@ void vokJsonAggregator::stopvokJsonAggregator() {
     if (result != 0) VOK_LOG_ERROR("JSON_AGGR", "Error: Unable to join thread: %d", result);
 }
 
+bool vokJsonAggregator::recheckWait() {
+    const std::lock_guard<std::mutex> lock(cmutex);
+    return vokEndOvertakenWait(cond, deadline);
+}
+
 void vokJsonAggregator::initializeCachePush() {
     const long long interval = vokConfig::getInstance()->getInventoryPushIntervalSettings() * 60LL;
     std::unique_lock<std::mutex> lock(cmutex);
@@ -122,7 +127,7 @@ bool vokJsonAggregator::checkIfInventoryReady(std::unique_lock<std::mutex>& lock
 }
 
 bool vokJsonAggregator::aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds) {
-    if (vokWaitFor(cond, lock, seconds) == vokWaitResult::clockFailed) {
+    if (vokWaitFor(cond, lock, deadline, seconds) == vokWaitResult::clockFailed) {
         const int reason = errno;  // logging may change it
         VOK_LOG_ERROR("JSON_AGGR", "Failed to get current time! (errno: %d)", reason);
         return false;

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <string>
 
+#include "platform/access/vokWait.h"
+
 class vokResourceManager;
 struct vokResource;
 
@@ -20,6 +22,9 @@ public:
     void sendInventory(bool fromResourceManager);
     // Ends the thread and joins it; a push in progress is finished first.
     void stopvokJsonAggregator();
+    // Ends the thread's wait if the wall clock has been set back beyond its begin: a push whose predecessor
+    // is still to come by the clock is due. Returns true if the thread was woken.
+    bool recheckWait();
     // True if the first push has been made, or had nothing to send.
     bool isInventorySent();
 
@@ -50,4 +55,5 @@ private:
     static bool threadCreated;
     static std::mutex cmutex;  // guards the flags
     static std::condition_variable cond;
+    static vokDeadline deadline;  // of the wait; under cmutex
 };

@@ -11,6 +11,7 @@
 #include "support/FakeHost.h"
 #include "support/FakeNetwork.h"
 #include "support/FakeSystem.h"
+#include "support/FakeSystemLog.h"
 #include "support/LoggedLines.h"
 
 namespace HostResourceManagerTest {
@@ -286,23 +287,20 @@ TEST_F(HostManager, RefreshesEverySixtySecondsWhateverTheConfigurationSays) {
 
 class ClockSetBack : public HostManager {
 protected:
-    // The number of builds when the clock is set back by this many seconds before the wait after the first
-    // one.
+    // The number of builds if the clock is set back by this many seconds between the first build and the wait
+    // after it, which times out.
     long buildsAfter(time_t setBack) {
-        long waits = 0;
+        host.part<FakeSystemLog>().onLine = [this, setBack, done = false](const std::string& line) mutable {
+            if (done || line.find("Exiting CacheBuild") == std::string::npos) return;
+            done = true;
+            clock.advance(-setBack);
+        };
         long builds = 0;
-        clock.onTimedWait = [&](const timespec&) {
-            switch (++waits) {
-                case 1:
-                    clock.advance(-setBack);
-                    return true;
-                case 2:
-                    return false;
-                default:
-                    builds = countLogged(host, "DEBUG HOST_RM: Exiting CacheBuild");
-                    clock.failReads(1);  // ends the thread
-                    return true;
-            }
+        clock.onTimedWait = [&, waits = 0](const timespec&) mutable {
+            if (++waits == 1) return false;
+            builds = countLogged(host, "DEBUG HOST_RM: Exiting CacheBuild");
+            clock.failReads(3);  // ends the thread in its next wait
+            return false;
         };
         manager.startInventory();
         return builds;
@@ -313,8 +311,16 @@ TEST_F(ClockSetBack, ATimeOutInTheSecondOfTheLastBuildRefreshes) {
     EXPECT_EQ(buildsAfter(60), 2);
 }
 
-TEST_F(ClockSetBack, ATimeOutBeforeTheLastBuildDoesNotRefresh) {
+TEST_F(ClockSetBack, ATimeOutASecondBeforeTheLastBuildDoesNotRefresh) {
     EXPECT_EQ(buildsAfter(61), 1);
+}
+
+TEST_F(ClockSetBack, ATimeOutFiveSecondsBeforeTheLastBuildDoesNotRefresh) {
+    EXPECT_EQ(buildsAfter(65), 1);
+}
+
+TEST_F(ClockSetBack, ATimeOutMoreThanFiveSecondsBeforeTheLastBuildRefreshes) {
+    EXPECT_EQ(buildsAfter(66), 2);
 }
 
 TEST_F(HostManager, ReachesTheBootVerdictOnceThenRunsUntilItIsStopped) {

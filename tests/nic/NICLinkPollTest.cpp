@@ -21,13 +21,14 @@ protected:
             if (inWait) inWait(++wait);
             // A clock that can't be read ends the loop: once after this wait, once before the next.
             if (waits-- == 0) clock.failReads(2);
-            return false;
+            return inWait && wait == signalledWait;
         };
         manager.startInventory();
     }
     long polls() { return commandCount(pollCommand); }
     long builds() { return countLogged(host, "DEBUG NIC_RM: Building NIC Cache"); }
     long delay = 0;
+    int signalledWait = 0;            // the wait that ends by a signal; needs inWait
     std::function<void(int)> inWait;  // called in each wait, counted from 1, before its ten seconds pass
 };
 
@@ -106,6 +107,29 @@ TEST_F(LinkPoll, ALinkLostAfterThePollIsReportedByTheNextBuild) {
     EXPECT_EQ(requestsBefore, 0u) << "an event before the build";
     EXPECT_EQ(builds(), 2);
     EXPECT_EQ(ipmi.remoteCommandPayloads().size(), 1u);
+}
+
+// The wait in which the clock is set back has begun at a time that is then still to come, so it ends at once.
+TEST_F(LinkPoll, AClockThatIsSetBackCausesABuildAndTheNextPollTenSecondsAfterIt) {
+    inWait = [this](int wait) {
+        if (wait == 3) clock.advance(-86400);
+    };
+    signalledWait = 3;
+    run(5);
+    EXPECT_EQ(builds(), 2);
+    EXPECT_EQ(polls(), 2);
+}
+
+// The last build is then 300 s old, which is within the refresh interval.
+TEST_F(LinkPoll, AClockThatIsSetBackAfterTheLastBuildCausesNeitherABuildNorAPoll) {
+    delay = 300;
+    inWait = [this](int wait) {
+        if (wait == 3) clock.advance(-20);
+    };
+    signalledWait = 3;
+    run(5);
+    EXPECT_EQ(builds(), 1);
+    EXPECT_EQ(polls(), 0);
 }
 
 class LinkCheck : public NICFixture {};

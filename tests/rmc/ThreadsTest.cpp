@@ -147,6 +147,35 @@ TEST_F(Threads, ARequestBetweenTwoPushesWakesTheAggregator) {
     EXPECT_EQ(pushes(), 2U);
 }
 
+TEST_F(Threads, APushWhosePredecessorIsStillToComeByTheClockIsDue) {
+    letWaitsPass(1);
+    startAggregator();
+    awaitWait(2);
+    EXPECT_FALSE(aggregator.recheckWait());
+    clock.advance(-5);
+    EXPECT_FALSE(aggregator.recheckWait());
+    clock.advance(-31536000);
+    EXPECT_TRUE(aggregator.recheckWait());
+    awaitWait(3);
+    EXPECT_EQ(pushes(), 2U);
+    EXPECT_FALSE(aggregator.recheckWait());
+    aggregator.stopvokJsonAggregator();
+    EXPECT_EQ(pushes(), 2U);
+}
+
+TEST_F(Threads, AReadinessPauseEndsWhenTheClockIsSetBackBeyondItsBegin) {
+    manager.readyFromPass = 1;
+    letWaitsPass(0);
+    startAggregator();
+    awaitWait(1);
+    clock.advance(-31536000);
+    EXPECT_TRUE(aggregator.recheckWait());
+    awaitWait(2);
+    EXPECT_EQ(pushes(), 0U);
+    EXPECT_THAT(manager.readinessPasses, ElementsAre(0));
+    aggregator.stopvokJsonAggregator();
+}
+
 TEST_F(Threads, ARequestBeforeTheFirstPushDoesNotWakeTheAggregator) {
     letWaitsPass(0);
     startAggregator();
@@ -189,6 +218,21 @@ TEST_F(Threads, AStopInTheWaitEndsTheDoorBellWithoutAPoll) {
     service.stopvokIPMIDBService();
     EXPECT_EQ(ipmi.opens(), 0);
     EXPECT_TRUE(ipmi.requests().empty());
+}
+
+TEST_F(Threads, ADoorBellIsPolledWhenTheClockIsSetBackBeyondTheBeginOfItsWait) {
+    ipmi.answer({{0}});
+    letWaitsPass(0);
+    startDoorBell();
+    awaitWait(1);
+    EXPECT_FALSE(service.recheckWait());
+    clock.advance(-31536000);
+    EXPECT_TRUE(service.recheckWait());
+    awaitWait(2);
+    EXPECT_EQ(ipmi.requests().size(), 1U);
+    EXPECT_FALSE(service.recheckWait());
+    service.stopvokIPMIDBService();
+    EXPECT_EQ(ipmi.requests().size(), 1U);
 }
 
 TEST_F(Threads, AStopDuringAPollLetsItFinish) {

@@ -42,7 +42,7 @@ TEST_F(LogLimit, AFileLargerThan499999999BytesIsBackedUpWholeAndStartedAgain) {
 }
 
 TEST_F(LogLimit, AFileBelowThatIsLeftAlone) {
-    EXPECT_EQ(backupsOfALogOf(499990000), 0u);
+    EXPECT_EQ(backupsOfALogOf(499900000), 0u);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "core/base/vokLog.h"
 #include "core/inventory/vokPushRequest.h"
 #include "platform/access/vokHostAccess.h"
-#include "platform/access/vokWait.h"
 
 namespace {
 
@@ -93,7 +92,6 @@ void vokCachedResourceManager::runLoop() {
     const long refreshSeconds = refreshInterval();
     const long wakeSeconds = wakeInterval(refreshSeconds);
 
-    timespec deadline{};
     bool resumes = false;  // the next wait continues one that was interrupted for work
     unsigned buildsAtDeadline = 0;
     std::unique_lock<std::mutex> lock(cmutex);
@@ -103,15 +101,15 @@ void vokCachedResourceManager::runLoop() {
             // for it and the one after that too late.
             if (!resumes || builds_ != buildsAtDeadline) {
                 buildsAtDeadline = builds_;
-                if (!vokDeadlineAfter(wakeSeconds, deadline)) {
+                if (!deadline_.set(wakeSeconds)) {
                     const int reason = errno;  // logging may change it
                     VOK_LOG_ERROR(traits_.tag, "Failed to get current time! (errno: %d)", reason);
                     return;
                 }
             }
-            const vokWaitResult result = vokWaitUntil(cond, lock, deadline);
+            const vokWaitResult result = vokWaitUntil(cond, lock, deadline_);
             resumes = result == vokWaitResult::signalled && workWanted;
-            if (result == vokWaitResult::timedOut) onTimeOut(vokWallClockSeconds(), refreshSeconds);
+            if (result == vokWaitResult::timedOut) decideRefresh(refreshSeconds);
         }
         workWanted = false;
         lock.unlock();
@@ -121,6 +119,20 @@ void vokCachedResourceManager::runLoop() {
         if (buildWanted) cacheBuild();
         lock.lock();
     }
+}
+
+void vokCachedResourceManager::decideRefresh(long refreshSeconds) {
+    const time_t now = vokWallClockSeconds();
+    const bool isClockRead = now != 0;
+    if (isClockRead && vokIsStillToCome(lastRefreshTime, now))
+        refreshCache = true;
+    else
+        onTimeOut(now, refreshSeconds);
+}
+
+bool vokCachedResourceManager::recheckWait() {
+    const std::lock_guard<std::mutex> lock(cmutex);
+    return vokEndOvertakenWait(cond, deadline_);
 }
 
 // --- the build ---

@@ -15,6 +15,7 @@
 #include "core/inventory/vokManagerTraits.h"
 #include "core/inventory/vokRecords.h"
 #include "core/inventory/vokResourceManager.h"
+#include "platform/access/vokWait.h"
 
 // The JSON of one build, a list for each type, type 1 first. Readers share it, so it is never changed.
 using vokInventorySet = std::vector<std::vector<Json::Value>>;
@@ -37,6 +38,7 @@ public:
     bool isInventoryReady(int iteration) override;
     // All results come from the build that was current, or previous, when the reader was opened.
     std::unique_ptr<vokInventoryReader> openReader() override;
+    bool recheckWait() override;
 
     // Copies the current inventory to the previous one, and likewise the records that are compared; mlock
     // is held.
@@ -63,7 +65,8 @@ protected:
     // Length of one wait in seconds. Default: the refresh interval, or 30 if that is not positive.
     virtual long wakeInterval(long refreshSeconds);
     // Called with cmutex held when a wait has timed out at `now`: sets refreshCache or flags of the derived
-    // class, and must take no other lock. Default: requests a build when the refresh interval has passed
+    // class, and must take no other lock. Not called if the last refresh is still to come by the clock, which
+    // has then been set back: a build is due. Default: requests a build when the refresh interval has passed
     // since the last one.
     virtual void onTimeOut(time_t now, long refreshSeconds);
     // Between two waits, before the build if one is wanted; no lock is held. For status polls and the work
@@ -150,6 +153,8 @@ private:
     bool hasRecords();
     bool isFresh();
     void runLoop();
+    // After a wait that has timed out; cmutex is held.
+    void decideRefresh(long refreshSeconds);
     Snapshot takeSnapshot();
     // Locks within a number of microseconds, which it reduces by the time that has passed. False if the lock
     // was held by others throughout.
@@ -160,5 +165,6 @@ private:
     bool copyOut(const Snapshot& snapshot, std::size_t index, std::vector<Json::Value>& out) const;
 
     std::atomic<bool> active_{false};
+    vokDeadline deadline_;             // of the loop's wait; under cmutex
     std::atomic<unsigned> builds_{0};  // ended so far
 };

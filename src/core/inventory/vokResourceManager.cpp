@@ -38,3 +38,7 @@ int vokResourceManager::getFileServiceJsonObject(std::vector<Json::Value>&) {
 std::unique_ptr<vokInventoryReader> vokResourceManager::openReader() {
     return std::make_unique<ForwardingReader>(*this);
 }
+
+bool vokResourceManager::recheckWait() {
+    return false;
+}

@@ -30,6 +30,9 @@ public:
     virtual bool isInventoryReady(int iteration) = 0;
     // For a reader that makes several requests. By default each of them is forwarded to the manager.
     virtual std::unique_ptr<vokInventoryReader> openReader();
+    // Ends the wait of the manager's thread if the wall clock has been set back beyond its begin. The thread
+    // then does what is due by the clock, and waits anew. Returns true if it was woken.
+    virtual bool recheckWait();
 
 protected:
     ~vokResourceManager() = default;

@@ -191,6 +191,85 @@ TEST_F(CachedResourceManager, AFailingClockEndsTheThreadAndLeavesTheCache) {
     manager.stopResourceManagerJob();  // the mutex of the wait is free
 }
 
+// --- a clock that is set ---
+
+TEST_F(CachedResourceManager, AWaitBegunAtATimeStillToComeEndsAndARefreshStillToComeIsDue) {
+    SampleManager manager;
+    std::vector<std::pair<long long, int>> waitedAndBuilt;
+    clock.onTimedWait = [&](const timespec&) {
+        waitedAndBuilt.emplace_back(clock.waitedSeconds().back(), manager.builds);
+        if (waits++ == 0) {
+            clock.advance(-31536000);
+            return true;  // woken, as by recheckWait()
+        }
+        manager.stopSample = true;
+        return true;
+    };
+    manager.startInventory();
+    EXPECT_THAT(waitedAndBuilt, ElementsAre(std::pair(60, 1), std::pair(60, 2)));
+    EXPECT_EQ(manager.lastRefreshTime, 1700000000 - 31536000);
+}
+
+// The last refresh was 30 s before the wait began.
+TEST_F(CachedResourceManager, AWaitThatEndsSinceTheClockWasSetBackDoesNoWorkThatIsNotDue) {
+    struct Manager : SampleManager {
+        long wakeInterval(long) override { return 10; }
+    } manager;
+    manager.secondsBetweenBuilds = 3600;
+    std::vector<int> buildsAtWait;
+    clock.onTimedWait = [&](const timespec&) {
+        buildsAtWait.push_back(manager.builds);
+        if (++waits == 4) clock.advance(-20);
+        manager.stopSample = waits == 6;
+        return waits == 4 || waits == 6;
+    };
+    manager.startInventory();
+    EXPECT_THAT(buildsAtWait, ElementsAre(1, 1, 1, 1, 1, 1));
+    EXPECT_THAT(clock.waitedSeconds(), ElementsAre(10, 10, 10, 10, 10, 10));
+}
+
+// Forward by a year: the wait times out, and the refresh has its time from the wrong clock. Then back.
+TEST_F(CachedResourceManager, AClockSetForwardAndBackDelaysNoRefresh) {
+    clock.timedWaitsHold = true;
+    SampleManager manager;
+    std::thread loop([&] { manager.startInventory(); });
+    const auto buildsSoFar = [&] {
+        const std::lock_guard<std::mutex> lock(manager.mlock);
+        return manager.builds;
+    };
+    const auto awaitWait = [&](std::size_t number) {
+        while (clock.waitedSeconds().size() < number) std::this_thread::yield();
+    };
+    awaitWait(1);
+    EXPECT_FALSE(manager.recheckWait());
+    clock.advance(31536000);
+    EXPECT_FALSE(manager.recheckWait()) << "its deadline has come, which ends the wait by itself";
+    manager.requestRefresh();  // in place of that
+    awaitWait(2);
+    EXPECT_EQ(manager.lastRefreshTime, 1700000000 + 31536000);
+    clock.advance(-31536000);
+    EXPECT_TRUE(manager.recheckWait());
+    awaitWait(3);
+    EXPECT_EQ(buildsSoFar(), 3);
+    EXPECT_EQ(manager.lastRefreshTime, 1700000000);
+    EXPECT_FALSE(manager.recheckWait());
+    manager.stopResourceManagerJob();
+    loop.join();
+}
+
+TEST_F(CachedResourceManager, ARecheckDuringABuildWakesNobody) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        EXPECT_FALSE(manager.recheckWait());
+        clock.advance(-3600);
+        EXPECT_FALSE(manager.recheckWait());
+        return SampleManager::gathered::complete;
+    };
+    stopInWait(manager, 2);
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 2);
+}
+
 // --- the stop ---
 
 TEST_F(CachedResourceManager, StoppedBeforeItsStartBuildsNothing) {

@@ -12,7 +12,9 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <future>
 #include <limits>
+#include <thread>
 
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokRootedHostAccess.h"
@@ -315,25 +317,27 @@ TEST(WaitFor, ReportsTimeOutSignalAndAFailingClock) {
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
-    EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::timedOut);
+    vokDeadline deadline;
+    EXPECT_EQ(vokWaitFor(condition, lock, deadline, 60), vokWaitResult::timedOut);
     EXPECT_EQ(clock.waitedSeconds(), std::vector<long long>{60});
     clock.onTimedWait = [](const timespec&) { return true; };
-    EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::signalled);
+    EXPECT_EQ(vokWaitFor(condition, lock, deadline, 60), vokWaitResult::signalled);
     clock.failReads(1);
-    EXPECT_EQ(vokWaitFor(condition, lock, 60), vokWaitResult::clockFailed);
+    EXPECT_EQ(vokWaitFor(condition, lock, deadline, 60), vokWaitResult::clockFailed);
 }
 
 TEST(WaitFor, AnIntervalBeyondTheClockIsClampedToItsEnd) {
     const FakeHost host;
     time_t deadlineSeconds = 0;
-    host.part<FakeClock>().onTimedWait = [&](const timespec& deadline) {
-        deadlineSeconds = deadline.tv_sec;
+    host.part<FakeClock>().onTimedWait = [&](const timespec& end) {
+        deadlineSeconds = end.tv_sec;
         return true;
     };
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
-    vokWaitFor(condition, lock, std::numeric_limits<long long>::max());
+    vokDeadline deadline;
+    vokWaitFor(condition, lock, deadline, std::numeric_limits<long long>::max());
     EXPECT_EQ(deadlineSeconds, std::numeric_limits<time_t>::max());
 }
 
@@ -342,8 +346,85 @@ TEST(WaitFor, ANegativeIntervalIsZero) {
     std::mutex mutex;
     std::condition_variable condition;
     std::unique_lock<std::mutex> lock(mutex);
-    EXPECT_EQ(vokWaitFor(condition, lock, -5), vokWaitResult::timedOut);
+    vokDeadline deadline;
+    EXPECT_EQ(vokWaitFor(condition, lock, deadline, -5), vokWaitResult::timedOut);
     EXPECT_EQ(host.part<FakeClock>().waitedSeconds(), std::vector<long long>{0});
+}
+
+// --- a clock that is set back ---
+
+TEST(WaitFor, EndsAsTimedOutWhenTheClockWasSetBackBeyondItsBegin) {
+    const FakeHost host;
+    auto& clock = host.part<FakeClock>();
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    vokDeadline deadline;
+    for (const auto& [setBack, result] : {std::pair(0, vokWaitResult::signalled),
+                                          {5, vokWaitResult::signalled},
+                                          {6, vokWaitResult::timedOut},
+                                          {86400, vokWaitResult::timedOut},
+                                          {-86400, vokWaitResult::signalled}}) {
+        clock.set(1700000000);
+        clock.onTimedWait = [&, seconds = setBack](const timespec&) {
+            clock.advance(-seconds);
+            return true;
+        };
+        EXPECT_EQ(vokWaitFor(condition, lock, deadline, 60), result) << setBack;
+        EXPECT_EQ(deadline.end().tv_sec, 1700000060);
+    }
+}
+
+TEST(WaitFor, AClockThatCannotBeReadAfterASignalWasNotSetBack) {
+    const FakeHost host;
+    auto& clock = host.part<FakeClock>();
+    clock.onTimedWait = [&](const timespec&) {
+        clock.failReads(1);
+        return true;
+    };
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    vokDeadline deadline;
+    EXPECT_EQ(vokWaitFor(condition, lock, deadline, 60), vokWaitResult::signalled);
+}
+
+TEST(EndOvertakenWait, WakesOnlyAThreadThatWaitsSinceATimeStillToCome) {
+    const FakeHost host;
+    auto& clock = host.part<FakeClock>();
+    clock.timedWaitsHold = true;
+    std::mutex mutex;
+    std::condition_variable condition;
+    vokDeadline deadline;
+    const auto endWait = [&] {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return vokEndOvertakenWait(condition, deadline);
+    };
+    auto waiter = std::async(std::launch::async, [&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        return vokWaitFor(condition, lock, deadline, 60);
+    });
+    while (clock.waitedSeconds().empty()) std::this_thread::yield();
+    EXPECT_FALSE(endWait());
+    clock.advance(-5);
+    EXPECT_FALSE(endWait());
+    clock.advance(-1);
+    EXPECT_TRUE(endWait());
+    EXPECT_EQ(waiter.get(), vokWaitResult::timedOut);
+    EXPECT_FALSE(endWait()) << "nobody waits";
+}
+
+TEST(KernelHostAccess, WaitsForASignalOrTheTime) {
+    vokKernelHostAccess host;
+    sigset_t signals, before;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    ::pthread_sigmask(SIG_BLOCK, &signals, &before);
+    EXPECT_EQ(host.waitForSignal(&signals, 0), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    ::pthread_kill(::pthread_self(), SIGUSR1);
+    EXPECT_EQ(host.waitForSignal(&signals, 60), SIGUSR1);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(CommandStream, ClosesItsStreamAndReturnsTheStatusOnce) {

@@ -12,6 +12,7 @@
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokInterfaceList.h"
 #include "platform/access/vokWorkFile.h"
+#include "platform/utils/vokCommandOutcome.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
@@ -98,8 +99,10 @@ void HostResourceManager::populateCollectionInfo() {
 std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
     const vokWorkFile sample(hostMemFile, vokLeftOver::kept);
     const std::string command = "esxtop -c " + vokHostAccess().commandPath(esxtopconf) + " -b -n 1";
-    if (sample.appendOutputOf(command) != 0) {
-        const int reason = errno;
+    const int status = sample.appendOutputOf(command);
+    const int reason = errno;
+    if (status != 0) {
+        vokReportCommand("HOST_RM", command, vokCommandFailure(status, reason));
         if (!getTotalPhysicalMemoryFailureLogged) {
             VOK_LOG_ERROR("HOST_RM", "Error occurred in fetching physical memory information : %s",
                           vokUtils::getErrorDescription(reason).c_str());
@@ -110,9 +113,12 @@ std::vector<double> HostResourceManager::getTotalPhysicalMemory() {
     const vokFilePtr file = sample.open();
     if (!file) {
         VOK_LOG_ERROR("HOST_RM", "Unable to fetch physical memory information.");
+        vokReportCommand("HOST_RM", command, "exit status 0, but no output");
         return {};
     }
     const EsxtopMemory memory = readEsxtopMemory(file.get());
+    const bool hasValues = memory.totalMBytes != 0 && memory.freeMBytes != 0;
+    vokReportCommand("HOST_RM", command, hasValues ? "" : "exit status 0, but a memory value is missing");
     return {static_cast<double>(memory.totalMBytes / mbytesInGiB),
             static_cast<double>(memory.freeMBytes / mbytesInGiB)};
 }

@@ -9,9 +9,11 @@
 #include "nic/NICResourceManager.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokWorkFile.h"
+#include "platform/utils/vokCommandOutcome.h"
 
 namespace {
 
+constexpr char listCommand[] = "localcli network nic list";
 constexpr char listFile[] = "/opt/mev/vok/data/vok_niclist.txt";
 
 std::vector<std::string> wordsOf(const std::string& line) {
@@ -21,22 +23,33 @@ std::vector<std::string> wordsOf(const std::string& line) {
     return words;
 }
 
+// The build has no adapters then, which looks as if all of them were gone.
+void warnOfLoss(const std::string& failure) {
+    VOK_LOG_WARNING("NIC_RM", "No Ethernet adapter is known until the next build (%s) : %s", failure.c_str(),
+                    listCommand);
+}
+
 }  // namespace
 
 void NICResourceManager::getInterfaceDetails(std::vector<std::vector<std::string>>& out) {
     const vokWorkFile list(listFile);
-    if (list.appendOutputOf("localcli network nic list") != 0) {
+    const int status = list.appendOutputOf(listCommand);
+    const int reason = errno;
+    if (status != 0) {
         VOK_LOG_ERROR("NIC_RM", "Error occurred in gathering network interface information.");
+        warnOfLoss(vokCommandFailure(status, reason));
         return;
     }
     std::ifstream file(list.hostPath());
     if (!file) {
         VOK_LOG_ERROR("NIC_RM", "An error occurred while trying to fetch NIC information");
+        warnOfLoss("exit status 0, but no output");
         return;
     }
     std::string line;
     if (!std::getline(file, line) || line.find("Name") == std::string::npos) {
         VOK_LOG_DEBUG("NIC_RM", "Unable to find NIC information.");
+        warnOfLoss("exit status 0, but no heading in its output");
         return;
     }
     std::getline(file, line);  // the line below the headings
@@ -47,9 +60,12 @@ void NICResourceManager::getInterfaceDetails(std::vector<std::vector<std::string
 bool NICResourceManager::checkLinkState() {
     VOK_LOG_DEBUG("NIC_RM", "Getting list of interfaces");
     const vokWorkFile list(listFile);
-    if (vokHostAccess().runCommand("localcli network nic list | /usr/bin/awk '{print$1, $5}' >>" +
-                                   list.shellQuoted()) != 0) {
-        const int reason = errno;
+    const std::string command =
+        std::string(listCommand) + " | /usr/bin/awk '{print$1, $5}' >>" + list.shellQuoted();
+    const int status = vokHostAccess().runCommand(command);
+    const int reason = errno;
+    vokReportCommand("NIC_RM", command, vokCommandFailure(status, reason));
+    if (status != 0) {
         VOK_LOG_ERROR("NIC_RM", "Error occurred in checking link state information : %s",
                       std::strerror(reason));
         return false;

@@ -1,5 +1,6 @@
 #include "nic/NICPhysicalAdapter.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <stdexcept>
 
@@ -10,6 +11,7 @@
 #include "platform/firmware/vokPlatformFamily.h"
 #include "platform/pci/PCIeManufacturerResolver.h"
 #include "platform/places/vokPhysLocFactory.h"
+#include "platform/utils/vokCommandOutcome.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
@@ -141,9 +143,10 @@ void NICPhysicalAdapter::getFWVersion(std::string intf, std::string& version) {
     }
     const vokWorkFile details(detailsFile);
     bool found = false;
-    if (vokCommandStream query("localcli network nic get -n " + intf + " > " + details.shellQuoted());
-        query) {
-        query.close();
+    const std::string command = "localcli network nic get -n " + intf + " > " + details.shellQuoted();
+    if (vokCommandStream query(command); query) {
+        const int status = query.close();
+        vokReportCommand("NIC_CTRL", command, vokCommandFailure(status, errno));
         if (const vokCommandStream answer("grep \"Firmware Version\" " + details.shellQuoted()); answer) {
             char line[512] = {};
             if (std::fgets(line, sizeof(line), answer.get())) found = valueOfLine(line, version);

@@ -132,6 +132,35 @@ TEST_F(HostManager, ASampleThatCannotBeOpenedIsLoggedEachTime) {
     EXPECT_EQ(failureLines(), 0);
 }
 
+TEST_F(HostManager, ACommandWithoutUsableOutputIsLoggedOnceWithItsStatusAndSoIsItsRecovery) {
+    const std::string command = " : esxtop -c /opt/mev/vok/data/esxtopconf -b -n 1";
+    const auto sampleTwice = [this] {
+        manager.getTotalPhysicalMemory();
+        manager.getTotalPhysicalMemory();
+    };
+    sampleStatus = 3 << 8;
+    sampleTwice();
+    EXPECT_EQ(countLogged(host, "WARNING HOST_RM: Command failed (exit status 3)" + command), 1);
+    sampleStatus = 9;
+    sampleTwice();
+    EXPECT_EQ(countLogged(host, "WARNING HOST_RM: Command failed (signal 9)" + command), 1);
+    sampleStatus = 0;
+    sample = "nonsense";
+    sampleTwice();
+    EXPECT_EQ(
+        countLogged(
+            host, "WARNING HOST_RM: Command failed (exit status 0, but a memory value is missing)" + command),
+        1);
+    sampleWritten = false;
+    sampleTwice();
+    EXPECT_EQ(countLogged(host, "WARNING HOST_RM: Command failed (exit status 0, but no output)" + command),
+              1);
+    sampleWritten = true;
+    sample = sampleOf("524288", "262144");
+    sampleTwice();
+    EXPECT_EQ(countLogged(host, "INFO HOST_RM: Command succeeds again" + command), 1);
+}
+
 // --- the section ---
 
 TEST_F(HostManager, BuildsTheWholeSection) {

@@ -179,6 +179,9 @@ TEST_F(LinkCheck, ACommandThatFailsIsNoChange) {
                           "ERROR NIC_RM: Error occurred in checking link state information : No space left "
                           "on device"),
               1);
+    manager.checkLinkState();
+    EXPECT_EQ(
+        countLogged(host, std::string("WARNING NIC_RM: Command failed (exit status 1) : ") + pollCommand), 1);
     EXPECT_TRUE(workFilesAreGone());
 }
 

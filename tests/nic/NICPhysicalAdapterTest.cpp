@@ -176,6 +176,22 @@ TEST_F(Adapter, ACommandThatCannotBeStartedLeavesTheVersionNotAvailable) {
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_CTRL: Error occurred in identifying fw version."));
 }
 
+TEST_F(Adapter, AFailingFirmwareQueryIsLoggedOnceWithItsStatus) {
+    const auto others = commands.onCommand;
+    int queryStatus = 1 << 8;
+    commands.onCommand = [&](const std::string& command, int& status) {
+        const std::string text = others(command, status);
+        if (command.rfind("localcli network nic get", 0) == 0) status = queryStatus;
+        return text;
+    };
+    const std::string command = std::string(" : localcli network nic get -n vmnic0 > ") + detailsFile;
+    for (int build = 0; build < 3; ++build) discover(line());
+    EXPECT_EQ(countLogged(host, "WARNING NIC_CTRL: Command failed (exit status 1)" + command), 1);
+    queryStatus = 0;
+    for (int build = 0; build < 3; ++build) discover(line());
+    EXPECT_EQ(countLogged(host, "INFO NIC_CTRL: Command succeeds again" + command), 1);
+}
+
 TEST_F(Adapter, AFirmwareLineOfAnyLengthIsCutToTheBuffer) {
     firmware = "Firmware Version: " + std::string(5000, 'x') + "\n";
     EXPECT_EQ(discover(line()).getFirmVersion(), std::string(511 - 18, 'x'));

@@ -13,7 +13,14 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class EthernetManager : public NICFixture {};
+class EthernetManager : public NICFixture {
+protected:
+    // The line for a build without adapters for this reason.
+    static std::string lossWith(const std::string& reason) {
+        return "WARNING NIC_RM: No Ethernet adapter is known until the next build (" + reason +
+               ") : localcli network nic list";
+    }
+};
 
 TEST_F(EthernetManager, IsTheFactorysManagerForId3) {
     EXPECT_EQ(vokFactory().createInstance(3), NICResourceManager::getInstance());
@@ -79,6 +86,7 @@ TEST_F(EthernetManager, AListWithoutItsHeadingYieldsAnEmptyInventory) {
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: Unable to find NIC information."));
+    EXPECT_TRUE(hasLogged(host, lossWith("exit status 0, but no heading in its output")));
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: No NIC found!"));
     EXPECT_TRUE(workFilesAreGone());
 }
@@ -97,6 +105,7 @@ TEST_F(EthernetManager, AHostWithoutAdaptersHasAnEmptyInventory) {
     EXPECT_THAT(inventory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, "DEBUG NIC_RM: No NIC found!"));
     EXPECT_TRUE(manager.isInventoryReady(0));
+    for (const std::string& line : loggedLines(host)) EXPECT_NE(line.rfind("WARNING", 0), 0u) << line;
 }
 
 TEST_F(EthernetManager, AFailedCommandYieldsAnEmptyInventoryUntilTheNextBuild) {
@@ -104,7 +113,17 @@ TEST_F(EthernetManager, AFailedCommandYieldsAnEmptyInventoryUntilTheNextBuild) {
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, "ERROR NIC_RM: Error occurred in gathering network interface information."));
+    EXPECT_EQ(countLogged(host, lossWith("exit status 1")), 1);
     EXPECT_TRUE(workFilesAreGone());
+    manager.cacheBuild();
+    EXPECT_EQ(countLogged(host, lossWith("exit status 1")), 2) << "each such build";
+    listStatus = 9;
+    manager.cacheBuild();
+    EXPECT_TRUE(hasLogged(host, lossWith("signal 9")));
+    commands.failToStart = true;
+    manager.cacheBuild();
+    EXPECT_TRUE(hasLogged(host, lossWith("could not be run: Resource temporarily unavailable")));
+    commands.failToStart = false;
     listStatus = 0;
     manager.cacheBuild();
     EXPECT_EQ(inventory().size(), 2u);
@@ -115,6 +134,7 @@ TEST_F(EthernetManager, AListThatTheCommandDidNotWriteIsLogged) {
     manager.cacheBuild();
     EXPECT_THAT(inventory(), IsEmpty());
     EXPECT_TRUE(hasLogged(host, "ERROR NIC_RM: An error occurred while trying to fetch NIC information"));
+    EXPECT_TRUE(hasLogged(host, lossWith("exit status 0, but no output")));
 }
 
 TEST_F(EthernetManager, AWorkFileLeftByACrashAddsNoInterface) {

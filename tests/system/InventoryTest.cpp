@@ -119,6 +119,24 @@ TEST_F(Inventory, AHostWhoseMemoryToolFailsLogsThatOnceAndReportsTheRest) {
     EXPECT_NE(inventoryText(1).find(R"("TotalSystemMemoryGiB":0.0)"), std::string::npos) << inventoryText(1);
     EXPECT_NE(inventoryText(1).find(R"("HostName":"rack42-node07")"), std::string::npos);
     EXPECT_EQ(timesLogged("Error occurred in fetching physical memory information"), 1);
+    EXPECT_EQ(timesLogged("HOST_RM: Command failed (exit status 1) : esxtop -c "), 1);
+    hostControl({"command", "esxtop", "normal"});
+    ASSERT_TRUE(waitForLog("HOST_RM: Command succeeds again : esxtop -c "));
+    EXPECT_EQ(stopAgent(), 0);
+}
+
+TEST_F(Inventory, AdaptersThatAFailingCommandHidesAreAWarningWithItsStatus) {
+    Json::Value settings = usualSettings();
+    settings["EnableResources"].append("EthernetDevices");
+    startAll(settings);
+    hostControl({"command", "localcli", "fail", "4"});
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    EXPECT_EQ(inventoryText(1).find("EthernetDevices"), std::string::npos) << inventoryText(1);
+    EXPECT_EQ(timesLogged("NIC_RM: No Ethernet adapter is known until the next build (exit status 4) : "
+                          "localcli network nic list"),
+              1);
+    EXPECT_EQ(timesLogged("VOK_UTILS: Command failed (exit status 4) : localcli hardware pci list > "), 1);
     EXPECT_EQ(stopAgent(), 0);
 }
 

@@ -18,7 +18,7 @@ public:
 
     // Runs a shell command and returns its output as tab, line, tab, line: each line trimmed, preceded by one
     // tab, without a newline. Lines longer than 511 characters are split into several. Empty if the command
-    // can't be started; the exit status is ignored.
+    // can't be started; the exit status is only reported, see vokReportCommand().
     static std::string executeEsxiCommandAndFetchOutput(std::string command);
     // The first match of a POSIX extended regular expression in `text`, from two characters after its first
     // ":". Empty if there is none.

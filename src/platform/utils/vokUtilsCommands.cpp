@@ -8,6 +8,7 @@
 #include "core/base/vokLog.h"
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokCommandOutcome.h"
 #include "platform/utils/vokExpression.h"
 #include "platform/utils/vokUtils.h"
 #include "platform/utils/vokVmwareOSInterface.h"
@@ -17,6 +18,37 @@ namespace {
 constexpr std::size_t lineBuffer = 512;
 // More than any command of a host prints; limits the memory that a runaway command can take.
 constexpr std::size_t maxOutputSize = 16 * 1024 * 1024;
+
+// The output of a command in the form of executeEsxiCommandAndFetchOutput(). `failureOf` judges its wait
+// status.
+std::string fetchOutput(const std::string& command, std::string (*failureOf)(int status, int error)) {
+    VOK_LOG_DEBUG("VOK_UTILS", "command =%s", command.c_str());
+    vokCommandStream stream(command);
+    if (!stream) {
+        const int reason = errno;
+        VOK_LOG_ERROR("VOK_UTILS", "Error(%s) occurred while executing command : %s", std::strerror(reason),
+                      command.c_str());
+        vokReportCommand("VOK_UTILS", command, vokCommandFailure(-1, reason));
+        return "";
+    }
+    std::string output;
+    char buffer[lineBuffer];
+    // A piece that is only a newline is kept: trimming leaves a text of one character unchanged.
+    while (std::fgets(buffer, sizeof(buffer), stream.get())) {
+        std::string piece = buffer;
+        std::string trimmed;
+        vokUtils::trimLeadingTrailingSpaces(piece, trimmed);
+        if (output.size() + trimmed.size() >= maxOutputSize) {
+            VOK_LOG_WARNING("VOK_UTILS", "Output is cut at %zu bytes : %s", output.size(), command.c_str());
+            break;
+        }
+        output += '\t';
+        output += trimmed;
+    }
+    const int status = stream.close();
+    vokReportCommand("VOK_UTILS", command, failureOf(status, errno));
+    return output;
+}
 
 // One query for two ids of a PCI function in the stored hardware list.
 struct IdQuery {
@@ -35,9 +67,10 @@ constexpr IdQuery subsystemQuery = {"/,/^$/' | grep -w 'SubVendor ID:\\|SubDevic
 std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::string& pciAddress) {
     std::string values[2];
     if (vokUtils::isPCIAddress(pciAddress)) {
-        const std::string output = vokUtils::executeEsxiCommandAndFetchOutput(
-            "cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) + " | awk '/" +
-            pciAddress + query.grepTail);
+        const std::string output =
+            fetchOutput("cat " + vokHostAccess().commandPath(vokVmwareOSInterface::hardwareList) +
+                            " | awk '/" + pciAddress + query.grepTail,
+                        vokGrepFailure);
         for (int i = 0; i < 2; ++i)
             values[i] = vokUtils::getValueByRegexFromLocalcli(output, query.patterns[i]);
     } else {
@@ -54,28 +87,7 @@ std::pair<std::string, std::string> queryIds(const IdQuery& query, const std::st
 }  // namespace
 
 std::string vokUtils::executeEsxiCommandAndFetchOutput(std::string command) {
-    VOK_LOG_DEBUG("VOK_UTILS", "command =%s", command.c_str());
-    const vokCommandStream stream(command);
-    if (!stream) {
-        VOK_LOG_ERROR("VOK_UTILS", "Error(%s) occurred while executing command : %s", std::strerror(errno),
-                      command.c_str());
-        return "";
-    }
-    std::string output;
-    char buffer[lineBuffer];
-    // A piece that is only a newline is kept: trimming leaves a text of one character unchanged.
-    while (std::fgets(buffer, sizeof(buffer), stream.get())) {
-        std::string piece = buffer;
-        std::string trimmed;
-        trimLeadingTrailingSpaces(piece, trimmed);
-        if (output.size() + trimmed.size() >= maxOutputSize) {
-            VOK_LOG_WARNING("VOK_UTILS", "Output is cut at %zu bytes : %s", output.size(), command.c_str());
-            break;
-        }
-        output += '\t';
-        output += trimmed;
-    }
-    return output;
+    return fetchOutput(command, vokCommandFailure);
 }
 
 void vokUtils::trimLeadingTrailingSpaces(std::string& in, std::string& out) {
@@ -146,7 +158,8 @@ int vokUtils::getPCIString(std::string adapter, std::string& out) {
         VOK_LOG_WARNING("VOK_UTILS", "Not an adapter name, not looked up : %s", adapter.c_str());
         return -1;
     }
-    const vokCommandStream stream("localcli storage core adapter list | grep -i '" + adapter + "'");
+    const std::string command = "localcli storage core adapter list | grep -i '" + adapter + "'";
+    vokCommandStream stream(command);
     if (!stream) {
         VOK_LOG_ERROR("VOK_UTILS", "Error occurred in identifying PCI string.");
         return -1;
@@ -154,6 +167,8 @@ int vokUtils::getPCIString(std::string adapter, std::string& out) {
     std::string text;
     char buffer[lineBuffer];
     while (text.size() < maxOutputSize && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
+    const int status = stream.close();
+    vokReportCommand("VOK_UTILS", command, vokGrepFailure(status, errno));
     const auto open = text.find('(');
     const auto close = text.find(')');
     // The first of each, even if the closing one comes first: the text is then empty.

@@ -1,9 +1,11 @@
+#include <cerrno>
 #include <fstream>
 #include <functional>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokWorkFile.h"
+#include "platform/utils/vokCommandOutcome.h"
 #include "platform/utils/vokUtils.h"
 
 std::map<std::string, std::pair<std::string, std::string>> vokUtils::fcGeoIDMap;
@@ -84,7 +86,10 @@ void readPairs(const PairList& list, std::istream& lines, const TakePair& take) 
 bool gatherPairs(const PairList& list, const TakePair& take) {
     const vokWorkFile file(list.file, vokLeftOver::kept);
     bool gathered = false;
-    if (vokHostAccess().runCommand(list.command + file.shellQuoted()) == 0) {
+    const std::string command = list.command + file.shellQuoted();
+    const int status = vokHostAccess().runCommand(command);
+    vokReportCommand("VOK_UTILS", command, vokCommandFailure(status, errno));
+    if (status == 0) {
         std::ifstream lines(file.hostPath());
         gathered = lines.is_open();
         if (gathered) readPairs(list, lines, take);

@@ -6,6 +6,7 @@
 #include "core/base/vokLog.h"
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokCommandOutcome.h"
 #include "platform/utils/vokUtils.h"
 
 std::mutex vokUtils::osNamesMutex;
@@ -21,14 +22,21 @@ constexpr std::size_t maxTextSize = 65536;
 
 // Reads the text after the first ":" of the command's output, without any white space.
 bool readProductValue(const char* command, std::string& value) {
-    const vokCommandStream stream(command);
-    if (!stream) return false;
+    vokCommandStream stream(command);
+    if (!stream) {
+        vokReportCommand("VOK_UTILS", command, vokCommandFailure(-1, errno));
+        return false;
+    }
     std::string text;
     char buffer[40];
     while (text.size() < maxTextSize && std::fgets(buffer, sizeof(buffer), stream.get())) text += buffer;
     text.erase(std::remove_if(text.begin(), text.end(), [](unsigned char c) { return std::isspace(c); }),
                text.end());
     value = text.substr(text.find(':') + 1);  // without a colon: the whole text
+    const int status = stream.close();
+    std::string outcome = vokCommandFailure(status, errno);
+    if (outcome.empty() && value.empty()) outcome = "exit status 0, but no value";
+    vokReportCommand("VOK_UTILS", command, outcome);
     return true;
 }
 

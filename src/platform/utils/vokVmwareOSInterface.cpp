@@ -1,10 +1,12 @@
 #include "platform/utils/vokVmwareOSInterface.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/utils/vokCommandOutcome.h"
 
 vokVmwareOSInterface* vokVmwareOSInterface::getInstance() {
     static auto* const instance = new vokVmwareOSInterface;
@@ -13,9 +15,12 @@ vokVmwareOSInterface* vokVmwareOSInterface::getInstance() {
 
 int vokVmwareOSInterface::populateHardwarePCIDetails() {
     // The shell writes the list; closing the stream waits for its end.
-    const vokCommandStream stream("localcli hardware pci list > " +
-                                  vokHostAccess().commandPath(hardwareList));
-    return stream ? 0 : -1;
+    const std::string command = "localcli hardware pci list > " + vokHostAccess().commandPath(hardwareList);
+    vokCommandStream stream(command);
+    const bool started = static_cast<bool>(stream);
+    const int status = started ? stream.close() : -1;
+    vokReportCommand("VOK_UTILS", command, vokCommandFailure(status, errno));
+    return started ? 0 : -1;
 }
 
 void vokVmwareOSInterface::Initialize() {}

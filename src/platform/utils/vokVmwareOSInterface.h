@@ -12,7 +12,7 @@ public:
     static vokVmwareOSInterface* getInstance();
 
     // Stores the list. Its directory belongs to the product's package and is not created here. Returns 0, or
-    // -1 if the command can't be started; its exit status is ignored.
+    // -1 if the command can't be started; its exit status is only reported.
     int populateHardwarePCIDetails() override;
     void Initialize() override;
     // Removes the stored list if there is one.

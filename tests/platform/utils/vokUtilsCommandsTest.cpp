@@ -94,18 +94,22 @@ TEST(ExecuteEsxiCommand, ALineEndsAtANulByte) {
     EXPECT_EQ(collected(std::string("\0cd\nef\n", 7)), "\t\tef");
 }
 
-TEST(ExecuteEsxiCommand, TheExitStatusIsIgnored) {
+TEST(ExecuteEsxiCommand, OutputIsUsedWhateverTheExitStatusWhichIsLogged) {
     const FakeHost host;
+    logEverything(host);
     host.part<FakeCommands>().onCommand = [](const std::string&, int& status) {
         status = 1 << 8;
         return std::string("still parsed\n");
     };
-    EXPECT_EQ(vokUtils::executeEsxiCommandAndFetchOutput("anything"), "\tstill parsed");
+    for (int time = 0; time < 3; ++time)
+        EXPECT_EQ(vokUtils::executeEsxiCommandAndFetchOutput("anything"), "\tstill parsed");
+    EXPECT_EQ(countLogged(host, "WARNING VOK_UTILS: Command failed (exit status 1) : anything"), 1);
 }
 
 TEST(ExecuteEsxiCommand, LogsTheCommandAndRunsItUnchanged) {
     const FakeHost host;
     logEverything(host);
+    host.part<FakeCommands>().output["localcli storage san fc list"] = "";
     vokUtils::executeEsxiCommandAndFetchOutput("localcli storage san fc list");
     EXPECT_EQ(host.part<FakeCommands>().texts(), std::vector<std::string>{"localcli storage san fc list"});
     EXPECT_THAT(loggedLines(host),
@@ -264,6 +268,10 @@ TEST(PciIds, SubsystemCommandAndValues) {
 TEST(PciIds, AnAddressMissingFromTheListYieldsEmptyTextsAndALogLineForEach) {
     const FakeHost host;
     logEverything(host);
+    host.part<FakeCommands>().onCommand = [](const std::string&, int& status) {
+        status = 1 << 8;  // grep found no line
+        return std::string();
+    };
     EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
     EXPECT_THAT(loggedLines(host),
                 testing::ElementsAre("DEBUG VOK_UTILS: command =" + deviceCommand("0000:05:00.0"),
@@ -272,6 +280,18 @@ TEST(PciIds, AnAddressMissingFromTheListYieldsEmptyTextsAndALogLineForEach) {
                                      "DEBUG VOK_UTILS: Cound not fetch vendorId for 0000:05:00.0",
                                      "DEBUG VOK_UTILS: Cound not fetch deviceId for 0000:05:00.0",
                                      "DEBUG VOK_UTILS: vendorId = , deviceId = "));
+}
+
+TEST(PciIds, APipelineThatFailsIsLogged) {
+    const FakeHost host;
+    logEverything(host);
+    host.part<FakeCommands>().onCommand = [](const std::string&, int& status) {
+        status = 2 << 8;
+        return std::string();
+    };
+    EXPECT_EQ(vokUtils::get_vendor_device("0000:05:00.0"), Ids("", ""));
+    EXPECT_TRUE(hasLogged(
+        host, "WARNING VOK_UTILS: Command failed (exit status 2) : " + deviceCommand("0000:05:00.0")));
 }
 
 TEST(PciIds, ASubsystemMissingFromTheListYieldsEmptyTextsAndALogLineForEach) {
@@ -377,6 +397,24 @@ TEST(PciString, IsTheTextBetweenTheFirstParentheses) {
     EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
     EXPECT_EQ(out, "0000:5e:00.1");
     EXPECT_EQ(commands.texts(), std::vector<std::string>{adapterCommand});
+}
+
+TEST(PciString, OnlyAPipelineThatFailsIsLogged) {
+    const FakeHost host;
+    logEverything(host);
+    int exitStatus = 1;  // grep found no line
+    host.part<FakeCommands>().onCommand = [&](const std::string&, int& status) {
+        status = exitStatus << 8;
+        return std::string();
+    };
+    std::string out;
+    EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
+    EXPECT_THAT(loggedLines(host), testing::IsEmpty());
+    exitStatus = 2;
+    EXPECT_EQ(vokUtils::getPCIString("vmhba2", out), 1);
+    EXPECT_THAT(
+        loggedLines(host),
+        testing::ElementsAre("WARNING VOK_UTILS: Command failed (exit status 2) : " + adapterCommand));
 }
 
 TEST(PciString, AnAdapterWithoutParenthesesLeavesTheTextUnchanged) {

@@ -171,6 +171,9 @@ TEST(FcInfoMap, AFailingCommandIsAnErrorAndItsFileIsRemoved) {
     const auto host = hostWhoseCommandsPrint(twoAdapters, "", 1 << 8);
     vokUtils::initFcInfoMap();
     EXPECT_EQ(countLogged(host, hardwareFailure), 1);
+    EXPECT_EQ(countLogged(host, std::string("WARNING VOK_UTILS: Command failed (exit status 1) : ") +
+                                    hardwareCommand),
+              1);
     EXPECT_FALSE(host.root.exists(hardwareFile));
     EXPECT_FALSE(vokUtils::OsNameInHardwarePciList("vmhba3"));
     EXPECT_FALSE(hasLogged(host, "DEBUG VOK_UTILS: -----Printing FcGEoID PCIe location map-----"));

@@ -97,19 +97,45 @@ TEST(HostOSName, IsReadAgainAfterACommandThatDidNotStart) {
     commands.output[nameCommand] = "   Product: VMware ESXi\n";
     commands.failToStart = true;
     EXPECT_EQ(vokUtils::readHostOSName(), "");
-    EXPECT_THAT(loggedLines(host),
-                testing::ElementsAre("ERROR VOK_UTILS: Error occurred in identifying OS Name."));
+    EXPECT_THAT(
+        loggedLines(host),
+        testing::ElementsAre(std::string("WARNING VOK_UTILS: Command failed (could not be run: Resource "
+                                         "temporarily unavailable) : ") +
+                                 nameCommand,
+                             "ERROR VOK_UTILS: Error occurred in identifying OS Name."));
     commands.failToStart = false;
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
+    EXPECT_EQ(loggedLines(host).back(),
+              std::string("INFO VOK_UTILS: Command succeeds again : ") + nameCommand);
 }
 
 TEST(HostOSName, IsReadAgainAfterACommandThatPrintedNothing) {
     const FakeHost host;
     logEverything(host);
+    auto& commands = host.part<FakeCommands>();
+    commands.output[nameCommand] = "";
     EXPECT_EQ(vokUtils::readHostOSName(), "");
-    EXPECT_THAT(loggedLines(host), testing::IsEmpty());
-    host.part<FakeCommands>().output[nameCommand] = "   Product: VMware ESXi\n";
+    EXPECT_THAT(
+        loggedLines(host),
+        testing::ElementsAre(
+            std::string("WARNING VOK_UTILS: Command failed (exit status 0, but no value) : ") + nameCommand));
+    commands.output[nameCommand] = "   Product: VMware ESXi\n";
     EXPECT_EQ(vokUtils::readHostOSName(), "VMwareESXi");
+}
+
+// Each build asks as long as there is no answer.
+TEST(HostOSVersion, ACommandThatKeepsFailingIsLoggedOnceAndSoIsItsRecovery) {
+    const FakeHost host;
+    logEverything(host);
+    auto& commands = host.part<FakeCommands>();
+    for (int build = 0; build < 5; ++build) EXPECT_EQ(vokUtils::readHostOSVersion(), "");
+    EXPECT_EQ(commands.texts().size(), 5u);
+    commands.output[versionCommand] = "Version: 7.0.3\n";
+    for (int build = 0; build < 5; ++build) EXPECT_EQ(vokUtils::readHostOSVersion(), "7.0.3");
+    EXPECT_THAT(loggedLines(host),
+                testing::ElementsAre(
+                    std::string("WARNING VOK_UTILS: Command failed (exit status 127) : ") + versionCommand,
+                    std::string("INFO VOK_UTILS: Command succeeds again : ") + versionCommand));
 }
 
 TEST(HostOSVersion, IsTheTextAfterTheFirstColon) {
@@ -142,8 +168,7 @@ TEST(HostOSVersion, ACommandThatDoesNotStartIsAnError) {
     logEverything(host);
     host.part<FakeCommands>().failToStart = true;
     EXPECT_EQ(vokUtils::readHostOSVersion(), "");
-    EXPECT_THAT(loggedLines(host),
-                testing::ElementsAre("ERROR VOK_UTILS: Error occurred in identifying OS version."));
+    EXPECT_EQ(countLogged(host, "ERROR VOK_UTILS: Error occurred in identifying OS version."), 1);
 }
 
 TEST(HostOSVersion, TheOutputOfARunawayCommandIsLimited) {

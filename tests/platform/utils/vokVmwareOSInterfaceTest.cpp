@@ -15,6 +15,7 @@
 #include "support/FakeCommands.h"
 #include "support/FakeHost.h"
 #include "support/FakeSystemLog.h"
+#include "support/LoggedLines.h"
 #include "support/TemporaryDirectory.h"
 
 namespace vokVmwareOSInterfaceTest {
@@ -153,14 +154,21 @@ TEST(PopulateHardwarePCIDetails, RunsTheCommandAndReadsNoOutput) {
 
 TEST(PopulateHardwarePCIDetails, FailsOnlyIfTheCommandCanNotBeStarted) {
     const FakeHost host;
+    logEverything(host);
     auto& commands = host.part<FakeCommands>();
     commands.onCommand = [](const std::string&, int& status) {
         status = 1 << 8;
         return std::string();
     };
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), 0);
+    const std::string command = " : localcli hardware pci list > /opt/mev/vok/data/vok_hwlist.txt";
+    EXPECT_TRUE(hasLogged(host, "WARNING VOK_UTILS: Command failed (exit status 1)" + command));
     commands.failToStart = true;
     EXPECT_EQ(systemInterface().populateHardwarePCIDetails(), -1);
+    EXPECT_TRUE(hasLogged(host,
+                          "WARNING VOK_UTILS: Command failed (could not be run: Resource temporarily "
+                          "unavailable)" +
+                              command));
 }
 
 TEST(PopulateHardwarePCIDetails, DoesNotCreateThePackagesDirectory) {

@@ -51,6 +51,11 @@ vokJsonAggregator* vokJsonAggregator::getInstance() {
     return instance;
 }
 
+vokJsonAggregator::vokJsonAggregator() {
+    for (const vokResource& resource : vokResources())
+        if (resource.key) vok_RM_to_string.emplace(resource.id, resource.key);
+}
+
 bool vokJsonAggregator::isInventorySent() {
     return firstInventoryPushComplete;
 }
@@ -171,13 +176,14 @@ void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceM
     // So that all sections come from one build, even if another one ends meanwhile.
     const std::unique_ptr<vokInventoryReader> reader = manager.openReader();
     if (!resource.types[0].key) {
-        if (!resource.key) {
+        const auto key = vok_RM_to_string.find(resource.id);
+        if (key == vok_RM_to_string.end()) {
             VOK_LOG_WARNING("JSON_AGGR", "The document has no section for resource %d", resource.id);
             return;
         }
         std::vector<Json::Value> elements;
         const int isPrevious = reader->getInventoryJsonObject(elements);
-        add(resource.key, resource.form, isPrevious, elements);
+        add(key->second, resource.form, isPrevious, elements);
         return;
     }
     for (const vokTypedSection& section : resource.types) {

@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <atomic>
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <string>
 
@@ -36,7 +37,7 @@ public:
     std::string getInventoryDocument();
 
 private:
-    vokJsonAggregator() = default;
+    vokJsonAggregator();
 
     bool checkIfInventoryReady(std::unique_lock<std::mutex>& lock);
     bool aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds);
@@ -45,8 +46,9 @@ private:
     std::string documentText();
     void sendJsonString();
 
-    Json::Value sections;  // gathered so far, by JSON key
-    Json::Value document;  // the same under its one top-level key
+    Json::Value sections;                         // gathered so far, by JSON key
+    Json::Value document;                         // the same under its one top-level key
+    std::map<int, std::string> vok_RM_to_string;  // key of each resource that was bound at construction
 
     static std::atomic<bool> firstInventoryPushComplete;
     static bool pushInventory;

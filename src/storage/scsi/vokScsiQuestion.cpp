@@ -84,6 +84,9 @@ vokScsiAnswer vokAskDisk(int descriptor, const vokScsiQuestion& question, unsign
             VOK_LOG_DEBUG("SCSI_INFO", "%s command failed.", question.name);
         return answer;
     }
+    // The driver may have left more in the buffer than it counts as received.
+    if (data && answer.received < question.transfer)
+        std::memset(data + answer.received, 0, question.transfer - answer.received);
     if (!vokIsScsiReplyLongEnough(question, answer.received, question.minimum))
         answer.code = VOK_SCSI_REPLY_TOO_SHORT;
     return answer;

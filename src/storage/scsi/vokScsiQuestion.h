@@ -46,7 +46,7 @@ struct vokScsiAnswer {
 };
 
 // Sends the command of `question` once and judges its completion; the reply goes to `data`, which has room
-// for the transfer and is cleared before. A failure and a reply below the minimum are logged.
+// for the transfer and is 0 where nothing was received. A failure and a reply below the minimum are logged.
 vokScsiAnswer vokAskDisk(int descriptor, const vokScsiQuestion& question, unsigned char* data);
 
 // Whether `received` bytes are enough; logs it if they are not.

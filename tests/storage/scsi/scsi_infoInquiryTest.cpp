@@ -185,6 +185,14 @@ TEST_F(ScsiInquiry, APageWithAsManyBytesAsItsLengthIsEnoughAndTheRestIsNotThere)
     EXPECT_TRUE(disk.logged("IOCTL for VPD page 80 inquiry returned 7 bytes. (Min expected: 8)"));
 }
 
+TEST_F(ScsiInquiry, WhatLiesInTheBufferBehindTheReceivedBytesIsNotThere) {
+    FakeScsiReply reply;
+    reply.data = serialNumber("S0K5MYY4");
+    reply.residual = 252 - 8;
+    disk.disk.answer(serialNumberPage, reply);
+    EXPECT_EQ(takenText(get_unit_sn_from_device_vpd_pg80(disk.fd())), "S0K5");
+}
+
 TEST_F(ScsiInquiry, APageThatReachesBeyondTheTransferEndsWithIt) {
     FakeScsiBytes bytes(252, 'x');
     bytes[1] = 0x80;

@@ -128,7 +128,7 @@ unsigned long long get_BlockSize(const char* dev) {
 }
 
 unsigned long long get_PciBlockSize(const char* path) {
-    // Required: a path from "../" on keeps it.
+    // Required: a path that starts with "../" keeps it after the added one.
     const bool isAbove = path && startsWith(path, "../");
     const std::string directory = isAbove ? "/sys/devices/../" : "/sys/devices/";
     return get_sysfs_ullong(cut(directory + (path ? path : "") + "/size").c_str());

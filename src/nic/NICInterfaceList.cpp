@@ -2,12 +2,11 @@
 // changed.
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "core/base/vokLog.h"
 #include "nic/NICResourceManager.h"
-#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokCommandStream.h"
 #include "platform/access/vokWorkFile.h"
 #include "platform/utils/vokCommandOutcome.h"
 
@@ -40,12 +39,13 @@ void NICResourceManager::getInterfaceDetails(std::vector<std::vector<std::string
         warnOfLoss(vokCommandFailure(status, reason));
         return;
     }
-    std::ifstream file(list.hostPath());
-    if (!file) {
+    std::string content;
+    if (!list.read(content)) {
         VOK_LOG_ERROR("NIC_RM", "An error occurred while trying to fetch NIC information");
         warnOfLoss("exit status 0, but no output");
         return;
     }
+    std::istringstream file(content);
     std::string line;
     if (!std::getline(file, line) || line.find("Name") == std::string::npos) {
         VOK_LOG_DEBUG("NIC_RM", "Unable to find NIC information.");
@@ -62,7 +62,7 @@ bool NICResourceManager::checkLinkState() {
     const vokWorkFile list(listFile);
     const std::string command =
         std::string(listCommand) + " | /usr/bin/awk '{print$1, $5}' >>" + list.shellQuoted();
-    const int status = vokHostAccess().runCommand(command);
+    const int status = vokRunCommand(command);
     const int reason = errno;
     vokReportCommand("NIC_RM", command, vokCommandFailure(status, reason));
     if (status != 0) {
@@ -70,7 +70,9 @@ bool NICResourceManager::checkLinkState() {
                       std::strerror(reason));
         return false;
     }
-    std::ifstream file(list.hostPath());
+    std::string content;
+    list.read(content);
+    std::istringstream file(content);
     bool changed = false;
     const std::lock_guard<std::mutex> lock(mlock);
     for (std::string line; !changed && std::getline(file, line);) {

@@ -1,6 +1,8 @@
 #include "support/FakeClock.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 void FakeClock::set(time_t seconds, long nanoseconds) {
     const std::lock_guard<std::mutex> lock(guard_);
@@ -66,4 +68,57 @@ int FakeClock::waitForSignal(const sigset_t*, long seconds) {
     advance(seconds);
     errno = EAGAIN;
     return -1;
+}
+
+void FakeClock::advanceSteady(long long seconds) {
+    std::vector<SteadyWaiter> waiters;
+    {
+        const std::lock_guard<std::mutex> lock(guard_);
+        steady_.tv_sec += static_cast<time_t>(seconds);
+        std::copy_if(steadyWaiters_.begin(), steadyWaiters_.end(), std::back_inserter(waiters),
+                     [this](const SteadyWaiter& waiter) { return isSteadyTimeOver(waiter.deadline); });
+    }
+    for (const SteadyWaiter& waiter : waiters) {
+        // With its mutex: a waiter between its look at the clock and its wait would miss the call.
+        ::pthread_mutex_lock(waiter.mutex);
+        ::pthread_cond_broadcast(waiter.condition);
+        ::pthread_mutex_unlock(waiter.mutex);
+    }
+}
+
+std::vector<long long> FakeClock::steadilyWaitedSeconds() const {
+    const std::lock_guard<std::mutex> lock(guard_);
+    return steadilyWaitedSeconds_;
+}
+
+void FakeClock::waitForSteadyWaits(std::size_t count) const {
+    std::unique_lock<std::mutex> lock(guard_);
+    steadyWaitBegun_.wait(lock, [&] { return steadilyWaitedSeconds_.size() >= count; });
+}
+
+bool FakeClock::isSteadyTimeOver(const timespec& deadline) const {
+    return steady_.tv_sec != deadline.tv_sec ? steady_.tv_sec > deadline.tv_sec
+                                             : steady_.tv_nsec >= deadline.tv_nsec;
+}
+
+int FakeClock::steadyClock(timespec* time) {
+    const std::lock_guard<std::mutex> lock(guard_);
+    *time = steady_;
+    return 0;
+}
+
+int FakeClock::steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    {
+        const std::lock_guard<std::mutex> lock(guard_);
+        steadilyWaitedSeconds_.push_back(deadline->tv_sec - steady_.tv_sec);
+        steadyWaitBegun_.notify_all();
+        if (isSteadyTimeOver(*deadline)) return ETIMEDOUT;
+        steadyWaiters_.push_back({condition, mutex, *deadline});
+    }
+    ::pthread_cond_wait(condition, mutex);
+    const std::lock_guard<std::mutex> lock(guard_);
+    steadyWaiters_.erase(
+        std::find_if(steadyWaiters_.begin(), steadyWaiters_.end(),
+                     [condition](const SteadyWaiter& waiter) { return waiter.condition == condition; }));
+    return isSteadyTimeOver(*deadline) ? ETIMEDOUT : 0;
 }

@@ -1,9 +1,10 @@
-// The clock of a fake host: the wall clock stands still until a wait or a pause advances it, and neither
-// takes real time.
+// The clocks of a fake host. The wall clock stands still until a wait or a pause advances it, and neither
+// takes real time. The steady clock stands still until the test advances it.
 #pragma once
 
 #include <pthread.h>
 #include <atomic>
+#include <condition_variable>
 #include <csignal>
 #include <ctime>
 #include <functional>
@@ -16,6 +17,8 @@ public:
     // The instant since the Epoch; 1700000000 s at first.
     void set(time_t seconds, long nanoseconds = 0);
     void advance(long long seconds);
+    // The steady clock; ends the steady waits whose deadline it passes.
+    void advanceSteady(long long seconds);
     // The next `count` reads fail with EINVAL.
     void failReads(int count);
     // Called in each timed wait before the clock advances, with the waiter's mutex held; returns true to
@@ -30,17 +33,34 @@ public:
     timespec now() const;
     std::vector<unsigned long> pauses() const;     // in microseconds
     std::vector<long long> waitedSeconds() const;  // deadline minus now, of each timed wait
+    // Deadline minus now, of each steady wait; fractions of a second are dropped.
+    std::vector<long long> steadilyWaitedSeconds() const;
+    // Returns once `count` steady waits have begun.
+    void waitForSteadyWaits(std::size_t count) const;
 
     // --- the operations of the seam ---
     int wallClock(timespec* time);
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline);
+    int steadyClock(timespec* time);
+    int steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline);
     void pause(unsigned long microseconds);
     int waitForSignal(const sigset_t* signals, long seconds);  // no signal ever comes
 
 private:
+    struct SteadyWaiter {
+        pthread_cond_t* condition;
+        pthread_mutex_t* mutex;
+        timespec deadline;
+    };
+    bool isSteadyTimeOver(const timespec& deadline) const;
+
     mutable std::mutex guard_;
     timespec now_{1700000000, 0};
     int failingReads_ = 0;
     std::vector<unsigned long> pauses_;
     std::vector<long long> waitedSeconds_;
+    timespec steady_{1000, 0};
+    std::vector<SteadyWaiter> steadyWaiters_;
+    std::vector<long long> steadilyWaitedSeconds_;
+    mutable std::condition_variable steadyWaitBegun_;
 };

@@ -38,13 +38,16 @@ std::string FakeCommands::outputOf(const std::string& command, int& status) {
     return found == output.end() ? std::string() : found->second;
 }
 
+bool FakeCommands::canStart() const {
+    if (!failToStart && !stopRequested_) return true;
+    errno = failToStart ? EAGAIN : ECANCELED;
+    return false;
+}
+
 FILE* FakeCommands::open(const std::string& command) {
     int status = 0;
     const std::string text = outputOf(command, status);
-    if (failToStart) {
-        errno = EAGAIN;
-        return nullptr;
-    }
+    if (!canStart()) return nullptr;
     FILE* stream = std::tmpfile();
     std::fwrite(text.data(), 1, text.size(), stream);
     std::rewind(stream);
@@ -70,7 +73,5 @@ int FakeCommands::close(FILE* stream) {
 int FakeCommands::run(const std::string& command) {
     int status = 0;
     outputOf(command, status);
-    if (!failToStart) return status;
-    errno = EAGAIN;
-    return -1;
+    return canStart() ? status : -1;
 }

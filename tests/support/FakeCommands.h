@@ -2,6 +2,7 @@
 // by the command's text, by a function, or by a list of the commands that it expects.
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -33,19 +34,25 @@ public:
     // --- what a test reads ---
     std::vector<std::string> texts() const;  // of all commands, including those that failed to start
     int openStreams() const;                 // opened by popen() and not yet closed
+    bool isStopRequested() const { return stopRequested_; }
     void checkAllUsed() const { expected_.checkAllUsed("commands"); }
 
     // --- the operations of the seam ---
     virtual FILE* open(const std::string& command);
     virtual int close(FILE* stream);
     int run(const std::string& command);
+    // From now on commands fail with ECANCELED, as on a host whose time for them is over.
+    void requestStop() { stopRequested_ = true; }
 
 private:
+    // False with errno.
+    bool canStart() const;
     std::string outputOf(const std::string& command, int& status);
 
     mutable std::mutex guard_;
     std::vector<std::string> texts_;
     std::map<FILE*, int> statuses_;
     int openStreams_ = 0;
+    std::atomic<bool> stopRequested_{false};
     ExpectedRows<ExpectedCommand> expected_;
 };

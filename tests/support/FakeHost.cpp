@@ -61,6 +61,7 @@ public:
     FILE* openCommand(const std::string& command) override { return part<FakeCommands>().open(command); }
     int closeCommand(FILE* stream) override { return part<FakeCommands>().close(stream); }
     int runCommand(const std::string& command) override { return part<FakeCommands>().run(command); }
+    void requestStop() override { part<FakeCommands>().requestStop(); }
 
     void* openLibrary(const std::string& name, int flags) override {
         return part<FakeLibraries>().open(name, flags);
@@ -81,6 +82,10 @@ public:
     int wallClock(timespec* now) override { return part<FakeClock>().wallClock(now); }
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) override {
         return part<FakeClock>().timedWait(condition, mutex, deadline);
+    }
+    int steadyClock(timespec* now) override { return part<FakeClock>().steadyClock(now); }
+    int steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) override {
+        return part<FakeClock>().steadyWait(condition, mutex, deadline);
     }
     void pause(unsigned long microseconds) override { part<FakeClock>().pause(microseconds); }
 

@@ -131,6 +131,7 @@ protected:
     //   it calls isInventoryReady(), which takes no lock of the manager.
     // - ipmi::IPMIUtils::mlock: for a whole remote command. Events are delivered on a thread that the
     //   raising thread joins, so the former's locks count as the latter's.
+    // - The lock of the watch in vokLongOperation.cpp.
     // - The logger's lock.
     //
     // A reader only tries mlock, and so never waits for a build.

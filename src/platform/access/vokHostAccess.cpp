@@ -2,14 +2,13 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 #include <syslog.h>
 #include <unistd.h>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
+
+#include "platform/access/vokCommandEnvironment.h"
 
 namespace {
 
@@ -18,24 +17,6 @@ std::unique_ptr<IvokHostAccess>& currentAccess() {
     static auto* access = new std::unique_ptr<IvokHostAccess>(std::make_unique<vokKernelHostAccess>());
     return *access;
 }
-
-// A command inherits the signal mask of the thread that starts it. A shell with SIGCHLD blocked never wakes
-// up from waiting for its own children, so the signal is unblocked while a command is started.
-class ChildSignalUnblocked {
-public:
-    ChildSignalUnblocked() {
-        sigset_t childSignal;
-        sigemptyset(&childSignal);
-        sigaddset(&childSignal, SIGCHLD);
-        ::pthread_sigmask(SIG_UNBLOCK, &childSignal, &previous_);
-    }
-    ~ChildSignalUnblocked() { ::pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-    ChildSignalUnblocked(const ChildSignalUnblocked&) = delete;
-    ChildSignalUnblocked& operator=(const ChildSignalUnblocked&) = delete;
-
-private:
-    sigset_t previous_{};
-};
 
 }  // namespace
 
@@ -51,6 +32,10 @@ time_t vokWallClockSeconds() {
     timespec now{};
     return vokHostAccess().wallClock(&now) == 0 ? now.tv_sec : 0;
 }
+
+vokKernelHostAccess::vokKernelHostAccess() : commands_(stop_), deviceWaits_(stop_) {}
+
+vokKernelHostAccess::~vokKernelHostAccess() = default;
 
 std::string vokKernelHostAccess::path(const std::string& absolute) const {
     return absolute;
@@ -69,19 +54,7 @@ int vokKernelHostAccess::ioctlDevice(int descriptor, unsigned long request, void
 }
 
 int vokKernelHostAccess::waitForDevice(int descriptor) {
-    if (descriptor < 0) {
-        errno = EBADF;
-        return -1;
-    }
-    if (descriptor >= FD_SETSIZE) {  // too large for an fd_set
-        pollfd waited{descriptor, POLLIN, 0};
-        return ::poll(&waited, 1, -1);
-    }
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(descriptor, &readable);
-    const int ready = ::select(descriptor + 1, &readable, nullptr, nullptr, nullptr);
-    return ready > 0 && !FD_ISSET(descriptor, &readable) ? 0 : ready;
+    return deviceWaits_.wait(descriptor);
 }
 
 int vokKernelHostAccess::closeDevice(int descriptor) {
@@ -89,17 +62,23 @@ int vokKernelHostAccess::closeDevice(int descriptor) {
 }
 
 FILE* vokKernelHostAccess::openCommand(const std::string& command) {
-    const ChildSignalUnblocked unblocked;
-    return ::popen(command.c_str(), "r");
+    return commands_.open(command, searchPath());
 }
 
 int vokKernelHostAccess::closeCommand(FILE* stream) {
-    return ::pclose(stream);
+    return commands_.close(stream);
 }
 
 int vokKernelHostAccess::runCommand(const std::string& command) {
-    const ChildSignalUnblocked unblocked;  // system() blocks it again while it waits
-    return ::system(command.c_str());
+    return commands_.run(command, searchPath());
+}
+
+void vokKernelHostAccess::requestStop() {
+    stop_.make();
+}
+
+std::string vokKernelHostAccess::searchPath() const {
+    return vokSafeSearchPath(std::getenv("PATH"));
 }
 
 void* vokKernelHostAccess::openLibrary(const std::string& name, int flags) {
@@ -142,6 +121,15 @@ int vokKernelHostAccess::wallClock(struct timespec* now) {
 int vokKernelHostAccess::timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                    const struct timespec* deadline) {
     return ::pthread_cond_timedwait(condition, mutex, deadline);
+}
+
+int vokKernelHostAccess::steadyClock(struct timespec* now) {
+    return ::clock_gettime(CLOCK_MONOTONIC_COARSE, now);
+}
+
+int vokKernelHostAccess::steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                    const struct timespec* deadline) {
+    return ::pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, deadline);
 }
 
 void vokKernelHostAccess::pause(unsigned long microseconds) {

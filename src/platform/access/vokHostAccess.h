@@ -3,8 +3,9 @@
 // Every use of the system goes through IvokHostAccess: device nodes, commands, shared libraries, system
 // facts, the clock and pauses, threads; and every absolute path is mapped by path() before it is used. The
 // kernel's own implementation is the default, and with it each operation is exactly the system call or
-// library call it is named after. Another implementation substitutes a simulated or a recorded host; nothing
-// else in the agent changes.
+// library call it is named after; only commands get more than popen(3) and system(3) give them
+// (vokCommands.h). Another implementation substitutes a simulated or a recorded host; nothing else in the
+// agent changes.
 #pragma once
 
 #include <ifaddrs.h>
@@ -16,6 +17,10 @@
 #include <ctime>
 #include <memory>
 #include <string>
+
+#include "platform/access/vokCommands.h"
+#include "platform/access/vokDeviceWaits.h"
+#include "platform/access/vokStopRequest.h"
 
 class IvokHostAccess {
 public:
@@ -31,16 +36,24 @@ public:
     // ioctl(2), one call. Returns its result, with errno on failure.
     virtual int ioctlDevice(int descriptor, unsigned long request, void* argument) = 0;
     // select(2) on the one descriptor for reading, without a time-out. Returns more than 0 if it is readable,
-    // otherwise 0 or less, with errno on failure. A signal ends the wait with EINTR.
+    // otherwise 0 or less, with errno on failure. A signal ends the wait with EINTR. After requestStop() the
+    // wait ends with ETIMEDOUT eight seconds after the request at the latest, or one second after its own
+    // start if that is later; once a wait has ended so, further ones don't wait.
     virtual int waitForDevice(int descriptor) = 0;
     // close(2).
     virtual int closeDevice(int descriptor) = 0;
 
-    // popen(3) for reading, and pclose(3). Prefer vokCommandStream, which owns the stream.
+    // popen(3) for reading, and pclose(3). Prefer vokCommandStream, which owns the stream. The stream has no
+    // descriptor.
     virtual FILE* openCommand(const std::string& command) = 0;
     virtual int closeCommand(FILE* stream) = 0;
-    // system(3): the wait status of the shell, or -1 with errno.
+    // system(3): the wait status of the shell, or -1 with errno. Prefer vokRunCommand().
     virtual int runCommand(const std::string& command) = 0;
+
+    // Bounds what could otherwise delay the stop of the agent for ever: commands, which are ended three
+    // seconds after the request and then refused with ECANCELED, and waits for devices. Async-signal-safe;
+    // only the first call counts.
+    virtual void requestStop() = 0;
 
     // dlopen(3), dlsym(3), dlclose(3). `name` is a bare library name or a path that path() returned.
     virtual void* openLibrary(const std::string& name, int flags) = 0;
@@ -61,6 +74,11 @@ public:
     // pthread_cond_timedwait(3): `deadline` is an instant of wallClock(). 0, ETIMEDOUT or an error number.
     virtual int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                           const struct timespec* deadline) = 0;
+    // For durations, which no change of the wall clock falsifies: clock_gettime(2) of CLOCK_MONOTONIC_COARSE,
+    // which is cheap and up to ten milliseconds behind, and pthread_cond_clockwait(3) on CLOCK_MONOTONIC.
+    virtual int steadyClock(struct timespec* now) = 0;
+    virtual int steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                           const struct timespec* deadline) = 0;
     // Sleeps for the whole time, even if signals arrive.
     virtual void pause(unsigned long microseconds) = 0;
     // sigtimedwait(2) for `seconds`: the number of the signal, or -1 with errno, EAGAIN if none came.
@@ -89,6 +107,11 @@ time_t vokWallClockSeconds();
 // The kernel's own implementation. Not final: a host that differs in a few operations derives from it.
 class vokKernelHostAccess : public IvokHostAccess {
 public:
+    vokKernelHostAccess();
+    ~vokKernelHostAccess() override;
+    vokKernelHostAccess(const vokKernelHostAccess&) = delete;
+    vokKernelHostAccess& operator=(const vokKernelHostAccess&) = delete;
+
     std::string path(const std::string& absolute) const override;
     std::string commandPath(const std::string& absolute) const override;
     int openDevice(const std::string& hostPath, int flags) override;
@@ -98,6 +121,7 @@ public:
     FILE* openCommand(const std::string& command) override;
     int closeCommand(FILE* stream) override;
     int runCommand(const std::string& command) override;
+    void requestStop() override;
     void* openLibrary(const std::string& name, int flags) override;
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;
@@ -109,9 +133,21 @@ public:
     int wallClock(struct timespec* now) override;
     int timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const struct timespec* deadline) override;
+    int steadyClock(struct timespec* now) override;
+    int steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                   const struct timespec* deadline) override;
     void pause(unsigned long microseconds) override;
     int waitForSignal(const sigset_t* signals, long seconds) override;
     int startThread(pthread_t* thread, void* (*body)(void*), void* argument) override;
     int joinThread(pthread_t thread) override;
     void systemLog(int priority, const std::string& text) override;
+
+protected:
+    // The PATH of commands: the safe elements of this process's own.
+    virtual std::string searchPath() const;
+
+private:
+    vokStopRequest stop_;
+    vokCommands commands_;
+    vokDeviceWaits deviceWaits_;
 };

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokLongOperation.h"
 
 vokLibrary& vokLibrary::operator=(vokLibrary&& other) noexcept {
     if (this == &other) return *this;
@@ -18,7 +19,11 @@ bool vokLibrary::open(const std::string& name, int flags) {
     close();
     auto holds = std::make_shared<std::atomic<int>>(0);
     vokHostAccess().libraryError();  // clears the reason of an earlier call
-    handle_ = vokHostAccess().openLibrary(name, flags);
+    {
+        const vokLongOperation operation(vokOperationKind::libraryCall,
+                                         name.c_str());  // runs its initialisers
+        handle_ = vokHostAccess().openLibrary(name, flags);
+    }
     reason_ = handle_ ? "" : vokHostAccess().libraryError();
     if (handle_) holds_ = std::move(holds);
     return handle_ != nullptr;

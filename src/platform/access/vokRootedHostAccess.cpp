@@ -71,20 +71,23 @@ std::string vokRootedHostAccess::commandPath(const std::string& absolute) const 
     return vokShellQuote(path(absolute));
 }
 
-std::string vokRootedHostAccess::inHostEnvironment(const std::string& command) const {
-    const std::string bin = root_ + "/bin";
-    std::string environment = "PATH=" + vokShellQuote(bin) + ":" + textToolDirectories + "; export PATH; ";
+std::string vokRootedHostAccess::searchPath() const {
+    return root_ + "/bin:" + textToolDirectories;
+}
+
+std::string vokRootedHostAccess::withHostTools(const std::string& command) const {
+    std::string functions;
     for (const char* tool : machineChangingTools)
-        environment += std::string(tool) + "() { " + vokShellQuote(bin + "/" + tool) + " \"$@\"; }; ";
-    return environment + command;
+        functions += std::string(tool) + "() { " + vokShellQuote(root_ + "/bin/" + tool) + " \"$@\"; }; ";
+    return functions + command;
 }
 
 FILE* vokRootedHostAccess::openCommand(const std::string& command) {
-    return vokKernelHostAccess::openCommand(inHostEnvironment(command));
+    return vokKernelHostAccess::openCommand(withHostTools(command));
 }
 
 int vokRootedHostAccess::runCommand(const std::string& command) {
-    return vokKernelHostAccess::runCommand(inHostEnvironment(command));
+    return vokKernelHostAccess::runCommand(withHostTools(command));
 }
 
 void* vokRootedHostAccess::openLibrary(const std::string& name, int flags) {

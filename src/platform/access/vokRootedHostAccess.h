@@ -22,8 +22,11 @@ public:
     // Appended to var/log/syslog.log under the root, since the machine's own log lies outside it.
     void systemLog(int priority, const std::string& text) override;
 
+protected:
+    std::string searchPath() const override;
+
 private:
-    std::string inHostEnvironment(const std::string& command) const;
+    std::string withHostTools(const std::string& command) const;
 
     std::string root_;
 };

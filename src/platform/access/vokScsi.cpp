@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokLongOperation.h"
 
 // The record and the request number of the product's ABI; on others the record holds wider pointers.
 static_assert(SG_IO == 0x2285);
@@ -80,6 +81,7 @@ vokScsiReply vokSendScsi(int descriptor, const vokScsiRequest& request) {
     if (request.direction == vokScsiDirection::fromDevice && header.dxferp)
         std::memset(header.dxferp, 0, header.dxfer_len);
 
+    const vokLongOperation operation({vokOperationKind::scsiCommand, nullptr, command[0], descriptor});
     errno = 0;
     const int result = vokHostAccess().ioctlDevice(descriptor, SG_IO, &header);
     if (result < 0) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <cerrno>
 
+#include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/access/vokOwnedDescriptor.h"
 
@@ -22,7 +23,22 @@ vokWorkFile::~vokWorkFile() {
 }
 
 int vokWorkFile::appendOutputOf(const std::string& command) const {
-    return vokHostAccess().runCommand(command + " >> " + shellQuoted_);
+    return vokRunCommand(command + " >> " + shellQuoted_);
+}
+
+bool vokWorkFile::read(std::string& content) const {
+    constexpr std::size_t mostBytes = 16 * 1024 * 1024;
+    content.clear();
+    const vokFilePtr file = open();
+    if (!file) return false;
+    char buffer[4096];
+    for (std::size_t count = 1; count > 0 && content.size() < mostBytes;) {
+        count = std::fread(buffer, 1, sizeof(buffer), file.get());
+        content.append(buffer, count);
+    }
+    // Of a line that is cut nothing is known.
+    if (content.size() >= mostBytes) content.erase(content.rfind('\n') + 1);
+    return true;
 }
 
 vokFilePtr vokWorkFile::open() const {

@@ -33,6 +33,9 @@ public:
     // Runs `command`, one pipeline, with its output appended to the file. Returns the wait status, or -1 with
     // errno.
     int appendOutputOf(const std::string& command) const;
+    // Reads the file. Of what a runaway command has written, no more than the whole lines in the first 16
+    // MiB. False with errno if it can't be read.
+    bool read(std::string& content) const;
     // The file for reading; null with errno.
     vokFilePtr open() const;
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/base/vokLog.h"
+#include "platform/access/vokLongOperation.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
@@ -106,7 +107,10 @@ std::string vokLibraryPhysLocInterface::physlocEncode(std::string pciAddress,
     }
 
     vokPhysLocRecord record{};
-    initData_(&record, vokPhysLocRecordVersion);
+    {
+        const vokLongOperation call(vokOperationKind::libraryCall, vokPhysLocInitSymbol);
+        initData_(&record, vokPhysLocRecordVersion);
+    }
     record.type = type;
     std::vector<std::string> numbers;
     for (std::size_t i = 0; i < geoElements.size(); ++i) {
@@ -117,7 +121,11 @@ std::string vokLibraryPhysLocInterface::physlocEncode(std::string pciAddress,
     if (subLocation != noSubLocation) record.subLocation = numberOf(subLocation);
 
     std::uint64_t code = 0;
-    const physloc_rtn_t result = encode_(&record, &code);
+    physloc_rtn_t result = 0;
+    {
+        const vokLongOperation call(vokOperationKind::libraryCall, vokPhysLocEncodeSymbol);
+        result = encode_(&record, &code);
+    }
     store(result);
     if (result != 0) {
         VOK_LOG_DEBUG(platform_.logModule,

@@ -1,9 +1,9 @@
 #include <cerrno>
-#include <fstream>
 #include <functional>
+#include <sstream>
 
 #include "core/base/vokLog.h"
-#include "platform/access/vokHostAccess.h"
+#include "platform/access/vokCommandStream.h"
 #include "platform/access/vokWorkFile.h"
 #include "platform/utils/vokCommandOutcome.h"
 #include "platform/utils/vokUtils.h"
@@ -87,11 +87,12 @@ bool gatherPairs(const PairList& list, const TakePair& take) {
     const vokWorkFile file(list.file, vokLeftOver::kept);
     bool gathered = false;
     const std::string command = list.command + file.shellQuoted();
-    const int status = vokHostAccess().runCommand(command);
+    const int status = vokRunCommand(command);
     vokReportCommand("VOK_UTILS", command, vokCommandFailure(status, errno));
     if (status == 0) {
-        std::ifstream lines(file.hostPath());
-        gathered = lines.is_open();
+        std::string content;
+        gathered = file.read(content);
+        std::istringstream lines(content);
         if (gathered) readPairs(list, lines, take);
     }
     if (!gathered) VOK_LOG_ERROR("VOK_UTILS", "%s", list.failure);

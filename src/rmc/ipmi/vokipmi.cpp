@@ -10,7 +10,9 @@
 #include <string>
 
 #include "core/base/vokLog.h"
+#include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokLongOperation.h"
 #include "platform/access/vokShell.h"
 #include "rmc/ipmi/vokIpmiReport.h"
 
@@ -32,10 +34,11 @@ constexpr const char* driverModules[] = {"ipmi_msghandler", "ipmi_si", "ipmi_dev
 void bringUpDriver() {
     IvokHostAccess& host = vokHostAccess();
     for (const char* module : driverModules)
-        host.runCommand(std::string("modprobe ") + module + " > /dev/null 2>&1");
-    host.runCommand("mknod -m 0600 " + host.commandPath(devicePath) + " c `cat " +
-                    vokBackquoted(host.commandPath("/proc/devices")) +
-                    " | grep ipmidev |cut -d \" \" -f 1` 0 > /dev/null 2>&1");
+        vokRunCommand(std::string("modprobe ") + module + " > /dev/null 2>&1");
+    const int result = vokRunCommand("mknod -m 0600 " + host.commandPath(devicePath) + " c `cat " +
+                                     vokBackquoted(host.commandPath("/proc/devices")) +
+                                     " | grep ipmidev |cut -d \" \" -f 1` 0 > /dev/null 2>&1");
+    if (result == -1 && errno == ECANCELED) return;  // the agent stops, and nothing was run that takes time
     host.pause(bringUpPause);
 }
 
@@ -85,6 +88,7 @@ bool IPMIUtils::execute(unsigned char netfn, unsigned char cmd, unsigned char /*
         request.msg.data_len = dataLen;
         request.msg.data = const_cast<unsigned char*>(data);  // the driver only reads it
     }
+    const vokLongOperation exchange(vokOperationKind::deviceRequest, devicePath, netfn << 8 | cmd);
     const int sent = device_.ioctl(IPMICTL_SEND_COMMAND, &request);
     if (sent != 0) {
         fail(ExchangeStep::send, sent < 0);

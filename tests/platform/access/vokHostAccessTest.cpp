@@ -100,6 +100,43 @@ TEST(KernelHostAccess, RunsCommands) {
     EXPECT_EQ(host.runCommand("exit 3"), 3 << 8);
 }
 
+TEST(KernelHostAccess, CommandsAreFoundInTheSafeElementsOfThePathOnly) {
+    TemporaryDirectory planted;
+    makeStandIn(planted, "grep", "echo planted\n");
+    ASSERT_EQ(::chmod((planted.path() + "/bin").c_str(), 0777), 0);
+    ASSERT_EQ(::setenv("PATH", (planted.path() + "/bin:/usr/bin:/bin:").c_str(), 1), 0);
+    vokKernelHostAccess host;
+    EXPECT_EQ(outputOf(host, "echo x | grep x; echo $PATH"), "x\n/usr/bin:/bin\n");
+    EXPECT_EQ(host.runCommand("test \"$PATH\" = /usr/bin:/bin"), 0);
+}
+
+TEST(KernelHostAccess, AfterTheRequestToStopCommandsAndWaitsForDevicesEnd) {
+    vokKernelHostAccess host;
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    host.requestStop();
+    EXPECT_EQ(outputOf(host, "echo still"), "still\n") << "it has three seconds";
+    ASSERT_EQ(::write(ends[1], "x", 1), 1);
+    EXPECT_EQ(host.waitForDevice(ends[0]), 1);
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST(KernelHostAccess, TheSteadyClockRunsAndItsWaitEndsAtAPastDeadline) {
+    vokKernelHostAccess host;
+    timespec now{};
+    ASSERT_EQ(host.steadyClock(&now), 0);
+    EXPECT_GT(now.tv_sec, 0);
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::unique_lock<std::mutex> lock(mutex);
+    const timespec past{now.tv_sec - 1, 0};
+    EXPECT_EQ(host.steadyWait(condition.native_handle(), mutex.native_handle(), &past), ETIMEDOUT);
+    timespec after{};
+    ASSERT_EQ(host.steadyClock(&after), 0);
+    EXPECT_GE(after.tv_sec, now.tv_sec);
+}
+
 // A shell that is started with the signal blocked never returns from its own "wait".
 TEST(KernelHostAccess, ACommandCanWaitForItsChildrenEvenIfThisThreadBlocksTheirSignal) {
     vokKernelHostAccess host;
@@ -256,6 +293,7 @@ TEST(RootedHostAccess, LooksForCommandsInItsOwnBinFirst) {
     EXPECT_EQ(outputOf(host, "localcli system version get"), "stand-in system version get\n");
     EXPECT_EQ(outputOf(host, "echo x | grep x"), "own grep\n");
     EXPECT_EQ(host.runCommand("localcli > /dev/null"), 0);
+    EXPECT_EQ(outputOf(host, "echo \"$PATH\""), root.path() + "/bin:/usr/bin:/bin\n");
 }
 
 TEST(RootedHostAccess, NeverRunsTheMachinesModuleAndNodeCommands) {

@@ -182,8 +182,32 @@ TEST_F(WorkFile, CollectsTheOutputOfCommandsAndIsRemoved) {
     EXPECT_FALSE(root.exists("data/a list.txt"));
 }
 
+TEST_F(WorkFile, IsReadUpToTheLastLineOfItsFirst16MiB) {
+    std::string content;
+    {
+        const vokWorkFile file("/data/list");
+        EXPECT_EQ(file.appendOutputOf("echo two"), 0);
+        EXPECT_TRUE(file.read(content));
+        EXPECT_EQ(content, "two\n");
+    }
+    {
+        const vokWorkFile file("/data/list");
+        EXPECT_EQ(file.appendOutputOf("yes 12 | head -c 20000000"), 0);
+        EXPECT_TRUE(file.read(content));
+        EXPECT_EQ(content.size(), 16777215U);  // the most whole lines of three bytes
+    }
+    const vokWorkFile file("/data/list");
+    EXPECT_EQ(file.appendOutputOf("head -c 20000000 /dev/zero"), 0);
+    EXPECT_TRUE(file.read(content));
+    EXPECT_EQ(content, "") << "one line without an end";
+}
+
 TEST_F(WorkFile, WithoutAnyOutputCanNotBeOpened) {
     const vokWorkFile file("/data/list");
+    std::string content;
+    EXPECT_FALSE(file.read(content));
+    EXPECT_EQ(errno, ENOENT);
+    errno = 0;
     EXPECT_FALSE(file.open());
     EXPECT_EQ(errno, ENOENT);
 }

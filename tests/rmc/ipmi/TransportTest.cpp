@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <cerrno>
 #include <cstring>
+#include <thread>
 
+#include "core/base/Logger.h"
+#include "platform/access/vokLongOperation.h"
 #include "platform/access/vokRootedHostAccess.h"
 #include "rmc/ipmi/vokipmi.h"
 #include "support/FakeClock.h"
@@ -17,6 +20,7 @@ namespace {
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 // A host that lacks the device and records the calls; everything else is inherited.
 template <typename Base>
@@ -102,6 +106,30 @@ TEST_F(TransportTest, ADeviceThatAppearsAfterOneBringUpIsUsed) {
     EXPECT_EQ(ipmi.openDescriptors(), 0);
     EXPECT_EQ(commands.texts().size(), 6U);
     EXPECT_THAT(clock.pauses(), ElementsAre(3000000U));
+}
+
+TEST_F(TransportTest, WhenTheStopLeavesNoTimeForCommandsNothingIsWaitedForEither) {
+    ipmi.failOpens(2);
+    vokHostAccess().requestStop();
+    const ipmi::IPMIUtils device;
+    EXPECT_THAT(clock.pauses(), IsEmpty());
+}
+
+TEST_F(TransportTest, AnExchangeOfThirtySecondsIsLoggedOnceAndAtItsEnd) {
+    Logging::Logger::loggerInit();
+    const auto log = [this] { return host.root.readFile("/log/vok.log"); };
+    const vokLongOperationWatch watch;
+    ipmi.onRequest = [&](const FakeIpmiRequest&) {
+        clock.waitForSteadyWaits(1);
+        clock.advanceSteady(31);
+        while (log().empty()) std::this_thread::yield();
+        clock.advanceSteady(9);
+        return FakeIpmiReply{{0}};
+    };
+    unsigned char response[4] = {};
+    EXPECT_TRUE(exchange(response, 4));
+    EXPECT_THAT(log(), HasSubstr("WATCH: Still not ended after 31 s: device /dev/ipmi0, request 0x3a81\n"));
+    EXPECT_THAT(log(), EndsWith("WATCH: Ended after 40 s: device /dev/ipmi0, request 0x3a81\n"));
 }
 
 TEST_F(TransportTest, WithoutADeviceNothingIsSent) {

@@ -7,6 +7,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <cerrno>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 #include "platform/access/vokHostAccess.h"
 #include "support/FakeClock.h"
@@ -23,6 +26,44 @@ namespace {
 using testing::ElementsAre;
 
 // --- composition ---
+
+TEST(FakeHost, AfterTheRequestToStopCommandsAreRefused) {
+    const FakeHost host;
+    auto& commands = host.part<FakeCommands>();
+    commands.output["x"] = "";
+    EXPECT_FALSE(commands.isStopRequested());
+    vokHostAccess().requestStop();
+    EXPECT_TRUE(commands.isStopRequested());
+    errno = 0;
+    EXPECT_EQ(vokHostAccess().runCommand("x"), -1);
+    EXPECT_EQ(errno, ECANCELED);
+    EXPECT_EQ(vokHostAccess().openCommand("x"), nullptr);
+}
+
+TEST(FakeHost, TheSteadyClockStandsStillAndEndsTheWaitsThatItPasses) {
+    const FakeHost host;
+    auto& clock = host.part<FakeClock>();
+    timespec begin{};
+    ASSERT_EQ(vokHostAccess().steadyClock(&begin), 0);
+    std::mutex mutex;
+    std::condition_variable condition;
+    const timespec deadline{begin.tv_sec + 10, begin.tv_nsec};
+    std::thread waiting([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        EXPECT_EQ(vokHostAccess().steadyWait(condition.native_handle(), mutex.native_handle(), &deadline),
+                  ETIMEDOUT);
+        EXPECT_EQ(vokHostAccess().steadyWait(condition.native_handle(), mutex.native_handle(), &deadline),
+                  ETIMEDOUT);
+    });
+    clock.waitForSteadyWaits(1);
+    clock.advanceSteady(9);
+    clock.advanceSteady(1);
+    waiting.join();
+    EXPECT_THAT(clock.steadilyWaitedSeconds(), ElementsAre(10, 0));
+    timespec now{};
+    ASSERT_EQ(vokHostAccess().steadyClock(&now), 0);
+    EXPECT_EQ(now.tv_sec, begin.tv_sec + 10);
+}
 
 TEST(FakeHost, HasOnlyTheDevicesThatWereAdded) {
     const FakeHost host;

@@ -1,0 +1,40 @@
+#include "platform/access/vokStopRequest.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <algorithm>
+#include <ctime>
+
+static_assert(std::atomic<long long>::is_always_lock_free, "a signal handler makes the request");
+
+namespace {
+
+long long monotonicMilliseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
+}
+
+}  // namespace
+
+vokStopRequest::vokStopRequest() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
+    readEnd_.reset(ends[0]);
+    writeEnd_.reset(ends[1]);
+}
+
+void vokStopRequest::make() {
+    const int reason = errno;
+    long long expected = notMade;
+    if (madeAt_.compare_exchange_strong(expected, monotonicMilliseconds()) && writeEnd_) {
+        [[maybe_unused]] const ssize_t written = ::write(writeEnd_.get(), "", 1);
+    }
+    errno = reason;
+}
+
+int vokStopRequest::timeLeft(int milliseconds) const {
+    const long long madeAt = madeAt_.load();
+    if (madeAt == notMade) return -1;
+    return static_cast<int>(std::max(0LL, madeAt + milliseconds - monotonicMilliseconds()));
+}

@@ -23,6 +23,7 @@
 #include "daemon/vokdOptions.h"
 #include "daemon/vokdPlatformReport.h"
 #include "daemon/vokdSignals.h"
+#include "platform/access/vokLongOperation.h"
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/access/vokStandardStreams.h"
 #include "platform/utils/platformCheck.h"
@@ -135,6 +136,10 @@ void logStart(const vokdOptions& options) {
                    options.hostRoot.empty() ? "" : ", host root ", options.hostRoot.c_str());
 }
 
+void logEnd(int signal) {
+    VOK_LOG_ALWAYS("VOKD", "vokd has stopped after %s", vokdSignalName(signal));
+}
+
 // Returns the number of the signal.
 int waitForTheEnd() {
     vokdClockCheck clockCheck;
@@ -163,7 +168,17 @@ int runAgent(const vokdOptions& options) {
     Logging::Logger::loggerInit();
     logStart(options);
     vokdWarnOfConfig();
-    readPlatformTables();
+    const vokLongOperationWatch watch;
+    {
+        const vokdSignalsDuringStart mayStop;
+        readPlatformTables();
+    }
+    if (const int ending = vokdSignalDuringStart()) {
+        // Nothing runs yet, and the startup record is still that of the last run.
+        releasePlatformTables();
+        logEnd(ending);
+        return vokdOptions::graceful;
+    }
     if (!vokJobManager::getInstance()->startResourceManagers()) {
         // Threads are running that can no longer be stopped in order, so nothing that they use is torn
         // down.
@@ -177,12 +192,13 @@ int runAgent(const vokdOptions& options) {
 
     const int ending = waitForTheEnd();
     vokdEndAtNextSignal(vokdOptions::secondSignal);
+    vokHostAccess().requestStop();
     vokJobManager::getInstance()->stopVOKServer();
     vokIPMIDBService::getInstance()->stopvokIPMIDBService();
     vokJsonAggregator::getInstance()->stopvokJsonAggregator();
     vokJobManager::getInstance()->stopResourceManagers();
     releasePlatformTables();
-    VOK_LOG_ALWAYS("VOKD", "vokd has stopped after %s", vokdSignalName(ending));
+    logEnd(ending);
     return vokdOptions::graceful;
 }
 

@@ -10,6 +10,8 @@
 
 namespace {
 
+volatile sig_atomic_t signalDuringStart;
+
 volatile sig_atomic_t statusAtNextSignal;
 time_t stopBegun;
 
@@ -32,6 +34,11 @@ void endImmediately(int) {
     if (monotonicSeconds() - stopBegun < secondsOfOneRequest) return;
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, sizeof(text) - 1);
     ::_exit(statusAtNextSignal);
+}
+
+void stopStarting(int number) {
+    signalDuringStart = number;
+    vokHostAccess().requestStop();
 }
 
 struct AwaitedSignal {
@@ -79,6 +86,26 @@ void vokdHoldSignals() {
     for (const auto& each : awaitedSignals) ::signal(each.number, SIG_DFL);
     ::signal(SIGPIPE, ignoreSignal);
     ::signal(SIGXFSZ, ignoreSignal);  // a log that reaches the limit on file sizes
+    ::signal(SIGCHLD, SIG_DFL);       // an inherited SIG_IGN would discard the results of commands
+}
+
+vokdSignalsDuringStart::vokdSignalsDuringStart() {
+    struct sigaction action {};
+    action.sa_handler = stopStarting;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGTERM, &action, nullptr);
+    ::sigaction(SIGINT, &action, nullptr);
+    const sigset_t set = setOfAwaited(true);
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+vokdSignalsDuringStart::~vokdSignalsDuringStart() {
+    const sigset_t set = setOfAwaited(true);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+int vokdSignalDuringStart() {
+    return signalDuringStart;
 }
 
 int vokdWaitForSignal(int seconds) {

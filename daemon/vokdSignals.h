@@ -6,6 +6,19 @@
 // on waits for vokdWaitForSignal().
 void vokdHoldSignals();
 
+// As long as it exists, SIGTERM and SIGINT reach this thread and request the stop of the host's operations,
+// so that a command that hangs can't hold up the start. vokdSignalDuringStart() then returns the signal.
+class vokdSignalsDuringStart {
+public:
+    vokdSignalsDuringStart();
+    ~vokdSignalsDuringStart();
+    vokdSignalsDuringStart(const vokdSignalsDuringStart&) = delete;
+    vokdSignalsDuringStart& operator=(const vokdSignalsDuringStart&) = delete;
+};
+
+// The number of the signal that ended the start, or 0.
+int vokdSignalDuringStart();
+
 // Waits for a signal, at most `seconds` of the host: SIGTERM or SIGINT, which end the agent; SIGHUP; or one
 // that must not end it (SIGUSR1, SIGUSR2, SIGALRM). Returns the signal's number, or 0 on time-out.
 int vokdWaitForSignal(int seconds);

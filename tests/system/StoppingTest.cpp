@@ -1,9 +1,13 @@
 // SIGTERM during each activity of the agent, and the other signals.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "system/SimulatedSystem.h"
 
@@ -138,6 +142,81 @@ TEST_F(Stopping, TwoSignalsWithinThreeSecondsCountAsOne) {
     ASSERT_TRUE(waitForLog("Stopping vokJsonAggr"));
     ASSERT_EQ(::kill(agent.process(), SIGINT), 0);
     expectGracefulEnd(stopAgent());
+}
+
+// --- what hangs does not delay the end for longer than this ---
+
+constexpr auto longestStop = std::chrono::seconds(10);
+
+class StoppingWhatHangs : public Stopping {
+protected:
+    // Sends SIGTERM and returns the exit status; fails the test if that takes too long.
+    int stopInTime() {
+        const auto before = std::chrono::steady_clock::now();
+        const int status = stopAgent();
+        EXPECT_LT(std::chrono::steady_clock::now() - before, longestStop);
+        return status;
+    }
+    // The processes that run for a command of the agent, with their arguments: those with its search path.
+    std::vector<std::string> runningCommands() const {
+        std::vector<std::string> running;
+        for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+            const auto read = [&process](const char* name) {
+                std::ifstream file(process.path() / name, std::ios::binary);
+                std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+                std::replace(text.begin(), text.end(), '\0', ' ');
+                return text;
+            };
+            if (read("environ").find("PATH=" + root() + "/bin:") != std::string::npos)
+                running.push_back(read("cmdline"));
+        }
+        return running;
+    }
+    bool waitForCommands(const std::vector<std::string>& texts) const {
+        return waitUntil([&] {
+            const std::vector<std::string> running = runningCommands();
+            return std::all_of(texts.begin(), texts.end(), [&](const std::string& text) {
+                return std::any_of(running.begin(), running.end(), [&](const std::string& line) {
+                    return line.find(text) != std::string::npos;
+                });
+            });
+        });
+    }
+};
+
+TEST_F(StoppingWhatHangs, EndsTheCommandsOfSeveralManagersInTime) {
+    Json::Value settings = usualSettings();
+    settings["EnableResources"].append("EthernetDevices");
+    startAll(settings);
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    hostControl({"command", "localcli", "hang", "1000000000"});
+    hostControl({"command", "esxtop", "hang", "1000000000"});
+    hostControl({"clock", "speed", "10000"});  // to the next builds
+    ASSERT_TRUE(waitForCommands({"localcli network nic list", "esxtop -c"}));
+    expectGracefulEnd(stopInTime());
+    EXPECT_EQ(runningCommands(), std::vector<std::string>{});
+}
+
+TEST_F(StoppingWhatHangs, DuringTheStartEndsItBeforeAnythingRuns) {
+    startAll();
+    hostControl({"command", "localcli", "hang", "1000000000"});
+    startAgent();
+    ASSERT_TRUE(waitForCommands({"localcli hardware pci list"}));
+    EXPECT_EQ(stopInTime(), 0);
+    EXPECT_EQ(runningCommands(), std::vector<std::string>{});
+    EXPECT_FALSE(hostHas("/var/tmp/mevVOKStartup.txt")) << "the last run's record stays the last";
+    EXPECT_EQ(timesLogged("JOB_MGR: stopping all the RM"), 0);
+}
+
+TEST_F(StoppingWhatHangs, ADriverThatNeverAnswersDoesNotDelayItForLonger) {
+    startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "100"});
+    startController();
+    controllerControl({"answer", "never", "--at-chunk", "4", "--of", "inventory"});
+    startAgent();
+    ASSERT_EQ(waitFor("request", 4), 0);
+    expectGracefulEnd(stopInTime());
+    EXPECT_EQ(controllerCount("inventories"), 0);
 }
 
 TEST_F(Stopping, ALaterSignalEndsAHangingStopAtOnceAndWithoutTheRecord) {

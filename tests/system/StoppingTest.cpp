@@ -184,20 +184,6 @@ protected:
     }
 };
 
-TEST_F(StoppingWhatHangs, EndsTheCommandsOfSeveralManagersInTime) {
-    Json::Value settings = usualSettings();
-    settings["EnableResources"].append("EthernetDevices");
-    startAll(settings);
-    startAgent();
-    ASSERT_EQ(waitFor("inventory", 1), 0);
-    hostControl({"command", "localcli", "hang", "1000000000"});
-    hostControl({"command", "esxtop", "hang", "1000000000"});
-    hostControl({"clock", "speed", "10000"});  // to the next builds
-    ASSERT_TRUE(waitForCommands({"localcli network nic list", "esxtop -c"}));
-    expectGracefulEnd(stopInTime());
-    EXPECT_EQ(runningCommands(), std::vector<std::string>{});
-}
-
 TEST_F(StoppingWhatHangs, DuringTheStartEndsItBeforeAnythingRuns) {
     startAll();
     hostControl({"command", "localcli", "hang", "1000000000"});

@@ -79,7 +79,7 @@ std::string openPath(int descriptor) {
 }
 
 std::string describe(const vokOperation& operation) {
-    const std::string name = operation.name ? operation.name : openPath(operation.descriptor);
+    std::string name = operation.name ? operation.name : openPath(operation.descriptor);
     switch (operation.kind) {
         case vokOperationKind::command:
             return "command \"" + name + "\"";

@@ -90,11 +90,26 @@ int checkConfig() {
     return std::cout.flush() ? status : vokdOptions::reportOutputFailure();
 }
 
+// Runs a report that asks the host. SIGTERM and SIGINT end it, also while a command hangs; nothing is printed
+// then.
+int runReport(int (*report)()) {
+    int status = vokdOptions::graceful;
+    {
+        const vokdSignalsDuringStart mayStop;
+        status = report();
+    }
+    const int ending = vokdSignalDuringStart();
+    if (ending == 0) return status;
+    std::fprintf(stderr, "vokd: interrupted by %s\n", vokdSignalName(ending));
+    return vokdOptions::interrupted;
+}
+
 int showPlatform() {
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
     Logging::Logger::loggerInit();
     readPlatformTables();
+    if (vokdSignalDuringStart() != 0) return vokdOptions::graceful;
     vokdPrintPlatformReport(std::cout);
     releasePlatformTables();
     return std::cout.flush() ? vokdOptions::graceful : vokdOptions::reportOutputFailure();
@@ -112,6 +127,7 @@ int printInventory() {
     }
     const std::string document = vokJsonAggregator::getInstance()->getInventoryDocument();
     releasePlatformTables();
+    if (vokdSignalDuringStart() != 0) return vokdOptions::graceful;
     if (document.empty()) {
         std::fprintf(stderr, "vokd: no enabled resource has an inventory\n");
         return vokdOptions::graceful;
@@ -218,9 +234,9 @@ int main(int argc, char** argv) {
         case vokdOptions::Action::checkConfig:
             return checkConfig();
         case vokdOptions::Action::printInventory:
-            return printInventory();
+            return runReport(printInventory);
         case vokdOptions::Action::showPlatform:
-            return showPlatform();
+            return runReport(showPlatform);
         case vokdOptions::Action::run:
             return runAgent(options);
     }

@@ -26,6 +26,7 @@ Exit status:
        or not used as it is written
   7    --check-config: no usable file; the built-in settings are used
   8    standard output can't be written
+  9    a report was ended by SIGTERM or SIGINT before it was printed
   245  the directory of the debug log can't be created
   246  the directory of the agent log can't be created
 

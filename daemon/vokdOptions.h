@@ -21,6 +21,7 @@ struct vokdOptions {
         configRefused = 6,   // --check-config: there are findings on the file, which is used
         configUnusable = 7,  // --check-config: no usable file, the built-in settings are used
         outputFailed = 8,    // standard output could not be written
+        interrupted = 9,     // a report was ended by a signal before it was printed
     };
 
     // Reads the command line. True to continue; false to end with `exitStatus`, after all messages are

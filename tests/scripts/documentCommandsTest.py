@@ -33,6 +33,7 @@ BLOCKS = [
     ("README.md", "src/ ", SHOWN, "the folders"),
     ("CONTRIBUTING.md", "scripts/setup", CHECKED, "installs packages and builds: minutes"),
     ("docs/architecture.md", " vokd (daemon/)", SHOWN, "a diagram"),
+    ("docs/configuration.md", "vokd: /etc/config", SHOWN, "output"),
     ("docs/events.md", '{"EventTime"', SHOWN, "an event"),
     ("docs/events.md", '{"EventTime"', SHOWN, "an event"),
     ("docs/events.md", "vokcli test 708", CHECKED, "acts on the machine's own agent"),

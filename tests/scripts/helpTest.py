@@ -17,8 +17,6 @@ SUBCOMMANDS = {
     "vok-simhost": ["run", "control", "play"],
     "vok-rmc": ["run", "control"],
 }
-# Programs whose help is still wider, a skipped test each.
-WIDE = {"vokd"}
 
 
 def help_of(program, *subcommand):
@@ -40,8 +38,6 @@ def text_of(page):
 
 class Help(unittest.TestCase):
     def check_width(self, program):
-        if program in WIDE:
-            self.skipTest(f"the help of {program} is still wider")
         lines = all_help_of(program).split("\n")
         self.assertGreater(len(lines), 10)
         self.assertEqual([line for line in lines if len(line) > 80], [])

@@ -195,6 +195,35 @@ TEST_F(StoppingWhatHangs, DuringTheStartEndsItBeforeAnythingRuns) {
     EXPECT_EQ(timesLogged("JOB_MGR: stopping all the RM"), 0);
 }
 
+TEST_F(StoppingWhatHangs, InARunningManagerEndsInOrderAndLeavesNoCommand) {
+    Json::Value settings = usualSettings();
+    settings["EnableResources"].append("EthernetDevices");
+    settings["CacheRefreshInSeconds"]["Global"] = "600";
+    startAll(settings);
+    startAgentAndWaitForItsPush();
+    hostControl({"command", "localcli", "hang", "1000000000"});
+    // The next builds of two managers hang at the same time.
+    ASSERT_TRUE(waitForCommands({"localcli network nic list", "localcli system version get"}))
+        << testing::PrintToString(runningCommands());
+    expectGracefulEnd(stopInTime());
+    EXPECT_EQ(runningCommands(), std::vector<std::string>{});
+    EXPECT_EQ(controllerCount("violations"), 0);
+}
+
+TEST_F(StoppingWhatHangs, AReportIsInterruptedAndPrintsNothing) {
+    startAll();
+    hostControl({"command", "localcli", "hang", "1000000000"});
+    for (const char* const option : {"--print-inventory", "--show-platform"}) {
+        SCOPED_TRACE(option);
+        agent = RunningProgram(directory.path(), "vokd", {VOKD_PROGRAM, "--host-root", root(), option}, "");
+        ASSERT_TRUE(waitForCommands({"localcli"}));
+        EXPECT_EQ(stopInTime(), 9);
+        EXPECT_EQ(agent.output(), "");
+        EXPECT_EQ(agent.errors(), "vokd: interrupted by SIGTERM\n");
+        EXPECT_EQ(runningCommands(), std::vector<std::string>{});
+    }
+}
+
 TEST_F(StoppingWhatHangs, ADriverThatNeverAnswersDoesNotDelayItForLonger) {
     startHostAlone(usualSettings(), usualSpeed, {"--ipmi-timeout", "100"});
     startController();

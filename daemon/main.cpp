@@ -29,6 +29,7 @@
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokSystemInterfaceFactory.h"
 #include "platform/utils/vokUtils.h"
+#include "platform/utils/vokWorkFolders.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
 
@@ -59,8 +60,8 @@ void releasePlatformTables() {
     vokSystemInterfaceFactory::getSystemInterface()->UnInitialize();
 }
 
-// One vokd per host owns the working files under the data directory and the startup record. Returns zero to
-// continue.
+// One vokd per host owns the working files under the data directory, which is made here, and the startup
+// record. Returns zero to continue.
 int lockHost(vokdInstanceLock& lock) {
     std::string detail;
     switch (lock.take(detail)) {
@@ -73,6 +74,8 @@ int lockHost(vokdInstanceLock& lock) {
         case vokdInstanceLock::Result::taken:
             break;
     }
+    for (const std::string& error : vokPrepareWorkFolders())
+        std::fprintf(stderr, "vokd: %s\n", error.c_str());
     return 0;
 }
 

@@ -6,10 +6,12 @@
 
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnDirectory.h"
 #include "platform/access/vokOwnedDescriptor.h"
 
 vokWorkFile::vokWorkFile(const std::string& path, vokLeftOver leftOver)
     : hostPath_(vokHostAccess().path(path)), shellQuoted_(vokHostAccess().commandPath(path)) {
+    if (leftOver != vokLeftOver::replaced) vokMakeOwnDirectory(hostPath_.substr(0, hostPath_.rfind('/')));
     if (leftOver == vokLeftOver::removed) std::remove(hostPath_.c_str());
     if (leftOver != vokLeftOver::replaced) return;
     ::unlink(hostPath_.c_str());  // can't remove a directory, which then counts as planted

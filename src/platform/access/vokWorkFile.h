@@ -17,7 +17,8 @@ enum class vokLeftOver {
 
 class vokWorkFile {
 public:
-    // `path` is the absolute path on the host.
+    // `path` is the absolute path on the host. Its directory is made if it is missing, except for
+    // vokLeftOver::replaced; if that fails, so do the command and open().
     explicit vokWorkFile(const std::string& path, vokLeftOver leftOver = vokLeftOver::removed);
     ~vokWorkFile();
     vokWorkFile(const vokWorkFile&) = delete;

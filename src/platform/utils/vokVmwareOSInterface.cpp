@@ -6,7 +6,9 @@
 
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnDirectory.h"
 #include "platform/utils/vokCommandOutcome.h"
+#include "platform/utils/vokWorkFolders.h"
 
 vokVmwareOSInterface* vokVmwareOSInterface::getInstance() {
     static auto* const instance = new vokVmwareOSInterface;
@@ -14,6 +16,7 @@ vokVmwareOSInterface* vokVmwareOSInterface::getInstance() {
 }
 
 int vokVmwareOSInterface::populateHardwarePCIDetails() {
+    vokMakeOwnDirectory(vokHostAccess().path(vokDataFolder));
     // The shell writes the list; closing the stream waits for its end.
     const std::string command = "localcli hardware pci list > " + vokHostAccess().commandPath(hardwareList);
     vokCommandStream stream(command);

@@ -11,8 +11,8 @@ public:
 
     static vokVmwareOSInterface* getInstance();
 
-    // Stores the list. Its directory belongs to the product's package and is not created here. Returns 0, or
-    // -1 if the command can't be started; its exit status is only reported.
+    // Stores the list, in a directory that is made if it is missing. Returns 0, or -1 if the command can't be
+    // started; its exit status is only reported.
     int populateHardwarePCIDetails() override;
     void Initialize() override;
     // Removes the stored list if there is one.

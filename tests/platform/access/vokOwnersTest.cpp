@@ -254,5 +254,17 @@ TEST_F(WorkFile, AMissingDirectoryIsNotAPlantedFile) {
     EXPECT_FALSE(file.isPlanted());
 }
 
+TEST_F(WorkFile, MakesItsDirectoryIfThatIsMissing) {
+    const vokWorkFile file("/none/yet/list");
+    EXPECT_TRUE(root.exists("none/yet"));
+    EXPECT_EQ(file.appendOutputOf("echo one"), 0);
+    EXPECT_EQ(root.readFile("none/yet/list"), "one\n");
+}
+
+TEST_F(WorkFile, DoesNotMakeADirectoryThatAllUsersShare) {
+    const vokWorkFile file("/tmp/list", vokLeftOver::replaced);
+    EXPECT_FALSE(root.exists("tmp"));
+}
+
 }  // namespace
 }  // namespace vokOwnersTest

@@ -171,10 +171,10 @@ TEST(PopulateHardwarePCIDetails, FailsOnlyIfTheCommandCanNotBeStarted) {
                               command));
 }
 
-TEST(PopulateHardwarePCIDetails, DoesNotCreateThePackagesDirectory) {
+TEST(PopulateHardwarePCIDetails, MakesTheDirectoryOfTheListIfItIsMissing) {
     const FakeHost host;
     systemInterface().populateHardwarePCIDetails();
-    EXPECT_FALSE(host.root.exists("/opt"));
+    EXPECT_TRUE(host.root.exists("/opt/mev/vok/data"));
 }
 
 TEST(PopulateHardwarePCIDetails, HasWrittenTheListWhenItReturns) {

@@ -27,6 +27,7 @@
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/access/vokStandardStreams.h"
 #include "platform/utils/platformCheck.h"
+#include "platform/utils/vokStartupRecordAge.h"
 #include "platform/utils/vokSystemInterfaceFactory.h"
 #include "platform/utils/vokUtils.h"
 #include "platform/utils/vokWorkFolders.h"
@@ -162,9 +163,11 @@ void logEnd(int signal) {
 // Returns the number of the signal.
 int waitForTheEnd() {
     vokdClockCheck clockCheck;
+    vokStartupRecordAge recordAge;
     for (;;) {
         vokdEnforceLogLimits();
         clockCheck.run();
+        recordAge.renewDaily();
         const int signal = vokdWaitForSignal(secondsBetweenChecks);
         if (vokdSignalEndsTheAgent(signal)) return signal;
         if (signal == SIGHUP) {

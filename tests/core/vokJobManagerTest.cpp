@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 #include <thread>
 
@@ -95,7 +96,8 @@ TEST_F(JobManager, AnyOtherModeRecordsAGracefulStop) {
 
 TEST_F(JobManager, ARecordThatCannotBeCreatedDoesNotStopTheAgent) {
     logEverything(host);
-    host.root.writeFile(std::string(record) + "/in-its-place", "");
+    std::filesystem::remove_all(host.root.path() + "/var/tmp");
+    host.root.writeFile("/var/tmp", "a file in the place of the directory");
     manager.vokStartFileOperations(0);
     EXPECT_TRUE(hasLogged(host, "ERROR JOB_MGR: Error opening the vok startup file"));
     EXPECT_EQ(vokUtils::getSystemCurrentBootTime(), 1699999000);

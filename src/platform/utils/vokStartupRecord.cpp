@@ -49,11 +49,31 @@ bool writeAll(int descriptor, const std::string& content) {
     return true;
 }
 
+// Moves what is not a regular file into a directory of its own next to it, which no other user can reach: a
+// directory, for one, can't be replaced by a rename. Without room for that directory the name is cleared,
+// which fails for a directory that is not empty.
+void moveAsideUnlessFile(const std::string& hostPath) {
+    struct stat status {};
+    if (::lstat(hostPath.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
+    std::string place = hostPath + ".moved-XXXXXX";
+    if (::mkdtemp(place.data())) {
+        const std::string moved = place + hostPath.substr(hostPath.rfind('/'));
+        if (::rename(hostPath.c_str(), moved.c_str()) == 0) {
+            VOK_LOG_WARNING(tag, "%s is not a regular file. It has been moved to %s.", hostPath.c_str(),
+                            moved.c_str());
+            return;
+        }
+        ::rmdir(place.c_str());
+    }
+    std::remove(hostPath.c_str());
+}
+
 // The new content is on the disk before it is renamed to the record, so that a power cut can't leave an empty
 // record. A temporary file that an earlier run has left is removed unread.
 bool replaceByRename(const std::string& content) {
     const std::string temporary = vokStartupRecord::temporaryPath();
     const std::string record = vokStartupRecord::recordPath();
+    moveAsideUnlessFile(temporary);
     std::remove(temporary.c_str());
     {
         const vokOwnedDescriptor file(
@@ -65,8 +85,6 @@ bool replaceByRename(const std::string& content) {
         }
     }
     if (::rename(temporary.c_str(), record.c_str()) == 0) return true;
-    // A directory with the record's name is removed if it is empty.
-    if (::rmdir(record.c_str()) == 0 && ::rename(temporary.c_str(), record.c_str()) == 0) return true;
     ::unlink(temporary.c_str());
     return false;
 }
@@ -80,7 +98,7 @@ int openForWriting(int flags) {
 // changes, so that the lines can still be read by key if the process is killed in between.
 bool replaceInPlace(const std::string& content) {
     vokOwnedDescriptor file(openForWriting(0));
-    if (file ? !isTrusted(file.get()) : errno == ELOOP || errno == ENXIO) {
+    if (file && !isTrusted(file.get())) {
         if (std::remove(vokStartupRecord::recordPath().c_str()) != 0) return false;
         file.reset(openForWriting(O_EXCL));
     }
@@ -96,6 +114,7 @@ bool replaceInPlace(const std::string& content) {
 }
 
 bool replaceRecord(const std::string& content) {
+    moveAsideUnlessFile(vokStartupRecord::recordPath());
     return replaceByRename(content) || replaceInPlace(content);
 }
 
@@ -132,6 +151,15 @@ bool vokStartupRecord::replaceLastStart(long start) {
 
 bool vokStartupRecord::writeGracefulStop(time_t start, time_t stop) {
     return replaceRecord(vokStartupRecordText::ofGracefulStop(start, stop));
+}
+
+bool vokStartupRecord::touch() {
+    const vokOwnedDescriptor file(
+        ::open(recordPath().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) return false;
+    if (isTrusted(file.get())) return ::futimens(file.get(), nullptr) == 0;
+    errno = EPERM;
+    return false;
 }
 
 bool vokStartupRecord::readValue(const std::string& key, long& value, bool* found) {

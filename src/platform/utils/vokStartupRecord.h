@@ -2,9 +2,10 @@
 //
 // Keys: current_start (0 after a graceful stop), last_start, last_stop; each with seconds since the Epoch.
 // The file lies in a world-writable directory, so opening it detects a planted link or a wrong file type:
-// that is logged as a warning, counts as no record and is replaced. The record is replaced as a whole, by a
-// rename: whenever the process dies, the file holds either the old or the new content. Only its first MiB is
-// read and kept.
+// that is logged as a warning and counts as no record; a write moves it aside, with a warning that names
+// where, also from under the name of the temporary file. The record is replaced as a whole, by a rename:
+// whenever the process dies, the file holds either the old or the new content. Only its first MiB is read and
+// kept.
 #pragma once
 
 #include <ctime>
@@ -29,6 +30,10 @@ bool replaceLastStart(long start);
 
 // Writes "last_start <start>", "last_stop <stop>", "current_start 0".
 bool writeGracefulStop(time_t start, time_t stop);
+
+// Sets the modification time of the record to now and leaves its content. False with errno; EPERM if it is
+// not a plain file of the agent's own user.
+bool touch();
 
 // Reads the number after the key on the first line that holds it; false if the record can't be read. If no
 // line holds the key, `value` is 0 and `*found`, unless `found` is null, is false.

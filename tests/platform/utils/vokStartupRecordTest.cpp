@@ -1,5 +1,6 @@
 #include "platform/utils/vokStartupRecord.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -8,9 +9,12 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
+#include <vector>
 
 #include "platform/utils/platformCheck.h"
 #include "support/FakeHost.h"
@@ -21,6 +25,7 @@ namespace vokStartupRecordTest {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr char record[] = "/var/tmp/mevVOKStartup.txt";
 constexpr char temporary[] = "/var/tmp/mevVOKStartuptmp.txt";
@@ -50,6 +55,33 @@ protected:
         ASSERT_EQ(::lstat(hostPath(record).c_str(), &status), 0);
         EXPECT_TRUE(S_ISREG(status.st_mode));
         EXPECT_EQ(text(), "current_start 1700000000\nlast_start 0\nlast_stop 0\n");
+    }
+
+    mode_t typeOf(const std::string& path) const {
+        struct stat status {};
+        return ::lstat(hostPath(path).c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+    }
+    // The path on the host to which `path` was moved, as the log names it.
+    std::string movedTo(const std::string& path) {
+        const std::string start =
+            "WARNING JOB_MGR: " + hostPath(path) + " is not a regular file. It has been moved to ";
+        for (const std::string& line : loggedLines(host))
+            if (line.rfind(start, 0) == 0)
+                return line.substr(start.size() + host.root.path().size(),
+                                   line.size() - start.size() - host.root.path().size() - 1);
+        ADD_FAILURE() << "nothing was moved from " << path;
+        return "";
+    }
+    // From now on the agent is a user who can't move or remove the directory under the temporary name, and
+    // whose own `files` these are. False if that can't be arranged.
+    bool withoutTheTemporaryName(const std::vector<std::string>& files) const {
+        constexpr uid_t anotherUser = 12345;
+        host.root.writeFile(std::string(temporary) + "/file", "");
+        ::chmod(host.root.path().c_str(), 0755);
+        ::chmod(hostPath("/var/tmp").c_str(), 01777);
+        for (const std::string& file : files)
+            if (::chown(hostPath(file).c_str(), anotherUser, anotherUser) != 0) return false;
+        return ::seteuid(anotherUser) == 0;
     }
 
     FakeHost host;
@@ -183,13 +215,14 @@ TEST_F(StartupRecord, OneLongLineOfZeroBytesIsHarmless) {
 
 // --- files planted in a world-writable directory ---
 
-TEST_F(StartupRecord, ALinkWithItsNameIsNotFollowedButReplaced) {
+TEST_F(StartupRecord, ALinkWithItsNameIsNotFollowedButMovedAside) {
     ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
     long value = 0;
     EXPECT_FALSE(vokStartupRecord::readValue("last_start", value));
     expectCreatedAgain();
+    EXPECT_EQ(typeOf(movedTo(record)), S_IFLNK);
     EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
 }
 
@@ -205,9 +238,10 @@ TEST_F(StartupRecord, APipeWithItsNameBlocksNothing) {
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
     expectCreatedAgain();
+    EXPECT_EQ(typeOf(movedTo(record)), S_IFIFO);
 }
 
-TEST_F(StartupRecord, ASocketWithItsNameIsReplaced) {
+TEST_F(StartupRecord, ASocketWithItsNameIsMovedAside) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     ASSERT_LT(hostPath(record).size(), sizeof(address.sun_path));
@@ -217,20 +251,49 @@ TEST_F(StartupRecord, ASocketWithItsNameIsReplaced) {
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
     expectCreatedAgain();
+    EXPECT_EQ(typeOf(movedTo(record)), S_IFSOCK);
     ::close(descriptor);
 }
 
-TEST_F(StartupRecord, AnEmptyDirectoryWithItsNameIsReplaced) {
-    ASSERT_EQ(::mkdir(hostPath(record).c_str(), 0777), 0);
+TEST_F(StartupRecord, ADirectoryWithItsNameIsMovedAsideWithItsContent) {
+    host.root.writeFile(std::string(record) + "/file", "planted");
     EXPECT_FALSE(vokStartupRecord::isReadable());
     expectWarningOfAForeignFile();
     expectCreatedAgain();
+    EXPECT_EQ(host.root.readFile(movedTo(record) + "/file"), "planted");
 }
 
-TEST_F(StartupRecord, ADirectoryThatIsNotEmptyCanNotBeReplaced) {
-    host.root.writeFile(std::string(record) + "/file", "");
-    EXPECT_FALSE(vokStartupRecord::create(1));
+TEST_F(StartupRecord, WhatHasBeenMovedAsideIsOutOfReachOfOtherUsers) {
+    ASSERT_EQ(::mkdir(hostPath(record).c_str(), 0777), 0);
+    expectCreatedAgain();
+    const std::string moved = movedTo(record);
+    struct stat status {};
+    ASSERT_EQ(::stat(hostPath(moved.substr(0, moved.rfind('/'))).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700u);
+}
+
+TEST_F(StartupRecord, AGracefulStopMovesADirectoryAsideToo) {
+    ASSERT_EQ(::mkdir(hostPath(record).c_str(), 0777), 0);
+    EXPECT_TRUE(vokStartupRecord::writeGracefulStop(1, 2));
+    EXPECT_EQ(text(), "last_start 1\nlast_stop 2\ncurrent_start 0\n");
+    EXPECT_TRUE(host.root.exists(movedTo(record)));
+}
+
+TEST_F(StartupRecord, ADirectoryUnderTheTemporaryNameIsMovedAside) {
+    write("last_start 6\ncurrent_start 0\n");
+    host.root.writeFile(std::string(temporary) + "/file", "planted");
+    EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(7));
+    EXPECT_EQ(text(), "last_start 6\ncurrent_start 7\n\n");
+    EXPECT_EQ(host.root.readFile(movedTo(temporary) + "/file"), "planted");
     EXPECT_FALSE(host.root.exists(temporary));
+}
+
+TEST_F(StartupRecord, ARegularFileIsNotMovedAside) {
+    write("last_start 6\ncurrent_start 0\n");
+    host.root.writeFile(temporary, "left");
+    EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(7));
+    for (const std::string& line : loggedLines(host)) EXPECT_THAT(line, Not(HasSubstr("moved"))) << line;
+    EXPECT_EQ(text(), "last_start 6\ncurrent_start 7\n\n");
 }
 
 TEST_F(StartupRecord, AnotherUsersFileIsNotTrusted) {
@@ -265,20 +328,21 @@ TEST_F(StartupRecord, ALinkUnderTheTemporaryNameIsNotWrittenThrough) {
 
 TEST_F(StartupRecord, IsWrittenInPlaceIfNoTemporaryFileCanBeCreated) {
     write("last_start 1600000000\nlast_stop 1600000100\ncurrent_start 0\n" + std::string(5000, '\n'));
-    host.root.writeFile(std::string(temporary) + "/file", "");
+    if (!withoutTheTemporaryName({record})) GTEST_SKIP() << "only root can become another user";
     EXPECT_TRUE(vokStartupRecord::writeGracefulStop(1, 2));
     EXPECT_EQ(text(), "last_start 1\nlast_stop 2\ncurrent_start 0\n");
     EXPECT_TRUE(vokStartupRecord::replaceCurrentStart(1700000000));
     EXPECT_EQ(text(), "last_start 1\nlast_stop 2\ncurrent_start 1700000000\n\n");
+    EXPECT_TRUE(host.root.exists(std::string(temporary) + "/file"));
 }
 
 TEST_F(StartupRecord, IsCreatedInPlaceIfNoTemporaryFileCanBeCreated) {
-    host.root.writeFile(std::string(temporary) + "/file", "");
+    if (!withoutTheTemporaryName({})) GTEST_SKIP() << "only root can become another user";
     expectCreatedAgain();
 }
 
 TEST_F(StartupRecord, APlantedFileIsReplacedEvenIfNoTemporaryFileCanBeCreated) {
-    host.root.writeFile(std::string(temporary) + "/file", "");
+    if (!withoutTheTemporaryName({"/var/tmp/other"})) GTEST_SKIP() << "only root can become another user";
     ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
     expectCreatedAgain();
     EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
@@ -289,6 +353,37 @@ TEST_F(StartupRecord, APlantedFileIsReplacedEvenIfNoTemporaryFileCanBeCreated) {
     ASSERT_EQ(::link(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
     expectCreatedAgain();
     EXPECT_EQ(host.root.readFile("/var/tmp/other"), "another user's file\n");
+}
+
+// --- its age ---
+
+TEST_F(StartupRecord, TouchingItSetsItsTimeAndLeavesItsContent) {
+    write("last_start 6\ncurrent_start 7\n");
+    const timespec longAgo[2] = {{1000000, 0}, {1000000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, hostPath(record).c_str(), longAgo, 0), 0);
+    const time_t before = ::time(nullptr);
+    EXPECT_TRUE(vokStartupRecord::touch());
+    struct stat status {};
+    ASSERT_EQ(::stat(hostPath(record).c_str(), &status), 0);
+    EXPECT_GE(status.st_mtime, before);
+    EXPECT_EQ(text(), "last_start 6\ncurrent_start 7\n");
+}
+
+TEST_F(StartupRecord, TouchingFollowsNoLinkAndMakesNoFile) {
+    EXPECT_FALSE(vokStartupRecord::touch());
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(host.root.exists(record));
+    const timespec longAgo[2] = {{1000000, 0}, {1000000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, hostPath("/var/tmp/other").c_str(), longAgo, 0), 0);
+    ASSERT_EQ(::symlink(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
+    EXPECT_FALSE(vokStartupRecord::touch());
+    ASSERT_EQ(::unlink(hostPath(record).c_str()), 0);
+    ASSERT_EQ(::link(hostPath("/var/tmp/other").c_str(), hostPath(record).c_str()), 0);
+    EXPECT_FALSE(vokStartupRecord::touch());
+    EXPECT_EQ(errno, EPERM);
+    struct stat status {};
+    ASSERT_EQ(::stat(hostPath("/var/tmp/other").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mtime, 1000000);
 }
 
 // --- a full disk ---

@@ -49,6 +49,8 @@ if(NOT VOK_SANITIZE AND NOT VOK_FUZZ)
   endforeach()
 endif()
 
+include(${CMAKE_CURRENT_LIST_DIR}/VokHardening.cmake)
+
 add_library(vok_options INTERFACE)
 target_compile_options(vok_options INTERFACE
   -Wall -Wextra -Wpedantic -Wformat=2 -Wshadow -Wconversion -Werror
@@ -76,5 +78,5 @@ target_include_directories(vok_cli11 SYSTEM INTERFACE ${CLI11_INCLUDE})
 # vok_reads_options(SOURCE): for a source that parses a command line with CLI11, which runs once and would take the
 # optimiser 15 seconds.
 function(vok_reads_options source)
-  set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-O0;-g1")
+  set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-O0;-g1;-U_FORTIFY_SOURCE")
 endfunction()

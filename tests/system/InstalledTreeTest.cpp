@@ -1,0 +1,108 @@
+// The agent on a host on which it was installed as the document says.
+#include <sys/stat.h>
+#include <csignal>
+#include <filesystem>
+
+#include "system/InstalledSystem.h"
+
+namespace InstalledTreeTest {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class InstalledTree : public InstalledSystem {
+protected:
+    static Json::Value sections(const Ran& ran) {
+        Json::Value document;
+        Json::CharReaderBuilder builder;
+        std::istringstream stream(ran.output);
+        std::string errors;
+        EXPECT_TRUE(Json::parseFromStream(builder, stream, &document, &errors)) << ran.output;
+        return document["HostDataCollection"];
+    }
+};
+
+TEST_F(InstalledTree, TheInventoryHasAllSections) {
+    const Ran ran = printInventory();
+    ASSERT_EQ(ran.status, 0);
+    const Json::Value found = sections(ran);
+    EXPECT_EQ(found["EthernetDevices"].size(), 4u) << ran.output;
+    const Json::Value memory = found["Oem"]["HostOSInfo"]["OSMemorySummary"];
+    EXPECT_EQ(memory["TotalSystemMemoryGiB"].asDouble(), 511.0);
+    EXPECT_EQ(memory["TotalFreeSystemMemoryGiB"].asDouble(), 382.0);
+    EXPECT_EQ(found["Oem"]["HostOSInfo"]["OSName"].asString(), "VMwareESXi");
+}
+
+TEST_F(InstalledTree, FoldersThatAreMissingAreMade) {
+    fs::remove_all("/opt/mev/vok/data");
+    fs::remove_all("/opt/mev/vok/log");
+    EXPECT_EQ(sections(printInventory())["EthernetDevices"].size(), 4u);
+    for (const char* folder : {"/opt/mev/vok/data", "/opt/mev/vok/log", "/scratch/log/mev/vok"})
+        EXPECT_EQ(modeOf(folder), "0700") << folder;
+}
+
+TEST_F(InstalledTree, ARunHasItsFilesWhereTheDocumentSays) {
+    writeSettings(quickSettings());
+    start();
+    ASSERT_TRUE(waitForLine("Error occurred in delivering inventory")) << logText();
+    for (const char* file : {"/scratch/log/mev/vok/vok.log", "/var/run/vokd.pid", "/var/run/mevvok",
+                             "/var/tmp/mevVOKStartup.txt"})
+        EXPECT_EQ(modeOf(file), "0600") << file;
+    EXPECT_EQ(fs::read_symlink("/opt/mev/vok/log/vok.log"), "/scratch/log/mev/vok/vok.log");
+    EXPECT_EQ(fileText("/var/run/vokd.pid"), std::to_string(agent.process()) + "\n");
+    EXPECT_EQ(fileText("/var/tmp/mevVOKStartup.txt").rfind("current_start 1", 0), 0u);
+    EXPECT_EQ(agent.errors(), "");
+
+    EXPECT_EQ(stopAgent(), 0);
+    const std::string record = fileText("/var/tmp/mevVOKStartup.txt");
+    EXPECT_NE(record.find("\ncurrent_start 0\n"), std::string::npos) << record;
+    EXPECT_TRUE(waitForLine("VOK Exiting Gracefully!"));
+}
+
+TEST_F(InstalledTree, AnotherInstallationChangesNoSettings) {
+    writeSettings(quickSettings());
+    const std::string before = fileText("/etc/config/mev/vok/vok.conf");
+    const Ran again = runDocumented(documentedCommands("## Installing it on a host"));
+    EXPECT_EQ(again.status, 0) << again.output;
+    EXPECT_EQ(fileText("/etc/config/mev/vok/vok.conf"), before);
+    EXPECT_EQ(modeOf("/etc/config/mev/vok/vok.conf"), "0600");
+}
+
+TEST_F(InstalledTree, TheHostsServicesKnowTheirFiles) {
+    for (const char* file :
+         {"/etc/systemd/system/vokd.service", "/etc/systemd/system/dev-ipmi0.device.d/vokd.conf",
+          "/etc/udev/rules.d/60-vokd.rules", "/etc/tmpfiles.d/vokd.conf", "/etc/logrotate.d/vokd"})
+        EXPECT_TRUE(fs::exists(file)) << file;
+    EXPECT_EQ(fileText("/run/systemctl"), "daemon-reload\nenable --now vokd.service\n");
+}
+
+TEST_F(InstalledTree, AnUpgradeReplacesTheProgramsAndStartsTheAgentAgain) {
+    fs::remove("/opt/mev/vok/bin/vokcli");
+    fs::remove("/run/systemctl");
+    const Ran ran = runDocumented(documentedCommands("### Upgrading"));
+    EXPECT_EQ(ran.status, 0) << ran.output;
+    EXPECT_TRUE(fs::exists("/opt/mev/vok/bin/vokcli"));
+    EXPECT_EQ(fileText("/run/systemctl"), "stop vokd.service\ndaemon-reload\nstart vokd.service\n");
+}
+
+TEST_F(InstalledTree, AfterTheUninstallationOnlySettingsLogsAndTheRecordAreLeft) {
+    writeSettings(quickSettings());
+    start();
+    ASSERT_TRUE(waitForLine("Error occurred in delivering inventory")) << logText();
+    EXPECT_EQ(stopAgent(), 0);
+    const Ran ran = runDocumented(documentedCommands("### Uninstalling"));
+    EXPECT_EQ(ran.status, 0) << ran.output;
+    EXPECT_FALSE(fs::exists("/opt/mev/vok"));
+    for (const auto& entry : fs::recursive_directory_iterator("/etc"))
+        EXPECT_EQ(entry.path().string().find("vok.service"), std::string::npos) << entry.path();
+    for (const char* link :
+         {"/etc/systemd/system/vokd.service", "/etc/logrotate.d/vokd", "/etc/tmpfiles.d/vokd.conf"})
+        EXPECT_FALSE(fs::is_symlink(link)) << link;
+    EXPECT_TRUE(fs::exists("/etc/config/mev/vok/vok.conf"));
+    EXPECT_TRUE(fs::exists("/scratch/log/mev/vok/vok.log"));
+    EXPECT_TRUE(fs::exists("/var/tmp/mevVOKStartup.txt"));
+}
+
+}  // namespace
+}  // namespace InstalledTreeTest

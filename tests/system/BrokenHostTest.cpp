@@ -1,5 +1,6 @@
 // The installed agent on hosts that lack something or are in a bad state: it says what is wrong where an
 // operator looks, and goes on if it can. A row is a host.
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <csignal>
@@ -18,6 +19,11 @@ void fileInPlaceOf(const std::string& path) {
     fs::remove_all(path);
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream{path};
+}
+
+void removeIpmiDevice() {
+    ::umount("/dev/ipmi0");
+    fs::remove("/dev/ipmi0");
 }
 
 void fill(const std::string& directory) {
@@ -72,6 +78,14 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenHost{"DataFolderIsOpenToAll",
                    [] { ::chmod("/opt/mev/vok/data", 0777); },
                    {"JOB_MGR: The working folder /opt/mev/vok/data has mode 0777; changed to 0700."},
+                   {},
+                   0},
+        BrokenHost{"NoRoomForTheLogs", [] { fill("/scratch/log/mev/vok"); }, {}, {}, 0},
+        BrokenHost{"FileInPlaceOfALogDirectory", [] { fileInPlaceOf("/scratch/log"); }, {}, {}, 246},
+        // Each attempt to open it takes six seconds.
+        BrokenHost{"NoIpmiDevice",
+                   [] { removeIpmiDevice(); },
+                   {"JSON_AGGR: An Error occurred in delivering inventory string to RMC!"},
                    {},
                    0},
         BrokenHost{"DirectoryInPlaceOfTheStartupRecord",

@@ -32,7 +32,10 @@ void InstalledSystem::SetUp() {
     bindMount(root() + "/sys", "/sys");
     bindMount(root() + "/vmfs", "/vmfs");
     bindMount("/dev/null", "/dev/ipmi0");
-    ::setenv("PATH", (root() + "/bin:" + directory.path() + "/bin:/usr/sbin:/usr/bin:/sbin:/bin").c_str(), 1);
+    ::setenv(
+        "PATH",
+        (root() + "/bin:" + directory.path() + "/bin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin").c_str(),
+        1);
     const Ran installed = runDocumented(documentedCommands("## Installing it on a host"));
     ASSERT_EQ(installed.status, 0) << installed.output;
 }

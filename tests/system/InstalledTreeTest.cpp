@@ -60,6 +60,27 @@ TEST_F(InstalledTree, ARunHasItsFilesWhereTheDocumentSays) {
     EXPECT_TRUE(waitForLine("VOK Exiting Gracefully!"));
 }
 
+TEST_F(InstalledTree, TheInstalledRotationMovesTheLogAndTheAgentGoesOnInANewOne) {
+    writeSettings(quickSettings());
+    start();
+    ASSERT_TRUE(waitForLine("Error occurred in delivering inventory")) << logText();
+    const std::string log = "/scratch/log/mev/vok/vok.log";
+    const std::string before = logText();
+    if (fs::exists("/usr/sbin/logrotate")) {
+        const Ran ran = runProgram(
+            {"/usr/sbin/logrotate", "--force", "--state", "/run/logrotate", "/etc/logrotate.d/vokd"});
+        ASSERT_EQ(ran.status, 0) << ran.output;
+    } else {  // what it would do
+        fs::rename(log, log + ".1");
+        ::kill(agent.process(), SIGHUP);
+    }
+    ASSERT_TRUE(waitUntil([&] { return fs::exists(log); }));
+    EXPECT_EQ(fileText(log + ".1").rfind(before, 0), 0u) << "no line is lost";
+    EXPECT_EQ(modeOf(log), "0600");
+    EXPECT_EQ(stopAgent(), 0);
+    EXPECT_TRUE(waitForLine("VOK Exiting Gracefully!"));
+}
+
 TEST_F(InstalledTree, AnotherInstallationChangesNoSettings) {
     writeSettings(quickSettings());
     const std::string before = fileText("/etc/config/mev/vok/vok.conf");

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <thread>
 
 #include "common/CommandLine.h"
@@ -14,6 +15,7 @@
 #include "common/Text.h"
 #include "core/base/vokVersion.h"
 #include "rmc/Controller.h"
+#include "rmc/GuestInterface.h"
 #include "rmc/RmcControl.h"
 
 using namespace simhost;
@@ -27,6 +29,7 @@ constexpr int violationsSeen = 3;
 
 struct RunOptions {
     std::string root;
+    std::string guest;
     std::string out;
     std::string index = "random";
     std::size_t sizeLimit = 16u << 20;
@@ -38,16 +41,25 @@ int run(const RunOptions& options) {
     Controller::Settings settings;
     settings.index = IndexScheme::parse(options.index);
     settings.sizeLimit = options.sizeLimit;
-    settings.hostRoot = std::filesystem::absolute(options.root).string();
-    settings.hostSocket = HostPaths(settings.hostRoot).controllerSocket();
 
     Keeper keeper(options.out);
+    if (options.guest.empty()) {
+        settings.hostRoot = std::filesystem::absolute(options.root).string();
+        settings.hostSocket = HostPaths(settings.hostRoot).controllerSocket();
+    } else {
+        settings.hostRoot = options.guest;
+        settings.hostSocket = keeper.directory() + "/guest.sock";
+    }
     Report report(options.quiet);
     std::string ignored;
     if (askServer(keeper.controlSocket(), {"status"}, ignored))
         throw std::runtime_error(keeper.directory() + ": another vok-rmc keeps its files there");
     EventLoop loop;
     loop.stopOnSignals();
+    std::unique_ptr<GuestInterface> guest;
+    if (!options.guest.empty())
+        guest = std::make_unique<GuestInterface>(loop,
+                                                 GuestInterface::Sockets{options.guest, settings.hostSocket});
     RmcControl control(loop, keeper.controlSocket());
     Controller controller(loop, settings, keeper, report, [&control] { control.changed(); });
     control.setController(controller);
@@ -104,9 +116,14 @@ int runProgram(int count, char** arguments) {
 
     RunOptions options;
     CLI::App* runCommand = app.add_subcommand("run", "Be the controller until SIGTERM, SIGINT or \"quit\"");
-    runCommand->add_option("--root", options.root, "Directory of the simulated host; it may start later")
-        ->option_text("DIR")
-        ->required();
+    CLI::Option_group* host = runCommand->add_option_group("whose controller it is");
+    host->add_option("--root", options.root, "Directory of the simulated host; it may start later")
+        ->option_text("DIR");
+    host->add_option("--guest", options.guest,
+                     "Socket at which QEMU's ipmi-bmc-extern is to connect: that of a\n"
+                     "virtual machine")
+        ->option_text("SOCKET");
+    host->require_option(1);
     runCommand->add_option("--out", options.out, "Directory for what is received")
         ->option_text("DIR")
         ->required();

@@ -18,6 +18,7 @@
 #include "daemon/vokdClockCheck.h"
 #include "daemon/vokdConfigReport.h"
 #include "daemon/vokdCrashTrace.h"
+#include "daemon/vokdHugePages.h"
 #include "daemon/vokdInstanceLock.h"
 #include "daemon/vokdLogLimits.h"
 #include "daemon/vokdOptions.h"
@@ -183,6 +184,7 @@ int waitForTheEnd() {
 }
 
 int runAgent(const vokdOptions& options) {
+    vokdAvoidHugePages();
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
     captureCrashesIfEnabled();

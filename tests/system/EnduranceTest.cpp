@@ -23,13 +23,15 @@ protected:
                                                           what);
         return std::distance(begin(listing), end(listing));
     }
-    long residentKiB() const {
+    // A number that the kernel tells of the agent; -1 if it does not tell it.
+    long processStatus(const std::string& name) const {
         std::ifstream stream("/proc/" + std::to_string(agent.process()) + "/status");
-        long kib = -1;
+        long value = -1;
         for (std::string word; stream >> word;)
-            if (word == "VmRSS:") stream >> kib;
-        return kib;
+            if (word == name + ":") stream >> value;
+        return value;
     }
+    long residentKiB() const { return processStatus("VmRSS"); }
 };
 
 TEST_F(Endurance, AHundredPushesPollsAndBuildsLeakNoDescriptorThreadOrMemory) {
@@ -60,6 +62,16 @@ TEST_F(Endurance, TheAgentUsesLittleMemory) {
         EXPECT_LE(residentKiB(), 12 * 1024);
     }
     EXPECT_EQ(stopAgent(), 0);
+}
+
+TEST_F(Endurance, NoThreadStackIsBackedWithAHugePage) {
+    startAll();
+    startAgent();
+    ASSERT_EQ(waitFor("inventory", 1), 0);
+    const long enabled = processStatus("THP_enabled");
+    EXPECT_EQ(stopAgent(), 0);
+    if (enabled == -1) GTEST_SKIP() << "the kernel has no huge pages";
+    EXPECT_EQ(enabled, 0);
 }
 
 }  // namespace

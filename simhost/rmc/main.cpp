@@ -120,7 +120,7 @@ int runProgram(int count, char** arguments) {
     host->add_option("--root", options.root, "Directory of the simulated host; it may start later")
         ->option_text("DIR");
     host->add_option("--guest", options.guest,
-                     "Socket at which QEMU's ipmi-bmc-extern is to connect: that of a\n"
+                     "Socket at which QEMU's ipmi-bmc-extern is to connect: that of a "
                      "virtual machine")
         ->option_text("SOCKET");
     host->require_option(1);

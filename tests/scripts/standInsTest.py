@@ -17,6 +17,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 NATIVE = ["g++", "cmake", "ninja-build", "mold", "ccache", "python3", "libjsoncpp-dev", "libcli11-dev", "pci.ids",
           "googletest"]
 FOREIGN = ["g++-multilib", "libjsoncpp-dev:i386"]
+VM = ["qemu-system-x86", "cpio", "e2fsprogs", "kmod", "busybox-static"]
 LIBRARIES = ["libc6", "libgcc-s1", "libstdc++6", "libjsoncpp25"]
 
 # The files of a stand-in machine are named by what they hold: "installed", "foreign" (architectures), "unavailable"
@@ -202,6 +203,16 @@ class Setup(ScriptTest):
         self.assertEqual(self.run_script("setup", "--native").status, 0)
         self.assertEqual(self.calls(), installing(NATIVE))
 
+    def test_installs_what_a_virtual_machine_needs_only_for_that(self):
+        self.set(installed=NATIVE)
+        self.assertEqual(self.run_script("setup", "--native", "vm").status, 0)
+        self.assertEqual(self.calls(), installing(VM))
+
+    def test_leaves_the_busybox_that_is_there(self):
+        self.set(installed=NATIVE + VM[:-1] + ["busybox"])
+        self.assertEqual(self.run_script("setup", "--native", "vm").status, 0)
+        self.assertEqual(self.calls(), [])
+
     def test_installs_all_but_the_32_bit_half_when_that_is_unavailable(self):
         self.set(unavailable=["libjsoncpp-dev:i386"], update=["broken"])
         result = self.run_script("setup")
@@ -383,6 +394,37 @@ class Demo(ScriptTest):
         self.assertEqual(sorted(path.name for path in self.directory.iterdir()), before)
 
 
+class VmTest(ScriptTest):
+    def setUp(self):
+        super().setUp()
+        (self.project / "tests/vm").mkdir(parents=True)
+        (self.project / "tests/vm/run.py").write_text("import sys\nprint(*sys.argv[1:])\nsys.exit(1)\n")
+
+    def run_in_guest(self, preset):
+        build = self.project / "build"
+        return f"--build {build / preset} --cache {build / 'vm'}"
+
+    def test_tests_the_product_of_its_own_abi_and_returns_the_verdict(self):
+        self.set(installed=NATIVE + FOREIGN + VM)
+        result = self.run_script("vmtest")
+        self.assertEqual(self.calls(), ["cmake --preset i386", "cmake --build build/i386"])
+        self.assertEqual(result.out.split("\n")[-2], self.run_in_guest("i386"))
+        self.assertEqual(result.status, 1)
+
+    def test_needs_no_32_bit_packages_for_the_machines_abi(self):
+        self.set(unavailable=FOREIGN)
+        result = self.run_script("vmtest", "--native")
+        self.assertEqual(self.calls(), installing(NATIVE + VM) + ["cmake --preset native", "cmake --build build/native"])
+        self.assertEqual(result.out.split("\n")[-2], self.run_in_guest("native"))
+
+    def test_without_the_32_bit_packages_builds_nothing_and_has_a_status_for_it(self):
+        self.set(installed=NATIVE + VM, unavailable=FOREIGN)
+        result = self.run_script("vmtest")
+        self.assertEqual(result.status, 3)
+        self.assertEqual([call for call in self.calls() if not call.startswith("apt-get")], [])
+        self.assertIn("vmtest: the 32-bit packages can't be installed", result.err)
+
+
 class Arguments(ScriptTest):
     """They are checked before anything is installed, built or run."""
 
@@ -423,6 +465,7 @@ class Arguments(ScriptTest):
         self.expect_refusal("sanitize", "native-tsan", "i386")
         self.expect_refusal("setup", "build", "tests")
         self.expect_refusal("test", "--native", "i386")
+        self.expect_refusal("vmtest", "--native", "i386")
         self.expect_refusal("house_rules.py", "src", "tests")
         self.expect_refusal("nic_products.py", "a.csv", "b.cpp", "c")
 

@@ -1,0 +1,336 @@
+"""What the test of the agent on a real kernel does, and what it expects. Each scene is a boot of the guest."""
+
+import json
+import time
+
+from guest import AHCI_DISKS, FAMILY, SCSI_DISKS, Guest
+
+LOG = "/scratch/log/mev/vok/vok.log"
+DEBUG_LOG = "/scratch/log/mev/vok/vok-debug.log"
+RECORD = "/var/tmp/mevVOKStartup.txt"
+AGENT = "/opt/mev/vok/bin/vokd"
+IPMI_MODULES = ["ipmi_devintf", "ipmi_msghandler", "ipmi_si", "ipmi_ssif", "ipmi_watchdog"]
+MEMORY_LIMIT = 12 * 1024  # KiB
+BOOT_EVENTS = [356, 359, 360]
+FIRST_INVENTORY = 120  # seconds; the agent waits 20 s before its first build
+SHORT_INTERVALS = r"""sed -i -e 's/"Global": "3600"/"Global": "10"/' """ + " ".join(
+    f"""-e 's/"{key}": "[a-z0-9]*"/"{key}": "{value}"/'"""
+    for key, value in {
+        "IPMIDoorBellMonitorInterval": 1, "InventoryQueryIntervalInSeconds": 5, "EnableDebugLog": "true",
+    }.items()  # fmt: skip
+)
+EVENT = {
+    "ID": 538, "EventTime": "2026-11-22 10:00:00", "HostName": "vok-guest", "OSVersion": "12", "OSType": 104,
+    "VariableData": {"Type": "Drive", "EventInfo": "A drill: no drive has failed"},
+}  # fmt: skip
+
+
+def chunks_of(size):
+    """The first chunk has 33 bytes of the payload, each later one 57; the payload ends in a NUL."""
+    return 1 + -(-(size + 1 - 33) // 57)
+
+
+class Scenes:
+    def __init__(self, report, work, kernel, initial, controller):
+        self.report, self.work, self.controller = report, work, controller
+        self.kernel, self.initial = kernel, initial
+        self.guest = None
+        self.warnings = []
+
+    def check(self, good, text, detail=""):
+        self.report.check(good, text, detail)
+
+    # The guest and the agent in it.
+
+    def boot(self, name, title, interrupt):
+        self.report.scene(title)
+        self.guest = Guest(self.work, name, self.kernel, self.initial, self.controller.socket, interrupt)
+        seconds = self.guest.wait_until_up()
+        self.report.say(f"the kernel and the host below the agent were up after {seconds:.0f} s")
+        self.guest.run(SHORT_INTERVALS + " /etc/config/mev/vok/vok.conf")
+
+    def start_agent(self):
+        # The directory is that of the stand-in for the closed location library.
+        self.guest.run(
+            f"rm -f /run/vokd.status {DEBUG_LOG}; "
+            f"(LD_LIBRARY_PATH=/machine/lib {AGENT} >>/var/log/vokd.out 2>&1; echo $? >/run/vokd.status) >/dev/null 2>&1 & sleep 1"
+        )
+
+    def start_agent_and_wait(self):
+        """Until its first inventory has been pushed, which is when it delivers any event. Returns the inventory and the
+        numbers of the boot events that came."""
+        known, inventories = len(self.controller.events()), len(self.controller.inventories())
+        self.start_agent()
+        text = self.controller.wait_for_inventory(inventories, FIRST_INVENTORY)
+        delivered = "JSON_AGGR: Success in delivering inventory string to RMC!"
+        self.guest.run(f"until tail -n 3000 {DEBUG_LOG} | grep -qF '{delivered}'; do sleep 0.2; done")
+        came = [event["ID"] for event in self.controller.events()[known:]]
+        return text, [number for number in came if number in BOOT_EVENTS]
+
+    def record(self):
+        lines = self.guest.run(f"cat {RECORD}").splitlines()
+        return {key: int(value) for key, value in (line.split() for line in lines if line)}
+
+    def wait_for_record(self, holds, seconds):
+        deadline = time.monotonic() + seconds
+        while not holds(self.record()) and time.monotonic() < deadline:
+            time.sleep(0.5)
+        return self.record()
+
+    def wait_for_end(self, seconds):
+        """The agent's exit status, or None if it does not end in time, and the seconds it took."""
+        began = time.monotonic()
+        tries = int(seconds * 5)
+        status = self.guest.run(
+            f"n=0; until [ -s /run/vokd.status ] || [ $n = {tries} ]; do sleep 0.2; n=$((n+1)); done; "
+            "cat /run/vokd.status 2>/dev/null",
+            seconds=2 * seconds + 30,
+            status=None,
+        )
+        return (int(status) if status.isdigit() else None), time.monotonic() - began
+
+    def stop_gracefully(self, seconds):
+        before = self.record()
+        self.guest.run(f"kill -TERM $(pidof {AGENT})")
+        status, took = self.wait_for_end(seconds)
+        self.check(status == 0, f"SIGTERM ended it after {took:.1f} s with status 0", f"status {status}")
+        record = self.record()
+        good = record["current_start"] == 0 and record["last_stop"] >= record["last_start"] == before["current_start"]
+        self.check(good, "the startup record tells of a graceful stop", f"{record}")
+
+    def test_event(self):
+        """A test event through the client; the event as it arrived."""
+        known = len(self.controller.events())
+        self.guest.run("vokcli test 708", seconds=120)
+        return self.controller.wait_for_event(known, 708, 60)
+
+    def keep_logs(self):
+        """The agent's logs of this boot, beside those of the guest."""
+        for log in (LOG, DEBUG_LOG, "/var/log/vokd.out", "/var/log/vok-simhost.log"):
+            text = self.guest.run(f"cat {log}", status=None)
+            (self.work / f"{self.guest.name}.{log.rpartition('/')[2]}").write_text(text)
+
+    # What a boot ends with.
+
+    def check_memory(self):
+        resident = int(self.guest.run(f"sed -n 's/VmRSS:[^0-9]*//p' /proc/$(pidof {AGENT})/status").split()[0])
+        self.check(resident < MEMORY_LIMIT, f"its resident memory is {resident / 1024:.1f} MiB, below 12 MiB")
+        huge = self.guest.run(f"sed -n 's/AnonHugePages:[^0-9]*//p' /proc/$(pidof {AGENT})/smaps_rollup")
+        enabled = self.guest.run("cat /sys/kernel/mm/transparent_hugepage/enabled")
+        good = huge == "0 kB" and "[always]" in enabled
+        self.check(good, "none of it in huge pages, which this kernel gives to any process", f"{huge}, {enabled}")
+
+    def kernel_warnings(self):
+        levels = "emerg,alert,crit,err,warn"
+        return self.guest.run(f"dmesg --level {levels}").splitlines()
+
+    def check_kernel(self, before):
+        new = self.kernel_warnings()[len(before) :]
+        self.check(not new, "the kernel gave no warning since the agent's start", "\n".join(new))
+
+    def log_lines(self, text):
+        return self.guest.run(f"grep -F '{text}' {LOG} || true").splitlines()
+
+    def check_agent_errors(self):
+        lines = self.log_lines("[ERROR]")
+        self.check(not lines, "its log has no error", "\n".join(lines))
+
+    def check_places(self):
+        found = self.guest.run("cat /machine/run/simhost/physloc-violations.log 2>/dev/null || true")
+        self.check(not found, "the location library got no wrong record", found)
+
+    def report_transfers(self, first, how):
+        transfers = self.controller.transfers()[first:]
+        seconds = sum(each[2] for each in transfers)
+        chunks = sum(each[1] - 1 for each in transfers)
+        self.report.say(
+            f"{how}: {len(transfers)} inventories, {chunks} exchanges after their first in {seconds:.2f} s, "
+            f"{1000 * seconds / chunks:.1f} ms each"
+        )
+
+    # The scenes.
+
+    def first_boot(self):
+        self.boot("first", "A host boots for the first time, with a KCS interface that has an interrupt", interrupt=5)
+        guest, controller = self.guest, self.controller
+        loaded = guest.run("grep -c ^ipmi /proc/modules || true")
+        self.check(loaded == "0", "no IPMI module is loaded, and there is no /dev/ipmi0", loaded)
+        guest.run("test ! -e /dev/ipmi0")
+        self.check_disks()
+        self.check_platform()
+
+        before = self.kernel_warnings()
+        text, came = self.start_agent_and_wait()
+        self.check_driver()
+        self.check_inventory(text)
+        self.check(not came, "no boot event came at the first start of all", f"{came}")
+        record = self.record()
+        good = record["last_start"] == record["current_start"] != 0 and record["last_stop"] == 0
+        self.check(good, "the startup record has its start, and no stop", f"{record}")
+
+        known = len(controller.inventories())
+        controller.control("ring")
+        rung = time.monotonic()
+        self.check_client()
+        self.check_links()
+        self.check_lost_node()
+        controller.wait_for_inventory(known, max(5, 100 - (time.monotonic() - rung)))
+        self.check(True, "the door-bell brought a fresh inventory, at the next poll")
+
+        self.report_transfers(0, "the driver with an interrupt")
+        self.check_memory()
+        self.check_places()
+        self.check_agent_errors()
+        self.check_kernel(before)
+        self.stop_gracefully(15)
+        self.keep_logs()
+        guest.power_off()
+
+    def second_boot(self):
+        self.boot("second", "The host was shut down in order and boots again; the interface has no interrupt", interrupt=0)
+        guest, controller = self.guest, self.controller
+        before = self.kernel_warnings()
+        transfers = len(controller.transfers())
+        _, came = self.start_agent_and_wait()
+        self.check(came == [359, 356], "events 359 (graceful) and 356 (boot) came, in this order", f"{came}")
+        self.report_transfers(transfers, "the driver without an interrupt")
+
+        self.check_controller_gone()
+        self.check_stop_with_silent_controller()
+
+        self.guest.run("sleep 2")  # a start in the second of the stop leaves a record from which no event follows
+        _, came = self.start_agent_and_wait()
+        self.check(came == [], "a second start in the same boot raises no event", f"{came}")
+        self.check_memory()
+        self.check_agent_errors()
+        self.check_kernel(before)
+
+        guest.run(f"kill -KILL $(pidof {AGENT})")
+        status, _ = self.wait_for_end(5)
+        self.check(status == 137, "the agent is killed with SIGKILL", f"status {status}")
+        guest.run("sync")
+        self.keep_logs()
+        guest.cut_power()
+
+    def third_boot(self):
+        self.boot("third", "The power was cut after the agent had been killed", interrupt=5)
+        guest, controller = self.guest, self.controller
+        before = self.kernel_warnings()
+        _, came = self.start_agent_and_wait()
+        self.check(came == [360, 356], "events 360 (not graceful) and 356 (boot) came, in this order", f"{came}")
+        self.check_memory()
+        self.check_agent_errors()
+        self.check_kernel(before)
+        self.stop_gracefully(15)
+        self.keep_logs()
+        guest.power_off()
+
+    # Their parts.
+
+    def check_disks(self):
+        """The agent has no storage class yet; the disks are there for it."""
+        shown = self.guest.run("cat /sys/block/sd*/device/vpd_pg80 | tr -c 'A-Z0-9-' '\\n'; cat /sys/block/sd*/device/model")
+        lacking = [disk.serial for disk in AHCI_DISKS + SCSI_DISKS if disk.serial not in shown.split()]
+        if "scsi_debug" not in shown:
+            lacking.append("scsi_debug")
+        nodes = int(self.guest.run("ls /dev/sg* | grep -c ."))
+        wanted = len(AHCI_DISKS + SCSI_DISKS) + 1
+        self.check(not lacking and nodes == wanted, f"{wanted} disks are there, with an sg node each", f"{lacking} {nodes}")
+
+    def check_platform(self):
+        shown = self.guest.run(f"LD_LIBRARY_PATH=/machine/lib {AGENT} --show-platform")
+        rows = {line.split()[0]: line.split() for line in shown.splitlines() if line.startswith("0000:")}
+        good = FAMILY in shown and "libvkloc0202.so" in shown
+        self.check(good, f"the firmware's tables make it a machine of the family {FAMILY}", shown)
+        places = [(rows.get(f"0000:00:0{n}.0") or [""] * 4)[3] for n in (4, 5, 6)]
+        good = places == ["r001u05p2i00", "r001u05p2i03", "r001u05p2i06"]
+        self.check(good, "an on-board adapter and two slots have the GeoIDs of the SMBIOS records", shown)
+
+    def check_driver(self):
+        loaded = self.guest.run("sed -n 's/^\\(ipmi[a-z_]*\\) .*/\\1/p' /proc/modules | sort").splitlines()
+        self.check(loaded == IPMI_MODULES, "the agent has loaded the five IPMI modules", f"{loaded}")
+        major = self.guest.run("sed -n 's/ ipmidev$//p' /proc/devices").strip()
+        node = self.guest.run("stat -c '%F %a %t' /dev/ipmi0")
+        good = node == f"character special file 600 {int(major):x}"
+        self.check(good, "/dev/ipmi0 is there, of the driver's number and for root alone", f"{node}, driver {major}")
+        found = self.guest.run("dmesg | grep -c 'IPMI kcs interface initialized'", status=None)
+        self.check(found == "1", "the kernel found the controller at its KCS interface", found)
+        log = self.controller.log.read_text()
+        self.check("starts its watchdog" not in log, "its watchdog timer is not started by that", log)
+
+    def check_inventory(self, text):
+        controller = self.controller
+        size, chunks, _ = controller.transfers()[0]
+        good = size == len(text.encode()) and chunks == chunks_of(size)
+        self.check(good, f"the inventory arrived: {size} bytes in {chunks} chunks", f"{chunks_of(size)} expected")
+        collection = json.loads(text)["HostDataCollection"]
+        adapters = {each["Oem"]["DeviceName"]: each for each in collection["EthernetDevices"]}
+        addresses = self.guest.run("cat /sys/class/net/eth0/address /sys/class/net/eth1/address").splitlines()
+        shown = [adapters.get(name, {}).get("MACAddress") for name in ("eth0", "eth1")]
+        self.check(shown == addresses, "it has both adapters with the addresses of /sys/class/net", f"{adapters}")
+        places = [adapters[name]["Oem"]["PhysicalLocation"] for name in ("eth0", "eth1")]
+        self.check(places == ["259A001B05C20000", "203A001B05C20300"], "and with their locations", f"{places}")
+        states = [adapters[name]["Status"] for name in ("eth0", "eth1")]
+        self.check(states == [{"Health": "OK", "State": "Online"}] * 2, "both Online and OK", f"{states}")
+        system = collection["Oem"]["HostOSInfo"]
+        expected = self.guest.run("uname -snrvm")
+        self.check(system["OSDescription"] == expected, "and the kernel that uname tells", system["OSDescription"])
+        addresses = [each["Address"] for each in system["IPv4Addresses"]]
+        self.check(addresses == ["192.0.2.10", "192.0.2.11"], "the kernel's IPv4 addresses", f"{addresses}")
+        total = int(self.guest.run("sed -n 's/MemTotal:[^0-9]*\\([0-9]*\\).*/\\1/p' /proc/meminfo")) // 1024 // 1024
+        shown = system["OSMemorySummary"]["TotalSystemMemoryGiB"]
+        self.check(shown == total == 1, "and its memory", f"{shown} and not {total}")
+
+    def check_client(self):
+        event = self.test_event()
+        resources = event["VariableData"]["OperationalResourceType"]
+        self.check(
+            {"HostOSInfo", "EthernetDevices"} <= set(resources), "vokcli's test event arrived", json.dumps(event)
+        )
+        known = len(self.controller.events())
+        self.guest.run(f"printf '%s' '{json.dumps(EVENT)}' >/tmp/event.json; vokcli inject /tmp/event.json")
+        event = self.controller.wait_for_event(known, 538, 60)
+        good = event == {**EVENT, "Source": "VOK-CLI"}
+        self.check(good, "an injected event arrived as it was written, with its source", json.dumps(event))
+
+    def check_links(self):
+        for up, number, text in ((False, 1384, "lost"), (True, 1390, "back")):
+            known = len(self.controller.events())
+            began = time.monotonic()
+            self.guest.set_link("nic0", up)
+            event = self.controller.wait_for_event(known, number, 60)
+            data = event["VariableData"]["Data"]
+            good = data["Oem"]["DeviceName"] == "eth0" and event["PhysicalLocation"] == "259A001B05C20000"
+            took = time.monotonic() - began
+            self.check(good, f"the link of eth0 is {text}: event {number} came after {took:.0f} s", json.dumps(event))
+
+    def check_lost_node(self):
+        """The bring-up makes the node where no device manager does."""
+        self.guest.run("rm /dev/ipmi0")
+        self.test_event()
+        node = self.guest.run("stat -c '%F %a' /dev/ipmi0")
+        self.check(
+            node == "character special file 600", "the node was removed: the agent made it again, and its event arrived", node
+        )
+
+    def check_controller_gone(self):
+        status = self.controller.quit()
+        self.check(status == 0, "the controller goes; until then no violation of the protocol", f"status {status}")
+        time.sleep(1)
+        said = self.guest.run("vokcli test 708; echo status $?", seconds=120)
+        # The interface answers in the controller's place, with a completion code and nothing else.
+        logged = self.log_lines("MPEventGen on /dev/ipmi0: request 1 was answered with completion code 0xD2")
+        good = said.endswith("status 7") and len(logged) == 1
+        self.check(good, "the controller is gone: the client and the log say with which code its interface answers", said)
+        self.controller.start()
+        self.controller.wait("attached", 1, 30)
+        event = self.test_event()
+        self.check(event["ID"] == 708, "the controller is back: the next event arrives")
+
+    def check_stop_with_silent_controller(self):
+        self.controller.pause()
+        self.guest.run("vokcli test 708 >/dev/null 2>&1 & sleep 3")
+        self.stop_gracefully(60)
+        logged = self.log_lines("MPEventGen on /dev/ipmi0: request 1 was answered with completion code 0xC3")
+        self.check(len(logged) == 1, "the controller hung meanwhile, and the log has the driver's code for that")
+        self.controller.resume()

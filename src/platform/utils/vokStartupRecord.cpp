@@ -68,6 +68,14 @@ void moveAsideUnlessFile(const std::string& hostPath) {
     std::remove(hostPath.c_str());
 }
 
+// Otherwise a power cut within seconds of the rename could bring the former record back. Not every file
+// system can do it, and the record is in its place anyhow.
+void flushDirectoryOf(const std::string& hostPath) {
+    const std::string directory = hostPath.substr(0, hostPath.rfind('/') + 1);
+    const vokOwnedDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened) ::fsync(opened.get());
+}
+
 // The new content is on the disk before it is renamed to the record, so that a power cut can't leave an empty
 // record. A temporary file that an earlier run has left is removed unread.
 bool replaceByRename(const std::string& content) {
@@ -84,7 +92,10 @@ bool replaceByRename(const std::string& content) {
             return false;
         }
     }
-    if (::rename(temporary.c_str(), record.c_str()) == 0) return true;
+    if (::rename(temporary.c_str(), record.c_str()) == 0) {
+        flushDirectoryOf(record);
+        return true;
+    }
     ::unlink(temporary.c_str());
     return false;
 }

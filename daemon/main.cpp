@@ -62,8 +62,8 @@ void releasePlatformTables() {
     vokSystemInterfaceFactory::getSystemInterface()->UnInitialize();
 }
 
-// One vokd per host owns the working files under the data directory, which is made here, and the startup
-// record. Returns zero to continue.
+// One vokd per host owns the working files under the data directory and the startup record. Returns zero to
+// continue.
 int lockHost(vokdInstanceLock& lock) {
     std::string detail;
     switch (lock.take(detail)) {
@@ -76,9 +76,12 @@ int lockHost(vokdInstanceLock& lock) {
         case vokdInstanceLock::Result::taken:
             break;
     }
+    return 0;
+}
+
+void prepareWorkFolders() {
     for (const std::string& error : vokPrepareWorkFolders())
         std::fprintf(stderr, "vokd: %s\n", error.c_str());
-    return 0;
 }
 
 // The agent goes on without root's rights, and its log then holds a failure for each of these.
@@ -113,6 +116,7 @@ int showPlatform() {
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
     Logging::Logger::loggerInit();
+    prepareWorkFolders();
     readPlatformTables();
     if (vokdSignalDuringStart() != 0) return vokdOptions::graceful;
     vokdPrintPlatformReport(std::cout);
@@ -125,6 +129,7 @@ int printInventory() {
     if (const int refused = lockHost(lock)) return refused;
     Logging::Logger::loggerInit();
     vokdWarnOfConfig();
+    prepareWorkFolders();
     readPlatformTables();
     for (const vokModule& module : vokModules) {
         vokResourceManager* const manager = vokFactory().createInstance(module.id);
@@ -192,6 +197,7 @@ int runAgent(const vokdOptions& options) {
     Logging::Logger::loggerInit();
     logStart(options);
     vokdWarnOfConfig();
+    prepareWorkFolders();
     const vokLongOperationWatch watch;
     {
         const vokdSignalsDuringStart mayStop;

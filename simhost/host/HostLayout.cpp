@@ -30,6 +30,9 @@ constexpr const char* directories[] = {
     "/var/tmp",
 };
 
+// The agent's own, which it wants for itself.
+constexpr const char* privateDirectories[] = {"/opt/mev/vok/data", "/opt/mev/vok/log"};
+
 constexpr char deviceNumbers[] =
     "Character devices:\n"
     "  1 mem\n"
@@ -77,6 +80,7 @@ void writeConfiguration(const std::string& root, const HostDescription& host,
 void layOutHost(const std::string& root, const HostDescription& host, const LayoutSources& sources) {
     removeLinks(root);
     for (const char* directory : directories) makeDirectories(root + directory);
+    for (const char* directory : privateDirectories) fs::permissions(root + directory, fs::perms::owner_all);
     writeStandIns(root, sources.commandClient);
     writeLink(sources.module, moduleLink(root));
     writeLink("/dev/null", root + "/dev/null");

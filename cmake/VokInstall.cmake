@@ -13,7 +13,7 @@ install(CODE [[
     file(CHMOD "${path}" PERMISSIONS
       OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
   endfunction()
-  foreach(directory bin lib share/man/man1 share/man/man5 share/man/man8 share/vok etc/systemd/system/dev-ipmi0.device.d
+  foreach(directory bin lib share/man/man5 share/man/man8 share/vok etc/systemd/system/dev-ipmi0.device.d
       etc/udev/rules.d etc/tmpfiles.d etc/logrotate.d)
     vok_make_directory("$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${directory}")
   endforeach()
@@ -23,7 +23,6 @@ install(TARGETS vokd vokcli RUNTIME DESTINATION bin)
 install(TARGETS vok LIBRARY DESTINATION lib)
 install(FILES docs/man/vokd.8 docs/man/vokcli.8 DESTINATION share/man/man8)
 install(FILES docs/man/vok.conf.5 DESTINATION share/man/man5)
-install(FILES docs/man/vok-simhost.1 docs/man/vok-rmc.1 DESTINATION share/man/man1)
 # An example: the settings in use lie outside the prefix, and no installation changes them.
 install(FILES data/vok.conf DESTINATION share/vok)
 

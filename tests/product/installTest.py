@@ -18,8 +18,6 @@ CMAKE, BUILD = sys.argv[1:3]
 PROGRAMS = {"bin/vokd", "bin/vokcli"}
 FILES = {
     "lib/libvok.so",
-    "share/man/man1/vok-rmc.1",
-    "share/man/man1/vok-simhost.1",
     "share/man/man5/vok.conf.5",
     "share/man/man8/vokd.8",
     "share/man/man8/vokcli.8",

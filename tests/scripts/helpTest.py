@@ -99,10 +99,11 @@ class ManPages(unittest.TestCase):
         self.assertEqual({key for key in keys if key not in text}, set())
         self.assertEqual({key for key in keys if f"`{key}`" not in table}, set())
 
-    def test_each_page_is_installed(self):
+    def test_the_pages_of_what_is_installed_and_no_others_are_installed(self):
         lists = [PROJECT / "CMakeLists.txt", *(PROJECT / "cmake").glob("*.cmake")]
         text = "".join(each.read_text(encoding="utf-8") for each in lists)
-        self.assertEqual([page.name for page in PAGES.iterdir() if f"docs/man/{page.name}" not in text], [])
+        installed = {page.name for page in PAGES.iterdir() if f"docs/man/{page.name}" in text}
+        self.assertEqual(installed, {"vok.conf.5", "vokcli.8", "vokd.8"})
 
 
 if __name__ == "__main__":

@@ -49,7 +49,11 @@ std::string RemoteCommandOutcome::text() const {
         case Verdict::unconfirmed:
             break;
     }
-    if (improper_ == 0) return "the last request was answered with " + refusalText();
+    return improper_ == 0 ? "the last request was answered with " + refusalText() : improperText();
+}
+
+std::string RemoteCommandOutcome::improperText() const {
+    if (improper_ == 0) return "";
     std::string text = exchangeText(first_, requestName(firstImproper_), answerLength);
     if (requests_ > 1)
         text += "; " + std::to_string(improper_) + " of " + std::to_string(requests_) +

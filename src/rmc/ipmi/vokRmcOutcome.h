@@ -28,6 +28,8 @@ public:
     // A clause without a capital and a full stop.
     std::string text() const;
     std::size_t requests() const { return requests_; }
+    // A clause on the requests without a proper answer; empty if there are none.
+    std::string improperText() const;
 
 private:
     std::string refusalText() const;

@@ -19,11 +19,17 @@ void storeLittleEndian(unsigned char* field, std::size_t size, std::size_t value
     for (std::size_t i = 0; i < size; ++i, value >>= 8) field[i] = static_cast<unsigned char>(value);
 }
 
-// What the result of a command does not say; empty if there is nothing. A refusal has its own error line.
+// What the result of a command does not say; empty if there is nothing. A refusal has its own error line,
+// which does not contain the completion codes of the answers.
 std::string troubleOf(const RemoteCommandOutcome& outcome) {
-    const Verdict verdict = outcome.verdict();
-    const bool isSaid = verdict == Verdict::accepted || verdict == Verdict::refused;
-    return isSaid ? std::string() : outcome.text();
+    switch (outcome.verdict()) {
+        case Verdict::accepted:
+            return "";
+        case Verdict::refused:
+            return outcome.improperText();
+        default:
+            return outcome.text();
+    }
 }
 
 }  // namespace

@@ -253,6 +253,21 @@ TEST_F(Outcome, ARefusalHasItsErrorLineAndNoWarning) {
                                      "Cmd Exit Status is 0x2a"));
 }
 
+TEST_F(Outcome, ARefusalDoesNotHideTheCompletionCodesOfTheAnswers) {
+    ipmi.onRequest = [seen = 0](const FakeIpmiRequest&) mutable {
+        return ++seen == 1 ? FakeIpmiReply{{0x80, 0, 9, 0, 0}} : FakeIpmiReply{{0xCE, 4, 9, 0, 0}};
+    };
+    EXPECT_EQ(send(), 1);
+    EXPECT_EQ(verdict(), Verdict::refused);
+    EXPECT_EQ(text(),
+              "the controller refused request 2: transfer status 0x04 (Cli entries full), exit status 0x00");
+    EXPECT_THAT(
+        lines(),
+        ElementsAre("WARNING IPMI: MPEventGen on /dev/ipmi0: request 1 was answered with completion code "
+                    "0x80 (specific to the command); 2 of 2 requests without a proper answer",
+                    "ERROR IPMI: Transfer Status is 0x4[Cli entries full] and Cmd Exit Status is 0x0"));
+}
+
 TEST_F(Outcome, AFailedExchangeIsAWarningBeforeItsErrorLine) {
     struct Row {
         FakeIpmiReply reply;

@@ -135,7 +135,7 @@ int readAll(const std::string& file, std::string& text) {
 // Parses the text of an event as the agent does. False with a reason that may be empty.
 bool readEvent(const std::string& text, Json::Value& event, std::string& reason) {
     try {
-        return vokParseInjectedEvent(text, event, &reason);
+        return vokParseInjectedEvent(text, event, &reason) && event.isObject();
     } catch (const std::exception& failure) {
         reason = failure.what();
         return false;

@@ -25,8 +25,7 @@ bool vokParseInjectedEvent(const std::string& text, Json::Value& event, std::str
     std::istringstream stream(text);
     const Json::CharReaderBuilder builder;
     std::string ignored;
-    return Json::parseFromStream(builder, stream, &event, errors ? errors : &ignored) && event.isObject() &&
-           !event.empty();
+    return Json::parseFromStream(builder, stream, &event, errors ? errors : &ignored) && !event.empty();
 }
 
 bool jsonValidate(char* text) {
@@ -45,7 +44,7 @@ int sendToRMC(char* text) {
         Json::Value event;
         vokDeliveryRecord::note({vokDeliveryKind::invalid, "the text is not an event"});
         if (!parseOrLog(text, event)) return 0;
-        event["Source"] = "VOK-CLI";
+        event["Source"] = "VOK-CLI";  // throws unless it is an object
         const std::string line = vokJsonText(event);
         VOK_LOG_INFO(module, "%s", line.c_str());
         return vokEventHandler::sendEventToRMC(line);

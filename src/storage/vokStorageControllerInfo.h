@@ -52,17 +52,18 @@ public:
     VOK_RECORD_VALUE(unsigned int, BoardID, 0);
 
 public:
-    // The ports; copies go in and out. A port that is not there reads as a default one and can't be changed.
+    // The ports, each copied in and out; an argument is not changed. A port that is not there reads as a
+    // default one and can't be changed.
     virtual std::vector<vokStorageControllerPortInfo> getControllerPortVector() const {
         return ports_.items();
     }
     virtual vokStorageControllerPortInfo getControllerPort(unsigned int index) const {
         return ports_.at(index);
     }
-    virtual void setControllerPort(unsigned int index, const vokStorageControllerPortInfo& port) {
+    virtual void setControllerPort(unsigned int index, vokStorageControllerPortInfo& port) {
         ports_.set(index, port);
     }
-    virtual void addControllerPort(const vokStorageControllerPortInfo& port) { ports_.add(port); }
+    virtual void addControllerPort(vokStorageControllerPortInfo& port) { ports_.add(port); }
     virtual void clearControllerPortList() { ports_.clear(); }
     virtual unsigned int getControllerPortListSize() const { return ports_.size(); }
     virtual void deleteControllerPort(unsigned int index) { ports_.remove(index); }

@@ -1,6 +1,7 @@
 #include "storage/vokStorageControllerInfo.h"
 
 #include <gtest/gtest.h>
+#include <type_traits>
 
 #include "core/base/vokJsonText.h"
 #include "storage/VirtualSlots.h"
@@ -164,7 +165,10 @@ TEST(ControllerInfo, AddsNothingToTheInventoryByItself) {
 class ControllerPorts : public testing::Test {
 protected:
     ControllerPorts() {
-        for (const char* const name : {"host0", "host1", "host2"}) controller.addControllerPort(portOf(name));
+        for (const char* const name : {"host0", "host1", "host2"}) {
+            Port port = portOf(name);
+            controller.addControllerPort(port);
+        }
     }
 
     std::string names() const {
@@ -182,6 +186,21 @@ TEST_F(ControllerPorts, StayInTheOrderInWhichTheyWereAdded) {
     EXPECT_EQ(controller.getControllerPort(1).getOSInstanceName(), "host1");
 }
 
+TEST(ControllerInfo, PortsArePassedByReference) {
+    EXPECT_TRUE((
+        std::is_same_v<decltype(&Controller::setControllerPort), void (Controller::*)(unsigned int, Port&)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Controller::addControllerPort), void (Controller::*)(Port&)>));
+}
+
+TEST_F(ControllerPorts, AreTakenAsCopies) {
+    Port port = portOf("host3");
+    controller.addControllerPort(port);
+    port.setOSInstanceName("host4");
+    controller.setControllerPort(0, port);
+    port.setOSInstanceName("other");
+    EXPECT_EQ(names(), "host4 host1 host2 host3 ");
+}
+
 TEST_F(ControllerPorts, AreHandedOutAsCopies) {
     controller.getControllerPortVector().clear();
     controller.getControllerPort(0).setOSInstanceName("other");
@@ -189,7 +208,8 @@ TEST_F(ControllerPorts, AreHandedOutAsCopies) {
 }
 
 TEST_F(ControllerPorts, CanBeReplacedRemovedAndCleared) {
-    controller.setControllerPort(1, portOf("host7"));
+    Port port = portOf("host7");
+    controller.setControllerPort(1, port);
     EXPECT_EQ(names(), "host0 host7 host2 ");
     controller.deleteControllerPort(0);
     EXPECT_EQ(names(), "host7 host2 ");
@@ -200,7 +220,8 @@ TEST_F(ControllerPorts, CanBeReplacedRemovedAndCleared) {
 TEST_F(ControllerPorts, BeyondTheEndReadAsADefaultPortAndStayAbsent) {
     EXPECT_EQ(controller.getControllerPort(3).getOSInstanceName(), "");
     EXPECT_EQ(controller.getControllerPort(4294967295u).getATADeviceNumber(), -1);
-    controller.setControllerPort(3, portOf("host7"));
+    Port port = portOf("host7");
+    controller.setControllerPort(3, port);
     controller.deleteControllerPort(3);
     controller.deleteControllerPort(4294967295u);
     EXPECT_EQ(names(), "host0 host1 host2 ");

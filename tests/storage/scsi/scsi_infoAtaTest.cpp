@@ -73,6 +73,16 @@ TEST_F(ScsiAta, AfterAFailureThereAreNoIdentifyData) {
     EXPECT_EQ(size, 0u);
 }
 
+TEST_F(ScsiAta, AFailureWithATransferHasNoIdentifyData) {
+    FakeScsiReply reply = FakeScsiReply::checkCondition(0x03, 0x11, 0x00);
+    reply.data = FakeScsiBytes(100, 0x01);
+    disk.disk.answer(identify, reply);
+    unsigned char buffer[512];
+    std::size_t size = sizeof(buffer);
+    EXPECT_EQ(get_ata_identify_device_info(disk.fd(), buffer, size), -3);
+    EXPECT_EQ(size, 0u);
+}
+
 TEST_F(ScsiAta, TheRevisionHasTheTwoBytesOfEachWordExchanged) {
     answer(identify, zerosWithText(512, 46, "PHG0003 "));
     EXPECT_EQ(takenText(get_sata_DiskRev(disk.fd())), "HP0G00 3");

@@ -49,7 +49,7 @@ int get_scsi_transport_protocol(int fd);
 
 // --- inquiry (SPC-5, SBC-4) ---
 
-// 1 if page B1h (block device characteristics) tells that the medium does not rotate; otherwise 0.
+// 1 if page B1h (block device characteristics) says that the medium does not rotate; otherwise 0.
 int is_unit_ssd(int fd);
 // The rotation rate of page B1h: 1 for no rotation, otherwise per minute.
 int get_scsi_disk_medium_rotation_rate(int fd);
@@ -93,7 +93,7 @@ bool sata_parse_current(const char* page, std::size_t size, int& out);
 bool sata_parse_mcot(const char* page, std::size_t size, int& out);
 // The worn percentage of page 7, 0 from a short one. Bytes above 127 read as negative.
 int get_sata_ssd_wear(int fd);
-// Hours with power of page 1; -1 in `hours` if the disk did not tell.
+// Hours with power of page 1; -1 in `hours` if the page ends before them.
 int get_sata_pwron(int fd, int& hours);
 // The error log index of the comprehensive SMART error log (03h), which is taken as the count of errors.
 int get_sata_health(int fd);
@@ -125,7 +125,8 @@ unsigned long long get_PciBlockSize(const char* path);
 struct vokDurableName {
     char text[33];  // 32 hexadecimal digits, or empty
 };
-// The first designator of page 83h of a block device such as "sda".
+// The first 16 bytes of the first designator of page 83h, of a block device such as "sda". A page that ends
+// before them, but after its header, is padded with 0.
 vokDurableName get_durableName_from_block_vpd_pg83(const char* block);
 
 // Filters for scandir(3): names of block devices and of SCSI generic nodes, in the form of old kernels

@@ -1,4 +1,4 @@
-// What the kernel tells of disks in sysfs.
+// The attributes of disks in sysfs.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -140,7 +140,7 @@ vokDurableName get_durableName_from_block_vpd_pg83(const char* block) {
     constexpr std::size_t bytes = 16;
     vokDurableName name = {};
     const RawAttribute page(cut(std::string("/sys/block/") + (block ? block : "") + "/device/vpd_pg83"));
-    if (!page || page[1] != 0x83 || page.size() < static_cast<ssize_t>(first + bytes)) return name;
+    if (!page || page.size() <= 4 || page[1] != 0x83) return name;
     for (std::size_t i = 0; i < bytes; ++i) std::snprintf(name.text + 2 * i, 3, "%02X", page[first + i]);
     return name;
 }

@@ -225,9 +225,17 @@ TEST_F(ScsiSysfs, TheDurableNameHas32UpperCaseDigits) {
     EXPECT_EQ(sizeof(vokDurableName), 33u);
 }
 
-TEST_F(ScsiSysfs, WithoutAllOfTheDesignatorThereIsNoDurableName) {
+// Required: more than the header is enough, and bytes that are not there read as 0.
+TEST_F(ScsiSysfs, TheDurableNameOfAShortPageEndsWithZeros) {
     host.root.writeFile("/sys/block/sda/device/vpd_pg83", page83(23));
-    EXPECT_STREQ(get_durableName_from_block_vpd_pg83("sda").text, "");
+    EXPECT_STREQ(get_durableName_from_block_vpd_pg83("sda").text, "F0E7DED5CCC3BAB1A89F968D847B7200");
+    host.root.writeFile("/sys/block/sda/device/vpd_pg83", page83(16));
+    EXPECT_STREQ(get_durableName_from_block_vpd_pg83("sda").text, "F0E7DED5CCC3BAB10000000000000000");
+    host.root.writeFile("/sys/block/sda/device/vpd_pg83", page83(5));
+    EXPECT_STREQ(get_durableName_from_block_vpd_pg83("sda").text, std::string(32, '0').c_str());
+}
+
+TEST_F(ScsiSysfs, APageOfItsHeaderAloneHasNoDurableName) {
     host.root.writeFile("/sys/block/sda/device/vpd_pg83", page83(4));
     EXPECT_STREQ(get_durableName_from_block_vpd_pg83("sda").text, "");
 }

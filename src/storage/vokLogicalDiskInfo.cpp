@@ -55,6 +55,8 @@ vokLogicalDiskExtInfo::vokLogicalDiskExtInfo(const vokLogicalDiskInfo& volume)
       DurableName_(volume.getDurableName()),
       RAIDLevel_(volume.getRAIDLevel()),
       CapacityBytes_(volume.getCapacityBytes()),
+      Description_(volume.getDescription()),
+      LogicalDiskID_(volume.getLogicalDiskID()),
       EventInfoString_(volume.getEventInfoString()) {}
 
 Json::Value vokLogicalDiskExtInfo::getVariableData() const {

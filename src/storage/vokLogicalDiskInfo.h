@@ -51,7 +51,7 @@ private:
     VOK_RECORD_TEXT(Description);
     VOK_RECORD_TEXT(LogicalDiskID);                       // the target id in decimal
     VOK_RECORD_TEXT(EventInfoString);                     // the text of the next event
-    VOK_RECORD_VALUE(bool, DeviceMissing, false);         // the volume has gone, and the record remembers it
+    VOK_RECORD_VALUE(bool, DeviceMissing, false);         // the volume has gone, and its record is kept
     VOK_RECORD_VALUE(bool, DeletedEventReceived, false);  // its deletion was reported
 
 public:
@@ -93,7 +93,7 @@ private:
 class vokLogicalDiskExtInfo : public virtual vokInventoryBase, public vokLogicalDiskOEMInfo {
 public:
     vokLogicalDiskExtInfo() = default;
-    // Takes all but the member disks.
+    // Takes what describes the volume, and no member disks.
     explicit vokLogicalDiskExtInfo(const vokLogicalDiskInfo& volume);
 
     Json::Value getVariableData() const override;   // like that of vokLogicalDiskInfo, with whole drives
@@ -102,6 +102,8 @@ public:
     VOK_RECORD_TEXT(DurableName);
     VOK_RECORD_TEXT(RAIDLevel);
     VOK_RECORD_VALUE(unsigned long long, CapacityBytes, 0);
+    VOK_RECORD_TEXT(Description);
+    VOK_RECORD_TEXT(LogicalDiskID);
     VOK_RECORD_TEXT(EventInfoString);
 
 public:

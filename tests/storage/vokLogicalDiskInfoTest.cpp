@@ -306,6 +306,8 @@ TEST(LogicalDiskExtInfo, TakesTheFactsOfTheVolumeAndNotItsMembers) {
     EXPECT_EQ(volume.getDurableName(), "600605B00A1B2C3D");
     EXPECT_EQ(volume.getRAIDLevel(), "Mirrored");
     EXPECT_EQ(volume.getCapacityBytes(), 18446744073709551615ull);
+    EXPECT_EQ(volume.getDescription(), "Boot volume");
+    EXPECT_EQ(volume.getLogicalDiskID(), "12");
     EXPECT_EQ(volume.getEventInfoString(), "Volume is degraded");
     EXPECT_EQ(volume.getDeviceName(), "/dev/sda");
     EXPECT_EQ(volume.getHostControllerPhysicalLocation(), "0102030405060708");

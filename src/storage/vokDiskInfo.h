@@ -4,7 +4,7 @@
 #include "storage/vokRecordField.h"
 #include "storage/vokStatusInfo.h"
 
-// A yes or no that need not be decided yet.
+// A yes or no that may not be decided yet.
 enum TRISTATE_BOOL : int {
     TRISTATE_UNDECIDED = -1,
     TRISTATE_FALSE = 0,
@@ -50,7 +50,7 @@ public:
     // Cleared when the disk rejects the page, which is then not requested again.
     VOK_RECORD_VALUE(bool, IfTempPageSupported, true);
     VOK_RECORD_VALUE(bool, IfSSDWearPageSupported, true);
-    VOK_RECORD_VALUE(bool, DeviceMissing, false);  // the disk has gone, and the record remembers it
-    // Of a disk behind a RAID controller.
+    VOK_RECORD_VALUE(bool, DeviceMissing, false);  // the disk has gone, and its record is kept
+    // Used by RAID controllers only.
     VOK_RECORD_VALUE(TRISTATE_BOOL, PreferSCModelNumber, TRISTATE_UNDECIDED);
 };

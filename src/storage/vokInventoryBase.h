@@ -1,5 +1,5 @@
 // What every storage record has in common, so that an event can have any of them as its subject. Records are
-// values: they are copied, held in vectors and replaced as a whole; they find out nothing by themselves.
+// values: they are copied, held in vectors and replaced as a whole; they discover nothing themselves.
 #pragma once
 
 #include <json/value.h>

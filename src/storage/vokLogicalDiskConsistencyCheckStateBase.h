@@ -1,4 +1,4 @@
-// What a volume remembers of a consistency check. The class of its controller derives the concrete state.
+// The state of a consistency check of a volume. Each kind of controller derives its own.
 #pragma once
 
 #include <memory>

@@ -93,7 +93,7 @@ bool sata_parse_current(const char* page, std::size_t size, int& out);
 bool sata_parse_mcot(const char* page, std::size_t size, int& out);
 // The worn percentage of page 7, 0 from a short one. Bytes above 127 read as negative.
 int get_sata_ssd_wear(int fd);
-// Hours with power of page 1; -1 in `hours` if the page ends before them.
+// Hours with power of page 1; -1 in `hours` on failure, and if the page ends before them.
 int get_sata_pwron(int fd, int& hours);
 // The error log index of the comprehensive SMART error log (03h), which is taken as the count of errors.
 int get_sata_health(int fd);

@@ -42,7 +42,7 @@ constexpr unsigned char requestLocations = 0x60;
 // The number of the first controller that one of the calls was given.
 class FirstController {
 public:
-    // The number by which the driver knows `controller`.
+    // The number of `controller` in a CSMI header.
     std::uint32_t numberOf(int controller) {
         int first = noController;
         if (first_.compare_exchange_strong(first, controller)) first = controller;

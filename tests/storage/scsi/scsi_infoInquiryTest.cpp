@@ -185,7 +185,7 @@ TEST_F(ScsiInquiry, APageWithAsManyBytesAsItsLengthIsEnoughAndTheRestIsNotThere)
     EXPECT_TRUE(disk.logged("IOCTL for VPD page 80 inquiry returned 7 bytes. (Min expected: 8)"));
 }
 
-TEST_F(ScsiInquiry, WhatLiesInTheBufferBehindTheReceivedBytesIsNotThere) {
+TEST_F(ScsiInquiry, WhatLiesInTheBufferAfterTheReceivedBytesIsNotThere) {
     FakeScsiReply reply;
     reply.data = serialNumber("S0K5MYY4");
     reply.residual = 252 - 8;
@@ -239,7 +239,7 @@ TEST(ScsiInquiryData, TheRevisionReachesToTheEndOfTheReply) {
     EXPECT_EQ(takenText(inq_parse_rev(standardData("S0K5  ").data())), "D003S0K5");
 }
 
-TEST(ScsiInquiryData, FieldsBehindTheEndOfAShortReplyAreEmptyTexts) {
+TEST(ScsiInquiryData, FieldsAfterTheEndOfAShortReplyAreEmptyTexts) {
     // Blocks of exactly this size, so that a sanitizer sees a read beyond it.
     FakeScsiBytes bytes = {0, 0, 0, 0, 1};
     EXPECT_EQ(takenText(inq_parse_vendor(bytes.data())), "");

@@ -54,7 +54,7 @@ TEST_F(ScsiLogPages, ATemperaturePageOfOneParameterHasNoReference) {
     EXPECT_EQ(sas_parse_mcot(page.get()), 0);
 }
 
-TEST_F(ScsiLogPages, BytesBehindTheEndOfTheTemperaturePageAreNotPartOfIt) {
+TEST_F(ScsiLogPages, BytesAfterTheEndOfTheTemperaturePageAreNotPartOfIt) {
     // The page ends after the first parameter, and the rest of the transfer looks like a second one.
     FakeScsiBytes bytes = bothTemperatures;
     bytes[3] = 6;

@@ -37,7 +37,7 @@ TEST_F(ScsiModePages, AByteOf11hInTheDataMeansSmart) {
     EXPECT_EQ(smart({0x00, 0x00, 0x00, 0x02, 0x10, 0x12}), 0);
 }
 
-TEST_F(ScsiModePages, AByteOf11hBehindTheDataDoesNotCount) {
+TEST_F(ScsiModePages, AByteOf11hAfterTheDataDoesNotCount) {
     EXPECT_EQ(smart({0x00, 0x11, 0x00, 0x02, 0x00, 0x00, 0x11}), 0);
 }
 

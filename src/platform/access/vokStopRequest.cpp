@@ -4,10 +4,15 @@
 #include <unistd.h>
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 static_assert(std::atomic<long long>::is_always_lock_free, "a signal handler makes the request");
 
 namespace {
+
+// Above the descriptors of devices: select(2) goes by number, and so registers with the request only if the
+// device is not ready.
+constexpr int leastDescriptor = 64;
 
 long long monotonicMilliseconds() {
     timespec now{};
@@ -20,8 +25,10 @@ long long monotonicMilliseconds() {
 vokStopRequest::vokStopRequest() {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
-    readEnd_.reset(ends[0]);
     writeEnd_.reset(ends[1]);
+    vokOwnedDescriptor low(ends[0]);
+    const int high = ::fcntl(low.get(), F_DUPFD_CLOEXEC, leastDescriptor);
+    readEnd_ = high >= 0 ? vokOwnedDescriptor(high) : std::move(low);
 }
 
 void vokStopRequest::make() {

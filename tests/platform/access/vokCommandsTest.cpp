@@ -321,5 +321,10 @@ TEST(StopRequest, ItsDescriptorsAreNotInherited) {
     EXPECT_TRUE(::fcntl(stop.descriptor(), F_GETFD) & FD_CLOEXEC);
 }
 
+TEST(StopRequest, ItsDescriptorIsAboveThoseOfDevices) {
+    const vokStopRequest stop;
+    EXPECT_GE(stop.descriptor(), 64);
+}
+
 }  // namespace
 }  // namespace vokCommandsTest

@@ -90,6 +90,7 @@ void vokdHoldSignals() {
 }
 
 vokdSignalsDuringStart::vokdSignalsDuringStart() {
+    vokHostAccess();  // exists from here on: its first use in a handler would not be async-signal-safe
     struct sigaction action {};
     action.sa_handler = stopStarting;
     action.sa_flags = SA_RESTART;

@@ -1,11 +1,13 @@
 // The cost of a chunk of a remote command beyond the system calls that carry it.
 //
-// The device is a socket pair whose far end this process answers itself: both the bare loop and the library
-// write a request, wait with select, and read the reply. "ratio" is the library's time for a chunk divided by
-// the bare loop's, measured alternately in one run.
+// The device is a socket pair whose far end this process answers itself and at once. The bare loop makes the
+// two ioctls and a select(2) on the one descriptor, with nothing beside them. "ratio" is the library's time
+// for a chunk divided by the bare loop's, measured alternately in one run. A controller takes milliseconds to
+// answer, so the share of a real exchange is far smaller; the difference of the two times is what counts.
 #include <benchmark/benchmark.h>
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <algorithm>
@@ -69,15 +71,42 @@ std::size_t chunksOf(std::size_t length) {
     return 1 + (length + 1 - 33 + 56) / 57;
 }
 
-double bareSeconds(std::size_t chunks) {
-    unsigned char request[chunkSize] = {};
+// One exchange: the two ioctls and select(2) on the one descriptor, with the records that they need.
+int bareExchange(IvokHostAccess& host, int descriptor, unsigned char* data) {
+    ipmi_system_interface_addr address{};
+    address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
+    address.channel = IPMI_BMC_CHANNEL;
+    ipmi_req request{};
+    request.addr = reinterpret_cast<unsigned char*>(&address);
+    request.addr_len = sizeof(address);
+    request.msg.netfn = 0x3A;
+    request.msg.cmd = 0x80;
+    request.msg.data = data;
+    request.msg.data_len = chunkSize;
+    if (host.ioctlDevice(descriptor, IPMICTL_SEND_COMMAND, &request) != 0) return -1;
+
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(descriptor, &readable);
+    if (::select(descriptor + 1, &readable, nullptr, nullptr, nullptr) <= 0) return -1;
+
+    unsigned char from[40];
     unsigned char reply[272];
+    ipmi_recv receive{};
+    receive.addr = from;
+    receive.addr_len = sizeof(from);
+    receive.msg.data = reply;
+    receive.msg.data_len = sizeof(reply);
+    const int result = host.ioctlDevice(descriptor, IPMICTL_RECEIVE_MSG_TRUNC, &receive);
+    benchmark::DoNotOptimize(reply);
+    return result;
+}
+
+double bareSeconds(std::size_t chunks) {
+    unsigned char chunk[chunkSize] = {};
     const auto began = Clock::now();
-    for (std::size_t i = 0; i < chunks; ++i) {
-        device().send(device().end(), request, sizeof(request));
-        device().waitForDevice(device().end());
-        benchmark::DoNotOptimize(::read(device().end(), reply, sizeof(reply)));
-    }
+    for (std::size_t i = 0; i < chunks; ++i)
+        if (bareExchange(device(), device().end(), chunk) != 0) std::abort();
     return std::chrono::duration<double>(Clock::now() - began).count();
 }
 

@@ -138,19 +138,6 @@ def system_archive(cache, kernel):
     return archive
 
 
-def complete(installed):
-    """Adds what the agent needs and the installation lacks, if anything, and returns what that was."""
-    data = installed / PREFIX / "data"
-    notes = []
-    if not data.is_dir():
-        data.mkdir()
-        notes.append(f"the installation has no /{PREFIX}/data, which the agent needs; the guest gets one")
-    if not (data / "esxtopconf").exists():
-        (data / "esxtopconf").write_text("abcdefghij\n")
-        notes.append(f"the installation has no /{PREFIX}/data/esxtopconf, which esxtop needs; the guest gets one")
-    return notes
-
-
 def agent_archive(work, programs, root):
     """The installed agent below `root`, and what stands in for an ESXi host's commands and closed library."""
     put(root, pathlib.Path(__file__).with_name("init"), "init", 0o755)
@@ -168,12 +155,11 @@ def agent_archive(work, programs, root):
 
 
 def build(cache, work, programs, installed):
-    """Returns the kernel and the initial file system as files, and notes on the installation."""
+    """Returns the kernel and the initial file system as files."""
     kernel = fetch_kernel(cache)
-    notes = complete(installed)
     initial = work / "initial.cpio"
     with initial.open("wb") as file:
         for part in (system_archive(cache, kernel), agent_archive(work, programs, installed)):
             file.write(part.read_bytes())
             file.write(b"\0" * (-file.tell() % 512))
-    return kernel / "vmlinuz", initial, notes
+    return kernel / "vmlinuz", initial

@@ -72,9 +72,7 @@ def main():
     try:
         install(options.build, work / "installed")
         options.cache.mkdir(parents=True, exist_ok=True)
-        kernel, initial, notes = image.build(options.cache, work, options.build / "bin", work / "installed")
-        for note in notes:
-            print(f"note: {note}", flush=True)
+        kernel, initial = image.build(options.cache, work, options.build / "bin", work / "installed")
         make_disks(work)
         controller.start()
         controller.wait("attached", 0, 10)

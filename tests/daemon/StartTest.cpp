@@ -64,6 +64,18 @@ TEST_F(Start, AFileThatIsNotUsedIsOneWarningWithTheReason) {
     }
 }
 
+TEST_F(Start, ALogThatCannotBeOpenedIsNamedOnStandardErrorAndTheAgentGoesOn) {
+    configure();
+    directory.writeFile("/host/scratch/log/vok.log/in-its-place", "");
+    directory.writeFile("/host/scratch/log/debug.log/in-its-place", "");
+    const Ran ran = runProgram({VOKD_PROGRAM, "--print-inventory", "--host-root", root()});
+    EXPECT_EQ(ran.status, 0);
+    for (const std::string& log :
+         {"agent log " + root() + "/scratch/log/vok.log", "debug log " + root() + "/scratch/log/debug.log"})
+        EXPECT_EQ(occurrences(ran.output, "vokd: the " + log + " can't be opened: Is a directory\n"), 1)
+            << ran.output;
+}
+
 TEST_F(Start, WithoutAFindingNothingIsWarnedOf) {
     configure();
     start();

@@ -87,6 +87,14 @@ void reportFailure(const char* message, const std::string& path) {
     std::exit(status);
 }
 
+// `message` is that of the system log; `log` names the log for a person.
+void reportUnopened(const char* message, const char* log, const std::string& hostPath) {
+    const int reason = errno;
+    reportFailure(message, hostPath);
+    std::fprintf(stderr, "%s: the %s %s can't be opened: %s\n", program_invocation_short_name, log,
+                 hostPath.c_str(), std::strerror(reason));
+}
+
 void reopen(vokLogFile& log, const std::string& hostPath) {
     if (!log.open(hostPath)) reportFailure("Error opening VOK log file ", hostPath);
 }
@@ -139,11 +147,11 @@ bool Logger::openLogs() {
     const std::string debugHostPath = vokHostAccess().path(debugLogPath);
     bool complete = true;
     if (targetOf(agentLogPath) == TARGET_FILE && !agentLog.open(agentHostPath)) {
-        reportFailure("Error opening VOK log file ", agentHostPath);
+        reportUnopened("Error opening VOK log file ", "agent log", agentHostPath);
         complete = false;
     }
     if (targetOf(debugLogPath) == TARGET_FILE && debugLogLevel == 1 && !debugLog.open(debugHostPath)) {
-        reportFailure("Error opening the VOK debug log file", debugHostPath);
+        reportUnopened("Error opening the VOK debug log file", "debug log", debugHostPath);
         complete = false;
     }
     return complete;

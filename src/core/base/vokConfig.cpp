@@ -101,6 +101,8 @@ void vokConfig::readSettings(const std::string& text) {
     readValues(root);
     vokConfigReader reader(root, "", refusals);
     for (const std::string& key : repeated) reader.refuse(key, "written more than once", "the last one");
+    if (vokConfigText::hasTextAfterObject(text))
+        reader.refuse("text after the object", "not read", "nothing");
     limitRefusals();
 }
 
@@ -141,7 +143,12 @@ void vokConfig::readRefreshIntervals(const Json::Value& intervals) {
     // A value of the wrong type counts as invalid, not as absent.
     const Json::Value& global = reader.value("Global");
     if (reader.has("Global") && !(global.isNull() || (global.isString() && global.asString().empty()))) {
-        setCommonCacheRefreshInterval(reader.number("Global", rule));
+        const std::int32_t seconds = reader.number("Global", rule);
+        setCommonCacheRefreshInterval(seconds);
+        for (const vokModule& module : vokModules)
+            if (module.hasRefreshInterval && reader.has(module.name))
+                reader.refuse(module.name, reader.value(module.name), "not read, as there is Global",
+                              std::to_string(seconds));
         return;
     }
     for (const vokModule& module : vokModules)

@@ -1,9 +1,8 @@
 #include "core/base/vokConfigReader.h"
 
-#include <json/writer.h>
-
 #include "core/base/vokConfigRefusal.h"
 #include "core/base/vokConfigText.h"
+#include "core/base/vokJsonText.h"
 #include "core/base/vokModules.h"
 #include "core/base/vokSettingRules.h"
 
@@ -33,7 +32,7 @@ std::string cut(const std::string& text) {
 
 // On one line and in ASCII, whatever a plain value is.
 std::string plainForm(const Json::Value& value) {
-    if (value.isString()) return Json::valueToQuotedString(value.asCString());
+    if (value.isString()) return vokJsonText(value);
     return value.isNull() ? "null" : value.asString();
 }
 
@@ -140,17 +139,19 @@ std::vector<std::string> vokConfigReader::resources(const char* key) {
         return {"All"};
     }
     if (list.empty()) refuse(key, list, "an empty list", "All");
+    std::string first;
+    const bool startsWithAll =
+        !list.empty() && textOf(list[0U], first) && vokSettingRules::isEquals(first, "All");
     for (const auto& element : list) {
         std::string name;
         const bool isText = textOf(element, name);
-        if (name.empty()) {
+        if (name.empty() && !startsWithAll) {
             refuse(key, element, isText ? "an empty name ends the list" : "not a name, which ends the list",
                    names.empty() ? "All" : "the names before it");
             break;
         }
-        if (names.empty() && vokSettingRules::isEquals(name, "All")) return {"All"};
         if (!isResource(name)) refuse(key, element, "not a resource that can be enabled", "nothing");
-        names.push_back(name);
+        if (!startsWithAll) names.push_back(name);
     }
     return names.empty() ? std::vector<std::string>{"All"} : names;
 }

@@ -101,4 +101,21 @@ std::vector<std::string> repeatedKeys(const std::string& text, std::string (*key
     return repeated;
 }
 
+bool hasTextAfterObject(const std::string& text) {
+    bool ended = false;
+    int depth = 0;
+    for (std::size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        if (c == '/') {
+            i = endOfComment(text, i);
+            continue;
+        }
+        if (ended && !std::isspace(static_cast<unsigned char>(c))) return true;
+        if (c == '[' || c == '{') ++depth;
+        if (c == ']' || c == '}') ended = --depth <= 0;
+        i = c == '"' ? endOfString(text, i) : i + 1;
+    }
+    return false;
+}
+
 }  // namespace vokConfigText

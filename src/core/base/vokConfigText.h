@@ -20,4 +20,8 @@ std::string withinParserLimits(const std::string& text);
 // `keyOf`: the key of the characters between its quotes, in which there may be escapes.
 std::vector<std::string> repeatedKeys(const std::string& text, std::string (*keyOf)(const std::string& raw));
 
+// True if more than blanks and comments follows the outermost object, which the parser does not read. `text`
+// as above.
+bool hasTextAfterObject(const std::string& text);
+
 }  // namespace vokConfigText

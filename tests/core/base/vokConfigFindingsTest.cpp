@@ -61,6 +61,26 @@ TEST(ConfigFindings, AFileThatCannotBeReadIsOneWithTheReasonOfTheSystem) {
                             "the file is not used: not a regular file; used instead: the built-in settings"));
 }
 
+TEST(ConfigFindings, EachIntervalNextToGlobalIsOneAsItIsNotRead) {
+    EXPECT_THAT(
+        findings(R"("CacheRefreshInSeconds": {"Global": "60", "HostOSInfo": "abc", "GPUDevices": 5})"),
+        ElementsAre("CacheRefreshInSeconds.HostOSInfo = \"abc\": not read, as there is Global; used "
+                    "instead: 60",
+                    "CacheRefreshInSeconds.GPUDevices = 5: not read, as there is Global; used "
+                    "instead: 60"));
+    EXPECT_THAT(findings(R"("CacheRefreshInSeconds": {"Global": "", "HostOSInfo": "60"})"), ElementsAre());
+}
+
+TEST(ConfigFindings, AValueIsShownWithItsLastCharactersAndWithoutInventedOnes) {
+    EXPECT_THAT(
+        findings(R"("LoggingLevel": "test\u0000x")"),
+        ElementsAre(
+            "LoggingLevel = \"test\\u0000x\": not one of Info, Error, Warning; used instead: Warning"));
+    EXPECT_THAT(
+        findings("\"LoggingLevel\": \"t\xE9st\""),
+        ElementsAre("LoggingLevel = \"t\\ufffdst\": not one of Info, Error, Warning; used instead: Warning"));
+}
+
 struct Found {
     const char* member;
     const char* text;
@@ -87,6 +107,9 @@ INSTANTIATE_TEST_SUITE_P(
               "EnableResources = an object of 0: not a name, which ends the list; used instead: the names "
               "before "
               "it"},
+        Found{R"("EnableResources": ["All", "EthernetDevice", "HostOSInfo"])",
+              "EnableResources = \"EthernetDevice\": not a resource that can be enabled; used instead: "
+              "nothing"},
         Found{R"("EnableResources": [null])",
               "EnableResources = null: an empty name ends the list; used instead: All"},
         Found{R"("EnableResources": [])",

@@ -324,7 +324,7 @@ TEST_F(ConfigTest, ANumberBeyondADoubleIsNotATextEither) {
     EXPECT_THAT(config->getEnabledResources(), ElementsAre("All"));
     EXPECT_EQ(config->getrefreshInterval("HostOSInfo"), 3600);
     EXPECT_EQ(config->getVOKLoggingLevel(), "Warning");
-    EXPECT_EQ(refusals.size(), 5U);
+    EXPECT_EQ(refusals.size(), 6U);
     write(R"({"EnableResources": ["HostOSInfo", 1e400, "EthernetDevices"], "CacheRefreshInSeconds": 1e400})");
     EXPECT_THAT(vokConfig::examine(refusals)->getEnabledResources(), ElementsAre("HostOSInfo"));
 }

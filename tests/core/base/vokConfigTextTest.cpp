@@ -52,6 +52,24 @@ TEST(ConfigTextExamined, EachRefusedValueIsNamed) {
     EXPECT_THAT(keys, ElementsAre("CliMode", "HealthMonitorFlags"));
 }
 
+TEST(ConfigTextExamined, TextAfterTheObjectIsNamedAndNotRead) {
+    const FakeHost host;
+    const std::string object = R"({"CliMode": "inject", "LoggingLevel": "Info"})";
+    for (const char* const after :
+         {"}", "x", R"({"CliMode": "test", "LoggingLevel": "Error"})", "/* c */ ,"}) {
+        std::vector<vokConfigRefusal> refusals;
+        EXPECT_EQ(vokConfig::examineText(object + after, refusals)->getTestEventSettings(), "inject");
+        ASSERT_EQ(refusals.size(), 1u) << after;
+        EXPECT_EQ(vokConfigRefusalText(refusals[0]),
+                  "text after the object: not read; used instead: nothing");
+    }
+    for (const char* const after : {"\r\n", " // end", "/* a } */\n"}) {
+        std::vector<vokConfigRefusal> refusals;
+        vokConfig::examineText(object + after, refusals);
+        EXPECT_THAT(refusals, IsEmpty()) << after;
+    }
+}
+
 TEST(ConfigText, ANumberThatADoubleHoldsIsKept) {
     const std::string text = R"({"a": 1e308, "b": [-12.5E+3, 0]})";
     EXPECT_EQ(vokConfigText::withinParserLimits(text), text);

@@ -84,7 +84,7 @@ void prepareWorkFolders() {
         std::fprintf(stderr, "vokd: %s\n", error.c_str());
 }
 
-// The agent goes on without root's rights, and its log then holds a failure for each of these.
+// The agent continues without root's rights, and its log then holds a failure for each of these.
 void warnIfNotRoot(const vokdOptions& options) {
     if (!options.hostRoot.empty() || ::geteuid() == 0) return;
     std::fprintf(

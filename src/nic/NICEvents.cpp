@@ -41,7 +41,7 @@ const std::string& nameOf(const PhyAdapterInventory& adapter) {
 std::optional<PendingEvent> eventOf(const PhyAdapterInventory& adapter,
                                     const std::vector<const PhyAdapterInventory*>& previous) {
     const PhyAdapterInventory& before = *previous.front();
-    // The texts: two that are in no table have the same value, and are a change all the same.
+    // By their texts: two different texts that are in no table have the same value.
     if (adapter.getState() == before.getState() && adapter.getHealth() == before.getHealth())
         return std::nullopt;
     int condition = 0;

@@ -1,6 +1,6 @@
 // What the JSON parser can't do with the text of the configuration file. It fails on a number out of the
 // range of a double and on deep nesting, and one bad value would then discard all settings; and of a key that
-// is written twice it keeps the last value without a word.
+// is written twice it keeps the last value silently.
 #pragma once
 
 #include <string>

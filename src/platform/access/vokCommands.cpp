@@ -133,7 +133,7 @@ bool vokCommandProcess::start(const std::string& command, const std::string& sea
     output_.reset(ends[0]);
     const vokOwnedDescriptor written(ends[1]);
     int error = spawnShell(process_, command, searchPath, written.get(), true);
-    // Where the system can't close all descriptors of a process at once, close-on-exec has to do.
+    // Where the system can't close all descriptors of a process at once, close-on-exec must suffice.
     if (error != 0) error = spawnShell(process_, command, searchPath, written.get(), false);
     if (error != 0) {
         errno = error;
@@ -169,7 +169,7 @@ ssize_t vokCommandProcess::read(char* buffer, std::size_t size) {
 }
 
 int vokCommandProcess::wait() {
-    output_.reset();  // a command that prints on ends by SIGPIPE
+    output_.reset();  // a command that keeps writing gets SIGPIPE
     if (nextEvent(-1) == Event::timeIsUp) end();
     int status = 0;
     const pid_t ended = ::waitpid(process_, &status, WNOHANG);

@@ -31,7 +31,7 @@ using vokOpenProcess = int (*)(pid_t process);
 
 class vokCommands {
 public:
-    // Without a descriptor of the process a running command is looked at from time to time.
+    // Without a descriptor of the process a running command is polled.
     explicit vokCommands(const vokStopRequest& stop, vokCommandLimits limits = {},
                          vokOpenProcess openProcess = openPidFd);
     ~vokCommands();

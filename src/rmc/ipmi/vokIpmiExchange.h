@@ -1,5 +1,5 @@
 // What came of one IPMI exchange. The result of an exchange says no more than whether the driver returned a
-// message, and the completion code does not count; this record is for those who report to a person.
+// message, and the completion code does not count; this record is for messages to users.
 #pragma once
 
 #include <cstddef>

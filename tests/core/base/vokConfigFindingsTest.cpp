@@ -185,7 +185,6 @@ TEST_P(Unremarkable, IsNotReported) {
 
 INSTANTIATE_TEST_SUITE_P(Members, Unremarkable,
                          testing::Values(R"("EnableResources": ["hostosinfo", "ETHERNETDEVICES", "All"])",
-                                         R"("EnableResources": ["All", "Bogus"])",
                                          R"("VOKLogLocation": "/scratch/../vok.log")",
                                          R"("VOKLogLocation": "SysLog")", R"("VOKLogLocation": "")",
                                          R"("HealthMonitorFlags": 7.0)", R"("HealthMonitorFlags": "+7")",

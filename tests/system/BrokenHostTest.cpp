@@ -3,6 +3,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -101,6 +102,67 @@ INSTANTIATE_TEST_SUITE_P(
                    {},
                    0}),
     [](const auto& each) { return each.param.name; });
+
+class ABrokenHostWithCommands : public InstalledSystem {
+protected:
+    // The processes that run for localcli of this host, with their arguments.
+    std::vector<std::string> runningCommands() const {
+        std::vector<std::string> running;
+        for (const auto& process : fs::directory_iterator("/proc")) {
+            const std::string command = fileText(process.path() / "cmdline");
+            if (command.find("localcli") != std::string::npos &&
+                fileText(process.path() / "environ").find("PATH=" + root() + "/bin:") != std::string::npos)
+                running.push_back(command);
+        }
+        return running;
+    }
+};
+
+TEST_F(ABrokenHostWithCommands, ALostListOfAdaptersIsAWarningWithTheStatusOfTheCommand) {
+    writeSettings(quickSettings());
+    hostControl({"command", "localcli", "fail", "4"});
+    start();
+    EXPECT_TRUE(
+        waitForLine("NIC_RM: No Ethernet adapter is known until the next build (exit status 4) : "
+                    "localcli network nic list"))
+        << logText();
+    EXPECT_EQ(agent.end(SIGTERM), 0);
+}
+
+TEST_F(ABrokenHostWithCommands, ACommandThatHangsDoesNotDelayTheEndForLongAndIsNotLeftBehind) {
+    writeSettings(quickSettings());
+    hostControl({"command", "localcli", "hang", "1000000000"});
+    start();
+    ASSERT_TRUE(waitUntil([this] { return !runningCommands().empty(); })) << logText();
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(agent.end(SIGTERM), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
+    EXPECT_EQ(runningCommands(), std::vector<std::string>{});
+}
+
+TEST_F(ABrokenHostWithCommands, SettingsThatAreNotUsedAreNamedOnStandardErrorAndInTheLog) {
+    struct Row {
+        const char* text;
+        const char* finding;
+        bool namesALog;  // otherwise the system log is used
+    };
+    for (const Row& row :
+         {Row{"", "the file is not used: can't be opened: No such file or directory", false},
+          Row{"{ no JSON", "the file is not used: ", false},
+          Row{R"({"LoggingLevel": "loud", "VOKLogLocation": "/scratch/log/mev/vok/vok.log"})",
+              "LoggingLevel = \"loud\": not one of Info, Error, Warning; used instead: Warning", true}}) {
+        SCOPED_TRACE(row.text);
+        fs::remove("/etc/config/mev/vok/vok.conf");
+        if (*row.text != 0) std::ofstream("/etc/config/mev/vok/vok.conf") << row.text;
+        const std::string finding = std::string("/etc/config/mev/vok/vok.conf: ") + row.finding;
+        const Ran ran =
+            runProgram({"/bin/sh", "-c", "exec /opt/mev/vok/bin/vokd --print-inventory 2>&1 >/dev/null"});
+        EXPECT_EQ(ran.status, 0);
+        EXPECT_EQ(ran.output.find("vokd: " + finding), 0U) << ran.output;
+        EXPECT_EQ(logText().find("VOKD: " + finding) != std::string::npos, row.namesALog) << logText();
+        EXPECT_NE(runProgram({"/opt/mev/vok/bin/vokd", "--check-config"}).status, 0);
+    }
+}
 
 }  // namespace
 }  // namespace BrokenHostTest

@@ -81,7 +81,12 @@ INSTANTIATE_TEST_SUITE_P(
                    {"JOB_MGR: The working folder /opt/mev/vok/data has mode 0777; changed to 0700."},
                    {},
                    0},
-        BrokenHost{"NoRoomForTheLogs", [] { fill("/scratch/log/mev/vok"); }, {}, {}, 0},
+        BrokenHost{
+            "NoRoomForTheLogs",
+            [] { fill("/scratch/log/mev/vok"); },
+            {},
+            {"vokd: the agent log /scratch/log/mev/vok/vok.log can't be written: No space left on device\n"},
+            0},
         BrokenHost{
             "FileInPlaceOfALogDirectory",
             [] { fileInPlaceOf("/scratch/log"); },

@@ -202,9 +202,7 @@ TEST_F(StoppingWhatHangs, InARunningManagerEndsInOrderAndLeavesNoCommand) {
     startAll(settings);
     startAgentAndWaitForItsPush();
     hostControl({"command", "localcli", "hang", "1000000000"});
-    // The next builds of two managers hang at the same time.
-    ASSERT_TRUE(waitForCommands({"localcli network nic list", "localcli system version get"}))
-        << testing::PrintToString(runningCommands());
+    ASSERT_TRUE(waitForCommands({"localcli network nic list"})) << testing::PrintToString(runningCommands());
     expectGracefulEnd(stopInTime());
     EXPECT_EQ(runningCommands(), std::vector<std::string>{});
     EXPECT_EQ(controllerCount("violations"), 0);

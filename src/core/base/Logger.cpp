@@ -76,7 +76,7 @@ void reportFailure(const char* message, const std::string& path) {
                                            " - " + std::strerror(reason));
 }
 
-// `message` is that of the system log; `log` names the log for a person.
+// `message` is that of the system log; `log` names the log on standard error.
 [[noreturn]] void endWithoutDirectory(const char* message, const char* log, const std::string& hostPath,
                                       int status) {
     const int reason = errno;
@@ -87,12 +87,12 @@ void reportFailure(const char* message, const std::string& path) {
     std::exit(status);
 }
 
-// `message` is that of the system log; `log` names the log for a person.
-void reportUnopened(const char* message, const char* log, const std::string& hostPath) {
+// `message` is that of the system log; `log` names the log on standard error, and `what` can't be done.
+void reportUnusable(const char* message, const char* log, const std::string& hostPath, const char* what) {
     const int reason = errno;
     reportFailure(message, hostPath);
-    std::fprintf(stderr, "%s: the %s %s can't be opened: %s\n", program_invocation_short_name, log,
-                 hostPath.c_str(), std::strerror(reason));
+    std::fprintf(stderr, "%s: the %s %s can't be %s: %s\n", program_invocation_short_name, log,
+                 hostPath.c_str(), what, std::strerror(reason));
 }
 
 void reopen(vokLogFile& log, const std::string& hostPath) {
@@ -147,11 +147,11 @@ bool Logger::openLogs() {
     const std::string debugHostPath = vokHostAccess().path(debugLogPath);
     bool complete = true;
     if (targetOf(agentLogPath) == TARGET_FILE && !agentLog.open(agentHostPath)) {
-        reportUnopened("Error opening VOK log file ", "agent log", agentHostPath);
+        reportUnusable("Error opening VOK log file ", "agent log", agentHostPath, "opened");
         complete = false;
     }
     if (targetOf(debugLogPath) == TARGET_FILE && debugLogLevel == 1 && !debugLog.open(debugHostPath)) {
-        reportUnopened("Error opening the VOK debug log file", "debug log", debugHostPath);
+        reportUnusable("Error opening the VOK debug log file", "debug log", debugHostPath, "opened");
         complete = false;
     }
     return complete;
@@ -214,14 +214,18 @@ void Logger::logIntoFile(const std::string& levelText, const std::string& messag
     const std::string timeStamp = vokLogTimeStamp();
     const auto contains = [&](const char* word) { return levelText.find(word) != std::string::npos; };
     vokLogFile* log = nullptr;
-    if (contains("DEBUG"))
+    const bool isDebug = contains("DEBUG");
+    if (isDebug)
         log = &debugLog;
     else if (contains("ERROR") || contains("WARNING") || contains("INFO"))
         log = &agentLog;
     if (!log) return;
     std::string text = timeStamp;
     text.append(" ").append(levelText).append(" ").append(lineNumber(line)).append(" ").append(module);
-    log->write(text.append(": ").append(message).append("\n"));
+    if (!log->write(text.append(": ").append(message).append("\n")))
+        reportUnusable(isDebug ? "Error writing the VOK debug log file" : "Error writing VOK log file ",
+                       isDebug ? "debug log" : "agent log",
+                       vokHostAccess().path(isDebug ? debugLogPath : agentLogPath), "written");
 }
 
 void Logger::logIntoSyslog(const std::string& levelText, const std::string& message,

@@ -7,6 +7,7 @@ bool vokLogFile::open(const std::string& hostPath) {
     if (!opened) return false;
     file_ = std::move(opened);
     lastLineIsCut_ = false;
+    linesAreLost_ = false;
     return true;
 }
 
@@ -14,9 +15,12 @@ void vokLogFile::close() {
     file_.reset();
 }
 
-void vokLogFile::write(const std::string& line) {
-    if (!file_) return;
+bool vokLogFile::write(const std::string& line) {
+    if (!file_) return true;
     const std::string text = lastLineIsCut_ ? "\n" + line : line;
     const std::size_t written = vokLogFiles::writeAll(file_.get(), text.data(), text.size());
     if (written > 0) lastLineIsCut_ = written < text.size();
+    const bool wereLost = linesAreLost_;
+    linesAreLost_ = written < text.size();
+    return wereLost || !linesAreLost_;
 }

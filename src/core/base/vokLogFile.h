@@ -15,10 +15,12 @@ public:
     bool isOpen() const { return static_cast<bool>(file_); }
 
     // Appends `line`, which ends with a newline, in one write. A line for which there is no room is lost; the
-    // next one is tried again, on a line of its own.
-    void write(const std::string& line);
+    // next one is tried again, on a line of its own. Returns false with errno for the first of several lines
+    // that are lost, so that a disk that stays full is reported once.
+    bool write(const std::string& line);
 
 private:
     vokOwnedDescriptor file_;
     bool lastLineIsCut_ = false;
+    bool linesAreLost_ = false;
 };

@@ -197,8 +197,23 @@ TEST_F(LoggerTest, TheLogMayBeACharacterDevice) {
     makeLinkDirectory();
     host.root.writeFile("/scratch/log/keep", "");
     ASSERT_EQ(::symlink("/dev/full", (host.root.path() + "/scratch/log/vok.log").c_str()), 0);
-    for (int i = 0; i < 1000; ++i) Logger::getInstance()->error(std::string(100, 'x'), "M", 1);
+    ASSERT_TRUE(Logger::getInstance()->reopenLogs());
     EXPECT_TRUE(systemLog.lines().empty());
+}
+
+TEST_F(LoggerTest, ALogThatCannotBeWrittenIsReportedOnce) {
+    configure("Info", false);
+    makeLinkDirectory();
+    host.root.writeFile("/scratch/log/keep", "");
+    const std::string log = host.root.path() + "/scratch/log/vok.log";
+    ASSERT_EQ(::symlink("/dev/full", log.c_str()), 0);
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 1000; ++i) Logger::getInstance()->error(std::string(100, 'x'), "M", 1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                EndsWith(": the agent log " + log + " can't be written: No space left on device\n"));
+    ASSERT_EQ(systemLog.lines().size(), 1U);
+    EXPECT_EQ(systemLog.lines()[0].second,
+              "Error writing VOK log file [" + log + "]: 28 - No space left on device");
 }
 
 TEST_F(LoggerTest, TheLogsAreClosedInTheCommandsOfTheAgent) {
@@ -347,6 +362,7 @@ TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
 
 TEST_F(LoggerTest, ADiskThatWasFullTemporarilyDoesNotSilenceTheLog) {
     configure("Info", false);
+    makeLinkDirectory();
     Logger* const logger = Logger::getInstance();
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
@@ -358,6 +374,10 @@ TEST_F(LoggerTest, ADiskThatWasFullTemporarilyDoesNotSilenceTheLog) {
     logger->info("first after it", "M", 2);
     // The last line for which there was room is cut.
     EXPECT_THAT(agentLog(), EndsWith("x\nNov 5 08:38:22 [INFO]   002 M: first after it\n"));
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    logger->info("lost", "M", 3);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    EXPECT_EQ(systemLog.lines().size(), 2U) << "each time that it begins to fill";
 }
 
 TEST_F(LoggerTest, AnOldDebugLogIsLinkedEvenWithoutDebugLogging) {

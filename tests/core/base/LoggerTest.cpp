@@ -3,11 +3,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
-#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -358,26 +356,6 @@ TEST_F(LoggerTest, APathThatOnlyStartsLikeTheSystemLogIsAFile) {
     configure("Info", false, "syslog.d/vok.log", "asyslog");
     Logger::getInstance()->info("i", "M", 1);
     EXPECT_EQ(host.root.readFile("/syslog.d/vok.log"), "Nov 5 08:38:22 [INFO]   001 M: i\n");
-}
-
-TEST_F(LoggerTest, ADiskThatWasFullTemporarilyDoesNotSilenceTheLog) {
-    configure("Info", false);
-    makeLinkDirectory();
-    Logger* const logger = Logger::getInstance();
-    rlimit limit{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit full{100, limit.rlim_max};
-    ::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
-    for (int i = 0; i < 1000; ++i) logger->info(std::string(100, 'x'), "M", 1);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    logger->info("first after it", "M", 2);
-    // The last line for which there was room is cut.
-    EXPECT_THAT(agentLog(), EndsWith("x\nNov 5 08:38:22 [INFO]   002 M: first after it\n"));
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
-    logger->info("lost", "M", 3);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    EXPECT_EQ(systemLog.lines().size(), 2U) << "each time that it begins to fill";
 }
 
 TEST_F(LoggerTest, AnOldDebugLogIsLinkedEvenWithoutDebugLogging) {

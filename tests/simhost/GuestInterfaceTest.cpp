@@ -1,4 +1,4 @@
-// The controller behind the interface of a QEMU guest: vok-rmc, and a socket that does what QEMU does.
+// vok-rmc as the controller of a QEMU guest; the test plays QEMU's side of the socket.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -94,7 +94,7 @@ protected:
         arrivals_.pop_front();
         return first;
     }
-    // The data of the reply to the last request, of which everything else is checked.
+    // Checks the header of the reply to the last request and returns the data after it.
     Bytes reply(std::uint8_t netfn, std::uint8_t command) {
         const auto arrival = hear();
         if (!arrival || !arrival->message) {

@@ -23,7 +23,7 @@ protected:
                                                           what);
         return std::distance(begin(listing), end(listing));
     }
-    // A number that the kernel tells of the agent; -1 if it does not tell it.
+    // The field of the agent's /proc/PID/status, or -1 if it is missing.
     long processStatus(const std::string& name) const {
         std::ifstream stream("/proc/" + std::to_string(agent.process()) + "/status");
         long value = -1;

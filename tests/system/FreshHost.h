@@ -8,7 +8,7 @@
 
 class FreshHost {
 public:
-    // The directories, of which the machine has the same path, are in the tree too and can be written.
+    // Bind-mounts these directories of the machine in the tree, at the same paths and writable.
     explicit FreshHost(const std::vector<std::string>& directories);
     // Returns to the machine's own tree.
     ~FreshHost();

@@ -21,7 +21,7 @@ struct alignas(64) vokOperationSlot {
 
 namespace {
 
-// More than the agent has threads, each with two operations of which one is part of the other.
+// Enough for two nested operations in each of the agent's threads.
 vokOperationSlot slots[64];
 
 std::mutex watchMutex;

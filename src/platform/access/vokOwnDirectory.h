@@ -3,7 +3,6 @@
 
 #include <string>
 
-// Makes the directory and its missing parents, each with mode 0700. Returns true if a directory with this
-// host path exists afterwards, also behind a link; otherwise false with errno, ENOTDIR if it is something
-// else.
+// Makes the directory and its missing parents, each with mode 0700. Returns true if hostPath is then a
+// directory or a link to one. Otherwise returns false and sets errno: ENOTDIR if it is something else.
 bool vokMakeOwnDirectory(const std::string& hostPath);

@@ -1,5 +1,5 @@
-// Keeps the startup record young: hosts remove files from /var/tmp that nobody has changed for weeks, and an
-// agent may run for months.
+// Renews the modification time of the startup record: hosts remove files from /var/tmp that have not changed
+// for weeks, and an agent may run for months.
 #pragma once
 
 #include <optional>

@@ -56,7 +56,7 @@ std::string outputOf(vokCommands& commands, const std::string& command) {
     return text;
 }
 
-// A process that has ended and that nobody has waited for doesn't live.
+// False for a zombie too.
 bool lives(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/stat");
     std::string number;

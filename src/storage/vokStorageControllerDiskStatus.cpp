@@ -1,0 +1,3 @@
+#include "storage/vokStorageController.h"
+
+void vokStorageController::discoverPhysicalDiskStatus(vokDiskInfo&) {}

@@ -1,0 +1,4 @@
+#include "storage/vokStorageController.h"
+
+void vokStorageController::synchronizePhysicalDrivesInventory() {}
+void vokStorageController::synchronizeLogicalDiskInventory() {}

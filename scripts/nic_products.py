@@ -7,58 +7,19 @@ The first row of the table names the columns: four ids ("0x" and four hexadecima
 number for each platform family, which may be empty. Rows of empty cells are ignored. A wrong row stops the
 build with its line number, and no source is written. data/README.md describes the format.
 """
-import csv
-import io
 import re
 import sys
+
+from product_table import literal, rows_with
 
 COLUMNS = ["VendorID", "DeviceID", "SubVendorID", "SubDeviceID", "Model",
            "7711PID02020001", "7711PID03020102", "7711PID03020101"]
 
 
-def literal(text):
-    escaped = "".join(c if c.isascii() and c.isprintable() and c not in '"\\?' else "".join(f"\\{b:03o}" for b in c.encode())
-                      for c in text)
-    return f'"{escaped}"'
-
-
-def text_of(path):
-    try:
-        with open(path, "rb") as table:
-            data = table.read()
-        return data.decode("utf-8-sig")  # spreadsheets write a byte order mark
-    except OSError as error:
-        sys.exit(f"{path}: {error.strerror}")
-    except UnicodeDecodeError as error:
-        line = data[:error.start].count(b"\n") + 1
-        sys.exit(f"{path}:{line}: not UTF-8")
-
-
-def lines_of(path):
-    """Line number and values of each row that is not empty, without the blanks around the values."""
-    reader = csv.reader(io.StringIO(text_of(path), newline=""), strict=True)
-    while True:
-        try:
-            row = next(reader, None)
-        except csv.Error as error:
-            sys.exit(f"{path}:{reader.line_num}: {error}")
-        if row is None:
-            return
-        row = [value.strip() for value in row]
-        if any(row):
-            yield reader.line_num, row
-
-
 def rows_of(path):
-    lines = lines_of(path)
-    number, columns = next(lines, (1, None))
-    if columns != COLUMNS:
-        sys.exit(f"{path}:{number}: the columns are {','.join(COLUMNS)}")
     seen = {}
-    for number, row in lines:
+    for number, row in rows_with(COLUMNS, path):
         location = f"{path}:{number}"
-        if len(row) != len(COLUMNS):
-            sys.exit(f"{location}: {len(row)} columns instead of {len(COLUMNS)}")
         ids = tuple(value.lower() for value in row[:4])
         if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
             sys.exit(f"{location}: an id is not 0x and four hexadecimal digits")

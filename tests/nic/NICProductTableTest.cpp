@@ -33,7 +33,7 @@ protected:
     }
     void run(const std::string& arguments) {
         FILE* const pipe =
-            ::popen(("'" VOK_PYTHON "' '" VOK_NIC_PRODUCTS_SCRIPT "' " + arguments + " 2>&1").c_str(), "r");
+            ::popen(("'" VOK_PYTHON "' -B '" VOK_NIC_PRODUCTS_SCRIPT "' " + arguments + " 2>&1").c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         output.clear();
         char buffer[512];

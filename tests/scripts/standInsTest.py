@@ -468,6 +468,7 @@ class Arguments(ScriptTest):
         self.expect_refusal("vmtest", "--native", "i386")
         self.expect_refusal("house_rules.py", "src", "tests")
         self.expect_refusal("nic_products.py", "a.csv", "b.cpp", "c")
+        self.expect_refusal("storage_products.py", "a.csv", "b.csv")
 
     def test_the_demo_refuses_arguments_that_conflict(self):
         for arguments, reason in ((("--live", "--speed", "3"), "--live excludes --host and --speed"),

@@ -1,0 +1,61 @@
+#include "storage/StorageFixture.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "platform/utils/platformCheck.h"
+#include "platform/utils/vokUtils.h"
+#include "support/DeliveredEvents.h"
+#include "support/FakeLibraries.h"
+#include "support/SmBiosTable.h"
+
+namespace {
+
+constexpr std::size_t recordSize = 16;
+constexpr std::size_t lastLevel = 11;
+
+int initLocation(void* record, int) {
+    std::memset(record, 0, recordSize);
+    return 0;
+}
+
+std::int32_t encodeLocation(void* record, std::uint64_t* code) {
+    std::uint32_t kind = 0;
+    std::memcpy(&kind, record, sizeof(kind));
+    *code = static_cast<std::uint64_t>(kind) << 8 | static_cast<unsigned char*>(record)[lastLevel];
+    return 0;
+}
+
+SmBiosTable tableOfPlatform(const std::string& family, bool isFirst) {
+    return SmBiosTable()
+        .addSystem("Maker of Racks", family)
+        .addSlot(isFirst ? "Slot r001u05p2i03" : "Slot r001i02s03", "0000:3b:00.0")
+        .addSlot(isFirst ? "Slot r001u05p2i07" : "Slot r001i02s07", "0000:5e:00.0")
+        .addOnboardDevice(isFirst ? "SATA r001u05p2i00" : "SATA r001i02s00", "0000:00:17.0")
+        .addEnd();
+}
+
+}  // namespace
+
+void StorageFixture::start(const std::string& family) {
+    const bool isFirst = family == firstFamily;
+    host.root.writeFile(SmBiosTable::deviceFile, tableOfPlatform(family, isFirst).contents());
+    platformCheck::setDirectoryPath();
+    vokUtils::initializeSMBIOS();
+    vokUtils::initGeoIDMap();
+    host.part<FakeLibraries>().symbols[isFirst ? "libvkloc0202.so" : "libvkloc0302.so"] = {
+        {"physloc_init_data", reinterpret_cast<void*>(initLocation)},
+        {"physloc_encode", reinterpret_cast<void*>(encodeLocation)}};
+}
+
+void StorageFixture::letEventsPass() {
+    ::letEventsPass(ipmi);
+}
+
+std::vector<Json::Value> StorageFixture::events() const {
+    return deliveredEvents(ipmi);
+}
+
+std::vector<int> StorageFixture::eventIds() const {
+    return deliveredEventIds(ipmi);
+}

@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+#include <cerrno>
+
+#include "storage/StorageFixture.h"
+#include "storage/vokSysfsLink.h"
+
+namespace vokSysfsLinkTest {
+namespace {
+
+class SysfsLink : public StorageFixture {
+protected:
+    void addTree(SysfsLayout layout) {
+        tree.layout = layout;
+        tree.addController({});
+        FakePort port;
+        port.ata = 4;
+        tree.addPort(port);
+    }
+};
+
+TEST_F(SysfsLink, TheTextOfALinkIsReadAsItIs) {
+    addTree(SysfsLayout::current);
+    EXPECT_EQ(vokLinkText("/sys/class/scsi_host/host0/device"), "../../../host0");
+}
+
+TEST_F(SysfsLink, WhatIsNoLinkHasNoTextAndAReason) {
+    addTree(SysfsLayout::older);
+    EXPECT_EQ(vokLinkText("/sys/class/scsi_host/host0"), "");
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(vokLinkText("/sys/class/scsi_host/host1"), "");
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SysfsLink, AResolvedPathIsOneOfTheHost) {
+    addTree(SysfsLayout::older);
+    EXPECT_EQ(vokResolvedPath("/sys/class/scsi_host/host0/device"),
+              "/sys/devices/pci0000:00/0000:3b:00.0/ata4/host0");
+    EXPECT_EQ(vokResolvedPath("/sys/class/scsi_host/host1"), "");
+}
+
+TEST_F(SysfsLink, TheLinkOfAnEntryIsPreferred) {
+    addTree(SysfsLayout::current);
+    EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0", "/0000:3b:00.0/"),
+              "../../devices/pci0000:00/0000:3b:00.0/ata4/host0/scsi_host/host0");
+}
+
+TEST_F(SysfsLink, OfAPlainDirectoryTheDeviceIsResolved) {
+    addTree(SysfsLayout::older);
+    EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0", "/0000:3b:00.0/"),
+              "/sys/devices/pci0000:00/0000:3b:00.0/ata4/host0");
+}
+
+TEST_F(SysfsLink, ALinkWithoutWhatIsSoughtIsResolved) {
+    addTree(SysfsLayout::current);
+    EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0/device", "/0000:3b:00.0/"),
+              "/sys/devices/pci0000:00/0000:3b:00.0/ata4/host0");
+}
+
+TEST_F(SysfsLink, IfNothingHoldsWhatIsSoughtTheTextOfTheLinkStands) {
+    addTree(SysfsLayout::current);
+    EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0", "/0000:5e:00.0/"),
+              "../../devices/pci0000:00/0000:3b:00.0/ata4/host0/scsi_host/host0");
+    EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host1", "/0000:5e:00.0/"), "");
+    EXPECT_EQ(errno, ENOENT);
+}
+
+// The host of the tests is a directory whose own path must not be taken for one of a device.
+TEST_F(SysfsLink, ThePathOfTheHostRootIsNotLookedAt) {
+    addTree(SysfsLayout::older);
+    const std::string root = host.root.path().substr(host.root.path().rfind('/'));
+    EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0", root), "");
+}
+
+}  // namespace
+}  // namespace vokSysfsLinkTest

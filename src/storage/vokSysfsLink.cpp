@@ -31,8 +31,10 @@ std::string vokResolvedPath(const std::string& path) {
     const std::string resolved = realPath(vokHostAccess().path(path));
     // Without the directory in front of the paths of this host, whose name says nothing of a device.
     const std::string root = realPath(vokHostAccess().path("/"));
-    const bool isBelow = root.size() > 1 && resolved.compare(0, root.size() + 1, root + "/") == 0;
-    return isBelow ? resolved.substr(root.size()) : resolved;
+    if (root == "/" || resolved.empty()) return resolved;
+    if (resolved.compare(0, root.size() + 1, root + "/") == 0) return resolved.substr(root.size());
+    errno = EXDEV;
+    return "";
 }
 
 std::string vokDeviceLink(const std::string& entry, const std::string& sought) {

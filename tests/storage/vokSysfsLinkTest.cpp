@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <cerrno>
+#include <filesystem>
 
 #include "storage/StorageFixture.h"
 #include "storage/vokSysfsLink.h"
@@ -36,6 +37,13 @@ TEST_F(SysfsLink, AResolvedPathIsOneOfTheHost) {
     EXPECT_EQ(vokResolvedPath("/sys/class/scsi_host/host0/device"),
               "/sys/devices/pci0000:00/0000:3b:00.0/ata4/host0");
     EXPECT_EQ(vokResolvedPath("/sys/class/scsi_host/host1"), "");
+}
+
+TEST_F(SysfsLink, APathOutOfTheHostRootIsNotResolved) {
+    addTree(SysfsLayout::current);
+    std::filesystem::create_symlink("/", host.path("/sys/out"));
+    EXPECT_EQ(vokResolvedPath("/sys/out"), "");
+    EXPECT_EQ(errno, EXDEV);
 }
 
 TEST_F(SysfsLink, TheLinkOfAnEntryIsPreferred) {

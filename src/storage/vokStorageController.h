@@ -17,6 +17,7 @@
 
 #include "platform/access/vokMallocPtr.h"
 #include "storage/IvokStorageController.h"
+#include "storage/vokDiskNode.h"
 
 // Who raises the events of a controller. Events go out while `enabled` is set.
 enum vokStorageEventFlag : std::uint32_t {
@@ -128,5 +129,6 @@ protected:
     std::vector<vokStorageEnclosureInfo> previousEnclosures;
     // Guards all of the above. Of two controllers, that which takes over is locked first.
     mutable std::recursive_mutex lock;
-    int lastControllerEvent = -1;  // 0 after a recovery, 1 after a failure
+    int lastControllerEvent = -1;      // 0 after a recovery, 1 after a failure
+    vokDiskOpenFailures openFailures;  // also under the lock
 };

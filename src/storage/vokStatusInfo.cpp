@@ -12,9 +12,17 @@ const char* textOf(const char* const (&texts)[count], std::uint8_t value) {
 
 Json::Value vokStatusInfo::getVariableData() const {
     Json::Value status;
-    status["State"] = textOf(vokResourceStateMap, state_);
-    status["Health"] = textOf(vokResourceHealthMap, health_);
+    status["State"] = stateText();
+    status["Health"] = healthText();
     return status;
+}
+
+const char* vokStatusInfo::stateText() const {
+    return textOf(vokResourceStateMap, state_);
+}
+
+const char* vokStatusInfo::healthText() const {
+    return textOf(vokResourceHealthMap, health_);
 }
 
 Json::Value vokStatusInfo::getInventoryData() const {

@@ -12,6 +12,10 @@ public:
     Json::Value getVariableData() const override;   // {"State", "Health"}
     Json::Value getInventoryData() const override;  // the same
 
+    // The same as texts.
+    const char* stateText() const;
+    const char* healthText() const;
+
     virtual VOK_RESOURCE_STATE getState() const { return static_cast<VOK_RESOURCE_STATE>(state_); }
     virtual void setState(VOK_RESOURCE_STATE state) { state_ = static_cast<std::uint8_t>(state); }
     virtual VOK_RESOURCE_HEALTH getHealth() const { return static_cast<VOK_RESOURCE_HEALTH>(health_); }

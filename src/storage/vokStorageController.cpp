@@ -21,7 +21,7 @@ int vokStorageController::discoverStorageEnclosureInventory(std::vector<vokStora
 }
 bool vokStorageController::isMatchingController(unsigned int chipset, unsigned int board,
                                                 const char* location, const char*) {
-    return chipset == chipsetID && board == boardID && pciLocation == location;
+    return chipset == chipsetID && board == boardID && location && pciLocation == location;
 }
 unsigned int vokStorageController::getChipsetID() {
     return chipsetID;

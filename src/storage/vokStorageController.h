@@ -5,6 +5,7 @@
 //   vokStorageControllerRecord.cpp      the controller's own record and its ports
 //   vokStorageControllerDisks.cpp       the walk that finds the disks
 //   vokStorageControllerDiskStatus.cpp  the health of a disk
+//   vokStorageControllerStatus.cpp      the rules of status and events, as tables
 //   vokStorageControllerSync.cpp        what became of each disk and volume since the walk before
 //   vokStorageControllerEvents.cpp      events, polling, arrival and removal
 #pragma once
@@ -131,4 +132,11 @@ protected:
     mutable std::recursive_mutex lock;
     int lastControllerEvent = -1;      // 0 after a recovery, 1 after a failure
     vokDiskOpenFailures openFailures;  // also under the lock
+
+private:
+    // One record per path, with what the previous record of the same path knew.
+    void discoverPorts();
+    void pollPorts();
+    void pollDrives();
+    void raiseArrivalEvents();
 };

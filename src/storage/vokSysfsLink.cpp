@@ -38,11 +38,11 @@ std::string vokResolvedPath(const std::string& path) {
 }
 
 std::string vokDeviceLink(const std::string& entry, const std::string& sought) {
-    const std::string text = vokLinkText(entry);
+    std::string text = vokLinkText(entry);
     const int reason = errno;
     if (holds(text, sought)) return text;
     for (const std::string& path : {entry, entry + "/device"}) {
-        const std::string resolved = vokResolvedPath(path);
+        std::string resolved = vokResolvedPath(path);
         if (holds(resolved, sought)) return resolved;
     }
     errno = reason;

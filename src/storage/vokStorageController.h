@@ -27,6 +27,8 @@ enum vokStorageEventFlag : std::uint32_t {
     vokEventsEnabled = 4,
 };
 
+struct vokDiskSyncRules;
+
 using vokMutexLocker = std::lock_guard<std::recursive_mutex>;
 
 class vokStorageController : public IvokStorageController {
@@ -110,6 +112,10 @@ protected:
         return (eventFlags & (vokEventsEnabled | vokDriveEventsBySubclass)) == vokEventsEnabled;
     }
 
+    // Finds out, by their places, what became of the previous drives and which current drives are new. Raises
+    // their events, keeps the record of those that have gone, and makes the current drives the previous ones.
+    void synchronizeDrives(const vokDiskSyncRules& rules);
+
     const unsigned int chipsetID;
     const unsigned int boardID;
     const std::string pciLocation;
@@ -139,4 +145,8 @@ private:
     void pollPorts();
     void pollDrives();
     void raiseArrivalEvents();
+    // One drive: of the same place in the previous cycle, gone from its place, or at a place that was empty.
+    void synchronizePresentDrive(const vokDiskSyncRules& rules, vokDiskInfo& previous, vokDiskInfo& drive);
+    void keepMissingDrive(const vokDiskSyncRules& rules, vokDiskInfo& previous);
+    void synchronizeNewDrive(const vokDiskSyncRules& rules, vokDiskInfo& drive);
 };

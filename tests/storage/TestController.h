@@ -1,5 +1,5 @@
-// A storage controller whose fields a test sets and reads, and whose disks have the slots and the status that
-// the test sets.
+// A storage controller of any class whose fields a test sets and reads, and whose disks have the slots and
+// the status that the test sets.
 #pragma once
 
 #include <functional>
@@ -16,9 +16,10 @@ struct DropReference {
 template <typename Type>
 using Held = std::unique_ptr<Type, DropReference>;
 
-class TestController : public vokStorageController {
+template <typename Base>
+class TestControllerOf : public Base {
 public:
-    using vokStorageController::vokStorageController;
+    using Base::Base;
 
     // Slots by SCSI link. A disk without one has no location.
     std::map<std::string, std::string> slots;
@@ -29,42 +30,48 @@ public:
 
     int discoverPhysicalDiskSlotNumber(vokDiskInfo& disk) override {
         const auto found = slots.find(disk.getOSSCSILink());
-        if (found == slots.end()) return vokStorageController::discoverPhysicalDiskSlotNumber(disk);
+        if (found == slots.end()) return Base::discoverPhysicalDiskSlotNumber(disk);
         disk.setSlot(found->second);
         return 0;
     }
     void discoverPhysicalDiskStatus(vokDiskInfo& disk) override {
         if (onDiskStatus) return onDiskStatus(disk);
-        vokStorageController::discoverPhysicalDiskStatus(disk);
+        Base::discoverPhysicalDiskStatus(disk);
     }
 
-    using vokStorageController::currentDrives;
-    using vokStorageController::currentEnclosures;
-    using vokStorageController::currentInfo;
-    using vokStorageController::currentLogicalDisks;
-    using vokStorageController::deviceNameMap;
-    using vokStorageController::eventFlags;
-    using vokStorageController::lastControllerEvent;
-    using vokStorageController::lock;
-    using vokStorageController::newDevice;
-    using vokStorageController::portList;
-    using vokStorageController::previousDrives;
-    using vokStorageController::previousEnclosures;
-    using vokStorageController::previousInfo;
-    using vokStorageController::previousLogicalDisks;
+    using Base::currentDrives;
+    using Base::currentEnclosures;
+    using Base::currentInfo;
+    using Base::currentLogicalDisks;
+    using Base::deviceNameMap;
+    using Base::eventFlags;
+    using Base::lastControllerEvent;
+    using Base::lock;
+    using Base::newDevice;
+    using Base::portList;
+    using Base::previousDrives;
+    using Base::previousEnclosures;
+    using Base::previousInfo;
+    using Base::previousLogicalDisks;
 
 protected:
-    ~TestController() override {
+    ~TestControllerOf() override {
         if (deleted) *deleted = true;
     }
 };
+using TestController = TestControllerOf<vokStorageController>;
 
 // A new controller with these ports and one reference.
+template <typename Base>
+Held<TestControllerOf<Base>> newControllerOf(std::vector<std::string> ports, const std::string& location,
+                                             bool foundOnFirstPass = true) {
+    Held<TestControllerOf<Base>> controller(
+        new TestControllerOf<Base>(0x28268086, 0x00018086, location, 1, foundOnFirstPass));
+    controller->portList = std::move(ports);
+    return controller;
+}
 inline Held<TestController> newController(std::vector<std::string> ports = {},
                                           const std::string& location = "0000:3b:00.0",
                                           bool foundOnFirstPass = true) {
-    Held<TestController> controller(
-        new TestController(0x28268086, 0x00018086, location, 1, foundOnFirstPass));
-    controller->portList = std::move(ports);
-    return controller;
+    return newControllerOf<vokStorageController>(std::move(ports), location, foundOnFirstPass);
 }

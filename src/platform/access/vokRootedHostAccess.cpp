@@ -36,6 +36,28 @@ std::string withoutParents(const std::string& absolute) {
     return result.empty() ? "/" : result;
 }
 
+// Whether `absolute` is below /sys and has one or two parts ".." that do not lead out of it. There the kernel
+// resolves them: the part before is often a link to a device, and ".." then the device's parent. Two are at
+// most as deep as any such link leads.
+bool staysBelowSys(const std::string& absolute) {
+    constexpr char sys[] = "/sys/";
+    constexpr int mostParents = 2;
+    if (absolute.compare(0, sizeof(sys) - 1, sys) != 0) return false;
+    int depth = 0;  // below /sys
+    int parents = 0;
+    for (std::size_t at = sizeof(sys) - 1; at < absolute.size();) {
+        const std::size_t end = std::min(absolute.find('/', at), absolute.size());
+        const std::string part = absolute.substr(at, end - at);
+        at = end + 1;
+        if (part.empty() || part == ".") continue;
+        const bool isParent = part == "..";
+        parents += isParent ? 1 : 0;
+        depth += isParent ? -1 : 1;
+        if (depth < 0 || parents > mostParents) return false;
+    }
+    return true;
+}
+
 // A phrase if somebody other than root and the caller could change the directory's content, otherwise empty.
 // A directory that is missing has none.
 std::string strangerWithAccess(const std::string& directory) {
@@ -63,7 +85,7 @@ vokRootedHostAccess::vokRootedHostAccess(const std::string& root) : root_(absolu
 
 std::string vokRootedHostAccess::path(const std::string& absolute) const {
     // A path from the settings may lack its leading "/", and must not then name a sibling of the root.
-    const std::string inside = withoutParents(absolute);
+    const std::string inside = staysBelowSys(absolute) ? absolute : withoutParents(absolute);
     return inside.empty() || inside.front() != '/' ? root_ + "/" + inside : root_ + inside;
 }
 

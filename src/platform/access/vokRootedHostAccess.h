@@ -1,8 +1,8 @@
 // A host whose files lie under a directory of this machine: a simulated or a recorded one.
 //
 // Every absolute path is prefixed with the directory, after its parts ".." are resolved, which never lead out
-// of the directory; commands are looked up in its `bin` first, libraries in its `lib` first. Nothing outside
-// the directory is written.
+// of the directory; below /sys the kernel resolves up to two of them, after links to devices. Commands are
+// looked up in its `bin` first, libraries in its `lib` first. Nothing outside the directory is written.
 #pragma once
 
 #include "platform/access/vokHostAccess.h"

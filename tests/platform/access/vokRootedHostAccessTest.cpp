@@ -33,6 +33,31 @@ TEST(RootedHostAccess, NoPathLeadsOutOfTheRoot) {
     for (const auto& row : rows) EXPECT_EQ(host.path(row.path), root.path() + row.underTheRoot) << row.path;
 }
 
+TEST(RootedHostAccess, BelowSysTheParentOfALinkIsThatOfItsTarget) {
+    const TemporaryDirectory root;
+    root.writeFile("/sys/devices/pci0000:00/0000:00:17.0/vendor", "0x8086");
+    root.writeFile("/sys/devices/pci0000:00/0000:00:17.0/host0/here", "");
+    root.writeFile("/sys/class/scsi_host/host0/here", "");
+    ASSERT_EQ(::symlink("../../../devices/pci0000:00/0000:00:17.0/host0",
+                        (root.path() + "/sys/class/scsi_host/host0/device").c_str()),
+              0);
+    const vokRootedHostAccess host(root.path());
+    EXPECT_EQ(::access(host.path("/sys/class/scsi_host/host0/device/../vendor").c_str(), R_OK), 0);
+    constexpr Inside rows[] = {
+        {"/sys/a/../b", "/sys/a/../b"},
+        {"/sys/a//../b", "/sys/a//../b"},
+        {"/sys/..", "/"},
+        {"/sys/../etc", "/etc"},
+        {"/sys/a/../../etc", "/etc"},
+        {"/sys/a/../../sys/b", "/sys/b"},
+        {"/sys/a/./../../etc", "/sys/etc"},  // by the text alone "." is a part
+        {"/sys/a/b/c/../..", "/sys/a/b/c/../.."},
+        {"/sys/a/b/c/../../..", "/sys"},
+        {"/sysfs/../etc", "/etc"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(host.path(row.path), root.path() + row.underTheRoot) << row.path;
+}
+
 TEST(RootedHostAccess, DotsThatAreNoParentStay) {
     const TemporaryDirectory root;
     const vokRootedHostAccess host(root.path());

@@ -16,6 +16,7 @@
 
 #include "common/SimulatedClock.h"
 #include "common/UnixSocket.h"
+#include "devices/OpenFault.h"
 #include "hostaccess/Ioctls.h"
 
 namespace simhost {
@@ -74,6 +75,7 @@ SimulatedHostAccess::SimulatedHostAccess(const std::string& root, HostState stat
     : LiveHostAccess(root), state_(std::move(state)), waiters_(state_) {}
 
 int LiveHostAccess::openDevice(const std::string& hostPath, int flags) {
+    if (const int reason = openFaultAt(hostPath)) return fail(reason);
     struct stat status {};
     if (::stat(hostPath.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode))
         return vokRootedHostAccess::openDevice(hostPath, flags);

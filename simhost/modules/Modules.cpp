@@ -7,6 +7,7 @@
 #include "modules/pci/PciModule.h"
 #include "modules/physloc/PhyslocModule.h"
 #include "modules/smbios/SmBiosModule.h"
+#include "modules/storage/DisksModule.h"
 #include "modules/storage/StorageModule.h"
 #include "modules/system/SystemModule.h"
 
@@ -18,7 +19,7 @@ namespace {
 HostModules& list() {
     static HostModules all = {
         &systemModule(), &memoryModule(), &storageModule(), &interfacesModule(), &nicModule(),
-        &pciModule(),    &smBiosModule(), &physlocModule(), &ipmiModule(),
+        &pciModule(),    &disksModule(),  &smBiosModule(),  &physlocModule(),    &ipmiModule(),
     };
     return all;
 }

@@ -43,6 +43,7 @@ BLOCKS = [
     ("docs/simhost.md", "   vokd --host-root", SHOWN, "a diagram"),
     ("docs/simhost.md", "export PATH", RUNS, ""),
     ("docs/simhost.md", "  P KK A", SHOWN, "a form of digits"),
+    ("docs/simhost.md", '"storageControllers"', SHOWN, "part of a description"),
     ("docs/vmtest.md", "scripts/vmtest", CHECKED, "boots a virtual machine: minutes"),
     ("docs/simhost.md", "vok-rmc run --guest", CHECKED, "needs a virtual machine"),
 ]

@@ -112,12 +112,6 @@ constexpr LocalcliCommand localcliCommands[] = {
     {"storage san fc list", nullptr, sanFcList},
 };
 
-CommandResult mdadm(const std::vector<std::string>&, const CommandContext&) {
-    return {{127, "", "sh: mdadm: not found\n"}, 0};
-}
-
-constexpr StandIn binCommands[] = {{"mdadm", mdadm}};
-
 class StorageModule : public HostModule {
 public:
     void parse(Section& root, const std::string& /*directory*/, HostDescription& into) const override {
@@ -126,7 +120,6 @@ public:
             all.push_back(parseAdapter(each, name));
         });
     }
-    Rows<StandIn> standIns() const override { return binCommands; }
     Rows<LocalcliCommand> localcli() const override { return localcliCommands; }
     void addCounters(const HostDescription& host, Counters& counters) const override {
         for (const auto& adapter : host.part<StorageAdapters>().all)

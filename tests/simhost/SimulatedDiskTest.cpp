@@ -8,8 +8,10 @@
 
 #include "platform/access/vokCommandStream.h"
 #include "platform/access/vokMallocPtr.h"
+#include "platform/pci/vokSysfsReaders.h"
 #include "simhost/SimulatedMachine.h"
 #include "storage/scsi/scsi_info.h"
+#include "storage/vokSysfsLink.h"
 
 namespace SimulatedDiskTest {
 namespace {
@@ -212,6 +214,18 @@ TEST_P(QuestionsToSysfs, TellTheSameInBothLayouts) {
     EXPECT_EQ(get_BlockSize("0:0:1:0"), 2048u);
     EXPECT_EQ(std::string(get_durableName_from_block_vpd_pg83("sda").text).substr(0, 8), "5000C500");
     EXPECT_STREQ(get_durableName_from_block_vpd_pg83("sdc").text, "53415441484444303120202020202020");
+}
+
+TEST_P(QuestionsToSysfs, LeadToThePciFunctionInBothLayouts) {
+    start(GetParam());
+    EXPECT_THAT(vokDeviceLink("/sys/class/scsi_device/1:0:0:0", "/0000:00:17.0/"),
+                HasSubstr("/pci0000:00/0000:00:17.0/ata1/host1/target1:0:0/1:0:0:0"));
+    EXPECT_THAT(vokDeviceLink("/sys/class/scsi_device/0:0:0:0", "/0000:3b:00.0/"),
+                HasSubstr("/pci0000:3b/0000:3b:00.0/host0/"));
+    EXPECT_THAT(vokResolvedPath("/sys/class/scsi_host/host1/device"),
+                testing::EndsWith("/devices/pci0000:00/0000:00:17.0/ata1/host1"));
+    EXPECT_EQ(get_sysfs_shex("/sys/class/scsi_host/host0/device/../device"), 0x028Fu);
+    EXPECT_EQ(get_sysfs_shex("/sys/class/scsi_host/host1/device/../../device"), 0x2826u);
 }
 
 class DiskControl : public DescribedDisks {};

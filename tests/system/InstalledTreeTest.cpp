@@ -1,7 +1,9 @@
 // The agent on a host on which it was installed as the document says.
 #include <sys/stat.h>
+#include <unistd.h>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "system/InstalledSystem.h"
 
@@ -88,6 +90,61 @@ TEST_F(InstalledTree, AnotherInstallationChangesNoSettings) {
     EXPECT_EQ(again.status, 0) << again.output;
     EXPECT_EQ(fileText("/etc/config/mev/vok/vok.conf"), before);
     EXPECT_EQ(modeOf("/etc/config/mev/vok/vok.conf"), "0600");
+}
+
+TEST_F(InstalledTree, AHostRootThatOthersOwnOrMayWriteIsRefusedAndItsCommandsAreNotRun) {
+    constexpr uid_t stranger = 12345;
+    const std::string own = "/tmp/host";
+    struct Row {
+        const char* part;  // of the host root
+        uid_t owner;
+        gid_t group;
+        mode_t mode;
+        const char* reason;
+    };
+    for (const Row& row :
+         {Row{"", stranger, 0, 0755, " belongs to user 12345, who is neither root nor the caller"},
+          Row{"/bin", stranger, 0, 0755, "/bin belongs to user 12345, who is neither root nor the caller"},
+          Row{"/lib", stranger, 0, 0755, "/lib belongs to user 12345, who is neither root nor the caller"},
+          Row{"", 0, 0, 0757, " is writable by everyone"},
+          Row{"/bin", 0, 0, 01777, "/bin is writable by everyone"},
+          Row{"/lib", 0, stranger, 0775, "/lib is writable by group 12345, which is not the caller's"}}) {
+        SCOPED_TRACE(row.reason);
+        fs::remove_all(own);
+        for (const char* part : {"", "/bin", "/lib"}) fs::create_directories(own + part);
+        std::ofstream(own + "/bin/localcli") << "#!/bin/sh\necho >/tmp/was-run\n";
+        fs::permissions(own + "/bin/localcli", fs::perms::owner_all);
+        ASSERT_EQ(::chown((own + row.part).c_str(), row.owner, row.group), 0);
+        ASSERT_EQ(::chmod((own + row.part).c_str(), row.mode), 0);
+        const Ran ran = runProgram({"/opt/mev/vok/bin/vokd", "--host-root", own, "--print-inventory"});
+        EXPECT_EQ(ran.status, 3);
+        EXPECT_EQ(ran.output, "vokd: host root /tmp/host: /tmp/host" + std::string(row.reason) +
+                                  ", so its commands and libraries can't be trusted\n");
+        EXPECT_FALSE(fs::exists("/tmp/was-run"));
+        EXPECT_FALSE(fs::exists(own + "/var"));
+
+        // With the modes that the refusal asks for, the commands are run.
+        ASSERT_EQ(::chown((own + row.part).c_str(), 0, 0), 0);
+        ASSERT_EQ(::chmod((own + row.part).c_str(), 0755), 0);
+        EXPECT_EQ(runProgram({"/opt/mev/vok/bin/vokd", "--host-root", own, "--show-platform"}).status, 0);
+        EXPECT_TRUE(fs::remove("/tmp/was-run"));
+    }
+}
+
+TEST_F(InstalledTree, ARunAsAnotherUserThanRootNamesWhatItCanNotUse) {
+    const std::string said =
+        "vokd: not running as root: the IPMI device, the startup record, the pipes of the clients and the "
+        "working directories can't be used\n"
+        "vokd: running without a lock against a second vokd: /var/run/vokd.pid: Permission denied\n"
+        "vokd: /etc/config/mev/vok/vok.conf: the file is not used: can't be opened: Permission denied; "
+        "used instead: the built-in settings\n"
+        "vokd: The working folder /opt/mev/vok/data can't be written: Permission denied.\n"
+        "vokd: The working folder /opt/mev/vok/log can't be written: Permission denied.\n";
+    const Ran ran =
+        runProgram({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "/bin/sh", "-c",
+                    "exec /opt/mev/vok/bin/vokd --print-inventory 2>&1 >/dev/null"});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output.substr(0, said.size()), said);
 }
 
 TEST_F(InstalledTree, TheHostsServicesKnowTheirFiles) {

@@ -85,6 +85,17 @@ Ran InstalledSystem::printInventory() {
     return runProgram({"/bin/sh", "-c", "exec /opt/mev/vok/bin/vokd --print-inventory 2>/dev/null"});
 }
 
+std::map<pid_t, std::string> InstalledSystem::runningCommands(const std::string& name) const {
+    std::map<pid_t, std::string> running;
+    for (const auto& process : fs::directory_iterator("/proc")) {
+        const std::string command = fileText(process.path() / "cmdline");
+        if (command.find(name) != std::string::npos &&
+            fileText(process.path() / "environ").find("PATH=" + root() + "/bin:") != std::string::npos)
+            running[static_cast<pid_t>(std::stol(process.path().filename()))] = command;
+    }
+    return running;
+}
+
 std::string InstalledSystem::fileText(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     std::ostringstream content;

@@ -3,6 +3,8 @@
 // --host-root. The host's commands are those of a simulated host; /dev/ipmi0 is there and answers nothing.
 #pragma once
 
+#include <sys/types.h>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,6 +37,9 @@ protected:
     static bool waitForLine(const std::string& text);
     // The status and standard output of "vokd --print-inventory".
     static Ran printInventory();
+
+    // The processes that run for commands of this host with the name, and their command lines.
+    std::map<pid_t, std::string> runningCommands(const std::string& name) const;
 
     static std::string fileText(const std::string& path);
     static std::string logText() { return fileText("/scratch/log/mev/vok/vok.log"); }

@@ -4,6 +4,7 @@
 
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ void NICResourceManager::onTimeOut(time_t now, long refreshSeconds) {
 
 void NICResourceManager::betweenWaits(bool buildWanted) {
     if (buildWanted) VOK_LOG_DEBUG("NIC_RM", "Refreshing Ethernet cache");
-    if (!checkNICState) return;
+    if (!checkNICState || vokHostAccess().stopPhase() != vokStopPhase::none) return;
     VOK_LOG_DEBUG("NIC_RM", "Polling for interface link state change.");
     checkNICState = false;
     if (checkLinkState()) cacheBuild();

@@ -48,6 +48,13 @@ TEST_F(LinkPoll, DoesNotHappenWhenTheWaitEndsASecondLate) {
     EXPECT_EQ(polls(), 0);
 }
 
+TEST_F(LinkPoll, DoesNotHappenOnceTheStopIsRequested) {
+    inWait = [this](int) { commands.requestStop(vokStopPhase::requested); };
+    run(4);
+    EXPECT_EQ(polls(), 0);
+    EXPECT_FALSE(hasLogged(host, "DEBUG NIC_RM: Polling for interface link state change."));
+}
+
 TEST_F(LinkPoll, EachWaitIsTenSeconds) {
     run(2);
     ASSERT_GE(clock.waitedSeconds().size(), 2u);

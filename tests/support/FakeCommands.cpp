@@ -39,7 +39,7 @@ std::string FakeCommands::outputOf(const std::string& command, int& status) {
 }
 
 bool FakeCommands::canStart() const {
-    if (!failToStart && !stopRequested_) return true;
+    if (!failToStart && stopPhase_ != vokStopPhase::withoutCommands) return true;
     errno = failToStart ? EAGAIN : ECANCELED;
     return false;
 }

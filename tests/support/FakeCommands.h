@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/vokHostAccess.h"
 #include "support/ExpectedRows.h"
 
 struct ExpectedCommand {
@@ -34,15 +35,15 @@ public:
     // --- what a test reads ---
     std::vector<std::string> texts() const;  // of all commands, including those that failed to start
     int openStreams() const;                 // opened by popen() and not yet closed
-    bool isStopRequested() const { return stopRequested_; }
     void checkAllUsed() const { expected_.checkAllUsed("commands"); }
 
     // --- the operations of the seam ---
     virtual FILE* open(const std::string& command);
     virtual int close(FILE* stream);
     int run(const std::string& command);
-    // From now on commands fail with ECANCELED, as on a host whose time for them is over.
-    void requestStop() { stopRequested_ = true; }
+    // From now on commands fail with ECANCELED, unless they have some time left.
+    void requestStop(vokStopPhase phase = vokStopPhase::withoutCommands) { stopPhase_ = phase; }
+    vokStopPhase stopPhase() const { return stopPhase_; }
 
 private:
     // False with errno.
@@ -53,6 +54,6 @@ private:
     std::vector<std::string> texts_;
     std::map<FILE*, int> statuses_;
     int openStreams_ = 0;
-    std::atomic<bool> stopRequested_{false};
+    std::atomic<vokStopPhase> stopPhase_{vokStopPhase::none};
     ExpectedRows<ExpectedCommand> expected_;
 };

@@ -62,6 +62,7 @@ public:
     int closeCommand(FILE* stream) override { return part<FakeCommands>().close(stream); }
     int runCommand(const std::string& command) override { return part<FakeCommands>().run(command); }
     void requestStop() override { part<FakeCommands>().requestStop(); }
+    vokStopPhase stopPhase() const override { return part<FakeCommands>().stopPhase(); }
 
     void* openLibrary(const std::string& name, int flags) override {
         return part<FakeLibraries>().open(name, flags);

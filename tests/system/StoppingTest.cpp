@@ -204,6 +204,7 @@ TEST_F(StoppingWhatHangs, InARunningManagerEndsInOrderAndLeavesNoCommand) {
     hostControl({"command", "localcli", "hang", "1000000000"});
     ASSERT_TRUE(waitForCommands({"localcli network nic list"})) << testing::PrintToString(runningCommands());
     expectGracefulEnd(stopInTime());
+    EXPECT_EQ(controllerCount("inventories"), 1) << "none with the lost list of adapters";
     EXPECT_EQ(runningCommands(), std::vector<std::string>{});
     EXPECT_EQ(controllerCount("violations"), 0);
 }

@@ -139,6 +139,7 @@ bool vokCachedResourceManager::recheckWait() {
 
 void vokCachedResourceManager::cacheBuild() {
     const std::lock_guard<std::mutex> builder(buildLock);
+    if (vokHostAccess().stopPhase() != vokStopPhase::none) return;
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.buildText);
     gathered result;
     {
@@ -147,6 +148,11 @@ void vokCachedResourceManager::cacheBuild() {
         backupInventory();
         destroyRecords();
         result = gather();
+        if (vokHostAccess().stopPhase() == vokStopPhase::withoutCommands) {
+            _cacheBuildInProgress = false;
+            VOK_LOG_INFO(traits_.tag, "The stop has cut the build short; the previous inventory stays.");
+            return;
+        }
         if (result == gathered::complete) {
             createJsonStringUsingJsonCpp();
         } else {

@@ -24,7 +24,9 @@ class vokCachedResourceManager : public vokResourceManager {
 public:
     // Rebuilds the cache. Only one build runs at a time: a second caller waits and then builds too, since
     // the running build may have gathered its data before the change that caused the call. Must not be
-    // called within a build; requestRefresh() may be.
+    // called within a build; requestRefresh() may be. Does nothing once the stop of the agent is requested;
+    // a build that the stop has deprived of its commands leaves the inventory of the build before it, and
+    // raises no event and requests no push.
     void cacheBuild() override;
     void stopResourceManagerJob() override;
     // One run: prepare(), the loop, tearDown(). Does nothing if the manager has records or is active.

@@ -43,6 +43,8 @@ public:
     int close(FILE* stream);
     // The same with the standard output of this process.
     int run(const std::string& command, const std::string& searchPath);
+    // True once commands are ended and refused.
+    bool isTimeOver() const { return stop_.timeLeft(limits_.afterStop) == 0; }
 
 private:
     // pidfd_open(2), which older kernels lack.

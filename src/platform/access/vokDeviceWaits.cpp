@@ -39,6 +39,6 @@ int vokDeviceWaits::waitDuringStop(int descriptor) {
     const int ready = ::poll(&waited, 1, limit);
     if (ready != 0) return ready;
     aDeviceHangs_ = true;
-    errno = ETIMEDOUT;
+    errno = ECANCELED;
     return -1;
 }

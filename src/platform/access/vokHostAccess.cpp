@@ -77,6 +77,11 @@ void vokKernelHostAccess::requestStop() {
     stop_.make();
 }
 
+vokStopPhase vokKernelHostAccess::stopPhase() const {
+    if (!stop_.isMade()) return vokStopPhase::none;
+    return commands_.isTimeOver() ? vokStopPhase::withoutCommands : vokStopPhase::requested;
+}
+
 std::string vokKernelHostAccess::searchPath() const {
     return vokSafeSearchPath(std::getenv("PATH"));
 }

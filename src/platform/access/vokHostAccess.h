@@ -22,6 +22,13 @@
 #include "platform/access/vokDeviceWaits.h"
 #include "platform/access/vokStopRequest.h"
 
+// How far the stop of the agent has come, for the operations of the host.
+enum class vokStopPhase {
+    none,
+    requested,        // commands have some seconds left
+    withoutCommands,  // those that ran have been ended, and no further one is started
+};
+
 class IvokHostAccess {
 public:
     virtual ~IvokHostAccess() = default;
@@ -37,7 +44,7 @@ public:
     virtual int ioctlDevice(int descriptor, unsigned long request, void* argument) = 0;
     // select(2) on the one descriptor for reading, without a time-out. Returns more than 0 if it is readable,
     // otherwise 0 or less, with errno on failure. A signal ends the wait with EINTR. After requestStop() the
-    // wait ends with ETIMEDOUT eight seconds after the request at the latest, or one second after its own
+    // wait ends with ECANCELED eight seconds after the request at the latest, or one second after its own
     // start if that is later; once a wait has ended so, further ones don't wait.
     virtual int waitForDevice(int descriptor) = 0;
     // close(2).
@@ -54,6 +61,7 @@ public:
     // seconds after the request and then refused with ECANCELED, and waits for devices. Async-signal-safe;
     // only the first call counts.
     virtual void requestStop() = 0;
+    virtual vokStopPhase stopPhase() const = 0;
 
     // dlopen(3), dlsym(3), dlclose(3). `name` is a bare library name or a path that path() returned.
     virtual void* openLibrary(const std::string& name, int flags) = 0;
@@ -122,6 +130,7 @@ public:
     int closeCommand(FILE* stream) override;
     int runCommand(const std::string& command) override;
     void requestStop() override;
+    vokStopPhase stopPhase() const override;
     void* openLibrary(const std::string& name, int flags) override;
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "core/inventory/SampleManager.h"
+#include "support/FakeCommands.h"
 
 namespace vokCachedResourceManagerTest {
 namespace {
@@ -450,6 +451,67 @@ TEST_F(CachedResourceManager, APushRequestIsServedByOneBuild) {
     manager.cacheBuild();
     EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: testRM requesting cache push"), 1);
     EXPECT_EQ(countLogged(host, "DEBUG JSON_AGGR: Dropping inventory send request"), 1);
+}
+
+// --- the stop of the agent, which takes the commands away before it reaches the managers ---
+
+TEST_F(CachedResourceManager, OnceTheStopIsRequestedNoBuildStarts) {
+    SampleManager manager;
+    manager.cacheBuild();
+    host.part<FakeCommands>().requestStop(vokStopPhase::requested);
+    manager.cacheBuild();
+    manager.refreshCache = true;
+    stopInWait(manager, 3);
+    manager.startInventory();
+    EXPECT_EQ(manager.builds, 1);
+    EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: Building test cache"), 1);
+    EXPECT_THAT(numbersOf(manager.currentDocuments()), ElementsAre(1));
+}
+
+TEST_F(CachedResourceManager, ABuildThatTheStopDeprivesOfItsCommandsLeavesTheInventoryAndRequestsNoPush) {
+    SampleManager manager;
+    manager.cacheBuild();
+    ASSERT_FALSE(manager.pushOnCacheBuild);
+    manager.pushOnCacheBuild = true;
+    bool hasRaisedEvents = false;
+    manager.onAfterBuild = [&] { hasRaisedEvents = true; };
+    manager.onGather = [&] {
+        host.part<FakeCommands>().requestStop();
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_EQ(manager.builds, 2);
+    std::vector<Json::Value> inventory;
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory)) << "it is the current one";
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
+    EXPECT_FALSE(hasRaisedEvents);
+    EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: testRM requesting cache push"), 0);
+    EXPECT_TRUE(
+        hasLogged(host, "INFO TEST_RM: The stop has cut the build short; the previous inventory stays."));
+}
+
+TEST_F(CachedResourceManager, ABuildThatTheStopCutsShortBeforeAnyOtherDoesNotCountAsReady) {
+    SampleManager manager;
+    manager.onGather = [&] {
+        host.part<FakeCommands>().requestStop();
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_FALSE(manager.cacheReady);
+    EXPECT_THAT(manager.currentDocuments(), IsEmpty());
+}
+
+TEST_F(CachedResourceManager, ABuildThatEndsWhileCommandsStillHaveTimeIsComplete) {
+    SampleManager manager;
+    manager.pushOnCacheBuild = true;
+    manager.onGather = [&] {
+        host.part<FakeCommands>().requestStop(vokStopPhase::requested);
+        return SampleManager::gathered::complete;
+    };
+    manager.cacheBuild();
+    EXPECT_THAT(numbersOf(manager.currentDocuments()), ElementsAre(1));
+    EXPECT_TRUE(manager.cacheReady);
+    EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: testRM requesting cache push"), 1);
 }
 
 TEST_F(CachedResourceManager, ABuildWithoutAPushRequestTriggersNoPush) {

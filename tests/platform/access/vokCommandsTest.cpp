@@ -279,13 +279,16 @@ TEST_P(Commands, OneWhoseOutputNobodyReadsEndsAfterTheRequestToStop) {
 TEST_P(Commands, OneThatStartsAfterTheRequestToStopStillHasTheTime) {
     vokCommands commands = make({anHour, anHour, anHour});
     stop.make();
+    EXPECT_FALSE(commands.isTimeOver());
     EXPECT_EQ(outputOf(commands, "sleep 0.05; echo done"), "done\n");
     EXPECT_EQ(commands.run("exit 5", searchPath), 5 << 8);
 }
 
 TEST_P(Commands, NoneStartsWhenTheTimeIsOver) {
     vokCommands commands = make({0, anHour, anHour});
+    EXPECT_FALSE(commands.isTimeOver());
     stop.make();
+    EXPECT_TRUE(commands.isTimeOver());
     errno = 0;
     EXPECT_EQ(commands.open("echo x", searchPath), nullptr);
     EXPECT_EQ(errno, ECANCELED);

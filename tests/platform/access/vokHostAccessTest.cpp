@@ -114,7 +114,9 @@ TEST(KernelHostAccess, AfterTheRequestToStopCommandsAndWaitsForDevicesEnd) {
     vokKernelHostAccess host;
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    EXPECT_EQ(host.stopPhase(), vokStopPhase::none);
     host.requestStop();
+    EXPECT_EQ(host.stopPhase(), vokStopPhase::requested);
     EXPECT_EQ(outputOf(host, "echo still"), "still\n") << "it has three seconds";
     ASSERT_EQ(::write(ends[1], "x", 1), 1);
     EXPECT_EQ(host.waitForDevice(ends[0]), 1);

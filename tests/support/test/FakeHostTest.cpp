@@ -31,9 +31,9 @@ TEST(FakeHost, AfterTheRequestToStopCommandsAreRefused) {
     const FakeHost host;
     auto& commands = host.part<FakeCommands>();
     commands.output["x"] = "";
-    EXPECT_FALSE(commands.isStopRequested());
+    EXPECT_EQ(vokHostAccess().stopPhase(), vokStopPhase::none);
     vokHostAccess().requestStop();
-    EXPECT_TRUE(commands.isStopRequested());
+    EXPECT_EQ(vokHostAccess().stopPhase(), vokStopPhase::withoutCommands);
     errno = 0;
     EXPECT_EQ(vokHostAccess().runCommand("x"), -1);
     EXPECT_EQ(errno, ECANCELED);

@@ -11,6 +11,7 @@ namespace simhost {
 
 namespace {
 
+constexpr int badUsage = 2;
 constexpr std::size_t textColumn = 26;
 constexpr std::size_t lastColumn = 78;  // the options of a group are two columns further in
 
@@ -85,11 +86,19 @@ std::optional<int> parseCommandLine(CLI::App& app, int count, char** arguments) 
     try {
         app.parse(count, arguments);
         return std::nullopt;
+    } catch (const CLI::RequiredError& error) {
+        // What is required may be missing because another word is in its place.
+        const std::vector<std::string> unexpected = app.remaining(true);
+        if (unexpected.empty())
+            app.exit(error, std::cout, std::cerr);
+        else
+            app.exit(CLI::ExtrasError(app.get_name(), unexpected), std::cout, std::cerr);
+        return badUsage;
     } catch (const CLI::ParseError& error) {
         std::ostringstream text;
         const int status = app.exit(error, text, std::cerr);
         printOut(text.str());
-        return status == 0 ? 0 : 2;
+        return status == 0 ? 0 : badUsage;
     }
 }
 

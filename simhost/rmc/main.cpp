@@ -1,11 +1,13 @@
 // vok-rmc: the rack management controller of a simulated host. "run" is the controller; "control" speaks to
 // one that runs.
 #include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "common/CommandLine.h"
@@ -36,6 +38,12 @@ struct RunOptions {
     bool quiet = false;
 };
 
+// A root whose host has not started yet has no socket; anything else that is wrong with it stays so.
+void checkThatAHostCanRunAt(const std::string& socket) {
+    if (::access(socket.c_str(), F_OK) != 0 && errno != ENOENT)
+        throw std::system_error(errno, std::generic_category(), socket);
+}
+
 int run(const RunOptions& options) {
     ::umask(077);
     Controller::Settings settings;
@@ -46,6 +54,7 @@ int run(const RunOptions& options) {
     if (options.guest.empty()) {
         settings.hostRoot = std::filesystem::absolute(options.root).string();
         settings.hostSocket = HostPaths(settings.hostRoot).controllerSocket();
+        checkThatAHostCanRunAt(settings.hostSocket);
     } else {
         settings.hostRoot = options.guest;
         settings.hostSocket = keeper.directory() + "/guest.sock";

@@ -108,10 +108,11 @@ std::int32_t vokConfigReader::number(const char* key, const char* rule) {
     const std::string written = text(key, otherwise);
     if (!written.empty()) {
         const std::string reason = vokSettingRules::refusalOfNumber(written, rule);
+        const std::string ignored = vokSettingRules::ignoredPartOfNumber(written);
         if (!reason.empty())
             refuse(key, value(key), reason, otherwise);
-        else if (vokSettingRules::hasIgnoredTail(written))
-            refuse(key, value(key), "only the digits at its start count",
+        else if (!ignored.empty())
+            refuse(key, value(key), ignored,
                    std::to_string(vokSettingRules::validateNumerical(written, rule)));
     }
     return vokSettingRules::validateNumerical(written, rule);

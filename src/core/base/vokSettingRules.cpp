@@ -134,14 +134,15 @@ std::string refusalOfNumber(const std::string& value, const std::string& key) {
     return "not a whole number from 1 to 2147483647";
 }
 
-bool hasIgnoredTail(const std::string& value) {
-    constexpr char blanks[] = " \t\n\v\f\r";  // std::stol skips them
-    std::size_t at = value.find_first_not_of(blanks);
-    if (at == std::string::npos) return false;
-    if (value[at] == '+' || value[at] == '-') ++at;
-    at = value.find_first_not_of("0123456789", at);
-    if (at == std::string::npos) return false;
-    return value[at] != '.' || value.find_first_not_of('0', at + 1) != std::string::npos;
+std::string ignoredPartOfNumber(const std::string& value) {
+    constexpr char blanks[] = " \t\n\v\f\r";  // std::stol skips those before the number
+    const std::size_t begin = value.find_first_not_of(blanks);
+    if (begin == std::string::npos) return "";
+    const std::string written = value.substr(begin, value.find_last_not_of(blanks) + 1 - begin);
+    std::size_t at = written.find_first_not_of("0123456789", written[0] == '+' || written[0] == '-' ? 1 : 0);
+    if (at != std::string::npos && written[at] == '.') at = written.find_first_not_of('0', at + 1);
+    if (at != std::string::npos) return "only the digits at its start count";
+    return written == value ? "" : "there are blanks around the number";
 }
 
 }  // namespace vokSettingRules

@@ -26,8 +26,8 @@ std::string refusalOfString(const std::string& value, const std::string& key);
 std::string refusalOfBool(const std::string& value);
 std::string refusalOfNumber(const std::string& value, const std::string& key);
 
-// True if characters after the leading number are ignored that change its meaning, as in "60s", "1.5" and
-// "1e3" but not in "60.0".
-bool hasIgnoredTail(const std::string& value);
+// Why a number that is accepted is not used as it is written; empty if it is. Its tail may change its
+// meaning, as in "60s", "1.5" and "1e3" but not in "60.0"; or there are blanks around it.
+std::string ignoredPartOfNumber(const std::string& value);
 
 }  // namespace vokSettingRules

@@ -199,11 +199,14 @@ TEST(ConfigFindings, OfVeryManyOnlyTheFirstFortyAreListed) {
     EXPECT_EQ(all[40], "60 more: too many to list; used instead: what each of them has by default");
 }
 
-TEST(SettingRules, ATailThatChangesTheNumberIsSeen) {
-    for (const char* value : {"1.5", "60s", "1e3", " 60 s", "+5-", "7.0.0", "7.01"})
-        EXPECT_TRUE(vokSettingRules::hasIgnoredTail(value)) << value;
-    for (const char* value : {"", "60", " 60", "+60", "60.0", "60.", "-1"})
-        EXPECT_FALSE(vokSettingRules::hasIgnoredTail(value)) << value;
+TEST(SettingRules, ATailThatChangesTheNumberAndBlanksAroundItAreSeen) {
+    using vokSettingRules::ignoredPartOfNumber;
+    for (const char* value : {"1.5", "60s", "1e3", " 60 s", "60 0", "+5-", "7.0.0", "7.01"})
+        EXPECT_EQ(ignoredPartOfNumber(value), "only the digits at its start count") << value;
+    for (const char* value : {" 60 ", " 60", "60 ", "\t60\n", " +60.0 "})
+        EXPECT_EQ(ignoredPartOfNumber(value), "there are blanks around the number") << value;
+    for (const char* value : {"", "  ", "60", "+60", "60.0", "60.", "-1"})
+        EXPECT_EQ(ignoredPartOfNumber(value), "") << value;
 }
 
 }  // namespace

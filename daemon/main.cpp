@@ -1,8 +1,10 @@
 // vokd: loads the agent, starts its parts in order, waits for a signal to end, and stops it.
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -98,11 +100,18 @@ int checkConfig() {
     return std::cout.flush() ? status : vokdOptions::reportOutputFailure();
 }
 
-// Runs a report that asks the host. SIGTERM and SIGINT end it, also while a command hangs; nothing is printed
-// then.
+void printLongOperation(const char* description, long seconds, bool hasEnded) {
+    std::fprintf(stderr, "vokd: %s after %ld s: %s\n", hasEnded ? "Ended" : "Still not ended", seconds,
+                 description);
+}
+
+// Runs a report that asks the host. What takes long is named on standard error. SIGTERM and SIGINT end it,
+// also while a command hangs; nothing is printed then.
 int runReport(int (*report)()) {
     int status = vokdOptions::graceful;
+    vokBindLongOperationReport(printLongOperation);
     {
+        const vokLongOperationWatch watch;
         const vokdSignalsDuringStart mayStop;
         status = report();
     }
@@ -127,8 +136,9 @@ int showPlatform() {
 int printInventory() {
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
+    vokdPrintConfigWarnings();
     Logging::Logger::loggerInit();
-    vokdWarnOfConfig();
+    vokdLogConfigWarnings();
     prepareWorkFolders();
     readPlatformTables();
     for (const vokModule& module : vokModules) {
@@ -151,7 +161,8 @@ void captureCrashesIfEnabled() {
     if (!vokConfig::getInstance()->isUnhandledExceptionStackCaptureEnabled()) return;
     const std::string directory = vokHostAccess().path(Logging::Logger::linkDirectory);
     if (!vokdCaptureCrashes(directory))
-        std::fprintf(stderr, "vokd: no stack traces: %s can't be created\n", directory.c_str());
+        std::fprintf(stderr, "vokd: no stack traces: %s can't be created: %s\n", directory.c_str(),
+                     std::strerror(errno));
 }
 
 void logStart(const vokdOptions& options) {
@@ -194,9 +205,10 @@ int runAgent(const vokdOptions& options) {
     if (const int refused = lockHost(lock)) return refused;
     captureCrashesIfEnabled();
 
+    vokdPrintConfigWarnings();
     Logging::Logger::loggerInit();
     logStart(options);
-    vokdWarnOfConfig();
+    vokdLogConfigWarnings();
     prepareWorkFolders();
     const vokLongOperationWatch watch;
     {
@@ -235,8 +247,8 @@ int runAgent(const vokdOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    vokdHoldSignals();  // before any other thread exists, and before a signal could end the start
     vokOccupyClosedStandardStreams();
-    vokdHoldSignals();  // before any other thread exists
     vokdOptions options;
     int exitStatus = vokdOptions::graceful;
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;

@@ -4,6 +4,7 @@
 #include <iomanip>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
@@ -73,6 +74,14 @@ void printResources(std::ostream& out, const vokConfig& config) {
     if (!withoutManager.empty()) out << "Enabled, but not in this build: " << joined(withoutManager) << "\n";
 }
 
+std::vector<std::string> warnings() {
+    const std::string file = vokHostAccess().path(vokConfig::configFile);
+    std::vector<std::string> texts;
+    for (const auto& refusal : vokConfig::getInstance()->getRefusals())
+        texts.push_back(file + ": " + vokConfigRefusalText(refusal));
+    return texts;
+}
+
 }  // namespace
 
 int vokdPrintConfigReport(std::ostream& out) {
@@ -94,11 +103,10 @@ int vokdPrintConfigReport(std::ostream& out) {
     return refusals.empty() ? vokdOptions::graceful : vokdOptions::configRefused;
 }
 
-void vokdWarnOfConfig() {
-    const std::string file = vokHostAccess().path(vokConfig::configFile);
-    for (const auto& refusal : vokConfig::getInstance()->getRefusals()) {
-        const std::string text = file + ": " + vokConfigRefusalText(refusal);
-        std::fprintf(stderr, "vokd: %s\n", text.c_str());
-        VOK_LOG_WARNING("VOKD", "%s", text.c_str());
-    }
+void vokdPrintConfigWarnings() {
+    for (const std::string& text : warnings()) std::fprintf(stderr, "vokd: %s\n", text.c_str());
+}
+
+void vokdLogConfigWarnings() {
+    for (const std::string& text : warnings()) VOK_LOG_WARNING("VOKD", "%s", text.c_str());
 }

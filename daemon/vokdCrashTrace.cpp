@@ -139,9 +139,12 @@ void onFatalSignal(int signal, siginfo_t* information, void*) {
 
 bool vokdCaptureCrashes(const std::string& directory) {
     struct stat status {};
-    if (vokLogFiles::createDirectoryPath(directory + "/") != 0 || ::stat(directory.c_str(), &status) != 0 ||
-        !S_ISDIR(status.st_mode))
+    if (vokLogFiles::createDirectoryPath(directory + "/") != 0 || ::stat(directory.c_str(), &status) != 0)
         return false;
+    if (!S_ISDIR(status.st_mode)) {
+        errno = ENOTDIR;
+        return false;
+    }
     directory.copy(traceDirectory, sizeof(traceDirectory) - 1);
 
     void* frame[1];

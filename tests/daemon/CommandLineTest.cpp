@@ -140,6 +140,28 @@ TEST(CommandLine, ALogDirectoryThatCannotBeCreatedEndsTheProgramWithTheStatusOfT
                               "/in-the-way/deeper of the debug log can't be created: Not a directory\n");
 }
 
+TEST(CommandLine, TheWarningsOfTheSettingsComeBeforeALogDirectoryThatEndsTheProgram) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.path() + "/etc/config/mev/vok/vok.conf";
+    directory.writeFile("in-the-way", "");
+    directory.writeFile("/opt/mev/vok/log", "a file");
+    directory.writeFile("/var/run/here", "");
+    directory.writeFile("/etc/config/mev/vok/vok.conf",
+                        R"({"VOKLogLocation": "/in-the-way/deeper/vok.log", "LoggingLevel": "debug",
+                            "CaptureUnhandledExceptionStack": "true"})");
+    const Ran ran = vokd({"--host-root", directory.path()});
+    EXPECT_EQ(ran.status, 246);
+    EXPECT_EQ(ran.output,
+              "vokd: no stack traces: " + directory.path() +
+                  "/opt/mev/vok/log can't be created: Not a directory\n"
+                  "vokd: " +
+                  file +
+                  ": LoggingLevel = \"debug\": not one of Info, Error, Warning; used instead: Warning\n"
+                  "vokd: the directory " +
+                  directory.path() +
+                  "/in-the-way/deeper of the agent log can't be created: Not a directory\n");
+}
+
 TEST(CommandLine, AHostRootThatEverybodyMayWriteEndsWithThreeAndIsNamed) {
     const TemporaryDirectory directory;
     directory.writeFile("/lib/here", "");

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -96,9 +97,17 @@ TEST_F(CrashTrace, AnExceptionOfAnUnknownTypeIsReportedAsSuch) {
     EXPECT_NE(traces()[0].find("\nexception: of an unknown type\n"), std::string::npos) << traces()[0];
 }
 
-TEST_F(CrashTrace, ADirectoryThatCannotBeCreatedIsReported) {
+TEST_F(CrashTrace, ADirectoryThatCannotBeCreatedIsReportedWithTheReason) {
     directory.writeFile("log", "a file");
+    errno = 0;
     EXPECT_FALSE(vokdCaptureCrashes(directory.path() + "/log"));
+    EXPECT_EQ(errno, ENOTDIR);
+    errno = 0;
+    EXPECT_FALSE(vokdCaptureCrashes(directory.path() + "/log/deeper"));
+    EXPECT_EQ(errno, ENOTDIR);
+    errno = 0;
+    EXPECT_FALSE(vokdCaptureCrashes("/proc/none"));
+    EXPECT_EQ(errno, ENOENT);
 }
 
 }  // namespace

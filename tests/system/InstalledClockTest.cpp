@@ -179,5 +179,24 @@ TEST_F(InstalledClock, ACommandOfThirtySecondsIsReportedOnceAndAgainAtItsEnd) {
     EXPECT_EQ(occurrences(logText(), " s: command \"localcli "), 2) << logText();
 }
 
+TEST_F(InstalledClock, ACommandOfThirtySecondsIsNamedByAReportOnStandardError) {
+    for (const char* report : {"--print-inventory", "--show-platform"}) {
+        SCOPED_TRACE(report);
+        hostControl({"command", "localcli", "hang", "1000000000"});
+        agent = RunningProgram(directory.path(), "vokd",
+                               clock->commandWithClocks({"/opt/mev/vok/bin/vokd", report}), "");
+        ASSERT_TRUE(waitUntil([this] { return !runningCommands("localcli").empty(); }));
+        clock->pass(40);
+        EXPECT_TRUE(waitUntil([this] {
+            return agent.errors().find("vokd: Still not ended after 4") != std::string::npos;
+        })) << agent.errors();
+        hostControl({"command", "localcli", "normal"});
+        for (const auto& each : runningCommands("localcli")) ::kill(each.first, SIGTERM);
+        EXPECT_EQ(agent.end(0), 0);
+        EXPECT_NE(agent.errors().find(" s: command \"localcli hardware pci list "), std::string::npos);
+        EXPECT_NE(agent.errors().find("vokd: Ended after 4"), std::string::npos) << agent.errors();
+    }
+}
+
 }  // namespace
 }  // namespace InstalledClockTest

@@ -170,7 +170,7 @@ int vokClientTest(int id, const std::string& location, std::chrono::seconds time
     if (payload.size() > longestPayload)
         return reportError("The location is too long: a request holds " + std::to_string(longestPayload) +
                            " bytes.");
-    // The message for an agent that does not say what came of the delivery.
+    // The message for an agent that does not say the outcome of the delivery.
     const char* const beforeFirstPush =
         vokPassesBeforeFirstPush(id) ? "" : " Before its first inventory push the agent drops such an event.";
     return sendAndReport(

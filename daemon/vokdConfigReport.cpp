@@ -77,16 +77,16 @@ void printResources(std::ostream& out, const vokConfig& config) {
 std::vector<std::string> warnings() {
     const std::string file = vokHostAccess().path(vokConfig::configFile);
     std::vector<std::string> texts;
-    for (const auto& refusal : vokConfig::getInstance()->getRefusals())
-        texts.push_back(file + ": " + vokConfigRefusalText(refusal));
+    for (const auto& finding : vokConfig::getInstance()->getFindings())
+        texts.push_back(file + ": " + vokConfigFindingText(finding));
     return texts;
 }
 
 }  // namespace
 
 int vokdPrintConfigReport(std::ostream& out) {
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examine(refusals);
+    std::vector<vokConfigFinding> findings;
+    const auto config = vokConfig::examine(findings);
     out << "Settings from " << vokHostAccess().path(vokConfig::configFile) << "\n";
     for (const auto& setting : settings)
         printSetting(out, setting.key, setting.value(*config) + setting.unit);
@@ -96,11 +96,11 @@ int vokdPrintConfigReport(std::ostream& out) {
                          std::to_string(config->getrefreshInterval(module.name)) + " seconds");
     printResources(out, *config);
 
-    out << (refusals.empty() ? "\nEvery value in the file was accepted.\n"
+    out << (findings.empty() ? "\nEvery value in the file was accepted.\n"
                              : "\nNot accepted, or not used as it is written:\n");
-    for (const auto& refusal : refusals) out << "  " << vokConfigRefusalText(refusal) << "\n";
+    for (const auto& finding : findings) out << "  " << vokConfigFindingText(finding) << "\n";
     if (config->isDefaultSettingsApplied()) return vokdOptions::configUnusable;
-    return refusals.empty() ? vokdOptions::graceful : vokdOptions::configRefused;
+    return findings.empty() ? vokdOptions::graceful : vokdOptions::configRefused;
 }
 
 void vokdPrintConfigWarnings() {

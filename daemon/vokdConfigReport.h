@@ -1,5 +1,5 @@
 // Reports the effective settings, and the findings on the configuration file. All functions report the same
-// findings, in the same words (vokConfigRefusalText).
+// findings, in the same words (vokConfigFindingText).
 #pragma once
 
 #include <iosfwd>

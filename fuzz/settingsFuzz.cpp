@@ -28,14 +28,14 @@ void requireUsable(vokConfig& config) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examineText(textOf(data, size), refusals);
+    std::vector<vokConfigFinding> findings;
+    const auto config = vokConfig::examineText(textOf(data, size), findings);
     requireUsable(*config);
-    for (const vokConfigRefusal& refusal : refusals) {
-        require(!refusal.reason.empty() && !refusal.used.empty());
-        require(refusal.written.size() <= 63);
+    for (const vokConfigFinding& finding : findings) {
+        require(!finding.reason.empty() && !finding.used.empty());
+        require(finding.written.size() <= 63);
     }
-    const bool whole = refusals.size() == 1 && refusals[0].key.empty();
+    const bool whole = findings.size() == 1 && findings[0].key.empty();
     if (config->isDefaultSettingsApplied()) require(whole);
     return 0;
 }

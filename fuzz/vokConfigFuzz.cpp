@@ -27,8 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string place = vokHostAccess().path(vokConfig::configFile);
     std::ofstream(place, std::ios::binary)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examine(refusals);
+    std::vector<vokConfigFinding> findings;
+    const auto config = vokConfig::examine(findings);
 
     check(config->getInventoryPushIntervalSettings() > 0);
     check(config->getDoorBellSleepInterval() > 0);
@@ -40,6 +40,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string mode = config->getTestEventSettings();
     // Kept as written, so in any case.
     check(vokSettingRules::isEquals(mode, "test") || vokSettingRules::isEquals(mode, "inject"));
-    for (const auto& refusal : refusals) check(!refusal.reason.empty());
+    for (const auto& finding : findings) check(!finding.reason.empty());
     return 0;
 }

@@ -1,4 +1,4 @@
-// What came of the delivery of an event, for the person who requested it. The results of the event path do
+// The outcome of the delivery of an event, for the person who requested it. The results of the event path do
 // not say it: raising an event returns nothing, and a silent controller counts as success.
 #pragma once
 
@@ -21,8 +21,8 @@ struct vokDelivery {
     std::string text;  // a clause without a capital and a full stop
 };
 
-// Keeps what came of the last event that this thread raised or sent since the record was made. Records nest;
-// only the innermost one is written to.
+// Keeps the outcome of the last event that this thread raised or sent since the record was made. Records
+// nest; only the innermost one is written to.
 class vokDeliveryRecord {
 public:
     vokDeliveryRecord();

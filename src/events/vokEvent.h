@@ -38,7 +38,7 @@ public:
     const std::string& getSource() const { return fields_.source; }
     const Json::Value& getVariableData() const { return fields_.variableData; }
 
-    // Where the delivery stores what came of it; null if not requested. Set while the event is delivered.
+    // Where the delivery stores its outcome; null if not requested. Set while the event is delivered.
     vokDelivery* getDelivery() const { return delivery_; }
     void setDelivery(vokDelivery* delivery) { delivery_ = delivery; }
 

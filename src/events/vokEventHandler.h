@@ -9,10 +9,10 @@
 class vokEventHandler {
 public:
     // Raises an event: returns when it has been delivered or the delivery has failed. Before the first
-    // inventory push only OS boot and shutdown events pass; all others are silently dropped. What came of it
-    // is noted in the vokDeliveryRecord of this thread.
+    // inventory push only OS boot and shutdown events pass; all others are silently dropped. The outcome of
+    // it is noted in the vokDeliveryRecord of this thread.
     void generateEvent(vokEvent event);
-    // Sends the text of an event. Returns 1 on failure, 0 on success, and notes what came of it as above.
+    // Sends the text of an event. Returns 1 on failure, 0 on success, and notes the outcome as above.
     static int sendEventToRMC(std::string json);
 };
 

@@ -103,7 +103,7 @@ TEST_F(vokEventHandlerTest, TheRaiserWaitsForTheDelivery) {
     EXPECT_NE(deliverer, std::this_thread::get_id());
 }
 
-// --- what came of the delivery ---
+// --- the outcome of the delivery ---
 
 TEST_F(vokEventHandlerTest, TheDeliveryOfAnEventIsNotedOnTheThreadThatRaisedIt) {
     const vokDeliveryRecord record;

@@ -16,7 +16,7 @@ constexpr char defaultDebugLogFileLoc[] = "syslog";
 constexpr char notASetting[] = "not a setting of this agent";
 
 // Each finding is a line in the log at every start.
-constexpr std::size_t mostRefusals = 40;
+constexpr std::size_t mostFindings = 40;
 
 constexpr const char* knownKeys[] = {"EnableResources",
                                      "LoggingLevel",
@@ -61,18 +61,18 @@ vokConfig* vokConfig::getInstance() {
     return instance;
 }
 
-std::unique_ptr<vokConfig> vokConfig::examine(std::vector<vokConfigRefusal>& refusals) {
+std::unique_ptr<vokConfig> vokConfig::examine(std::vector<vokConfigFinding>& findings) {
     std::unique_ptr<vokConfig> config(new vokConfig);
     config->initConfigSettings();
-    refusals.insert(refusals.end(), config->refusals.begin(), config->refusals.end());
+    findings.insert(findings.end(), config->findings.begin(), config->findings.end());
     return config;
 }
 
 std::unique_ptr<vokConfig> vokConfig::examineText(const std::string& text,
-                                                  std::vector<vokConfigRefusal>& refusals) {
+                                                  std::vector<vokConfigFinding>& findings) {
     std::unique_ptr<vokConfig> config(new vokConfig);
     config->readSettings(text);
-    refusals.insert(refusals.end(), config->refusals.begin(), config->refusals.end());
+    findings.insert(findings.end(), config->findings.begin(), config->findings.end());
     return config;
 }
 
@@ -86,7 +86,7 @@ void vokConfig::initConfigSettings() {
 }
 
 void vokConfig::refuseWhole(const std::string& reason) {
-    refusals.push_back({"", "", reason, "the built-in settings"});
+    findings.push_back({"", "", reason, "the built-in settings"});
     setDefaultValues();
 }
 
@@ -99,15 +99,15 @@ void vokConfig::readSettings(const std::string& text) {
         return;
     }
     readValues(root);
-    vokConfigReader reader(root, "", refusals);
-    for (const std::string& key : repeated) reader.refuse(key, "written more than once", "the last one");
+    vokConfigReader reader(root, "", findings);
+    for (const std::string& key : repeated) reader.report(key, "written more than once", "the last one");
     if (vokConfigText::hasTextAfterObject(text))
-        reader.refuse("text after the object", "not read", "nothing");
-    limitRefusals();
+        reader.report("text after the object", "not read", "nothing");
+    limitFindings();
 }
 
 void vokConfig::readValues(const Json::Value& root) {
-    vokConfigReader reader(root, "", refusals);
+    vokConfigReader reader(root, "", findings);
     enabledResources = reader.resources("EnableResources");
     loggingLevel = reader.choice("LoggingLevel");
     enableDebugLog = reader.boolean("EnableDebugLog");
@@ -128,18 +128,18 @@ void vokConfig::readValues(const Json::Value& root) {
     healthMonitorFlags = reader.number("HealthMonitorFlags", "HealthMonitorFlags");
 
     for (const auto& key : root.getMemberNames())
-        if (!isKnown(key)) reader.refuse(key, root[key], notASetting, "nothing");
+        if (!isKnown(key)) reader.report(key, root[key], notASetting, "nothing");
 }
 
 void vokConfig::readRefreshIntervals(const Json::Value& intervals) {
     constexpr char rule[] = "CacheRefreshInterval";
     if (!intervals.isNull() && !intervals.isObject())
-        vokConfigReader(intervals, "", refusals)
-            .refuse("CacheRefreshInSeconds", intervals, "not an object", "3600 for every resource");
-    vokConfigReader reader(intervals, "CacheRefreshInSeconds.", refusals);
+        vokConfigReader(intervals, "", findings)
+            .report("CacheRefreshInSeconds", intervals, "not an object", "3600 for every resource");
+    vokConfigReader reader(intervals, "CacheRefreshInSeconds.", findings);
     if (intervals.isObject())
         for (const auto& key : intervals.getMemberNames())
-            if (!isRefreshKey(key)) reader.refuse(key, intervals[key], notASetting, "nothing");
+            if (!isRefreshKey(key)) reader.report(key, intervals[key], notASetting, "nothing");
     // A value of the wrong type counts as invalid, not as absent.
     const Json::Value& global = reader.value("Global");
     if (reader.has("Global") && !(global.isNull() || (global.isString() && global.asString().empty()))) {
@@ -147,7 +147,7 @@ void vokConfig::readRefreshIntervals(const Json::Value& intervals) {
         setCommonCacheRefreshInterval(seconds);
         for (const vokModule& module : vokModules)
             if (module.hasRefreshInterval && reader.has(module.name))
-                reader.refuse(module.name, reader.value(module.name), "not read, as there is Global",
+                reader.report(module.name, reader.value(module.name), "not read, as there is Global",
                               std::to_string(seconds));
         return;
     }
@@ -155,11 +155,11 @@ void vokConfig::readRefreshIntervals(const Json::Value& intervals) {
         if (module.hasRefreshInterval) refreshIntervals[module.name] = reader.number(module.name, rule);
 }
 
-void vokConfig::limitRefusals() {
-    if (refusals.size() <= mostRefusals) return;
-    const std::string left = std::to_string(refusals.size() - mostRefusals);
-    refusals.resize(mostRefusals);
-    refusals.push_back({left + " more", "", "too many to list", "what each of them has by default"});
+void vokConfig::limitFindings() {
+    if (findings.size() <= mostFindings) return;
+    const std::string left = std::to_string(findings.size() - mostFindings);
+    findings.resize(mostFindings);
+    findings.push_back({left + " more", "", "too many to list", "what each of them has by default"});
 }
 
 void vokConfig::setCommonCacheRefreshInterval(long seconds) {

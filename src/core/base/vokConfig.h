@@ -1,6 +1,6 @@
 // The settings of the agent, read once from the configuration file and then kept in memory. An invalid or
 // missing value never stops the agent: it is replaced by its default. Nothing is logged here, since the
-// logger takes its settings from this class; the program that starts the agent reports getRefusals().
+// logger takes its settings from this class; the program that starts the agent reports getFindings().
 #pragma once
 
 #include <json/value.h>
@@ -10,19 +10,19 @@
 #include <string>
 #include <vector>
 
-#include "core/base/vokConfigRefusal.h"
+#include "core/base/vokConfigFinding.h"
 
 class vokConfig {
 public:
     // Read from the configuration file on the first call; never deleted.
     static vokConfig* getInstance();
 
-    // Reads the file again, and adds the findings on it to `refusals`.
-    static std::unique_ptr<vokConfig> examine(std::vector<vokConfigRefusal>& refusals);
+    // Reads the file again, and adds the findings on it to `findings`.
+    static std::unique_ptr<vokConfig> examine(std::vector<vokConfigFinding>& findings);
 
     // The same for `text` instead of the file's content; reads no file.
     static std::unique_ptr<vokConfig> examineText(const std::string& text,
-                                                  std::vector<vokConfigRefusal>& refusals);
+                                                  std::vector<vokConfigFinding>& findings);
 
     // The documented path of the file.
     static constexpr char configFile[] = "/etc/config/mev/vok/vok.conf";
@@ -53,7 +53,7 @@ public:
     const std::vector<std::string>& getEnabledResources() const;
     // The findings on the file, in the order in which it is read; of very many only the first, and their
     // number. If the file is not used, one finding without a key.
-    const std::vector<vokConfigRefusal>& getRefusals() const { return refusals; }
+    const std::vector<vokConfigFinding>& getFindings() const { return findings; }
 
 private:
     vokConfig() = default;
@@ -63,7 +63,7 @@ private:
     void refuseWhole(const std::string& reason);
     void readValues(const Json::Value& root);
     void readRefreshIntervals(const Json::Value& intervals);
-    void limitRefusals();
+    void limitFindings();
     void setDefaultValues();
     void setCommonCacheRefreshInterval(long seconds);
     bool checkForResourceString(const char* name) const;
@@ -87,5 +87,5 @@ private:
     std::int32_t microchipEventQueueIndex = 0;
     std::int32_t healthMonitorFlags = 0;
     bool defaultSettingsApplied = false;
-    std::vector<vokConfigRefusal> refusals;
+    std::vector<vokConfigFinding> findings;
 };

@@ -1,6 +1,6 @@
 #include "core/base/vokConfigReader.h"
 
-#include "core/base/vokConfigRefusal.h"
+#include "core/base/vokConfigFinding.h"
 #include "core/base/vokConfigText.h"
 #include "core/base/vokJsonText.h"
 #include "core/base/vokModules.h"
@@ -57,8 +57,8 @@ bool isResource(const std::string& name) {
 }  // namespace
 
 vokConfigReader::vokConfigReader(const Json::Value& object, std::string prefix,
-                                 std::vector<vokConfigRefusal>& refusals)
-    : object_(object.isObject() ? object : absent()), prefix_(std::move(prefix)), refusals_(refusals) {}
+                                 std::vector<vokConfigFinding>& findings)
+    : object_(object.isObject() ? object : absent()), prefix_(std::move(prefix)), findings_(findings) {}
 
 const Json::Value& vokConfigReader::value(const char* key) const {
     return has(key) ? object_[key] : absent();
@@ -68,18 +68,18 @@ bool vokConfigReader::has(const char* key) const {
     return object_.isObject() && object_.isMember(key);
 }
 
-void vokConfigReader::refuse(const std::string& key, const Json::Value& written, const std::string& reason,
+void vokConfigReader::report(const std::string& key, const Json::Value& written, const std::string& reason,
                              const std::string& used) {
-    refusals_.push_back({prefix_ + printableKey(key), shortForm(written), reason, used});
+    findings_.push_back({prefix_ + printableKey(key), shortForm(written), reason, used});
 }
 
-void vokConfigReader::refuse(const std::string& key, const std::string& reason, const std::string& used) {
-    refusals_.push_back({prefix_ + printableKey(key), "", reason, used});
+void vokConfigReader::report(const std::string& key, const std::string& reason, const std::string& used) {
+    findings_.push_back({prefix_ + printableKey(key), "", reason, used});
 }
 
 std::string vokConfigReader::text(const char* key, const std::string& used) {
     std::string text;
-    if (!textOf(value(key), text)) refuse(key, value(key), "not a plain value", used);
+    if (!textOf(value(key), text)) report(key, value(key), "not a plain value", used);
     return text;
 }
 
@@ -88,7 +88,7 @@ bool vokConfigReader::boolean(const char* key) {
     const bool result = vokSettingRules::validateBool(written, key);
     if (!written.empty()) {
         const std::string reason = vokSettingRules::refusalOfBool(written);
-        if (!reason.empty()) refuse(key, value(key), reason, "false");
+        if (!reason.empty()) report(key, value(key), reason, "false");
     }
     return result;
 }
@@ -98,7 +98,7 @@ std::string vokConfigReader::choice(const char* key) {
     const std::string written = text(key, otherwise);
     if (!written.empty()) {
         const std::string reason = vokSettingRules::refusalOfString(written, key);
-        if (!reason.empty()) refuse(key, value(key), reason, otherwise);
+        if (!reason.empty()) report(key, value(key), reason, otherwise);
     }
     return vokSettingRules::validateString(written, key);
 }
@@ -110,9 +110,9 @@ std::int32_t vokConfigReader::number(const char* key, const char* rule) {
         const std::string reason = vokSettingRules::refusalOfNumber(written, rule);
         const std::string ignored = vokSettingRules::ignoredPartOfNumber(written);
         if (!reason.empty())
-            refuse(key, value(key), reason, otherwise);
+            report(key, value(key), reason, otherwise);
         else if (!ignored.empty())
-            refuse(key, value(key), ignored,
+            report(key, value(key), ignored,
                    std::to_string(vokSettingRules::validateNumerical(written, rule)));
     }
     return vokSettingRules::validateNumerical(written, rule);
@@ -124,9 +124,9 @@ std::string vokConfigReader::logLocation(const char* key, const std::string& use
     if (!vokSettingRules::isEquals(written, "syslog")) {
         const std::string name = written.substr(written.rfind('/') + 1);  // all of it without a slash
         if (name.empty() || name == "." || name == "..")
-            refuse(key, value(key), "the path of a directory, not of a file", "no file; the lines are lost");
+            report(key, value(key), "the path of a directory, not of a file", "no file; the lines are lost");
         else if (written.front() != '/')
-            refuse(key, value(key), "not an absolute path",
+            report(key, value(key), "not an absolute path",
                    "a path from the working directory, or in the host root");
     }
     return written;
@@ -136,10 +136,10 @@ std::vector<std::string> vokConfigReader::resources(const char* key) {
     const Json::Value& list = value(key);
     std::vector<std::string> names;
     if (!list.isArray()) {
-        if (!list.isNull()) refuse(key, list, "not an array", "All");
+        if (!list.isNull()) report(key, list, "not an array", "All");
         return {"All"};
     }
-    if (list.empty()) refuse(key, list, "an empty list", "All");
+    if (list.empty()) report(key, list, "an empty list", "All");
     std::string first;
     const bool startsWithAll =
         !list.empty() && textOf(list[0U], first) && vokSettingRules::isEquals(first, "All");
@@ -147,11 +147,11 @@ std::vector<std::string> vokConfigReader::resources(const char* key) {
         std::string name;
         const bool isText = textOf(element, name);
         if (name.empty() && !startsWithAll) {
-            refuse(key, element, isText ? "an empty name ends the list" : "not a name, which ends the list",
+            report(key, element, isText ? "an empty name ends the list" : "not a name, which ends the list",
                    names.empty() ? "All" : "the names before it");
             break;
         }
-        if (!isResource(name)) refuse(key, element, "not a resource that can be enabled", "nothing");
+        if (!isResource(name)) report(key, element, "not a resource that can be enabled", "nothing");
         if (!startsWithAll) names.push_back(name);
     }
     return names.empty() ? std::vector<std::string>{"All"} : names;

@@ -7,16 +7,16 @@
 #include <string>
 #include <vector>
 
-struct vokConfigRefusal;
+struct vokConfigFinding;
 
 class vokConfigReader {
 public:
     // `object` holds the values; if it is not a JSON object, there are none. `prefix` precedes the keys in
-    // refusals.
-    vokConfigReader(const Json::Value& object, std::string prefix, std::vector<vokConfigRefusal>& refusals);
+    // findings.
+    vokConfigReader(const Json::Value& object, std::string prefix, std::vector<vokConfigFinding>& findings);
 
     // The value as text; empty if it is absent or has no text form. `used` is the replacement that a
-    // refusal names.
+    // finding names.
     std::string text(const char* key, const std::string& used);
     // The three kinds of setting. `rule` is the key of the setting's rule.
     bool boolean(const char* key);
@@ -30,13 +30,13 @@ public:
     const Json::Value& value(const char* key) const;
     bool has(const char* key) const;
 
-    void refuse(const std::string& key, const Json::Value& written, const std::string& reason,
+    void report(const std::string& key, const Json::Value& written, const std::string& reason,
                 const std::string& used);
     // For a finding on the key alone.
-    void refuse(const std::string& key, const std::string& reason, const std::string& used);
+    void report(const std::string& key, const std::string& reason, const std::string& used);
 
 private:
     const Json::Value& object_;
     std::string prefix_;
-    std::vector<vokConfigRefusal>& refusals_;
+    std::vector<vokConfigFinding>& findings_;
 };

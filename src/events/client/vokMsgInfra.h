@@ -24,8 +24,8 @@ struct __attribute__((packed)) _VOK_MESSAGE_PACKET {
     char payload[4079];
 };
 
-// What came of the requested event. Only for a client that asks for it: the response to any other one is zero
-// after the status.
+// The outcome of the requested event. Only for a client that asks for it: the response to any other one is
+// zero after the status.
 struct __attribute__((packed)) vokDeliveryDetail {
     std::uint8_t kind;  // a vokDeliveryKind (events/vokDelivery.h)
     char text[500];     // NUL-terminated
@@ -70,6 +70,6 @@ bool vokWritePipe(const char* path, _VOK_MESSAGE_PACKET* packet);
 void vokAbandonPipeWaits(bool abandon);
 
 // Sends a client the result of its request through the pipe that is named after its process id. The id is
-// not checked: without such a pipe only a debug line is logged. `delivery` is what came of the event, for a
+// not checked: without such a pipe only a debug line is logged. `delivery` is the outcome of the event, for a
 // client that asked for it, otherwise null; a long text is cut.
 void sendResponseToClient(int clientPID, int status, const vokDelivery* delivery = nullptr);

@@ -1,4 +1,4 @@
-// What came of one IPMI exchange. The result of an exchange says no more than whether the driver returned a
+// The outcome of one IPMI exchange. The result of an exchange says no more than whether the driver returned a
 // message, and the completion code does not count; this record is for messages to users.
 #pragma once
 

@@ -1,4 +1,4 @@
-// What came of one remote command, from the exchanges that it took. The result of a command counts a silent
+// The outcome of one remote command, from the exchanges that it took. The result of a command counts a silent
 // controller and any completion code as success; the outcome says what the controller answered.
 #pragma once
 

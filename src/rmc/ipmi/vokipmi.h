@@ -66,9 +66,9 @@ public:
     // True when bit 0 of the first response byte is set.
     bool GetPartitionId(unsigned char* response);
 
-    // What came of the last execute().
+    // The outcome of the last execute().
     const Exchange& lastExchange() const { return lastExchange_; }
-    // What came of the last remote command.
+    // The outcome of the last remote command.
     const RemoteCommandOutcome& lastCommand() const { return lastCommand_; }
 
 private:

@@ -14,28 +14,28 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-std::vector<std::string> texts(const std::vector<vokConfigRefusal>& refusals) {
+std::vector<std::string> texts(const std::vector<vokConfigFinding>& found) {
     std::vector<std::string> all;
-    for (const auto& refusal : refusals) all.push_back(vokConfigRefusalText(refusal));
+    for (const auto& each : found) all.push_back(vokConfigFindingText(each));
     return all;
 }
 
 // Of a file with this member and another one.
 std::vector<std::string> findings(const std::string& member) {
-    std::vector<vokConfigRefusal> refusals;
-    vokConfig::examineText("{" + member + R"(, "CliMode": "test"})", refusals);
-    return texts(refusals);
+    std::vector<vokConfigFinding> found;
+    vokConfig::examineText("{" + member + R"(, "CliMode": "test"})", found);
+    return texts(found);
 }
 
 TEST(ConfigFindings, AValueIsNamedWithKeyReasonAndReplacement) {
-    EXPECT_EQ(vokConfigRefusalText({"LoggingLevel", "\"debug\"", "not one of Info", "Warning"}),
+    EXPECT_EQ(vokConfigFindingText({"LoggingLevel", "\"debug\"", "not one of Info", "Warning"}),
               "LoggingLevel = \"debug\": not one of Info; used instead: Warning");
 }
 
 TEST(ConfigFindings, AKeyWithoutAValueAndAWholeFileAreNamedToo) {
-    EXPECT_EQ(vokConfigRefusalText({"CliMode", "", "written more than once", "the last one"}),
+    EXPECT_EQ(vokConfigFindingText({"CliMode", "", "written more than once", "the last one"}),
               "CliMode: written more than once; used instead: the last one");
-    EXPECT_EQ(vokConfigRefusalText({"", "", "can't be opened", "the built-in settings"}),
+    EXPECT_EQ(vokConfigFindingText({"", "", "can't be opened", "the built-in settings"}),
               "the file is not used: can't be opened; used instead: the built-in settings");
 }
 
@@ -43,19 +43,19 @@ TEST(ConfigFindings, TheSettingsInUseKeepTheirs) {
     const FakeHost host;
     host.root.writeFile("/etc/config/mev/vok/vok.conf", R"({"LoggingLevel": "debug", "CliMode": "x"})");
     EXPECT_THAT(
-        texts(vokConfig::getInstance()->getRefusals()),
+        texts(vokConfig::getInstance()->getFindings()),
         ElementsAre("LoggingLevel = \"debug\": not one of Info, Error, Warning; used instead: Warning",
                     "CliMode = \"x\": not one of test, inject; used instead: test"));
 }
 
 TEST(ConfigFindings, AFileThatCannotBeReadIsOneWithTheReasonOfTheSystem) {
     const FakeHost host;
-    std::vector<vokConfigRefusal> refusals;
-    vokConfig::examine(refusals);
+    std::vector<vokConfigFinding> found;
+    vokConfig::examine(found);
     host.root.writeFile("/etc/config/mev/vok/other", "");
     ASSERT_EQ(::mkfifo((host.root.path() + "/etc/config/mev/vok/vok.conf").c_str(), 0600), 0);
-    vokConfig::examine(refusals);
-    EXPECT_THAT(texts(refusals),
+    vokConfig::examine(found);
+    EXPECT_THAT(texts(found),
                 ElementsAre("the file is not used: can't be opened: No such file or directory; used instead: "
                             "the built-in settings",
                             "the file is not used: not a regular file; used instead: the built-in settings"));
@@ -171,9 +171,9 @@ INSTANTIATE_TEST_SUITE_P(
               "CacheRefreshInSeconds.HostOSInfo: written more than once; used instead: the last one"}));
 
 TEST(ConfigFindings, OfARepeatedKeyTheLastValueIsUsed) {
-    std::vector<vokConfigRefusal> refusals;
+    std::vector<vokConfigFinding> found;
     const auto config = vokConfig::examineText(
-        R"({"HealthMonitorFlags": 1, "HealthMonitorFlags": 2, "CliMode": "test"})", refusals);
+        R"({"HealthMonitorFlags": 1, "HealthMonitorFlags": 2, "CliMode": "test"})", found);
     EXPECT_EQ(config->getHealthMonitorFlags(), 2);
 }
 

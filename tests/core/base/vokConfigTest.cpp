@@ -317,16 +317,16 @@ TEST_F(ConfigTest, NumbersBeyondADoubleAreBadValuesOfTheirKeysOnly) {
 TEST_F(ConfigTest, ANumberBeyondADoubleIsNotATextEither) {
     write(R"({"VOKLogLocation": 1e400, "DebugLogLocation": -1e400, "EnableResources": 1e400,
               "CacheRefreshInSeconds": {"Global": 1e400, "HostOSInfo": 5}, "LoggingLevel": 1e400})");
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examine(refusals);
+    std::vector<vokConfigFinding> found;
+    const auto config = vokConfig::examine(found);
     EXPECT_EQ(config->getVOKLogFileLocation(), "syslog");
     EXPECT_EQ(config->getVOKDebugLogFileLocation(), "syslog");
     EXPECT_THAT(config->getEnabledResources(), ElementsAre("All"));
     EXPECT_EQ(config->getrefreshInterval("HostOSInfo"), 3600);
     EXPECT_EQ(config->getVOKLoggingLevel(), "Warning");
-    EXPECT_EQ(refusals.size(), 6U);
+    EXPECT_EQ(found.size(), 6U);
     write(R"({"EnableResources": ["HostOSInfo", 1e400, "EthernetDevices"], "CacheRefreshInSeconds": 1e400})");
-    EXPECT_THAT(vokConfig::examine(refusals)->getEnabledResources(), ElementsAre("HostOSInfo"));
+    EXPECT_THAT(vokConfig::examine(found)->getEnabledResources(), ElementsAre("HostOSInfo"));
 }
 
 TEST_F(ConfigTest, ATextThatLooksLikeABigNumberOrAnOpenBracketIsLeftAlone) {
@@ -445,8 +445,8 @@ TEST_F(ConfigTest, AGlobalIntervalThatIsNullReadsAsEmptyAndZeroDoesNot) {
                   .getrefreshInterval("HostOSInfo"),
               45);
     write(R"({"CacheRefreshInSeconds": {"Global": 0, "HostOSInfo": "45"}, "Comment": 1})");
-    std::vector<vokConfigRefusal> refusals;
-    EXPECT_EQ(vokConfig::examine(refusals)->getrefreshInterval("HostOSInfo"), 3600);
+    std::vector<vokConfigFinding> found;
+    EXPECT_EQ(vokConfig::examine(found)->getrefreshInterval("HostOSInfo"), 3600);
 }
 
 TEST_F(ConfigTest, ZeroAndMissingIntervalsMeanTheDefault) {
@@ -516,8 +516,8 @@ TEST_F(ConfigTest, AValueOfAWrongTypeAffectsOnlyItsKey) {
             // The members before and after it keep their values.
             write(std::string("{\"Aaa\": 1, \"") + getter.key + "\": " + wrong +
                   ", \"EnableResources\": [\"HostOSInfo\"]}");
-            std::vector<vokConfigRefusal> refusals;
-            const auto config = vokConfig::examine(refusals);
+            std::vector<vokConfigFinding> found;
+            const auto config = vokConfig::examine(found);
             EXPECT_FALSE(config->isDefaultSettingsApplied()) << getter.key << wrong;
             EXPECT_EQ(getter.value(*config), getter.fallback) << getter.key << wrong;
             EXPECT_THAT(config->getEnabledResources(), ElementsAre("HostOSInfo")) << getter.key << wrong;
@@ -527,14 +527,14 @@ TEST_F(ConfigTest, AValueOfAWrongTypeAffectsOnlyItsKey) {
 
 // --- the report on refused values ---
 
-TEST_F(ConfigTest, TheExaminationReportsEachRefusalWithTheValueUsedInstead) {
+TEST_F(ConfigTest, TheExaminationReportsEachFindingWithTheValueUsedInstead) {
     write(R"({"LoggingLevel": "debug", "PushInventoryFrequencyInMinutes": "-5", "EnableDebugLog": "yes",
               "VOKLogLocation": ["x"], "CacheRefreshInSeconds": {"HostOSInfo": "0"}, "Unknown": 1})");
-    std::vector<vokConfigRefusal> refusals;
-    vokConfig::examine(refusals);
-    std::map<std::string, vokConfigRefusal> byKey;
-    for (const auto& refusal : refusals) byKey[refusal.key] = refusal;
-    EXPECT_EQ(refusals.size(), 6U);
+    std::vector<vokConfigFinding> found;
+    vokConfig::examine(found);
+    std::map<std::string, vokConfigFinding> byKey;
+    for (const auto& each : found) byKey[each.key] = each;
+    EXPECT_EQ(found.size(), 6U);
     EXPECT_EQ(byKey["LoggingLevel"].written, "\"debug\"");
     EXPECT_EQ(byKey["LoggingLevel"].reason, "not one of Info, Error, Warning");
     EXPECT_EQ(byKey["LoggingLevel"].used, "Warning");
@@ -546,22 +546,22 @@ TEST_F(ConfigTest, TheExaminationReportsEachRefusalWithTheValueUsedInstead) {
     EXPECT_EQ(byKey["Unknown"].reason, "not a setting of this agent");
 }
 
-TEST_F(ConfigTest, TheExaminationOfAnUnusableFileReportsOneRefusal) {
+TEST_F(ConfigTest, TheExaminationOfAnUnusableFileReportsOneFinding) {
     write("{\"LoggingLevel\": ");
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examine(refusals);
+    std::vector<vokConfigFinding> found;
+    const auto config = vokConfig::examine(found);
     EXPECT_TRUE(config->isDefaultSettingsApplied());
-    ASSERT_EQ(refusals.size(), 1U);
-    EXPECT_EQ(refusals[0].key, "");
-    EXPECT_THAT(refusals[0].reason, HasSubstr("not JSON"));
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].key, "");
+    EXPECT_THAT(found[0].reason, HasSubstr("not JSON"));
 }
 
 TEST_F(ConfigTest, AnAcceptedValueIsNotReported) {
     write(R"({"LoggingLevel": "INFO", "SimulateUnhandledException": "0", "HealthMonitorFlags": "0",
               "EnableDebugLog": "FALSE", "EnableResources": ["All"], "CacheRefreshInSeconds": {"Global": 5}})");
-    std::vector<vokConfigRefusal> refusals;
-    vokConfig::examine(refusals);
-    EXPECT_THAT(refusals, IsEmpty());
+    std::vector<vokConfigFinding> found;
+    vokConfig::examine(found);
+    EXPECT_THAT(found, IsEmpty());
 }
 
 TEST_F(ConfigTest, TheSingletonDoesNotLog) {
@@ -576,9 +576,9 @@ TEST_F(ConfigTest, EveryValueOfTheShippedFileIsAccepted) {
     const std::string text((std::istreambuf_iterator<char>(shipped)), std::istreambuf_iterator<char>());
     ASSERT_FALSE(text.empty());
     write(text);
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examine(refusals);
-    EXPECT_THAT(refusals, IsEmpty());
+    std::vector<vokConfigFinding> found;
+    const auto config = vokConfig::examine(found);
+    EXPECT_THAT(found, IsEmpty());
     EXPECT_FALSE(config->isDefaultSettingsApplied());
 }
 

@@ -24,31 +24,31 @@ std::string nested(std::size_t depth) {
 TEST(ConfigTextExamined, TheFileIsNotRead) {
     const FakeHost host;
     host.root.writeFile("/etc/config/mev/vok/vok.conf", R"({"CliMode": "test", "LoggingLevel": "Error"})");
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examineText(R"({"CliMode": "inject", "LoggingLevel": "Info"})", refusals);
+    std::vector<vokConfigFinding> found;
+    const auto config = vokConfig::examineText(R"({"CliMode": "inject", "LoggingLevel": "Info"})", found);
     EXPECT_EQ(config->getTestEventSettings(), "inject");
     EXPECT_EQ(config->getVOKLoggingLevel(), "Info");
     EXPECT_FALSE(config->isDefaultSettingsApplied());
-    EXPECT_THAT(refusals, IsEmpty());
+    EXPECT_THAT(found, IsEmpty());
 }
 
 TEST(ConfigTextExamined, ATextThatIsNotJsonYieldsTheBuiltInSettingsAndOneRefusal) {
     const FakeHost host;
-    std::vector<vokConfigRefusal> refusals;
-    EXPECT_TRUE(vokConfig::examineText("{", refusals)->isDefaultSettingsApplied());
-    ASSERT_EQ(refusals.size(), 1u);
-    EXPECT_EQ(refusals[0].key, "");
-    EXPECT_EQ(refusals[0].used, "the built-in settings");
+    std::vector<vokConfigFinding> found;
+    EXPECT_TRUE(vokConfig::examineText("{", found)->isDefaultSettingsApplied());
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].key, "");
+    EXPECT_EQ(found[0].used, "the built-in settings");
 }
 
 TEST(ConfigTextExamined, EachRefusedValueIsNamed) {
     const FakeHost host;
-    std::vector<vokConfigRefusal> refusals;
-    const auto config = vokConfig::examineText(R"({"CliMode": "x", "HealthMonitorFlags": 1e999})", refusals);
+    std::vector<vokConfigFinding> found;
+    const auto config = vokConfig::examineText(R"({"CliMode": "x", "HealthMonitorFlags": 1e999})", found);
     EXPECT_EQ(config->getTestEventSettings(), "test");
     EXPECT_EQ(config->getHealthMonitorFlags(), 0);
     std::vector<std::string> keys;
-    for (const auto& refusal : refusals) keys.push_back(refusal.key);
+    for (const auto& each : found) keys.push_back(each.key);
     EXPECT_THAT(keys, ElementsAre("CliMode", "HealthMonitorFlags"));
 }
 
@@ -57,16 +57,15 @@ TEST(ConfigTextExamined, TextAfterTheObjectIsNamedAndNotRead) {
     const std::string object = R"({"CliMode": "inject", "LoggingLevel": "Info"})";
     for (const char* const after :
          {"}", "x", R"({"CliMode": "test", "LoggingLevel": "Error"})", "/* c */ ,"}) {
-        std::vector<vokConfigRefusal> refusals;
-        EXPECT_EQ(vokConfig::examineText(object + after, refusals)->getTestEventSettings(), "inject");
-        ASSERT_EQ(refusals.size(), 1u) << after;
-        EXPECT_EQ(vokConfigRefusalText(refusals[0]),
-                  "text after the object: not read; used instead: nothing");
+        std::vector<vokConfigFinding> found;
+        EXPECT_EQ(vokConfig::examineText(object + after, found)->getTestEventSettings(), "inject");
+        ASSERT_EQ(found.size(), 1u) << after;
+        EXPECT_EQ(vokConfigFindingText(found[0]), "text after the object: not read; used instead: nothing");
     }
     for (const char* const after : {"\r\n", " // end", "/* a } */\n"}) {
-        std::vector<vokConfigRefusal> refusals;
-        vokConfig::examineText(object + after, refusals);
-        EXPECT_THAT(refusals, IsEmpty()) << after;
+        std::vector<vokConfigFinding> found;
+        vokConfig::examineText(object + after, found);
+        EXPECT_THAT(found, IsEmpty()) << after;
     }
 }
 
@@ -117,11 +116,10 @@ TEST(ConfigText, WhatComesAfterTheObjectIsNotLookedAt) {
 }
 
 TEST(ConfigTextExamined, ARepeatedKeyIsFoundAlsoIfOneIsWrittenWithAnEscape) {
-    std::vector<vokConfigRefusal> refusals;
-    vokConfig::examineText(R"({"CliMode": "test", "Cli\u004dode": "inject", "LoggingLevel": "Info"})",
-                           refusals);
-    ASSERT_EQ(refusals.size(), 1u);
-    EXPECT_EQ(refusals[0].key, "CliMode");
+    std::vector<vokConfigFinding> found;
+    vokConfig::examineText(R"({"CliMode": "test", "Cli\u004dode": "inject", "LoggingLevel": "Info"})", found);
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].key, "CliMode");
 }
 
 }  // namespace vokConfigTextTest

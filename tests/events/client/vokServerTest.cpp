@@ -112,7 +112,7 @@ TEST_F(vokServerTest, SeveralPacketsInThePipeAreServedOneByOne) {
     EXPECT_THAT(delivered(), ElementsAre(sentText("A"), sentText("B"), sentText("C")));
 }
 
-// --- what came of the delivery ---
+// --- the outcome of the delivery ---
 
 // A response with this status, and with this kind and text of a delivery.
 std::string response(int status, int kind, const std::string& text) {

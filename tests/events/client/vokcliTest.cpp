@@ -60,7 +60,7 @@ TEST_F(vokcliTest, ATestEventThatTheControllerRefusesIsStatusTwo) {
         "(Provided command not supported), exit status 0x00.\n");
 }
 
-// --- agents that do not say what came of an event ---
+// --- agents that do not report the outcome of an event ---
 
 TEST_F(vokcliTest, FromAnAgentThatReportsOnlyAStatusNothingIsClaimedOfTheController) {
     const vokOwnedDescriptor agent = muteAgent();

@@ -1,4 +1,4 @@
-// What came of exchanges and remote commands, beside their results: the outcome that is kept, and the lines
+// The outcome of exchanges and remote commands, beside their results: the outcome that is kept, and the lines
 // in the log.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

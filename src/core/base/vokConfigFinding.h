@@ -4,7 +4,7 @@
 
 #include <string>
 
-struct vokConfigRefusal {
+struct vokConfigFinding {
     std::string key;      // "LoggingLevel", "CacheRefreshInSeconds.HostOSInfo"; empty for the whole file
     std::string written;  // the value as written in the file, cut to a readable length; may be empty
     std::string reason;   // a phrase without a full stop
@@ -13,4 +13,4 @@ struct vokConfigRefusal {
 
 // The finding as one line without a full stop, such as
 // `LoggingLevel = "debug": not one of Info, Error, Warning; used instead: Warning`.
-std::string vokConfigRefusalText(const vokConfigRefusal& refusal);
+std::string vokConfigFindingText(const vokConfigFinding& finding);

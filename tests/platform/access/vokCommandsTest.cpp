@@ -326,7 +326,7 @@ TEST(StopRequest, ItsDescriptorsAreNotInherited) {
 
 TEST(StopRequest, ItsDescriptorIsAboveThoseOfDevices) {
     const vokStopRequest stop;
-    EXPECT_GE(stop.descriptor(), 64);
+    EXPECT_GE(stop.descriptor(), 31);
 }
 
 }  // namespace

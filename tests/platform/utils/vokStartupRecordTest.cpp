@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -35,6 +36,11 @@ protected:
     StartupRecord() {
         logEverything(host);
         host.root.writeFile("/var/tmp/other", "another user's file\n");
+    }
+    ~StartupRecord() override {
+        if (::geteuid() == ::getuid()) return;
+        EXPECT_EQ(::seteuid(::getuid()), 0);
+        ::prctl(PR_SET_DUMPABLE, 1);  // cleared by the change of user; LeakSanitizer attaches to the process
     }
 
     std::string hostPath(const std::string& absolute) const { return host.root.path() + absolute; }

@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <cstring>
+#include <algorithm>
 
 #include "storage/scsi/ScsiDisk.h"
 #include "storage/scsi/scsi_info.h"
@@ -19,7 +19,7 @@ protected:
     }
 
     void giveSense(const FakeScsiBytes& bytes) {
-        std::memcpy(sense, bytes.data(), bytes.size());
+        std::copy(bytes.begin(), bytes.end(), sense);
         header.sb_len_wr = static_cast<unsigned char>(bytes.size());
     }
 

@@ -32,8 +32,8 @@ protected:
         EXPECT_FALSE(directory.exists("source.cpp")) << table;
     }
     void run(const std::string& arguments) {
-        FILE* const pipe =
-            ::popen(("'" VOK_PYTHON "' -B '" VOK_NIC_PRODUCTS_SCRIPT "' " + arguments + " 2>&1").c_str(), "r");
+        FILE* const pipe = ::popen(
+            ("'" VOK_PYTHON "' -B '" VOK_NIC_PRODUCTS_SCRIPT "' " + arguments + " 2>&1").c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         output.clear();
         char buffer[512];

@@ -36,6 +36,7 @@
 #include "platform/utils/vokWorkFolders.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
+#include "storage/vokGenericStorageFactory.h"
 
 namespace {
 
@@ -141,6 +142,7 @@ int printInventory() {
     vokdLogConfigWarnings();
     prepareWorkFolders();
     readPlatformTables();
+    vokUseGenericStorageFactory();
     for (const vokModule& module : vokModules) {
         vokResourceManager* const manager = vokFactory().createInstance(module.id);
         if (manager && vokConfig::getInstance()->isResourceEnabled(module.id)) manager->cacheBuild();
@@ -221,6 +223,7 @@ int runAgent(const vokdOptions& options) {
         logEnd(ending);
         return vokdOptions::graceful;
     }
+    vokUseGenericStorageFactory();
     if (!vokJobManager::getInstance()->startResourceManagers()) {
         // Threads are running that can no longer be stopped in order, so nothing that they use is torn
         // down.

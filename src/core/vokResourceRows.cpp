@@ -3,6 +3,7 @@
 #include "events/vokEventTable.h"
 #include "host/HostResourceManager.h"
 #include "nic/NICResourceManager.h"
+#include "storage/SASResourceManager.h"
 
 namespace {
 
@@ -24,11 +25,16 @@ constexpr vokResource rows[] = {
             vokHostEvent,
             [](int id, const std::string&) { HostResourceManager::getInstance()->generateTestEvent(id); }),
     vokResource{STORAGE_CONTROLLERS}
+        .managedBy(instanceOf<SASResourceManager>)
         .inDocument("StorageControllers")
         .withInventory(1, "StorageControllers")
         .withInventory(2, "Drives")
         .withInventory(3, "Volumes")
-        .withInventory(4, "StorageEnclosures"),
+        .withInventory(4, "StorageEnclosures")
+        .withTestEvents(vokStorageEvent,
+                        [](int id, const std::string& location) {
+                            SASResourceManager::generateTestEvent(id, location, false);
+                        }),
     vokResource{ETHERNET_DEVICES}
         .managedBy(instanceOf<NICResourceManager>)
         .inDocument("EthernetDevices")
@@ -48,6 +54,6 @@ constexpr vokResource rows[] = {
 // Set when the library is loaded, in this order, so that every manager exists before the first caller runs.
 // A manager's constructor must therefore not access the host, since the host access may still be replaced.
 vokResourceManager* const HostClassObj = HostResourceManager::getInstance();
-[[maybe_unused]] vokResourceManager* const SASClassObj = nullptr;
+vokResourceManager* const SASClassObj = SASResourceManager::getInstance();
 vokResourceManager* const NICClassObj = NICResourceManager::getInstance();
 [[maybe_unused]] vokResourceManager* const FCClassObj = nullptr;

@@ -177,16 +177,16 @@ TEST_P(EnabledResources, AreShownAsThoseThatRunAndThoseThatThisBuildLacks) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, EnabledResources,
-    testing::Values(
-        RunningResources{"Two", R"(["ethernetdevices", "HostOSInfo"])",
-                         "Resources that run: HostOSInfo, EthernetDevices"},
-        RunningResources{"OneWithoutAManager", R"(["StorageControllers", "HostOSInfo"])",
-                         "Resources that run: HostOSInfo\n"
-                         "Enabled, but not in this build: StorageControllers"},
-        RunningResources{"AllAfterAnUnknownOne", R"(["Bogus", "All"])",
-                         "Resources that run: HostOSInfo, EthernetDevices\n"
-                         "Enabled, but not in this build: FibreChannelDevices, StorageControllers"},
-        RunningResources{"UnknownOnes", R"(["Bogus", "NVMeControllers"])", "Resources that run: none"}),
+    testing::Values(RunningResources{"Two", R"(["ethernetdevices", "HostOSInfo"])",
+                                     "Resources that run: HostOSInfo, EthernetDevices"},
+                    RunningResources{"OneWithoutAManager", R"(["FibreChannelDevices", "HostOSInfo"])",
+                                     "Resources that run: HostOSInfo\n"
+                                     "Enabled, but not in this build: FibreChannelDevices"},
+                    RunningResources{"AllAfterAnUnknownOne", R"(["Bogus", "All"])",
+                                     "Resources that run: HostOSInfo, StorageControllers, EthernetDevices\n"
+                                     "Enabled, but not in this build: FibreChannelDevices"},
+                    RunningResources{"UnknownOnes", R"(["Bogus", "NVMeControllers"])",
+                                     "Resources that run: none"}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(CheckConfig, ChangesNothing) {

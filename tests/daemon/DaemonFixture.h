@@ -25,7 +25,7 @@ protected:
     // quick.
     void configure(const std::string& members = "") const {
         directory.writeFile("/host/etc/config/mev/vok/vok.conf",
-                            R"({"EnableResources": ["StorageControllers"], "LoggingLevel": "Info",
+                            R"({"EnableResources": ["FibreChannelDevices"], "LoggingLevel": "Info",
                                 "EnableDebugLog": "true", "VOKLogLocation": "/scratch/log/vok.log",
                                 "DebugLogLocation": "/scratch/log/debug.log")" +
                                 (members.empty() ? members : ", " + members) + "}");

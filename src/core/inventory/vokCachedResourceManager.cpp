@@ -49,7 +49,7 @@ vokCachedResourceManager::vokCachedResourceManager(const vokManagerTraits& trait
 void vokCachedResourceManager::init() {
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.initText);
     const bool begun = beginRun();
-    if (begun && !hasRecords()) {
+    if (begun && !wasStarted()) {
         prepare();
         startInventory();
     } else if (traits_.activeText) {
@@ -60,7 +60,7 @@ void vokCachedResourceManager::init() {
 
 void vokCachedResourceManager::startInventory() {
     const bool begun = beginRun();  // false within init(), which ends the run itself
-    VOK_LOG_DEBUG(traits_.tag, "Entry startInventory");
+    VOK_LOG_DEBUG(traits_.tag, "%s", traits_.startText);
     if (!isFresh()) runLoop();
     if (begun) endRun();
 }
@@ -71,12 +71,9 @@ bool vokCachedResourceManager::beginRun() {
 
 void vokCachedResourceManager::endRun() {
     tearDown();
+    const std::lock_guard<std::mutex> lock(cmutex);
     active_ = false;
-}
-
-bool vokCachedResourceManager::hasRecords() {
-    const std::lock_guard<std::mutex> lock(mlock);
-    return recordCount() > 0;
+    runEnded.notify_all();
 }
 
 bool vokCachedResourceManager::isFresh() {
@@ -116,7 +113,10 @@ void vokCachedResourceManager::runLoop() {
         if (stop_) return;
         const bool buildWanted = refreshCache.exchange(false);
         betweenWaits(buildWanted);
-        if (buildWanted) cacheBuild();
+        if (buildWanted) {
+            refreshCache = false;  // what was requested meanwhile, this build serves too
+            cacheBuild();
+        }
         lock.lock();
     }
 }
@@ -315,6 +315,11 @@ void vokCachedResourceManager::requestWork() {
 }
 
 // --- default hooks ---
+
+bool vokCachedResourceManager::wasStarted() {
+    const std::lock_guard<std::mutex> lock(mlock);
+    return recordCount() > 0;
+}
 
 void vokCachedResourceManager::prepare() {}
 

@@ -29,7 +29,7 @@ public:
     // raises no event and requests no push.
     void cacheBuild() override;
     void stopResourceManagerJob() override;
-    // One run: prepare(), the loop, tearDown(). Does nothing if the manager has records or is active.
+    // One run: prepare(), the loop, tearDown(). Does nothing if the manager was started or is active.
     void init() override;
     void startInventory() override;
     bool getInventoryJsonObject(std::vector<Json::Value>& out) override;
@@ -60,6 +60,8 @@ protected:
 
     // --- hooks, in the order in which they are called ---
 
+    // True if init() shall not start the manager; no lock is held. Default: it has records.
+    virtual bool wasStarted();
     // At the start of a run; no lock is held.
     virtual void prepare();
     // Seconds between two builds, read once when the loop starts. Default: the configured interval.
@@ -72,7 +74,8 @@ protected:
     // since the last one.
     virtual void onTimeOut(time_t now, long refreshSeconds);
     // Between two waits, before the build if one is wanted; no lock is held. For status polls and the work
-    // that callbacks have deferred. May call cacheBuild() itself.
+    // that callbacks have deferred. May call cacheBuild() itself. A build that it requests is the wanted one,
+    // if there is one.
     virtual void betweenWaits(bool buildWanted);
     // Within a build, with buildLock and mlock held. By default destroyRecords() empties all stores.
     virtual void destroyRecords();
@@ -110,6 +113,8 @@ protected:
     // called from any thread, also within a build. Several requests before betweenWaits() are served by one
     // call of it.
     void requestWork();
+    // True during a run, until its tearDown() has returned; cmutex is held.
+    bool isActive() const { return active_; }
 
     const vokManagerTraits& traits_;
     std::vector<vokRecordStore*> recordStores;  // in the order in which the record members are constructed
@@ -142,6 +147,7 @@ protected:
     std::mutex prevInventoryLock;
     std::mutex cmutex;
     std::condition_variable cond;
+    std::condition_variable runEnded;  // notified at the end of each run; with cmutex
 
 private:
     struct Snapshot {
@@ -153,7 +159,6 @@ private:
     // False if the manager is already active; the caller must then not call endRun().
     bool beginRun();
     void endRun();
-    bool hasRecords();
     bool isFresh();
     void runLoop();
     // After a wait that has timed out; cmutex is held.

@@ -12,9 +12,10 @@ struct vokManagerTraits {
     const char* recordsName = nullptr;  // name of the counted records in isRunning()'s warning
 
     // Common defaults. A null text is not logged.
-    const char* initText = "Entry init()";  // debug line of init()
-    const char* activeText = nullptr;       // debug line when init() finds the manager active
-    const char* recentText =                // debug line when a fresh cache needs no loop
+    const char* initText = "Entry init()";           // debug line of init()
+    const char* activeText = nullptr;                // debug line when init() finds the manager active
+    const char* startText = "Entry startInventory";  // debug line of startInventory()
+    const char* recentText =                         // debug line when a fresh cache needs no loop
         "cache was recently refreshed. skipping the current refresh cycle";
     const char* exitText = "Exiting CacheBuild";  // debug line at the end of a build
     const char* previousCopyText =                // debug line when a reader gets the previous inventory

@@ -19,7 +19,7 @@ TEST(Factory, ReturnsTheEthernetManagerForId3) {
 }
 
 TEST(Factory, ReturnsNullForIdsWithoutAManagerInThisBuild) {
-    for (const int id : {0, 2}) EXPECT_EQ(vokFactory().createInstance(id), nullptr) << id;
+    EXPECT_EQ(vokFactory().createInstance(0), nullptr);
 }
 
 TEST(Factory, ReturnsNullForReservedAndUnknownIds) {

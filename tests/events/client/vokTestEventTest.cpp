@@ -68,12 +68,12 @@ TEST_F(vokTestEventWithAllManagers,
        ManagersAreQueriedInTheOrderOneTwoThreeZeroAndMissingOnesAreNotOperational) {
     openGate();
     generateTestEvent(708);
-    // The managers of the host and of Ethernet have no cache, which takes nine seconds each to establish; the
-    // event has the time after that.
+    // The managers have no cache, which takes nine seconds each to establish, and fifteen that of storage;
+    // the event has the time after that.
     EXPECT_THAT(delivered(),
                 ElementsAre(agentEvent(
                     R"(["HostOSInfo","StorageControllers","EthernetDevices","FibreChannelDevices"])", "[]",
-                    "22:13:38")));
+                    "22:13:53")));
 }
 
 TEST_F(vokTestEventWithHost, AManagerWithACacheIsOperational) {
@@ -81,7 +81,8 @@ TEST_F(vokTestEventWithHost, AManagerWithACacheIsOperational) {
     openGate();
     clock.set(1700000000);
     generateTestEvent(708);
-    EXPECT_EQ(delivered().back(), agentEvent(R"(["HostOSInfo","StorageControllers"])", R"(["HostOSInfo"])"));
+    EXPECT_EQ(delivered().back(),
+              agentEvent(R"(["HostOSInfo","StorageControllers"])", R"(["HostOSInfo"])", "22:13:35"));
 }
 
 TEST_F(vokTestEventTest, HostEventsAreRaisedByTheHostManagerWithoutALocation) {
@@ -113,12 +114,8 @@ TEST_F(vokTestEventTest, BeforeTheFirstPushOnlyNumbersThatPassTheGateAreDelivere
 TEST_F(vokTestEventTest, AnEventOfAMissingManagerIsOneWarningLineAndNothingIsSent) {
     openGate();
     EXPECT_EQ(send("383 0123456789ABCDEF"), "");
-    EXPECT_EQ(send("538"), "");
     EXPECT_EQ(count(log(), "WARNING VOK_SERVER",
                     "Test event 383 belongs to the Fibre Channel manager, which this agent does not have."),
-              1);
-    EXPECT_EQ(count(log(), "WARNING VOK_SERVER",
-                    "Test event 538 belongs to the Storage manager, which this agent does not have."),
               1);
     EXPECT_THAT(delivered(), IsEmpty());
 }
@@ -181,7 +178,8 @@ TEST(vokTestEvent, OnlyTypesWithAManagerCanBeRaised) {
     EXPECT_TRUE(vokTestEventHasRaiser(1));
     EXPECT_TRUE(vokTestEventHasRaiser(2));
     EXPECT_TRUE(vokTestEventHasRaiser(3));
-    for (const int type : {-1, 0, 4, 5, 6, 7, 8, 9}) EXPECT_FALSE(vokTestEventHasRaiser(type)) << type;
+    EXPECT_TRUE(vokTestEventHasRaiser(5));
+    for (const int type : {-1, 0, 4, 6, 7, 8, 9}) EXPECT_FALSE(vokTestEventHasRaiser(type)) << type;
 }
 
 }  // namespace

@@ -1,0 +1,140 @@
+// Whether the storage manager counts as ready and running, and its stop.
+#include <gmock/gmock.h>
+#include <future>
+#include <thread>
+
+#include "storage/StorageManagerFixture.h"
+
+namespace SASResourceManagerStopTest {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+// --- readiness and running ---
+
+TEST_F(StorageManager, LogsItsReadinessInItsOwnWords) {
+    EXPECT_FALSE(manager.isInventoryReady(0));
+    EXPECT_TRUE(hasLogged(host, "INFO SAS_RM: SAS RM cache status 0"));
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.isInventoryReady(0));
+    EXPECT_TRUE(hasLogged(host, "INFO SAS_RM: SAS RM cache status 1"));
+}
+
+TEST_F(StorageManager, IsNotRunningBeforeTheFirstBuildHasEnded) {
+    EXPECT_FALSE(manager.isRunning());
+    for (const char* const pass : {"1", "2", "3"})
+        EXPECT_TRUE(hasLogged(
+            host, std::string("WARNING SAS_RM: _cacheBuildInProgress = 0,ControllerInventory.size() = 0,"
+                              "retryCount = ") +
+                      pass));
+    EXPECT_THAT(clock.pauses(), ElementsAre(5000000, 5000000, 5000000));
+    EXPECT_THAT(calls.take(), IsEmpty()) << "no controller is asked";
+}
+
+TEST_F(StorageManager, IsRunningWithoutControllersOnceAFirstBuildHasEnded) {
+    manager.cacheBuild();
+    EXPECT_TRUE(manager.isRunning());
+    EXPECT_THAT(clock.pauses(), IsEmpty());
+}
+
+TEST_F(StorageManager, IsNotRunningWhenAControllerHasItsEventsDisabled) {
+    ScriptedFactory second;
+    second.calls = &calls;
+    const SASResourceManager::Factories secondRegistration(&second);
+    factory.add();
+    factory.add("0000:5e:00.0").eventsEnabled = false;
+    factory.add("0000:5f:00.0");
+    second.add();
+    manager.cacheBuild();
+    calls.take();
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_THAT(calls.take(), ElementsAre("getControllers 255", "isEventsEnabled", "isEventsEnabled"))
+        << "the first false ends it";
+    const std::string text = "LSI Events are disabled.Hence Storage Controllers is" + std::string(39, ' ') +
+                             "partially functional.";
+    EXPECT_TRUE(hasLogged(host, "INFO SAS_RM: " + text));
+    factory.controllers[1]->eventsEnabled = true;
+    EXPECT_TRUE(manager.isRunning());
+}
+
+// --- stop ---
+
+TEST_F(StorageManager, TheStopReturnsAfterTheFactoriesHaveBeenShutDown) {
+    clock.timedWaitsHold = true;
+    std::atomic<bool> isShutDown{false};
+    factory.onCall = [&](const std::string& call) {
+        if (call != "shutdownFactory") return;
+        EXPECT_TRUE(managerLogged("Resource manager stop in progress."));
+        isShutDown = true;
+    };
+    std::thread thread([this] { manager.init(); });
+    while (!manager.isInventoryReady(0)) std::this_thread::yield();
+    manager.stopResourceManagerJob();
+    EXPECT_TRUE(isShutDown);
+    thread.join();
+    EXPECT_TRUE(managerLogged("Resource manager stop called."));
+    EXPECT_TRUE(managerLogged("Signalled for stop."));
+    EXPECT_TRUE(managerLogged("Resource manager stopped."));
+}
+
+TEST_F(StorageManager, TheStopDoesNotWaitForAManagerThatHasNotBeenEntered) {
+    manager.stopResourceManagerJob();
+    EXPECT_TRUE(managerLogged("Resource manager stopped."));
+    EXPECT_THAT(clock.steadilyWaitedSeconds(), IsEmpty());
+    EXPECT_THAT(calls.take(), IsEmpty());
+    manager.init();
+    EXPECT_THAT(calls.take(), ElementsAre("shutdownFactory")) << "its thread comes later";
+    EXPECT_EQ(builds(), 0);
+}
+
+TEST_F(StorageManager, TheStopDoesNotWaitForAThreadThatHasEnded) {
+    run([](int) { return true; });
+    manager.stopResourceManagerJob();
+    EXPECT_THAT(clock.steadilyWaitedSeconds(), IsEmpty());
+    EXPECT_TRUE(managerLogged("Resource manager stopped."));
+}
+
+TEST_F(StorageManager, TheStopWaitsFiveSecondsForABuildThatHangs) {
+    ScriptedController& controller = factory.add();
+    factory.add("0000:5e:00.0");
+    std::promise<void> hangs;
+    std::promise<void> answers;
+    controller.onCall = [&](const std::string& call) {
+        if (call != "discoverInventory") return;
+        hangs.set_value();
+        answers.get_future().wait();
+    };
+    std::thread thread([this] { manager.init(); });
+    hangs.get_future().wait();
+    std::thread time([this] {
+        clock.waitForSteadyWaits(1);
+        clock.advanceSteady(5);
+    });
+    manager.stopResourceManagerJob();
+    time.join();
+    EXPECT_THAT(clock.steadilyWaitedSeconds(), ElementsAre(5));
+    EXPECT_TRUE(hasLogged(host, "WARNING SAS_RM: Wait for resource manager stop completed with 110."));
+    EXPECT_FALSE(managerLogged("Resource manager stopped."));
+    calls.take();
+    answers.set_value();
+    thread.join();
+    const std::vector<std::string> after = calls.take();
+    EXPECT_THAT(after, Not(Contains("discoverInventory"))) << "the next controller is not asked any more";
+    EXPECT_THAT(after, Contains("shutdownFactory"));
+}
+
+TEST_F(StorageManager, AStopDuringAPollAsksNoFurtherController) {
+    ScriptedController& first = factory.add();
+    factory.add("0000:5e:00.0");
+    first.onCall = [this](const std::string& call) {
+        if (call == "poll") std::thread([this] { manager.stopResourceManagerJob(); }).join();
+    };
+    manager.pollDevices();
+    EXPECT_THAT(calls.take(), ElementsAre("factory poll", "getControllers 255", "poll"));
+}
+
+}  // namespace
+}  // namespace SASResourceManagerStopTest

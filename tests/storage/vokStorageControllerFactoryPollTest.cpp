@@ -1,0 +1,75 @@
+// How the factory notices that a SCSI host or device has come or gone.
+#include <gtest/gtest.h>
+#include <chrono>
+#include <filesystem>
+
+#include "storage/StorageFixture.h"
+#include "storage/vokStorageControllerFactory.h"
+
+namespace vokStorageControllerFactoryPollTest {
+namespace {
+
+namespace fs = std::filesystem;
+
+class StorageFactoryPoll : public StorageFixture {
+protected:
+    StorageFactoryPoll() {
+        for (const char* const each : {hosts, devices}) {
+            fs::create_directories(host.path(each));
+            setTime(each, 1000);
+        }
+    }
+    void setTime(const char* directory, int seconds) const {
+        fs::last_write_time(host.path(directory), fs::file_time_type(std::chrono::seconds(seconds)));
+    }
+
+    bool factoryLogged(const std::string& line) const { return hasLogged(host, "DEBUG STOR_FACT: " + line); }
+    long rebuildRequests() const { return countLogged(host, "DEBUG SAS_RM: Invalidating inventory cache."); }
+
+    vokStorageControllerFactory& factory = *vokStorageControllerFactory::getInstance();
+    static constexpr char hosts[] = "/sys/class/scsi_host";
+    static constexpr char devices[] = "/sys/class/scsi_device";
+};
+
+TEST_F(StorageFactoryPoll, TheFirstLookRequestsNothing) {
+    factory.poll();
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 0);
+}
+
+TEST_F(StorageFactoryPoll, AChangeOfEitherDirectoryRequestsABuildOnce) {
+    factory.poll();
+    setTime(hosts, 2000);
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 1);
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 1);
+    setTime(devices, 2000);
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 2);
+    setTime(hosts, 3000);
+    setTime(devices, 3000);
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 3) << "once for both";
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 3);
+    EXPECT_EQ(countLogged(host, "DEBUG STOR_FACT: Detected change in SCSI hosts/devices."), 3);
+}
+
+TEST_F(StorageFactoryPoll, ADirectoryThatCantBeReadIsNoChange) {
+    factory.poll();
+    fs::rename(host.path(hosts), host.path("/sys/class/other"));
+    factory.poll();
+    EXPECT_TRUE(factoryLogged("lstat(scsi_host) completed with -1 (2)."));
+    fs::rename(host.path(devices), host.path("/sys/class/another"));
+    factory.poll();
+    EXPECT_TRUE(factoryLogged("lstat(scsi_device) completed with -1 (2)."));
+    EXPECT_EQ(rebuildRequests(), 0);
+    setTime("/sys/class/other", 2000);
+    fs::rename(host.path("/sys/class/other"), host.path(hosts));
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 1) << "compared with the last that could be read";
+}
+
+}  // namespace
+}  // namespace vokStorageControllerFactoryPollTest

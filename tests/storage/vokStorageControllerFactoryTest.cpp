@@ -65,6 +65,7 @@ class StorageFactory : public StorageFixture {
 protected:
     StorageFactory() {
         claims = &ownClaims;
+        Classes::_registryList().clear();  // of the library's own classes
         Classes({"ScriptedController", claimScripted, refreshScripted});
     }
     ~StorageFactory() override {
@@ -482,6 +483,7 @@ TEST_F(StorageFactory, ThousandsOfWalksAndRemovalsWithAThreadThatHoldsController
             for (const auto& controller : known()) EXPECT_EQ(controller->getPciLocation(), "0000:3b:00.0");
             const auto found = factory.FindExistingController(chipset, board, "0000:3b:00.0", "");
             EXPECT_TRUE(!found || found->getChipsetID() == chipset);
+            std::this_thread::yield();
         }
     });
     for (int turn = 0; turn < turns; ++turn) {

@@ -20,6 +20,7 @@
 #include "daemon/vokdClockCheck.h"
 #include "daemon/vokdConfigReport.h"
 #include "daemon/vokdCrashTrace.h"
+#include "daemon/vokdDiskProbe.h"
 #include "daemon/vokdHugePages.h"
 #include "daemon/vokdInstanceLock.h"
 #include "daemon/vokdLogLimits.h"
@@ -159,6 +160,14 @@ int printInventory() {
     return vokdOptions::graceful;
 }
 
+// A command that hangs can't be left in order, and nothing is held that has to be released: a signal ends the
+// program.
+int probeDisk(const std::string& node) {
+    vokdEndAtSignal(vokdOptions::interrupted);
+    const int status = vokdProbeDisk(node, std::cout, std::cerr);
+    return std::cout.flush() ? status : vokdOptions::reportOutputFailure();
+}
+
 void captureCrashesIfEnabled() {
     if (!vokConfig::getInstance()->isUnhandledExceptionStackCaptureEnabled()) return;
     const std::string directory = vokHostAccess().path(Logging::Logger::linkDirectory);
@@ -258,7 +267,9 @@ int main(int argc, char** argv) {
 
     ::umask(0077);
     if (!options.hostRoot.empty() && !useHostRoot(options.hostRoot)) return vokdOptions::noHostRoot;
-    if (options.action != vokdOptions::Action::checkConfig) warnIfNotRoot(options);
+    const bool isAgent = options.action != vokdOptions::Action::checkConfig &&
+                         options.action != vokdOptions::Action::probeDisk;
+    if (isAgent) warnIfNotRoot(options);
     switch (options.action) {
         case vokdOptions::Action::checkConfig:
             return checkConfig();
@@ -266,6 +277,8 @@ int main(int argc, char** argv) {
             return runReport(printInventory);
         case vokdOptions::Action::showPlatform:
             return runReport(showPlatform);
+        case vokdOptions::Action::probeDisk:
+            return probeDisk(options.disk);
         case vokdOptions::Action::run:
             return runAgent(options);
     }

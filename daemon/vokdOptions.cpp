@@ -27,6 +27,9 @@ Exit status:
   7    --check-config: no usable file; the built-in settings are used
   8    standard output can't be written
   9    a report was ended by SIGTERM or SIGINT before it was printed
+  10   --probe-disk: the node is missing or can't be opened
+  11   --probe-disk: not a SCSI generic node, nor the block device of one
+  12   --probe-disk: no permission: it needs root, or CAP_SYS_RAWIO
   245  the directory of the debug log can't be created
   246  the directory of the agent log can't be created
 
@@ -66,11 +69,21 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
                                      "Build one inventory and print the document;\n"
                                      "nothing is sent")
                             ->excludes(check);
-    app.add_flag("--show-platform", showPlatform,
-                 "Print the platform, and location and manufacturer\n"
-                 "of each PCI function; nothing is sent")
+    auto* const show = app.add_flag("--show-platform", showPlatform,
+                                    "Print the platform, and location and manufacturer\n"
+                                    "of each PCI function; nothing is sent")
+                           ->excludes(check)
+                           ->excludes(print);
+    app.add_option("--probe-disk", disk,
+                   "Ask one disk everything that the agent can ask,\n"
+                   "and print the answers; also while vokd runs")
+        ->type_name("NODE")
+        ->check([](const std::string& text) {
+            return text.empty() || text.front() != '/' ? "an absolute path such as /dev/sg3 is required" : "";
+        })
         ->excludes(check)
-        ->excludes(print);
+        ->excludes(print)
+        ->excludes(show);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -81,5 +94,6 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
     if (checkConfig) action = Action::checkConfig;
     if (printInventory) action = Action::printInventory;
     if (showPlatform) action = Action::showPlatform;
+    if (!disk.empty()) action = Action::probeDisk;
     return true;
 }

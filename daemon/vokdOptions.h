@@ -4,10 +4,11 @@
 #include <string>
 
 struct vokdOptions {
-    enum class Action { run, checkConfig, printInventory, showPlatform };
+    enum class Action { run, checkConfig, printInventory, showPlatform, probeDisk };
 
     Action action = Action::run;
     std::string hostRoot;  // empty: the machine that it runs on
+    std::string disk;      // of probeDisk: an absolute path
 
     // Exit statuses. Each other than 0 is explained by a line on standard error or by the report. The library
     // adds 246 and 245, if a log directory can't be created.
@@ -22,6 +23,9 @@ struct vokdOptions {
         configUnusable = 7,  // --check-config: no usable file, the built-in settings are used
         outputFailed = 8,    // standard output could not be written
         interrupted = 9,     // a report was ended by a signal before it was printed
+        noDisk = 10,         // --probe-disk: the node is missing, or can't be opened
+        notADisk = 11,       // --probe-disk: not a SCSI generic node, nor the block device of one
+        diskRefused = 12,    // --probe-disk: no permission to use the node
     };
 
     // Reads the command line. True to continue; false to end with `exitStatus`, after all messages are

@@ -41,6 +41,17 @@ void stopStarting(int number) {
     vokHostAccess().requestStop();
 }
 
+volatile sig_atomic_t statusAtSignal;
+
+void endInterrupted(int number) {
+    constexpr char terminated[] = "vokd: interrupted by SIGTERM\n";
+    constexpr char interrupted[] = "vokd: interrupted by SIGINT\n";
+    [[maybe_unused]] const ssize_t written =
+        number == SIGTERM ? ::write(STDERR_FILENO, terminated, sizeof(terminated) - 1)
+                          : ::write(STDERR_FILENO, interrupted, sizeof(interrupted) - 1);
+    ::_exit(statusAtSignal);
+}
+
 struct AwaitedSignal {
     int number;
     const char* name;
@@ -64,6 +75,17 @@ sigset_t setOfAwaited(bool onlyEnding) {
     for (const auto& each : awaitedSignals)
         if (each.ends || !onlyEnding) sigaddset(&set, each.number);
     return set;
+}
+
+// SIGTERM and SIGINT call `handler` on this thread.
+void handleEnding(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGTERM, &action, nullptr);
+    ::sigaction(SIGINT, &action, nullptr);
+    const sigset_t set = setOfAwaited(true);
+    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 }  // namespace
@@ -91,13 +113,7 @@ void vokdHoldSignals() {
 
 vokdSignalsDuringStart::vokdSignalsDuringStart() {
     vokHostAccess();  // exists from here on: its first use in a handler would not be async-signal-safe
-    struct sigaction action {};
-    action.sa_handler = stopStarting;
-    action.sa_flags = SA_RESTART;
-    ::sigaction(SIGTERM, &action, nullptr);
-    ::sigaction(SIGINT, &action, nullptr);
-    const sigset_t set = setOfAwaited(true);
-    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    handleEnding(stopStarting);
 }
 
 vokdSignalsDuringStart::~vokdSignalsDuringStart() {
@@ -115,14 +131,13 @@ int vokdWaitForSignal(int seconds) {
     return number > 0 ? number : 0;
 }
 
+void vokdEndAtSignal(int exitStatus) {
+    statusAtSignal = exitStatus;
+    handleEnding(endInterrupted);
+}
+
 void vokdEndAtNextSignal(int exitStatus) {
     statusAtNextSignal = exitStatus;
     stopBegun = monotonicSeconds();
-    struct sigaction action {};
-    action.sa_handler = endImmediately;
-    action.sa_flags = SA_RESTART;
-    const sigset_t set = setOfAwaited(true);
-    ::sigaction(SIGTERM, &action, nullptr);
-    ::sigaction(SIGINT, &action, nullptr);
-    ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    handleEnding(endImmediately);
 }

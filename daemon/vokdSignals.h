@@ -19,6 +19,10 @@ public:
 // The number of the signal that ended the start, or 0.
 int vokdSignalDuringStart();
 
+// From here on SIGTERM or SIGINT ends the process at once with `exitStatus`, after the line "vokd:
+// interrupted by SIGTERM" on standard error.
+void vokdEndAtSignal(int exitStatus);
+
 // Waits for a signal, at most `seconds` of the host: SIGTERM or SIGINT, which end the agent; SIGHUP; or one
 // that must not end it (SIGUSR1, SIGUSR2, SIGALRM). Returns the signal's number, or 0 on time-out.
 int vokdWaitForSignal(int seconds);

@@ -24,11 +24,11 @@ TEST(CommandLine, VersionIsOneLine) {
 TEST(CommandLine, HelpNamesEveryOptionAndEveryExitStatus) {
     const Ran ran = vokd({"--help"});
     EXPECT_EQ(ran.status, 0);
-    for (const char* option :
-         {"--help", "--version", "--host-root DIR", "--check-config", "--print-inventory"})
+    for (const char* option : {"--help", "--version", "--host-root DIR", "--check-config",
+                               "--print-inventory", "--probe-disk NODE"})
         EXPECT_NE(ran.output.find(option), std::string::npos) << option;
     for (const char* status : {"\n  0 ", "\n  1 ", "\n  2 ", "\n  3 ", "\n  4 ", "\n  5 ", "\n  6 ", "\n  7 ",
-                               "\n  8 ", "\n  245 ", "\n  246 "})
+                               "\n  8 ", "\n  9 ", "\n  10 ", "\n  11 ", "\n  12 ", "\n  245 ", "\n  246 "})
         EXPECT_NE(ran.output.find(status), std::string::npos) << status;
 }
 
@@ -46,6 +46,12 @@ TEST(CommandLine, AnInvalidCommandLineEndsWithTwoAndStartsNothing) {
              {"--host-root"},
              {"--host-root", ""},
              {"--check-config", "--print-inventory"},
+             {"--probe-disk"},
+             {"--probe-disk", ""},
+             {"--probe-disk", "dev/sg3"},
+             {"--probe-disk", "/dev/sg3", "--check-config"},
+             {"--probe-disk", "/dev/sg3", "--print-inventory"},
+             {"--probe-disk", "/dev/sg3", "--show-platform"},
          }) {
         const Ran ran = vokd(options);
         EXPECT_EQ(ran.status, 2) << options[0];

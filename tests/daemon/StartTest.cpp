@@ -104,6 +104,8 @@ TEST_F(Start, WithoutTheRightsOfRootWhatWillNotWorkIsNamed) {
     EXPECT_EQ(occurrences(platform.output, notRoot), 1) << platform.output;
     EXPECT_EQ(occurrences(runWithoutRights({VOKD_PROGRAM, "--check-config"}).output, "not running as root"),
               0);
+    EXPECT_EQ(runWithoutRights({VOKD_PROGRAM, "--probe-disk", "/dev/null"}).output,
+              "vokd: /dev/null is not a SCSI generic node (/dev/sgN)\n");
 }
 
 TEST_F(Start, AHostRootNeedsNoRights) {

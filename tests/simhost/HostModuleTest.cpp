@@ -17,9 +17,9 @@ TEST_F(HostModules, AddTheirKeyTheirControlCommandAndTheirNamespace) {
     EXPECT_EQ(runProgram({root() + "/bin/localcli", "test", "disk", "get"}).output, "   Vendor: ACME\n");
     EXPECT_THAT(runProgram({root() + "/bin/localcli", "--help"}).output,
                 HasSubstr("   localcli test disk get\n"));
-    EXPECT_THAT(hostControl({"help"}), HasSubstr("  test-disk pull|plug\n"));
+    EXPECT_THAT(hostControl({"help"}), HasSubstr("  test-disk pull|plug|hang\n"));
     EXPECT_THAT(runProgram({VOK_TESTHOST_PROGRAM, "control", "--help"}).output,
-                HasSubstr("  test-disk pull|plug\n"));
+                HasSubstr("  test-disk pull|plug|hang\n"));
     EXPECT_EQ(hostState()["testDisk"]["open"].asInt(), 0);
     EXPECT_THAT(hostControl({"test-disk", "pull"}), HasSubstr("ok"));
 }

@@ -50,9 +50,12 @@ public:
           vendor_(part.vendor),
           content_(static_cast<std::size_t>(part.blocks * blockSize), '\0') {}
 
+    void hangFromNowOn() { hangs_ = true; }
+
 private:
     void execute(const ScsiRequest& request, const Finish& finish) override {
         const std::string& command = request.command;
+        if (hangs_) return;
         switch (static_cast<std::uint8_t>(command[0])) {
             case inquiry:
                 return finish(ScsiReply::good(request, std::string(8, '\0') + vendor_));
@@ -103,6 +106,7 @@ private:
     std::string vendor_;
     std::string content_;
     std::uint32_t kept_ = 0;
+    bool hangs_ = false;
 };
 
 class TestState : public ModuleState {
@@ -132,13 +136,17 @@ private:
 };
 
 void diskCommand(SimulatedHost& host, Words& words) {
-    const std::string how = words.next("pull or plug");
+    const std::string how = words.next("pull, plug or hang");
     words.end();
-    if (how != "pull" && how != "plug") throw UsageError("test-disk: \"" + how + "\" is none of pull, plug");
+    TestDisk& disk = host.state<TestState>().disk();
     if (how == "pull")
-        host.state<TestState>().disk().pullOut();
+        disk.pullOut();
+    else if (how == "plug")
+        disk.node().setPresent(true);
+    else if (how == "hang")
+        disk.hangFromNowOn();
     else
-        host.state<TestState>().disk().node().setPresent(true);
+        throw UsageError("test-disk: \"" + how + "\" is none of pull, plug, hang");
 }
 
 void eventCommand(SimulatedHost& host, Words& words) {
@@ -148,7 +156,7 @@ void eventCommand(SimulatedHost& host, Words& words) {
 }
 
 constexpr ControlCommand commands[] = {
-    {"test-disk", "  test-disk pull|plug\n", diskCommand},
+    {"test-disk", "  test-disk pull|plug|hang\n", diskCommand},
     {"test-event", "  test-event TEXT\n", eventCommand},
 };
 

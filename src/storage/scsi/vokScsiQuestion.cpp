@@ -11,6 +11,8 @@
 
 namespace {
 
+thread_local vokScsiOutcome lastOutcome;
+
 constexpr unsigned driverSense = 0x08;     // DRIVER_SENSE
 constexpr unsigned checkCondition = 0x02;  // SAM-5
 
@@ -27,6 +29,14 @@ int codeOfSense(const vokScsiReply& reply) {
 }
 
 }  // namespace
+
+const vokScsiOutcome& vokLastScsiOutcome() {
+    return lastOutcome;
+}
+
+void vokClearScsiOutcome() {
+    lastOutcome = {};
+}
 
 int vokJudgeScsiReply(const vokScsiReply& reply, std::size_t& received, const char* function) {
     received = 0;
@@ -49,6 +59,8 @@ int vokJudgeScsiReply(const vokScsiReply& reply, std::size_t& received, const ch
 
 bool vokIsScsiReplyLongEnough(const vokScsiQuestion& question, std::size_t received, std::size_t minimum) {
     if (received >= minimum) return true;
+    lastOutcome.code = VOK_SCSI_REPLY_TOO_SHORT;
+    lastOutcome.needed = minimum;
     if (minimum == 1)
         VOK_LOG_DEBUG("SCSI_INFO", "IOCTL for %s returned no data.", question.name);
     else
@@ -66,8 +78,9 @@ vokScsiAnswer vokAskDisk(int descriptor, const vokScsiQuestion& question, unsign
 
     vokScsiAnswer answer;
     answer.status = reply.status;
+    lastOutcome = {0, 0, reply};
     if (!reply.wasSent()) {
-        answer.code = VOK_SCSI_IOCTL_FAILED;
+        lastOutcome.code = answer.code = VOK_SCSI_IOCTL_FAILED;
         if (question.requestText)
             VOK_LOG_DEBUG("SCSI_INFO", "%s failed. (%d, %d)", question.requestText, reply.result,
                           reply.error);
@@ -76,7 +89,7 @@ vokScsiAnswer vokAskDisk(int descriptor, const vokScsiQuestion& question, unsign
                           reply.error);
         return answer;
     }
-    answer.code = vokJudgeScsiReply(reply, answer.received, question.function);
+    lastOutcome.code = answer.code = vokJudgeScsiReply(reply, answer.received, question.function);
     if (answer.code < 0) {
         if (question.commandText)
             VOK_LOG_DEBUG("SCSI_INFO", "%s failed.", question.commandText);

@@ -52,6 +52,16 @@ vokScsiAnswer vokAskDisk(int descriptor, const vokScsiQuestion& question, unsign
 // Whether `received` bytes are enough; logs it if they are not.
 bool vokIsScsiReplyLongEnough(const vokScsiQuestion& question, std::size_t received, std::size_t minimum);
 
+// How the last question of this thread ended, for a program that shows it: the functions of scsi_info.h
+// return less than the driver reported, or only null. Kept like errno, and cleared by vokClearScsiOutcome().
+struct vokScsiOutcome {
+    int code = 0;            // 0 also if the reply was not what the function wanted, or nothing was asked
+    std::size_t needed = 0;  // with VOK_SCSI_REPLY_TOO_SHORT: the bytes that the reading needs
+    vokScsiReply reply = {};
+};
+const vokScsiOutcome& vokLastScsiOutcome();
+void vokClearScsiOutcome();
+
 // The steps of process_scsi_completion() after the header has been read.
 int vokJudgeScsiReply(const vokScsiReply& reply, std::size_t& received, const char* function);
 

@@ -19,6 +19,8 @@ struct HostPaths {
     std::string locationViolations() const { return run() + "/physloc-violations.log"; }
     std::string bootId() const { return run() + "/boot-id"; }
     std::string commandLog() const { return run() + "/commands.log"; }
+    // On a live host a link to the machine's own directory of device nodes.
+    std::string machineDevices() const { return run() + "/machine-dev"; }
     std::string ipmiDevice() const { return root + "/dev/ipmi0"; }
     std::string summaryLog() const { return root + "/var/log/vmksummary.log"; }
 };

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "common/Files.h"
+#include "common/HostPaths.h"
 #include "host/LayoutFiles.h"
 #include "modules/Modules.h"
 #include "platform/access/vokShell.h"
@@ -55,7 +56,8 @@ void writeStandIns(const std::string& root, const std::string& client) {
 // What links out of the root may lead to the machine itself, so a link goes before anything is made or
 // removed below its name.
 void removeLinks(const std::string& root) {
-    if (fs::is_symlink(root + "/sys")) fs::remove(root + "/sys");
+    for (const std::string& link : {root + "/sys", HostPaths(root).machineDevices()})
+        if (fs::is_symlink(link)) fs::remove(link);
     if (!fs::exists(root + "/dev")) return;
     for (const auto& node : fs::directory_iterator(root + "/dev"))
         if (node.is_symlink()) fs::remove(node.path());
@@ -87,6 +89,8 @@ void layOutHost(const std::string& root, const HostDescription& host, const Layo
     writeConfiguration(root, host, sources.configuration);
     layOutFile(root + "/proc/devices", deviceNumbers);
     if (!sources.sysDirectory.empty()) linkSys(root, sources.sysDirectory);
+    if (!sources.deviceDirectory.empty())
+        writeLink(sources.deviceDirectory, HostPaths(root).machineDevices());
     for (const HostModule* module : hostModules()) module->layOut(root, host, sources);
     for (const auto& [file, content] : host.files) layOutFile(root + file, content);
 }

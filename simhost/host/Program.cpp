@@ -67,6 +67,7 @@ LayoutSources layoutSources(const RunOptions& options, const LiveMachine* live) 
     sources.commandClient = existing(siblingProgram("vok-simcmd"), "the client of the stand-ins");
     if (options.configuration) sources.configuration = readFile(*options.configuration);
     if (live) sources.sysDirectory = live->sysDirectory();
+    if (live) sources.deviceDirectory = live->deviceDirectory();
     if (options.settings.machinesIpmi) sources.ipmiDevice = live->ipmiDevice();
     return sources;
 }

@@ -14,6 +14,7 @@
 #include <limits>
 #include <memory>
 
+#include "common/HostPaths.h"
 #include "common/SimulatedClock.h"
 #include "common/UnixSocket.h"
 #include "devices/OpenFault.h"
@@ -62,6 +63,14 @@ std::unique_ptr<AddressEntry> addressEntry(const HostAddress& told, int index) {
     return made;
 }
 
+// "sg3", and the block device "sdb", which stands for its generic node.
+bool isDisk(const std::string& name) {
+    const bool isGeneric = name.compare(0, 2, "sg") == 0;
+    const char* const rest = isGeneric ? "0123456789" : "abcdefghijklmnopqrstuvwxyz";
+    return name.size() > 2 && (isGeneric || name.compare(0, 2, "sd") == 0) &&
+           name.find_first_not_of(rest, 2) == std::string::npos;
+}
+
 template <std::size_t Size, std::size_t Room>
 void copyField(char (&to)[Room], const char (&from)[Size]) {
     const std::size_t length = std::min(::strnlen(from, Size), Room - 1);
@@ -70,6 +79,20 @@ void copyField(char (&to)[Room], const char (&from)[Size]) {
 }
 
 }  // namespace
+
+LiveHostAccess::LiveHostAccess(const std::string& root) : vokRootedHostAccess(root) {
+    const std::string link = HostPaths(this->root()).machineDevices();
+    struct stat status {};
+    if (::lstat(link.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) machineDevices_ = link;
+}
+
+std::string LiveHostAccess::path(const std::string& absolute) const {
+    constexpr char nodes[] = "/dev/";
+    constexpr std::size_t start = sizeof(nodes) - 1;
+    if (!machineDevices_.empty() && absolute.compare(0, start, nodes) == 0 && isDisk(absolute.substr(start)))
+        return machineDevices_ + "/" + absolute.substr(start);
+    return vokRootedHostAccess::path(absolute);
+}
 
 SimulatedHostAccess::SimulatedHostAccess(const std::string& root, HostState state)
     : LiveHostAccess(root), state_(std::move(state)), waiters_(state_) {}

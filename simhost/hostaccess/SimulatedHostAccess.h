@@ -12,16 +12,19 @@
 namespace simhost {
 
 // A host whose device nodes may be sockets of vok-simhost. All else is what the kernel tells: alone it is the
-// access to the machine itself.
+// access to the machine itself, whose SCSI generic nodes are those of the host, whenever a disk comes or
+// goes.
 class LiveHostAccess : public vokRootedHostAccess {
 public:
-    using vokRootedHostAccess::vokRootedHostAccess;
+    explicit LiveHostAccess(const std::string& root);
 
+    std::string path(const std::string& absolute) const override;
     int openDevice(const std::string& hostPath, int flags) override;
     int ioctlDevice(int descriptor, unsigned long request, void* argument) override;
     int closeDevice(int descriptor) override;
 
 private:
+    std::string machineDevices_;  // a link to the machine's /dev; empty on a described host
     OpenDevices devices_;
 };
 

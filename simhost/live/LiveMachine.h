@@ -30,6 +30,8 @@ public:
     std::string bootId() const { return readers_.files.line("/proc/sys/kernel/random/boot_id"); }
     // The machine's sysfs.
     std::string sysDirectory() const { return readers_.files.place("/sys"); }
+    // The machine's device nodes.
+    std::string deviceDirectory() const { return readers_.files.place("/dev"); }
     // The node of the machine's own OpenIPMI driver. Throws std::runtime_error with a sentence when there is
     // none or it can't be used.
     std::string ipmiDevice() const;

@@ -83,7 +83,7 @@ Answer blocks(unsigned long long count) {
     // Both are what a reader of sysfs returns without the file.
     if (count == 0 || count == ULLONG_MAX) return notThere();
     return {true,
-            vokdFormatted("%llu blocks of 512 bytes (%.1f GB)", count, static_cast<double>(count) * 512e-9)};
+            vokdFormatted("%llu blocks of 512 bytes (%.3f GB)", count, static_cast<double>(count) * 512e-9)};
 }
 
 // --- sysfs ---

@@ -132,69 +132,69 @@ TEST_F(DiskProbe, OfASasDiskShowsEveryQuestionAndItsAnswer) {
     EXPECT_EQ(said, "");
     const std::string refused =
         "- VOK_SCSI_ILLEGAL_REQUEST: sense key 5h (ILLEGAL REQUEST), ASC/ASCQ 20h/00h\n";
-    EXPECT_EQ(
-        printed,
-        "Node     /dev/sg3\n"
-        "Entry    /sys/class/scsi_device/2:0:1:0, block device sdb\n"
-        "Adapter  host2, driver mpt3sas\n"
-        "\n"
-        "SYSFS\n"
-        "  Device type                      type                0: direct-access block device\n"
-        "  Direct-access block device       type                yes\n"
-        "  Vendor                           vendor              SEAGATE\n"
-        "  Model                            model               ST1200MM0099\n"
-        "  Revision                         rev                 ST31\n"
-        "  State                            state               running\n"
-        "  SCSI generic node                scsi_generic        sg3\n"
-        "  Serial number                    vpd_pg80            WFK0AB1C\n"
-        "  Serial number                    inquiry             - not there\n"
-        "  Durable name                     vpd_pg83            ABABABABABABABABABABABABABABABAB\n"
-        "  Size                             block/*/size        2344225968 blocks of 512 bytes (1200.2 GB)\n"
-        "  Size, by the path of the device  /sys/devices        - not there\n"
-        "\n"
-        "SCSI\n"
-        "  Device type                      INQUIRY             0: direct-access block device\n"
-        "  Vendor                           INQUIRY             SEAGATE\n"
-        "  Product                          INQUIRY             ST1200MM0099\n"
-        "  Revision                         INQUIRY             ST31WFK0AB1C\n"
-        "  Serial number                    INQUIRY             WFK0AB1C\n"
-        "  Serial number                    VPD page 80h        WFK0AB1C\n"
-        "  Solid state                      VPD page B1h        no\n"
-        "  Rotation rate                    VPD page B1h        10000 per minute\n"
-        "  Rotation rate, bytes exchanged   mode page 04h       2328h\n"
-        "  Transport protocol               mode page 19h       6: SAS\n"
-        "  Byte 11h in the page             mode page 1Ch       yes\n"
-        "  Last block address               READ CAPACITY       block 2344225967\n"
-        "  Grown defects, short block       READ DEFECT DATA 0  3\n"
-        "  Grown defects, from index        READ DEFECT DATA 4  2\n"
-        "  Grown defects, sector            READ DEFECT DATA 5  0\n"
-        "  Grown defects, vendor's format   READ DEFECT DATA 6  " +
-            refused +
-            "  Temperature                      log page 0Dh        31 degrees Celsius\n"
-            "  Reference temperature            log page 0Dh        65 degrees Celsius\n"
-            "  Worn                             log page 11h        " +
-            refused +
-            "  Time with power                  log page 15h        2000 h\n"
-            "  Informational exception          log page 2Fh        5D10h: ASC 5Dh, ASCQ 10h\n"
-            "  Most recent temperature          log page 2Fh        32 degrees Celsius\n"
-            "\n"
-            "ATA\n"
-            "  Model                            IDENTIFY DEVICE     " +
-            refused + "  Serial number                    IDENTIFY DEVICE     " + refused +
-            "  Firmware revision                IDENTIFY DEVICE     " + refused +
-            "  Rotation rate                    IDENTIFY DEVICE     " + refused +
-            "  List of pages                    log 04h, page 0     " + refused +
-            "  General statistics               log 04h, page 1     " + refused +
-            "  Time with power                  log 04h, page 1     " + refused +
-            "  Temperature                      log 04h, page 5     " + refused +
-            "  Maximum operating temperature    log 04h, page 5     " + refused +
-            "  Solid-state statistics           log 04h, page 7     " + refused +
-            "  Worn                             log 04h, page 7     " + refused +
-            "  Index of the error log           log 03h             " + refused +
-            "  Vendor's log                     log D0h             " + refused +
-            "  SCT status                       SMART log E0h       " + refused +
-            "\n"
-            "30 of 48 questions were answered.\n");
+    EXPECT_EQ(printed,
+              "Node     /dev/sg3\n"
+              "Entry    /sys/class/scsi_device/2:0:1:0, block device sdb\n"
+              "Adapter  host2, driver mpt3sas\n"
+              "\n"
+              "SYSFS\n"
+              "  Device type                      type                0: direct-access block device\n"
+              "  Direct-access block device       type                yes\n"
+              "  Vendor                           vendor              SEAGATE\n"
+              "  Model                            model               ST1200MM0099\n"
+              "  Revision                         rev                 ST31\n"
+              "  State                            state               running\n"
+              "  SCSI generic node                scsi_generic        sg3\n"
+              "  Serial number                    vpd_pg80            WFK0AB1C\n"
+              "  Serial number                    inquiry             - not there\n"
+              "  Durable name                     vpd_pg83            ABABABABABABABABABABABABABABABAB\n"
+              "  Size                             block/*/size        2344225968 blocks of 512 bytes "
+              "(1200.244 GB)\n"
+              "  Size, by the path of the device  /sys/devices        - not there\n"
+              "\n"
+              "SCSI\n"
+              "  Device type                      INQUIRY             0: direct-access block device\n"
+              "  Vendor                           INQUIRY             SEAGATE\n"
+              "  Product                          INQUIRY             ST1200MM0099\n"
+              "  Revision                         INQUIRY             ST31WFK0AB1C\n"
+              "  Serial number                    INQUIRY             WFK0AB1C\n"
+              "  Serial number                    VPD page 80h        WFK0AB1C\n"
+              "  Solid state                      VPD page B1h        no\n"
+              "  Rotation rate                    VPD page B1h        10000 per minute\n"
+              "  Rotation rate, bytes exchanged   mode page 04h       2328h\n"
+              "  Transport protocol               mode page 19h       6: SAS\n"
+              "  Byte 11h in the page             mode page 1Ch       yes\n"
+              "  Last block address               READ CAPACITY       block 2344225967\n"
+              "  Grown defects, short block       READ DEFECT DATA 0  3\n"
+              "  Grown defects, from index        READ DEFECT DATA 4  2\n"
+              "  Grown defects, sector            READ DEFECT DATA 5  0\n"
+              "  Grown defects, vendor's format   READ DEFECT DATA 6  " +
+                  refused +
+                  "  Temperature                      log page 0Dh        31 degrees Celsius\n"
+                  "  Reference temperature            log page 0Dh        65 degrees Celsius\n"
+                  "  Worn                             log page 11h        " +
+                  refused +
+                  "  Time with power                  log page 15h        2000 h\n"
+                  "  Informational exception          log page 2Fh        5D10h: ASC 5Dh, ASCQ 10h\n"
+                  "  Most recent temperature          log page 2Fh        32 degrees Celsius\n"
+                  "\n"
+                  "ATA\n"
+                  "  Model                            IDENTIFY DEVICE     " +
+                  refused + "  Serial number                    IDENTIFY DEVICE     " + refused +
+                  "  Firmware revision                IDENTIFY DEVICE     " + refused +
+                  "  Rotation rate                    IDENTIFY DEVICE     " + refused +
+                  "  List of pages                    log 04h, page 0     " + refused +
+                  "  General statistics               log 04h, page 1     " + refused +
+                  "  Time with power                  log 04h, page 1     " + refused +
+                  "  Temperature                      log 04h, page 5     " + refused +
+                  "  Maximum operating temperature    log 04h, page 5     " + refused +
+                  "  Solid-state statistics           log 04h, page 7     " + refused +
+                  "  Worn                             log 04h, page 7     " + refused +
+                  "  Index of the error log           log 03h             " + refused +
+                  "  Vendor's log                     log D0h             " + refused +
+                  "  SCT status                       SMART log E0h       " + refused +
+                  "\n"
+                  "30 of 48 questions were answered.\n");
 }
 
 void DiskProbe::sataDisk() {
@@ -380,7 +380,7 @@ TEST_F(DiskProbe, ShowsThePathOfTheDeviceAndItsSizeByIt) {
     fs::create_directory_symlink("../.." + device + "/block/sdb", host.root.path() + "/sys/block/sdb");
     probe();
     EXPECT_THAT(printed, HasSubstr("Path     " + device + "\n"));
-    EXPECT_EQ(answer("Size, by the path of the device", "/sys/devices"), "16 blocks of 512 bytes (0.0 GB)");
+    EXPECT_EQ(answer("Size, by the path of the device", "/sys/devices"), "16 blocks of 512 bytes (0.000 GB)");
 }
 
 TEST_F(DiskProbe, ABlockDeviceStandsForItsGenericNode) {

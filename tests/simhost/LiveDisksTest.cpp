@@ -95,8 +95,8 @@ TEST_F(LiveDisks, AreProbedAtTheirNodeAndInTheSysOfTheMachine) {
                     HasSubstr("Entry    /sys/class/scsi_device/2:0:0:0, block device sdb\nPath     " +
                               std::string(device) + "\n"));
         EXPECT_THAT(ran.output, HasSubstr("  model               A DISK\n"));
-        EXPECT_THAT(ran.output, HasSubstr("  block/*/size        4096 blocks of 512 bytes (0.0 GB)\n"));
-        EXPECT_THAT(ran.output, HasSubstr("  /sys/devices        4096 blocks of 512 bytes (0.0 GB)\n"));
+        EXPECT_THAT(ran.output, HasSubstr("  block/*/size        4096 blocks of 512 bytes (0.002 GB)\n"));
+        EXPECT_THAT(ran.output, HasSubstr("  /sys/devices        4096 blocks of 512 bytes (0.002 GB)\n"));
         EXPECT_THAT(ran.output, HasSubstr("  INQUIRY             0: direct-access block device\n"));
     }
 }

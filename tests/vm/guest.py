@@ -25,14 +25,16 @@ class Disk:
         self.name, self.serial, self.rotation = name, serial, rotation
 
 
+# The machine's own AHCI controller has the disk of the state only, so that the other one can be pulled.
 STATE_DISK = Disk("state", "STATE-0", 0)
-AHCI_DISKS = [STATE_DISK, Disk("ahci1", "AHCI-SSD-1", 1), Disk("ahci2", "AHCI-HDD-2", 7200)]
+AHCI_DISKS = [Disk("ahci1", "AHCI-SSD-1", 1), Disk("ahci2", "AHCI-HDD-2", 7200)]
+AHCI_PORTS = [0, 2]
 SCSI_DISKS = [Disk("scsi1", "SCSI-HDD-1", 10000), Disk("scsi2", "SCSI-SSD-2", 1)]
 
 
 def make_disks(work):
     """The disks' files, and on the first of them the file system that outlives a boot."""
-    for disk in AHCI_DISKS + SCSI_DISKS:
+    for disk in [STATE_DISK, *AHCI_DISKS, *SCSI_DISKS]:
         with (work / f"{disk.name}.img").open("wb") as file:
             file.truncate(24 << 20)
     image = work / f"{STATE_DISK.name}.img"
@@ -43,8 +45,10 @@ def disk_arguments(work):
     def drive(disk):
         return ["-drive", f"if=none,id={disk.name},file={work / disk.name}.img,format=raw"]
 
-    for port, disk in enumerate(AHCI_DISKS):
-        device = f"ide-hd,drive={disk.name},bus=ide.{port},serial={disk.serial},rotation_rate={disk.rotation}"
+    yield from [*drive(STATE_DISK), "-device", f"ide-hd,drive={STATE_DISK.name},bus=ide.0,serial={STATE_DISK.serial}"]
+    yield from ["-device", "ich9-ahci,id=ahci,addr=7"]
+    for port, disk in zip(AHCI_PORTS, AHCI_DISKS):
+        device = f"ide-hd,drive={disk.name},bus=ahci.{port},serial={disk.serial},rotation_rate={disk.rotation}"
         yield from [*drive(disk), "-device", device]
     yield from ["-device", "virtio-scsi-pci,id=scsi,addr=6"]
     for disk in SCSI_DISKS:
@@ -53,10 +57,11 @@ def disk_arguments(work):
 
 
 def firmware_arguments(work):
-    """An on-board adapter and two slots. QEMU makes no slot records itself, so these are files."""
+    """An on-board adapter and three slots. QEMU makes no slot records itself, so these are files."""
     yield from ["-smbios", f"type=1,manufacturer=Mev Systems,product=Rack node,serial=VM0001,family={FAMILY}"]
     yield from ["-smbios", "type=41,designation=r001u05p2i00,kind=ethernet,instance=1,pcidev=nic0"]
-    for handle, (designation, device) in enumerate([("r001u05p2i03", 5), ("r001u05p2i06", 6)], 0x0900):
+    slots = [("r001u05p2i03", 5), ("r001u05p2i06", 6), ("r001u05p2i07", 7)]
+    for handle, (designation, device) in enumerate(slots, 0x0900):
         record = work / f"slot{device}.bin"
         record.write_bytes(slot_record(handle, designation, device))
         yield from ["-smbios", f"file={record}"]

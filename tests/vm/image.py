@@ -15,7 +15,7 @@ MODULES = """
 """.split()
 DIRECTORIES = "bin dev etc lib mnt proc root run sbin sys tmp usr/bin var/log var/run var/tmp".split()
 # The agent's commands are run by Debian's own shell and tools; busybox serves the guest itself.
-TOOLS = "sh awk cat cut dmesg grep ls mknod modprobe rm sed stat tail".split()
+TOOLS = "sh awk cat cut dmesg grep ls mknod modprobe rm sed setpriv stat tail".split()
 PREFIX = "opt/mev/vok"
 
 

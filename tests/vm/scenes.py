@@ -3,7 +3,7 @@
 import json
 import time
 
-from guest import AHCI_DISKS, FAMILY, SCSI_DISKS, Guest
+from guest import AHCI_DISKS, FAMILY, SCSI_DISKS, STATE_DISK, Guest
 
 LOG = "/scratch/log/mev/vok/vok.log"
 DEBUG_LOG = "/scratch/log/mev/vok/vok-debug.log"
@@ -11,6 +11,7 @@ RECORD = "/var/tmp/mevVOKStartup.txt"
 AGENT = "/opt/mev/vok/bin/vokd"
 IPMI_MODULES = ["ipmi_devintf", "ipmi_msghandler", "ipmi_si", "ipmi_ssif", "ipmi_watchdog"]
 MEMORY_LIMIT = 12 * 1024  # KiB
+DISKS = [STATE_DISK, *AHCI_DISKS, *SCSI_DISKS]
 BOOT_EVENTS = [356, 359, 360]
 FIRST_INVENTORY = 120  # seconds; the agent waits 20 s before its first build
 SHORT_INTERVALS = r"""sed -i -e 's/"Global": "3600"/"Global": "10"/' """ + " ".join(
@@ -39,6 +40,22 @@ class Scenes:
 
     def check(self, good, text, detail=""):
         self.report.check(good, text, detail)
+
+    # Disks of the guest.
+
+    def node_of(self, serial):
+        """The SCSI generic node of a disk, by the serial number in its VPD page 80h."""
+        found = self.guest.run(f"grep -l {serial} /sys/class/scsi_generic/*/device/vpd_pg80 | cut -d / -f 5")
+        return f"/dev/{found}"
+
+    def probe(self, node, options=""):
+        """The exit status of --probe-disk, its rows by name and source, and all of its output."""
+        output, _, status = self.guest.run(f"{AGENT} {options} --probe-disk {node} 2>&1; echo $?").rpartition("\n")
+        rows = {}
+        for line in output.splitlines():
+            if line.startswith("  "):
+                rows[line[2:35].strip(), line[35:55].strip()] = line[55:]
+        return int(status), rows, output
 
     # The guest and the agent in it.
 
@@ -159,6 +176,7 @@ class Scenes:
         self.check(loaded == "0", "no IPMI module is loaded, and there is no /dev/ipmi0", loaded)
         guest.run("test ! -e /dev/ipmi0")
         self.check_disks()
+        self.check_probe()
         self.check_platform()
 
         before = self.kernel_warnings()
@@ -234,21 +252,76 @@ class Scenes:
     def check_disks(self):
         """The agent has no storage class yet; the disks are there for it."""
         shown = self.guest.run("cat /sys/block/sd*/device/vpd_pg80 | tr -c 'A-Z0-9-' '\\n'; cat /sys/block/sd*/device/model")
-        lacking = [disk.serial for disk in AHCI_DISKS + SCSI_DISKS if disk.serial not in shown.split()]
+        lacking = [disk.serial for disk in DISKS if disk.serial not in shown.split()]
         if "scsi_debug" not in shown:
             lacking.append("scsi_debug")
         nodes = int(self.guest.run("ls /dev/sg* | grep -c ."))
-        wanted = len(AHCI_DISKS + SCSI_DISKS) + 1
+        wanted = len(DISKS) + 1
         self.check(not lacking and nodes == wanted, f"{wanted} disks are there, with an sg node each", f"{lacking} {nodes}")
+
+    def check_probe(self):
+        """--probe-disk on disks of three kinds, each through its driver."""
+        refused = "- VOK_SCSI_ILLEGAL_REQUEST: sense key 5h (ILLEGAL REQUEST), ASC/ASCQ 20h/00h"
+        self.check_answers("an AHCI disk", self.node_of("AHCI-HDD-2"), {
+            ("Vendor", "vendor"): "ATA",
+            ("State", "state"): "running",
+            ("Serial number", "vpd_pg80"): "AHCI-HDD-2",
+            ("Size", "block/*/size"): "49152 blocks of 512 bytes (0.025 GB)",
+            ("Size, by the path of the device", "/sys/devices"): "49152 blocks of 512 bytes (0.025 GB)",
+            ("Product", "INQUIRY"): "QEMU HARDDISK",
+            ("Serial number", "VPD page 80h"): "AHCI-HDD-2",
+            ("Rotation rate", "VPD page B1h"): "7200 per minute",
+            ("Last block address", "READ CAPACITY"): "block 49151",
+            ("Temperature", "log page 0Dh"): refused,
+            ("Model", "IDENTIFY DEVICE"): "QEMU HARDDISK",
+            ("Serial number", "IDENTIFY DEVICE"): "AHCI-HDD-2",
+            ("Rotation rate", "IDENTIFY DEVICE"): "7200 per minute",
+            ("Index of the error log", "log 03h"):
+                "- VOK_SCSI_ABORTED_COMMAND: sense key Bh (ABORTED COMMAND), ASC/ASCQ 00h/00h",
+        })  # fmt: skip
+        self.check_answers("a SCSI disk", self.node_of("SCSI-SSD-2"), {
+            ("Vendor", "vendor"): "QEMU",
+            ("Serial number", "vpd_pg80"): "SCSI-SSD-2",
+            ("Serial number", "VPD page 80h"): "SCSI-SSD-2",
+            ("Solid state", "VPD page B1h"): "yes",
+            ("Last block address", "READ CAPACITY"): "block 49151",
+            ("Informational exception", "log page 2Fh"): refused,
+            ("Model", "IDENTIFY DEVICE"): refused,
+        })  # fmt: skip
+        debug = f"/dev/{self.guest.run('ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/scsi_generic')}"
+        self.check_answers("a scsi_debug disk", debug, {
+            ("Model", "model"): "scsi_debug",
+            ("Transport protocol", "mode page 19h"): "6: SAS",
+            ("Temperature", "log page 0Dh"): "38 degrees Celsius",
+            ("Reference temperature", "log page 0Dh"): "65 degrees Celsius",
+            ("Informational exception", "log page 2Fh"): "0000h: none",
+            ("Model", "IDENTIFY DEVICE"): refused,
+        })  # fmt: skip
+        _, _, direct = self.probe(debug)
+        _, _, live = self.probe(debug, "--host-root /machine")
+        self.check(live == direct, "the live host has the same disk", live)
+        ran = self.guest.run(f"setpriv --reuid 65534 --regid 65534 --clear-groups {AGENT} --probe-disk {debug}; echo $?")
+        good = ran.endswith("CAP_SYS_RAWIO and the right to the node\n12")
+        self.check(good, "without root's rights it is refused, and says what is needed", ran)
+        entry = self.guest.run(f"ls -d /sys/class/scsi_generic/{debug[5:]}/device/.")
+        self.guest.run(f"echo 1 >{entry}/delete; until [ ! -e {debug} ]; do sleep 0.1; done")
+        status, _, output = self.probe(debug)
+        self.check(status == 10, "pulled, it is missing", output)
+
+    def check_answers(self, what, node, expected):
+        status, rows, output = self.probe(node)
+        wrong = [f"{key}: {rows.get(key)}" for key, answer in expected.items() if rows.get(key) != answer]
+        good = status == 0 and not wrong and output.endswith(" questions were answered.")
+        self.check(good, f"--probe-disk asks {what}: {len(expected)} answers of {len(rows)}", "\n".join([*wrong, output]))
 
     def check_platform(self):
         shown = self.guest.run(f"LD_LIBRARY_PATH=/machine/lib {AGENT} --show-platform")
         rows = {line.split()[0]: line.split() for line in shown.splitlines() if line.startswith("0000:")}
         good = FAMILY in shown and "libvkloc0202.so" in shown
         self.check(good, f"the firmware's tables make it a machine of the family {FAMILY}", shown)
-        places = [(rows.get(f"0000:00:0{n}.0") or [""] * 4)[3] for n in (4, 5, 6)]
-        good = places == ["r001u05p2i00", "r001u05p2i03", "r001u05p2i06"]
-        self.check(good, "an on-board adapter and two slots have the GeoIDs of the SMBIOS records", shown)
+        places = [(rows.get(f"0000:00:0{n}.0") or [""] * 4)[3] for n in (4, 5, 6, 7)]
+        good = places == ["r001u05p2i00", "r001u05p2i03", "r001u05p2i06", "r001u05p2i07"]
+        self.check(good, "an on-board adapter and three slots have the GeoIDs of the SMBIOS records", shown)
 
     def check_driver(self):
         loaded = self.guest.run("sed -n 's/^\\(ipmi[a-z_]*\\) .*/\\1/p' /proc/modules | sort").splitlines()

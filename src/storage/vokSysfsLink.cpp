@@ -28,11 +28,13 @@ std::string vokLinkText(const std::string& path) {
 }
 
 std::string vokResolvedPath(const std::string& path) {
-    const std::string resolved = realPath(vokHostAccess().path(path));
-    // Without the directory in front of the paths of this host, whose name says nothing of a device.
-    const std::string root = realPath(vokHostAccess().path("/"));
-    if (root == "/" || resolved.empty()) return resolved;
-    if (resolved.compare(0, root.size() + 1, root + "/") == 0) return resolved.substr(root.size());
+    std::string resolved = realPath(vokHostAccess().path(path));
+    if (resolved.empty()) return resolved;
+    // As a path of this host: the directory in front of it says nothing of a device, and its /sys may itself
+    // be a link, to that of the machine.
+    const std::string sys = "/sys";
+    const std::string top = realPath(vokHostAccess().path(sys));
+    if (resolved.compare(0, top.size() + 1, top + "/") == 0) return sys + resolved.substr(top.size());
     errno = EXDEV;
     return "";
 }

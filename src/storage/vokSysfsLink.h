@@ -7,7 +7,8 @@
 
 // The text of a link; empty with errno on failure.
 std::string vokLinkText(const std::string& path);
-// The path that all links of `path` lead to; empty with errno on failure, EXDEV for one out of the host root.
+// The path below /sys that all links of `path` lead to; empty with errno on failure, EXDEV for one out of
+// /sys.
 std::string vokResolvedPath(const std::string& path);
 // The text of the link `entry` if it holds `sought`; otherwise the resolved path of the entry, or of its
 // `device`, whichever holds it first. If none does, the link's text, which is empty with errno on failure.

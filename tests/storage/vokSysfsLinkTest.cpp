@@ -46,6 +46,15 @@ TEST_F(SysfsLink, APathOutOfTheHostRootIsNotResolved) {
     EXPECT_EQ(errno, EXDEV);
 }
 
+TEST_F(SysfsLink, ASysThatIsALinkIsThatOfTheHost) {
+    addTree(SysfsLayout::current);
+    const TemporaryDirectory machine;
+    std::filesystem::rename(host.path("/sys"), machine.path() + "/sys");
+    std::filesystem::create_directory_symlink(machine.path() + "/sys", host.path("/sys"));
+    EXPECT_EQ(vokResolvedPath("/sys/class/scsi_host/host0/device"),
+              "/sys/devices/pci0000:00/0000:3b:00.0/ata4/host0");
+}
+
 TEST_F(SysfsLink, TheLinkOfAnEntryIsPreferred) {
     addTree(SysfsLayout::current);
     EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0", "/0000:3b:00.0/"),

@@ -24,7 +24,10 @@ class LiveDisks : public TestHost {
 protected:
     void SetUp() override {
         startTestHost();
-        machine.pciFunction("0000:00:1f.2", {{"vendor", "0x8086"}});
+        machine.pciFunction("0000:00:1f.2", {{"vendor", "0x8086"},
+                                             {"device", "0x2826"},
+                                             {"subsystem_vendor", "0x8086"},
+                                             {"subsystem_device", "0x7270"}});
         machine.file("/proc/sys/kernel/random/boot_id", "first\n");
         start({"--live", "--machine", machine.root()});
     }
@@ -99,6 +102,20 @@ TEST_F(LiveDisks, AreProbedAtTheirNodeAndInTheSysOfTheMachine) {
         EXPECT_THAT(ran.output, HasSubstr("  /sys/devices        4096 blocks of 512 bytes (0.002 GB)\n"));
         EXPECT_THAT(ran.output, HasSubstr("  INQUIRY             0: direct-access block device\n"));
     }
+}
+
+TEST_F(LiveDisks, AreInTheInventoryWithTheirController) {
+    plugDisk();
+    const std::string port = std::string(device).substr(0, std::string(device).find("/target"));
+    machine.file(port + "/scsi_host/host2/state", "running\n");
+    machine.link(port + "/scsi_host/host2/device", "../../../host2");
+    machine.link("/sys/class/scsi_host/host2", "../.." + port.substr(4) + "/scsi_host/host2");
+    machine.file(std::string(device) + "/type", "0\n");
+    const Ran ran = runProgram({VOKD_PROGRAM, "--print-inventory", "--host-root", liveRoot()});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_THAT(ran.output, HasSubstr("\"Intel C600/X79 series chipset SATA RAID Controller\""));
+    EXPECT_THAT(ran.output, HasSubstr("\"A DISK\""));
+    EXPECT_THAT(ran.output, HasSubstr("\"CapacityBytes\":2097152"));
 }
 
 TEST_F(LiveDisks, AreGoneWhenTheRootIsUsedForAnotherHost) {

@@ -89,6 +89,20 @@ class Controller:
             time.sleep(0.1)
         return self.inventories()[known].read_text()
 
+    def wait_for_collection(self, known, holds, seconds):
+        """The content of the first inventory after the first `known` ones for which `holds` is true; otherwise of the last
+        one, after the time."""
+        deadline = time.monotonic() + seconds
+        while True:
+            collection = {}
+            for file in self.inventories()[known:]:
+                collection = json.loads(file.read_text())["HostDataCollection"]
+                if holds(collection):
+                    return collection
+            if time.monotonic() > deadline:
+                return collection
+            time.sleep(0.1)
+
     def violations(self):
         file = self.received / "violations.log"
         return file.read_text().splitlines() if file.exists() else []

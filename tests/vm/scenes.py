@@ -1,6 +1,7 @@
 """What the test of the agent on a real kernel does, and what it expects. Each scene is a boot of the guest."""
 
 import json
+import re
 import time
 
 from guest import AHCI_DISKS, FAMILY, SCSI_DISKS, STATE_DISK, Guest
@@ -11,6 +12,12 @@ RECORD = "/var/tmp/mevVOKStartup.txt"
 AGENT = "/opt/mev/vok/bin/vokd"
 IPMI_MODULES = ["ipmi_devintf", "ipmi_msghandler", "ipmi_si", "ipmi_ssif", "ipmi_watchdog"]
 MEMORY_LIMIT = 12 * 1024  # KiB
+# The directories of the two controllers' ids; those of a virtio adapter are the ids of the virtio device.
+SATA_RAID, SMART_RAID = "0000:00:07.0", "0000:00:06.0/virtio*"
+SET_IDS = {
+    SATA_RAID: {"vendor": "0x8086", "device": "0x2826"},
+    SMART_RAID: {"vendor": "0x9005", "device": "0x028f"},
+}
 DISKS = [STATE_DISK, *AHCI_DISKS, *SCSI_DISKS]
 BOOT_EVENTS = [356, 359, 360]
 FIRST_INVENTORY = 120  # seconds; the agent waits 20 s before its first build
@@ -31,6 +38,14 @@ def chunks_of(size):
     return 1 + -(-(size + 1 - 33) // 57)
 
 
+def serials_of(collection):
+    return {drive["SerialNumber"] for drive in collection.get("Drives", [])}
+
+
+def facts_of(drive):
+    return [drive["MediaType"], drive["Protocol"], drive["Oem"]["Slot"], drive["Oem"]["PhysicalLocation"]]
+
+
 class Scenes:
     def __init__(self, report, work, kernel, initial, controller):
         self.report, self.work, self.controller = report, work, controller
@@ -47,6 +62,15 @@ class Scenes:
         """The SCSI generic node of a disk, by the serial number in its VPD page 80h."""
         found = self.guest.run(f"grep -l {serial} /sys/class/scsi_generic/*/device/vpd_pg80 | cut -d / -f 5")
         return f"/dev/{found}"
+
+    def set_ids(self, place):
+        """Shows the agent other ids of a storage controller, as QEMU has none that it claims: a file over each attribute in
+        /sys. Nothing else of the controller is changed."""
+        for attribute, value in SET_IDS[place].items():
+            file = f"/run/ids/{value}"
+            self.guest.run(
+                f"mkdir -p /run/ids; echo {value} >{file}; mount -o bind {file} /sys/bus/pci/devices/{place}/{attribute}"
+            )
 
     def probe(self, node, options=""):
         """The exit status of --probe-disk, its rows by name and source, and all of its output."""
@@ -65,6 +89,8 @@ class Scenes:
         seconds = self.guest.wait_until_up()
         self.report.say(f"the kernel and the host below the agent were up after {seconds:.0f} s")
         self.guest.run(SHORT_INTERVALS + " /etc/config/mev/vok/vok.conf")
+        for address in SET_IDS:
+            self.set_ids(address)
 
     def start_agent(self):
         # The directory is that of the stand-in for the closed location library.
@@ -141,9 +167,16 @@ class Scenes:
         levels = "emerg,alert,crit,err,warn"
         return self.guest.run(f"dmesg --level {levels}").splitlines()
 
-    def check_kernel(self, before):
+    def check_kernel(self, before, pulled=0):
+        """`pulled`: the number of AHCI disks that were pulled, of each of which the kernel warns."""
         new = self.kernel_warnings()[len(before) :]
-        self.check(not new, "the kernel gave no warning since the agent's start", "\n".join(new))
+        others = [line for line in new if not re.search(r"ata\d+\.00: disable device$", line)]
+        but = " but those of the pulled disks" if pulled else ""
+        good = not others and len(new) == pulled
+        self.check(good, f"the kernel gave no warning since the agent's start{but}", "\n".join(new))
+
+    def debug_has(self, text):
+        return self.guest.run(f"grep -cF '{text}' {DEBUG_LOG} || true") != "0"
 
     def log_lines(self, text):
         return self.guest.run(f"grep -F '{text}' {LOG} || true").splitlines()
@@ -183,11 +216,14 @@ class Scenes:
         text, came = self.start_agent_and_wait()
         self.check_driver()
         self.check_inventory(text)
+        self.check_storage(text)
         self.check(not came, "no boot event came at the first start of all", f"{came}")
         record = self.record()
         good = record["last_start"] == record["current_start"] != 0 and record["last_stop"] == 0
         self.check(good, "the startup record has its start, and no stop", f"{record}")
 
+        self.check_pulled_disk()
+        self.check_pulled_controller()
         known = len(controller.inventories())
         controller.control("ring")
         rung = time.monotonic()
@@ -201,7 +237,7 @@ class Scenes:
         self.check_memory()
         self.check_places()
         self.check_agent_errors()
-        self.check_kernel(before)
+        self.check_kernel(before, pulled=3)
         self.stop_gracefully(15)
         self.keep_logs()
         guest.power_off()
@@ -357,6 +393,80 @@ class Scenes:
         total = int(self.guest.run("sed -n 's/MemTotal:[^0-9]*\\([0-9]*\\).*/\\1/p' /proc/meminfo")) // 1024 // 1024
         shown = system["OSMemorySummary"]["TotalSystemMemoryGiB"]
         self.check(shown == total == 1, "and its memory", f"{shown} and not {total}")
+
+    def check_storage(self, text):
+        """Controllers and drives of the inventory."""
+        collection = json.loads(text)["HostDataCollection"]
+        shown = [
+            [each["Model"], each["Protocol"], each["Status"]["State"], each["Status"]["Health"], each["Oem"]["PhysicalLocation"]]
+            for each in collection.get("StorageControllers", [])
+        ]
+        expected = [
+            ["Adaptec Smart Storage PQI 12G SAS/PCIe 3 Controller", "SAS/SATA", "Running", "OK", "203A001B05C20600"],
+            ["Intel C600/X79 series chipset SATA RAID Controller", "SATA", "Running", "OK", "203A001B05C20700"],
+        ]
+        self.check(shown == expected, "it has two storage controllers that run, with their locations", f"{shown}")
+        shown = {drive["SerialNumber"]: facts_of(drive) for drive in collection.get("Drives", [])}
+        expected = {
+            "SCSI-HDD-1": ["HDD", "", "-1", "FFFFFFFFFFFFFFFF"],
+            "SCSI-SSD-2": ["SSD", "", "-1", "FFFFFFFFFFFFFFFF"],
+            "AHCI-SSD-1": ["SSD", "SATA", "1", "256A001B05C20107"],
+            "AHCI-HDD-2": ["HDD", "SATA", "3", "256A001B05C20307"],
+        }
+        self.check(shown == expected, "and their four drives, with serial number, medium, protocol, slot and location", f"{shown}")
+        capacity = {drive["CapacityBytes"] for drive in collection.get("Drives", [])}
+        self.check(capacity == {24 << 20}, "and their capacity", f"{capacity}")
+        states = {drive["SerialNumber"]: list(drive["Status"].values()) for drive in collection.get("Drives", [])}
+        failed, unknown = ["Critical", "Failed"], ["Unknown", "Unknown"]
+        expected = {"SCSI-HDD-1": unknown, "SCSI-SSD-2": unknown, "AHCI-SSD-1": failed, "AHCI-HDD-2": failed}
+        what = "those without a slot are unknown, the others count as failed, as QEMU's have no health log"
+        self.check(states == expected, what, f"{states}")
+        unknown = self.guest.run("ls -d /sys/bus/pci/devices/0000:00:1f.2/ata*/host* | head -n 1").rpartition("/")[2]
+        debug = self.guest.run("ls -d /sys/bus/pseudo/devices/adapter0/host*").rpartition("/")[2]
+        for line, what in (
+            (f"Skipping port /sys/class/scsi_host/{unknown} [0x29228086, ", "a port of a controller that no class claims"),
+            (f"Unable to access PCI card information for /sys/class/scsi_host/{debug}.", "scsi_debug"),
+        ):  # fmt: skip
+            self.check(self.debug_has(line), f"{what} is left out, and the log says so", line)
+
+    def check_pulled_disk(self):
+        node = self.node_of("AHCI-HDD-2")
+        entry = self.guest.run(f"cd -P /sys/class/scsi_generic/{node[5:]}/device && pwd")
+        host = entry.split("/")[-3]
+        inventories, known = len(self.controller.inventories()), len(self.controller.events())
+        self.guest.run(f"echo 1 >{entry}/delete")
+        others = {"SCSI-HDD-1", "SCSI-SSD-2", "AHCI-SSD-1"}
+        collection = self.controller.wait_for_collection(inventories, lambda each: serials_of(each) == others, 60)
+        shown = serials_of(collection)
+        self.check(shown == others, "a disk is pulled: an inventory without it arrives", f"{shown}")
+        self.guest.run(f"echo '- - -' >/sys/class/scsi_host/{host}/scan")
+        event = self.controller.wait_for_event(known, 538, 60)
+        data = event["VariableData"]["Data"]
+        good = data["SerialNumber"] == "AHCI-HDD-2" and event["PhysicalLocation"] == "256A001B05C20307"
+        self.check(good, "it is back, and event 538 says that it has failed", json.dumps(event))
+
+    def check_pulled_controller(self):
+        known, inventories = len(self.controller.events()), len(self.controller.inventories())
+        self.guest.run(f"echo 1 >/sys/bus/pci/devices/{SATA_RAID}/remove")
+        event = self.controller.wait_for_event(known, 398, 60)
+        place = event["VariableData"]["Data"]["Oem"]["PhysicalLocation"]
+        self.check(place == "203A001B05C20700", "a controller is pulled: event 398 arrives", json.dumps(event))
+        others = {"SCSI-HDD-1", "SCSI-SSD-2"}
+        collection = self.controller.wait_for_collection(inventories, lambda each: serials_of(each) == others, 60)
+        good = serials_of(collection) == others and len(collection["StorageControllers"]) == 1
+        self.check(good, "and an inventory without it and its disks", json.dumps(collection))
+        known, inventories = len(self.controller.events()), len(self.controller.inventories())
+        self.guest.run("echo 1 >/sys/bus/pci/rescan")
+        self.set_ids(SATA_RAID)
+        event = self.controller.wait_for_event(known, 397, 60)
+        place = event["VariableData"]["Data"]["Oem"]["PhysicalLocation"]
+        self.check(place == "203A001B05C20700", "it is back: event 397 arrives", json.dumps(event))
+        everything = {disk.serial for disk in AHCI_DISKS + SCSI_DISKS}
+        collection = self.controller.wait_for_collection(inventories, lambda each: serials_of(each) == everything, 60)
+        self.check(serials_of(collection) == everything, "and an inventory with its disks", json.dumps(collection))
+        status, rows, output = self.probe(self.node_of("AHCI-SSD-1"))
+        good = status == 0 and rows.get(("Serial number", "IDENTIFY DEVICE")) == "AHCI-SSD-1"
+        self.check(good, "--probe-disk asks one of its disks while the agent runs", output)
 
     def check_client(self):
         event = self.test_event()

@@ -10,8 +10,8 @@ static_assert(std::atomic<long long>::is_always_lock_free, "a signal handler mak
 
 namespace {
 
-// Mostly above the descriptors of devices: select(2) goes by number, and so registers with the request only if
-// the device is not ready. Not above 31, so that its sets are one word on each ABI.
+// Mostly above the descriptors of devices: select(2) goes by number, and so registers with the request only
+// if the device is not ready. Not above 31, so that its sets are one word on each ABI.
 constexpr int leastDescriptor = 31;
 
 long long monotonicMilliseconds() {

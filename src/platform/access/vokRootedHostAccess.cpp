@@ -74,6 +74,9 @@ std::string strangerWithAccess(const std::string& directory) {
 // The directories of the text tools that the agent's commands use.
 constexpr char textToolDirectories[] = "/usr/bin:/bin";
 
+// Below the root: what the agent runs and loads lies in one of them.
+constexpr const char* trustedDirectories[] = {"", "/bin", "/lib", "/sbin", "/usr", "/usr/sbin"};
+
 // These change the machine that they run on, so only the host root's own ones are run.
 constexpr const char* machineChangingTools[] = {"modprobe", "mknod"};
 
@@ -149,7 +152,7 @@ std::unique_ptr<IvokHostAccess> vokOpenHostRoot(const std::string& root, std::st
         error = "host root " + root + ": a search path can't name a directory with a colon or a newline";
         return nullptr;
     }
-    for (const char* directory : {"", "/bin", "/lib"}) {
+    for (const char* directory : trustedDirectories) {
         const std::string stranger = strangerWithAccess(absolute + directory);
         if (stranger.empty()) continue;
         error = "host root " + root + ": " + absolute + directory + " " + stranger +

@@ -80,6 +80,8 @@ TEST_P(HostRootRights, DecideWhetherTheRootIsTrusted) {
     const TemporaryDirectory root;
     root.writeFile("/lib/here", "");
     root.writeFile("/bin/here", "");
+    root.writeFile("/sbin/here", "");
+    root.writeFile("/usr/sbin/here", "");
     const std::string directory = root.path() + GetParam().directory;
     ASSERT_EQ(::chown(directory.c_str(), GetParam().user, GetParam().group), 0);
     ASSERT_EQ(::chmod(directory.c_str(), GetParam().mode), 0);
@@ -99,6 +101,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Rights{"", 01777, 0, 0, "is writable by everyone"},
                     Rights{"/lib", 0702, 0, 0, "is writable by everyone"},
                     Rights{"/bin", 0777, 0, 0, "is writable by everyone"},
+                    Rights{"/sbin", 0777, 0, 0, "is writable by everyone"},
+                    Rights{"/usr", 0777, 0, 0, "is writable by everyone"},
+                    Rights{"/usr/sbin", 0777, 0, 0, "is writable by everyone"},
                     Rights{"", 0770, 0, 12, "is writable by group 12, which is not the caller's"},
                     Rights{"/lib", 0775, 0, 12, "is writable by group 12, which is not the caller's"},
                     Rights{"", 0755, 1234, 0, "belongs to user 1234, who is neither root nor the caller"},

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include "storage/storage_utils.h"
 #include "storage/vokIMSMFirmware.h"
 #include "storage/vokStorageControllerClass.h"
+#include "storage/vokSysfsLink.h"
 
 namespace {
 
@@ -37,18 +37,10 @@ const ServerModel* serverModel() {
     return vokFindRow(serverModels, vokUtils::getPlatformFamily());
 }
 
-// The N of "/hostN" in the path of a port, or -1.
-int hostNumberOf(const std::string& path) {
-    int number = -1;
-    const char* const found = std::strstr(path.c_str(), "/host");
-    if (found) std::sscanf(found, "/host%d", &number);
-    return number;
-}
-
 // A path without a number is neither before nor after another one.
 bool isBefore(const std::string& path, const std::string& other) {
-    const int number = hostNumberOf(path);
-    const int otherNumber = hostNumberOf(other);
+    const int number = vokNumberAfter(path, "/host");
+    const int otherNumber = vokNumberAfter(other, "/host");
     return number >= 0 && otherNumber >= 0 && number < otherNumber;
 }
 
@@ -108,8 +100,7 @@ std::string vokLewisburgSATARAIDController::formatControllerEventInfoString(STOR
     if (ports == 0) ports = currentInfo.getControllerPortListSize();
     return "At least " + std::to_string(ports == 0 ? 0 : ports - 1) + " of " + std::to_string(ports) +
            " ports of the Intel SATA RAID controller have gone offline or will be removed from the system, "
-           "or "
-           "have been in recovery state for >= 60 seconds.";
+           "or have been in recovery state for >= 60 seconds.";
 }
 
 void vokLewisburgSATARAIDController::computeControllerStatus() {

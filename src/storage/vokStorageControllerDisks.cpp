@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -176,10 +175,7 @@ bool WalkedDisk::isHostedHere() {
 }
 
 void WalkedDisk::readAtaDeviceNumber() {
-    const std::size_t at = target_.find("/ata");
-    int number = -1;
-    if (at != std::string::npos && std::sscanf(target_.c_str() + at, "/ata%d", &number) == 1)
-        disk_.setATADeviceNumber(number);
+    disk_.setATADeviceNumber(vokNumberAfter(target_, "/ata"));
 }
 
 bool WalkedDisk::openNode() {

@@ -1,10 +1,7 @@
 // The record of the controller itself, and the status of its ports.
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
@@ -30,15 +27,6 @@ std::string textOf(const vokMallocPtr<char>& text) {
     return text ? text.get() : "";
 }
 
-// The N of the first `start`, such as "/host", with a number after it; -1 without one.
-int numberAfter(const std::string& text, const std::string& start) {
-    const std::size_t at = text.find(start);
-    if (at == std::string::npos) return -1;
-    const char* const number = text.c_str() + at + start.size();
-    if (!std::isdigit(static_cast<unsigned char>(*number))) return -1;
-    return static_cast<int>(std::min<long>(std::strtol(number, nullptr, 10), INT_MAX));
-}
-
 // The subsystem vendor id in a board id, as four hexadecimal digits; empty if there is none.
 std::string subVendorOf(unsigned int board) {
     const unsigned int id = board & 0xFFFF;
@@ -52,7 +40,7 @@ std::string subVendorOf(unsigned int board) {
 
 int vokStorageController::getHostNumberForControllerPort(unsigned int index) {
     const vokMutexLocker locker(lock);
-    return numberAfter(getPort(index), "/host");
+    return vokNumberAfter(getPort(index), "/host");
 }
 
 int vokStorageController::getATADeviceNumberForControllerPort(unsigned int index) {
@@ -64,7 +52,7 @@ int vokStorageController::getATADeviceNumberForControllerPort(unsigned int index
                       path.c_str(), errno);
         return -1;
     }
-    const int number = numberAfter(target, "/ata");
+    const int number = vokNumberAfter(target, "/ata");
     if (number < 0)
         VOK_LOG_DEBUG(module, "No ATA device number found for %s (%s).", path.c_str(), target.c_str());
     return number;

@@ -1,6 +1,8 @@
 #include "storage/vokSysfsLink.h"
 
 #include <unistd.h>
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -49,4 +51,12 @@ std::string vokDeviceLink(const std::string& entry, const std::string& sought) {
     }
     errno = reason;
     return text;
+}
+
+int vokNumberAfter(const std::string& path, const std::string& prefix) {
+    const std::size_t at = path.find(prefix);
+    if (at == std::string::npos) return -1;
+    const char* const number = path.c_str() + at + prefix.size();
+    if (!std::isdigit(static_cast<unsigned char>(*number))) return -1;
+    return static_cast<int>(std::min<long>(std::strtol(number, nullptr, 10), INT_MAX));
 }

@@ -13,3 +13,5 @@ std::string vokResolvedPath(const std::string& path);
 // The text of the link `entry` if it holds `sought`; otherwise the resolved path of the entry, or of its
 // `device`, whichever holds it first. If none does, the link's text, which is empty with errno on failure.
 std::string vokDeviceLink(const std::string& entry, const std::string& sought);
+// The decimal number right after the first `prefix`, such as the 3 of "/ata3" in a path; -1 without one.
+int vokNumberAfter(const std::string& path, const std::string& prefix);

@@ -88,5 +88,14 @@ TEST_F(SysfsLink, ThePathOfTheHostRootIsNotLookedAt) {
     EXPECT_EQ(vokDeviceLink("/sys/class/scsi_host/host0", root), "");
 }
 
+TEST(NumberInAPath, IsThatRightAfterTheFirstPrefix) {
+    EXPECT_EQ(vokNumberAfter("/sys/class/scsi_host/host10", "/host"), 10);
+    EXPECT_EQ(vokNumberAfter("../ata3/host2/ata4", "/ata"), 3);
+    EXPECT_EQ(vokNumberAfter("/host007x", "/host"), 7);
+    EXPECT_EQ(vokNumberAfter("/host99999999999999999999", "/host"), 2147483647);
+    for (const char* path : {"", "/host", "/hostX", "/host-1", "/host 1", "/hosts/host1", "host1"})
+        EXPECT_EQ(vokNumberAfter(path, "/host"), -1) << path;
+}
+
 }  // namespace
 }  // namespace vokSysfsLinkTest

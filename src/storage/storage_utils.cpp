@@ -10,6 +10,7 @@
 #include <iterator>
 #include <numeric>
 
+#include "platform/firmware/vokPlatformFamily.h"
 #include "platform/utils/vokUtils.h"
 #include "storage/vokStorageProducts.h"
 
@@ -22,8 +23,8 @@ std::string copiedTo(char* dst, const char* text) {
 
 const char* partNumberForThisPlatform(const vokStorageDrive& drive) {
     const std::string family = vokUtils::getPlatformFamily();
-    if (family == "7711PID02020001") return drive.partNumberFirstPlatform;
-    if (family == "7711PID03020102" || family == "7711PID03020101") return drive.partNumberSecondPlatform;
+    if (vokIsFirstPlatform(family)) return drive.partNumberFirstPlatform;
+    if (vokIsSecondPlatform(family)) return drive.partNumberSecondPlatform;
     return "";
 }
 

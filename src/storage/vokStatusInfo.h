@@ -16,6 +16,12 @@ public:
     const char* stateText() const;
     const char* healthText() const;
 
+    // Offline and Critical, the status of an item that has gone.
+    void setLost() {
+        setState(VOK_STATE_OFFLINE);
+        setHealth(VOK_HEALTH_CRITICAL);
+    }
+
     virtual VOK_RESOURCE_STATE getState() const { return static_cast<VOK_RESOURCE_STATE>(state_); }
     virtual void setState(VOK_RESOURCE_STATE state) { state_ = static_cast<std::uint8_t>(state); }
     virtual VOK_RESOURCE_HEALTH getHealth() const { return static_cast<VOK_RESOURCE_HEALTH>(health_); }

@@ -8,6 +8,7 @@
 #include "storage/scsi/scsi_info.h"
 #include "storage/storage_utils.h"
 #include "storage/vokDiskNode.h"
+#include "storage/vokSerialChangeText.h"
 #include "storage/vokStorageController.h"
 
 namespace {
@@ -192,9 +193,7 @@ bool isReplaced(vokDiskInfo& disk) {
     if (current == known) return false;
     VOK_LOG_DEBUG(module, "%s: Detected change in disk serial number: [%s, %s].", link.c_str(),
                   current.c_str(), known.c_str());
-    setStatus(disk, VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL,
-              "Detected change in disk serial number (Current serial number: " + current +
-                  "; Last known serial number: " + known + ").");
+    setStatus(disk, VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL, vokSerialChangeText(current, known));
     SASResourceManager::invalidateInventoryCache();
     return true;
 }
@@ -220,8 +219,7 @@ vokDevice openNode(vokDiskInfo& disk, vokDiskOpenFailures& failures) {
     const int error = errno;
     if (vokIsDiskGone(error)) {
         failures.report(link, path, error, "Marking disk as offline.");
-        disk.setState(VOK_STATE_OFFLINE);
-        disk.setHealth(VOK_HEALTH_CRITICAL);
+        disk.setLost();
     } else {
         failures.report(link, path, error, "Marking disk as failed.");
         disk.setState(VOK_STATE_FAILED);  // required: the health stays

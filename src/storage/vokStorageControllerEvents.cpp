@@ -23,21 +23,12 @@ struct ChangeTexts {
     const char* previousHealth;
 };
 
-bool isKnown(const std::string& location) {
-    return !location.empty() && location != vokUnknownPhysLoc;
-}
-
-void setLost(vokStatusInfo& status) {
-    status.setState(VOK_STATE_OFFLINE);
-    status.setHealth(VOK_HEALTH_CRITICAL);
-}
-
 }  // namespace
 
 bool vokStorageController::generateEventOnStatusChange() {
     const vokMutexLocker locker(lock);
     const std::string location = currentInfo.getPhysicalLocation();
-    if (previousInfo.getHealth() == currentInfo.getHealth() || !isKnown(location) ||
+    if (previousInfo.getHealth() == currentInfo.getHealth() || !vokIsKnownPhysLoc(location) ||
         location != previousInfo.getPhysicalLocation())
         return false;
 
@@ -70,8 +61,8 @@ bool vokStorageController::generateEventOnStatusChange(vokDiskInfo* current, vok
     const ChangeTexts change(*current, *previous);
     const std::string oldLocation = previous->getPhysicalLocation();
     const std::string newLocation = current->getPhysicalLocation();
-    const std::string location = isKnown(oldLocation) ? oldLocation : newLocation;
-    if (!isKnown(location)) {
+    const std::string location = vokIsKnownPhysLoc(oldLocation) ? oldLocation : newLocation;
+    if (!vokIsKnownPhysLoc(location)) {
         VOK_LOG_DEBUG(module,
                       "%s: Invalid physical location detected. [OldLoc=%s, NewLoc=%s, CurrState=%s, "
                       "PrevState=%s, CurrHealth=%s, PrevHealth=%s]",
@@ -106,11 +97,11 @@ int vokStorageController::enableEvents() {
 }
 
 void vokStorageController::raiseArrivalEvents() {
-    setLost(previousInfo);
+    previousInfo.setLost();
     generateEventOnStatusChange();
     previousInfo = currentInfo;
     for (std::size_t i = 0; i < currentDrives.size() && i < previousDrives.size(); ++i) {
-        setLost(previousDrives[i]);
+        previousDrives[i].setLost();
         generateEventOnStatusChange(&currentDrives[i], &previousDrives[i]);
         previousDrives[i] = currentDrives[i];
     }
@@ -172,7 +163,7 @@ void vokStorageController::processDeviceRemoval() {
         setRemoved();
         for (unsigned int i = 0; i < currentInfo.getControllerPortListSize(); ++i) {
             vokStorageControllerPortInfo port = currentInfo.getControllerPort(i);
-            setLost(port);
+            port.setLost();
             currentInfo.setControllerPort(i, port);
         }
         computeControllerStatus();
@@ -184,7 +175,7 @@ void vokStorageController::processDeviceRemoval() {
             if (drive.getDeviceMissing()) continue;
             // Required: this text here too, although nobody has asked for the protocol.
             drive.setEventInfoString("Unable to determine the transport protocol of the disk drive.");
-            setLost(drive);
+            drive.setLost();
             if (i >= previousDrives.size()) continue;
             if (raisesDriveEvents()) generateEventOnStatusChange(&drive, &previousDrives[i]);
             previousDrives[i] = drive;

@@ -8,18 +8,18 @@
 #include "platform/places/vokPhysLocInterface.h"
 #include "storage/SASResourceManager.h"
 #include "storage/vokDiskSyncRules.h"
+#include "storage/vokSerialChangeText.h"
 #include "storage/vokStorageController.h"
 
 namespace {
 
 constexpr char tag[] = "STOR_CTLR";
 
-// The keys of a disk's place, each with its kind in front, so that keys of two kinds never agree. Empty if
-// the place is unknown.
+// The valid keys of a disk, each with its kind in front, so that keys of two kinds never agree.
 std::vector<std::string> keysOf(const vokDiskInfo& disk, const vokDiskSyncRules& rules) {
     std::vector<std::string> keys;
     const std::string location = disk.getPhysicalLocation();
-    if (!location.empty() && location != vokUnknownPhysLoc) keys.push_back("location " + location);
+    if (vokIsKnownPhysLoc(location)) keys.push_back("location " + location);
     const std::string slot = disk.getSlot();
     if (slot != "-1") keys.push_back("slot " + slot);  // only that: an empty text is a slot
     const std::string link = disk.getOSSCSILink();
@@ -27,16 +27,16 @@ std::vector<std::string> keysOf(const vokDiskInfo& disk, const vokDiskSyncRules&
     return keys;
 }
 
-// Finds disks by their keys in a time that doesn't depend on their number.
+// Finds the first disk with an agreeing key in constant time: a controller may have thousands of disks.
 class DrivesByKey {
 public:
     DrivesByKey(const std::vector<vokDiskInfo>& drives, const vokDiskSyncRules& rules) {
         for (const vokDiskInfo& drive : drives) add(keysOf(drive, rules));
     }
 
-    // A disk after those that are there.
+    // Appends a disk.
     void add(const std::vector<std::string>& keys) {
-        for (const std::string& key : keys) positions_.emplace(key, count_);  // the first one keeps its place
+        for (const std::string& key : keys) positions_.emplace(key, count_);  // keeps the first one
         ++count_;
     }
 
@@ -54,11 +54,6 @@ private:
     std::unordered_map<std::string, std::size_t> positions_;
     std::size_t count_ = 0;
 };
-
-void markOffline(vokDiskInfo& disk) {
-    disk.setState(VOK_STATE_OFFLINE);
-    disk.setHealth(VOK_HEALTH_CRITICAL);
-}
 
 }  // namespace
 
@@ -104,7 +99,6 @@ void vokStorageController::synchronizeDrives(const vokDiskSyncRules& rules) {
     }
 
     previousDrives = currentDrives;
-    for (vokDiskInfo& previous : previousDrives) previous.setOSSGHandle(-1);
     VOK_LOG_DEBUG(rules.logTag, "%s: Synchronized %zu disks.", pciLocation.c_str(), currentDrives.size());
 }
 
@@ -128,10 +122,8 @@ void vokStorageController::synchronizePresentDrive(const vokDiskSyncRules& rules
     if (!raisesDriveEvents()) return;
     if (!isSame) {
         vokDiskInfo replaced = previous;
-        replaced.setEventInfoString(
-            "Detected change in disk serial number (Current serial number: " + drive.getSerialNumber() +
-            "; Last known serial number: " + previous.getSerialNumber() + ").");
-        markOffline(replaced);
+        replaced.setEventInfoString(vokSerialChangeText(drive.getSerialNumber(), previous.getSerialNumber()));
+        replaced.setLost();
         generateEventOnStatusChange(&replaced, &previous);
     }
     drive.setEventInfoString("");  // the event of a disk that has come back or changed has no text
@@ -143,7 +135,7 @@ void vokStorageController::keepMissingDrive(const vokDiskSyncRules& rules, vokDi
                  previous.getOSSCSILink().c_str(), previous.getPhysicalLocation().c_str());
     vokDiskInfo missing = previous;
     missing.setDeviceMissing(true);
-    markOffline(missing);
+    missing.setLost();
     if (rules.textOfMissing) missing.setEventInfoString(rules.textOfMissing(missing));
     currentDrives.push_back(missing);
     if (!previous.getDeviceMissing()) SASResourceManager::sendInventorytToRMCOnCacheBuild();
@@ -158,7 +150,7 @@ void vokStorageController::synchronizeNewDrive(const vokDiskSyncRules& rules, vo
     VOK_LOG_INFO(rules.logTag,
                  "%s - %s: Detected new disk at previously-empty location in current discovery cycle.",
                  drive.getOSSCSILink().c_str(), drive.getPhysicalLocation().c_str());
-    markOffline(before);
+    before.setLost();
     if (drive.getState() != VOK_STATE_RUNNING) generateEventOnStatusChange(&drive, &before);
 }
 

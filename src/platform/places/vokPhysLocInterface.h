@@ -8,6 +8,11 @@
 
 inline constexpr const char* vokUnknownPhysLoc = "FFFFFFFFFFFFFFFF";
 
+// A location may also be empty, as long as nobody has looked it up.
+inline bool vokIsKnownPhysLoc(const std::string& location) {
+    return !location.empty() && location != vokUnknownPhysLoc;
+}
+
 class vokPhysLocInterface {
 public:
     // Loads the library. False if it or one of its entry points is missing.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
+#include <thread>
 
 #include "storage/DriveCycles.h"
 
@@ -309,17 +310,27 @@ TYPED_TEST(DriveSync, TheTwoPageFlagsOfTheSameDiskAreTakenOverBeforeItIsAskedFor
     EXPECT_FALSE(this->asked[1].getIfTempPageSupported());
 }
 
-TYPED_TEST(DriveSync, TheLatestDisksBecomeThePreviousOnesWithoutTheirDescriptors) {
+TYPED_TEST(DriveSync, TheLatestDisksBecomeThePreviousOnes) {
     vokDiskInfo open = this->diskIn(1, "A");
     open.setOSSGHandle(9);
     this->cycle({open});
     ASSERT_EQ(this->asked.size(), 1u);
     EXPECT_EQ(this->asked[0].getOSSGHandle(), 9) << "open while it is asked";
-    EXPECT_EQ(this->drive(0).getOSSGHandle(), 9) << "closed by the discovery, later";
+    EXPECT_EQ(this->drive(0).getOSSGHandle(), 9) << "the discovery closes it";
     ASSERT_EQ(this->controller->previousDrives.size(), 1u);
     EXPECT_EQ(this->controller->previousDrives[0].getSerialNumber(), "A");
     EXPECT_EQ(this->controller->previousDrives[0].getState(), running);
-    EXPECT_EQ(this->controller->previousDrives[0].getOSSGHandle(), -1);
+}
+
+TYPED_TEST(DriveSync, NobodyElseHasTheLockWhileDisksAreSynchronised) {
+    this->cycle({this->diskIn(1, "A"), this->diskIn(2, "B")});
+    int count = 0;
+    this->controller->onDiskStatus = [&](vokDiskInfo&) {
+        ++count;
+        std::thread([this] { EXPECT_FALSE(this->controller->lock.try_lock()); }).join();
+    };
+    this->cycle({this->diskIn(1, "A"), this->diskIn(2, "OTHER"), this->diskIn(3, "NEW")});
+    EXPECT_EQ(count, 3);
 }
 
 // --- texts of events ---

@@ -393,6 +393,26 @@ TEST_F(DiskControl, CommandsThatAreWrongChangeNothing) {
     EXPECT_EQ(get_sas_health(fd), 0x5D10);
 }
 
+TEST_F(DiskControl, AWrongNameIsRefusedWithTheRightOnes) {
+    start();
+    const auto messageOf = [this](std::vector<std::string> words) {
+        words.insert(words.begin(), {VOK_SIMHOST_PROGRAM, "control", "--root", root()});
+        return runProgram(words).output;
+    };
+    EXPECT_THAT(messageOf({"disk", "sg9", "pull"}), HasSubstr("no disk \"sg9\"; it has "));
+    EXPECT_THAT(messageOf({"disk", "sg9", "pull"}), HasSubstr("(sg0, "));
+    EXPECT_THAT(messageOf({"disk", "sg0", "explode"}),
+                HasSubstr("disk: \"explode\" is none of wear, temperature, errors, defects, hours, health, page, "
+                          "replace, pull, return, hang, answer, open, state"));
+    EXPECT_THAT(messageOf({"scsi-host", "77", "remove"}), HasSubstr("no SCSI host 77; it has "));
+    EXPECT_THAT(messageOf({"scsi-host", "1", "vanish"}),
+                HasSubstr("\"vanish\" is none of remove, return, state"));
+    EXPECT_THAT(messageOf({"storage-controller", "0000:99:00.0", "remove"}),
+                HasSubstr("no storage controller at 0000:99:00.0; it has 0000:"));
+    EXPECT_THAT(messageOf({"storage-controller", "99:00.0", "remove"}),
+                HasSubstr("storage-controller: \"99:00.0\" is not of the form"));
+}
+
 class Mdadm : public DescribedDisks {
 protected:
     static std::string outputOf(const std::string& command) {

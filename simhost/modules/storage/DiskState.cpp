@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/SimulatedClock.h"
+#include "common/Text.h"
 #include "host/SimulatedHost.h"
 #include "modules/storage/DiskPages.h"
 
@@ -128,9 +129,16 @@ constexpr Verb verbs[] = {
     {"answer", diskAnswer}, {"open", diskOpen},     {"state", diskStateText},
 };
 
+std::string everyVerb() {
+    std::vector<std::string> known;
+    for (const Value& each : values) known.emplace_back(each.name);
+    for (const Verb& each : verbs) known.emplace_back(each.name);
+    return listed(known);
+}
+
 void diskCommand(SimulatedHost& host, Words& words) {
     const std::string name = words.next("the disk");
-    const std::string what = words.next("wear, temperature, health, pull, ...");
+    const std::string what = words.next("one of " + everyVerb());
     for (const Value& each : values) {
         if (what != each.name) continue;
         const auto number = static_cast<unsigned>(words.nextNumber("the " + what, 0, each.most));
@@ -139,15 +147,25 @@ void diskCommand(SimulatedHost& host, Words& words) {
     }
     for (const Verb& each : verbs)
         if (what == each.name) return each.run(host, name, words);
-    throw UsageError("disk: \"" + what + "\" is nothing that can happen to a disk");
+    throw UsageError("disk: \"" + what + "\" is none of " + everyVerb());
 }
 
 // --- scsi-host, storage-controller ---
 
-bool gone(const std::string& how, const char* command) {
+bool gone(const std::string& how, const char* command, const char* choices) {
     if (how != "remove" && how != "return")
-        throw UsageError(std::string(command) + ": \"" + how + "\" is none of remove, return");
+        throw UsageError(std::string(command) + ": \"" + how + "\" is none of " + choices);
     return how == "remove";
+}
+
+// The end of a message that a name is wrong: the right ones, of which there may be hundreds.
+std::string butHas(std::vector<std::string> names) {
+    constexpr std::size_t most = 12;
+    if (names.empty()) return ", and no other";
+    const std::size_t all = names.size();
+    if (all > most) names.resize(most);
+    return "; it has " + listed(names) +
+           (all > most ? " and " + std::to_string(all - most) + " more, see \"show\"" : "");
 }
 
 DiskState& stateOf(SimulatedHost& host) {
@@ -159,10 +177,12 @@ void scsiHostCommand(SimulatedHost& host, Words& words) {
     const std::string how = words.next("remove, return or state");
     const std::string text = how == "state" ? words.next("the state") : "";
     words.end();
-    const bool goes = how != "state" && gone(how, "scsi-host");
+    const bool goes = how != "state" && gone(how, "scsi-host", "remove, return, state");
     host.change([&](HostDescription& description) {
+        std::vector<std::string> known;
         for (auto& controller : description.part<StorageControllers>().all)
             for (auto& port : controller.ports) {
+                known.push_back(std::to_string(port.host));
                 if (port.host != number) continue;
                 if (how != "state")
                     return stateOf(host).exchange(controller, port, [&] { port.gone = goes; });
@@ -170,22 +190,24 @@ void scsiHostCommand(SimulatedHost& host, Words& words) {
                 if (!controller.gone && !port.gone) stateOf(host).tree().writeState(controller, port);
                 return;
             }
-        throw UsageError("the host has no SCSI host " + std::to_string(number));
+        throw UsageError("the host has no SCSI host " + std::to_string(number) + butHas(known));
     });
 }
 
 void controllerCommand(SimulatedHost& host, Words& words) {
     const std::string text = words.next("the PCI address");
     const auto address = parsePciAddress(text);
-    if (!address) throw UsageError("\"" + text + "\" is not of the form 0000:3b:00.0");
-    const bool goes = gone(words.next("remove or return"), "storage-controller");
+    if (!address) throw UsageError("storage-controller: \"" + text + "\" is not of the form 0000:3b:00.0");
+    const bool goes = gone(words.next("remove or return"), "storage-controller", "remove, return");
     words.end();
     host.change([&](HostDescription& description) {
+        std::vector<std::string> known;
         for (auto& controller : description.part<StorageControllers>().all) {
+            known.push_back(formatPciAddress(controller.address));
             if (!(controller.address == *address)) continue;
             return stateOf(host).exchange(controller, [&] { controller.gone = goes; });
         }
-        throw UsageError("the host has no storage controller at " + text);
+        throw UsageError("the host has no storage controller at " + text + butHas(known));
     });
 }
 
@@ -225,12 +247,15 @@ DiskState::DiskState(SimulatedHost& host) : host_(host), tree_(host.paths().root
 }
 
 DiskPlace DiskState::find(StorageControllers& controllers, const std::string& name) {
+    std::vector<std::string> known;
     for (auto& controller : controllers.all)
         for (auto& port : controller.ports)
-            for (auto& disk : port.disks)
+            for (auto& disk : port.disks) {
                 if (name == diskLink(port, disk) || name == genericName(disk) || name == disk.serial)
                     return {controller, port, disk};
-    throw UsageError("the host has no disk \"" + name + "\"");
+                known.push_back(diskLink(port, disk) + " (" + genericName(disk) + ", " + disk.serial + ")");
+            }
+    throw UsageError("the host has no disk \"" + name + "\"" + butHas(known));
 }
 
 void DiskState::follow() {

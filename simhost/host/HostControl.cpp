@@ -3,6 +3,7 @@
 #include <json/json.h>
 
 #include "common/Files.h"
+#include "common/Text.h"
 #include "common/Words.h"
 #include "modules/Modules.h"
 
@@ -60,7 +61,8 @@ Answer HostControl::run(const std::vector<std::string>& given) {
                 return {0, "ok\n", ""};
             }
         }
-        throw UsageError("there is no command \"" + name + "\"");
+        throw UsageError("there is no command \"" + name + "\"; the commands are " +
+                         listed(hostControlNames()));
     } catch (const UsageError& error) {
         return {2, "", std::string("vok-simhost control: ") + error.what() + "\n"};
     } catch (const std::exception& error) {

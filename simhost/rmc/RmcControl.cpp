@@ -88,7 +88,8 @@ void RmcControl::run(const std::vector<std::string>& given, const RequestServer:
                         [this] { loop_.stop(); });  // the answer goes out first
             return;
         } else {
-            throw UsageError("there is no command \"" + name + "\"");
+            throw UsageError("there is no command \"" + name +
+                             "\"; the commands are help, status, ring, answer, wait, quit");
         }
         reply({0, "ok\n", ""});
     } catch (const UsageError& error) {

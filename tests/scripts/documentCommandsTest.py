@@ -36,6 +36,7 @@ BLOCKS = [
     ("docs/configuration.md", "vokd: /etc/config", SHOWN, "output"),
     ("docs/events.md", '{"EventTime"', SHOWN, "an event"),
     ("docs/events.md", '{"EventTime"', SHOWN, "an event"),
+    ("docs/events.md", '{"EventTime"', SHOWN, "an event"),
     ("docs/events.md", "vokcli test 708", CHECKED, "acts on the machine's own agent"),
     ("docs/events.md", "Delivered: the controller", SHOWN, "output"),
     # Every block of this page: it is about the machine itself. Lines that begin with no program are output.

@@ -401,9 +401,12 @@ TEST_F(DiskControl, AWrongNameIsRefusedWithTheRightOnes) {
     };
     EXPECT_THAT(messageOf({"disk", "sg9", "pull"}), HasSubstr("no disk \"sg9\"; it has "));
     EXPECT_THAT(messageOf({"disk", "sg9", "pull"}), HasSubstr("(sg0, "));
-    EXPECT_THAT(messageOf({"disk", "sg0", "explode"}),
-                HasSubstr("disk: \"explode\" is none of wear, temperature, errors, defects, hours, health, page, "
-                          "replace, pull, return, hang, answer, open, state"));
+    EXPECT_THAT(messageOf({"disks", "sg0", "pull"}),
+                HasSubstr("no command \"disks\"; the commands are help, show, "));
+    EXPECT_THAT(
+        messageOf({"disk", "sg0", "explode"}),
+        HasSubstr("disk: \"explode\" is none of wear, temperature, errors, defects, hours, health, page, "
+                  "replace, pull, return, hang, answer, open, state"));
     EXPECT_THAT(messageOf({"scsi-host", "77", "remove"}), HasSubstr("no SCSI host 77; it has "));
     EXPECT_THAT(messageOf({"scsi-host", "1", "vanish"}),
                 HasSubstr("\"vanish\" is none of remove, return, state"));

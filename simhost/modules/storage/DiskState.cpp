@@ -137,7 +137,7 @@ std::string everyVerb() {
 }
 
 void diskCommand(SimulatedHost& host, Words& words) {
-    const std::string name = words.next("the disk");
+    const std::string name = words.next("the disk (its SCSI link, node or serial number)");
     const std::string what = words.next("one of " + everyVerb());
     for (const Value& each : values) {
         if (what != each.name) continue;

@@ -56,8 +56,9 @@ public:
         : result_(get_ata_identify_device_info(descriptor, bytes_.data(), size_)) {}
 
     bool failed() const { return result_ != 0; }
-    // 0 if it was not received.
+    // 0 unless both bytes were received.
     unsigned word(unsigned number) const {
+        if (2 * (number + 1) > size_) return 0;
         return bytes_[2 * number] | static_cast<unsigned>(bytes_[2 * number + 1]) << 8;
     }
     // Sets `out` unless the text was not received as a whole.

@@ -271,6 +271,28 @@ TEST_F(DiskWalk, AnIdentifyTextThatIsCutIsNotTaken) {
     EXPECT_EQ(identifiedWith(94), "SATA-0001,FW01,SATA DISK");
 }
 
+// Word 217 ends at byte 436, word 76 at 154, word 80 at 162.
+TEST_F(DiskWalk, AnIdentifyWordThatIsCutIsNotTaken) {
+    addPort();
+    FakeScsi& node = addAtaDisk();
+    SataReplies replies;
+    replies.rotationRate = 1;
+    const auto identifiedWith = [&](std::size_t size) {
+        FakeScsiBytes identify = identifyOf(replies);
+        identify.resize(size);
+        node.answer(ataIdentify, {identify});
+        const vokDiskInfo disk = walkOne();
+        return disk.getProtocol() + "," + std::to_string(disk.getATAMajorRevision()) + "," +
+               disk.getMediaType();
+    };
+    EXPECT_EQ(identifiedWith(153), "ATA,0,");
+    EXPECT_EQ(identifiedWith(154), "SATA,0,");
+    EXPECT_EQ(identifiedWith(161), "SATA,0,");
+    EXPECT_EQ(identifiedWith(162), "SATA,4080,");
+    EXPECT_EQ(identifiedWith(435), "SATA,4080,");
+    EXPECT_EQ(identifiedWith(436), "SATA,4080,SSD");
+}
+
 const std::vector<std::pair<int, std::string>> mediaTypes = {
     {0, ""}, {1, "SSD"}, {2, ""}, {0x400, ""}, {0x401, "HDD"}, {7200, "HDD"}, {0xFFFE, "HDD"}, {0xFFFF, ""},
 };

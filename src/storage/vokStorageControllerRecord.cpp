@@ -85,13 +85,13 @@ int vokStorageController::discoverInventory(vokStorageControllerInfo& info) {
     }
 
     const char* const model = getStorageControllerModel(chipsetID, boardID, 0, nullptr);
-    std::string manufacturer;
-    discoverManufacturer(manufacturer);
     currentInfo.setModel(model ? model : "");
     currentInfo.setChipsetID(chipsetID);
     currentInfo.setBoardID(boardID);
     currentInfo.setFirmwareVersion(textOf(discoverFirmwareVersion()));
     currentInfo.setSerialNumber(textOf(discoverSerialNumber()));
+    std::string manufacturer;
+    discoverManufacturer(manufacturer);
     currentInfo.setManufacturer(manufacturer);
     currentInfo.setPartNumber(getHBAPartNumber(chipsetID, boardID, nullptr));
     currentInfo.setProtocol("SAS/SATA");

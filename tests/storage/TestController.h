@@ -3,8 +3,10 @@
 #pragma once
 
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "storage/vokStorageController.h"
@@ -60,6 +62,14 @@ protected:
     }
 };
 using TestController = TestControllerOf<vokStorageController>;
+
+// True if this thread holds the lock of a controller, so that another one can't take it.
+inline bool isLockedFor(TestController& controller) {
+    return !std::async(std::launch::async, [&controller] {
+                const std::unique_lock<std::recursive_mutex> attempt(controller.lock, std::try_to_lock);
+                return attempt.owns_lock();
+            }).get();
+}
 
 // A new controller with these ports and one reference.
 template <typename Base>

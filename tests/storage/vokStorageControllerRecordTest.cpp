@@ -119,6 +119,47 @@ TEST_F(ControllerRecord, WithoutAPlatformThereIsNoManufacturer) {
 
 // --- discoverInventory ---
 
+class RecordingController : public TestController {
+public:
+    using TestController::TestController;
+
+    std::vector<std::string> steps;
+    bool isLocked = true;  // at each step, against other threads
+
+    vokMallocPtr<char> discoverFirmwareVersion() override {
+        note("firmware");
+        return nullptr;
+    }
+    vokMallocPtr<char> discoverSerialNumber() override {
+        note("serial number");
+        return nullptr;
+    }
+    void discoverManufacturer(std::string&) override { note("manufacturer"); }
+    void discoverControllerPortStatus(vokStorageControllerPortInfo&) override { note("port"); }
+    int getATADeviceNumberForControllerPort(unsigned int) override {
+        note("ATA number");
+        return -1;
+    }
+    void computeControllerStatus() override { note("status"); }
+
+private:
+    void note(const std::string& step) {
+        steps.push_back(step);
+        isLocked = isLocked && isLockedFor(*this);
+    }
+};
+
+TEST_F(ControllerRecord, ItIsReadInItsOrderUnderTheLock) {
+    const Held<RecordingController> recording(
+        new RecordingController(0x28268086, 0x00018086, "0000:3b:00.0", 1, true));
+    recording->portList = {"/sys/class/scsi_host/host0", "/sys/class/scsi_host/host1"};
+    vokStorageControllerInfo info;
+    recording->discoverInventory(info);
+    EXPECT_EQ(recording->steps, (std::vector<std::string>{"firmware", "serial number", "manufacturer", "port",
+                                                          "ATA number", "port", "ATA number", "status"}));
+    EXPECT_TRUE(recording->isLocked);
+}
+
 TEST_F(ControllerRecord, TheRecordHasTheIdsTheProtocolAndThePlace) {
     start(firstFamily);
     addPort(0);

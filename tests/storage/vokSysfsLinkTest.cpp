@@ -81,6 +81,15 @@ TEST_F(SysfsLink, IfNothingHoldsWhatIsSoughtTheTextOfTheLinkStands) {
     EXPECT_EQ(errno, ENOENT);
 }
 
+TEST_F(SysfsLink, ANumberIsThatRightAfterTheFirstName) {
+    EXPECT_EQ(vokNumberAfter("/devices/pci0000:00/0000:00:17.0/ata4/host0", "/ata"), 4);
+    EXPECT_EQ(vokNumberAfter("/ata12", "/ata"), 12);
+    EXPECT_EQ(vokNumberAfter("/ata0/ata5", "/ata"), 0);
+    EXPECT_EQ(vokNumberAfter("/ata99999999999999999999", "/ata"), 2147483647);
+    for (const char* const path : {"", "/ata", "/ata/ata5", "/ata 5", "/ata-5", "/ata+5", "/atapi5", "ata5"})
+        EXPECT_EQ(vokNumberAfter(path, "/ata"), -1) << path;
+}
+
 // The host of the tests is a directory whose own path must not be taken for one of a device.
 TEST_F(SysfsLink, ThePathOfTheHostRootIsNotLookedAt) {
     addTree(SysfsLayout::older);

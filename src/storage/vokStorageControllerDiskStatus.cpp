@@ -54,9 +54,8 @@ std::string errorsText(const Readings& readings) {
 void logStatus(const vokDiskInfo& disk, const char* kind, const Readings& readings) {
     VOK_LOG_DEBUG(module, "%s: %s Disk Status: %s %s [S=%s; H=%s] (H=%d, T=%d, M=%d, W=%d)",
                   disk.getOSSCSILink().c_str(), kind, disk.getOSDeviceName().c_str(),
-                  disk.getSerialNumber().c_str(), vokResourceStateMap[disk.getState()],
-                  vokResourceHealthMap[disk.getHealth()], readings.errors, readings.current, readings.max,
-                  readings.wear);
+                  disk.getSerialNumber().c_str(), disk.stateText(), disk.healthText(), readings.errors,
+                  readings.current, readings.max, readings.wear);
 }
 
 bool isSsd(const vokDiskInfo& disk) {

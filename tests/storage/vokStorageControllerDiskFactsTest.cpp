@@ -428,6 +428,26 @@ TEST_F(DiskWalk, ASlotThatIsNoNumberHasNoLocation) {
     }
 }
 
+// The text "-1" is a number, of a bay that no platform has.
+TEST_F(DiskWalk, TheDisksOfAGenericControllerHaveNoLocationOnTheFirstPlatform) {
+    start(firstFamily);
+    addPort();
+    addSasDisk();
+    const vokDiskInfo disk = walkOne();
+    EXPECT_EQ(disk.getSlot(), "-1");
+    EXPECT_EQ(disk.getPhysicalLocation(), "FFFFFFFFFFFFFFFF");
+}
+
+TEST_F(DiskWalk, TheDisksOfAGenericControllerHaveNoLocationOnTheSecondPlatform) {
+    start(secondFamily);
+    addPort();
+    addSasDisk();
+    controller->slots[link] = "2";
+    EXPECT_EQ(walkOne().getPhysicalLocation(), secondBayLocation);
+    controller->slots.clear();
+    EXPECT_EQ(walkOne().getPhysicalLocation(), "FFFFFFFFFFFFFFFF");
+}
+
 TEST_F(DiskWalk, AGenericControllerKnowsNoSlots) {
     vokDiskInfo disk;
     EXPECT_EQ(controller->discoverPhysicalDiskSlotNumber(disk), -1);

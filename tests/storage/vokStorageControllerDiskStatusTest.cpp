@@ -71,7 +71,7 @@ TEST_F(DiskStatus, ADiskThatHasLeftIsOffline) {
 }
 
 // Required: any other error sets the state only.
-TEST_F(DiskStatus, ADiskThatCannotBeOpenedIsFailedAndKeepsItsHealth) {
+TEST_F(DiskStatus, ADiskThatCannotBeOpenedIsFailedAndKeepsItsHealthAsRequired) {
     for (const int error : {EACCES, EBUSY, ENOENT, EIO}) {
         addSasDisk(Media::hdd);
         node->failOpens(2, error);
@@ -147,7 +147,7 @@ TEST_F(DiskStatus, TheSerialNumberIsComparedWithoutItsBlanks) {
 }
 
 // Required: a blank page is the empty serial number, although the record may have that of the inquiry data.
-TEST_F(DiskStatus, ABlankPage80IsComparedAsAnEmptyText) {
+TEST_F(DiskStatus, ABlankPage80IsComparedAsAnEmptyTextAsRequired) {
     FakeDisk fake;
     fake.serial = "     ";
     fake.inquirySerial = "SERIAL-0001";

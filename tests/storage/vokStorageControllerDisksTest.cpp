@@ -69,6 +69,20 @@ TEST_F(DiskWalk, ARemovedControllerReturnsItsLastDrivesAndAsksNothing) {
     EXPECT_TRUE(logged("0000:3b:00.0: Return last known PD inventory for removed controller."));
 }
 
+TEST_F(DiskWalk, ThePassHoldsTheLockUntilItsEnd) {
+    addPort();
+    addSasDisk();
+    std::vector<bool> locked;
+    controller->onValidate = [&](vokDiskInfo&) {
+        locked.push_back(isLockedFor(*controller));
+        return true;
+    };
+    controller->onSynchronize = [&] { locked.push_back(isLockedFor(*controller)); };
+    walk();
+    EXPECT_EQ(locked, (std::vector<bool>{true, true}));
+    EXPECT_FALSE(isLockedFor(*controller));
+}
+
 TEST_F(DiskWalk, MissingDisksAreKeptButNotReturned) {
     addPort();
     addSasDisk();

@@ -184,6 +184,8 @@ TEST_F(ControllerEvents, TheEventOfADiskCarriesItsCurrentRecord) {
     EXPECT_EQ(event["VariableData"]["Type"], "Drive");
     EXPECT_EQ(event["VariableData"]["Data"]["SerialNumber"], "SERIAL-0001");
     EXPECT_EQ(event["VariableData"]["EventInfo"], "the page can't be read");
+    EXPECT_EQ(event["Source"], "VOK");
+    EXPECT_EQ(event["EventTime"], "2023-11-14 22:13:20");
 }
 
 TEST_F(ControllerEvents, ARecoveredDiskHasNoTextAnyMore) {
@@ -323,6 +325,41 @@ TEST_F(Poll, AChangeThatRaisesNoEventRequestsNoBuild) {
     controller->poll();
     EXPECT_EQ(controller->currentInfo.getControllerPort(0).getState(), VOK_STATE_CREATED);
     EXPECT_EQ(rebuildRequests(), 0);
+}
+
+TEST_F(Poll, AChangeThatRaisesNoEventIsTheLastReportedStatusAllTheSame) {
+    tree.addPort({1});
+    vokStorageControllerPortInfo port = controller->currentInfo.getControllerPort(0);
+    port.setOSInstanceName("/sys/class/scsi_host/host1");
+    controller->currentInfo.addControllerPort(port);
+    port.setOSInstanceName("/sys/class/scsi_host/host0");
+    controller->currentInfo.addControllerPort(port);
+    tree.setPortState(1, "offline");  // one of three
+    diskState = VOK_STATE_DEGRADED;
+    controller->poll();
+    EXPECT_THAT(eventIds(), IsEmpty());
+    EXPECT_EQ(controller->previousInfo.getHealth(), VOK_HEALTH_WARNING);
+    EXPECT_EQ(controller->previousDrives[0].getState(), VOK_STATE_DEGRADED);
+    EXPECT_EQ(controller->previousDrives[1].getState(), VOK_STATE_DEGRADED);
+    tree.setPortState(1, "running");
+    controller->poll();
+    EXPECT_THAT(eventIds(), ElementsAre(397));
+}
+
+// Required: only a change of state or health is stored, and a port that goes into recovery changes neither.
+TEST_F(Poll, TheTimestampOfAPortAloneIsNotStoredAsRequired) {
+    tree.setPortState(0, "recovery");
+    controller->poll();
+    EXPECT_EQ(controller->currentInfo.getControllerPort(0).getState(), VOK_STATE_RUNNING);
+    EXPECT_EQ(controller->currentInfo.getControllerPort(0).getLastRecoveryTimestamp(), 0);
+}
+
+TEST_F(Poll, TheDisksArePolledUnderTheLock) {
+    bool isLocked = false;
+    controller->onDiskStatus = [&](vokDiskInfo&) { isLocked = isLockedFor(*controller); };
+    controller->poll();
+    EXPECT_TRUE(isLocked);
+    EXPECT_FALSE(isLockedFor(*controller));
 }
 
 TEST_F(Poll, ThePortsAreThoseOfTheRecords) {

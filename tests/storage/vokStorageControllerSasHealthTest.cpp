@@ -65,7 +65,7 @@ TEST_F(DiskStatus, TheLongTextOfAPredictiveFailure) {
 }
 
 // Required: the negative wear stands, and is below the threshold.
-TEST_F(DiskStatus, AWearThatASasSsdDoesNotTellIsNegativeInTheText) {
+TEST_F(DiskStatus, AWearThatASasSsdDoesNotTellIsNegativeInTheTextAsRequired) {
     addSasDisk(Media::ssd);
     node->answer(sasWear, illegalRequest);
     EXPECT_EQ(newStatus(), running);
@@ -79,7 +79,7 @@ TEST_F(DiskStatus, AWearThatASasSsdDoesNotTellIsNegativeInTheText) {
 }
 
 // Required: also for the page itself with its DS bit set.
-TEST_F(DiskStatus, AWearPageOfAnotherCodeIsAPredictiveFailure) {
+TEST_F(DiskStatus, AWearPageOfAnotherCodeIsAPredictiveFailureAsRequired) {
     addSasDisk(Media::ssd);
     for (const int code : {0x0D, 0x91}) {
         node->answer(sasWear, {zerosWith(12, {{0, code}, {3, 8}})});
@@ -100,7 +100,7 @@ TEST_F(DiskStatus, ASasDiskIsTooHotAboveItsLimitOnly) {
 }
 
 // Required: the limit stays -1, so that every temperature is above it.
-TEST_F(DiskStatus, TheFallBackTemperatureIsAPredictiveFailure) {
+TEST_F(DiskStatus, TheFallBackTemperatureIsAPredictiveFailureAsRequired) {
     addSasDisk(Media::hdd);
     node->answer(sasTemperature, illegalRequest);
     EXPECT_EQ(newStatus(), predictive);

@@ -133,13 +133,13 @@ protected:
     // - buildLock: one builder at a time, for a whole cacheBuild().
     // - mlock: the records and the current inventory, for a whole gathering and while events are raised.
     // - prevInventoryLock: the previous inventory, only while it is copied or compared.
+    // - Of storage: the lock of the factory, then that of a controller. Events are raised with both held.
     // - cmutex: the wait and its flags.
     // - vokJsonAggregator::cmutex: for the push request at the end of a build. The aggregator holds it while
     //   it calls isInventoryReady(), which takes no lock of the manager.
     // - ipmi::IPMIUtils::mlock: for a whole remote command. Events are delivered on a thread that the
     //   raising thread joins, so the former's locks count as the latter's.
-    // - The lock of the watch in vokLongOperation.cpp.
-    // - The logger's lock.
+    // - The lock of the watch in vokLongOperation.cpp, then the logger's.
     //
     // A reader only tries mlock, and so never waits for a build.
     std::mutex buildLock;

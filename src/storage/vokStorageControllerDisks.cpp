@@ -356,6 +356,9 @@ private:
 
 std::vector<std::string> scsiLinks() {
     const vokSortedDirectory entries(vokHostAccess().path(classDirectory), file_select);
+    // All disks will be taken for missing.
+    if (entries.count() < 0 && errno != ENOENT)
+        VOK_LOG_WARNING(module, "Unable to list %s: (%d).", classDirectory, errno);
     std::vector<std::string> names;
     for (int i = 0; i < entries.count(); ++i) names.emplace_back(entries.name(i));
     return names;

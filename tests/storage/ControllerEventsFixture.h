@@ -6,6 +6,19 @@
 
 #include "storage/StorageFixture.h"
 
+// Notes whether it is locked when it computes its status.
+class LockedController : public TestController {
+public:
+    using TestController::TestController;
+
+    std::vector<bool> locked;
+
+    void computeControllerStatus() override {
+        locked.push_back(isLockedFor(*this));
+        TestController::computeControllerStatus();
+    }
+};
+
 class ControllerEventsFixture : public StorageFixture {
 protected:
     static constexpr char firstLocation[] = "0000000000003801";

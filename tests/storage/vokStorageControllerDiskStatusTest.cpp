@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <cerrno>
 #include <filesystem>
+#include <functional>
+#include <vector>
 
 #include "storage/DiskStatus.h"
 #include "support/FakeFiles.h"
@@ -27,6 +29,29 @@ TEST_F(DiskStatus, InAPassTheDescriptorOfTheRecordIsUsedAndStaysOpen) {
     EXPECT_EQ(node->opens(), 1);
     EXPECT_EQ(node->openDescriptors(), 1);
     EXPECT_EQ(disk.getOSSGHandle(), held.descriptor());
+}
+
+class ObservedScsi : public FakeScsi {
+public:
+    using FakeScsi::FakeScsi;
+
+    std::function<void()> onRequest;
+
+    int control(unsigned long request, void* argument) override {
+        onRequest();
+        return FakeScsi::control(request, argument);
+    }
+};
+
+TEST_F(DiskStatus, ADiskIsAskedUnderTheLock) {
+    addSasDisk(Media::hdd);
+    auto& observed = host.add<ObservedScsi>("/dev/sg0");
+    answerAsSas(observed);
+    std::vector<bool> locked;
+    observed.onRequest = [&] { locked.push_back(isLockedFor(*controller)); };
+    EXPECT_EQ(newStatus(), running);
+    EXPECT_EQ(locked, (std::vector<bool>{true, true}));
+    EXPECT_FALSE(isLockedFor(*controller));
 }
 
 TEST_F(DiskStatus, TheNodeIsOpenedForReadingAndWritingWithoutWaiting) {
@@ -109,6 +134,12 @@ TEST_F(DiskStatus, TheCauseOfAFailedOpenIsAWarningOnceAndNotAtEachPoll) {
     failOnce(ENXIO);
     failOnce(EBUSY);
     EXPECT_EQ(countLogged(host, "WARNING STOR_CTLR: " + busy), 3);
+    const std::string generic = host.path("/sys/" + tree.devicePath(link) + "/scsi_generic");
+    std::filesystem::rename(generic, generic + "-away");
+    discover();
+    std::filesystem::rename(generic + "-away", generic);
+    failOnce(EBUSY);
+    EXPECT_EQ(countLogged(host, "WARNING STOR_CTLR: " + busy), 4);
 }
 
 TEST_F(DiskStatus, AFailedOpenInThePassAndInThePollIsOneWarning) {

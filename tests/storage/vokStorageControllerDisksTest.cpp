@@ -28,6 +28,15 @@ TEST_F(DiskWalk, WithoutTheClassDirectoryThereAreNoDisksAndTheSynchronisationRun
     EXPECT_EQ(calls, 2);
 }
 
+TEST_F(DiskWalk, AClassDirectoryThatCannotBeListedIsAWarning) {
+    const std::string start = "WARNING STOR_CTLR: Unable to list /sys/class/scsi_device/: ";
+    walk();  // none is there, as on a host without SCSI
+    EXPECT_EQ(countLogged(host, start + "(2)."), 0);
+    host.root.writeFile("/sys/class/scsi_device", "no directory");
+    EXPECT_TRUE(walk().empty());
+    EXPECT_EQ(countLogged(host, start + "(20)."), 1);
+}
+
 TEST_F(DiskWalk, DisksComeInTheOrderOfTheirEntries) {
     addPort();
     for (const char* const each : {"0:0:2:0", "0:0:0:0", "0:0:10:0", "0:0:1:0"}) {

@@ -354,6 +354,17 @@ TEST_F(Poll, TheTimestampOfAPortAloneIsNotStoredAsRequired) {
     EXPECT_EQ(controller->currentInfo.getControllerPort(0).getLastRecoveryTimestamp(), 0);
 }
 
+TEST_F(Poll, ThePortsArePolledUnderTheLock) {
+    const Held<LockedController> observed(
+        new LockedController(0x28268086, 0x00018086, "0000:3b:00.0", 1, true));
+    givePlace(*observed);
+    observed->eventFlags = 4;
+    tree.setPortState(0, "offline");
+    observed->poll();
+    EXPECT_THAT(observed->locked, ElementsAre(true));
+    EXPECT_FALSE(isLockedFor(*observed));
+}
+
 TEST_F(Poll, TheDisksArePolledUnderTheLock) {
     bool isLocked = false;
     controller->onDiskStatus = [&](vokDiskInfo&) { isLocked = isLockedFor(*controller); };

@@ -3,6 +3,7 @@
 
 #include "platform/utils/vokUtils.h"
 #include "storage/StorageFixture.h"
+#include "support/FakeCommands.h"
 
 namespace vokStorageControllerRecordTest {
 namespace {
@@ -102,6 +103,19 @@ TEST_F(ControllerRecord, TheManufacturerOfACardIsItsSubsystemVendor) {
     std::string manufacturer = "before";
     controller->discoverManufacturer(manufacturer);  // the board id 0001:8086
     EXPECT_EQ(manufacturer, "Intel Corporation");
+}
+
+TEST_F(ControllerRecord, WithoutASubsystemVendorTheManufacturerIsThatOfTheHardwareList) {
+    start(firstFamily);
+    auto& commands = host.part<FakeCommands>();
+    commands.onCommand = [](const std::string&, int&) { return "0x1077\n"; };
+    for (const unsigned int board : {0x00010000u, 0x0001FFFFu}) {
+        const Held<TestController> unknown(new TestController(0x28268086, board, "0000:3b:00.0", 1, true));
+        std::string manufacturer;
+        unknown->discoverManufacturer(manufacturer);
+        EXPECT_EQ(manufacturer, "QLogic Corp.") << board;
+    }
+    EXPECT_EQ(commands.texts().size(), 2u);
 }
 
 TEST_F(ControllerRecord, TheManufacturerOnBoardIsThatOfTheSystem) {

@@ -82,6 +82,14 @@ TEST_F(Removal, WhoRaisesTheEventsDecidesWhichAreRaised) {
     }
 }
 
+TEST_F(Removal, TheStatusIsChangedUnderTheLockWhichIsReleasedAtTheEnd) {
+    const Held<LockedController> held(new LockedController(0x28268086, 0x00018086, "0000:3b:00.0", 1, true));
+    held->addReference();
+    held->processDeviceRemoval();
+    EXPECT_EQ(held->locked, std::vector<bool>{true});
+    EXPECT_FALSE(isLockedFor(*held));
+}
+
 TEST_F(Removal, TheGettersReturnTheLastInventoryAfterwards) {
     remove();
     EXPECT_EQ(controller->getInventory().getModel(), "Array 930");

@@ -21,7 +21,8 @@ public:
     // --- discovery: asks the host, updates the controller's own inventory, and copies it out ---
 
     virtual int discoverInventory(vokStorageControllerInfo& info) = 0;
-    // Without the disks that have gone.
+    // Without the disks that have gone. Fails, and changes nothing, if the stop of the agent is requested
+    // before all disks have answered.
     virtual int discoverPhysicalDiskInventory(std::vector<vokDiskInfo>& disks) = 0;
     virtual int discoverLogicalDiskInventory(std::vector<vokLogicalDiskInfo>& volumes) = 0;
     virtual int discoverStorageEnclosureInventory(std::vector<vokStorageEnclosureInfo>& enclosures) = 0;

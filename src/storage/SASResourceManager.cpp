@@ -1,6 +1,7 @@
 #include "storage/SASResourceManager.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <tuple>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokScsi.h"
 #include "platform/access/vokWait.h"
 #include "platform/utils/vokUtils.h"
 #include "storage/IvokStorageController.h"
@@ -20,7 +22,7 @@ namespace {
 constexpr char tag[] = "SAS_RM";
 constexpr long pollSeconds = 10;
 constexpr long secondsThatPollsAreApart = 9;  // at least one more
-constexpr long stopSeconds = 5;               // of the wait for the factories' shutdown
+constexpr long stopWaitSeconds = 60;          // one wait for the factories' shutdown, which is repeated
 
 constexpr vokManagerTraits storageTraits = [] {
     vokManagerTraits traits;
@@ -224,7 +226,7 @@ void SASResourceManager::pollDevices() {
     for (IvokStorageControllerFactory* const factory : Factories::_registryList()) {
         factory->poll();
         for (const auto& controller : controllersOf(*factory))
-            if (!stopSAS) controller->poll();
+            if (!isStopping()) controller->poll();
     }
     lastPollTime = vokWallClockSeconds();
 }
@@ -238,7 +240,11 @@ void SASResourceManager::cacheBuild() {
 
 SASResourceManager::gathered SASResourceManager::gather() {
     getInventory();
-    return stopSAS ? gathered::abandoned : gathered::complete;
+    return isStopping() ? gathered::cutShort : gathered::complete;
+}
+
+bool SASResourceManager::isStopping() {
+    return stopSAS || vokIsScsiRefused();
 }
 
 void SASResourceManager::getInventory() {
@@ -247,7 +253,7 @@ void SASResourceManager::getInventory() {
         factory->discoverControllers(list);
         VOK_LOG_DEBUG(tag, "discoverControllers() completed with %d.", static_cast<int>(list.size()));
         for (auto& controller : vokTakeReferences(list)) {
-            if (!stopSAS) gatherFrom(*controller);
+            if (!isStopping()) gatherFrom(*controller);
             controller.reset();
         }
     }
@@ -264,6 +270,7 @@ void SASResourceManager::gatherFrom(IvokStorageController& controller) {
     controller.discoverPhysicalDiskInventory(drives);
     controller.discoverLogicalDiskInventory(volumes);
     controller.discoverStorageEnclosureInventory(reported);
+    if (isStopping()) return;
     controller.enableEvents();
     stopwatch.log(info, controller.getPciLocation());
     ControllerInventory.push_back(std::move(info));
@@ -306,14 +313,14 @@ bool SASResourceManager::isRunning() {
 
 void SASResourceManager::stopResourceManagerJob() {
     vokCachedResourceManager::stopResourceManagerJob();
-    timespec deadline{};
-    vokHostAccess().steadyClock(&deadline);
-    deadline.tv_sec += stopSeconds;
     std::unique_lock<std::mutex> lock(cmutex);
     while (isActive() && !condSignal) {
+        timespec deadline{};
+        vokHostAccess().steadyClock(&deadline);
+        deadline.tv_sec += stopWaitSeconds;
         const int result =
             vokHostAccess().steadyWait(runEnded.native_handle(), cmutex.native_handle(), &deadline);
-        if (result == 0) continue;
+        if (result == 0 || result == ETIMEDOUT) continue;
         lock.unlock();
         VOK_LOG_WARNING(tag, "Wait for resource manager stop completed with %d.", result);
         return;

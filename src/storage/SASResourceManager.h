@@ -45,8 +45,9 @@ public:
     static bool isControllerModelSupported(unsigned int chipset, unsigned int board);
 
     void cacheBuild() override;
-    // Also waits until the factories have been shut down, five seconds at most. Does not wait if the
-    // manager's thread does not run.
+    // Also waits until the factories have been shut down, and so for the request to a disk that is in
+    // progress: sixty seconds at most if it hangs, unless the driver takes longer to give it up. Does not
+    // wait if the manager's thread does not run.
     void stopResourceManagerJob() override;
     // Also false if a controller has its events disabled.
     bool isRunning() override;
@@ -82,6 +83,8 @@ private:
     SASResourceManager();
     ~SASResourceManager() = default;
 
+    // True once disks are no longer asked.
+    static bool isStopping();
     // The inventory of one controller, to the records; mlock is held.
     void gatherFrom(IvokStorageController& controller);
 

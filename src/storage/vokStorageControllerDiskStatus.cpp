@@ -1,9 +1,11 @@
 #include <cerrno>
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokMallocPtr.h"
+#include "platform/access/vokScsi.h"
 #include "storage/SASResourceManager.h"
 #include "storage/scsi/scsi_info.h"
 #include "storage/storage_utils.h"
@@ -229,14 +231,11 @@ vokDevice openNode(vokDiskInfo& disk, vokDiskOpenFailures& failures) {
     return {};
 }
 
-}  // namespace
-
-void vokStorageController::discoverPhysicalDiskStatus(vokDiskInfo& disk) {
-    const vokMutexLocker locker(lock);
+void judge(vokDiskInfo& disk, vokDiskOpenFailures& failures) {
     vokDevice node;  // unless a discovery pass holds it open
     int descriptor = disk.getOSSGHandle();
     if (descriptor < 0) {
-        node = openNode(disk, openFailures);
+        node = openNode(disk, failures);
         if (!node) return;
         descriptor = node.descriptor();
     }
@@ -256,4 +255,14 @@ void vokStorageController::discoverPhysicalDiskStatus(vokDiskInfo& disk) {
         setStatus(disk, VOK_STATE_FAILED, VOK_HEALTH_CRITICAL,
                   "Unable to determine the transport protocol of the disk drive.");
     }
+}
+
+}  // namespace
+
+void vokStorageController::discoverPhysicalDiskStatus(vokDiskInfo& disk) {
+    const vokMutexLocker locker(lock);
+    vokDiskInfo judged = disk;
+    judge(judged, openFailures);
+    // A question that was refused is no answer of the disk.
+    if (!vokIsScsiRefused()) disk = std::move(judged);
 }

@@ -8,6 +8,7 @@
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokMallocPtr.h"
+#include "platform/access/vokScsi.h"
 #include "platform/access/vokSortedDirectory.h"
 #include "platform/pci/vokDirectoryFilters.h"
 #include "platform/places/vokPhysLocFactory.h"
@@ -376,6 +377,7 @@ int vokStorageController::discoverPhysicalDiskInventory(std::vector<vokDiskInfo>
         disks = currentDrives;
         return 1;
     }
+    const std::vector<vokDiskInfo> known = currentDrives;
     previousDrives = currentDrives;
     currentDrives.clear();
     {
@@ -383,12 +385,18 @@ int vokStorageController::discoverPhysicalDiskInventory(std::vector<vokDiskInfo>
         const std::vector<std::string> links = scsiLinks();
         openFailures.forgetAllBut(links);
         for (const std::string& link : links) {
+            if (vokIsScsiRefused()) break;
             WalkedDisk walked(*this, openFailures, link.c_str());
             if (!walked.discover()) continue;
             nodes.add(walked.takeNode());
             currentDrives.push_back(walked.disk());
         }
-        synchronizePhysicalDrivesInventory();
+        if (!vokIsScsiRefused()) synchronizePhysicalDrivesInventory();
+    }
+    if (vokIsScsiRefused()) {
+        VOK_LOG_DEBUG(module, "%s: The stop has broken off the disk inventory.", pciLocation.c_str());
+        currentDrives = previousDrives = known;
+        return 0;
     }
     disks = currentDrives;
     const auto isMissing = [](const vokDiskInfo& disk) { return disk.getDeviceMissing(); };

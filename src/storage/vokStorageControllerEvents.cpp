@@ -1,5 +1,6 @@
 // Events of the controller and its disks: when one is raised, polling, arrival and removal.
 #include "core/base/vokLog.h"
+#include "platform/access/vokScsi.h"
 #include "platform/places/vokPhysLocInterface.h"
 #include "storage/SASResourceManager.h"
 #include "storage/vokStorageController.h"
@@ -56,7 +57,8 @@ bool vokStorageController::generateEventOnStatusChange() {
 bool vokStorageController::generateEventOnStatusChange(vokDiskInfo* current, vokDiskInfo* previous) {
     const std::string previousLink = previous->getOSSCSILink();
     const std::string link = previousLink.empty() ? current->getOSSCSILink() : previousLink;
-    if (current->getState() == previous->getState()) return false;
+    // Of a disk that the stop kept from answering nothing is known.
+    if (current->getState() == previous->getState() || vokIsScsiRefused()) return false;
 
     const ChangeTexts change(*current, *previous);
     const std::string oldLocation = previous->getPhysicalLocation();
@@ -149,6 +151,7 @@ void vokStorageController::pollDrives() {
     const vokMutexLocker locker(lock);
     if (isRemoved() || !raisesDriveEvents()) return;
     for (std::size_t i = 0; i < currentDrives.size() && i < previousDrives.size(); ++i) {
+        if (vokIsScsiRefused()) return;
         discoverPhysicalDiskStatus(currentDrives[i]);
         if (generateEventOnStatusChange(&currentDrives[i], &previousDrives[i]))
             SASResourceManager::invalidateInventoryCache();

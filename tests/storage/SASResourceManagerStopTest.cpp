@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "storage/StorageManagerFixture.h"
+#include "support/FakeCommands.h"
 
 namespace SASResourceManagerStopTest {
 namespace {
@@ -97,7 +98,8 @@ TEST_F(StorageManager, TheStopDoesNotWaitForAThreadThatHasEnded) {
     EXPECT_TRUE(managerLogged("Resource manager stopped."));
 }
 
-TEST_F(StorageManager, TheStopWaitsFiveSecondsForABuildThatHangs) {
+// As a disk that hangs until its time-out does.
+TEST_F(StorageManager, TheStopWaitsForABuildThatHangsHoweverLongThatTakes) {
     ScriptedController& controller = factory.add();
     factory.add("0000:5e:00.0");
     std::promise<void> hangs;
@@ -109,21 +111,68 @@ TEST_F(StorageManager, TheStopWaitsFiveSecondsForABuildThatHangs) {
     };
     std::thread thread([this] { manager.init(); });
     hangs.get_future().wait();
-    std::thread time([this] {
+    std::thread time([&] {
         clock.waitForSteadyWaits(1);
-        clock.advanceSteady(5);
+        clock.advanceSteady(60);
+        clock.waitForSteadyWaits(2);
+        EXPECT_FALSE(managerLogged("Resource manager stopped."));
+        calls.take();
+        answers.set_value();
     });
     manager.stopResourceManagerJob();
     time.join();
-    EXPECT_THAT(clock.steadilyWaitedSeconds(), ElementsAre(5));
-    EXPECT_TRUE(hasLogged(host, "WARNING SAS_RM: Wait for resource manager stop completed with 110."));
-    EXPECT_FALSE(managerLogged("Resource manager stopped."));
-    calls.take();
-    answers.set_value();
+    EXPECT_TRUE(managerLogged("Resource manager stop in progress."));
+    EXPECT_TRUE(managerLogged("Resource manager stopped."));
+    EXPECT_THAT(clock.steadilyWaitedSeconds(), testing::Each(60));
     thread.join();
     const std::vector<std::string> after = calls.take();
     EXPECT_THAT(after, Not(Contains("discoverInventory"))) << "the next controller is not asked any more";
+    EXPECT_THAT(after, Not(Contains("enableEvents")));
     EXPECT_THAT(after, Contains("shutdownFactory"));
+}
+
+TEST_F(StorageManager, ABuildThatTheStopCutsShortLeavesTheInventoryAndRequestsNoPush) {
+    ScriptedController& controller = factory.add();
+    controller.info.setModel("as before");
+    manager.cacheBuild();
+    const auto stops = [&](const std::string& when) {
+        return [this, when](const std::string& call) {
+            if (call == when) host.part<FakeCommands>().requestStop(vokStopPhase::requested);
+        };
+    };
+    controller.info.setModel("half of it");
+    controller.onCall = stops("discoverPhysicalDiskInventory");
+    SASResourceManager::sendInventorytToRMCOnCacheBuild();
+    calls.take();
+    manager.cacheBuild();
+    EXPECT_THAT(calls.take(), Not(Contains("enableEvents"))) << "which could raise those of an arrival";
+    ASSERT_EQ(documents(1).size(), 1u);
+    EXPECT_EQ(documents(1)[0]["Model"], "as before");
+    EXPECT_EQ(timesManagerLogged("SASRM requesting cache push"), 0);
+    EXPECT_TRUE(
+        hasLogged(host, "INFO SAS_RM: The stop has cut the build short; the previous inventory stays."));
+}
+
+TEST_F(StorageManager, AfterTheRequestToStopNoControllerIsPolled) {
+    ScriptedController& first = factory.add();
+    factory.add("0000:5e:00.0");
+    first.onCall = [this](const std::string& call) {
+        if (call == "poll") host.part<FakeCommands>().requestStop(vokStopPhase::requested);
+    };
+    manager.pollDevices();
+    EXPECT_THAT(calls.take(), ElementsAre("factory poll", "getControllers 255", "poll"));
+}
+
+// The first build may take minutes, as with a disk that hangs. The aggregator then sends without storage.
+TEST_F(StorageManager, AFirstBuildThatTheAggregatorGaveUpWaitingForIsPushedAtItsEnd) {
+    factory.add().onCall = [this](const std::string& call) {
+        if (call != "discoverPhysicalDiskInventory") return;
+        for (int pass = 0; pass <= 8; ++pass)
+            std::thread([&] { EXPECT_FALSE(manager.isInventoryReady(pass)); }).join();
+        EXPECT_THAT(documents(1), IsEmpty());
+    };
+    manager.cacheBuild();
+    EXPECT_EQ(timesManagerLogged("SASRM requesting cache push"), 1);
 }
 
 TEST_F(StorageManager, AStopDuringAPollAsksNoFurtherController) {

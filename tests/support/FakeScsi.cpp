@@ -99,6 +99,7 @@ int FakeScsi::control(unsigned long request, void* argument) {
         const std::lock_guard<std::mutex> lock(guard);
         requests_.push_back(seen);
     }
+    if (onCommand) onCommand();
     const FakeScsiReply reply = replyTo(seen.cdb);
     if (reply.error != 0) {
         errno = reply.error;

@@ -3,6 +3,7 @@
 // supported: CHECK CONDITION with ILLEGAL REQUEST, INVALID COMMAND OPERATION CODE (SPC-5).
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -53,6 +54,9 @@ public:
     void answer(const FakeScsiBytes& cdb, const FakeScsiReply& reply);
     // From now on exactly these commands are expected, in this order.
     void expect(std::vector<ExpectedScsiCommand> rows) { expected_.expect(std::move(rows)); }
+
+    // Called in each command before its reply.
+    std::function<void()> onCommand;
 
     // --- what a test reads ---
     std::vector<FakeScsiRequest> requests() const;

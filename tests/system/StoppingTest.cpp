@@ -209,6 +209,41 @@ TEST_F(StoppingWhatHangs, InARunningManagerEndsInOrderAndLeavesNoCommand) {
     EXPECT_EQ(controllerCount("violations"), 0);
 }
 
+// Seven disks with two to four questions each: without a refusal the poll would take most of a minute.
+TEST_F(StoppingWhatHangs, OfDisksOnlyTheQuestionInProgressDelaysIt) {
+    Json::Value settings = usualSettings();
+    settings["EnableResources"].append("StorageControllers");
+    startAll(settings);
+    startAgentAndWaitForItsPush();
+    ASSERT_TRUE(waitForLog("SAS_RM: Polling devices."));
+    hostControl({"clock", "speed", "1"});
+    const int polls = timesLogged("SAS_RM: Polling devices.");
+    for (int disk = 0; disk < 7; ++disk) hostControl({"disk", "sg" + std::to_string(disk), "hang"});
+    hostControl({"clock", "speed", "20"});  // a question hangs for three seconds
+    ASSERT_TRUE(waitForLog("SAS_RM: Polling devices.", polls + 1));
+    expectGracefulEnd(stopInTime());
+    EXPECT_EQ(timesLogged("SAS_RM: Resource manager stopped."), 1);
+    EXPECT_EQ(events(), std::vector<int>{}) << "a disk that was not asked has not failed";
+    for (int number = 1; number <= controllerCount("inventories"); ++number)
+        EXPECT_EQ(inventoryText(number).find("Critical"), std::string::npos) << number;
+    EXPECT_EQ(controllerCount("violations"), 0);
+}
+
+// The same for a build: the inventory that the stop breaks off is not sent.
+TEST_F(StoppingWhatHangs, ABuildThatAsksDisksIsBrokenOff) {
+    Json::Value settings = usualSettings();
+    settings["EnableResources"].append("StorageControllers");
+    startHostAlone(settings);
+    startController();
+    for (int disk = 0; disk < 7; ++disk) hostControl({"disk", "sg" + std::to_string(disk), "hang"});
+    hostControl({"clock", "speed", "20"});
+    startAgent();
+    ASSERT_TRUE(waitForLog("SAS_RM: Building storage cache."));
+    expectGracefulEnd(stopInTime());
+    EXPECT_EQ(timesLogged("SAS_RM: The stop has cut the build short; the previous inventory stays."), 1);
+    EXPECT_EQ(events(), std::vector<int>{});
+}
+
 TEST_F(StoppingWhatHangs, AReportIsInterruptedAndPrintsNothing) {
     startAll();
     hostControl({"command", "localcli", "hang", "1000000000"});

@@ -148,7 +148,7 @@ void vokCachedResourceManager::cacheBuild() {
         backupInventory();
         destroyRecords();
         result = gather();
-        if (vokHostAccess().stopPhase() == vokStopPhase::withoutCommands) {
+        if (result == gathered::cutShort || vokHostAccess().stopPhase() == vokStopPhase::withoutCommands) {
             _cacheBuildInProgress = false;
             VOK_LOG_INFO(traits_.tag, "The stop has cut the build short; the previous inventory stays.");
             return;

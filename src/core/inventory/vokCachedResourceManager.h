@@ -25,8 +25,8 @@ public:
     // Rebuilds the cache. Only one build runs at a time: a second caller waits and then builds too, since
     // the running build may have gathered its data before the change that caused the call. Must not be
     // called within a build; requestRefresh() may be. Does nothing once the stop of the agent is requested;
-    // a build that the stop has deprived of its commands leaves the inventory of the build before it, and
-    // raises no event and requests no push.
+    // a build that the stop has cut short or deprived of its commands leaves the inventory of the build
+    // before it, and raises no event and requests no push.
     void cacheBuild() override;
     void stopResourceManagerJob() override;
     // One run: prepare(), the loop, tearDown(). Does nothing if the manager was started or is active.
@@ -52,6 +52,7 @@ protected:
     enum class gathered {
         complete,   // continue with the JSON and the common end of the build
         abandoned,  // end the build here, ready and empty, but without a refresh time or a push
+        cutShort,   // end the build here, with the inventory of the build before: the stop has broken it off
     };
 
     // `stopFlag` belongs to the derived class; both arguments must live as long as the process.
@@ -132,6 +133,8 @@ protected:
     //
     // - buildLock: one builder at a time, for a whole cacheBuild().
     // - mlock: the records and the current inventory, for a whole gathering and while events are raised.
+    // - The lock of a storage factory, for a whole walk, then that of a storage controller, while its disks
+    //   are asked: vokStorageControllerFactory.h, vokStorageController.h.
     // - prevInventoryLock: the previous inventory, only while it is copied or compared.
     // - Of storage: the lock of the factory, then that of a controller. Events are raised with both held.
     // - cmutex: the wait and its flags.

@@ -58,8 +58,8 @@ public:
     virtual int runCommand(const std::string& command) = 0;
 
     // Bounds what could otherwise delay the stop of the agent for ever: commands, which are ended three
-    // seconds after the request and then refused with ECANCELED, and waits for devices. Async-signal-safe;
-    // only the first call counts.
+    // seconds after the request and then refused with ECANCELED, and waits for devices. SCSI commands are
+    // refused from the request on (vokScsi.h). Async-signal-safe; only the first call counts.
     virtual void requestStop() = 0;
     virtual vokStopPhase stopPhase() const = 0;
 

@@ -52,6 +52,13 @@ unsigned transferLengthOf(const vokScsiRequest& request) {
     return static_cast<unsigned>(std::min<std::size_t>(request.dataSize, std::numeric_limits<int>::max()));
 }
 
+vokScsiReply failedWith(int result, int error) {
+    vokScsiReply reply;
+    reply.result = result;
+    reply.error = error;
+    return reply;
+}
+
 }  // namespace
 
 std::string vokScsiReply::senseText() const {
@@ -62,6 +69,10 @@ std::string vokScsiReply::senseText() const {
         text += byte;
     }
     return text;
+}
+
+bool vokIsScsiRefused() {
+    return vokHostAccess().stopPhase() != vokStopPhase::none;
 }
 
 vokScsiReply vokSendScsi(int descriptor, const vokScsiRequest& request) {
@@ -81,15 +92,11 @@ vokScsiReply vokSendScsi(int descriptor, const vokScsiRequest& request) {
     if (request.direction == vokScsiDirection::fromDevice && header.dxferp)
         std::memset(header.dxferp, 0, header.dxfer_len);
 
+    if (vokIsScsiRefused()) return failedWith(-1, ECANCELED);
     const vokLongOperation operation({vokOperationKind::scsiCommand, nullptr, command[0], descriptor});
     errno = 0;
     const int result = vokHostAccess().ioctlDevice(descriptor, SG_IO, &header);
-    if (result < 0) {
-        vokScsiReply failed;
-        failed.result = result;
-        failed.error = errno;
-        return failed;
-    }
+    if (result < 0) return failedWith(result, errno);
     // The requested lengths count, even if the driver has changed these fields.
     header.dxfer_len = transferLengthOf(request);
     header.mx_sb_len = sizeof(sense);

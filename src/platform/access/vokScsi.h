@@ -60,7 +60,12 @@ struct vokScsiReply {
     std::string senseText() const;  // each byte as " %02x"
 };
 
-// Sends `request` with one ioctl on the open `descriptor`. Nothing is repeated and nothing is logged.
+// True once the stop of the agent is requested: a command that runs is waited for, and no further one is
+// sent.
+bool vokIsScsiRefused();
+
+// Sends `request` with one ioctl on the open `descriptor`. Nothing is repeated and nothing is logged. Fails
+// with ECANCELED, without the ioctl, if commands are refused.
 vokScsiReply vokSendScsi(int descriptor, const vokScsiRequest& request);
 
 // The reply that a completed `header` describes. Impossible lengths are clamped here and nowhere else: sense

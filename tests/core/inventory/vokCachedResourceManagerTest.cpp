@@ -490,6 +490,22 @@ TEST_F(CachedResourceManager, ABuildThatTheStopDeprivesOfItsCommandsLeavesTheInv
         hasLogged(host, "INFO TEST_RM: The stop has cut the build short; the previous inventory stays."));
 }
 
+TEST_F(CachedResourceManager, ABuildThatItsGatheringCutsShortLeavesTheInventory) {
+    SampleManager manager;
+    manager.cacheBuild();
+    const time_t before = manager.lastRefreshTime;
+    clock.advance(5);
+    manager.pushOnCacheBuild = true;
+    manager.onGather = [] { return SampleManager::gathered::cutShort; };
+    manager.cacheBuild();
+    EXPECT_EQ(manager.builds, 2);
+    std::vector<Json::Value> inventory;
+    EXPECT_FALSE(manager.getInventoryJsonObject(inventory)) << "it is the current one";
+    EXPECT_THAT(numbersOf(inventory), ElementsAre(1));
+    EXPECT_EQ(manager.lastRefreshTime, before);
+    EXPECT_EQ(countLogged(host, "DEBUG TEST_RM: testRM requesting cache push"), 0);
+}
+
 TEST_F(CachedResourceManager, ABuildThatTheStopCutsShortBeforeAnyOtherDoesNotCountAsReady) {
     SampleManager manager;
     manager.onGather = [&] {

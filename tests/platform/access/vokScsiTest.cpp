@@ -63,6 +63,28 @@ constexpr unsigned char serialNumberPage[] = {0x00, 0x80, 0x00, 0x14, 0x53, 0x30
                                               0x4d, 0x59, 0x59, 0x34, 0x30, 0x30, 0x30, 0x30,
                                               0x4b, 0x36, 0x32, 0x38, 0x37, 0x32, 0x55, 0x52};
 
+TEST_F(Scsi, OnceTheStopIsRequestedNoCommandIsSent) {
+    EXPECT_FALSE(vokIsScsiRefused());
+    host->requestStop();
+    EXPECT_TRUE(vokIsScsiRefused());
+    const vokScsiReply reply = readSerialNumber();
+    EXPECT_TRUE(host->seen.empty());
+    EXPECT_FALSE(reply.wasSent());
+    EXPECT_FALSE(reply.isGood());
+    EXPECT_EQ(reply.error, ECANCELED);
+    EXPECT_EQ(reply.received, 0u);
+    EXPECT_EQ(data, std::vector<unsigned char>(252, 0)) << "cleared as by any command that reads";
+}
+
+TEST_F(Scsi, ACommandDuringWhichTheStopIsRequestedKeepsItsReply) {
+    host->complete = [this](sg_io_hdr_t& header) {
+        host->requestStop();
+        header.info = SG_INFO_OK;
+        return 0;
+    };
+    EXPECT_TRUE(readSerialNumber().isGood());
+}
+
 TEST_F(Scsi, SendsOneRequestWithTheCommandAndTheBufferForItsReply) {
     readSerialNumber();
     ASSERT_EQ(host->seen.size(), 1u);

@@ -140,13 +140,14 @@ void vokStorageControllerFactory::processPort(const std::string& path) {
         existing->addPort(port.path);
         return;
     }
-    vokStorageController* const device = claim(port);
+    vokHeldReference<vokStorageController> device(claim(port));
     if (!device) return;
     VOK_LOG_DEBUG(tag, "%s [0x%X, 0x%X %s] managed by device object: [%p]", path.c_str(), port.chipset,
-                  port.board, port.location.c_str(), static_cast<void*>(device));
+                  port.board, port.location.c_str(), static_cast<void*>(device.get()));
     if (existing) device->processDeviceAddition(existing.get());
     device->addPort(port.path);
-    controllers.push_back(device);
+    controllers.reserve(controllers.size() + 1);  // before the reference is given away
+    controllers.push_back(device.release());
     changed = true;
 }
 
@@ -301,11 +302,11 @@ bool vokStorageController::claimDevice(unsigned int chipsetID, unsigned int boar
     *device = nullptr;
     unsigned char family = 0;
     if (!getStorageControllerModel(chipsetID, boardID, vokAnyFamily, &family)) return false;
-    *device =
-        new (std::nothrow) vokStorageController(chipsetID, boardID, pciLocation, family, firstDiscoveryPass);
-    if (*device)
+    try {
+        *device = new vokStorageController(chipsetID, boardID, pciLocation, family, firstDiscoveryPass);
         VOK_LOG_DEBUG(tag, "Claimed device [%s 0x%x 0x%x].", pciLocation.c_str(), chipsetID, boardID);
-    else
+    } catch (const std::bad_alloc&) {
         VOK_LOG_ERROR(tag, "Out of memory!");
+    }
     return true;
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "storage/FailingNew.h"
 #include "storage/ScriptedStorage.h"
 #include "storage/StorageFixture.h"
 #include "storage/vokGenericStorageFactory.h"
@@ -319,6 +320,24 @@ TEST_F(StorageFactory, TheGenericClaimSetsWhatTheTableAndTheWalkKnow) {
     EXPECT_FALSE(vokStorageController::claimDevice(0xA1828086, 0, location, true, &device));
     EXPECT_EQ(device, nullptr);
 }
+
+#if HAS_FAILING_NEW
+TEST_F(StorageFactory, WithoutMemoryTheGenericClaimHasDecidedAndTheWalkSkipsThePort) {
+    claims->chipset = 0;  // the registered class takes nothing
+    tree.addController({});
+    addHost(0);
+    {
+        const FailingNew failing(sizeof(vokStorageController));
+        EXPECT_THAT(walk(), IsEmpty());
+    }
+    EXPECT_TRUE(hasLogged(host, "ERROR STOR_FACT: Out of memory!"));
+    EXPECT_FALSE(factoryLogged("Claimed device [0000:3b:00.0 0x28268086 0x18086]."));
+    EXPECT_TRUE(
+        factoryLogged("Skipping port /sys/class/scsi_host/host0 [0x28268086, 0x18086 0000:3b:00.0] - Claim "
+                      "status: [1]; Device object: [(nil)]"));
+    EXPECT_THAT(walk(), SizeIs(1)) << "the next walk claims it";
+}
+#endif
 
 TEST_F(StorageFactory, AClassThatRegistersAgainReplacesItsFirstRegistration) {
     Classes({"ScriptedController", nullptr, nullptr});

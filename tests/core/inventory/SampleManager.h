@@ -26,6 +26,7 @@ inline constexpr vokManagerTraits otherTraits = [] {
     traits.tag = "OTHER_RM";
     traits.moduleName = "NoSuchModule";
     traits.initText = "Entered init";
+    traits.startText = "reached startInventory";
     traits.activeText = "Other manager is active";
     traits.recentText = "Cache was recently refreshed. skipping the current refresh cycle";
     traits.buildText = "Building other cache";
@@ -59,7 +60,9 @@ public:
     using vokCachedResourceManager::_cacheBuildInProgress;
     using vokCachedResourceManager::buildLock;
     using vokCachedResourceManager::cacheReady;
+    using vokCachedResourceManager::cmutex;
     using vokCachedResourceManager::gathered;
+    using vokCachedResourceManager::isActive;
     using vokCachedResourceManager::lastRefreshTime;
     using vokCachedResourceManager::mlock;
     using vokCachedResourceManager::prevInventoryLock;
@@ -67,11 +70,14 @@ public:
     using vokCachedResourceManager::refreshCache;
     using vokCachedResourceManager::requestRefresh;
     using vokCachedResourceManager::requestWork;
+    using vokCachedResourceManager::runEnded;
     using vokCachedResourceManager::workWanted;
 
     std::function<gathered()> onGather;
     std::function<void(bool)> onBetweenWaits;
     std::function<void()> onAfterBuild;
+    std::function<bool()> onWasStarted;  // instead of the question for records
+    std::function<void()> onTearDown;
     bool runsEmpty = false;
     vokRecordHistory<int> store{recordStores};
     std::vector<int>& records = store.current;
@@ -84,6 +90,9 @@ public:
     static std::atomic<bool> stopSample;
 
 protected:
+    bool wasStarted() override {
+        return onWasStarted ? onWasStarted() : vokCachedResourceManager::wasStarted();
+    }
     void prepare() override { ++preparations; }
     long refreshInterval() override {
         return usesConfiguredInterval ? vokCachedResourceManager::refreshInterval() : secondsBetweenBuilds;
@@ -100,7 +109,10 @@ protected:
         if (onAfterBuild) onAfterBuild();
     }
     bool runsWithoutRecords() override { return runsEmpty; }
-    void tearDown() override { ++tearDowns; }
+    void tearDown() override {
+        ++tearDowns;
+        if (onTearDown) onTearDown();
+    }
 
 private:
     static std::vector<Json::Value> documentsOf(const vokInventorySet& inventories) {

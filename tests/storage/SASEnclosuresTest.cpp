@@ -169,5 +169,14 @@ TEST_F(Collating, TheLocationOfABackplaneIsThatOfItsControllerAndBox) {
                       "[1]: (4, 1): 0000000000004003"));
 }
 
+TEST_F(Collating, TheLocationOfABackplaneIsAskedForWithTheBoxOfTheRecord) {
+    start(firstFamily);
+    EXPECT_THAT(collated({enclosureOf("S1", "", 4, 3), enclosureOf("S2", "", 4, 2)}),
+                ElementsAre("3/4/1/FFFFFFFFFFFFFFFF", "2/4/1/0000000000004003"));
+    EXPECT_TRUE(hasLogged(host,
+                          "DEBUG TQPL_INTF: Invalid box number [3] for storage backplane connected to PCI "
+                          "address [0000:3b:00.0]."));
+}
+
 }  // namespace
 }  // namespace SASEnclosuresTest

@@ -93,6 +93,13 @@ TEST_F(StorageManager, WithStatisticsTheTimeOfAControllerIsLoggedInHundredths) {
     EXPECT_TRUE(hasLogged(host,
                           "INFO SAS_RM: Time taken to gather complete inventory from [Model M, SN S1] @ "
                           "[0000:3b:00.0]: [12.00] seconds"));
+    controller.onCall = [this](const std::string& call) {
+        if (call == "discoverPhysicalDiskInventory") clock.advanceSteady(1, 59999999);
+    };
+    manager.cacheBuild();
+    EXPECT_TRUE(hasLogged(host,
+                          "INFO SAS_RM: Time taken to gather complete inventory from [Model M, SN S1] @ "
+                          "[0000:3b:00.0]: [1.05] seconds"));
 }
 
 // --- documents ---

@@ -1,5 +1,7 @@
 // How the factory notices that a SCSI host or device has come or gone.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <chrono>
 #include <filesystem>
 
@@ -54,6 +56,27 @@ TEST_F(StorageFactoryPoll, AChangeOfEitherDirectoryRequestsABuildOnce) {
     factory.poll();
     EXPECT_EQ(rebuildRequests(), 3);
     EXPECT_EQ(countLogged(host, "DEBUG STOR_FACT: Detected change in SCSI hosts/devices."), 3);
+}
+
+// Nothing can set the time of a status change, so an older directory stands for the one before the change.
+TEST_F(StorageFactoryPoll, AChangeOfStatusAloneRequestsABuildToo) {
+    const std::string classes = host.path("/sys/class");
+    fs::rename(classes, classes + ".later");
+    fs::create_directory_symlink(OLDER_CLASS_DIRECTORY, classes);
+    struct stat before {};
+    ASSERT_EQ(::lstat(host.path(hosts).c_str(), &before), 0);
+    factory.poll();
+
+    fs::remove(classes);
+    fs::rename(classes + ".later", classes);
+    const timespec times[] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, host.path(hosts).c_str(), times, 0), 0);
+    struct stat after {};
+    ASSERT_EQ(::lstat(host.path(hosts).c_str(), &after), 0);
+    ASSERT_EQ(after.st_mtime, before.st_mtime);
+    ASSERT_NE(after.st_ctime, before.st_ctime);
+    factory.poll();
+    EXPECT_EQ(rebuildRequests(), 1);
 }
 
 TEST_F(StorageFactoryPoll, ADirectoryThatCantBeReadIsNoChange) {

@@ -70,11 +70,14 @@ int FakeClock::waitForSignal(const sigset_t*, long seconds) {
     return -1;
 }
 
-void FakeClock::advanceSteady(long long seconds) {
+void FakeClock::advanceSteady(long long seconds, long nanoseconds) {
     std::vector<SteadyWaiter> waiters;
     {
         const std::lock_guard<std::mutex> lock(guard_);
-        steady_.tv_sec += static_cast<time_t>(seconds);
+        constexpr long nanosecondsInSecond = 1000000000;
+        steady_.tv_nsec += nanoseconds;
+        steady_.tv_sec += static_cast<time_t>(seconds + steady_.tv_nsec / nanosecondsInSecond);
+        steady_.tv_nsec %= nanosecondsInSecond;
         std::copy_if(steadyWaiters_.begin(), steadyWaiters_.end(), std::back_inserter(waiters),
                      [this](const SteadyWaiter& waiter) { return isSteadyTimeOver(waiter.deadline); });
     }

@@ -18,7 +18,7 @@ public:
     void set(time_t seconds, long nanoseconds = 0);
     void advance(long long seconds);
     // The steady clock; ends the steady waits whose deadline it passes.
-    void advanceSteady(long long seconds);
+    void advanceSteady(long long seconds, long nanoseconds = 0);
     // The next `count` reads fail with EINVAL.
     void failReads(int count);
     // Called in each timed wait before the clock advances, with the waiter's mutex held; returns true to

@@ -133,8 +133,6 @@ protected:
     //
     // - buildLock: one builder at a time, for a whole cacheBuild().
     // - mlock: the records and the current inventory, for a whole gathering and while events are raised.
-    // - The lock of a storage factory, for a whole walk, then that of a storage controller, while its disks
-    //   are asked: vokStorageControllerFactory.h, vokStorageController.h.
     // - prevInventoryLock: the previous inventory, only while it is copied or compared.
     // - Of storage: the lock of the factory, then that of a controller. Events are raised with both held.
     // - cmutex: the wait and its flags.

@@ -1,5 +1,6 @@
 // Steps that change something: the host, the controller, the agent, or whatever a program changes.
 #include <algorithm>
+#include <cstdlib>
 #include <sstream>
 
 #include "common/Files.h"
@@ -47,6 +48,22 @@ Step readHost(Section& section, const ScenarioTexts& texts) {
                 stage.noteChange();
                 if (shown) stage.viewer().line("vok-simhost control " + joined(words));
                 stage.hostControl(words);
+            },
+            true};
+}
+
+// What the agent has begun at the faster clock ends in this time, and it notices the change.
+constexpr std::chrono::milliseconds untilASlowerClockIsNoticed{300};
+
+Step readClockSpeed(Section& section, const ScenarioTexts& texts) {
+    const std::string speed = texts.text(section, "clockSpeed");
+    return {"clockSpeed",
+            [=](Stage& stage) {
+                const double before = stage.hostState()["speed"].asDouble();
+                const std::string now = stage.values().filled(speed);
+                stage.hostControl({"clock", "speed", now});
+                if (!stage.settings().rehearsal && std::atof(now.c_str()) < before)
+                    stage.pause(untilASlowerClockIsNoticed);
             },
             true};
 }
@@ -172,8 +189,14 @@ Step readWrite(Section& section, const ScenarioTexts& texts) {
 }  // namespace
 
 const StepKind changeSteps[] = {
-    {"host", readHost},       {"controller", readController}, {"agent", readAgent}, {"run", readRun},
-    {"perform", readPerform}, {"write", readWrite},           {nullptr, nullptr},
+    {"host", readHost},
+    {"controller", readController},
+    {"agent", readAgent},
+    {"run", readRun},
+    {"perform", readPerform},
+    {"write", readWrite},
+    {"clockSpeed", readClockSpeed},
+    {nullptr, nullptr},
 };
 
 }  // namespace simhost

@@ -34,16 +34,78 @@ Find readText(Section& section, const ScenarioTexts& texts) {
     return [=](Stage& stage) { return Found{stage.values().filled(text)}; };
 }
 
-Find readFact(Section& section, const ScenarioTexts&) {
+RowFilter filled(const RowFilter& filter, const Values& values) {
+    RowFilter result;
+    for (const auto& [column, allowed] : filter) result[column] = values.filledList(allowed);
+    return result;
+}
+
+// Which cells of a table: those of one column, of the rows that fit `where`, and of these those that fit
+// `prefer` if any does.
+struct CellChoice {
+    CellChoice(Section& section, const ScenarioTexts& texts)
+        : column(texts.text(section, "column")),
+          where(texts.filter(section, "where")),
+          prefer(texts.filter(section, "prefer")) {
+        section.text("take", take);
+        if (take != "first" && take != "last" && take != "all")
+            section.fail("take is none of first, last, all");
+    }
+    std::vector<std::string> columns() const {
+        std::vector<std::string> names{column};
+        for (const auto* filter : {&where, &prefer})
+            for (const auto& each : *filter) names.push_back(each.first);
+        return names;
+    }
+    Found from(const std::vector<OutputTable::Row>& rows, const Values& values) const {
+        Found fitting;
+        Found preferred;
+        for (const auto& row : rows) {
+            if (!fits(row, filled(where, values))) continue;
+            fitting.push_back(row.cells.at(column));
+            if (fits(row, filled(prefer, values))) preferred.push_back(row.cells.at(column));
+        }
+        if (!preferred.empty()) fitting = preferred;
+        if (fitting.empty() || take == "all") return fitting;
+        return {take == "first" ? fitting.front() : fitting.back()};
+    }
+
+    std::string column;
+    RowFilter where;
+    RowFilter prefer;
+    std::string take = "first";
+};
+
+// The objects of an array as the rows of a table.
+std::vector<OutputTable::Row> rowsOf(const Json::Value& array, const std::vector<std::string>& columns) {
+    std::vector<OutputTable::Row> rows;
+    for (const auto& element : array) {
+        OutputTable::Row row;
+        for (const auto& column : columns) {
+            if (!element.isObject() || !element.isMember(column) ||
+                !element[column].isConvertibleTo(Json::stringValue))
+                throw SourceFailed("its elements have no text \"" + column + "\"");
+            row.cells[column] = element[column].asString();
+        }
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+Find readFact(Section& section, const ScenarioTexts& texts) {
     std::string name;
     section.text("fact", name);
+    std::optional<CellChoice> choice;
+    if (section.has("column")) choice.emplace(section, texts);
     return [=](Stage& stage) {
         const Json::Value state = stage.hostState();
         if (!state.isMember(name)) throw SourceFailed("the host's state has no member \"" + name + "\"");
         const Json::Value& fact = state[name];
-        if (fact.isConvertibleTo(Json::stringValue)) return Found{fact.asString()};
-        throw SourceFailed("the member \"" + name + "\" of the host's state is an " +
-                           (fact.isArray() ? "array" : "object") + ", not a text");
+        if (choice && fact.isArray()) return choice->from(rowsOf(fact, choice->columns()), stage.values());
+        if (!choice && fact.isConvertibleTo(Json::stringValue)) return Found{fact.asString()};
+        const char* const kind = fact.isArray() ? "an array" : fact.isObject() ? "an object" : "a text";
+        throw SourceFailed("the member \"" + name + "\" of the host's state is " + kind + ", not " +
+                           (choice ? "an array" : "a text"));
     };
 }
 
@@ -105,36 +167,11 @@ Find readOutputField(Section& section, const ScenarioTexts& texts, const std::ve
     };
 }
 
-RowFilter filled(const RowFilter& filter, const Values& values) {
-    RowFilter result;
-    for (const auto& [column, allowed] : filter) result[column] = values.filledList(allowed);
-    return result;
-}
-
-// Cells of one column: of the rows that fit `where`, and of these those that fit `prefer` if any does.
 Find readOutputColumn(Section& section, const ScenarioTexts& texts, const std::vector<std::string>& command) {
-    const std::string column = texts.text(section, "column");
-    const RowFilter where = texts.filter(section, "where");
-    const RowFilter prefer = texts.filter(section, "prefer");
-    std::string take = "first";
-    section.text("take", take);
-    if (take != "first" && take != "last" && take != "all") section.fail("take is none of first, last, all");
-    std::vector<std::string> columns{column};
-    for (const auto* filter : {&where, &prefer})
-        for (const auto& each : *filter) columns.push_back(each.first);
+    const CellChoice choice(section, texts);
     return [=](Stage& stage) -> Found {
-        const auto table = readTable(outputOf(stage, command), columns);
-        if (!table) return {};
-        Found fitting;
-        Found preferred;
-        for (const auto& row : table->rows) {
-            if (!fits(row, filled(where, stage.values()))) continue;
-            fitting.push_back(row.cells.at(column));
-            if (fits(row, filled(prefer, stage.values()))) preferred.push_back(row.cells.at(column));
-        }
-        if (!preferred.empty()) fitting = preferred;
-        if (fitting.empty() || take == "all") return fitting;
-        return {take == "first" ? fitting.front() : fitting.back()};
+        const auto table = readTable(outputOf(stage, command), choice.columns());
+        return table ? choice.from(table->rows, stage.values()) : Found{};
     };
 }
 

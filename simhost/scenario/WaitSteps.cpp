@@ -45,6 +45,22 @@ std::string shown(const EventMembers& members) {
     return text;
 }
 
+// The members filled; an event one of whose texts is a value of several elements becomes one for each.
+std::vector<EventMembers> filledEvents(const std::vector<EventMembers>& events, const Values& values) {
+    std::vector<EventMembers> filled;
+    for (const auto& members : events) {
+        std::vector<EventMembers> variants{{}};
+        for (const auto& [name, text] : members) {
+            std::vector<EventMembers> longer;
+            for (const auto& each : values.filledList({text}))
+                for (const auto& variant : variants) (longer.emplace_back(variant))[name] = each;
+            variants = longer;
+        }
+        filled.insert(filled.end(), variants.begin(), variants.end());
+    }
+    return filled;
+}
+
 // The events that came since those that were expected before must be these.
 void compareEvents(Stage& stage, const std::vector<EventMembers>& wanted, double hostSeconds) {
     const auto events = stage.events();
@@ -83,9 +99,7 @@ Step readExpect(Section& section, const ScenarioTexts& texts) {
     timedTexts.add("tookHost");
     const std::string timed = timedTexts.text(section, "timed");
     return {"expect", [=](Stage& stage) {
-                std::vector<EventMembers> filled = wanted;
-                for (auto& members : filled)
-                    for (auto& member : members) member.second = stage.values().filled(member.second);
+                const std::vector<EventMembers> filled = filledEvents(wanted, stage.values());
                 const std::size_t all = stage.eventsExpected() + filled.size();
                 stage.waitFor(hostSeconds, [&] { return stage.eventsCounted() >= all; });
                 compareEvents(stage, filled, hostSeconds);

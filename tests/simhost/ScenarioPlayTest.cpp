@@ -155,6 +155,40 @@ TEST_F(ScenarioPlay, FailsWhenTheEventIsOfAnotherDevice) {
     EXPECT_THAT(player.errors(), HasSubstr("expected an event with DeviceName vmnic0, ID 1384, and got {"));
 }
 
+TEST_F(ScenarioPlay, AnEventWithAValueOfSeveralElementsIsExpectedOncePerElementInTheirOrder) {
+    const std::string scenario = R"({
+        "values": [{"name": "names", "fact": "disks", "column": "node", "where": {"controller": "0000:d8:00.0"},
+                    "take": "all"}],
+        "scenes": [{"title": "T", "steps": [{"say": "now"},
+            {"expect": [{"ID": 538, "DeviceName": "${names}"}, {"ID": 397}], "hostSeconds": 5000},
+            {"say": "events so far: ${events}"}]}]})";
+    const auto received = [&](const std::vector<const char*>& devices) {
+        RunningProgram player(directory.path(), "play", command(scenario), "   now\n");
+        for (const char* device : devices) send(event(538, device));
+        send(event(397, "sg9"));
+        player.end(0);
+        return player.output() + player.errors();
+    };
+    EXPECT_THAT(received({"sg4", "sg5", "sg6"}), HasSubstr("   events so far: 4\n"));
+    EXPECT_THAT(received({"sg4", "sg6", "sg5"}),
+                HasSubstr("expected an event with DeviceName sg5, ID 538, and got {"));
+    EXPECT_THAT(received({"sg4", "sg5"}),
+                HasSubstr("expected an event with DeviceName sg6, ID 538, and got {"));
+}
+
+TEST_F(ScenarioPlay, TheClockSpeedIsSetWithoutCountingAsAChange) {
+    RunningProgram player = begin(R"({"pause": 600}, {"clockSpeed": "500"},
+        {"await": "inventory", "hostSeconds": 5000}, {"say": "it came"})",
+                                  R"({"host": ["nic", "vmnic0", "link", "down"], "shown": false},)");
+    const auto host = access();
+    ASSERT_EQ(DeviceUser(*host).remoteCommand(
+                  "WriteInventory", R"({"HostDataCollection":{"Oem":{"HostOSInfo":{"HostName":"n"}}}})"),
+              0);
+    EXPECT_EQ(player.end(0), 0) << player.errors();
+    EXPECT_THAT(player.output(), HasSubstr("   it came\n"));
+    EXPECT_EQ(hostState()["speed"].asDouble(), 500);
+}
+
 TEST_F(ScenarioPlay, FailsWhenASecondEventComesThatNoStepExpects) {
     RunningProgram player = begin(R"({"expect": [1384], "hostSeconds": 5000}, {"pause": 500})");
     send(event(1384, "vmnic0"));
@@ -320,13 +354,18 @@ TEST_F(ScenarioPlay, FindsValuesInTheRunningHost) {
         {"name": "memory", "output": ["printf", "Memory  12 GiB\n"], "field": "Memory", "unit": "GiB"},
         {"name": "matching", "output": ["printf", "Memory  12 GiB\n"], "field": "Memory", "matching": ["MiB"], "otherwise": "-"},
         {"name": "node", "fact": "nodeName"},
+        {"name": "disk", "fact": "disks", "column": "serial",
+         "where": {"firmwareRaid": "true", "media": "SSD"}, "take": "last"},
+        {"name": "others", "fact": "disks", "column": "node", "where": {"firmwareRaid": "false"}, "take": "all"},
         {"name": "least", "least": ["${speed}", "5", "50"]},
         {"name": "both", "text": "${node} ${least}"}],
         "scenes": [{"title": "T", "lines": ["${last} (${names}) ${preferred} ${first} ${free}",
-                                            "${version} ${memory} ${matching} ${both}"]}]})";
+                                            "${version} ${memory} ${matching} ${both}",
+                                            "(${others}) ${disk}"]}]})";
     EXPECT_THAT(runProgram(command(scenario)).output,
                 HasSubstr("\n1. T\n   vmnic3 (vmnic0 vmnic1 vmnic2 vmnic3) vmnic1 vmnic0 vmnic5\n"
-                          "   7.0.3 12 - rack42-node07 5\n"));
+                          "   7.0.3 12 - rack42-node07 5\n"
+                          "   (sg4 sg5 sg6) NS09M07311\n"));
 }
 
 TEST_F(ScenarioPlay, FailsWhenAValueIsNotToBeFound) {
@@ -349,6 +388,10 @@ TEST_F(ScenarioPlay, ASceneWhoseNeedHasNoUsableSourceIsLeftOutWithTheReason) {
               leftOut + "the member \"interfaces\" of the host's state is an array, not a text\n");
     EXPECT_EQ(output(R"("fact": "commandsRun")"),
               leftOut + "the member \"commandsRun\" of the host's state is an object, not a text\n");
+    EXPECT_EQ(output(R"("fact": "nodeName", "column": "serial")"),
+              leftOut + "the member \"nodeName\" of the host's state is a text, not an array\n");
+    EXPECT_EQ(output(R"("fact": "disks", "column": "colour")"),
+              leftOut + "its elements have no text \"colour\"\n");
     EXPECT_EQ(output(R"("fact": "nothing")"), leftOut + "the host's state has no member \"nothing\"\n");
     EXPECT_EQ(output(R"("output": ["sh", "-c", "echo why; exit 3"], "field": "F")"),
               leftOut + "sh ended with status 3: why\n");

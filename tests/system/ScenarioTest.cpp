@@ -32,7 +32,9 @@ TEST_F(DemoScenes, ArePlayedToTheEndOnAHostWithoutAdapters) {
           "   rmc | event 4: 356 ", "   rmc | inventory 3: ", "   rmc | event 5: 360 ",
           "   rmc | event 6: 356 ", "   rmc | inventory 4: ",
           "\n8. The Ethernet adapters\n   This host has none: their scenes are left out.\n",
-          "\n9. The agent stops gracefully, and leaves its record for the next start\n",
+          "\n9. The disks of the SATA RAID\n   This host has none that wear out: their scenes are left "
+          "out.\n",
+          "\n10. The agent stops gracefully, and leaves its record for the next start\n",
           "   current_start 0\n"})
         EXPECT_THAT(ran.output, HasSubstr(line));
     EXPECT_EQ(controllerCount("violations"), 0);

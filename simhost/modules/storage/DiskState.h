@@ -27,12 +27,14 @@ public:
     static DiskPlace find(StorageControllers& controllers, const std::string& name);
 
     // Changes the disk, the port or the controller by `change`: in /sys what was there before goes and what
-    // is there after it comes, as a reader of the directories' times sees.
+    // is there after it comes, as a reader of the directories' times sees. What comes can be opened from the
+    // moment at which it can be seen.
     template <class Change>
     void exchange(const DiskPlace& place, Change change) {
         if (isPresent(place.controller, place.port, place.disk))
             tree_.removeDisk(place.controller, place.port, place.disk);
         change();
+        follow();
         if (isPresent(place.controller, place.port, place.disk))
             tree_.addDisk(place.controller, place.port, place.disk);
         changed(false);
@@ -41,6 +43,7 @@ public:
     void exchange(StorageController& controller, StoragePort& port, Change change) {
         if (!controller.gone && !port.gone) tree_.removePort(controller, port);
         change();
+        follow();
         if (!controller.gone && !port.gone) tree_.addPort(controller, port);
         changed(true);
     }
@@ -48,6 +51,7 @@ public:
     void exchange(StorageController& controller, Change change) {
         tree_.removeController(controller);
         change();
+        follow();
         tree_.addController(controller);
         changed(true);
     }

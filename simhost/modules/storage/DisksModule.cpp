@@ -39,6 +39,8 @@ Json::Value shownDisk(const StorageController& controller, const StoragePort& po
     Json::Value shown;
     shown["link"] = diskLink(port, disk);
     shown["node"] = genericName(disk);
+    shown["controller"] = formatPciAddress(controller.address);
+    shown["firmwareRaid"] = !controller.raidVersion.empty();
     shown["serial"] = disk.serial;
     shown["transport"] = isSata(disk) ? "SATA" : "SAS";
     shown["media"] = isSolidState(disk) ? "SSD" : "HDD";

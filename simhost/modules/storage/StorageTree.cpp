@@ -111,12 +111,12 @@ void StorageTree::addPort(const StorageController& controller, const StoragePort
         file(places.classEntry + "/firmware_revision", controller.firmwareRevision + "\n");
     if (!controller.boardTracer.empty())
         file(places.classEntry + "/board_tracer", controller.boardTracer + "\n");
+    writeState(controller, port);
     linkDevice(places.classEntry, places.host);
     if (!controller.classic) {
         link(places.classEntry + "/subsystem", "class/scsi_host");
         link("class/scsi_host/" + hostName(port), places.classEntry);
     }
-    writeState(controller, port);
     for (const auto& disk : port.disks)
         if (!disk.pulled) addDisk(controller, port, disk);
 }

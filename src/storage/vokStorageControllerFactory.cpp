@@ -29,7 +29,7 @@ constexpr std::size_t locationLength = 12;  // of "0000:00:17.0"
 using ControllerClasses = vokRegistryManager<_VOK_STORAGE_CONTROLLER_CLASS_METADATA>;
 
 // True until the first walk has ended.
-std::atomic<bool> firstDiscoveryPass{true};
+std::atomic<bool> isFirstPass{true};
 
 bool isReadable(const std::string& path) {
     return ::access(vokHostAccess().path(path).c_str(), R_OK) == 0;
@@ -110,7 +110,7 @@ void vokStorageControllerFactory::discoverControllers(std::vector<IvokStorageCon
 
     out = controllers;
     for (IvokStorageController* const controller : out) controller->addReference();
-    firstDiscoveryPass = false;
+    isFirstPass = false;
 }
 
 void vokStorageControllerFactory::processPort(const std::string& path) {
@@ -156,7 +156,7 @@ vokStorageController* vokStorageControllerFactory::claim(Port& port) {
                   port.board, port.location.c_str());
     vokStorageController* device = nullptr;
     const auto claims = [&](auto claimDevice) {
-        return claimDevice(port.chipset, port.board, port.location, firstDiscoveryPass, &device);
+        return claimDevice(port.chipset, port.board, port.location, isFirstPass, &device);
     };
     const auto& classes = ControllerClasses::_registryList();
     const bool claimed = std::any_of(classes.begin(), classes.end(),

@@ -3,6 +3,7 @@
 #include "storage/vokStorageControllerFactory.h"
 
 #include <gmock/gmock.h>
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
@@ -32,7 +33,7 @@ struct Claims {
     bool hasMemory = true;
     std::vector<bool> firstPasses;
     std::vector<ScriptedController*> created;  // some may be deleted
-    int deleted = 0;
+    std::atomic<int> deleted{0};               // also by other threads
 };
 Claims* claims = nullptr;
 

@@ -155,7 +155,10 @@ bool WalkedDisk::readTarget() {
     const int error = errno;
     const bool isLink = !target_.empty();
     if (strstr_pcilocation(target_.data())) return true;
-    const std::string device = vokResolvedPath(entry + "/device");
+    // Resolved only if the text of the link does not say it: that takes a system call for each directory
+    // above, and every controller looks at the disks of all.
+    std::string device = vokLinkText(entry + "/device");
+    if (!strstr_pcilocation(device.data())) device = vokResolvedPath(entry + "/device");
     if (!device.empty()) target_ = device;
     if (isLink || !device.empty()) return true;
     VOK_LOG_DEBUG(module, "%s: readlink failed! (%d) Skipping device %s.", pciLocation_.c_str(), error,

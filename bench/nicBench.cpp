@@ -12,7 +12,6 @@
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
 #include <chrono>
@@ -22,6 +21,7 @@
 #include <map>
 #include <memory>
 
+#include "ChildProcess.h"
 #include "nic/NICResourceManager.h"
 #include "platform/access/vokRootedHostAccess.h"
 #include "platform/places/vokPhysLocPlatform.h"
@@ -311,22 +311,6 @@ Builds buildOn(const std::string& root, int adapters) {
     return builds;
 }
 
-Builds buildInChildProcess(const std::string& root, int adapters) {
-    int ends[2];
-    Builds builds;
-    if (::pipe(ends) != 0) return builds;
-    const pid_t child = ::fork();
-    if (child == 0) {
-        builds = buildOn(root, adapters);
-        ::_exit(::write(ends[1], &builds, sizeof(builds)) == sizeof(builds) ? 0 : 1);
-    }
-    ::close(ends[1]);
-    if (child < 0 || ::read(ends[0], &builds, sizeof(builds)) != sizeof(builds)) builds = {};
-    ::close(ends[0]);
-    if (child > 0) ::waitpid(child, nullptr, 0);
-    return builds;
-}
-
 // --- what is printed ---
 
 Builds best[std::size(sizes)];
@@ -340,7 +324,7 @@ void ethernetBuild(benchmark::State& state) {
     ran = true;
     for (auto _ : state) {
         for (std::size_t i = 0; i < std::size(sizes); ++i) {
-            const Builds builds = buildInChildProcess(roots[i].path(), sizes[i].adapters);
+            const Builds builds = inChildProcess([&] { return buildOn(roots[i].path(), sizes[i].adapters); });
             if (!builds.good) return state.SkipWithError("a build did not produce a complete inventory");
             best[i].good = true;
             keepBest(best[i].first, builds.first);

@@ -77,7 +77,7 @@ void vokStorageController::discoverManufacturer(std::string& manufacturer) {
 int vokStorageController::discoverInventory(vokStorageControllerInfo& info) {
     const vokMutexLocker locker(lock);
     VOK_LOG_DEBUG(module, "Gathering inventory for controller @ %s [0x%X, 0x%X] [%d].", pciLocation.c_str(),
-                  chipsetID, boardID, static_cast<int>(getPortListSize()));
+                  chipsetID, boardID, static_cast<int>(isRemoved()));
     if (isRemoved()) {
         VOK_LOG_DEBUG(module, "%s: Return last known inventory for removed controller.", pciLocation.c_str());
         info = currentInfo;

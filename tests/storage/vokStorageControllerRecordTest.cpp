@@ -185,7 +185,7 @@ TEST_F(ControllerRecord, TheRecordHasTheIdsTheProtocolAndThePlace) {
     EXPECT_EQ(info.getState(), VOK_STATE_RUNNING);
     EXPECT_EQ(info.getHealth(), VOK_HEALTH_OK);
     EXPECT_EQ(info.getEventInfoString(), "The storage controller port(s) are now online.");
-    EXPECT_TRUE(logged("Gathering inventory for controller @ 0000:3b:00.0 [0x28268086, 0x18086] [1]."));
+    EXPECT_TRUE(logged("Gathering inventory for controller @ 0000:3b:00.0 [0x28268086, 0x18086] [0]."));
     EXPECT_TRUE(logged("pciloc=[0000:3b:00.0] phyloc=[0000000000000303] Description=[PCI 0000:3b:00.0]"));
 }
 
@@ -315,6 +315,7 @@ TEST_F(ControllerRecord, ARemovedControllerReturnsItsLastInventory) {
     EXPECT_EQ(info.getProtocol(), "SAS/SATA");
     EXPECT_EQ(info.getState(), VOK_STATE_OFFLINE);
     EXPECT_TRUE(logged("0000:3b:00.0: Return last known inventory for removed controller."));
+    EXPECT_TRUE(logged("Gathering inventory for controller @ 0000:3b:00.0 [0x28268086, 0x18086] [1]."));
 }
 
 TEST_F(ControllerRecord, BothLayoutsGiveTheSameRecord) {

@@ -132,6 +132,9 @@ private:
     bool isValid();
 
     bool readTarget();
+    bool isBelowController(const std::string& path) const {
+        return path.find("/" + pciLocation_ + "/") != std::string::npos;
+    }
     const char* link() const { return link_.c_str(); }
     int descriptor() const { return node_.descriptor(); }
     void setModel(const std::string& model) {
@@ -155,10 +158,11 @@ bool WalkedDisk::readTarget() {
     const int error = errno;
     const bool isLink = !target_.empty();
     if (strstr_pcilocation(target_.data())) return true;
-    // Resolved only if the text of the link does not say it: that takes a system call for each directory
-    // above, and every controller looks at the disks of all.
+    // Not resolved if the text of the link names another controller: that takes a system call for each
+    // directory above, and every controller looks at the disks of all.
     std::string device = vokLinkText(entry + "/device");
-    if (!strstr_pcilocation(device.data())) device = vokResolvedPath(entry + "/device");
+    if (!strstr_pcilocation(device.data()) || isBelowController(device))
+        device = vokResolvedPath(entry + "/device");
     if (!device.empty()) target_ = device;
     if (isLink || !device.empty()) return true;
     VOK_LOG_DEBUG(module, "%s: readlink failed! (%d) Skipping device %s.", pciLocation_.c_str(), error,
@@ -169,7 +173,7 @@ bool WalkedDisk::readTarget() {
 bool WalkedDisk::isHostedHere() {
     if (!readTarget()) return false;
     VOK_LOG_DEBUG(module, "%s: Scsi Link %s  -- buffer %s", pciLocation_.c_str(), link(), target_.c_str());
-    if (target_.find("/" + pciLocation_ + "/") == std::string::npos) {
+    if (!isBelowController(target_)) {
         VOK_LOG_DEBUG(module, "%s: Skipping device since it is not hosted by controller at %s.", link(),
                       pciLocation_.c_str());
         return false;

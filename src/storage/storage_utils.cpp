@@ -17,7 +17,7 @@
 namespace {
 
 std::string copiedTo(char* dst, const char* text) {
-    if (dst) std::strcpy(dst, text);
+    if (dst) std::memcpy(dst, text, std::strlen(text) + 1);
     return text;
 }
 

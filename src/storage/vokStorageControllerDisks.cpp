@@ -368,6 +368,7 @@ std::vector<std::string> scsiLinks() {
     if (entries.count() < 0 && errno != ENOENT)
         VOK_LOG_WARNING(module, "Unable to list %s: (%d).", classDirectory, errno);
     std::vector<std::string> names;
+    names.reserve(static_cast<std::size_t>(std::max(entries.count(), 0)));
     for (int i = 0; i < entries.count(); ++i) names.emplace_back(entries.name(i));
     return names;
 }

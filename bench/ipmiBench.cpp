@@ -5,11 +5,11 @@
 // processor time for a chunk divided by the bare loop's, measured alternately in one run; the exit status is
 // 1 if it is above 1.2.
 //
-// The library takes some 200 ns more: a third for the second descriptor of the wait, which lets a stop end
-// it, a seventh for the notice of an exchange that takes long, the rest for the records of the exchange,
-// which it clears, and the outcome. A controller takes a millisecond and more for a chunk, of which 250 ns
-// are less than a thousandth; here, where it takes none, they are as much as a tenth. The limit leaves as
-// much again for differences between machines.
+// The library takes some 200 ns more. A third is the second descriptor of the wait, by which a stop ends it.
+// A seventh is the notice of an exchange that takes long. The rest is clearing the records of the exchange
+// and noting its outcome. A real controller takes at least a millisecond for a chunk, so that 200 ns don't
+// count; this one takes none, and they are up to a tenth. The limit leaves as much again for differences
+// between machines.
 #include <benchmark/benchmark.h>
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>

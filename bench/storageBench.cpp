@@ -4,9 +4,9 @@
 // /sys is that of a simulated host, and its disks answer in this process. Counted is the processor time of
 // the agent, without that of the answers. The agent of each measured host is a separate process, so that its
 // first build finds nothing cached; the hosts alternate, and the best result of each counts. The exit status
-// is 1 if a disk among more takes more than 1.3 times the processor time of one among fewer, if one behind
-// eight controllers takes more than 1.5 times that of one behind a single controller, or if a disk gets
-// another number of commands, or its attributes are read more often, than the rules need.
+// is 1 if a disk among more takes more than 1.3 times the processor time of one among fewer, or with eight
+// controllers 1.5 times that with one. It is also 1 if a disk gets another number of commands than the rules
+// need, or if its attributes are read more often.
 #include <benchmark/benchmark.h>
 #include <json/json.h>
 #include <scsi/sg.h>

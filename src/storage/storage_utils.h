@@ -6,7 +6,7 @@
 
 #include <string>
 
-// The families of controllers, of which each is one bit.
+// The families of controllers, one bit each.
 enum vokStorageFamily : unsigned char {
     vokIntelSataRaid = 1,
     vokMegaRaid = 2,

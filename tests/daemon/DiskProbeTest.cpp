@@ -320,7 +320,7 @@ TEST_F(DiskProbe, AnotherKindOfDeviceIsAskedTheSame) {
     EXPECT_EQ(answer("Device type", "INQUIRY"), "13: enclosure services device");
     EXPECT_EQ(answer("Vendor", "INQUIRY"), "(blank)");
     EXPECT_EQ(answer("Size", "block/*/size"), "- not there");
-    // 22 and 14 rows, of which seven have the reply of another one.
+    // 22 and 14 rows; seven share the reply of another row.
     EXPECT_EQ(disk.requests().size(), 29u);
 }
 

@@ -6,7 +6,7 @@ unsigned char byteOf(int value) {
     return static_cast<unsigned char>(value);
 }
 
-// A page of the Device Statistics log with one or two values, each of which is supported and valid.
+// A page of the Device Statistics log with one or two values, all supported and valid.
 FakeScsiBytes statisticsPage(int number, int first) {
     FakeScsiBytes page(512);
     page[0] = 1;

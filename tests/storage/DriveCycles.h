@@ -51,7 +51,7 @@ protected:
         disk.setSerialNumber(serial);
         return disk;
     }
-    // A disk at this location and slot, behind a link that no other disk has.
+    // A disk at this location and slot, with a link of its own.
     vokDiskInfo diskAt(const std::string& location, const std::string& slot, const std::string& serial) {
         vokDiskInfo disk;
         disk.setPhysicalLocation(location);

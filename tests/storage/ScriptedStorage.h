@@ -99,7 +99,7 @@ private:
     }
 };
 
-// Hands out `controllers`, of which it owns one reference each until its shutdown.
+// Hands out `controllers`. It owns one reference to each until its shutdown.
 class ScriptedFactory : public IvokStorageControllerFactory {
 public:
     ~ScriptedFactory() { shutdownFactory(); }

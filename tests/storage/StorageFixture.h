@@ -28,7 +28,7 @@ protected:
 
     static constexpr char firstFamily[] = "7711PID02020001";
     static constexpr char secondFamily[] = "7711PID03020102";
-    // On either platform: of the function 0000:3b:00.0 in slot 3, and of a disk in bay 2 behind it.
+    // On both platforms: the location of the function 0000:3b:00.0, in slot 3, and of its disk in bay 2.
     static constexpr char slotLocation[] = "0000000000000303";
     static constexpr char firstBayLocation[] = "0000000000003802";
     static constexpr char secondBayLocation[] = "0000000000002D02";

@@ -305,7 +305,7 @@ TEST_F(ControllerStatus, TheLimitOfASubclassHidesThatOfTheBaseWhichKeepsItsOwnAs
     port.setState(VOK_STATE_RUNNING);
     limited->currentInfo.addControllerPort(port);
     limited->computeControllerStatus();
-    // Four ports, of which three are not there, would be degraded.
+    // A controller with one of four ports would be degraded.
     EXPECT_EQ(limited->currentInfo.getState(), VOK_STATE_RUNNING);
 }
 

@@ -158,7 +158,7 @@ bool gone(const std::string& how, const char* command, const char* choices) {
     return how == "remove";
 }
 
-// The end of a message that a name is wrong: the right ones, of which there may be hundreds.
+// The end of a message about a wrong name: the right names, or the first of them.
 std::string butHas(std::vector<std::string> names) {
     constexpr std::size_t most = 12;
     if (names.empty()) return ", and no other";

@@ -104,6 +104,9 @@ void vokStorageControllerFactory::discoverControllers(std::vector<IvokStorageCon
         controller->setNewDevice(false);
     }
     const vokSortedDirectory entries(vokHostAccess().path(hostDirectory), file_select);
+    // All controllers will be taken for gone.
+    if (entries.count() < 0 && errno != ENOENT)
+        VOK_LOG_WARNING(tag, "Unable to list %s: (%d).", hostDirectory, errno);
     for (int i = 0; i < entries.count(); ++i) processPort(std::string(hostDirectory) + entries.name(i));
     removeControllersWithoutPorts();
     if (changed) SASResourceManager::sendInventorytToRMCOnCacheBuild();

@@ -1,5 +1,4 @@
-// The walk over the SCSI hosts: which controllers there are, whose class takes them, what becomes of those
-// that go and come back.
+// The walk over the SCSI hosts: which controllers there are, and what becomes of those that go and come back.
 #include "storage/vokStorageControllerFactory.h"
 
 #include <gmock/gmock.h>
@@ -7,100 +6,17 @@
 #include <filesystem>
 #include <thread>
 
-#include "storage/FailingNew.h"
-#include "storage/ScriptedStorage.h"
-#include "storage/StorageFixture.h"
+#include "storage/FactoryFixture.h"
 #include "storage/vokGenericStorageFactory.h"
 
 namespace vokStorageControllerFactoryTest {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace factoryFixture;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-using Classes = vokRegistryManager<_VOK_STORAGE_CONTROLLER_CLASS_METADATA>;
-using List = std::vector<vokHeldReference<IvokStorageController>>;
-
-constexpr unsigned int chipset = 0x28268086;
-constexpr unsigned int board = 0x00018086;
-
-// What the registered class of controllers does and has been asked.
-struct Claims {
-    CallList calls;
-    unsigned int chipset = 0x28268086;  // it takes only these
-    bool hasMemory = true;
-    std::vector<bool> firstPasses;
-    std::vector<ScriptedController*> created;  // some may be deleted
-    std::atomic<int> deleted{0};               // also by other threads
-};
-Claims* claims = nullptr;
-
-class CountedController : public ScriptedController {
-public:
-    using ScriptedController::ScriptedController;
-
-protected:
-    ~CountedController() override { ++claims->deleted; }
-};
-
-bool claimScripted(unsigned int chipsetID, unsigned int boardID, std::string& location, bool firstPass,
-                   vokStorageController** device) {
-    claims->calls.add("claim " + location);
-    claims->firstPasses.push_back(firstPass);
-    *device = nullptr;
-    if (chipsetID != claims->chipset) return false;
-    if (!claims->hasMemory) return true;
-    auto* const controller = new CountedController(chipsetID, boardID, location, 1, firstPass);
-    controller->calls = &claims->calls;
-    claims->created.push_back(controller);
-    *device = controller;
-    return true;
-}
-
-void refreshScripted() {
-    claims->calls.add("refresh");
-}
-
-class StorageFactory : public StorageFixture {
-protected:
-    StorageFactory() {
-        claims = &ownClaims;
-        Classes::_registryList().clear();  // of the library's own classes
-        Classes({"ScriptedController", claimScripted, refreshScripted});
-    }
-    ~StorageFactory() override {
-        factory.shutdownFactory();
-        claims = nullptr;
-        Classes::_registryList().clear();
-        SASResourceManager::Factories::_registryList().clear();
-    }
-
-    List walk() {
-        std::vector<IvokStorageController*> list;
-        factory.discoverControllers(list);
-        return vokTakeReferences(list);
-    }
-    List known(unsigned char mask = 255) {
-        std::vector<IvokStorageController*> list;
-        factory.getControllers(mask, list);
-        return vokTakeReferences(list);
-    }
-    bool factoryLogged(const std::string& line) const { return hasLogged(host, "DEBUG STOR_FACT: " + line); }
-    long pushRequests() const {
-        return countLogged(host, "DEBUG SAS_RM: Signalling for inventory push to RMC on cache build.");
-    }
-    void addHost(int number, int ata = 0) {
-        FakePort port;
-        port.host = number;
-        port.ata = ata;
-        tree.addPort(port);
-    }
-
-    Claims ownClaims;
-    vokStorageControllerFactory& factory = *vokStorageControllerFactory::getInstance();
-};
 
 // --- controllers and their ports ---
 
@@ -143,11 +59,15 @@ TEST_P(InEachLayout, AnAtaHostLiesOneLevelDeeper) {
 
 TEST_P(InEachLayout, TheDeepestPciFunctionOfThePathIsTheController) {
     tree.layout = GetParam();
+    for (const char* const name : {"vendor", "device", "subsystem_vendor", "subsystem_device"})
+        host.root.writeFile(std::string("/sys/devices/pci0000:00/0000:00:03.0/") + name, "0x1111\n");
     tree.addController({"0000:01:00.0", "0000:00:03.0"});
     addHost(0);
     const List found = walk();
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0]->getPciLocation(), "0000:01:00.0");
+    EXPECT_EQ(found[0]->getChipsetID(), chipset) << "not that of the bridge";
+    EXPECT_EQ(found[0]->getBoardID(), board);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sysfs, InEachLayout, testing::Values(SysfsLayout::older, SysfsLayout::current));
@@ -231,121 +151,6 @@ TEST_F(StorageFactory, AModelOfAnyBoardOfAnotherFactoryIsLeftToItEvenIfTheTableH
 TEST_F(StorageFactory, NamesNoModelsOfItsOwn) {
     EXPECT_THAT(factory.getSupportedControllerModels(), IsEmpty());
 }
-
-// --- the claim ---
-
-TEST_F(StorageFactory, ClassesRefreshTheirVendorsCacheBeforeEachWalk) {
-    tree.addController({});
-    addHost(0);
-    walk();
-    EXPECT_THAT(claims->calls.take(), ElementsAre("refresh", "claim 0000:3b:00.0"));
-    walk();
-    EXPECT_THAT(claims->calls.take(), ElementsAre("refresh")) << "a known controller is not claimed again";
-}
-
-TEST_F(StorageFactory, TheFirstClassThatClaimsEndsTheAsking) {
-    Classes({"Later",
-             [](unsigned int, unsigned int, std::string&, bool, vokStorageController**) {
-                 claims->calls.add("later");
-                 return false;
-             },
-             [] {}});
-    tree.addController({});
-    addHost(0);
-    walk();
-    EXPECT_THAT(claims->calls.take(), ElementsAre("refresh", "claim 0000:3b:00.0"));
-}
-
-TEST_F(StorageFactory, WhatNoClassClaimsTheGenericOneTakes) {
-    claims->chipset = 0;
-    tree.addController({});
-    addHost(0);
-    const List found = walk();
-    ASSERT_THAT(found, SizeIs(1));
-    EXPECT_THAT(claims->created, IsEmpty());
-    EXPECT_EQ(found[0]->getFamilyFlags(), 1);
-    EXPECT_TRUE(factoryLogged("Claimed device [0000:3b:00.0 0x28268086 0x18086]."));
-    found[0]->setRemoved();  // the scripted classes' teardown is not its own
-}
-
-TEST_F(StorageFactory, AModelThatNobodyKnowsIsSkipped) {
-    FakeController unknown;
-    unknown.chipset = 0xA1828086;
-    tree.addController(unknown);
-    addHost(0);
-    EXPECT_THAT(walk(), IsEmpty());
-    EXPECT_TRUE(
-        factoryLogged("Skipping port /sys/class/scsi_host/host0 [0xA1828086, 0x18086 0000:3b:00.0] - "
-                      "Claim status: [0]; Device object: [(nil)]"));
-    EXPECT_EQ(pushRequests(), 0);
-}
-
-TEST_F(StorageFactory, AClassWithoutMemoryHasDecidedAndThePortIsSkipped) {
-    claims->hasMemory = false;
-    tree.addController({});
-    addHost(0);
-    EXPECT_THAT(walk(), IsEmpty()) << "the generic class is not asked";
-    EXPECT_TRUE(
-        factoryLogged("Skipping port /sys/class/scsi_host/host0 [0x28268086, 0x18086 0000:3b:00.0] - "
-                      "Claim status: [1]; Device object: [(nil)]"));
-}
-
-TEST_F(StorageFactory, AClassIsToldWhetherThisIsTheFirstWalk) {
-    tree.addController({});
-    addHost(0);
-    walk();
-    FakeController second;
-    second.location = "0000:5e:00.0";
-    tree.addController(second);
-    addHost(1);
-    walk();
-    EXPECT_THAT(claims->firstPasses, ElementsAre(true, false));
-}
-
-TEST_F(StorageFactory, TheGenericClaimSetsWhatTheTableAndTheWalkKnow) {
-    std::string location = "0000:3b:00.0";
-    vokStorageController* device = nullptr;
-    ASSERT_TRUE(vokStorageController::claimDevice(0x005D1000, 0x93631000, location, true, &device));
-    ASSERT_NE(device, nullptr);
-    EXPECT_EQ(device->getChipsetID(), 0x005D1000u);
-    EXPECT_EQ(device->getBoardID(), 0x93631000u);
-    EXPECT_EQ(device->getPciLocation(), "0000:3b:00.0");
-    EXPECT_EQ(device->getFamilyFlags(), 2);
-    EXPECT_TRUE(device->getFoundOnFirstDiscoveryPass());
-    EXPECT_TRUE(device->getNewDevice());
-    device->dropReference();
-    ASSERT_TRUE(vokStorageController::claimDevice(0x028F9005, 0x12345678, location, false, &device));
-    EXPECT_FALSE(device->getFoundOnFirstDiscoveryPass());
-    EXPECT_EQ(device->getFamilyFlags(), 4);
-    device->dropReference();
-    EXPECT_FALSE(vokStorageController::claimDevice(0xA1828086, 0, location, true, &device));
-    EXPECT_EQ(device, nullptr);
-}
-
-#if HAS_FAILING_NEW
-TEST_F(StorageFactory, WithoutMemoryTheGenericClaimHasDecidedAndTheWalkSkipsThePort) {
-    claims->chipset = 0;  // the registered class takes nothing
-    tree.addController({});
-    addHost(0);
-    {
-        const FailingNew failing(sizeof(vokStorageController));
-        EXPECT_THAT(walk(), IsEmpty());
-    }
-    EXPECT_TRUE(hasLogged(host, "ERROR STOR_FACT: Out of memory!"));
-    EXPECT_FALSE(factoryLogged("Claimed device [0000:3b:00.0 0x28268086 0x18086]."));
-    EXPECT_TRUE(
-        factoryLogged("Skipping port /sys/class/scsi_host/host0 [0x28268086, 0x18086 0000:3b:00.0] - Claim "
-                      "status: [1]; Device object: [(nil)]"));
-    EXPECT_THAT(walk(), SizeIs(1)) << "the next walk claims it";
-}
-#endif
-
-TEST_F(StorageFactory, AClassThatRegistersAgainReplacesItsFirstRegistration) {
-    Classes({"ScriptedController", nullptr, nullptr});
-    ASSERT_THAT(Classes::_registryList(), SizeIs(1));
-    EXPECT_EQ(Classes::_registryList()[0].claimDevice, nullptr);
-}
-
 // --- walks after the first ---
 
 TEST_F(StorageFactory, AControllerIsNewUntilTheNextWalk) {
@@ -392,6 +197,25 @@ TEST_F(StorageFactory, ARemovedControllerIsDeletedWhenNobodyHoldsIt) {
     tree.removePort(0);
     walk();
     EXPECT_EQ(claims->deleted, 1);
+}
+
+TEST_F(StorageFactory, AWalkReplacesWhatTheListHeld) {
+    tree.addController({});
+    addHost(0);
+    std::vector<IvokStorageController*> out{nullptr, nullptr};
+    factory.discoverControllers(out);
+    ASSERT_THAT(out, SizeIs(1));
+    const List held = vokTakeReferences(out);
+    EXPECT_EQ(held[0]->getPciLocation(), "0000:3b:00.0");
+}
+
+TEST_F(StorageFactory, ADirectoryOfHostsThatCannotBeListedIsAWarning) {
+    const std::string start = "WARNING STOR_FACT: Unable to list /sys/class/scsi_host/: ";
+    walk();  // none is there, as on a host without SCSI
+    EXPECT_EQ(countLogged(host, start + "(2)."), 0);
+    host.root.writeFile("/sys/class/scsi_host", "no directory");
+    EXPECT_THAT(walk(), IsEmpty());
+    EXPECT_EQ(countLogged(host, start + "(20)."), 1);
 }
 
 TEST_F(StorageFactory, WithoutTheDirectoryOfHostsAllControllersAreGone) {
@@ -493,6 +317,33 @@ TEST_F(StorageFactory, AControllerThatOthersRemovedIsReplacedByItsSuccessor) {
     EXPECT_EQ(found[0]->getPortListSize(), 2u);
     EXPECT_EQ(claims->created.at(0)->removals, 0);
     EXPECT_EQ(pushRequests(), 2);
+}
+
+TEST_F(StorageFactory, AControllerThatOthersRemovedAndThatDoesNotReturnRequestsAPush) {
+    tree.addController({});
+    addHost(0);
+    const List held = walk();
+    ASSERT_EQ(pushRequests(), 1);
+    held[0]->setRemoved();
+    tree.removePort(0);
+    EXPECT_THAT(walk(), IsEmpty());
+    EXPECT_EQ(pushRequests(), 2);
+    EXPECT_EQ(claims->created.at(0)->removals, 0);
+}
+
+TEST_F(StorageFactory, AControllerThatOthersRemoveDuringTheWalkIsNotRemovedAgain) {
+    tree.addController({});
+    addHost(0);
+    const List held = walk();
+    tree.removePort(0);
+    FakeController other;
+    other.location = "0000:5e:00.0";
+    tree.addController(other);
+    addHost(1);
+    claims->onClaim = [&] { held[0]->setRemoved(); };
+    walk();
+    EXPECT_EQ(claims->created.at(0)->removals, 0);
+    EXPECT_THAT(walk(), SizeIs(1)) << "the next walk drops it";
 }
 
 TEST_F(StorageFactory, ThousandsOfWalksAndRemovalsWithAThreadThatHoldsControllersLeaveNoneBehind) {

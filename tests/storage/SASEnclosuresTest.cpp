@@ -59,6 +59,22 @@ TEST_F(Collating, ABoxIsReadFromTheModelOnTheFirstPlatform) {
     EXPECT_THAT(collated({eight, two}), ElementsAre("1/4/1/0000000000004003", "2/4/1/0000000000004003"));
 }
 
+TEST_F(Collating, AModelThatHoldsBothSizesIsInTheFirstBox) {
+    start(firstFamily);
+    Enclosure both = enclosureOf("S1");
+    both.setModel("2 SFF of 8 SFF");
+    EXPECT_THAT(collated({both}), ElementsAre("1/4/1/0000000000004003"));
+}
+
+TEST_F(Collating, TheBoxFromTheModelDecidesWhichAreOne) {
+    start(firstFamily);
+    Enclosure first = enclosureOf("");
+    first.setModel("8 SFF");
+    Enclosure second = enclosureOf("");
+    second.setModel("Backplane 8 SFF");
+    EXPECT_THAT(collated({first, second}), ElementsAre("1/8/2/0000000000004003"));
+}
+
 TEST_F(Collating, AModelWithoutItsSizeHasNoBoxAndAWarningSaysSo) {
     start(firstFamily);
     Enclosure other = enclosureOf("S1");
@@ -108,6 +124,13 @@ TEST_F(Collating, ThreeConnectionsCountThreeSegments) {
         ElementsAre("1/7/3/0000000000004003"));
 }
 
+TEST_F(Collating, AConnectionIsOneSegmentHoweverManyItReports) {
+    start(firstFamily);
+    Enclosure second = enclosureOf("S1", "", 4, 1);
+    second.setSegmentCount(3);
+    EXPECT_THAT(collated({enclosureOf("S1", "", 4, 1), second}), ElementsAre("1/8/2/0000000000004003"));
+}
+
 TEST_F(Collating, DifferentSerialNumbersAreDifferentEnclosuresWhateverElseIsEqual) {
     start(firstFamily);
     EXPECT_THAT(collated({enclosureOf("S1", "P", 4, 1), enclosureOf("S2", "P", 4, 1)}), SizeIs(2));
@@ -145,11 +168,13 @@ TEST_F(Collating, OnlyBackplanesInTheChassisAreMatchedByBoxAndPartNumber) {
     EXPECT_THAT(collated({outside, outside}), SizeIs(2));
 }
 
-TEST_F(Collating, ControllersOfOneChassisAreMatchedAcrossSlotsAndUnknownOnesAreNot) {
+TEST_F(Collating, ControllersOfOneChassisAreMatchedAcrossSlotsAndThoseOfAnotherOrUnknownAreNot) {
     start(firstFamily);
     Enclosure other = enclosureOf("", "P", 4, 1);
     other.setControllerPCILocation(slot7);
     EXPECT_THAT(collated({enclosureOf("", "P", 4, 1), other}), SizeIs(1));
+    other.setControllerPCILocation("0000:86:00.0");
+    EXPECT_THAT(collated({enclosureOf("", "P", 4, 1), other}), SizeIs(2)) << "in the next chassis";
     other.setControllerPCILocation("0000:99:00.0");
     EXPECT_THAT(collated({enclosureOf("", "P", 4, 1), other}), SizeIs(2));
 }

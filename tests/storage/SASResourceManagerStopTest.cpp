@@ -1,5 +1,6 @@
 // Whether the storage manager counts as ready and running, and its stop.
 #include <gmock/gmock.h>
+#include <cerrno>
 #include <future>
 #include <thread>
 
@@ -129,6 +130,27 @@ TEST_F(StorageManager, TheStopWaitsForABuildThatHangsHoweverLongThatTakes) {
     EXPECT_THAT(after, Not(Contains("discoverInventory"))) << "the next controller is not asked any more";
     EXPECT_THAT(after, Not(Contains("enableEvents")));
     EXPECT_THAT(after, Contains("shutdownFactory"));
+}
+
+TEST_F(StorageManager, TheStopDoesNotRepeatAWaitThatFails) {
+    clock.timedWaitsHold = true;
+    clock.steadyWaitError = EINVAL;
+    std::promise<void> shutsDown;
+    std::promise<void> mayEnd;
+    factory.onCall = [&](const std::string& call) {
+        if (call != "shutdownFactory") return;
+        shutsDown.set_value();
+        mayEnd.get_future().wait();
+    };
+    std::thread thread([this] { manager.init(); });
+    while (!manager.isInventoryReady(0)) std::this_thread::yield();
+    manager.stopResourceManagerJob();
+    EXPECT_TRUE(hasLogged(host, "WARNING SAS_RM: Wait for resource manager stop completed with 22."));
+    EXPECT_FALSE(managerLogged("Resource manager stopped."));
+    shutsDown.get_future().wait();
+    mayEnd.set_value();
+    thread.join();
+    factory.onCall = nullptr;  // its destruction shuts it down again
 }
 
 TEST_F(StorageManager, ABuildThatTheStopCutsShortLeavesTheInventoryAndRequestsNoPush) {

@@ -293,6 +293,21 @@ TEST_F(StorageManager, PollsWhenMoreThanNineSecondsHavePassed) {
     EXPECT_THAT(seen, ElementsAre(0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2));
 }
 
+// Otherwise a poll that disks delay beyond the interval would be followed by the next at once.
+TEST_F(StorageManager, TheTimeToTheNextPollCountsFromTheEndOfAPoll) {
+    logEverything(host, "\"CacheRefreshInSeconds\": {\"StorageControllers\": \"3601\"}");
+    factory.onCall = [this](const std::string& call) {
+        if (call == "factory poll") clock.advance(60);
+    };
+    std::vector<long> seen;
+    run([&](int wait) {
+        seen.push_back(polls());
+        return wait == 12;
+    });
+    EXPECT_THAT(clock.waitedSeconds(), testing::Each(1));
+    EXPECT_THAT(seen, ElementsAre(0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2));
+}
+
 TEST_F(StorageManager, APollComesAlsoAfterASignalledWait) {
     clock.onTimedWait = [this](const timespec&) {
         if (++waits == 2) {

@@ -31,6 +31,7 @@ SmBiosTable tableOfPlatform(const std::string& family, bool isFirst) {
         .addSystem("Maker of Racks", family)
         .addSlot(isFirst ? "Slot r001u05p2i03" : "Slot r001i02s03", "0000:3b:00.0")
         .addSlot(isFirst ? "Slot r001u05p2i07" : "Slot r001i02s07", "0000:5e:00.0")
+        .addSlot(isFirst ? "Slot r001u07p2i03" : "Slot r001i04s03", "0000:86:00.0")
         .addOnboardDevice(isFirst ? "SATA r001u05p2i00" : "SATA r001i02s00", "0000:00:17.0")
         .addEnd();
 }

@@ -33,9 +33,10 @@ protected:
     static constexpr char firstBayLocation[] = "0000000000003802";
     static constexpr char secondBayLocation[] = "0000000000002D02";
 
-    // Reads a firmware table in which 0000:3b:00.0 is in slot 3, 0000:5e:00.0 in slot 7 and 0000:00:17.0 on
-    // the board, and offers a library that encodes a location as "%014X%02X" of the kind of unit and the last
-    // number of its GeoID. Without a call no function has a location. Called once.
+    // Reads a firmware table in which 0000:3b:00.0 is in slot 3, 0000:5e:00.0 in slot 7, 0000:00:17.0 on the
+    // board and 0000:86:00.0 in another chassis, and offers a library that encodes a location as "%014X%02X"
+    // of the kind of unit and the last number of its GeoID. Without a call no function has a location. Called
+    // once.
     void start(const std::string& family);
     // Lets events pass from now on, as after a first push.
     void letEventsPass();

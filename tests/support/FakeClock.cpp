@@ -115,6 +115,7 @@ int FakeClock::steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex, con
         const std::lock_guard<std::mutex> lock(guard_);
         steadilyWaitedSeconds_.push_back(deadline->tv_sec - steady_.tv_sec);
         steadyWaitBegun_.notify_all();
+        if (steadyWaitError != 0) return steadyWaitError;
         if (isSteadyTimeOver(*deadline)) return ETIMEDOUT;
         steadyWaiters_.push_back({condition, mutex, *deadline});
     }

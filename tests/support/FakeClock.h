@@ -19,6 +19,8 @@ public:
     void advance(long long seconds);
     // The steady clock; ends the steady waits whose deadline it passes.
     void advanceSteady(long long seconds, long nanoseconds = 0);
+    // Steady waits fail with this error at once; 0: they don't.
+    std::atomic<int> steadyWaitError{0};
     // The next `count` reads fail with EINVAL.
     void failReads(int count);
     // Called in each timed wait before the clock advances, with the waiter's mutex held; returns true to

@@ -30,7 +30,6 @@ namespace {
 
 constexpr int ok = 0;
 constexpr int failed = 1;
-constexpr int badUsage = 2;
 
 struct RunOptions {
     std::string host;

@@ -138,7 +138,12 @@ TEST_P(Commands, TheStreamOfOneIsNotInheritedByAnother) {
     FILE* const first = commands.open("sleep 0.05", searchPath);
     FILE* const second = commands.open("echo $$; exec sleep 600", searchPath);
     const std::string process = readLine(second);
-    EXPECT_EQ(outputOf(commands, "ls /proc/" + process + "/fd"), "0\n1\n2\n");
+    // A program that starts has its libraries open for a moment.
+    const std::string list = "ls /proc/" + process + "/fd";
+    std::string listed;
+    for (int tries = 0; tries < 100 && (listed = outputOf(commands, list)) != "0\n1\n2\n"; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(listed, "0\n1\n2\n");
     ::kill(static_cast<pid_t>(std::stol(process)), SIGKILL);
     EXPECT_EQ(commands.close(second), SIGKILL);
     commands.close(first);

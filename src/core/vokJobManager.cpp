@@ -150,5 +150,3 @@ void simulateUnhandledExceptions() {
         throw std::invalid_argument("Simulated Agent Exception");
     }
 }
-
-void sighdlr(int) {}

@@ -37,5 +37,3 @@ private:
 void* initializeResourceManager(void* id);
 // Crashes the process on purpose if the configuration says so.
 void simulateUnhandledExceptions();
-// Deliberately empty: for signals whose arrival alone matters.
-void sighdlr(int);

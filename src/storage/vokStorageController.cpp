@@ -13,6 +13,13 @@ vokStorageController::vokStorageController(unsigned int chipset, unsigned int bo
 
 vokStorageController::~vokStorageController() = default;
 
+void vokStorageController::setIdentity(unsigned int chipset, unsigned int board, std::string location) {
+    const vokMutexLocker locker(lock);
+    chipsetID = chipset;
+    boardID = board;
+    pciLocation = std::move(location);
+}
+
 int vokStorageController::discoverLogicalDiskInventory(std::vector<vokLogicalDiskInfo>&) {
     return 1;
 }
@@ -21,15 +28,19 @@ int vokStorageController::discoverStorageEnclosureInventory(std::vector<vokStora
 }
 bool vokStorageController::isMatchingController(unsigned int chipset, unsigned int board,
                                                 const char* location, const char*) {
+    const vokMutexLocker locker(lock);
     return chipset == chipsetID && board == boardID && location && pciLocation == location;
 }
 unsigned int vokStorageController::getChipsetID() {
+    const vokMutexLocker locker(lock);
     return chipsetID;
 }
 unsigned int vokStorageController::getBoardID() {
+    const vokMutexLocker locker(lock);
     return boardID;
 }
 std::string vokStorageController::getPciLocation() {
+    const vokMutexLocker locker(lock);
     return pciLocation;
 }
 std::vector<std::string> vokStorageController::getPortVector() {

@@ -116,9 +116,12 @@ protected:
     // their events, keeps the record of those that have gone, and makes the current drives the previous ones.
     void synchronizeDrives(const vokDiskSyncRules& rules);
 
-    const unsigned int chipsetID;
-    const unsigned int boardID;
-    const std::string pciLocation;
+    // For a class that learns these only from its inventory.
+    void setIdentity(unsigned int chipset, unsigned int board, std::string location);
+
+    unsigned int chipsetID;
+    unsigned int boardID;
+    std::string pciLocation;
     std::vector<std::string> portList;
     const unsigned char familyFlags;
     bool newDevice = true;

@@ -38,12 +38,17 @@ public:
                                                                    const char* pciLocation,
                                                                    const char* second);
 
+protected:
+    vokStorageControllerFactory() = default;
+    ~vokStorageControllerFactory() = default;
+
+    // Guards the controllers. A factory whose events fetch them releases it to remove one.
+    std::recursive_mutex lock;
+    std::vector<IvokStorageController*> controllers;  // one reference each
+
 private:
     struct Port;
     struct Directory;
-
-    vokStorageControllerFactory() = default;
-    ~vokStorageControllerFactory() = default;
 
     // Adds a port to its controller, which is created for its first port.
     void processPort(const std::string& path);
@@ -55,10 +60,8 @@ private:
     static bool hasChanged(const Directory& directory, struct stat& last);
 
     std::vector<std::tuple<unsigned int, unsigned int>> supportedModels;  // none
-    std::recursive_mutex lock;                                            // guards the next three
-    std::vector<IvokStorageController*> controllers;                      // one reference each
-    std::vector<vokWeakReference> removedControllers;                     // the latest last
-    bool changed = false;                                                 // in the walk
+    std::vector<vokWeakReference> removedControllers;                     // the latest last; under lock
+    bool changed = false;                                                 // in the walk; under lock
     // The latest lstat(2) of /sys/class/scsi_host and scsi_device; of the thread that polls.
     struct stat scsiHost {};
     struct stat scsiDevice {};

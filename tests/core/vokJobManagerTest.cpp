@@ -304,13 +304,5 @@ TEST_P(SimulatedValue, SimulatesNothing) {
 INSTANTIATE_TEST_SUITE_P(OtherThan6And11, SimulatedValue,
                          testing::Values("0", "1", "-11", "9", "abc", "111"));
 
-TEST_F(JobManager, TheEmptySignalHandlerDoesNothing) {
-    const auto previous = std::signal(SIGCHLD, sighdlr);
-    ASSERT_NE(previous, SIG_ERR);
-    EXPECT_EQ(std::raise(SIGCHLD), 0);
-    EXPECT_TRUE(systemLog.lines().empty());
-    std::signal(SIGCHLD, previous);
-}
-
 }  // namespace
 }  // namespace vokJobManagerTest

@@ -1,0 +1,81 @@
+// A RAID controller behind the vendor's library, with its disks and volumes. Its inventory comes from the
+// caches of vokStoreLibInterface; its status changes and events come from the events of its firmware. Its
+// members are implemented by theme:
+//
+//   vokMegaRAIDController.cpp           the controller's own record, events on and off, removal
+//   vokMegaRAIDControllerDisks.cpp      its disks and their places
+//   vokMegaRAIDControllerVolumes.cpp    its volumes
+//   vokMegaRAIDControllerStatus.cpp     events on a change of status between two discoveries
+//   vokMegaRAIDControllerEvents.cpp     what an event of the firmware means
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "megaraid/storelib/vokSASEventDetail.h"
+#include "megaraid/storelib/vokStoreLibInventory.h"
+#include "storage/vokStorageController.h"
+
+class vokMegaRAIDController : public vokStorageController {
+public:
+    explicit vokMegaRAIDController(std::uint32_t controllerId);
+
+    // Both return 0, or -1 if the library can't be used.
+    int discoverInventory(vokStorageControllerInfo& info) override;
+    // Return 0. A 9560 that must not be monitored has no disks and no volumes.
+    int discoverPhysicalDiskInventory(std::vector<vokDiskInfo>& disks) override;
+    int discoverLogicalDiskInventory(std::vector<vokLogicalDiskInfo>& volumes) override;
+    // Registers for the events of the firmware, once for all controllers. Returns 1.
+    int enableEvents() override;
+    bool isEventsEnabled() override;
+    int disableEvents() override;  // does nothing and returns 0
+    void poll() override;          // does nothing: the firmware reports by itself
+    // Must not be called with a lock held that an event's callback needs, as it waits for callbacks if this
+    // is the last controller.
+    void processDeviceRemoval() override;
+    void processDeviceAddition(IvokStorageController* old) override;  // does nothing
+    void discoverPhysicalDiskStatus(vokDiskInfo& disk) override;      // does nothing
+
+    virtual std::string getDeviceName();  // the controller's serial number
+    virtual void setDeviceName(std::string name);
+    virtual bool getDeviceDetected();  // in the factory's latest pass
+    virtual void setDeviceDetected(bool detected);
+
+    std::uint32_t getControllerId() const { return controllerId; }
+    // Fills a disk from what the library tells of it.
+    void discoverPhysicalDiskAttributes(vokDiskInfo& disk, const PD_INFO& info);
+    // Raise an event if the change asks for one. True if one went out.
+    bool generateEventOnStatusChange(vokDiskInfo* current, vokDiskInfo* previous);
+    bool generateEventOnStatusChange(vokLogicalDiskInfo* current, vokLogicalDiskInfo* previous);
+    // The health of the library's scale (vokStoreLibHealth).
+    static VOK_RESOURCE_HEALTH getHealthEnum(int health);
+
+    // Judges an event of this controller's firmware: changes the status of what it is about, and may raise
+    // an event.
+    void analyzeAndGenerateEvent(VOK_SAS_EVENT_DETAIL* detail);
+    // Appends the disks of this controller that are members of the volume, in the volume's order.
+    void getPhyDiskListForLD(const vokLogicalDiskInfo& volume, std::vector<vokDiskInfo>& disks) const;
+    // Raises an event on a volume with its member disks, and with `text` as its text.
+    void raiseVolumeEvent(int id, vokLogicalDiskInfo& volume, const std::string& text) const;
+
+    // Counted down by each removal, see processDeviceRemoval().
+    static std::atomic<int> totalLSICtrls;
+
+protected:
+    ~vokMegaRAIDController() override = default;
+
+private:
+    static std::atomic<bool> isLSILibLoaded;
+    static std::atomic<bool> isAENRegistered;
+
+    const std::uint32_t controllerId;
+    std::string deviceName;
+    bool deviceDetected = false;
+    bool locationWarningIssued = false;
+    bool loadingWarningIssued = false;
+};
+
+// What the callback of the library's events calls: passes the event on to its controller.
+void handleEvent(VOK_SAS_EVENT_DETAIL* detail);

@@ -1,0 +1,30 @@
+// The factory of the RAID controllers behind the vendor's library. A controller is identified by its serial
+// number.
+#pragma once
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "storage/vokStorageControllerFactory.h"
+
+class vokMegaRAIDControllerFactory : public vokStorageControllerFactory {
+public:
+    // Lives as long as the process. Registered when the library is loaded.
+    static vokMegaRAIDControllerFactory* getInstance();
+
+    void discoverControllers(std::vector<IvokStorageController*>& out) override;
+    void shutdownFactory() override;
+    void poll() override;  // does nothing
+    std::vector<std::tuple<unsigned int, unsigned int>>& getSupportedControllerModels() override;
+    // All held controllers; the caller drops one reference on each.
+    using vokStorageControllerFactory::getControllers;
+    virtual void getControllers(std::vector<IvokStorageController*>& out);
+
+    // Marks every held controller as not detected.
+    void resetControllerDetection();
+
+private:
+    vokMegaRAIDControllerFactory() = default;
+    ~vokMegaRAIDControllerFactory() = default;
+};

@@ -1,0 +1,5 @@
+#include "megaraid/vokMegaRAIDController.h"
+
+int vokMegaRAIDController::discoverLogicalDiskInventory(std::vector<vokLogicalDiskInfo>&) {
+    return 0;
+}

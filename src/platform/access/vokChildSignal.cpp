@@ -1,0 +1,3 @@
+#include "platform/access/vokChildSignal.h"
+
+void sighdlr(int) {}

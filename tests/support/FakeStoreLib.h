@@ -1,5 +1,6 @@
 // A fake of the vendor's RAID library: a few controllers with disks and logical drives, which a test changes
-// between the calls. It fills the library's blocks at their offsets and counts the commands.
+// between the calls. It fills the library's blocks at their offsets and counts the commands. A block of a
+// wrong size fails the test.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ struct FakeRaidDisk {
     std::uint16_t deviceId = 0;
     std::uint16_t enclosure = 252;
     std::uint8_t slot = 0;
-    std::string serial = "S1";  // the 32 bytes behind the inquiry data; at most 32 characters
+    std::string serial = "S1";  // the 32 bytes after the inquiry data; at most 32 characters
     std::string vendor = "SEAGATE";
     std::string product = "ST1000NM";
     std::string revision = "0001";
@@ -52,6 +53,9 @@ struct FakeRaidController {
     std::uint8_t bus = 0x5e;
     std::vector<FakeRaidDisk> disks;
     std::vector<FakeRaidVolume> volumes;
+    std::uint8_t device = 0;
+    std::uint8_t function = 0;
+    std::uint32_t domain = 0;
 };
 
 // (command type, command), as in the library's block.
@@ -82,6 +86,9 @@ public:
     int calls() const;                             // of all commands
     // The blocks of all calls in order, with null data pointers.
     std::vector<_SL_LIB_CMD_PARAM_T> commands() const;
+    // The blocks of all pass-through commands in order, as sent: the SCSI headers without their data, and the
+    // DCMD frames.
+    std::vector<std::string> passedThrough() const;
     // The registration for events: the input block as sent; empty without one.
     std::vector<std::uint8_t> registration() const;
 
@@ -98,8 +105,12 @@ public:
 private:
     static std::uint32_t processLibCommand(_SL_LIB_CMD_PARAM_T* command);
     std::uint32_t process(_SL_LIB_CMD_PARAM_T& command);
+    void record(const _SL_LIB_CMD_PARAM_T& command);
+    std::uint32_t ofLibrary(_SL_LIB_CMD_PARAM_T& command);
+    const FakeRaidController* find(std::uint32_t controllerId) const;
 
     mutable std::mutex guard_;
     std::vector<_SL_LIB_CMD_PARAM_T> commands_;
+    std::vector<std::string> passedThrough_;
     std::vector<std::uint8_t> registration_;
 };

@@ -55,6 +55,21 @@ static_assert(sizeof(void*) != 4 || offsetof(_SL_LIB_CMD_PARAM_T, dataSize) == 2
 static_assert(sizeof(void*) != 4 || offsetof(_SL_LIB_CMD_PARAM_T, data) == 32);
 static_assert(sizeof(void*) != 4 || sizeof(_SL_LIB_CMD_PARAM_T) == 36);
 
+// A command of the controller's firmware. The pointer as in _SL_LIB_CMD_PARAM_T.
+struct _MR_DCMD_FRAME {
+    std::uint32_t transferLength;
+    std::uint32_t operation;
+    std::uint32_t reserved8;
+    std::uint32_t flags;  // always 2
+    std::uint8_t mailbox[12];
+    void* data;
+};
+static_assert(offsetof(_MR_DCMD_FRAME, operation) == 4);
+static_assert(offsetof(_MR_DCMD_FRAME, flags) == 12);
+static_assert(offsetof(_MR_DCMD_FRAME, mailbox) == 16);
+static_assert(sizeof(void*) != 4 || offsetof(_MR_DCMD_FRAME, data) == 28);
+static_assert(sizeof(void*) != 4 || sizeof(_MR_DCMD_FRAME) == 32);
+
 // One command of the library and the size of its data block in bytes.
 struct vokStoreLibCommand {
     std::uint8_t type;
@@ -77,8 +92,9 @@ inline constexpr vokStoreLibCommand vokVolumeRecordCommand = {3, 0, 384, "logica
 inline constexpr vokStoreLibCommand vokVolumeDisksCommand = {3, 11, 516, "disks of a logical drive"};
 // A SCSI command to a disk: a header of 64 bytes, then the data.
 inline constexpr vokStoreLibCommand vokScsiPassThroughCommand = {6, 0, 64, "SCSI pass-through"};
-// A command of the controller's firmware: a frame of 32 bytes (_MR_DCMD_FRAME).
-inline constexpr vokStoreLibCommand vokDcmdPassThroughCommand = {6, 3, 32, "controller command"};
+// A command of the controller's firmware.
+inline constexpr vokStoreLibCommand vokDcmdPassThroughCommand = {6, 3, sizeof(_MR_DCMD_FRAME),
+                                                                 "controller command"};
 inline constexpr vokStoreLibCommand vokEventSequenceCommand = {7, 0, 20, "event sequence numbers"};
 
 // --- the records ---

@@ -1,6 +1,8 @@
 #include "megaraid/storelib/vokStoreLibRecords.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 
 #include "core/base/vokLog.h"
 
@@ -9,6 +11,16 @@ namespace {
 constexpr char tag[] = "LSI_INTERF";
 
 }  // namespace
+
+_SL_LIB_CMD_PARAM_T vokCommandBlock(const vokStoreLibCommand& command, void* data) {
+    _SL_LIB_CMD_PARAM_T block;
+    std::memset(&block, 0, sizeof(block));
+    block.commandType = command.type;
+    block.command = command.command;
+    block.dataSize = command.dataSize;
+    block.data = data;
+    return block;
+}
 
 std::uint64_t vokRecordReader::number(vokRecordNumber field, std::size_t shift) const {
     const std::size_t offset = field.offset + shift;
@@ -35,4 +47,25 @@ std::size_t vokRecordReader::count(const vokRecordEntries& list, const char* wha
     VOK_LOG_WARNING(tag, "The %s tells %llu entries; only the %zu that it has room for are read.", what,
                     static_cast<unsigned long long>(told), list.most);
     return list.most;
+}
+
+std::vector<std::uint64_t> vokRecordReader::entries(const vokRecordEntries& list, vokRecordNumber field,
+                                                    const char* what) const {
+    std::vector<std::uint64_t> values(count(list, what));
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = number(field, list.first + i * list.stride);
+    return values;
+}
+
+std::vector<std::uint32_t> vokControllersOf(const void* list) {
+    const auto entries = vokRecordReader(list, vokControllerListCommand.dataSize)
+                             .entries(vokControllerListFields::controllers,
+                                      vokControllerListFields::controller, "list of controllers");
+    return {entries.begin(), entries.end()};
+}
+
+std::string vokWithoutSpace(std::string_view text) {
+    std::string kept;
+    for (const char each : text)
+        if (!std::isspace(static_cast<unsigned char>(each))) kept += each;
+    return kept;
 }

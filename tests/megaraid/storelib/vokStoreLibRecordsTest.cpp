@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <array>
 #include <string>
+#include <vector>
 
 #include "support/FakeHost.h"
 #include "support/LoggedLines.h"
@@ -56,6 +57,33 @@ TEST(RecordReader, ACountBeyondTheRoomOfTheBlockIsClampedWithAWarning) {
     EXPECT_EQ(vokRecordReader(three.data(), 3).count(list, "list"), 0u);
     const std::string room = "WARNING LSI_INTERF: The list tells ";
     EXPECT_EQ(countLogged(host, room + "16777220 entries; only the 3 that it has room for are read."), 1);
+}
+
+TEST(RecordReader, TheEntriesOfAListAreReadAtTheirStride) {
+    const FakeHost host;
+    const std::array<unsigned char, 12> list = {2, 0, 0, 0, 9, 0xAB, 0x01, 9, 9, 0xCD, 0x02, 9};
+    constexpr vokRecordEntries entries = {{0, 4}, 4, 4, 2};
+    EXPECT_EQ(vokRecordReader(list).entries(entries, {1, 2}, "list"),
+              (std::vector<std::uint64_t>{0x01AB, 0x02CD}));
+}
+
+TEST(RecordReader, TextLosesEveryKindOfWhiteSpace) {
+    EXPECT_EQ(vokWithoutSpace(" a\tb\nc\vd\fe\rf "), "abcdef");
+    EXPECT_EQ(vokWithoutSpace("\xA0\xFF"), "\xA0\xFF");
+}
+
+TEST(StoreLibBlocks, ACommandBlockIsZeroedAndHasItsCommand) {
+    int data = 0;
+    const _SL_LIB_CMD_PARAM_T block = vokCommandBlock(vokDiskRecordCommand, &data);
+    EXPECT_EQ(block.commandType, 2);
+    EXPECT_EQ(block.command, 0);
+    EXPECT_EQ(block.dataSize, 512u);
+    EXPECT_EQ(block.data, &data);
+    EXPECT_EQ(block.flag, 0);
+    EXPECT_EQ(block.controllerId, 0u);
+    EXPECT_EQ(block.deviceId, 0);
+    EXPECT_EQ(block.targetId, 0);
+    EXPECT_EQ(block.input, nullptr);
 }
 
 }  // namespace

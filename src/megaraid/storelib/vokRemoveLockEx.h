@@ -20,7 +20,7 @@ public:
 
     private:
         vokRemoveLockEx& lock_;
-        bool isOpen_;
+        bool isOpen_ = false;
     };
 
     vokRemoveLockEx() = default;
@@ -39,4 +39,6 @@ private:
     std::atomic<int> outstanding{1};  // one for the owner, one for each callback in progress
     std::mutex mutex;                 // of the condition only
     std::condition_variable left;
+    // The count has reached 0. Kept, since callbacks that are refused still count for a moment.
+    bool isEmpty = false;
 };

@@ -3,23 +3,14 @@
 // event in the agent's form to the registered function.
 #pragma once
 
-#include <array>
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
+#include <mutex>
 
 #include "megaraid/storelib/vokRemoveLockEx.h"
 #include "megaraid/storelib/vokSASEventDetail.h"
-#include "megaraid/storelib/vokStoreLibRecords.h"
+#include "megaraid/storelib/vokSASLSIEventBlocks.h"
 #include "platform/access/vokLibrary.h"
-
-// What the library passes to the callback.
-struct _SL_EVENT_DETAIL_T;
-// The sequence numbers of a controller's events.
-struct _MR_EVT_LOG_INFO;
-// What a registration takes and gives.
-struct _SL_REG_AEN_INPUT_T;
-using _SL_REG_AEN_OUTPUT_T = std::array<std::uint8_t, 264>;
 
 class vokSASLSIEvent {
 public:
@@ -31,18 +22,31 @@ public:
     // Registers for the events of all controllers from now on. False, with the reason in the log, on failure.
     bool RegisterForAEN(Function function);
     // Ends the registration after the callbacks in progress have returned, so no lock may be held that a
-    // callback needs. Returns the library's status, 0 also without a registration. Callbacks are refused
-    // afterwards, also after a later registration.
+    // callback needs, and it must not be called in one. Returns the library's status, 0 also without a
+    // registration. Callbacks are refused afterwards, also if the library refuses, and also after a later
+    // registration.
     std::uint32_t UnregisterForAEN();
 
     // The library's status.
     std::uint32_t IssueEventSequenceInfo(_MR_EVT_LOG_INFO* info, std::uint32_t controllerId);
     std::uint32_t RegisterAENCall(_SL_REG_AEN_INPUT_T* input, _SL_REG_AEN_OUTPUT_T* output);
 
-    // The callback. Returns the status of the record.
+    // The callback. Returns the status of the record. Throws nothing, as its caller is C.
     static std::uint32_t AENCallBack(_SL_EVENT_DETAIL_T* event);
 
 private:
     vokSASLSIEvent() = default;
     ~vokSASLSIEvent() = default;
+
+    void keepRegistration(const _SL_REG_AEN_OUTPUT_T& newOutput, vokLibrary::Hold library);
+    void handle(const vokRecordReader& event) const;
+
+    std::atomic<Function> _vokSASFunc{nullptr};
+    vokRemoveLockEx epRemoveLock;
+    // Held while a registration ends. No callback and no registration takes it.
+    std::mutex ending;
+    std::mutex guard;  // of what follows; no other lock is taken while it is held
+    std::uint32_t registered = 0;
+    _SL_REG_AEN_OUTPUT_T output{};
+    vokLibrary::Hold hold;  // while registered: the library may call back
 };

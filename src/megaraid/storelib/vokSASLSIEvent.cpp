@@ -43,15 +43,6 @@ constexpr std::uint8_t classInformation = 0;
 constexpr int endAttempts = 3;
 constexpr unsigned long betweenAttempts = 100000;  // microseconds
 
-_SL_LIB_CMD_PARAM_T commandBlock(const vokStoreLibCommand& command, void* data) {
-    _SL_LIB_CMD_PARAM_T block{};
-    block.commandType = command.type;
-    block.command = command.command;
-    block.dataSize = command.dataSize;
-    block.data = data;
-    return block;
-}
-
 std::uint32_t idOf(const _SL_REG_AEN_OUTPUT_T& output) {
     return static_cast<std::uint32_t>(vokRecordReader(output).number(vokRegistrationId));
 }
@@ -165,7 +156,7 @@ vokSASLSIEvent* vokSASLSIEvent::getInstance() {
 
 std::uint32_t vokSASLSIEvent::IssueEventSequenceInfo(_MR_EVT_LOG_INFO* info, std::uint32_t controllerId) {
     *info = {};
-    _SL_LIB_CMD_PARAM_T block = commandBlock(vokEventSequenceCommand, info);
+    _SL_LIB_CMD_PARAM_T block = vokCommandBlock(vokEventSequenceCommand, info);
     block.controllerId = controllerId;
     const std::uint32_t status = vokStoreLibInterface::getInstance()->ProcessLibCommandCall(&block);
     if (status == vokStoreLibInvalidController)
@@ -176,7 +167,7 @@ std::uint32_t vokSASLSIEvent::IssueEventSequenceInfo(_MR_EVT_LOG_INFO* info, std
 }
 
 std::uint32_t vokSASLSIEvent::RegisterAENCall(_SL_REG_AEN_INPUT_T* input, _SL_REG_AEN_OUTPUT_T* newOutput) {
-    _SL_LIB_CMD_PARAM_T block = commandBlock(vokRegisterAenCommand, newOutput->data());
+    _SL_LIB_CMD_PARAM_T block = vokCommandBlock(vokRegisterAenCommand, newOutput->data());
     block.input = input;
     const std::uint32_t status = vokStoreLibInterface::getInstance()->ProcessLibCommandCall(&block);
     if (status == vokStoreLibSuccess)
@@ -239,7 +230,7 @@ std::uint32_t vokSASLSIEvent::UnregisterForAEN() {
     std::uint32_t status = vokStoreLibSuccess;
     for (int attempt = 1; attempt <= endAttempts; ++attempt) {
         if (attempt > 1) vokHostAccess().pause(betweenAttempts);
-        _SL_LIB_CMD_PARAM_T block = commandBlock(vokUnregisterAenCommand, nullptr);
+        _SL_LIB_CMD_PARAM_T block = vokCommandBlock(vokUnregisterAenCommand, nullptr);
         block.uniqueId = id;
         status = vokStoreLibInterface::callLibraryMR(&block);
         if (status == vokStoreLibSuccess) {

@@ -18,6 +18,8 @@
 #include "megaraid/storelib/vokStoreLibInventory.h"
 #include "storage/vokStorageController.h"
 
+struct vokFirmwareEventVerdict;
+
 class vokMegaRAIDController : public vokStorageController {
 public:
     explicit vokMegaRAIDController(std::uint32_t controllerId);
@@ -62,6 +64,20 @@ public:
 
     // Counted down by each removal, see processDeviceRemoval().
     static std::atomic<int> totalLSICtrls;
+
+private:
+    // The analysis of an event by its category; the lock is held.
+    void analyzeVolumeEvent(const VOK_SAS_EVENT_DETAIL& detail);
+    void analyzeDiskEvent(const VOK_SAS_EVENT_DETAIL& detail);
+    void analyzeControllerEvent(const VOK_SAS_EVENT_DETAIL& detail);
+    void analyzeBatteryEvent(const VOK_SAS_EVENT_DETAIL& detail);
+    // True for the events of a 9560 that must not be monitored.
+    bool isUnmonitored(const VOK_SAS_EVENT_DETAIL& detail) const;
+    // Judges an event on one of its volumes. True if the event concerns no further volume.
+    bool endsWithVolume(vokLogicalDiskInfo& volume, const VOK_SAS_EVENT_DETAIL& detail);
+    void processInsertion(const VOK_SAS_EVENT_DETAIL& detail);
+    void addInsertedDisk(const PD_INFO& info, const VOK_SAS_EVENT_DETAIL& detail);
+    void carryOut(const vokFirmwareEventVerdict& verdict, const VOK_SAS_EVENT_DETAIL& detail);
 
 protected:
     ~vokMegaRAIDController() override = default;

@@ -1,30 +1,12 @@
 #include "storage/StorageFixture.h"
 
-#include <cstdint>
-#include <cstring>
-
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokUtils.h"
 #include "support/DeliveredEvents.h"
-#include "support/FakeLibraries.h"
+#include "support/LocationLibrary.h"
 #include "support/SmBiosTable.h"
 
 namespace {
-
-constexpr std::size_t recordSize = 16;
-constexpr std::size_t lastLevel = 11;
-
-int initLocation(void* record, int) {
-    std::memset(record, 0, recordSize);
-    return 0;
-}
-
-std::int32_t encodeLocation(void* record, std::uint64_t* code) {
-    std::uint32_t kind = 0;
-    std::memcpy(&kind, record, sizeof(kind));
-    *code = static_cast<std::uint64_t>(kind) << 8 | static_cast<unsigned char*>(record)[lastLevel];
-    return 0;
-}
 
 SmBiosTable tableOfPlatform(const std::string& family, bool isFirst) {
     return SmBiosTable()
@@ -44,9 +26,7 @@ void StorageFixture::start(const std::string& family) {
     platformCheck::setDirectoryPath();
     vokUtils::initializeSMBIOS();
     vokUtils::initGeoIDMap();
-    host.part<FakeLibraries>().symbols[isFirst ? "libvkloc0202.so" : "libvkloc0302.so"] = {
-        {"physloc_init_data", reinterpret_cast<void*>(initLocation)},
-        {"physloc_encode", reinterpret_cast<void*>(encodeLocation)}};
+    addLocationLibrary(host, isFirst ? "libvkloc0202.so" : "libvkloc0302.so");
 }
 
 void StorageFixture::letEventsPass() {

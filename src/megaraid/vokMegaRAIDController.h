@@ -83,6 +83,19 @@ protected:
     ~vokMegaRAIDController() override = default;
 
 private:
+    // The state of this name; Unknown without one.
+    static VOK_RESOURCE_STATE getStateEnum(const std::string& name);
+    // Gives a record the event status of the previous one, which may be null, and its own status where the
+    // event status is still unknown.
+    static void carryOverEventStatus(vokStatusInfo& record, const vokStatusInfo* previous);
+    // True for a 9560 that must not be monitored: its disks or volumes (`items`: "PD" or "LD") are left out.
+    // `chassis`: the word of the log for the chassis that the card is in.
+    bool isBarredByLoadingRules(const char* items, const char* chassis);
+    void setDiskAttributes(vokDiskInfo& disk, const PD_INFO& info, const std::string& controllerLocation);
+    std::string diskLocation(const PD_INFO& info, const std::string& controllerLocation);
+    // The number of the drive bay; -1 if unknown.
+    int driveBay(const PD_INFO& info, const std::string& controllerLocation);
+
     static std::atomic<bool> isLSILibLoaded;
     static std::atomic<bool> isAENRegistered;
 

@@ -6,6 +6,7 @@
 #include <tuple>
 #include <vector>
 
+#include "megaraid/storelib/vokStoreLibInventory.h"
 #include "storage/vokStorageControllerFactory.h"
 
 class vokMegaRAIDControllerFactory : public vokStorageControllerFactory {
@@ -27,4 +28,14 @@ public:
 private:
     vokMegaRAIDControllerFactory() = default;
     ~vokMegaRAIDControllerFactory() = default;
+
+    // Loads the library and reads the caches, unless that is done. False if the library can't be used.
+    bool loadLibrary();
+    // Adds the controllers that the caches list. Returns those that they no longer list, which the factory
+    // has given up, with its references.
+    std::vector<IvokStorageController*> updateControllers();
+    void addController(const CTRL_INFO& info);
+    int remainingControllers() const;
+
+    bool isLSILibLoaded = false;  // under lock
 };

@@ -49,14 +49,6 @@ constexpr PortCase portCase(std::size_t number) {
 }
 static_assert(vokEachRuleApplies(portRules, 12, portCase));
 
-// The position of a name in the table of states; -1 if it is not there.
-int stateNamed(const char* text) {
-    for (std::size_t i = 0; i < sizeof(vokResourceStateMap) / sizeof(*vokResourceStateMap); ++i)
-        if (vokResourceStateMap[i] && ::strcasecmp(vokResourceStateMap[i], text) == 0)
-            return static_cast<int>(i);
-    return -1;
-}
-
 Report reportOf(int named) {
     if (named < 0) return Report::noName;
     if (named == VOK_STATE_CREATED || named == VOK_STATE_RUNNING) return Report::createdOrRunning;
@@ -214,9 +206,16 @@ constexpr DiskEventRule diskEvents[] = {
 
 }  // namespace
 
+int vokStateNamed(const char* name) {
+    for (std::size_t i = 0; i < sizeof(vokResourceStateMap) / sizeof(*vokResourceStateMap); ++i)
+        if (vokResourceStateMap[i] && ::strcasecmp(vokResourceStateMap[i], name) == 0)
+            return static_cast<int>(i);
+    return -1;
+}
+
 vokPortStatus vokPortStatusOf(const char* text, long lastRecovery, long now) {
     if (!text) return {VOK_STATE_OFFLINE, VOK_HEALTH_CRITICAL, lastRecovery, nullptr};
-    const int named = stateNamed(text);
+    const int named = vokStateNamed(text);
     const PortRule& rule = *vokFirstRule(portRules, PortCase{reportOf(named), sinceOf(lastRecovery, now)});
     const auto reported = named < 0 ? VOK_STATE_UNKNOWN : static_cast<VOK_RESOURCE_STATE>(named);
     const long kept = rule.timestamp == NewTimestamp::kept ? lastRecovery : 0;

@@ -7,6 +7,9 @@
 #include "core/base/vokModules.h"
 #include "storage/vokStorageControllerInfo.h"
 
+// The state of a name in the table of states, without regard to case; -1 if it is not there.
+int vokStateNamed(const char* name);
+
 // --- a port ---
 
 struct vokPortStatus {

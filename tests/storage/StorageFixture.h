@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "storage/DiskReplies.h"
+#include "storage/SASResourceManager.h"
 #include "storage/StorageTree.h"
 #include "storage/TestController.h"
 #include "support/FakeClock.h"
@@ -24,7 +25,10 @@
 
 class StorageFixture : public testing::Test {
 protected:
-    StorageFixture() { logEverything(host); }
+    StorageFixture() {
+        SASResourceManager::Factories::_registryList().clear();  // of the library's own factories
+        logEverything(host);
+    }
 
     static constexpr char firstFamily[] = "7711PID02020001";
     static constexpr char secondFamily[] = "7711PID03020102";

@@ -35,4 +35,13 @@ std::string listed(const std::vector<std::string>& texts) {
     return list;
 }
 
+std::string butHas(std::vector<std::string> names) {
+    constexpr std::size_t most = 12;
+    if (names.empty()) return ", and no other";
+    const std::size_t all = names.size();
+    if (all > most) names.resize(most);
+    return "; it has " + listed(names) +
+           (all > most ? " and " + std::to_string(all - most) + " more, see \"show\"" : "");
+}
+
 }  // namespace simhost

@@ -14,4 +14,7 @@ std::string oneLine(const std::string& text);
 // The texts with ", " between them.
 std::string listed(const std::vector<std::string>& texts);
 
+// The end of a message about a wrong name: the right names, or the first of them.
+std::string butHas(std::vector<std::string> names);
+
 }  // namespace simhost

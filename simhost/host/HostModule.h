@@ -42,6 +42,14 @@ struct LocalcliCommand {
     Answer (*run)(const HostDescription& host, const std::string& argument);
 };
 
+// A vendor's library that hosts may have in their lib, and its stand-ins beside the host-access module.
+struct VendorLibrary {
+    const char* name;
+    const char* standIn;
+    const char* lackingWord;  // control command "library": the stand-in that lacks an entry point
+    const char* lacking;
+};
+
 // What a host keeps of a module while it runs: device nodes, services for libraries, what is under way.
 class ModuleState {
 public:
@@ -77,6 +85,8 @@ public:
                         const LayoutSources& /*sources*/) const {}
 
     virtual Rows<ControlCommand> controls() const { return {}; }
+    // Libraries that the control command "library" takes away and puts back.
+    virtual Rows<VendorLibrary> vendorLibraries() const { return {}; }
     // Commands of the host's bin.
     virtual Rows<StandIn> standIns() const { return {}; }
     virtual Rows<LocalcliCommand> localcli() const { return {}; }

@@ -1,6 +1,9 @@
 #include "modules/pci/PciFunctions.h"
 
+#include <algorithm>
+
 #include "common/Text.h"
+#include "host/DescriptionSection.h"
 
 namespace simhost {
 
@@ -79,6 +82,39 @@ PciFunction usualPciFunction(const PciAddress& address) {
     made.listed["Function"] = formatText("0x%x", static_cast<unsigned>(address.function));
     made.listed["Dependent Device"] = pciListAddress(address);
     return made;
+}
+
+const PciFunction& describedPciFunction(Section& section, const PciAddress& address,
+                                        std::vector<PciFunction>& functions, const char* deviceClass,
+                                        const char* className) {
+    struct Id {
+        const char* key;
+        const char* listed;
+    };
+    constexpr Id ids[] = {{"vendor", "Vendor ID"},
+                          {"device", "Device ID"},
+                          {"subsystemVendor", "SubVendor ID"},
+                          {"subsystemDevice", "SubDevice ID"}};
+    const auto found = std::find_if(functions.begin(), functions.end(),
+                                    [&address](const PciFunction& each) { return each.address == address; });
+    if (found != functions.end()) {
+        for (const Id& id : ids)
+            if (section.has(id.key))
+                section.fail(std::string("has a ") + id.key + ", which \"pci\" says of this function");
+        return *found;
+    }
+    PciFunction made = usualPciFunction(address);
+    for (const Id& id : ids) {
+        std::string& value = made.listed[id.listed];
+        section.text(id.key, value);
+        if (!parsePrefixedHexadecimal(value))
+            section.fail(std::string("needs a ") + id.key +
+                         " such as \"0x8086\", as \"pci\" lacks its function");
+    }
+    made.listed["Device Class"] = deviceClass;
+    made.listed["Device Class Name"] = className;
+    functions.push_back(made);
+    return functions.back();
 }
 
 }  // namespace simhost

@@ -10,6 +10,8 @@
 
 namespace simhost {
 
+class Section;
+
 // The lines of `localcli hardware pci list` by key, and what only its configuration space and its vital
 // product data hold.
 struct PciFunction {
@@ -34,5 +36,10 @@ std::string pciListAddress(const PciAddress& address);
 extern const char noPciParent[];
 // A function with all keys: what its address says of it, and what most functions have in common.
 PciFunction usualPciFunction(const PciAddress& address);
+// The function of the controller that `section` describes: that of the hardware list, or one of this class
+// with the ids that the section gives, which is added to the list. Throws std::runtime_error.
+const PciFunction& describedPciFunction(Section& section, const PciAddress& address,
+                                        std::vector<PciFunction>& functions, const char* deviceClass,
+                                        const char* className);
 
 }  // namespace simhost

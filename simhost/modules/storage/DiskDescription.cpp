@@ -168,39 +168,6 @@ StoragePort parsePort(const Json::Value& value, const std::string& name, Numbers
     return port;
 }
 
-// The function of the hardware list, or one with the ids that are given here.
-const PciFunction& functionOf(Section& section, const PciAddress& address,
-                              std::vector<PciFunction>& functions) {
-    struct Id {
-        const char* key;
-        const char* listed;
-    };
-    constexpr Id ids[] = {{"vendor", "Vendor ID"},
-                          {"device", "Device ID"},
-                          {"subsystemVendor", "SubVendor ID"},
-                          {"subsystemDevice", "SubDevice ID"}};
-    const auto found = std::find_if(functions.begin(), functions.end(),
-                                    [&address](const PciFunction& each) { return each.address == address; });
-    if (found != functions.end()) {
-        for (const Id& id : ids)
-            if (section.has(id.key))
-                section.fail(std::string("has a ") + id.key + ", which \"pci\" says of this function");
-        return *found;
-    }
-    PciFunction made = usualPciFunction(address);
-    for (const Id& id : ids) {
-        std::string& value = made.listed[id.listed];
-        section.text(id.key, value);
-        if (!parsePrefixedHexadecimal(value))
-            section.fail(std::string("needs a ") + id.key +
-                         " such as \"0x8086\", as \"pci\" lacks its function");
-    }
-    made.listed["Device Class"] = "0x0107";
-    made.listed["Device Class Name"] = "Serial Attached SCSI controller";
-    functions.push_back(made);
-    return functions.back();
-}
-
 StorageController parseController(const Json::Value& value, const std::string& name, Numbers& numbers,
                                   std::vector<PciFunction>& functions) {
     Section section(value, name);
@@ -210,7 +177,9 @@ StorageController parseController(const Json::Value& value, const std::string& n
     const auto parsed = parsePciAddress(address);
     if (!parsed) section.fail("has the address \"" + address + "\", which is not of the form 0000:3b:00.0");
     made.address = *parsed;
-    made.driver = functionOf(section, made.address, functions).at("Module Name");
+    made.driver =
+        describedPciFunction(section, made.address, functions, "0x0107", "Serial Attached SCSI controller")
+            .at("Module Name");
     section.text("driver", made.driver);
     section.text("firmwareRevision", made.firmwareRevision);
     section.text("boardTracer", made.boardTracer);

@@ -158,16 +158,6 @@ bool gone(const std::string& how, const char* command, const char* choices) {
     return how == "remove";
 }
 
-// The end of a message about a wrong name: the right names, or the first of them.
-std::string butHas(std::vector<std::string> names) {
-    constexpr std::size_t most = 12;
-    if (names.empty()) return ", and no other";
-    const std::size_t all = names.size();
-    if (all > most) names.resize(most);
-    return "; it has " + listed(names) +
-           (all > most ? " and " + std::to_string(all - most) + " more, see \"show\"" : "");
-}
-
 DiskState& stateOf(SimulatedHost& host) {
     return host.state<DiskState>();
 }

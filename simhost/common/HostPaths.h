@@ -17,6 +17,7 @@ struct HostPaths {
     std::string controllerSocket() const { return run() + "/controller.sock"; }
     std::string librarySocket() const { return run() + "/library.sock"; }
     std::string locationViolations() const { return run() + "/physloc-violations.log"; }
+    std::string raidViolations() const { return run() + "/raid-violations.log"; }
     std::string bootId() const { return run() + "/boot-id"; }
     std::string commandLog() const { return run() + "/commands.log"; }
     // On a live host a link to the machine's own directory of device nodes.

@@ -6,6 +6,7 @@
 #include "modules/nic/NicModule.h"
 #include "modules/pci/PciModule.h"
 #include "modules/physloc/PhyslocModule.h"
+#include "modules/raid/RaidModule.h"
 #include "modules/smbios/SmBiosModule.h"
 #include "modules/storage/DisksModule.h"
 #include "modules/storage/StorageModule.h"
@@ -18,8 +19,8 @@ namespace {
 // In this order they stand in the help text and in the columns of esxtop, and are they laid out and started.
 HostModules& list() {
     static HostModules all = {
-        &systemModule(), &memoryModule(), &storageModule(), &interfacesModule(), &nicModule(),
-        &pciModule(),    &disksModule(),  &smBiosModule(),  &physlocModule(),    &ipmiModule(),
+        &systemModule(), &memoryModule(), &storageModule(), &interfacesModule(), &nicModule(),  &pciModule(),
+        &disksModule(),  &raidModule(),   &smBiosModule(),  &physlocModule(),    &ipmiModule(),
     };
     return all;
 }

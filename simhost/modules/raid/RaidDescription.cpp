@@ -13,8 +13,8 @@ namespace simhost {
 
 namespace {
 
-constexpr std::uint64_t usualBlocks = 1172123568;
 constexpr unsigned ataInterface = 3;
+constexpr unsigned nvmeInterface = 5;
 constexpr std::size_t idSize = 16;
 
 // A word of the list, or its number.
@@ -39,10 +39,14 @@ void limitedText(Section& section, const char* key, std::size_t most, std::strin
 
 void takeUsualValues(RaidDisk& disk) {
     const bool ata = disk.interfaceType == ataInterface;
-    disk.vendor = ata ? "ATA" : disk.interfaceType == 5 ? "NVMe" : "MEV";
-    disk.model = disk.media == 1 ? "MEV0600ES3M" : "MEV0600EH10K";
+    const bool nvme = disk.interfaceType == nvmeInterface;
+    const bool solid = disk.media == 1;
+    disk.vendor = ata ? "ATA" : nvme ? "NVMe" : "MEV";
+    disk.model = nvme  ? "MEV0900NVRI"
+                 : ata ? (solid ? "MEV0900NS6M" : "MEV4000NH7K2")
+                       : (solid ? "MEV0900ES3M" : "MEV1800EH10K");
     disk.revision = "MV01";
-    disk.blocks = usualBlocks;
+    disk.blocks = solid || nvme ? 1758174768 : ata ? 7814037168 : 3516328368;
     disk.blockSize = 512;
     if (ata) disk.logD0 = "MVD0";
 }

@@ -46,9 +46,8 @@ void libraryCommand(SimulatedHost& host, Words& words) {
 constexpr ControlCommand commands[] = {
     {"library",
      "  library NAME present|absent|without-encoder|without-entry-point\n"
-     "                                       a location library, or libstorelib.so\n"
-     "                                       (without its entry point), which the agent\n"
-     "                                       loads when it starts\n",
+     "                                       a location library, or libstorelib.so,\n"
+     "                                       which the agent loads when it starts\n",
      libraryCommand}};
 
 class PhyslocModule : public HostModule {

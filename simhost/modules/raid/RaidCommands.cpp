@@ -507,8 +507,8 @@ constexpr ControlCommand commands[] = {
     {"raid",
      "  raid disk C E:S fail|predict|pull|insert [SERIAL]|rebuild|online|offline\n"
      "                                       a disk of a RAID controller, with the\n"
-     "                                       events of its firmware; C is its id, serial\n"
-     "                                       number or PCI address\n"
+     "                                       events of its firmware; C is its id,\n"
+     "                                       serial number or PCI address\n"
      "  raid disk C E:S state S|scsi-status N\n"
      "                                       without an event\n"
      "  raid volume C T degrade|partially-degrade|optimal|offline|delete\n"
@@ -520,10 +520,11 @@ constexpr ControlCommand commands[] = {
      "                                       N events of a consistency check\n"
      "  raid controller C gone|back|move PCI-ADDRESS\n"
      "  raid event C CODE CLASS LOCALE [--type N] [--disk E:S] [--volume T]\n"
-     "      [--previous N] [--value N] [--args HEX] [--text T] [--status N] [--count N]\n"
-     "                                       any event\n"
-     "  raid command C|all NAME|all fail STATUS|slow SECONDS|hang|normal [--count N]\n"
-     "      [--disk E:S] [--volume T]        commands of the library\n"
+     "      [--previous N] [--value N] [--args HEX] [--text T] [--status N]\n"
+     "      [--count N]                      any event\n"
+     "  raid command C|all NAME|all fail STATUS|slow SECONDS|hang|normal\n"
+     "      [--count N] [--disk E:S] [--volume T]\n"
+     "                                       commands of the library\n"
      "  raid simulation on|off               what the library says of itself\n",
      raidControl}};
 

@@ -77,6 +77,7 @@ TEST_F(SimulatedRaid, FillsTheRecordsOfItsDisks) {
     EXPECT_EQ(text(library->record(2, 0, 0, 512, 9), 40, 32), std::string(32, '\0'));
     const Bytes other = library->record(2, 0, 0, 512, 10);
     EXPECT_EQ(number(other, 189, 1), 0x30u);
+    EXPECT_EQ(number(other, 259, 1), 2u);
     EXPECT_EQ(number(other, 370, 1), 1u);
     EXPECT_EQ(number(library->record(2, 0, 0, 512, 300), 184, 2), 64u);
     EXPECT_EQ(number(library->record(2, 0, 0, 512, 301), 165, 1), 13u);

@@ -64,7 +64,7 @@ TEST_F(HostLayout, TheFirmwaresTableHoldsTheSlotsThatWereDescribed) {
     std::size_t count = 0;
     ASSERT_EQ(getSmbiosRecordsByType(smbiosSystemSlotType, &records, &count), 0);
     const std::unique_ptr<void, decltype(&std::free)> owner(records, std::free);
-    ASSERT_EQ(count, 8u);
+    ASSERT_EQ(count, 9u);
     const auto* const slots = static_cast<const DmiSystemSlot*>(records);
     EXPECT_STREQ(slots[0].designation, "Slot 1 r001u05p2i01");
     EXPECT_EQ(slots[0].currentUsage, 3);

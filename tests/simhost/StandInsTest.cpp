@@ -263,8 +263,8 @@ TEST(Description, RefusesWhatItDoesNotKnow) {
 
 TEST(Description, AllThatComeWithTheProjectCanBeRead) {
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/bare.json").part<PciFunctions>().all.size(), 0u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").part<PciFunctions>().all.size(), 18u);
-    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").part<PciFunctions>().all.size(), 18u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/rack-node.json").part<PciFunctions>().all.size(), 20u);
+    EXPECT_EQ(readHostDescription(VOK_HOSTS "/esxi8-node.json").part<PciFunctions>().all.size(), 20u);
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node.json").part<PciFunctions>().all.size(), 14u);
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/blade-node-b.json").part<PciFunctions>().all.size(), 14u);
     EXPECT_EQ(readHostDescription(VOK_HOSTS "/foreign-node.json").part<PciFunctions>().all.size(), 5u);

@@ -77,7 +77,7 @@ constexpr Node nodes[] = {
     {"rack-node", "vmnic0", "1000", "100", R"({"EventTime":"TIME","HostName":"rack42-node07","ID":)",
      R"(,"IPv4Addresses":[{"Address":"10.42.7.11"}],"OSType":104,"OSVersion":"7.0.3",)"
      R"("PhysicalLocation":"259A001B05C20000","Source":"VOK",)",
-     R"({"FirmwareVersion":"0.6-5","MACAddress":"02:00:5e:10:00:00","Manufacturer":"Mev Systems",)"
+     R"({"FirmwareVersion":"0.6-5","MACAddress":"02:00:5e:10:00:00","Manufacturer":"MEV",)"
      R"("Model":"MEV 4-port 1GbE on-board adapter, copper","Oem":{"Description":)"
      R"("PCI 0000:18:00.0 r001u05p2i00","DeviceName":"vmnic0","PhysicalLocation":"259A001B05C20000"},)"
      R"("PartNumber":"MEV-1000-100A","SerialNumber":"Not Available","SpeedMbps":)",

@@ -8,6 +8,8 @@
 
 class FakeThreads {
 public:
+    virtual ~FakeThreads() = default;
+
     // --- what a test sets ---
     // After `succeeding` more starts all further ones fail with `error`.
     void failStarts(int succeeding = 0, int error = EAGAIN);
@@ -21,8 +23,8 @@ public:
     std::vector<pthread_t> joined() const;  // in the order of the calls
 
     // --- the operations of the seam ---
-    int start(pthread_t* thread, void* (*body)(void*), void* argument);
-    int join(pthread_t thread);
+    virtual int start(pthread_t* thread, void* (*body)(void*), void* argument);
+    virtual int join(pthread_t thread);
 
 private:
     // The error number of the next start, or 0.

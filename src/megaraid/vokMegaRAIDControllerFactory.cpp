@@ -75,7 +75,7 @@ std::vector<IvokStorageController*> vokMegaRAIDControllerFactory::updateControll
             VOK_LOG_DEBUG(tag, "Controller instance exists in inventory.");
         }
     }
-    vokMegaRAIDController::totalLSICtrls = remainingControllers();
+    countControllers();
     const auto absent = std::stable_partition(controllers.begin(), controllers.end(), [](auto* controller) {
         return raidControllerOf(controller).getDeviceDetected();
     });
@@ -96,15 +96,14 @@ void vokMegaRAIDControllerFactory::addController(const CTRL_INFO& info) {
     controllers.push_back(controller.release());
 }
 
-int vokMegaRAIDControllerFactory::remainingControllers() const {
-    return static_cast<int>(std::count_if(controllers.begin(), controllers.end(),
-                                          [](auto* controller) { return !controller->isRemoved(); }));
+void vokMegaRAIDControllerFactory::countControllers() const {
+    vokMegaRAIDController::totalLSICtrls = static_cast<int>(controllers.size());
 }
 
 void vokMegaRAIDControllerFactory::shutdownFactory() {
     {
         const std::lock_guard<std::recursive_mutex> locker(lock);
-        vokMegaRAIDController::totalLSICtrls = remainingControllers();
+        countControllers();
     }
     vokStorageControllerFactory::shutdownFactory();
 }

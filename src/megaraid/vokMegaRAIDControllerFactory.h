@@ -35,7 +35,9 @@ private:
     // has given up, with its references.
     std::vector<IvokStorageController*> updateControllers();
     void addController(const CTRL_INFO& info);
-    int remainingControllers() const;
+    // Before removals: sets the count by which a removal knows that it is the last, whatever a discovery has
+    // counted meanwhile. The lock is held.
+    void countControllers() const;
 
     bool isLSILibLoaded = false;  // under lock
 };

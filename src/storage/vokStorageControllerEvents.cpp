@@ -160,9 +160,9 @@ void vokStorageController::pollDrives() {
 }
 
 void vokStorageController::processDeviceRemoval() {
-    VOK_LOG_DEBUG(module, "Controller @ [%s] removal processing started.", pciLocation.c_str());
     {
         const vokMutexLocker locker(lock);
+        VOK_LOG_DEBUG(module, "Controller @ [%s] removal processing started.", pciLocation.c_str());
         setRemoved();
         for (unsigned int i = 0; i < currentInfo.getControllerPortListSize(); ++i) {
             vokStorageControllerPortInfo port = currentInfo.getControllerPort(i);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "megaraid/MegaRaidFixture.h"
+#include "megaraid/storelib/vokStoreLibInterface.h"
 #include "megaraid/vokIOLoadingHelper.h"
 
 namespace vokMegaRAIDControllerDisksTest {
@@ -14,6 +15,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+constexpr FakeStoreLibCommand pciLocationCommand = {1, 11};
 
 class RaidDisks : public MegaRaidFixture {
 protected:
@@ -210,6 +213,45 @@ TEST_F(RaidDisks, ADiskThatHasGoneIsKeptButNotReported) {
     EXPECT_THAT(controller->getPhysicalDrivesInventory(), SizeIs(2));
 }
 
+TEST_F(RaidDisks, ADiskThatIsPutInAgainAtItsPlaceKeepsItsEventStatus) {
+    library.controllers = {raidController()};
+    library.controllers[0].disks = {raidDisk(1, "S1"), raidDisk(2, "S2")};
+    disk(1).state = 17;
+    discover();
+    library.controllers[0].disks.pop_back();
+    discover();
+    library.controllers[0].disks.push_back(raidDisk(2, "S2"));
+    const std::vector<vokDiskInfo> found = discover();
+    ASSERT_THAT(found, SizeIs(2));
+    EXPECT_EQ(found[1].getState(), VOK_STATE_ONLINE);
+    EXPECT_EQ(found[1].getEventState(), VOK_STATE_FAILED);
+    EXPECT_FALSE(found[1].getDeviceMissing());
+    EXPECT_THAT(controller->getPhysicalDrivesInventory(), SizeIs(2)) << "the record of the gap is not kept";
+}
+
+TEST_F(RaidDisks, ADiskInThePlaceOfAnotherLeavesNoRecordOfThatOne) {
+    library.controllers = {raidController()};
+    discover();
+    disk().serial = "S2";
+    discover();
+    const std::vector<vokDiskInfo> kept = controller->getPhysicalDrivesInventory();
+    ASSERT_THAT(kept, SizeIs(1));
+    EXPECT_EQ(kept[0].getSerialNumber(), "S2");
+}
+
+TEST_F(RaidDisks, TheSlotThatADiskHasMovedFromIsKeptAsMissing) {
+    library.controllers = {raidController()};
+    disk().slot = 3;
+    discover();
+    disk().slot = 4;
+    EXPECT_EQ(discoverOne().getSlot(), "252:4");
+    const std::vector<vokDiskInfo> kept = controller->getPhysicalDrivesInventory();
+    ASSERT_THAT(kept, SizeIs(2));
+    EXPECT_EQ(kept[0].getSlot(), "252:4") << "first, so that an event on its serial number is about it";
+    EXPECT_EQ(kept[1].getSlot(), "252:3");
+    EXPECT_TRUE(kept[1].getDeviceMissing());
+}
+
 TEST_F(RaidDisks, ADiscoveryRaisesNoEventAboutThem) {
     letEventsPass();
     library.controllers = {raidController()};
@@ -250,6 +292,48 @@ TEST_F(RaidDisks, ThePlaceOfACardIsThatOfItsOwnFunction) {
     library.controllers = {raidController()};
     library.controllers[0].bus = 0x77;  // which the firmware does not list
     EXPECT_EQ(discoverOne().getPhysicalLocation(), "FFFFFFFFFFFFFFFF");
+}
+
+TEST_F(RaidDisks, ThePlaceIsThatOfTheFunctionInTheCachesNow) {
+    start(secondFamily);
+    library.controllers = {raidController()};
+    discover();
+    library.controllers[0].bus = 0x77;
+    vokStoreLibInterface::getInstance()->cacheBuild("CTRL_EVENT");  // as an event does
+    std::vector<vokDiskInfo> disks;
+    controller->discoverPhysicalDiskInventory(disks);
+    ASSERT_THAT(disks, SizeIs(1));
+    EXPECT_EQ(disks[0].getPhysicalLocation(), "FFFFFFFFFFFFFFFF");
+}
+
+// Of a model that the library's door leaves out.
+class ExternalController : public vokMegaRAIDController {
+public:
+    ExternalController() : vokMegaRAIDController(0) { setIdentity(0x00971000, 0x30A01000, "0000:5e:00.0"); }
+
+protected:
+    ~ExternalController() override = default;
+};
+
+TEST_F(RaidDisks, BehindAnExternalModelThePlaceIsThatOfTheCard) {
+    start(secondFamily);
+    library.controllers = {raidController()};
+    discover();
+    const vokHeldReference<ExternalController> external(new ExternalController);
+    vokDiskInfo found;
+    external->discoverPhysicalDiskAttributes(found, PD_INFO());
+    EXPECT_EQ(found.getPhysicalLocation(), "0000000000003D03");
+}
+
+TEST_F(RaidDisks, ACardWhoseFunctionCannotBeReadHasItsDisksWithoutPlaces) {
+    start(secondFamily);
+    library.controllers = {raidController()};
+    library.failures[pciLocationCommand] = 0x8002;
+    EXPECT_EQ(discoverOne().getPhysicalLocation(), "FFFFFFFFFFFFFFFF");
+    EXPECT_EQ(controller->getInventory().getDescription(), "PCI ");
+    EXPECT_EQ(controller->getInventory().getPhysicalLocation(), "FFFFFFFFFFFFFFFF");
+    library.failures.clear();
+    EXPECT_EQ(discoverOne().getPhysicalLocation(), "0000000000002D01");
 }
 
 TEST_F(RaidDisks, ACardThatFollowsTheRulesHasItsDisksInTheFirstBox) {

@@ -14,6 +14,7 @@
 
 #include "megaraid/MegaRaidFixture.h"
 #include "megaraid/storelib/vokSASLSIEvent.h"
+#include "megaraid/vokIOLoadingHelper.h"
 #include "storage/VirtualSlots.h"
 #include "support/FakeLibraries.h"
 
@@ -30,14 +31,15 @@ constexpr FakeStoreLibCommand initCommand = {0, 0};
 constexpr FakeStoreLibCommand registerCommand = {0, 1};
 constexpr FakeStoreLibCommand unregisterCommand = {0, 2};
 constexpr FakeStoreLibCommand controllerListCommand = {0, 3};
+constexpr FakeStoreLibCommand controllerRecordCommand = {1, 0};
+constexpr FakeStoreLibCommand firmwareCommand = {6, 3};
 
 constexpr char firstBuild[] = "DEBUG LSI_FACTORY: First inventory build";
 constexpr char exists[] = "DEBUG LSI_FACTORY: Controller instance exists in inventory.";
 constexpr char unusable[] = "DEBUG LSI_FACTORY: Issue occurred in discovering LSI MR inventory.";
 constexpr char noneLeft[] =
     "WARNING LSI_FACTORY: No RAID controller is left. Neither new RAID controllers nor their events are "
-    "noticed "
-    "until the agent starts again.";
+    "noticed until the agent starts again.";
 
 class RaidFactory : public MegaRaidFixture {
 protected:
@@ -145,6 +147,17 @@ TEST_F(RaidFactory, AfterAnInitialisationThatFailsThereAreNoneInAnyPass) {
     EXPECT_THAT(pass(), IsEmpty()) << "the library is loaded, but not initialised again";
     EXPECT_TRUE(logged(firstBuild));
     EXPECT_EQ(library.count(controllerListCommand), 0) << "no cache is built";
+}
+
+TEST_F(RaidFactory, ALibraryThatFindsNoControllerAtFirstFindsNoneLater) {
+    EXPECT_THAT(pass(), IsEmpty());
+    EXPECT_TRUE(logged(unusable));
+    library.controllers = {raidController()};
+    EXPECT_THAT(pass(), IsEmpty()) << "it counts as loaded, but takes no commands";
+    EXPECT_THAT(pass(), IsEmpty());
+    EXPECT_EQ(timesLogged(unusable), 1);
+    EXPECT_EQ(library.count(controllerListCommand), 0);
+    EXPECT_EQ(timesLogged("WARNING LSI_INTERF: No LSI MR controllers found"), 1);
 }
 
 TEST_F(RaidFactory, OnlyTheFirstPassReadsTheCachesAnew) {
@@ -257,23 +270,84 @@ TEST_F(RaidFactory, TwoControllersWithoutASerialNumberAreOneInALaterPass) {
     EXPECT_EQ(library.count(unregisterCommand), 0);
 }
 
-TEST_F(RaidFactory, TheEndOfTheRegistrationHoldsNoLockOfTheFactory) {
+TEST_F(RaidFactory, AControllerWhoseRecordIsReadOnlyLaterIsTheSame) {
+    library.controllers = {raidController()};
+    library.failures[controllerRecordCommand] = 0x8002;
+    const List before = build();
+    ASSERT_THAT(before, SizeIs(1));
+    EXPECT_EQ(before[0]->getChipsetID(), 0u);
+    library.failures.clear();
+    build();  // whose discovery reads it
+    const List after = pass();
+    ASSERT_THAT(after, SizeIs(1));
+    EXPECT_EQ(after[0].get(), before[0].get());
+    EXPECT_EQ(after[0]->getChipsetID(), 0x005D1000u);
+    EXPECT_EQ(after[0]->getBoardID(), 0x93631000u);
+    EXPECT_EQ(after[0]->getPciLocation(), "0000:5e:00.0");
+}
+
+TEST_F(RaidFactory, AControllerWhoseSerialNumberIsReadOnlyLaterIsAnotherOne) {
+    library.controllers = {raidController()};
+    library.failures[firmwareCommand] = 0x8002;
+    const List before = build();
+    EXPECT_THAT(serials(before), ElementsAre(""));
+    library.failures.clear();
+    build();
+    EXPECT_THAT(serials(pass()), ElementsAre("SV00000001"));
+    EXPECT_TRUE(before[0]->isRemoved());
+    EXPECT_EQ(library.count(unregisterCommand), 0) << "it was not the last";
+}
+
+TEST_F(RaidFactory, EachPassPutsTheCardsIntoTheTableOfTheLoadingRules) {
+    start(firstFamily);
+    library.controllers = {raidController(0, model9560Small)};
+    build();
+    EXPECT_TRUE(vokIOLoadingHelper::isDeviceAndChassisIOLoadingRulesCompliant("0000:5e:00.0"));
+    library.controllers.push_back(raidController(1, model9560Small));
+    library.controllers[1].bus = 0x86;
+    build();  // whose discovery lists it
+    EXPECT_FALSE(vokIOLoadingHelper::isDeviceAndChassisIOLoadingRulesCompliant("0000:86:00.0"));
+    pass();
+    EXPECT_TRUE(vokIOLoadingHelper::isDeviceAndChassisIOLoadingRulesCompliant("0000:86:00.0"));
+}
+
+// --- the locks at the end of the registration ---
+
+class RaidFactoryLock : public RaidFactory {
+protected:
+    // Makes the library try, while the registration ends, what a callback does first.
+    void fetchControllersAtTheEnd() {
+        library.answer = [this](_SL_LIB_CMD_PARAM_T& command, std::uint32_t&) {
+            if (command.commandType == 0 && command.command == 2) {
+                std::thread([this] {
+                    const List list = known();
+                    fetched = true;
+                }).join();  // waits for ever if the factory's lock is held
+            }
+            return false;
+        };
+    }
+
+    bool fetched = false;
+};
+
+TEST_F(RaidFactoryLock, IsFreeWhenTheLastControllerHasGone) {
     library.controllers = {raidController(0)};
     build();
-    bool fetched = false;
-    library.answer = [&](_SL_LIB_CMD_PARAM_T& command, std::uint32_t&) {
-        if (command.commandType == 0 && command.command == 2) {
-            std::thread([&] {
-                List list = known();
-                fetched = true;
-            }).join();  // waits for ever if the factory's lock is held
-        }
-        return false;
-    };
+    fetchControllersAtTheEnd();
     library.controllers.clear();
     build();
     pass();
     EXPECT_TRUE(fetched);
+}
+
+TEST_F(RaidFactoryLock, IsFreeInAShutdown) {
+    library.controllers = {raidController(0)};
+    build();
+    fetchControllersAtTheEnd();
+    factory.shutdownFactory();
+    EXPECT_TRUE(fetched);
+    library.answer = nullptr;
 }
 
 // --- the known controllers ---

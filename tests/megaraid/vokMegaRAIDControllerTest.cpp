@@ -338,6 +338,16 @@ TEST_F(RaidController, TheEndOfTheRegistrationHoldsNoLockOfTheController) {
     EXPECT_TRUE(wasFree);
 }
 
+TEST_F(RaidController, AfterTheEndOfTheRegistrationAnotherControllerRegistersAnew) {
+    library.controllers = {raidController()};
+    discover();
+    controller->enableEvents();
+    controller->addReference();
+    controller->processDeviceRemoval();
+    newRaidController()->enableEvents();
+    EXPECT_EQ(library.count(registerCommand), 2);
+}
+
 TEST_F(RaidController, ARemovedControllerDoesNotRegisterAgain) {
     library.controllers = {raidController()};
     discover();

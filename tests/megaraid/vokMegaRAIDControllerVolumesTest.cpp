@@ -154,6 +154,19 @@ TEST_F(RaidVolumes, AVolumeWithAnotherTargetIsTheSame) {
     EXPECT_EQ(discoverOne().getEventHealth(), VOK_HEALTH_CRITICAL);
 }
 
+TEST_F(RaidVolumes, OfTwoVolumesWithOneDurableNameTheFirstIsFollowed) {
+    library.controllers = {raidController()};
+    library.controllers[0].volumes = {raidVolume(0, {1}), raidVolume(1, {1})};
+    volume(1).id = volume(0).id;
+    volume(0).state = 0;
+    discover();
+    volume(0).state = 3;
+    const std::vector<vokLogicalDiskInfo> found = discover();
+    ASSERT_THAT(found, SizeIs(2));
+    EXPECT_EQ(found[0].getEventState(), VOK_STATE_OFFLINE);
+    EXPECT_EQ(found[1].getEventState(), VOK_STATE_OFFLINE);
+}
+
 TEST_F(RaidVolumes, AVolumeKeepsCopiesOfItsConsistencyChecks) {
     library.controllers = {raidController()};
     discover();
@@ -182,6 +195,24 @@ TEST_F(RaidVolumes, AVolumeThatHasGoneIsKeptButNotReported) {
         EXPECT_EQ(kept[1].getDurableName(), secondName);
         EXPECT_TRUE(kept[1].getDeviceMissing());
     }
+}
+
+TEST_F(RaidVolumes, AVolumeThatComesBackKeepsItsEventStatusAndItsChecks) {
+    library.controllers = {raidController()};
+    volume().state = 0;
+    discover();
+    auto running = std::make_unique<CheckState>();
+    running->setInconsistentParityCount(4);
+    controller->currentLogicalDisks.at(0).setCurrentCCState(std::move(running));
+    library.controllers[0].volumes.clear();
+    EXPECT_THAT(discover(), IsEmpty());
+    library.controllers[0].volumes = {raidVolume(0, {1})};
+    const vokLogicalDiskInfo found = discoverOne();
+    EXPECT_EQ(found.getState(), VOK_STATE_OPTIMAL);
+    EXPECT_EQ(found.getEventState(), VOK_STATE_OFFLINE);
+    EXPECT_FALSE(found.getDeviceMissing());
+    EXPECT_EQ(checkState(found.getCurrentCCState()).getInconsistentParityCount(), 4u);
+    EXPECT_THAT(controller->currentLogicalDisks, SizeIs(1));
 }
 
 TEST_F(RaidVolumes, AVolumeWhoseDeletionWasReportedIsNotKept) {

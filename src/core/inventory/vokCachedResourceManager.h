@@ -135,6 +135,8 @@ protected:
     // - mlock: the records and the current inventory, for a whole gathering and while events are raised.
     // - prevInventoryLock: the previous inventory, only while it is copied or compared.
     // - Of storage: the lock of the factory, then that of a controller. Events are raised with both held.
+    //   Then, of RAID controllers, ioLoadingHelperMutex and cache_lock. A build may end their registration
+    //   for events, which waits for callbacks; so these take neither buildLock nor mlock.
     // - cmutex: the wait and its flags.
     // - vokJsonAggregator::cmutex: for the push request at the end of a build. The aggregator holds it while
     //   it calls isInventoryReady(), which takes no lock of the manager.

@@ -18,6 +18,7 @@ constexpr char monitoredManufacturer[] = "MEV";
 
 using Entry = _VOK_SERVER_CHASSIS_IO_ENTRY;
 using SubRule = _VOK_IO_LOADING_SUB_RULE;
+using Table = std::map<std::string, _VOK_SERVER_CHASSIS_IO_LOADING_TABLE>;
 
 bool isInspectionDisabled() {
     return vokConfig::getInstance()->isMegaRAID9560LoadingInspectionDisabled();
@@ -29,7 +30,6 @@ bool follows(const Entry& card, const SubRule& subRule) {
 }
 
 // The compliant card at a location with the chassis that it is in, or null.
-template <typename Table>
 std::pair<const Entry*, const char*> compliantCard(const Table& table, const std::string& pciLocation) {
     for (const auto& [chassis, cards] : table) {
         if (!cards.ruleApplied) continue;
@@ -47,6 +47,16 @@ bool vokIOLoadingHelper::isDisableMegaRAID9560LoadingInspectionLogged = false;
 
 bool vokIOLoadingHelper::isSubjectToLoadingRules(unsigned int chipsetId, unsigned int boardId) {
     return vokIsMegaRAID9560(chipsetId, boardId) && vokIsFirstPlatform(vokUtils::getPlatformFamily());
+}
+
+vokLoadingVerdict vokIOLoadingHelper::verdictOn(unsigned int chipsetId, unsigned int boardId,
+                                                const std::string& pciLocation) {
+    if (!isSubjectToLoadingRules(chipsetId, boardId)) return vokLoadingVerdict::monitored;
+    // Required: without the inspection nothing of a 9560 is monitored.
+    if (isInspectionDisabled()) return vokLoadingVerdict::inspectionDisabled;
+    if (vokUtils::getSystemManufacturer() != monitoredManufacturer) return vokLoadingVerdict::foreignSystem;
+    return isDeviceAndChassisIOLoadingRulesCompliant(pciLocation) ? vokLoadingVerdict::monitored
+                                                                  : vokLoadingVerdict::notCompliant;
 }
 
 // --- the table ---

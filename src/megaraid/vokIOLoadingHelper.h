@@ -28,10 +28,21 @@ struct _VOK_SERVER_CHASSIS_IO_LOADING_TABLE {
     std::map<std::string, _VOK_SERVER_CHASSIS_IO_ENTRY> entries;  // by PCI location
 };
 
+// Whether the disks and volumes of a controller are monitored, and if not, why.
+enum class vokLoadingVerdict {
+    monitored,
+    inspectionDisabled,  // by the settings
+    foreignSystem,       // the machine is of another maker
+    notCompliant,        // the card, or its chassis, follows no rule
+};
+
 class vokIOLoadingHelper {
 public:
     // True for the two boards of the 9560 on the first platform: only there the rules count.
     static bool isSubjectToLoadingRules(unsigned int chipsetId, unsigned int boardId);
+    // On the controller at "0000:5e:00.0". A controller that the rules do not concern is monitored.
+    static vokLoadingVerdict verdictOn(unsigned int chipsetId, unsigned int boardId,
+                                       const std::string& pciLocation);
 
     // Adds the cards of the vendor library's inventory to the table, which only grows, and applies the rules
     // to each chassis that follows none yet. Does neither if the settings disable the inspection.

@@ -4,7 +4,6 @@
 #include <unordered_map>
 #include <utility>
 
-#include "core/base/vokConfig.h"
 #include "core/base/vokDecisionTable.h"
 #include "core/base/vokLog.h"
 #include "megaraid/storelib/vokStoreLibInterface.h"
@@ -63,25 +62,29 @@ std::string keyOf(const vokDiskInfo& disk) {
 }  // namespace
 
 bool vokMegaRAIDController::isBarredByLoadingRules(const char* items, const char* chassis) {
-    if (!vokIOLoadingHelper::isSubjectToLoadingRules(chipsetID, boardID)) return false;
-    if (vokConfig::getInstance()->isMegaRAID9560LoadingInspectionDisabled()) return true;
     const char* const location = pciLocation.c_str();
-    if (vokUtils::getSystemManufacturer() != "MEV") {
-        VOK_LOG_DEBUG(tag, "No %s inventory will be reported for MegaRAID 9560 [%s] on non-MEV system.",
-                      items, location);
-        return true;
+    switch (vokIOLoadingHelper::verdictOn(chipsetID, boardID, pciLocation)) {
+        case vokLoadingVerdict::monitored:
+            return false;
+        case vokLoadingVerdict::inspectionDisabled:
+            break;
+        case vokLoadingVerdict::foreignSystem:
+            VOK_LOG_DEBUG(tag, "No %s inventory will be reported for MegaRAID 9560 [%s] on non-MEV system.",
+                          items, location);
+            break;
+        case vokLoadingVerdict::notCompliant:
+            VOK_LOG_DEBUG(tag,
+                          "Either MegaRAID 9560 [0x%04X, 0x%04X] @ [%s] or its %s chassis not compliant with "
+                          "I/O loading rules. %s inventory with not be reported.",
+                          chipsetID, boardID, location, chassis, items);
+            if (!std::exchange(loadingWarningIssued, true))
+                VOK_LOG_WARNING(tag,
+                                "MegaRAID 9560 [0x%04X, 0x%04X] @ [%s] or its server chassis not compliant "
+                                "with I/O loading rules. Physical drives and RAID volumes attached to this "
+                                "controller may not be reported/monitored.",
+                                chipsetID, boardID, location);
+            break;
     }
-    if (vokIOLoadingHelper::isDeviceAndChassisIOLoadingRulesCompliant(pciLocation)) return false;
-    VOK_LOG_DEBUG(tag,
-                  "Either MegaRAID 9560 [0x%04X, 0x%04X] @ [%s] or its %s chassis not compliant with I/O "
-                  "loading rules. %s inventory with not be reported.",
-                  chipsetID, boardID, location, chassis, items);
-    if (!std::exchange(loadingWarningIssued, true))
-        VOK_LOG_WARNING(tag,
-                        "MegaRAID 9560 [0x%04X, 0x%04X] @ [%s] or its server chassis not compliant with I/O "
-                        "loading rules. Physical drives and RAID volumes attached to this controller may not "
-                        "be reported/monitored.",
-                        chipsetID, boardID, location);
     return true;
 }
 

@@ -13,6 +13,7 @@
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
+#include "megaraid/storelib/vokSASLSIEventRecord.h"
 #include "megaraid/storelib/vokStoreLibInterface.h"
 #include "megaraid/vokIOLoadingHelper.h"
 #include "megaraid/vokMegaRAIDConsistencyCheckEventHandler.h"
@@ -20,7 +21,6 @@
 #include "megaraid/vokMegaRAIDControllerFactory.h"
 #include "megaraid/vokMegaRAIDEventRules.h"
 #include "megaraid/vokMegaRAIDEventText.h"
-#include "platform/utils/vokUtils.h"
 #include "storage/SASResourceManager.h"
 #include "storage/storage_utils.h"
 #include "storage/vokHeldReference.h"
@@ -29,10 +29,6 @@ namespace {
 
 constexpr char tag[] = "STOR_MR";
 
-constexpr std::string_view volumeEvents = "LD_EVENT";
-constexpr std::string_view diskEvents = "PD_EVENT";
-constexpr std::string_view controllerEvents = "CTRL_EVENT";
-constexpr std::string_view batteryEvents = "BBU_EVENT";
 constexpr std::string_view allEvents = "ALL_EVENT";
 
 constexpr std::uint32_t volumeCreated = 0x8A;
@@ -50,8 +46,8 @@ int classOf(const VOK_SAS_EVENT_DETAIL& detail) {
 }
 
 bool isAnalyzed(std::string_view category) {
-    return category == diskEvents || category == controllerEvents || category == volumeEvents ||
-           category == batteryEvents;
+    return category == vokDiskEvent || category == vokControllerEvent || category == vokVolumeEvent ||
+           category == vokBatteryEvent;
 }
 
 // --- status ---
@@ -228,10 +224,10 @@ void vokMegaRAIDController::analyzeAndGenerateEvent(VOK_SAS_EVENT_DETAIL* detail
         std::string_view category;
         void (vokMegaRAIDController::*analyze)(const VOK_SAS_EVENT_DETAIL& detail);
     } analyses[] = {
-        {volumeEvents, &vokMegaRAIDController::analyzeVolumeEvent},
-        {diskEvents, &vokMegaRAIDController::analyzeDiskEvent},
-        {controllerEvents, &vokMegaRAIDController::analyzeControllerEvent},
-        {batteryEvents, &vokMegaRAIDController::analyzeBatteryEvent},
+        {vokVolumeEvent, &vokMegaRAIDController::analyzeVolumeEvent},
+        {vokDiskEvent, &vokMegaRAIDController::analyzeDiskEvent},
+        {vokControllerEvent, &vokMegaRAIDController::analyzeControllerEvent},
+        {vokBatteryEvent, &vokMegaRAIDController::analyzeBatteryEvent},
     };
 
     if (!detail) return;
@@ -241,25 +237,27 @@ void vokMegaRAIDController::analyzeAndGenerateEvent(VOK_SAS_EVENT_DETAIL* detail
 }
 
 bool vokMegaRAIDController::isUnmonitored(const VOK_SAS_EVENT_DETAIL& detail) const {
-    if (!vokIOLoadingHelper::isSubjectToLoadingRules(chipsetID, boardID)) return false;
-    if (vokConfig::getInstance()->isMegaRAID9560LoadingInspectionDisabled()) return true;
-    const bool isForeignSystem = vokUtils::getSystemManufacturer() != "MEV";
-    if (!isForeignSystem && vokIOLoadingHelper::isDeviceAndChassisIOLoadingRulesCompliant(pciLocation))
-        return false;
-
     const std::string item =
-        detail.eventLocale == volumeEvents
+        detail.eventLocale == vokVolumeEvent
             ? "LD [" + std::to_string(detail.targetId) + "]"
             : "PD [" + std::to_string(detail.enclosure) + "] @ slot [" + std::to_string(detail.slot) + "]";
-    if (isForeignSystem)
-        VOK_LOG_DEBUG(
-            tag, "Ignoring event [%d] on %s due to MegaRAID 9560 [%s] being installed on non-MEV system.",
-            codeOf(detail), item.c_str(), pciLocation.c_str());
-    else
-        VOK_LOG_DEBUG(tag,
-                      "Ignoring event [%d] on %s due to MegaRAID 9560 [%s] or its hosting chassis not "
-                      "following I/O loading rules.",
-                      codeOf(detail), item.c_str(), pciLocation.c_str());
+    switch (vokIOLoadingHelper::verdictOn(chipsetID, boardID, pciLocation)) {
+        case vokLoadingVerdict::monitored:
+            return false;
+        case vokLoadingVerdict::inspectionDisabled:
+            break;
+        case vokLoadingVerdict::foreignSystem:
+            VOK_LOG_DEBUG(
+                tag, "Ignoring event [%d] on %s due to MegaRAID 9560 [%s] being installed on non-MEV system.",
+                codeOf(detail), item.c_str(), pciLocation.c_str());
+            break;
+        case vokLoadingVerdict::notCompliant:
+            VOK_LOG_DEBUG(tag,
+                          "Ignoring event [%d] on %s due to MegaRAID 9560 [%s] or its hosting chassis not "
+                          "following I/O loading rules.",
+                          codeOf(detail), item.c_str(), pciLocation.c_str());
+            break;
+    }
     return true;
 }
 

@@ -76,6 +76,45 @@ TEST_F(IOLoading, OnOtherPlatformsNothingIsSubjectToTheRules) {
     EXPECT_FALSE(vokIOLoadingHelper::isSubjectToLoadingRules(0x10E21000, 0x40001000));
 }
 
+// --- whether a controller is monitored ---
+
+TEST_F(IOLoading, A9560IsMonitoredIfItFollowsARuleOnASystemOfTheMaker) {
+    start();
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, narrow, slot03), vokLoadingVerdict::notCompliant);
+    add(narrow, slot03);
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, narrow, slot03), vokLoadingVerdict::notCompliant);
+    Helper::applyRules();
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, narrow, slot03), vokLoadingVerdict::monitored);
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, narrow, slot05), vokLoadingVerdict::notCompliant);
+}
+
+TEST_F(IOLoading, OnASystemOfAnotherMakerNo9560IsMonitored) {
+    start("", "Another maker");
+    add(narrow, slot03);
+    Helper::applyRules();
+    EXPECT_TRUE(isCompliant(slot03));
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, narrow, slot03), vokLoadingVerdict::foreignSystem);
+}
+
+// Required: the setting ends their monitoring, not their inspection alone.
+TEST_F(IOLoading, WithTheInspectionDisabledNo9560IsMonitoredOnASystemOfWhicheverMaker) {
+    start(disabled, "Another maker");
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, wide, slot03), vokLoadingVerdict::inspectionDisabled);
+}
+
+TEST_F(IOLoading, OtherControllersAreMonitoredWithoutALookAtTheTable) {
+    start(disabled, "Another maker");
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(0x005D1000, 0x93631000, slot03), vokLoadingVerdict::monitored);
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, 0x40201000, slot03), vokLoadingVerdict::monitored);
+    EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(IOLoading, OnAnotherPlatformA9560IsMonitoredWithoutALookAtTheTable) {
+    start("", "Another maker", secondFamily);
+    EXPECT_EQ(vokIOLoadingHelper::verdictOn(chipset, narrow, slot03), vokLoadingVerdict::monitored);
+    EXPECT_THAT(lines(), IsEmpty());
+}
+
 // --- the cards ---
 
 TEST_F(IOLoading, OtherControllersArePassedOver) {

@@ -240,6 +240,12 @@ TEST_F(ConsistencyCheckEvents, TheTextSaysThatReportsOnParityHadEnded) {
         std::string("[Msg # 0x3b] done, (# Inconsistent parity = 1; # Inconsistent parity > 10)") + guide);
 }
 
+TEST_F(ConsistencyCheckEvents, AnInconsistentEndSaysSoAlsoWithoutAFault) {
+    process(0x40);
+    process(0x3B, "done");
+    EXPECT_EQ(eventText(), std::string("[Msg # 0x3b] done, (# Inconsistent parity > 10)") + guide);
+}
+
 TEST_F(ConsistencyCheckEvents, AFailureWithoutFaultsHasNoTextAlthoughReportsOnParityHadEnded) {
     process(0x40);
     process(0x3E, "failed");

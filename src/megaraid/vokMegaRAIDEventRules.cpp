@@ -1,7 +1,6 @@
 #include "megaraid/vokMegaRAIDEventRules.h"
 
 #include <cstddef>
-#include <initializer_list>
 
 #include "core/base/vokDecisionTable.h"
 #include "megaraid/storelib/vokSASEventDetail.h"
@@ -11,26 +10,7 @@ namespace {
 using Remark = vokFirmwareEventRemark;
 using Step = vokFirmwareEventStep;
 
-// A cell of a rule: one of a few numbers, or any.
-class OneOf {
-public:
-    constexpr OneOf(std::initializer_list<std::uint32_t> numbers) {
-        for (const std::uint32_t number : numbers) numbers_[count_++] = number;
-    }
-    static constexpr OneOf any() { return OneOf({}); }
-
-    constexpr bool fits(std::uint32_t number) const {
-        for (std::size_t i = 0; i < count_; ++i)
-            if (numbers_[i] == number) return true;
-        return count_ == 0;
-    }
-
-private:
-    static constexpr std::size_t most = 5;
-
-    std::uint32_t numbers_[most] = {};
-    std::size_t count_ = 0;
-};
+using OneOf = vokOneOf<5>;
 
 constexpr OneOf anyNumber = OneOf::any();
 constexpr OneOf information = {vokEventClassInformation};

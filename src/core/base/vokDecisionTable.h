@@ -7,6 +7,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <initializer_list>
 
 // --- tables by key ---
 
@@ -42,6 +44,29 @@ private:
 
     bool isAny_;
     Value value_;
+};
+
+// A cell of a rule: one of a few numbers, at most `most`, or any.
+template <std::size_t most>
+class vokOneOf {
+public:
+    constexpr vokOneOf(std::initializer_list<std::uint32_t> numbers) : isAny_(false) {
+        for (const std::uint32_t number : numbers) numbers_[count_++] = number;
+    }
+    static constexpr vokOneOf any() { return vokOneOf(); }
+
+    constexpr bool fits(std::uint32_t number) const {
+        for (std::size_t i = 0; i < count_; ++i)
+            if (numbers_[i] == number) return true;
+        return isAny_;
+    }
+
+private:
+    constexpr vokOneOf() : isAny_(true) {}
+
+    bool isAny_;
+    std::uint32_t numbers_[most] = {};
+    std::size_t count_ = 0;
 };
 
 // The first rule that fits a case, or null.

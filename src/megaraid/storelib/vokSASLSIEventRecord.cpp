@@ -1,7 +1,6 @@
 #include "megaraid/storelib/vokSASLSIEventRecord.h"
 
 #include <cstddef>
-#include <initializer_list>
 
 #include "core/base/vokDecisionTable.h"
 #include "megaraid/storelib/vokSASEventDetail.h"
@@ -17,22 +16,7 @@ constexpr vokRecordNumber argumentTypeField = {16, 1};
 constexpr std::size_t arguments = 32;
 constexpr vokRecordBytes descriptionField = {128, 128};
 
-// The numbers of one row.
-class Numbers {
-public:
-    constexpr Numbers(std::initializer_list<std::uint32_t> numbers) : values_(), count_(0) {
-        for (const std::uint32_t number : numbers) values_[count_++] = number;
-    }
-    constexpr bool has(std::uint32_t number) const {
-        for (std::size_t i = 0; i < count_; ++i)
-            if (values_[i] == number) return true;
-        return false;
-    }
-
-private:
-    std::uint32_t values_[20];
-    std::size_t count_;
-};
+using Numbers = vokOneOf<20>;  // of one row
 
 // --- the category of an event, by its locale word ---
 
@@ -69,7 +53,7 @@ constexpr CodeRow codes[] = {
 constexpr std::string_view categoryOfCode(std::uint32_t code) {
     std::string_view category;
     for (const CodeRow& row : codes)
-        if (row.codes.has(code)) category = row.category;
+        if (row.codes.fits(code)) category = row.category;
     return category;
 }
 
@@ -84,7 +68,7 @@ struct DiskRow {
     vokRecordNumber slot;
     vokRecordNumber extraValue;
 
-    constexpr bool fits(std::uint32_t type) const { return types.has(type); }
+    constexpr bool fits(std::uint32_t type) const { return types.fits(type); }
 };
 constexpr DiskRow diskRows[] = {
     {{1, 10, 11, 14, 22, 23, 28, 33, 34, 44, 45, 48, 49, 51, 53, 57}, {0, 2}, {2, 1}, {3, 1}, noField},
@@ -101,7 +85,7 @@ struct VolumeRow {
     vokRecordNumber targetId;
     vokRecordNumber extraValue;
 
-    constexpr bool fits(std::uint32_t type) const { return types.has(type); }
+    constexpr bool fits(std::uint32_t type) const { return types.fits(type); }
 };
 constexpr VolumeRow volumeRows[] = {
     {{2, 3, 5, 7, 21, 39, 40, 41, 43, 47, 49, 55}, {0, 2}, noField},

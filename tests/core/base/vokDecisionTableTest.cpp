@@ -61,6 +61,17 @@ constexpr Case caseOf(std::size_t number) {
 
 constexpr Rule rules[] = {{any, Colour::red}, {Colour::red, Colour::blue}, {any, Colour::blue}};
 
+TEST(DecisionRules, ACellMayListNumbers) {
+    constexpr vokOneOf<3> some = {2, 0, 7};
+    for (const std::uint32_t number : {0u, 2u, 7u}) EXPECT_TRUE(some.fits(number)) << number;
+    for (const std::uint32_t number : {1u, 3u, 0xFFFFFFFFu}) EXPECT_FALSE(some.fits(number)) << number;
+    constexpr vokOneOf<3> fewer = {2};
+    EXPECT_FALSE(fewer.fits(0)) << "what is not listed";
+    EXPECT_TRUE(vokOneOf<3>::any().fits(0));
+    EXPECT_TRUE(vokOneOf<3>::any().fits(0xFFFFFFFF));
+    EXPECT_FALSE(vokOneOf<3>({}).fits(0)) << "an empty list is not any";
+}
+
 TEST(DecisionRules, TheFirstThatFitsApplies) {
     EXPECT_EQ(vokFirstRule(rules, Case{Colour::green, Colour::red}), &rules[0]);
     EXPECT_EQ(vokFirstRule(rules, Case{Colour::red, Colour::blue}), &rules[1]);

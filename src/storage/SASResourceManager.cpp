@@ -163,6 +163,7 @@ std::vector<Json::Value> documentsOf(const std::vector<Record>& records, const c
 
 std::atomic<bool> SASResourceManager::stopSAS{false};
 std::atomic<bool> SASResourceManager::sendInventoryToRMC{false};
+std::atomic<bool> SASResourceManager::pushAfterFurtherBuild{false};
 std::atomic<time_t> SASResourceManager::lastPollTime{0};
 bool SASResourceManager::condSignal = false;
 std::optional<SASResourceManager::Factories> SASResourceManager::FactoryRegister;
@@ -187,6 +188,7 @@ void SASResourceManager::sendInventorytToRMCOnCacheBuild() {
     {
         const std::lock_guard<std::mutex> lock(getInstance()->cmutex);
         sendInventoryToRMC = true;
+        if (!isBuilding) pushAfterFurtherBuild = true;
     }
     VOK_LOG_DEBUG(tag, "Signalled inventory push");
 }
@@ -239,6 +241,7 @@ void SASResourceManager::cacheBuild() {
 }
 
 SASResourceManager::gathered SASResourceManager::gather() {
+    pushAfterFurtherBuild = false;
     getInventory();
     return isStopping() ? gathered::cutShort : gathered::complete;
 }
@@ -287,7 +290,10 @@ void SASResourceManager::createJsonStringUsingJsonCpp() {
 }
 
 bool SASResourceManager::takePushRequests() {
-    const bool isRequested = sendInventoryToRMC.exchange(false);
+    const bool isRequested = [] {
+        const std::lock_guard<std::mutex> lock(getInstance()->cmutex);
+        return sendInventoryToRMC.exchange(pushAfterFurtherBuild);
+    }();
     return vokCachedResourceManager::takePushRequests() || isRequested;
 }
 

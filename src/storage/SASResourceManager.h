@@ -39,7 +39,8 @@ public:
     // Requests a new build. Within a build, on its thread, the request is void: that build has seen what
     // caused it, and would otherwise be followed by the next for ever.
     static void invalidateInventoryCache();
-    // Requests a push at the end of the build that runs, or of the next one.
+    // Requests a push at the end of the build that runs, or of the next one. A request of another thread
+    // while a build runs is served by both: that build may have gathered before what caused the request.
     static void sendInventorytToRMCOnCacheBuild();
     // True if a registered factory takes care of this model.
     static bool isControllerModelSupported(unsigned int chipset, unsigned int board);
@@ -89,7 +90,8 @@ private:
     void gatherFrom(IvokStorageController& controller);
 
     static std::atomic<bool> stopSAS;
-    static std::atomic<bool> sendInventoryToRMC;  // set under cmutex
+    static std::atomic<bool> sendInventoryToRMC;     // set under cmutex
+    static std::atomic<bool> pushAfterFurtherBuild;  // requested by another thread since the gathering began
     static std::atomic<time_t> lastPollTime;
     static bool condSignal;  // the factories have been shut down; under cmutex
 

@@ -449,6 +449,25 @@ TEST_F(StorageManager, ARequestForAPushIsServedOnceAtTheEndOfTheBuild) {
     };
     manager.cacheBuild();
     EXPECT_EQ(timesManagerLogged(push), 2) << "at the end of the build that runs";
+    factory.onCall = nullptr;
+    manager.cacheBuild();
+    EXPECT_EQ(timesManagerLogged(push), 2) << "once";
+}
+
+// The event of a RAID controller, on a thread of its library.
+TEST_F(StorageManager, ARequestOfAnotherThreadDuringABuildIsServedByTheNextBuildToo) {
+    const std::string push = "SASRM requesting cache push";
+    factory.onCall = [](const std::string& call) {
+        if (call == "discoverControllers")
+            std::thread(&SASResourceManager::sendInventorytToRMCOnCacheBuild).join();
+    };
+    manager.cacheBuild();
+    EXPECT_EQ(timesManagerLogged(push), 1);
+    factory.onCall = nullptr;
+    manager.cacheBuild();
+    EXPECT_EQ(timesManagerLogged(push), 2) << "the first may have gathered before";
+    manager.cacheBuild();
+    EXPECT_EQ(timesManagerLogged(push), 2);
 }
 
 TEST_F(StorageManager, BothKindsOfPushRequestAreServedByOnePush) {

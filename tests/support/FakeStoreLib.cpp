@@ -34,6 +34,10 @@ public:
     void number(std::size_t offset, std::size_t width, std::uint64_t value) const {
         for (std::size_t i = 0; i < width; ++i) byte(offset + i, static_cast<unsigned char>(value >> 8 * i));
     }
+    // Until a field is set, no byte is one that a test expects.
+    void noise() const {
+        for (std::size_t i = 0; i < size_; ++i) byte(i, 0xA5);
+    }
     // Padded with `padding` to `width` bytes, or cut.
     void text(std::size_t offset, std::size_t width, const std::string& text, char padding = ' ') const {
         for (std::size_t i = 0; i < width; ++i)
@@ -47,6 +51,16 @@ private:
 
     unsigned char* data_;
     std::size_t size_;
+};
+
+// Where a list has its count, and the width of it.
+struct CountField {
+    std::size_t offset;
+    std::size_t width;
+};
+
+const std::map<FakeStoreLibCommand, CountField> countFields = {
+    {{0, 0}, {0, 2}}, {{0, 3}, {0, 2}}, {{1, 4}, {4, 4}}, {{1, 13}, {0, 4}}, {{3, 11}, {0, 4}},
 };
 
 // The size of the data block of each command.
@@ -158,6 +172,7 @@ std::uint32_t firmwareCommand(const _SL_LIB_CMD_PARAM_T& command, const FakeRaid
     std::memcpy(&data, frame + frameData, sizeof(data));
     const Block block(data, static_cast<std::size_t>(reader.number({0, 4})));
     const std::uint64_t operation = reader.number({4, 4});
+    block.noise();
     if (operation == 0x01160300) block.text(0, 41, "SAFEID", '\0');
     if (operation == 0x010E0301) block.text(2, controller.serial.size() + 1, controller.serial, '\0');
     return operation == 0x01160300 || operation == 0x010E0301 ? vokStoreLibSuccess : vokStoreLibFailed;
@@ -251,6 +266,17 @@ std::uint32_t FakeStoreLib::process(_SL_LIB_CMD_PARAM_T& command) {
     const std::lock_guard<std::mutex> lock(guard_);
     const auto failure = failures.find({command.commandType, command.command});
     if (failure != failures.end()) return failure->second;
+    const std::uint32_t result = execute(command);
+    const auto reported = counts.find({command.commandType, command.command});
+    if (reported != counts.end()) {
+        const CountField& field = countFields.at(reported->first);
+        Block(command).number(field.offset, field.width, reported->second);
+    }
+    return result;
+}
+
+std::uint32_t FakeStoreLib::execute(_SL_LIB_CMD_PARAM_T& command) {
+    if (command.commandType != 6) Block(command).noise();  // a pass-through has its request there
     if (command.commandType == 0) return ofLibrary(command);
     const FakeRaidController* const controller = find(command.controllerId);
     if (!controller) return vokStoreLibInvalidController;

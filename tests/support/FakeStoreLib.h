@@ -1,6 +1,6 @@
 // A fake of the vendor's RAID library: a few controllers with disks and logical drives, which a test changes
-// between the calls. It fills the library's blocks at their offsets and counts the commands. A block of a
-// wrong size fails the test.
+// between the calls. It fills the library's blocks at their offsets, with noise in all bytes between the
+// fields, and counts the commands. A block of a wrong size fails the test.
 #pragma once
 
 #include <cstdint>
@@ -50,7 +50,7 @@ struct FakeRaidController {
     std::string firmware = "24.21.0-0148";
     std::uint32_t chipset = 0x005D1000;
     std::uint32_t board = 0x93631000;
-    std::uint8_t bus = 0x5e;
+    std::uint32_t bus = 0x5e;
     std::vector<FakeRaidDisk> disks;
     std::vector<FakeRaidVolume> volumes;
     std::uint8_t device = 0;
@@ -74,6 +74,8 @@ public:
     bool simulation = false;
     // The status that a command returns instead of its data.
     std::map<FakeStoreLibCommand, std::uint32_t> failures;
+    // The count that a list reports instead of the number of its entries.
+    std::map<FakeStoreLibCommand, std::uint32_t> counts;
     // Asked first with every command; returns true, with the status in the second argument, to answer
     // instead of the fake. Runs without a lock.
     std::function<bool(_SL_LIB_CMD_PARAM_T&, std::uint32_t&)> answer;
@@ -105,6 +107,7 @@ public:
 private:
     static std::uint32_t processLibCommand(_SL_LIB_CMD_PARAM_T* command);
     std::uint32_t process(_SL_LIB_CMD_PARAM_T& command);
+    std::uint32_t execute(_SL_LIB_CMD_PARAM_T& command);
     void record(const _SL_LIB_CMD_PARAM_T& command);
     std::uint32_t ofLibrary(_SL_LIB_CMD_PARAM_T& command);
     const FakeRaidController* find(std::uint32_t controllerId) const;

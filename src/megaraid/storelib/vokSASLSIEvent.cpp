@@ -47,7 +47,7 @@ std::uint32_t idOf(const _SL_REG_AEN_OUTPUT_T& output) {
     return static_cast<std::uint32_t>(vokRecordReader(output).number(vokRegistrationId));
 }
 
-// Selects the controllers that tell where their events stand.
+// Selects the controllers that report the newest sequence number of their events.
 void selectControllers(vokSASLSIEvent& events, const std::vector<std::uint32_t>& controllers,
                        _SL_REG_AEN_INPUT_T& input) {
     static_assert(vokControllerList::most <= std::size(decltype(input.controllers){}));

@@ -156,8 +156,8 @@ void vokStoreLibInterface::populateDiskSerialNumber(const DiskRecord& record, st
                       enclosure, slot, disk.serialRetryCount);
         return;
     }
-    const auto told = static_cast<std::size_t>(page.get()[2] << 8 | page.get()[3]);
-    const std::size_t length = std::min({returned - 4, told, longestSerialNumber});
+    const auto pageLength = static_cast<std::size_t>(page.get()[2] << 8 | page.get()[3]);
+    const std::size_t length = std::min({returned - 4, pageLength, longestSerialNumber});
     disk.serialNumber = vokWithoutSpace(vokRecordReader(page.get(), returned).text({4, length}));
     disk.serialRetryCount = 0;
     VOK_LOG_DEBUG(tag, "Disk S/N from VPD Page 0x80 for disk @ [%d:%d]: [%s]", enclosure, slot,

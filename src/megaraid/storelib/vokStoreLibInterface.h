@@ -1,5 +1,6 @@
 // The only door to the vendor's closed RAID library, libstorelib.so, which speaks to the controllers. It
-// loads the library and keeps what it tells in three caches: controllers, physical disks and logical drives.
+// loads the library and keeps what it reports in three caches: controllers, physical disks and logical
+// drives.
 //
 // A build replaces the current content under cache_lock. A reader who does not get that lock within six
 // seconds takes the build before it, so nobody waits for a build longer than that.

@@ -1,4 +1,4 @@
-// What the vendor's RAID library tells of controllers, physical disks and logical drives, as it is cached.
+// What the vendor's RAID library reports of controllers, physical disks and logical drives, as it is cached.
 #pragma once
 
 #include <cstdint>

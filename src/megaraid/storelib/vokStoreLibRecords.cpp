@@ -42,10 +42,10 @@ std::string_view vokRecordReader::text(vokRecordBytes field) const {
 }
 
 std::size_t vokRecordReader::count(const vokRecordEntries& list, const char* what) const {
-    const std::uint64_t told = number(list.count);
-    if (told <= list.most) return static_cast<std::size_t>(told);
-    VOK_LOG_WARNING(tag, "The %s tells %llu entries; only the %zu that it has room for are read.", what,
-                    static_cast<unsigned long long>(told), list.most);
+    const std::uint64_t reported = number(list.count);
+    if (reported <= list.most) return static_cast<std::size_t>(reported);
+    VOK_LOG_WARNING(tag, "The %s reports %llu entries; only the %zu that it has room for are read.", what,
+                    static_cast<unsigned long long>(reported), list.most);
     return list.most;
 }
 

@@ -171,8 +171,8 @@ public:
     std::string_view bytes(vokRecordBytes field) const;
     // The same up to the first NUL.
     std::string_view text(vokRecordBytes field) const;
-    // The number of entries that the record tells, at most as many as its block holds. Logs a warning, with
-    // `what` as the name of the list, if it tells more.
+    // The number of entries that the record reports, at most as many as its block holds. Logs a warning, with
+    // `what` as the name of the list, if it reports more.
     std::size_t count(const vokRecordEntries& list, const char* what) const;
     // The number in each entry of the list; the offset of `field` is that within the entry.
     std::vector<std::uint64_t> entries(const vokRecordEntries& list, vokRecordNumber field,

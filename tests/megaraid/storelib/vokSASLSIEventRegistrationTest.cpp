@@ -1,6 +1,7 @@
 // Begin and end of the registration for events.
 #include <gmock/gmock.h>
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 #include <map>
 #include <thread>
@@ -145,6 +146,47 @@ TEST_F(RaidEventRegistration, TheListOfTheLibraryFillsTheInput) {
     const Registration block = library.registration();
     EXPECT_EQ(number(block, 0, 4), 64u);
     EXPECT_EQ(entry(block, 63).front(), 163u);
+}
+
+TEST_F(RaidEventRegistration, NoCountLeavesTheInput) {
+    library.controllers.resize(64);
+    for (std::uint32_t i = 0; i < 64; ++i) library.controllers[i].id = 100 + i;
+    library.counts[{0, 0}] = 65535;
+    ASSERT_TRUE(registerEvents());
+    const Registration block = library.registration();
+    EXPECT_EQ(number(block, 0, 4), 64u);
+    EXPECT_EQ(entry(block, 63).front(), 163u);
+}
+
+TEST_F(RaidEventRegistration, AnEventThatComesBeforeTheRegistrationReturnsIsPassedOn) {
+    library.answer = [this](_SL_LIB_CMD_PARAM_T& block, std::uint32_t&) {
+        if (block.commandType == 0 && block.command == 1) callBack(0, 1, controllerEvent());
+        return false;
+    };
+    ASSERT_TRUE(registerEvents());
+    EXPECT_EQ(received.size(), 1u);
+}
+
+TEST_F(RaidEventRegistration, TheBlocksHaveNothingBesideTheFieldsOfTheirCommands) {
+    library.registrationId = 0xA1B2C3D4;
+    ASSERT_TRUE(registerEvents());
+    EXPECT_EQ(events().UnregisterForAEN(), 0u);
+    int compared = 0;
+    for (const _SL_LIB_CMD_PARAM_T& each : library.commands()) {
+        if (each.commandType != 7 && (each.command == 0 || each.command == 3)) continue;
+        ++compared;
+        _SL_LIB_CMD_PARAM_T expected;
+        std::memset(&expected, 0, sizeof(expected));
+        expected.commandType = each.commandType;
+        expected.command = each.command;
+        expected.dataSize = each.dataSize;
+        if (each.commandType == 7) expected.controllerId = each.controllerId;
+        if (each.commandType == 0 && each.command == 1) expected.input = each.input;
+        if (each.commandType == 0 && each.command == 2) expected.uniqueId = 0xA1B2C3D4;
+        EXPECT_EQ(std::memcmp(&each, &expected, offsetof(_SL_LIB_CMD_PARAM_T, dataSize) + 4), 0)
+            << int{each.commandType} << ", " << int{each.command};
+    }
+    EXPECT_EQ(compared, 4);
 }
 
 TEST_F(RaidEventRegistration, EachRefusalHasItsText) {

@@ -1,7 +1,9 @@
 // What the callback does with an event.
 #include <gmock/gmock.h>
+#include <atomic>
 #include <new>
 #include <string>
+#include <thread>
 
 #include "megaraid/storelib/RaidEventFixture.h"
 #include "support/FakeClock.h"
@@ -112,6 +114,12 @@ TEST_F(RaidEvent, AnUnknownControllerHasNoSerialAndTheEventGoesOn) {
     EXPECT_EQ(one().slot, 5);
 }
 
+TEST_F(RaidEvent, TheIdOfAControllerIsReadInItsFullWidth) {
+    deliver(0x23, controllers, 0, "", 0x00010001);
+    EXPECT_EQ(one().controllerId, 0x00010001u);
+    EXPECT_EQ(one().controllerSerial, "NotAvailable");
+}
+
 TEST_F(RaidEvent, TheIdOfNoControllerIsUnknown) {
     deliver(0x23, controllers, 0, "", 0xFFFFFFFF);
     EXPECT_EQ(one().controllerSerial, "NotAvailable");
@@ -174,6 +182,8 @@ TEST_F(RaidEvent, WithoutAFunctionTheCacheIsBuiltAllTheSame) {
 TEST_F(RaidEvent, ARecordWithAStatusIsNoEvent) {
     const int before = library.calls();
     EXPECT_EQ(library.deliver(0x8009, 1, controllerEvent()), 0x8009u);
+    EXPECT_EQ(library.deliver(0x0001, 1, controllerEvent()), 0x0001u);
+    EXPECT_EQ(library.deliver(0x0100, 1, controllerEvent()), 0x0100u);
     EXPECT_THAT(received, IsEmpty());
     EXPECT_EQ(library.calls(), before);
     EXPECT_EQ(events().UnregisterForAEN(), 0u);  // waits for nothing
@@ -232,6 +242,26 @@ TEST_F(RaidEvent, TheFunctionIsCalledAfterTheBuildWithoutALock) {
     EXPECT_EQ(one().driveSerial, "DISK11");  // looked up before
     EXPECT_EQ(left, 0u);
     EXPECT_THAT(host.part<FakeClock>().pauses(), IsEmpty());
+}
+
+TEST_F(RaidEvent, DuringABuildItReadsThePreviousOneAndItsOwnBuildFollows) {
+    interface().cacheBuild("All");  // so that the previous build has content
+    std::atomic<bool> hasBegun{false};
+    std::thread libraryThread;
+    library.answer = [&](_SL_LIB_CMD_PARAM_T& block, std::uint32_t&) {
+        if (block.commandType != 1 || block.command != 4 || hasBegun.exchange(true)) return false;
+        libraryThread = std::thread([&] { deliver(0x70, disks, 1, diskArguments); });
+        while (!logged("INFO LSI_EVENT_INTERF: [Msg # 0x0070] text")) std::this_thread::yield();
+        EXPECT_THAT(received, IsEmpty());
+        return false;
+    };
+    const int before = diskBuilds();
+    interface().cacheBuild("All");
+    libraryThread.join();
+    EXPECT_EQ(one().controllerSerial, "SV00000001");
+    EXPECT_EQ(one().driveSerial, "DISK11");
+    EXPECT_EQ(diskBuilds(), before + 2 + 2);
+    EXPECT_EQ(host.part<FakeClock>().pauses(), std::vector<unsigned long>(6, 2000000));
 }
 
 // --- the retry counter ---

@@ -1,4 +1,6 @@
 #include <condition_variable>
+#include <cstddef>
+#include <cstring>
 #include <mutex>
 
 #include "megaraid/storelib/StoreLibFixture.h"
@@ -46,6 +48,38 @@ TEST_F(StoreLibCommands, WithNothingSelectedACommandFailsAlthoughTheLibraryIsLoa
     EXPECT_EQ(library.count({0, 9}), 0);
     EXPECT_EQ(vokStoreLibInterface::callLibraryMR(&command), 0u);
     EXPECT_EQ(library.count({0, 9}), 1);
+}
+
+TEST_F(StoreLibCommands, ABlockHasNothingBesideTheFieldsOfItsCommand) {
+    addController(7);
+    FakeRaidDisk& silent = addDisk(4, "");  // its serial number is asked for
+    silent.vpdSerial = "Z1";
+    addDisk(5, "S5").interfaceType = 3;  // its vendor is asked for
+    addVolume(2, {4, 5});
+    start();
+    ASSERT_EQ(library.count({6, 0}), 2);
+    ASSERT_EQ(library.count({3, 11}), 2);
+    for (const _SL_LIB_CMD_PARAM_T& each : library.commands()) {
+        _SL_LIB_CMD_PARAM_T expected;
+        std::memset(&expected, 0, sizeof(expected));
+        expected.commandType = each.commandType;
+        expected.command = each.command;
+        expected.dataSize = each.dataSize;
+        if (each.commandType == 0 && each.command == 0) expected.flag = 1;
+        if (each.commandType != 0) expected.controllerId = 7;
+        if (each.commandType == 2) expected.deviceId = each.deviceId;
+        if (each.commandType == 3) expected.targetId = 2;
+        // Up to the pointer, which the fake leaves out.
+        EXPECT_EQ(std::memcmp(&each, &expected, offsetof(_SL_LIB_CMD_PARAM_T, dataSize) + 4), 0)
+            << int{each.commandType} << ", " << int{each.command};
+    }
+    int headers = 0;
+    for (const std::string& each : library.passedThrough()) {
+        if (each.size() != 64) continue;  // a DCMD frame
+        ++headers;
+        EXPECT_EQ(each.substr(28, 32), std::string(32, '\0'));
+    }
+    EXPECT_EQ(headers, 2);
 }
 
 TEST_F(StoreLibCommands, ACommandReturnsTheStatusOfTheLibrary) {

@@ -35,6 +35,16 @@ TEST_F(StoreLibControllers, AControllerIsDescribedByItsRecords) {
     EXPECT_EQ(debug("Total controllers found: 1"), 1);
 }
 
+TEST_F(StoreLibControllers, ADomainAndABusMayBeWideAndFillUpWithZeros) {
+    FakeRaidController& controller = addController(7);
+    controller.domain = 0x10234567;
+    controller.bus = 0x89ABCDEF;
+    addController(8).bus = 1;
+    start();
+    EXPECT_EQ(store->getControllerInventory(7).pciLocation, "10234567:89abcdef:00.0");
+    EXPECT_EQ(store->getControllerInventory(8).pciLocation, "0000:01:00.0");
+}
+
 TEST_F(StoreLibControllers, AnUnknownControllerIsAnEmptyEntryWithTheIdMinus1) {
     addController(7);
     start();
@@ -200,6 +210,25 @@ TEST_F(StoreLibControllers, TheNewestListGivesTheIdsOfTheCommands) {
     ASSERT_EQ(all.size(), 2u);
     EXPECT_EQ(all[0].controllerId, 9u);
     EXPECT_EQ(all[1].controllerId, 10u);
+}
+
+TEST_F(StoreLibControllers, TheIdIsTheLow24BitsOfTheEntryAndCommandsTakeTheWholeEntry) {
+    addController(0x00ABCDEF);
+    start();
+    EXPECT_EQ(store->getControllerInventory(0x00ABCDEF).controllerId, 0x00ABCDEFu);
+    EXPECT_EQ(library.commands().back().controllerId, 0x00ABCDEFu);
+}
+
+TEST_F(StoreLibControllers, NoCountLeavesTheNewList) {
+    addController(1);
+    start();
+    for (const std::uint32_t reported : {65535u, 256u}) {
+        library.counts[listCommand] = reported;
+        store->cacheBuild("CTRL_EVENT");
+        EXPECT_EQ(store->controllerList().size(), 64u) << reported;
+        EXPECT_EQ(store->getControllerInventory(1).serialNumber, "SV00000001") << reported;
+    }
+    EXPECT_EQ(debug("Total controllers found: 64"), 2);
 }
 
 TEST_F(StoreLibControllers, ANewListIsClampedToItsRoom) {

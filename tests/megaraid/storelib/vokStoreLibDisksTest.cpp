@@ -41,6 +41,37 @@ TEST_F(StoreLibDisks, ADiskIsDescribedByItsRecord) {
     EXPECT_TRUE(store->getPDInventoryForCtrl(8).empty());
 }
 
+TEST_F(StoreLibDisks, ATextMayFillItsField) {
+    addController(7);
+    FakeRaidDisk& disk = addDisk(4, std::string(31, 'S') + "E");
+    disk.product = std::string(15, 'P') + "E";
+    disk.vendor = std::string(7, 'V') + "E";
+    disk.revision = "RRRE";
+    start();
+    const PD_INFO info = store->getPDInventoryForCtrl(7).at(0);
+    EXPECT_EQ(info.serialNumber, std::string(31, 'S') + "E");
+    EXPECT_EQ(info.modelName, std::string(15, 'P') + "E");
+    EXPECT_EQ(info.vendorName, std::string(7, 'V') + "E");
+    EXPECT_EQ(info.firmwareRevision, "RRRE");
+}
+
+TEST_F(StoreLibDisks, ANumberIsReadInItsFullWidth) {
+    addController(7);
+    FakeRaidDisk& disk = addDisk(0x1234, "S");
+    disk.enclosure = 0x5678;
+    disk.slot = 0xFE;
+    disk.state = 0x0118;  // 24 in its low byte
+    disk.blocks = 0x8102030405060708;
+    disk.blockSize = 1;
+    start();
+    const PD_INFO info = store->getPDInventoryForCtrl(7).at(0);
+    EXPECT_EQ(info.deviceId, 0x1234u);
+    EXPECT_EQ(info.enclosureDeviceId, 0x5678u);
+    EXPECT_EQ(info.slotNumber, 0xFEu);
+    EXPECT_EQ(info.firmwareState, "Unknown");
+    EXPECT_EQ(info.capacityBytes, 0x8102030405060708u);
+}
+
 TEST_F(StoreLibDisks, OnlyTheMediaType0IsRotating) {
     addController(7);
     for (const std::uint8_t media : std::initializer_list<std::uint8_t>{0, 1, 255})
@@ -132,8 +163,22 @@ TEST_F(StoreLibDisks, AListIsClampedToItsRoom) {
     EXPECT_EQ(library.count(recordCommand), 256);
     EXPECT_EQ(
         count("WARNING",
-              "The list of physical disks tells 257 entries; only the 256 that it has room for are read."),
+              "The list of physical disks reports 257 entries; only the 256 that it has room for are read."),
         1);
+}
+
+TEST_F(StoreLibDisks, NoCountLeavesTheBlock) {
+    addController(7);
+    addDisk(4, "S");
+    ASSERT_TRUE(store->vokStoreInit());
+    store->cacheBuild("CTRL_EVENT");
+    for (const std::uint32_t reported : {65535u, 65536u, 0xFFFFFFFFu}) {
+        library.counts[listCommand] = reported;
+        const int records = library.count(recordCommand);
+        store->cacheBuild("PD_EVENT");
+        EXPECT_EQ(library.count(recordCommand), records + 256) << reported;
+        EXPECT_EQ(store->getPDInventoryForCtrl(7).size(), 1u);
+    }
 }
 
 TEST_F(StoreLibDisks, ATextEndsWithItsFirstNulAndLosesAllWhiteSpace) {

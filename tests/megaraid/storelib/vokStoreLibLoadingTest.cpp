@@ -145,8 +145,17 @@ TEST_F(StoreLibLoading, TheListIsClampedToItsRoom) {
     EXPECT_EQ(list.front(), 1u);
     EXPECT_EQ(list.back(), 64u);
     EXPECT_EQ(count("WARNING",
-                    "The list of controllers tells 65 entries; only the 64 that it has room for are read."),
+                    "The list of controllers reports 65 entries; only the 64 that it has room for are read."),
               1);
+}
+
+TEST_F(StoreLibLoading, NoCountLeavesTheList) {
+    addController(7);
+    library.counts[init] = 65535;
+    EXPECT_TRUE(store->vokStoreInit());
+    const std::vector<std::uint32_t> list = store->controllerList();
+    ASSERT_EQ(list.size(), 64u);
+    EXPECT_EQ(list.front(), 7u);
 }
 
 TEST_F(StoreLibLoading, EachKnownResultOfTheInitialisationIsLoggedAndReturned) {

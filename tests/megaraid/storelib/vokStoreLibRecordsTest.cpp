@@ -55,7 +55,7 @@ TEST(RecordReader, ACountBeyondTheRoomOfTheBlockIsClampedWithAWarning) {
     const std::array<unsigned char, 4> many = {4, 0, 0, 1};
     EXPECT_EQ(vokRecordReader(many).count(list, "list"), 3u);
     EXPECT_EQ(vokRecordReader(three.data(), 3).count(list, "list"), 0u);
-    const std::string room = "WARNING LSI_INTERF: The list tells ";
+    const std::string room = "WARNING LSI_INTERF: The list reports ";
     EXPECT_EQ(countLogged(host, room + "16777220 entries; only the 3 that it has room for are read."), 1);
 }
 

@@ -89,6 +89,14 @@ TEST_F(StoreLibVolumes, TheReferenceIsTheTargetIdAndItsLowByteGoesIntoTheCommand
     EXPECT_EQ(cached().physicalDiskSerials, std::vector<std::string>{"B"});
 }
 
+TEST_F(StoreLibVolumes, ANumberIsReadInItsFullWidth) {
+    addDisk(0x1205, "FAR").blockSize = 1;
+    addVolume(0, {0x1205}).blocks = 0x8102030405060708;
+    start();
+    EXPECT_EQ(cached().capacityBytes, 0x8102030405000000u);
+    EXPECT_EQ(cached().physicalDiskSerials, std::vector<std::string>{"FAR"});
+}
+
 TEST_F(StoreLibVolumes, TheBlockSizeIsThatOfTheFirstDisk) {
     addVolume(0, {5, 4}).blocks = 1048576;
     library.controllers[0].disks[1].blockSize = 4096;
@@ -183,6 +191,24 @@ TEST_F(StoreLibVolumes, AVolumeThatCantBeReadLeavesItsControllerWithoutAList) {
               1);
 }
 
+TEST_F(StoreLibVolumes, NoCountLeavesItsBlock) {
+    std::vector<std::uint16_t> members(256, 4);
+    for (int i = 0; i < 256; ++i) addVolume(static_cast<std::uint8_t>(i), {});
+    library.controllers[0].volumes[0].disks = members;
+    ASSERT_TRUE(store->vokStoreInit());
+    store->cacheBuild("CTRL_EVENT");
+    store->cacheBuild("PD_EVENT");
+    for (const std::uint32_t reported : {65535u, 65536u, 0xFFFFFFFFu}) {
+        library.counts[listCommand] = reported;
+        library.counts[membersCommand] = reported;
+        store->cacheBuild("LD_EVENT");
+        const std::vector<LD_INFO> volumes = store->getLDInventoryForCtrl(7);
+        ASSERT_EQ(volumes.size(), 256u) << reported;
+        EXPECT_EQ(volumes[0].physicalDiskSerials, std::vector<std::string>(256, "A")) << reported;
+        EXPECT_TRUE(volumes[1].physicalDiskSerials.empty());
+    }
+}
+
 TEST_F(StoreLibVolumes, ListsAreClampedToTheirRoom) {
     std::vector<std::uint16_t> members(257, 4);
     members.back() = 5;
@@ -195,10 +221,10 @@ TEST_F(StoreLibVolumes, ListsAreClampedToTheirRoom) {
     EXPECT_EQ(volumes[0].physicalDiskSerials, std::vector<std::string>(256, "A"));
     EXPECT_EQ(
         count("WARNING",
-              "The list of logical drives tells 257 entries; only the 256 that it has room for are read."),
+              "The list of logical drives reports 257 entries; only the 256 that it has room for are read."),
         1);
     EXPECT_EQ(count("WARNING",
-                    "The list of a logical drive's disks tells 257 entries; only the 256 that it has room "
+                    "The list of a logical drive's disks reports 257 entries; only the 256 that it has room "
                     "for are read."),
               2);
 }

@@ -12,6 +12,7 @@
 #include "megaraid/storelib/vokSASLSIEventRecord.h"
 #include "megaraid/storelib/vokStoreLibInterface.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokLongOperation.h"
 
 namespace {
 
@@ -225,7 +226,11 @@ std::uint32_t vokSASLSIEvent::UnregisterForAEN() {
         if (registered != 1) return vokStoreLibSuccess;
         id = idOf(output);
     }
-    epRemoveLock.close();
+    {
+        const vokLongOperation operation(vokOperationKind::libraryCall,
+                                         "ProcessLibCommand: the last callback before the end of events");
+        epRemoveLock.close();
+    }
 
     std::uint32_t status = vokStoreLibSuccess;
     for (int attempt = 1; attempt <= endAttempts; ++attempt) {
@@ -248,6 +253,7 @@ std::uint32_t vokSASLSIEvent::UnregisterForAEN() {
 }
 
 std::uint32_t vokSASLSIEvent::AENCallBack(_SL_EVENT_DETAIL_T* event) {
+    if (!event) return vokStoreLibSuccess;
     const vokRecordReader reader(event->bytes);
     const auto status = static_cast<std::uint32_t>(reader.number(vokEventStatus));
     vokSASLSIEvent* const events = getInstance();

@@ -106,6 +106,11 @@ TEST_F(RaidEvent, EventsOfAControllerAndOfABatteryUseNoArguments) {
     }
 }
 
+TEST_F(RaidEvent, ACallWithoutARecordDoesNothing) {
+    EXPECT_EQ(vokSASLSIEvent::AENCallBack(nullptr), 0u);
+    EXPECT_THAT(received, IsEmpty());
+}
+
 TEST_F(RaidEvent, AnUnknownControllerHasNoSerialAndTheEventGoesOn) {
     deliver(0x70, disks, 1, diskArguments, 99);
     EXPECT_EQ(one().controllerId, 99u);

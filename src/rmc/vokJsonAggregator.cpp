@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "core/base/vokConfig.h"
@@ -142,34 +144,39 @@ bool vokJsonAggregator::aggrThreadSleep(std::unique_lock<std::mutex>& lock, long
 }
 
 void vokJsonAggregator::createInventoryJsonString() {
-    gatherSections();
-    if (sections.empty())
+    const std::string text = getInventoryDocument();
+    if (text.empty())
         VOK_LOG_WARNING("JSON_AGGR", "No inventory information found!");
     else
-        sendJsonString();
+        sendJsonString(text);
     firstInventoryPushComplete = true;
 }
 
 std::string vokJsonAggregator::getInventoryDocument() {
-    gatherSections();
-    return sections.empty() ? std::string() : documentText();
+    Json::Value sections = gatherSections();
+    if (sections.empty()) return "";
+    Json::Value document(Json::objectValue);
+    document["HostDataCollection"].swap(sections);
+    return vokJsonText(document);
 }
 
-void vokJsonAggregator::gatherSections() {
-    sections = Json::Value(Json::objectValue);
+Json::Value vokJsonAggregator::gatherSections() {
+    Json::Value sections(Json::objectValue);
     for (int id = firstResource; id <= lastResource; ++id)
         if (vokResourceManager* const manager = enabledManager(id))
-            gatherResource(*vokResources().find(id), *manager);
+            gatherResource(*vokResources().find(id), *manager, sections);
+    return sections;
 }
 
-void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceManager& manager) {
-    const auto add = [this](const std::string& key, vokSectionForm form, int isPrevious,
-                            const std::vector<Json::Value>& elements) {
-        for (const auto& element : elements) {
+void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceManager& manager,
+                                       Json::Value& sections) const {
+    const auto add = [&sections](const std::string& key, vokSectionForm form, int isPrevious,
+                                 std::vector<Json::Value> elements) {
+        for (auto& element : elements) {
             if (form == vokSectionForm::array)
-                sections[key].append(element);
+                sections[key].append(std::move(element));
             else
-                sections[key] = element;
+                sections[key] = std::move(element);
         }
         VOK_LOG_DEBUG("JSON_AGGR", "RM inventory type: [%d]", isPrevious);
     };
@@ -183,25 +190,18 @@ void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceM
         }
         std::vector<Json::Value> elements;
         const int isPrevious = reader->getInventoryJsonObject(elements);
-        add(key->second, resource.form, isPrevious, elements);
+        add(key->second, resource.form, isPrevious, std::move(elements));
         return;
     }
     for (const vokTypedSection& section : resource.types) {
         if (!section.key) break;
         std::vector<Json::Value> elements;
         const int isPrevious = reader->getInventoryJsonObject2(section.type, elements);
-        add(section.key, vokSectionForm::array, isPrevious, elements);
+        add(section.key, vokSectionForm::array, isPrevious, std::move(elements));
     }
 }
 
-std::string vokJsonAggregator::documentText() {
-    document = Json::Value(Json::objectValue);
-    document["HostDataCollection"] = sections;
-    return vokJsonText(document);
-}
-
-void vokJsonAggregator::sendJsonString() {
-    const std::string text = documentText();
+void vokJsonAggregator::sendJsonString(const std::string& text) {
     VOK_LOG_INFO("JSON_AGGR", "*************printing final Json String*******");
     VOK_LOG_INFO("JSON_AGGR", "%s", text.c_str());
     ipmi::IPMIUtils controller;

@@ -41,13 +41,12 @@ private:
 
     bool checkIfInventoryReady(std::unique_lock<std::mutex>& lock);
     bool aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds);
-    void gatherSections();
-    void gatherResource(const vokResource& resource, vokResourceManager& manager);
-    std::string documentText();
-    void sendJsonString();
+    // The document's parts live only while its text is made: a host with hundreds of drives has megabytes.
+    Json::Value gatherSections();  // by JSON key
+    void gatherResource(const vokResource& resource, vokResourceManager& manager,
+                        Json::Value& sections) const;
+    void sendJsonString(const std::string& text);
 
-    Json::Value sections;                         // gathered so far, by JSON key
-    Json::Value document;                         // the same under its one top-level key
     std::map<int, std::string> vok_RM_to_string;  // key of each resource that was bound at construction
 
     static std::atomic<bool> firstInventoryPushComplete;

@@ -214,6 +214,10 @@ TEST_F(SimulatedRaid, CountsItsCommands) {
     EXPECT_EQ(shown["raidDisks"][1]["disk"].asString(), "252:1");
     EXPECT_EQ(shown["raidDisks"][1]["commands"]["inquiry"].asInt(), 1);
     EXPECT_TRUE(shown["raidDisks"][0]["commands"].empty());
+    EXPECT_EQ(shown["raidControllers"][0]["device"].asString(), "0x005d");
+    EXPECT_EQ(shown["raidDisks"][0]["volume"].asString(), "0");  // of two, the first
+    EXPECT_EQ(shown["raidDisks"][1]["volume"].asString(), "");
+    EXPECT_EQ(shown["raidDisks"][4]["volume"].asString(), "7");
     EXPECT_EQ(shown["raidVolumes"][1]["level"].asString(), "RAID10");
     EXPECT_EQ(shown["raidVolumes"][1]["state"].asString(), "partially-degraded");
     EXPECT_EQ(shown["raidLibrary"]["violations"].asInt(), 0);
@@ -297,6 +301,8 @@ TEST_F(OtherHost, HasTheLibraryOnlyIfItIsDescribed) {
     startHost({}, "bare");
     EXPECT_FALSE(std::filesystem::exists(root() + "/lib/libstorelib.so"));
     EXPECT_FALSE(hostState().isMember("raidLibrary"));
+    for (const char* const list : {"raidControllers", "raidDisks", "raidVolumes"})
+        EXPECT_EQ(hostState()[list], Json::Value(Json::arrayValue)) << list;
     hostProgram.end(SIGTERM);
     directory.writeFile("none.json", R"({"raidControllers":[]})");
     startHost({}, directory.path() + "/none.json");

@@ -172,19 +172,13 @@ void setDiskState(SimulatedHost& host, RaidController& controller, RaidDisk& dis
         [&] { send(host, controller, raidDiskStateEvent(disk, previous)); });
 }
 
-bool isMember(const RaidController& controller, const RaidDisk& disk) {
-    for (const RaidVolume& volume : controller.volumes)
-        if (std::count(volume.members.begin(), volume.members.end(), disk.deviceId) > 0) return true;
-    return false;
-}
-
 void pullDisk(SimulatedHost& host, RaidController& controller, RaidDisk& disk) {
     const std::uint16_t previous = disk.state;
     changeDisk(
         host, controller,
         [&] {
             disk.pulled = true;
-            if (isMember(controller, disk)) disk.state = raidDiskFailed;
+            if (volumeOfRaidDisk(controller, disk)) disk.state = raidDiskFailed;
         },
         [&] {
             send(host, controller,

@@ -53,6 +53,12 @@ std::string raidDiskName(const RaidDisk& disk) {
     return std::to_string(disk.enclosure) + ":" + std::to_string(disk.slot);
 }
 
+const RaidVolume* volumeOfRaidDisk(const RaidController& controller, const RaidDisk& disk) {
+    for (const RaidVolume& volume : controller.volumes)
+        if (std::count(volume.members.begin(), volume.members.end(), disk.deviceId) > 0) return &volume;
+    return nullptr;
+}
+
 const RaidDisk* presentRaidDisk(const RaidController& controller, std::uint16_t deviceId) {
     for (const RaidDisk& disk : controller.disks)
         if (disk.deviceId == deviceId && !disk.pulled) return &disk;

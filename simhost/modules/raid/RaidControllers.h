@@ -94,6 +94,8 @@ struct RaidControllers {
 std::string raidDiskName(const RaidDisk& disk);
 // A disk that is there; null for none.
 const RaidDisk* presentRaidDisk(const RaidController& controller, std::uint16_t deviceId);
+// The first volume that it is a member of; null for none.
+const RaidVolume* volumeOfRaidDisk(const RaidController& controller, const RaidDisk& disk);
 // "RAID10"; numbers for a combination without a name.
 std::string raidLevelName(const RaidVolume& volume);
 // The state that the states of its members make.

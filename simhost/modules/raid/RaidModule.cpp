@@ -30,9 +30,7 @@ public:
     std::unique_ptr<ModuleState> start(SimulatedHost& host) const override {
         return std::make_unique<RaidState>(host);
     }
-    void show(SimulatedHost& host, Json::Value& shown) const override {
-        if (host.description().part<RaidControllers>().described) host.state<RaidState>().show(shown);
-    }
+    void show(SimulatedHost& host, Json::Value& shown) const override { host.state<RaidState>().show(shown); }
 };
 
 }  // namespace

@@ -303,28 +303,15 @@ void RaidState::send(RaidController& controller, const RaidEvent& event) {
 }
 
 void RaidState::show(Json::Value& shown) {
-    forgetGoneProcesses();
     const auto& part = host_.description().part<RaidControllers>();
-    Json::Value& library = shown["raidLibrary"];
-    library["commands"] = countsOf(libraryCounts_);
-    library["simulation"] = part.simulation;
-    library["violations"] = Json::UInt64(violations_);
-    library["hanging"] = Json::UInt64(hanging_.size());
-    library["registrations"] = Json::arrayValue;
-    for (const Registration& each : registrations_) {
-        Json::Value registration;
-        registration["uniqueId"] = each.uniqueId;
-        registration["process"] = each.process;
-        for (const Interest& interest : each.interests)
-            registration["controllers"].append(interest.controller & 0xFFFFFF);
-        library["registrations"].append(registration);
-    }
+    if (part.described) showLibrary(shown["raidLibrary"]);
     for (const char* each : {"raidControllers", "raidDisks", "raidVolumes"}) shown[each] = Json::arrayValue;
     for (const RaidController& controller : part.all) {
         Json::Value made;
         made["id"] = controller.id;
         made["serial"] = controller.serial;
         made["address"] = formatPciAddress(controller.address);
+        made["device"] = formatText("0x%04x", controller.device);
         made["present"] = !controller.gone;
         made["newestSequence"] = controller.newestSequence;
         made["commands"] = countsOf(counts_[controller.id]);
@@ -338,6 +325,8 @@ void RaidState::show(Json::Value& shown) {
             row["interface"] = raidWord(raidInterfaces, disk.interfaceType);
             row["state"] = raidWord(raidDiskStates, disk.state);
             row["present"] = !disk.pulled;
+            const RaidVolume* const volume = volumeOfRaidDisk(controller, disk);
+            row["volume"] = volume ? Json::Value(volume->target) : Json::Value();
             row["commands"] = countsOf(diskCounts_[{controller.id, disk.deviceId}]);
             shown["raidDisks"].append(row);
         }
@@ -351,6 +340,23 @@ void RaidState::show(Json::Value& shown) {
             for (const std::uint16_t member : volume.members) row["members"].append(member);
             shown["raidVolumes"].append(row);
         }
+    }
+}
+
+void RaidState::showLibrary(Json::Value& library) {
+    forgetGoneProcesses();
+    library["commands"] = countsOf(libraryCounts_);
+    library["simulation"] = host_.description().part<RaidControllers>().simulation;
+    library["violations"] = Json::UInt64(violations_);
+    library["hanging"] = Json::UInt64(hanging_.size());
+    library["registrations"] = Json::arrayValue;
+    for (const Registration& each : registrations_) {
+        Json::Value registration;
+        registration["uniqueId"] = each.uniqueId;
+        registration["process"] = each.process;
+        for (const Interest& interest : each.interests)
+            registration["controllers"].append(interest.controller & 0xFFFFFF);
+        library["registrations"].append(registration);
     }
 }
 

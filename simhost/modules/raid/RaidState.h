@@ -47,6 +47,7 @@ public:
     // Cancels the faults that were set with this choice, or with none of an empty one's parts, and answers
     // what hangs because of them.
     void cancel(const RaidCommandChoice& choice);
+    // Empty lists on a host without the library.
     void show(Json::Value& shown);
 
     // The names of commands, for the messages of control commands.
@@ -90,6 +91,7 @@ private:
     Answer registerProcess(const Command& command);
     Answer unregister(const Command& command);
     void count(const Command& command);
+    void showLibrary(Json::Value& library);
     // Processes that are gone have no registration any more.
     void forgetGoneProcesses();
     void deliver(const Registration& registration, const RaidController& controller, const Logged& logged);

@@ -1,11 +1,10 @@
 // Disks and controllers that wear out, fail, go and come under the real daemon: the events that the
 // controller receives, and the inventories before and after.
 #include <csignal>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "system/SimulatedSystem.h"
+#include "system/StorageSystem.h"
 
 namespace StorageScenesTest {
 namespace {
@@ -19,29 +18,16 @@ constexpr const char* bays[] = {"256A001B05C20100", "256A001B05C20200", "256A001
 constexpr const char* disk = raidDisks[0];
 constexpr const char* firstBay = bays[0];
 
-// An event in short: number, location, serial number and text.
-std::string inShort(const char* id, const std::string& location, const std::string& serial,
-                    const std::string& text) {
-    return std::string(id) + " [" + location + "] " + serial + ": " + text;
-}
-
-class StorageScenes : public SimulatedSystem {
+class StorageScenes : public StorageSystem {
 protected:
-    static Json::Value storageSettings() {
-        Json::Value settings = usualSettings();
-        settings["EnableResources"][0] = "StorageControllers";
-        settings["InventoryQueryIntervalInSeconds"] = "10";  // the first builds have ended by then
-        return settings;
-    }
-    void start(const Json::Value& settings = storageSettings(), const char* host = "rack-node") {
-        startHostAlone(settings, usualSpeed, {"--ipmi-timeout", "20"}, host);
-        startController();
-        startAgentAndWaitForItsPush();
-        if (settings["EnableResources"][0] != "StorageControllers") return;
-        // The first build requests a push, which comes as a second one if the first one is under way.
-        ASSERT_NO_FATAL_FAILURE(waitForTheNextPoll());
-        first = 1 + timesLogged("JSON_AGGR: Request to send inventory");
-        ASSERT_EQ(waitFor("inventory", first), 0);
+    // The controllers behind the vendor's library are left out.
+    void start(const Json::Value& settings = storageSettings(), const std::string& host = "rack-node") {
+        startHostOfStorage(settings, host);
+        hostControl({"library", "libstorelib.so", "absent"});
+        if (settings["EnableResources"][0] == "StorageControllers")
+            startAgentOfStorage();
+        else
+            startAgentAndWaitForItsPush();
     }
     // A poll that has begun comes after the build that the poll before it has caused.
     void waitForTheNextPoll() const { ASSERT_TRUE(waitForLog(poll, timesLogged(poll) + 1)); }
@@ -58,43 +44,13 @@ protected:
         hostControl(words);
         ASSERT_EQ(::kill(agent.process(), SIGCONT), 0);
     }
-    // So many more after the first one.
-    int waitForInventory(int more) { return waitFor("inventory", first + more); }
     // The next one, requested after a build that sends none.
     void ringForInventory(int more) {
         ASSERT_NO_FATAL_FAILURE(waitForTheNextPoll());
         controllerControl({"ring"});
         ASSERT_EQ(waitForInventory(more), 0);
     }
-    std::vector<std::string> eventsInShort() const {
-        std::vector<std::string> all;
-        for (const Json::Value& event : eventObjects()) {
-            const Json::Value& variable = event["VariableData"];
-            all.push_back(inShort(event["ID"].asString().c_str(), event["PhysicalLocation"].asString(),
-                                  variable["Data"]["SerialNumber"].asString(),
-                                  variable["EventInfo"].asString()));
-        }
-        return all;
-    }
-    // A section of an inventory, counted from the first one: "SERIAL STATE/HEALTH" of each element.
-    std::vector<std::string> listed(int more, const char* section) const {
-        std::vector<std::string> texts;
-        Json::Value document;
-        std::istringstream(inventoryText(first + more)) >> document;
-        for (const Json::Value& element : document["HostDataCollection"][section])
-            texts.push_back(element["SerialNumber"].asString() + " " + element["Status"]["State"].asString() +
-                            "/" + element["Status"]["Health"].asString());
-        return texts;
-    }
-    void expectAGracefulEndWithoutAViolation() {
-        EXPECT_EQ(stopAgent(), 0);
-        EXPECT_EQ(controllerCount("violations"), 0) << controllerProgram.errors();
-        EXPECT_EQ(controllerCount("abandonedTransfers"), 0);
-        EXPECT_EQ(timesLogged("FAILURE in logging event to RMC"), 0);
-    }
 
-    int first = 1;  // the number of the last inventory that the start brings
-    static constexpr char poll[] = "SAS_RM: Polling devices.";
     static constexpr char endOfPoll[] = "ATA Disk Status: /dev/sg6 ";  // a build does not judge this disk
     static constexpr char build[] = "SAS_RM: Building storage cache.";
     static constexpr char endOfBuild[] = "SAS_RM: Printing controller instance 0: ";

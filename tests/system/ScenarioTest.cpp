@@ -34,7 +34,10 @@ TEST_F(DemoScenes, ArePlayedToTheEndOnAHostWithoutAdapters) {
           "\n8. The Ethernet adapters\n   This host has none: their scenes are left out.\n",
           "\n9. The disks of the SATA RAID\n   This host has none that wear out: their scenes are left "
           "out.\n",
-          "\n10. The agent stops gracefully, and leaves its record for the next start\n",
+          "\n10. The RAID controllers behind their vendor's library\n   This host has none with a volume "
+          "that "
+          "survives the loss of a disk: their scenes are left out.\n",
+          "\n11. The agent stops gracefully, and leaves its record for the next start\n",
           "   current_start 0\n"})
         EXPECT_THAT(ran.output, HasSubstr(line));
     EXPECT_EQ(controllerCount("violations"), 0);

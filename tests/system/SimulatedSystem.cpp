@@ -67,8 +67,12 @@ void SimulatedSystem::startAll(const Json::Value& settings, int speed) {
     startController();
 }
 
+std::vector<std::string> SimulatedSystem::agentCommand() const {
+    return {VOKD_PROGRAM, "--host-root", root()};
+}
+
 void SimulatedSystem::startAgent() {
-    agent = RunningProgram(directory.path(), "vokd", {VOKD_PROGRAM, "--host-root", root()}, "");
+    agent = RunningProgram(directory.path(), "vokd", agentCommand(), "");
 }
 
 void SimulatedSystem::startAgentAndWaitForItsPush() {

@@ -24,6 +24,7 @@ protected:
     void startHostAlone(const Json::Value& settings = usualSettings(), int speed = usualSpeed,
                         std::vector<std::string> options = {}, const std::string& host = "rack-node");
 
+    virtual std::vector<std::string> agentCommand() const;
     void startAgent();
     // The first push opens the gate for events.
     void startAgentAndWaitForItsPush();

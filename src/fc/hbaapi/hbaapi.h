@@ -20,6 +20,9 @@ using HBA_PORTSPEED = HBA_UINT32;
 using HBA_COS = HBA_UINT32;
 using HBA_WWNTYPE = HBA_UINT32;
 
+inline constexpr HBA_UINT32 hbaNameLength = 256;  // of an adapter's name, with its NUL
+inline constexpr HBA_UINT32 hbaPathLength = 256;  // of a library's path, with its NUL
+
 // Of the statuses those that the common layer makes or tells apart.
 inline constexpr HBA_STATUS HBA_STATUS_OK = 0;
 inline constexpr HBA_STATUS HBA_STATUS_ERROR = 1;
@@ -199,10 +202,10 @@ struct HBA_ENTRYPOINTS {
     HBA_STATUS (*GetAdapterAttributesHandler)(HBA_HANDLE, HBA_ADAPTERATTRIBUTES*);
     HBA_STATUS (*GetAdapterPortAttributesHandler)(HBA_HANDLE, HBA_UINT32 port, HBA_PORTATTRIBUTES*);
     HBA_STATUS (*GetPortStatisticsHandler)(HBA_HANDLE, HBA_UINT32 port, HBA_PORTSTATISTICS*);
-    HBA_STATUS (*GetDiscoveredPortAttributesHandler)
+    HBA_STATUS(*GetDiscoveredPortAttributesHandler)
     (HBA_HANDLE, HBA_UINT32 port, HBA_UINT32 discoveredPort, HBA_PORTATTRIBUTES*);
     HBA_STATUS (*GetPortAttributesByWWNHandler)(HBA_HANDLE, HBA_WWN, HBA_PORTATTRIBUTES*);
-    HBA_STATUS (*SendCTPassThruHandler)
+    HBA_STATUS(*SendCTPassThruHandler)
     (HBA_HANDLE, void* request, HBA_UINT32 requestSize, void* response, HBA_UINT32 responseSize);
     void (*RefreshInformationHandler)(HBA_HANDLE);
     void (*ResetStatisticsHandler)(HBA_HANDLE, HBA_UINT32 port);
@@ -212,18 +215,39 @@ struct HBA_ENTRYPOINTS {
     HBA_STATUS (*SetRNIDMgmtInfoHandler)(HBA_HANDLE, HBA_MGMTINFO);
     HBA_STATUS (*GetRNIDMgmtInfoHandler)(HBA_HANDLE, HBA_MGMTINFO*);
     HBA_STATUS (*SendRNIDHandler)(HBA_HANDLE, HBA_WWN, HBA_WWNTYPE, void* response, HBA_UINT32* size);
-    HBA_STATUS (*ScsiInquiryHandler)
+    HBA_STATUS(*ScsiInquiryHandler)
     (HBA_HANDLE, HBA_WWN, HBA_UINT64 lun, HBA_UINT8 evpd, HBA_UINT32 page, void* response,
      HBA_UINT32 responseSize, void* sense, HBA_UINT32 senseSize);
-    HBA_STATUS (*ReportLUNsHandler)
+    HBA_STATUS(*ReportLUNsHandler)
     (HBA_HANDLE, HBA_WWN, void* response, HBA_UINT32 responseSize, void* sense, HBA_UINT32 senseSize);
-    HBA_STATUS (*ReadCapacityHandler)
+    HBA_STATUS(*ReadCapacityHandler)
     (HBA_HANDLE, HBA_WWN, HBA_UINT64 lun, void* response, HBA_UINT32 responseSize, void* sense,
      HBA_UINT32 senseSize);
 };
 static_assert(sizeof(HBA_ENTRYPOINTS) == 24 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetVersionHandler) == 0 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, LoadLibraryHandler) == 1 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, FreeLibraryHandler) == 2 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetNumberOfAdaptersHandler) == 3 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetAdapterNameHandler) == 4 * sizeof(void*));
 static_assert(offsetof(HBA_ENTRYPOINTS, OpenAdapterHandler) == 5 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, CloseAdapterHandler) == 6 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetAdapterAttributesHandler) == 7 * sizeof(void*));
 static_assert(offsetof(HBA_ENTRYPOINTS, GetAdapterPortAttributesHandler) == 8 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetPortStatisticsHandler) == 9 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetDiscoveredPortAttributesHandler) == 10 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetPortAttributesByWWNHandler) == 11 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, SendCTPassThruHandler) == 12 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, RefreshInformationHandler) == 13 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, ResetStatisticsHandler) == 14 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetFcpTargetMappingHandler) == 15 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetFcpPersistentBindingHandler) == 16 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetEventBufferHandler) == 17 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, SetRNIDMgmtInfoHandler) == 18 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, GetRNIDMgmtInfoHandler) == 19 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, SendRNIDHandler) == 20 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, ScsiInquiryHandler) == 21 * sizeof(void*));
+static_assert(offsetof(HBA_ENTRYPOINTS, ReportLUNsHandler) == 22 * sizeof(void*));
 static_assert(offsetof(HBA_ENTRYPOINTS, ReadCapacityHandler) == 23 * sizeof(void*));
 
 // The one symbol of a vendor's library: fills the table and returns a status.

@@ -1,0 +1,73 @@
+#include "fc/hbaapi/hbaapilist.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "core/base/vokLog.h"
+#include "platform/access/vokHostAccess.h"
+
+namespace {
+
+constexpr char tag[] = "HBA_API";
+constexpr char pathCharacters[] =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+    "_-./";
+
+template <std::size_t size>
+void copyCut(char (&field)[size], const std::string& text) {
+    field[text.copy(field, size - 1)] = '\0';
+}
+
+// False if the line does not name a library.
+bool parseLine(const std::string& line, HBAListEntry& entry) {
+    if (line.empty() || line.front() == '#') return false;
+    std::size_t separator = line.find('\t');
+    if (separator == std::string::npos) separator = line.find(' ');
+    if (separator == std::string::npos) return false;
+    const std::size_t path = line.find_first_not_of(" \t", separator);
+    if (separator == 0 || path == std::string::npos) return false;
+
+    copyCut(entry.name, line.substr(0, separator));
+    copyCut(entry.path, line.substr(path));
+    entry.path[std::strspn(entry.path, pathCharacters)] = '\0';
+    return entry.path[0] != '\0';
+}
+
+}  // namespace
+
+bool HBALibraryList::open() {
+    file_.reset(std::fopen(vokHostAccess().path(hbaListFile).c_str(), "re"));
+    lineNumber_ = 0;
+    return file_ != nullptr;
+}
+
+bool HBALibraryList::next(HBAListEntry& entry) {
+    for (std::string line; readLine(line);)
+        if (parseLine(line, entry)) return true;
+    return false;
+}
+
+// The next line without its newline, up to its first NUL.
+bool HBALibraryList::readLine(std::string& line) {
+    // The last NUL in the buffer is the one that fgets appended, also if the file holds NULs.
+    std::array<char, 512> buffer;
+    buffer.fill('\n');
+    if (!std::fgets(buffer.data(), static_cast<int>(buffer.size()), file_.get())) return false;
+    const auto end = std::find(buffer.rbegin(), buffer.rend(), '\0').base() - 1;
+    ++lineNumber_;
+
+    const bool isWhole = end != buffer.begin() && *(end - 1) == '\n';
+    line = buffer.data();
+    if (isWhole) {
+        if (!line.empty() && line.back() == '\n') line.pop_back();
+        return true;
+    }
+    bool isCut = false;
+    for (int next = std::getc(file_.get()); next != EOF && next != '\n'; next = std::getc(file_.get()))
+        isCut = true;
+    if (isCut)
+        VOK_LOG_WARNING(tag, "Line %d of %s is longer than %zu characters; the rest of it is dropped.",
+                        lineNumber_, hbaListFile, buffer.size() - 1);
+    return true;
+}

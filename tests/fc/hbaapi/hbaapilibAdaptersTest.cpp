@@ -118,6 +118,12 @@ TEST_F(HbaAdapters, ACountBeyondAnyHostIsCutWithAWarning) {
                   "1024 are listed."));
 }
 
+TEST_F(HbaAdapters, OneMoreThanTheLargestCountIsCut) {
+    first.count = 1025;
+    loadBoth();
+    EXPECT_EQ(HBA_GetNumberOfAdapters(), 1024u);
+}
+
 TEST_F(HbaAdapters, TheLargestCountIsListedInFull) {
     first.names = std::vector<std::string>(1024, "port");
     loadBoth();

@@ -19,19 +19,23 @@ void copyCut(char (&field)[size], const std::string& text) {
     field[text.copy(field, size - 1)] = '\0';
 }
 
-// False if the line does not name a library.
-bool parseLine(const std::string& line, HBAListEntry& entry) {
-    if (line.empty() || line.front() == '#') return false;
+bool isCommentOrBlank(const std::string& line) {
+    return line.find_first_not_of(" \t\r") == std::string::npos || line.front() == '#';
+}
+
+// Returns why the line names no library; null if it names one.
+const char* parseLine(const std::string& line, HBAListEntry& entry) {
     std::size_t separator = line.find('\t');
     if (separator == std::string::npos) separator = line.find(' ');
-    if (separator == std::string::npos) return false;
+    if (separator == std::string::npos) return "it has no tab or blank between name and path";
+    if (separator == 0) return "it has no name";
     const std::size_t path = line.find_first_not_of(" \t", separator);
-    if (separator == 0 || path == std::string::npos) return false;
+    if (path == std::string::npos) return "it has no path";
 
     copyCut(entry.name, line.substr(0, separator));
     copyCut(entry.path, line.substr(path));
     entry.path[std::strspn(entry.path, pathCharacters)] = '\0';
-    return entry.path[0] != '\0';
+    return entry.path[0] == '\0' ? "its path begins with a character that a path can't have" : nullptr;
 }
 
 }  // namespace
@@ -43,8 +47,12 @@ bool HBALibraryList::open() {
 }
 
 bool HBALibraryList::next(HBAListEntry& entry) {
-    for (std::string line; readLine(line);)
-        if (parseLine(line, entry)) return true;
+    for (std::string line; readLine(line);) {
+        if (isCommentOrBlank(line)) continue;
+        const char* const fault = parseLine(line, entry);
+        if (!fault) return true;
+        VOK_LOG_WARNING(tag, "Line %d of %s names no library: %s.", lineNumber_, hbaListFile, fault);
+    }
     return false;
 }
 

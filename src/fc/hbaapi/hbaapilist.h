@@ -19,7 +19,8 @@ public:
     // Opens the list for reading. False, with errno, if that fails.
     bool open();
     // Reads on to the next line that names a library; false after the last one. A text too long for its
-    // field is cut.
+    // field is cut, and the path also at the first character that is not allowed in it. A warning is logged
+    // for a line that is neither blank nor a comment and names none.
     bool next(HBAListEntry& entry);
 
 private:

@@ -109,6 +109,35 @@ TEST_F(HbaList, APathThatCleaningLeavesEmptyIsSkipped) {
     EXPECT_EQ(read("x \"/lib/x.so\"\na /lib/a.so\n"), (Entries{{"a", "/lib/a.so"}}));
 }
 
+TEST_F(HbaList, ALineThatNamesNoLibraryIsReportedWithItsNumberAndReason) {
+    read(
+        "# a comment\n"
+        "/lib/alone.so\n"
+        "\t/lib/x.so\n"
+        " \t \n"
+        "y \n"
+        "z \"/lib/z.so\"\n"
+        "a /usr/lib/libfirst-hba.so\n");
+    const std::string start = "WARNING HBA_API: Line ";
+    const std::string list = " of /etc/config/mev/vok/hba.conf names no library: ";
+    EXPECT_EQ(warnings(), 4);
+    EXPECT_TRUE(hasLogged(host, start + "2" + list + "it has no tab or blank between name and path."));
+    EXPECT_TRUE(hasLogged(host, start + "3" + list + "it has no name."));
+    EXPECT_TRUE(hasLogged(host, start + "5" + list + "it has no path."));
+    EXPECT_TRUE(
+        hasLogged(host, start + "6" + list + "its path begins with a character that a path can't have."));
+}
+
+TEST_F(HbaList, CarriageReturnsBeforeTheLineEndsDoNoHarm) {
+    EXPECT_EQ(read("# vendors\r\n\r\na\t/lib/a.so\r\nb /lib/b.so\r\n"),
+              (Entries{{"a", "/lib/a.so"}, {"b", "/lib/b.so"}}));
+    EXPECT_EQ(warnings(), 0);
+}
+
+TEST_F(HbaList, ANameMayHoldAnyCharacter) {
+    EXPECT_EQ(read("Ac\"m\xc3\xa9;% /lib/a.so\n"), (Entries{{"Ac\"m\xc3\xa9;%", "/lib/a.so"}}));
+}
+
 TEST_F(HbaList, ANameOf64BytesIsCutToOneLess) {
     EXPECT_EQ(read(std::string(63, 'n') + " /lib/a.so\n" + std::string(64, 'm') + " /lib/b.so\n"),
               (Entries{{std::string(63, 'n'), "/lib/a.so"}, {std::string(63, 'm'), "/lib/b.so"}}));

@@ -18,10 +18,10 @@ HBA_STATUS callByHandle(Result (*HBA_ENTRYPOINTS::*member)(HBA_HANDLE, Parameter
     const auto handler = library.entryPoints.*member;
     if (!handler) return HBA_STATUS_ERROR_NOT_SUPPORTED;
     if constexpr (std::is_void_v<Result>) {
-        callVendor(function, handler, vendorHandle, arguments...);
+        callVendor(library, function, handler, vendorHandle, arguments...);
         return HBA_STATUS_OK;
     } else {
-        library.lastResult = callVendor(function, handler, vendorHandle, arguments...);
+        library.lastResult = callVendor(library, function, handler, vendorHandle, arguments...);
         return library.lastResult;
     }
 }

@@ -35,13 +35,14 @@ std::string start(HBALibrary& entry) {
         reinterpret_cast<HBA_REGISTERLIBRARY>(entry.library.find(HBA_RegisterLibrarySymbol));
     if (!registerLibrary) return std::string("it has no ") + HBA_RegisterLibrarySymbol;
 
-    const HBA_STATUS registered = callVendor(HBA_RegisterLibrarySymbol, registerLibrary, &entry.entryPoints);
+    const HBA_STATUS registered =
+        callVendor(entry, HBA_RegisterLibrarySymbol, registerLibrary, &entry.entryPoints);
     if (registered != HBA_STATUS_OK) return withStatus(HBA_RegisterLibrarySymbol, registered);
     const HBA_ENTRYPOINTS& handlers = entry.entryPoints;
     if (!handlers.GetVersionHandler) return "it has no GetVersionHandler";
-    if (callVendor("HBA_GetVersion", handlers.GetVersionHandler) == 0) return "its version is 0";
+    if (callVendor(entry, "HBA_GetVersion", handlers.GetVersionHandler) == 0) return "its version is 0";
     if (!handlers.LoadLibraryHandler) return "it has no LoadLibraryHandler";
-    const HBA_STATUS loaded = callVendor("HBA_LoadLibrary", handlers.LoadLibraryHandler);
+    const HBA_STATUS loaded = callVendor(entry, "HBA_LoadLibrary", handlers.LoadLibraryHandler);
     return loaded == HBA_STATUS_OK ? "" : withStatus("LoadLibraryHandler", loaded);
 }
 
@@ -68,19 +69,21 @@ void load(HBALibrary& entry) {
 // Appends the adapter of a library, without a name if the library does not tell it. Returns whether it does.
 bool appendAdapter(HBA_UINT32 libraryIndex, HBA_UINT32 adapterIndex) {
     char name[2 * hbaNameLength] = {};  // more than the standard's room: not every library keeps to that
-    const HBA_STATUS status =
-        callVendor("HBA_GetAdapterName", librarytable()[libraryIndex].entryPoints.GetAdapterNameHandler,
-                   adapterIndex, static_cast<char*>(name));
+    const HBALibrary& entry = librarytable()[libraryIndex];
+    const HBA_STATUS status = callVendor(entry, "HBA_GetAdapterName", entry.entryPoints.GetAdapterNameHandler,
+                                         adapterIndex, static_cast<char*>(name));
     HBAAdapter adapter;
     adapter.library = libraryIndex;
-    if (status == HBA_STATUS_OK) std::memcpy(adapter.name, name, hbaNameLength - 1);
+    adapter.isNamed = status == HBA_STATUS_OK;
+    if (adapter.isNamed) std::memcpy(adapter.name, name, hbaNameLength - 1);
     adaptertable().push_back(adapter);
     return adapter.name[0] != '\0';
 }
 
 void appendAdapters(HBA_UINT32 libraryIndex) {
     const HBALibrary& entry = librarytable()[libraryIndex];
-    HBA_UINT32 count = callVendor("HBA_GetNumberOfAdapters", entry.entryPoints.GetNumberOfAdaptersHandler);
+    HBA_UINT32 count =
+        callVendor(entry, "HBA_GetNumberOfAdapters", entry.entryPoints.GetNumberOfAdaptersHandler);
     if (count > hbaMostAdapters) {
         VOK_LOG_WARNING(tag, "The HBA library %s reports %u adapters; only the first %u are listed.",
                         entry.listed.name, count, hbaMostAdapters);
@@ -94,11 +97,10 @@ void appendAdapters(HBA_UINT32 libraryIndex) {
                         unnamed, count);
 }
 
-// The listed adapter of this name, or null. One without a name is not found.
+// The listed adapter of this name, or null. One whose name could not be read is not found.
 const HBAAdapter* findAdapter(const char* name) {
-    if (name[0] == '\0') return nullptr;
     for (const HBAAdapter& adapter : adaptertable())
-        if (std::strcmp(adapter.name, name) == 0) return &adapter;
+        if (adapter.isNamed && std::strcmp(adapter.name, name) == 0) return &adapter;
     return nullptr;
 }
 
@@ -109,12 +111,17 @@ const HBAAdapter* findAdapter(const char* name) {
 HBA_STATUS HBA_LoadLibrary() {
     // A second load must not leave a library open twice, nor an entry of a longer list.
     HBA_FreeLibrary();
+    adaptertable().clear();
     for (HBALibrary& entry : librarytable()) entry = {};
 
     HBALibraryList list;
     if (!list.open()) {
-        VOK_LOG_DEBUG(tag, "The list of HBA libraries %s can't be opened: %s", hbaListFile,
-                      std::strerror(errno));
+        const int error = errno;
+        if (error == ENOENT)  // as on each host without Fibre Channel
+            VOK_LOG_DEBUG(tag, "There is no list of HBA libraries %s.", hbaListFile);
+        else
+            VOK_LOG_WARNING(tag, "The list of HBA libraries %s can't be opened: %s.", hbaListFile,
+                            std::strerror(error));
         return HBA_STATUS_ERROR;
     }
     HBA_UINT32 count = 0;
@@ -133,11 +140,10 @@ HBA_STATUS HBA_LoadLibrary() {
 
 HBA_STATUS HBA_FreeLibrary() {
     HBA_STATUS status = HBA_STATUS_OK;
-    adaptertable().clear();
     for (HBALibrary& entry : librarytable()) {
         if (entry.status != HBALibraryStatus::loaded) continue;
         if (entry.entryPoints.FreeLibraryHandler)
-            status = callVendor("HBA_FreeLibrary", entry.entryPoints.FreeLibraryHandler);
+            status = callVendor(entry, "HBA_FreeLibrary", entry.entryPoints.FreeLibraryHandler);
         release(entry);
     }
     return status;
@@ -187,10 +193,11 @@ HBA_HANDLE HBA_OpenAdapter(char* name) {
     const HBAAdapter* const adapter = findAdapter(name);
     if (!adapter) return 0;
     HBALibrary& entry = librarytable()[adapter->library];
+    // A freed library, whose adapters are still listed, has no handlers.
     if (!entry.entryPoints.OpenAdapterHandler) return 0;
     char given[hbaNameLength];  // a library may write to what it is given
     std::memcpy(given, adapter->name, sizeof(given));
     entry.vendorHandle =
-        callVendor("HBA_OpenAdapter", entry.entryPoints.OpenAdapterHandler, static_cast<char*>(given));
+        callVendor(entry, "HBA_OpenAdapter", entry.entryPoints.OpenAdapterHandler, static_cast<char*>(given));
     return adapter->library << libraryShift | (entry.vendorHandle & vendorMask);
 }

@@ -17,7 +17,8 @@
 // 0, or 1 if the list of libraries can't be opened. A library that can't be used is left out, with a warning.
 // A second call frees the libraries of the first one and begins at entry 0 again.
 HBA_STATUS HBA_LoadLibrary();
-// The result of the last vendor's function, or 0. No adapter is listed afterwards.
+// The result of the last vendor's function, or 0. The list of adapters stays as it is until they are counted
+// or the libraries loaded again, but none of them can be opened.
 HBA_STATUS HBA_FreeLibrary();
 HBA_UINT32 HBA_GetVersion();  // 1
 // 0 with the index of the handle's library and the vendor's handle in use; otherwise 3 or 1, see above.
@@ -27,8 +28,7 @@ HBA_STATUS HBA_CheckLibrary(HBA_HANDLE handle, HBA_UINT32& libraryIndex, HBA_HAN
 
 // Lists the adapters of all libraries anew. An adapter whose name can't be read is listed without one.
 HBA_UINT32 HBA_GetNumberOfAdapters();
-// Stores a text of less than hbaNameLength characters, for which `name` has room; 6 for an index beyond the
-// last adapter.
+// Stores the name, for which `name` has room of hbaNameLength; 6 for an index beyond the last adapter.
 HBA_STATUS HBA_GetAdapterName(HBA_UINT32 index, char* name);
 // Stores the path of the adapter's library as it is listed, for which `path` has room of hbaPathLength, and
 // the vendor's handle in use; 6 for an index beyond the last adapter.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstdio>
 #include <vector>
 
 #include "fc/hbaapi/hbaapi.h"
@@ -30,8 +31,9 @@ struct HBALibrary {
 };
 
 struct HBAAdapter {
-    char name[hbaNameLength] = {};  // empty if the library does not tell it
-    HBA_UINT32 library = 0;         // index in librarytable()
+    char name[hbaNameLength] = {};
+    bool isNamed = false;    // false if the library failed to give the name
+    HBA_UINT32 library = 0;  // index in librarytable()
 };
 
 std::array<HBALibrary, hbaMostLibraries>& librarytable();
@@ -39,7 +41,10 @@ std::vector<HBAAdapter>& adaptertable();
 
 // Calls a function of a vendor's library. `name` is that of the standard's function.
 template <typename Result, typename... Parameters>
-Result callVendor(const char* name, Result (*handler)(Parameters...), Parameters... arguments) {
-    const vokLongOperation operation(vokOperationKind::libraryCall, name);
+Result callVendor(const HBALibrary& library, const char* name, Result (*handler)(Parameters...),
+                  Parameters... arguments) {
+    char description[128];  // tells which vendor's call hangs
+    std::snprintf(description, sizeof(description), "%s of %s", name, library.listed.name);
+    const vokLongOperation operation(vokOperationKind::libraryCall, description);
     return handler(arguments...);
 }

@@ -319,7 +319,7 @@ TEST_F(HbaHungCall, OfALoadHandlerIsReported) {
     const vokLongOperationWatch watch;
     first.handlers.LoadLibraryHandler = hang;
     loadBoth();
-    EXPECT_EQ(reported, "library call HBA_LoadLibrary");
+    EXPECT_EQ(reported, "library call HBA_LoadLibrary of first");
 }
 
 TEST_F(HbaHungCall, ByAHandleIsReported) {
@@ -327,7 +327,7 @@ TEST_F(HbaHungCall, ByAHandleIsReported) {
     first.handlers.GetAdapterAttributesHandler = [](HBA_HANDLE, HBA_ADAPTERATTRIBUTES*) { return hang(); };
     listBoth();
     EXPECT_EQ(HBA_GetAdapterAttributes(open("first-0"), nullptr), 0u);
-    EXPECT_EQ(reported, "library call HBA_GetAdapterAttributes");
+    EXPECT_EQ(reported, "library call HBA_GetAdapterAttributes of first");
 }
 
 #undef REMOVES

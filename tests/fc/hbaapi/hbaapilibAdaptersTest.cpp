@@ -87,6 +87,14 @@ TEST_F(HbaAdapters, AnAdapterWhoseNameFailsIsCountedWithoutOneAndNotOpened) {
         hasLogged(host, "WARNING HBA_API: The HBA library first gives no name for 1 of its 2 adapters."));
 }
 
+TEST_F(HbaAdapters, AnEmptyNameThatTheLibraryGivesIsOneToOpenBy) {
+    second.names = {std::string(1, '\0')};
+    second.handles = {{"", 5}};
+    listBoth();
+    EXPECT_EQ(adapterName(0), "");
+    EXPECT_EQ(open(""), 0x00010005u);
+}
+
 TEST_F(HbaAdapters, AnAdapterThatVanishesAfterTheCountIsNotOpened) {
     first.names = {"first-0", "first-1"};
     first.handles = {{"first-0", 5}, {"first-1", 6}};

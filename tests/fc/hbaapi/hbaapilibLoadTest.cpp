@@ -38,9 +38,16 @@ TEST_F(HbaLoad, AMissingListGivesOneAndNoAdapters) {
     EXPECT_EQ(HBA_GetNumberOfAdapters(), 0u);
     EXPECT_EQ(adapterName(0), "none");
     for (std::size_t i = 0; i < 32; ++i) EXPECT_EQ(status(i), 0u);
+    EXPECT_TRUE(
+        hasLogged(host, "DEBUG HBA_API: There is no list of HBA libraries /etc/config/mev/vok/hba.conf."));
+}
+
+TEST_F(HbaLoad, AListThatCannotBeOpenedGivesOneAndAWarning) {
+    std::filesystem::create_symlink("hba.conf", host.path("/etc/config/mev/vok/hba.conf"));
+    EXPECT_EQ(HBA_LoadLibrary(), 1u);
     EXPECT_TRUE(hasLogged(host,
-                          "DEBUG HBA_API: The list of HBA libraries /etc/config/mev/vok/hba.conf can't be "
-                          "opened: No such file or directory"));
+                          "WARNING HBA_API: The list of HBA libraries /etc/config/mev/vok/hba.conf can't be "
+                          "opened: Too many levels of symbolic links."));
 }
 
 TEST_F(HbaLoad, ALibraryIsOpenedLazilyAndLoadedAfterItsVersionWasAsked) {
@@ -118,9 +125,9 @@ TEST_F(HbaLoad, AMissingLoadHandlerFailsTheLibrary) {
 }
 
 TEST_F(HbaLoad, AFailedLoadHandlerFailsTheLibraryWhichIsNotFreed) {
-    first.loadResult = 1;
+    first.loadResult = 32;  // "already loaded" is no success either
     expectFirstFails({"register", "version", "load"});
-    EXPECT_TRUE(warned("LoadLibraryHandler returned 1"));
+    EXPECT_TRUE(warned("LoadLibraryHandler returned 32"));
 }
 
 TEST_F(HbaLoad, ALibraryThatRegistersNothingFails) {
@@ -170,16 +177,49 @@ TEST_F(HbaLoad, FreeingTwiceCallsALibraryOnce) {
     EXPECT_EQ(first.calls, Calls{});
 }
 
-TEST_F(HbaLoad, NoAdapterIsListedOrOpenedAfterFreeing) {
+TEST_F(HbaLoad, AfterFreeingTheAdaptersAreListedUntilTheNextCountAndNotOpened) {
     first.names = {"first-0"};
     first.handles = {{"first-0", 5}};
     listBoth();
     const HBA_HANDLE handle = open("first-0");
     HBA_FreeLibrary();
-    EXPECT_EQ(adapterName(0), "none");
+    first.calls.clear();
+    EXPECT_EQ(adapterName(0), "first-0");
     EXPECT_EQ(open("first-0"), 0u);
     EXPECT_EQ(HBA_GetAdapterAttributes(handle, nullptr), 1u);
+    EXPECT_EQ(first.calls, Calls{});
     EXPECT_EQ(HBA_GetNumberOfAdapters(), 0u);
+    EXPECT_EQ(adapterName(0), "none");
+}
+
+TEST_F(HbaLoad, ALibraryListedTwiceIsLoadedForEachEntry) {
+    first.names = {"first-0"};
+    load("one /usr/lib/libfirst-hba.so\ntwo /usr/lib/libfirst-hba.so\n");
+    EXPECT_EQ(first.calls, (Calls{"register", "version", "load", "register", "version", "load"}));
+    EXPECT_EQ(HBA_GetNumberOfAdapters(), 2u);
+    EXPECT_EQ(adaptertable()[1].library, 1u);
+    HBA_FreeLibrary();
+    EXPECT_EQ(libraries.openCount(), 0);
+}
+
+TEST_F(HbaLoad, AfterASecondLoadNoAdapterIsListedBeforeTheNextCount) {
+    first.names = {"first-0"};
+    first.handles = {{"first-0", 5}};
+    listBoth();
+    EXPECT_EQ(HBA_LoadLibrary(), 0u);
+    EXPECT_EQ(adapterName(0), "none");
+    EXPECT_EQ(open("first-0"), 0u);
+}
+
+TEST_F(HbaLoad, AHandleFromBeforeASecondLoadIsPassedOnAsNoAdapters) {
+    first.names = {"first-0"};
+    first.handles = {{"first-0", 5}};
+    listBoth();
+    const HBA_HANDLE handle = open("first-0");
+    EXPECT_EQ(HBA_LoadLibrary(), 0u);
+    first.attributesHandle = 99;
+    HBA_GetAdapterAttributes(handle, nullptr);
+    EXPECT_EQ(first.attributesHandle, 0u);
 }
 
 TEST_F(HbaLoad, ASecondLoadFreesTheLibrariesAndBeginsAtEntryZero) {
@@ -219,10 +259,13 @@ TEST_F(HbaLoad, ASecondLoadClearsTheVendorHandle) {
 
 TEST_F(HbaLoad, ASecondLoadWithoutTheListLeavesNoLibrary) {
     first.names = {"first-0"};
+    first.handles = {{"first-0", 5}};
     listBoth();
+    const HBA_HANDLE handle = open("first-0");
     std::filesystem::remove(host.path("/etc/config/mev/vok/hba.conf"));
     EXPECT_EQ(HBA_LoadLibrary(), 1u);
     EXPECT_EQ(libraries.openCount(), 0);
+    EXPECT_EQ(HBA_GetAdapterAttributes(handle, nullptr), 1u);
     EXPECT_EQ(HBA_GetNumberOfAdapters(), 0u);
 }
 

@@ -1,7 +1,12 @@
 """Reads the CSV tables of the product teams. A wrong row ends the program with its file and line."""
 import csv
 import io
+import re
 import sys
+
+# Of an adapter: its PCI ids, its model, and a part number for each platform family, which may be empty.
+ADAPTER_COLUMNS = ["VendorID", "DeviceID", "SubVendorID", "SubDeviceID", "Model",
+                   "7711PID02020001", "7711PID03020102", "7711PID03020101"]
 
 
 def literal(text):
@@ -47,3 +52,35 @@ def rows_with(columns, path):
         if len(row) != len(columns):
             sys.exit(f"{path}:{number}: {len(row)} columns instead of {len(columns)}")
         yield number, row
+
+
+def adapters_of(path):
+    """The values of each row of ADAPTER_COLUMNS, with the ids in lower case."""
+    seen = {}
+    for number, row in rows_with(ADAPTER_COLUMNS, path):
+        location = f"{path}:{number}"
+        ids = tuple(value.lower() for value in row[:4])
+        if not all(re.fullmatch("0x[0-9a-f]{4}", value) for value in ids):
+            sys.exit(f"{location}: an id is not 0x and four hexadecimal digits")
+        if not row[4]:
+            sys.exit(f"{location}: no model")
+        if not all(value.isprintable() for value in row[4:]):
+            sys.exit(f"{location}: a line break or another character that can't be printed")
+        if ids in seen:
+            sys.exit(f"{location}: the ids are those of line {seen[ids]}")
+        seen[ids] = number
+        yield [*ids, *row[4:]]
+
+
+def convert(usage, write):
+    """The program of a table: reads the command line, and calls write(rows, source)."""
+    if sys.argv[1:] in (["-h"], ["--help"]):
+        print(usage.strip())
+        return
+    if len(sys.argv) != 3:
+        print(usage.strip().splitlines()[2], file=sys.stderr)
+        sys.exit(2)
+    table, source = sys.argv[1:]
+    rows = list(adapters_of(table))
+    with open(source, "w", encoding="ascii") as out:
+        write(rows, out)

@@ -1,6 +1,7 @@
 // The resource classes of this agent; a new class is a new row.
 #include "core/inventory/vokResources.h"
 #include "events/vokEventTable.h"
+#include "fc/FCResourceManager.h"
 #include "host/HostResourceManager.h"
 #include "nic/NICResourceManager.h"
 #include "storage/SASResourceManager.h"
@@ -39,7 +40,10 @@ constexpr vokResource rows[] = {
         .managedBy(instanceOf<NICResourceManager>)
         .inDocument("EthernetDevices")
         .withTestEvents(vokEthernetEvent, raiseTestEventOf<NICResourceManager>),
-    vokResource{FIBRE_CHANNEL_DEVICES}.inDocument("FibreChannelDevices"),
+    vokResource{FIBRE_CHANNEL_DEVICES}
+        .managedBy(instanceOf<FCResourceManager>)
+        .inDocument("FibreChannelDevices")
+        .withTestEvents(vokFibreChannelEvent, raiseTestEventOf<FCResourceManager>),
     // Reserved: they have keys in the document, but can't be enabled.
     vokResource{NVME_CONTROLLERS}.withInventory(1, "StorageControllers").withInventory(2, "Drives"),
     vokResource{GPU_DEVICES}.inDocument("Processors"),
@@ -56,4 +60,4 @@ constexpr vokResource rows[] = {
 vokResourceManager* const HostClassObj = HostResourceManager::getInstance();
 vokResourceManager* const SASClassObj = SASResourceManager::getInstance();
 vokResourceManager* const NICClassObj = NICResourceManager::getInstance();
-[[maybe_unused]] vokResourceManager* const FCClassObj = nullptr;
+vokResourceManager* const FCClassObj = FCResourceManager::getInstance();

@@ -13,6 +13,7 @@
 
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
+#include "core/inventory/vokResources.h"
 #include "platform/utils/vokUtils.h"
 #include "support/FakeClock.h"
 #include "support/FakeHost.h"
@@ -200,16 +201,24 @@ TEST_F(JobManager, AManagerRunsOnItsThreadUntilItIsStopped) {
     EXPECT_EQ(recordText(), "last_start 1700000000\nlast_stop 1700000020\ncurrent_start 0\n");
 }
 
-TEST_F(JobManager, AThreadForAResourceWithoutAManagerLogsAndEnds) {
+TEST_F(JobManager, EveryResourceThatCanBeEnabledHasAManager) {
     logEverything(host);
     ASSERT_TRUE(manager.startResourceManagers());
     manager.stopResourceManagers();
+    for (const char* const name :
+         {"FibreChannelDevices [0]", "HostOSInfo [1]", "StorageControllers [2]", "EthernetDevices [3]"})
+        EXPECT_FALSE(hasLogged(
+            host, std::string("WARNING JOB_MGR: No resource manager for ") + name + " in this build."))
+            << name;
+}
+
+TEST_F(JobManager, AThreadForAResourceWithoutAManagerLogsAndEnds) {
+    logEverything(host);
+    constexpr vokResource withoutManager[] = {vokResource{FIBRE_CHANNEL_DEVICES}};
+    vokBindResources(vokResourceTable(withoutManager));
+    EXPECT_EQ(initializeResourceManager(nullptr), nullptr) << "of id 0";
     EXPECT_TRUE(
         hasLogged(host, "WARNING JOB_MGR: No resource manager for FibreChannelDevices [0] in this build."));
-    EXPECT_FALSE(
-        hasLogged(host, "WARNING JOB_MGR: No resource manager for StorageControllers [2] in this build."));
-    EXPECT_FALSE(
-        hasLogged(host, "WARNING JOB_MGR: No resource manager for EthernetDevices [3] in this build."));
 }
 
 TEST_F(JobManager, AThreadForAnUnknownIdLogsAndEnds) {

@@ -20,8 +20,8 @@
 
 class EventsFixture : public ::testing::Test {
 protected:
-    // `enabled`: the enabled resources as JSON; by default only one without a manager, so that nothing takes
-    // time. `cliMode`: the setting of that name.
+    // `enabled`: the enabled resources as JSON; by default only one whose manager finds no adapters, which
+    // takes no time. `cliMode`: the setting of that name.
     explicit EventsFixture(const std::string& enabled = R"(["FibreChannelDevices"])",
                            const std::string& cliMode = "test");
 

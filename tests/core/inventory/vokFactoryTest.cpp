@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/inventory/vokResourceManager.h"
+#include "fc/FCResourceManager.h"
 #include "host/HostResourceManager.h"
 #include "nic/NICResourceManager.h"
 
@@ -18,8 +19,8 @@ TEST(Factory, ReturnsTheEthernetManagerForId3) {
     EXPECT_EQ(vokFactory().createInstance(3), NICResourceManager::getInstance());
 }
 
-TEST(Factory, ReturnsNullForIdsWithoutAManagerInThisBuild) {
-    EXPECT_EQ(vokFactory().createInstance(0), nullptr);
+TEST(Factory, ReturnsTheFibreChannelManagerForId0) {
+    EXPECT_EQ(vokFactory().createInstance(0), FCResourceManager::getInstance());
 }
 
 TEST(Factory, ReturnsNullForReservedAndUnknownIds) {

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "core/inventory/vokResources.h"
 #include "events/EventsFixture.h"
 #include "host/HostResourceManager.h"
 
@@ -55,25 +56,27 @@ protected:
 TEST_F(vokTestEventTest, TheNumber708AloneIsTheAgentsOwnEvent) {
     openGate();
     EXPECT_EQ(send("708"), "");
-    EXPECT_THAT(delivered(), ElementsAre(agentEvent(R"(["FibreChannelDevices"])", "[]")));
+    EXPECT_THAT(delivered(),
+                ElementsAre(agentEvent(R"(["FibreChannelDevices"])", R"(["FibreChannelDevices"])")));
 }
 
 TEST_F(vokTestEventTest, TheLocationOfTheAgentsOwnEventIsIgnored) {
     openGate();
     EXPECT_EQ(send("708 0123456789ABCDEF"), "");
-    EXPECT_THAT(delivered(), ElementsAre(agentEvent(R"(["FibreChannelDevices"])", "[]")));
+    EXPECT_THAT(delivered(),
+                ElementsAre(agentEvent(R"(["FibreChannelDevices"])", R"(["FibreChannelDevices"])")));
 }
 
 TEST_F(vokTestEventWithAllManagers,
-       ManagersAreQueriedInTheOrderOneTwoThreeZeroAndMissingOnesAreNotOperational) {
+       ManagersAreQueriedInTheOrderOneTwoThreeZeroAndThoseWithoutACacheAreNotOperational) {
     openGate();
     generateTestEvent(708);
     // The managers have no cache, which takes nine seconds each to establish, and fifteen that of storage;
-    // the event has the time after that.
+    // the event has the time after that. That of Fibre Channel knows of no adapter, so it counts as running.
     EXPECT_THAT(delivered(),
                 ElementsAre(agentEvent(
-                    R"(["HostOSInfo","StorageControllers","EthernetDevices","FibreChannelDevices"])", "[]",
-                    "22:13:53")));
+                    R"(["HostOSInfo","StorageControllers","EthernetDevices","FibreChannelDevices"])",
+                    R"(["FibreChannelDevices"])", "22:13:53")));
 }
 
 TEST_F(vokTestEventWithHost, AManagerWithACacheIsOperational) {
@@ -104,6 +107,19 @@ TEST_F(vokTestEventTest, EthernetEventsAreRaisedByTheEthernetManagerWithTheLocat
     EXPECT_THAT(sent[3], testing::HasSubstr(R"("ID":1390,)"));
 }
 
+TEST_F(vokTestEventTest, FibreChannelEventsAreRaisedByTheirManagerWithTheLocation) {
+    openGate();
+    for (const char* request : {"383 0123456789ABCDEF", "390", "1391"}) EXPECT_EQ(send(request), "");
+    const std::vector<std::string> sent = delivered();
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_THAT(sent[0], testing::HasSubstr(R"("ID":383,)"));
+    EXPECT_THAT(sent[0], testing::HasSubstr(R"("PhysicalLocation":"0123456789ABCDEF","Source":"VOK-CLI")"));
+    EXPECT_THAT(sent[0], testing::HasSubstr(R"("Type":"FibreChannelDevice")"));
+    EXPECT_THAT(sent[1], testing::HasSubstr(R"("ID":390,)"));
+    EXPECT_THAT(sent[1], testing::HasSubstr(R"("PhysicalLocation":"FFFFFFFFFFFFFFFF","Source":"VOK-CLI")"));
+    EXPECT_THAT(sent[2], testing::HasSubstr(R"("ID":1391,)"));
+}
+
 TEST_F(vokTestEventTest, BeforeTheFirstPushOnlyNumbersThatPassTheGateAreDelivered) {
     send("708");
     EXPECT_THAT(delivered(), IsEmpty());
@@ -113,6 +129,7 @@ TEST_F(vokTestEventTest, BeforeTheFirstPushOnlyNumbersThatPassTheGateAreDelivere
 
 TEST_F(vokTestEventTest, AnEventOfAMissingManagerIsOneWarningLineAndNothingIsSent) {
     openGate();
+    vokBindResources(vokResourceTable());
     EXPECT_EQ(send("383 0123456789ABCDEF"), "");
     EXPECT_EQ(count(log(), "WARNING VOK_SERVER",
                     "Test event 383 belongs to the Fibre Channel manager, which this agent does not have."),
@@ -178,8 +195,9 @@ TEST(vokTestEvent, OnlyTypesWithAManagerCanBeRaised) {
     EXPECT_TRUE(vokTestEventHasRaiser(1));
     EXPECT_TRUE(vokTestEventHasRaiser(2));
     EXPECT_TRUE(vokTestEventHasRaiser(3));
+    EXPECT_TRUE(vokTestEventHasRaiser(4));
     EXPECT_TRUE(vokTestEventHasRaiser(5));
-    for (const int type : {-1, 0, 4, 6, 7, 8, 9}) EXPECT_FALSE(vokTestEventHasRaiser(type)) << type;
+    for (const int type : {-1, 0, 6, 7, 8, 9}) EXPECT_FALSE(vokTestEventHasRaiser(type)) << type;
 }
 
 }  // namespace

@@ -134,17 +134,6 @@ TEST_F(vokcliTest, ANumberThatIsNoEventIsNotSent) {
     EXPECT_EQ(debugLog().find("done reading"), std::string::npos);
 }
 
-TEST_F(vokcliTest, AnEventOfAMissingManagerIsNotSent) {
-    startAgent();
-    const Result result = run({"test", "383", "0123456789ABCDEF"});
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(
-        result.err,
-        "vokcli: Event 383 belongs to the Fibre Channel manager, which this agent does not have; nothing was "
-        "sent.\n");
-    EXPECT_EQ(debugLog().find("done reading"), std::string::npos);
-}
-
 TEST_F(vokcliTest, ALocationThatDoesNotFitIsNotSent) {
     const vokOwnedDescriptor agent = muteAgent();
     const Result result = run({"test", "356", std::string(4075, 'L')});

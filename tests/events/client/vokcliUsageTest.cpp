@@ -96,9 +96,7 @@ TEST_F(vokcliUsageTest, EventsListsEveryNumberWithOwnerAndMeaning) {
     EXPECT_THAT(result.out, HasSubstr("\n   360  Host           The last shutdown was not graceful\n"));
     EXPECT_THAT(result.out, HasSubstr("\n  1384  Ethernet       An Ethernet port has lost its link\n"));
     EXPECT_THAT(result.out, HasSubstr("\n   538  Storage        A drive has failed or is missing\n"));
-    EXPECT_THAT(
-        result.out,
-        HasSubstr("\n   384  Fibre Channel  A Fibre Channel port is online (not in this agent yet)\n"));
+    EXPECT_THAT(result.out, HasSubstr("\n   384  Fibre Channel  A Fibre Channel port is online\n"));
 }
 
 TEST_F(vokcliUsageTest, HelpListsTheExitStatuses) {

@@ -1,5 +1,6 @@
 #include "modules/Modules.h"
 
+#include "modules/fc/FcModule.h"
 #include "modules/interfaces/InterfacesModule.h"
 #include "modules/ipmi/IpmiModule.h"
 #include "modules/memory/MemoryModule.h"
@@ -19,8 +20,9 @@ namespace {
 // In this order they stand in the help text and in the columns of esxtop, and are they laid out and started.
 HostModules& list() {
     static HostModules all = {
-        &systemModule(), &memoryModule(), &storageModule(), &interfacesModule(), &nicModule(),  &pciModule(),
-        &disksModule(),  &raidModule(),   &smBiosModule(),  &physlocModule(),    &ipmiModule(),
+        &systemModule(), &memoryModule(), &storageModule(), &interfacesModule(),
+        &nicModule(),    &pciModule(),    &disksModule(),   &raidModule(),
+        &fcModule(),     &smBiosModule(), &physlocModule(), &ipmiModule(),
     };
     return all;
 }

@@ -46,8 +46,9 @@ void libraryCommand(SimulatedHost& host, Words& words) {
 constexpr ControlCommand commands[] = {
     {"library",
      "  library NAME present|absent|without-encoder|without-entry-point\n"
-     "                                       a location library, or libstorelib.so,\n"
-     "                                       which the agent loads when it starts\n",
+     "                                       a location library, libstorelib.so or an\n"
+     "                                       HBA library, which the agent loads when\n"
+     "                                       it starts\n",
      libraryCommand}};
 
 class PhyslocModule : public HostModule {

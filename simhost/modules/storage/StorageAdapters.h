@@ -9,7 +9,7 @@ namespace simhost {
 
 // The port of a Fibre Channel adapter: a block of `localcli storage san fc list`.
 struct FibreChannelPort {
-    std::string portId = "000000";
+    std::string portId = "000000";  // while it is online; otherwise none is shown, and no speed
     std::string nodeName;  // "20:00:00:90:fa:7c:41:d0"
     std::string portName;
     std::string speed;
@@ -23,6 +23,10 @@ struct FibreChannelPort {
     std::string driverVersion;  // empty: the driver does not report it
 };
 
+inline bool isOnline(const FibreChannelPort& port) {
+    return port.portState == "ONLINE";
+}
+
 // The columns of `localcli storage core adapter list`.
 struct StorageAdapter {
     std::string name;
@@ -32,6 +36,7 @@ struct StorageAdapter {
     std::string capabilities;
     std::string description;
     std::optional<FibreChannelPort> fibreChannel;
+    bool gone = false;
 };
 
 struct StorageAdapters {

@@ -27,7 +27,7 @@ FibreChannelPort portOf(const StorageAdapter& adapter) {
         port.portName = worldWideName(adapter.uid.substr(colon + 1));
     }
     const bool up = adapter.linkState == "link-up";
-    port.speed = up ? "16 Gbps" : "0 Gbps";
+    port.speed = "16 Gbps";
     port.portState = up ? "ONLINE" : "LINKDOWN";
     port.driverName = adapter.driver;
     const std::size_t description = adapter.description.find(") ");
@@ -66,6 +66,13 @@ StorageAdapter parseAdapter(const Json::Value& value, const std::string& name) {
     return made;
 }
 
+std::vector<StorageAdapter> presentAdapters(const HostDescription& host) {
+    std::vector<StorageAdapter> present;
+    for (const auto& each : host.part<StorageAdapters>().all)
+        if (!each.gone) present.push_back(each);
+    return present;
+}
+
 constexpr Column<StorageAdapter> adapterColumns[] = {
     {"HBA Name", [](const StorageAdapter& each) { return each.name; }},
     {"Driver", [](const StorageAdapter& each) { return each.driver; }},
@@ -76,14 +83,14 @@ constexpr Column<StorageAdapter> adapterColumns[] = {
 };
 
 Answer coreAdapterList(const HostDescription& host, const std::string& /*argument*/) {
-    return {0, formatTable(adapterColumns, host.part<StorageAdapters>().all), ""};
+    return {0, formatTable(adapterColumns, presentAdapters(host)), ""};
 }
 
 constexpr Line<FibreChannelPort> portLines[] = {
-    {"Port ID", [](const FibreChannelPort& port) { return port.portId; }},
+    {"Port ID", [](const FibreChannelPort& port) { return isOnline(port) ? port.portId : "000000"; }},
     {"Node Name", [](const FibreChannelPort& port) { return port.nodeName; }},
     {"Port Name", [](const FibreChannelPort& port) { return port.portName; }},
-    {"Speed", [](const FibreChannelPort& port) { return port.speed; }},
+    {"Speed", [](const FibreChannelPort& port) { return isOnline(port) ? port.speed : "0 Gbps"; }},
     {"Port Type", [](const FibreChannelPort& port) { return port.portType; }},
     {"Port State", [](const FibreChannelPort& port) { return port.portState; }},
     {"Model Description", [](const FibreChannelPort& port) { return port.modelDescription; }},
@@ -96,7 +103,7 @@ constexpr Line<FibreChannelPort> portLines[] = {
 // A block a port. A driver that does not report its version makes an error line in the midst of it.
 Answer sanFcList(const HostDescription& host, const std::string& /*argument*/) {
     std::string text;
-    for (const auto& adapter : host.part<StorageAdapters>().all) {
+    for (const auto& adapter : presentAdapters(host)) {
         if (!adapter.fibreChannel) continue;
         const FibreChannelPort& port = *adapter.fibreChannel;
         if (!text.empty()) text += "\n";
@@ -122,7 +129,7 @@ public:
     }
     Rows<LocalcliCommand> localcli() const override { return localcliCommands; }
     void addCounters(const HostDescription& host, Counters& counters) const override {
-        for (const auto& adapter : host.part<StorageAdapters>().all)
+        for (const auto& adapter : presentAdapters(host))
             for (const char* counter :
                  {"Commands/sec", "Reads/sec", "Writes/sec", "MBytes Read/sec", "MBytes Written/sec"})
                 counters.putMoving("Physical Disk Adapter(" + adapter.name + ")\\" + counter, 8.0, 6.0);

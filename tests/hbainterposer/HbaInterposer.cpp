@@ -1,0 +1,3 @@
+extern "C" unsigned HBA_GetNumberOfAdapters() {
+    return 77;
+}

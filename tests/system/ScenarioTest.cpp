@@ -37,7 +37,8 @@ TEST_F(DemoScenes, ArePlayedToTheEndOnAHostWithoutAdapters) {
           "\n10. The RAID controllers behind their vendor's library\n   This host has none with a volume "
           "that "
           "survives the loss of a disk: their scenes are left out.\n",
-          "\n11. The agent stops gracefully, and leaves its record for the next start\n",
+          "\n11. The Fibre Channel adapters\n   None of this host's has a link: their scenes are left out.\n",
+          "\n12. The agent stops gracefully, and leaves its record for the next start\n",
           "   current_start 0\n"})
         EXPECT_THAT(ran.output, HasSubstr(line));
     EXPECT_EQ(controllerCount("violations"), 0);

@@ -6,27 +6,18 @@
 #include <fstream>
 #include <string>
 
-#include "FuzzInput.h"
+#include "FuzzAnswers.h"
 #include "fc/hbaapi/hbaapilib.h"
 #include "fc/hbaapi/hbaapitables.h"
 #include "vokFuzzHost.h"
 
 namespace {
 
-struct Answers {
-    std::string bytes;
-    std::size_t used = 0;
-
-    unsigned next() {
-        if (bytes.empty()) return 0;
-        return static_cast<unsigned char>(bytes[used++ % bytes.size()]);
-    }
-};
-Answers answers;
+FuzzAnswers answers;
 int openLibraries = 0;
 
 HBA_STATUS mostlyGood() {
-    return answers.next() % 8 == 7;
+    return answers.mostlyGood();
 }
 
 HBA_STATUS registerLibrary(HBA_ENTRYPOINTS* table) {

@@ -69,6 +69,13 @@ TEST_F(FCEvents, OfSeveralPreviousRecordsWithTheNodeNameTheLastThatDiffersDecide
     EXPECT_THAT(build(), ElementsAre(384, 386)) << "online after offline, link down after offline";
 }
 
+TEST_F(FCEvents, AdaptersWithTheSameNodeNameInDifferentStatesRaiseEventsInEveryBuild) {
+    library.adapters[0].ports[0].state = HBA_PORTSTATE_LINKDOWN;
+    library.adapters.push_back({"fake-1", 1, 2, {{2, HBA_PORTSTATE_ONLINE}}});
+    EXPECT_THAT(build(), IsEmpty());
+    for (int i = 0; i < 2; ++i) EXPECT_THAT(build(), ElementsAre(386, 1391));
+}
+
 TEST_F(FCEvents, AnEventIsRaisedBeforeTheAdapterIsClosed) {
     buildWith(HBA_PORTSTATE_ONLINE);
     std::size_t requestsAtClose = 0;

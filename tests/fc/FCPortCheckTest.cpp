@@ -63,6 +63,14 @@ TEST_F(FCRun, SkipsACacheAsFreshAsThreeSecondsInItsOwnWords) {
     EXPECT_TRUE(managerLogged("Cache was recently refreshed. skipping the current refresh cycle"));
 }
 
+TEST_F(FCRun, IsNotSkippedAfterABuildWithoutAdapters) {
+    library.adapters.clear();
+    manager.cacheBuild();
+    runUntil(99);
+    EXPECT_FALSE(managerLogged("Attempting to refresh Cache."));
+    EXPECT_GT(builds(), 1);
+}
+
 TEST_F(FCRun, WaitsForTheRefreshInterval) {
     setInterval("120");
     runUntil(99);
@@ -165,6 +173,13 @@ TEST_F(FCPortCheck, ReadsAnAdapterWhoseOpeningCountsAsFailed) {
     EXPECT_THAT(library.takeCalls(), ElementsAre("load", "open fake-0", "attributes 512", "port 512 0"));
     library.adapters[0].ports[0].state = HBA_PORTSTATE_OFFLINE;
     EXPECT_TRUE(manager.waitOnPortState());
+}
+
+TEST_F(FCPortCheck, ComparesWithTheLatestBuild) {
+    library.adapters[0].ports[0].state = HBA_PORTSTATE_OFFLINE;
+    manager.cacheBuild();
+    library.adapters[0].handle = 0x200;
+    EXPECT_FALSE(manager.waitOnPortState());
 }
 
 TEST_F(FCPortCheck, EndsAtTheFirstDifference) {

@@ -339,6 +339,16 @@ TEST_F(FCManager, ThePushRequestIsLoggedInItsOwnWords) {
     EXPECT_EQ(countLogged(host, "DEBUG FC_RM: FCRM requesting cache push"), 1);
 }
 
+TEST_F(FCManager, ABuildWithoutAdaptersLeavesThePushRequestToTheNextOne) {
+    EXPECT_FALSE(manager.isInventoryReady(8));
+    const std::vector<FakeHbaAdapter> all = std::exchange(library.adapters, {});
+    build();
+    EXPECT_FALSE(managerLogged("FCRM requesting cache push"));
+    library.adapters = all;
+    build();
+    EXPECT_TRUE(managerLogged("FCRM requesting cache push"));
+}
+
 // --- the stop ---
 
 // At each call of a build.

@@ -9,7 +9,6 @@
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
 #include "core/base/vokModules.h"
-#include "core/inventory/vokFactory.h"
 #include "daemon/vokdOptions.h"
 #include "platform/access/vokHostAccess.h"
 
@@ -66,12 +65,9 @@ void printSetting(std::ostream& out, const std::string& key, const std::string& 
 
 void printResources(std::ostream& out, const vokConfig& config) {
     std::vector<std::string> running;
-    std::vector<std::string> withoutManager;
     for (const vokModule& module : vokModules)
-        if (config.isResourceEnabled(module.id))
-            (vokFactory().createInstance(module.id) ? running : withoutManager).emplace_back(module.name);
+        if (config.isResourceEnabled(module.id)) running.emplace_back(module.name);
     out << "\nResources that run: " << (running.empty() ? "none" : joined(running)) << "\n";
-    if (!withoutManager.empty()) out << "Enabled, but not in this build: " << joined(withoutManager) << "\n";
 }
 
 std::vector<std::string> warnings() {

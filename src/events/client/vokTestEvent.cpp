@@ -9,7 +9,6 @@
 #include <string>
 
 #include "core/base/vokConfig.h"
-#include "core/base/vokLog.h"
 #include "core/base/vokModules.h"
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
@@ -21,12 +20,10 @@
 
 namespace {
 
-constexpr char module[] = "VOK_SERVER";
-
 // Types that the interface defines, although no event number has them.
 constexpr int typesWithoutOwner[] = {6, 7, 8};
 
-// The function that raises the test events of a type; null if this build has none.
+// The function that raises the test events of a type; null for a type without an owner.
 vokResource::TestEvent findRaiser(int type) {
     if (type == vokAgentEvent) return [](int id, const std::string&) { generateTestEvent(id); };
     for (const vokResource& resource : vokResources())
@@ -43,10 +40,6 @@ int eventIdFrom(const std::string& text) {
 
 }  // namespace
 
-bool vokTestEventHasRaiser(int type) {
-    return findRaiser(type) != nullptr;
-}
-
 vokTestEventRequest vokReadTestEventRequest(const std::string& text) {
     const std::size_t blank = text.find(' ');
     return {eventIdFrom(text.substr(0, blank)),
@@ -58,10 +51,6 @@ void sendTestEventWithEventId(char* payload) {
     const int type = getEventType(id);
     if (const vokResource::TestEvent raise = findRaiser(type)) {
         raise(id, location);
-    } else if (const vokEventOwner* const owner = vokFindEventOwner(type)) {
-        vokDeliveryRecord::note({vokDeliveryKind::invalid, "the agent has no manager for it"});
-        VOK_LOG_WARNING(module, "Test event %d belongs to the %s manager, which this agent does not have.",
-                        id, owner->name);
     } else if (std::find(std::begin(typesWithoutOwner), std::end(typesWithoutOwner), type) ==
                std::end(typesWithoutOwner)) {
         vokDeliveryRecord::note({vokDeliveryKind::invalid, "the agent does not know its number"});

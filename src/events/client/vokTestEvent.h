@@ -20,6 +20,3 @@ void sendTestEventWithEventId(char* payload);
 // The agent's own test event: which resources are enabled, and which of them are running. May take several
 // seconds for each resource.
 void generateTestEvent(int id);
-
-// True if test events of this type (see getEventType) can be raised.
-bool vokTestEventHasRaiser(int type);

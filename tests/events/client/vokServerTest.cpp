@@ -10,7 +10,6 @@
 #include <mutex>
 #include <thread>
 
-#include "core/inventory/vokResources.h"
 #include "events/EventsFixture.h"
 
 namespace vokServerTest {
@@ -162,14 +161,6 @@ TEST_F(vokServerTest, AClientThatAsksGetsWhatCameOfATestEventAlthoughItsStatusIs
     EXPECT_EQ(
         test("356"),
         response(0, 5, "the device can't be opened: No such file or directory; no IPMI driver is loaded"));
-}
-
-TEST_F(vokServerTest, AClientThatAsksGetsThatNoManagerOwnsItsTestEvent) {
-    vokBindResources(vokResourceTable());
-    startServer();
-    TestClient client(host, 1);
-    EXPECT_EQ(client.askWith(0x9C3E51D7, testEventCode, "383"),
-              response(0, 7, "the agent has no manager for it"));
 }
 
 TEST_F(vokServerTest, TheDeliveryOfOneRequestIsNotReportedForTheNext) {

@@ -1,5 +1,6 @@
 #include "rmc/vokJsonAggregator.h"
 
+#include <malloc.h>
 #include <cerrno>
 #include <memory>
 #include <string>
@@ -150,6 +151,8 @@ void vokJsonAggregator::createInventoryJsonString() {
     else
         sendJsonString(text);
     firstInventoryPushComplete = true;
+    // Until the next push, which may be a day away, the memory that this one took is of no use.
+    ::malloc_trim(0);
 }
 
 std::string vokJsonAggregator::getInventoryDocument() {

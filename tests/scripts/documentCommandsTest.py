@@ -46,6 +46,7 @@ BLOCKS = [
     ("docs/simhost.md", "  P KK A", SHOWN, "a form of digits"),
     ("docs/simhost.md", '"storageControllers"', SHOWN, "part of a description"),
     ("docs/simhost.md", '"raidControllers"', SHOWN, "part of a description"),
+    ("docs/simhost.md", '"fibreChannelAdapters"', SHOWN, "part of a description"),
     ("docs/vmtest.md", "scripts/vmtest", CHECKED, "boots a virtual machine: minutes"),
     ("docs/simhost.md", "vok-rmc run --guest", CHECKED, "needs a virtual machine"),
 ]

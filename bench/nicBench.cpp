@@ -12,7 +12,6 @@
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -214,7 +213,8 @@ private:
     static ssize_t readPipe(void* cookie, char* buffer, std::size_t size) {
         const auto& stream = *static_cast<Stream*>(cookie);
         const Watch watch(stream.host);
-        return ::read(::fileno(stream.pipe), buffer, size);
+        const std::size_t count = std::fread(buffer, 1, size, stream.pipe);
+        return count == 0 && std::ferror(stream.pipe) ? -1 : static_cast<ssize_t>(count);
     }
 
     std::map<FILE*, std::unique_ptr<Stream>> streams_;

@@ -21,9 +21,9 @@
 #include <memory>
 
 #include "ChildProcess.h"
+#include "LocationLibrary.h"
 #include "nic/NICResourceManager.h"
 #include "platform/access/vokRootedHostAccess.h"
-#include "platform/places/vokPhysLocPlatform.h"
 #include "platform/utils/platformCheck.h"
 #include "platform/utils/vokUtils.h"
 #include "platform/utils/vokVmwareOSInterface.h"
@@ -145,16 +145,6 @@ void layOut(const TemporaryDirectory& root, Size size) {
 
 // --- the measuring ---
 
-// The entry points that encode locations, like those of the manufacturer's library.
-int initRecord(vokPhysLocRecord* record, int) {
-    *record = {};
-    return 0;
-}
-physloc_rtn_t encodeRecord(vokPhysLocRecord* record, std::uint64_t* code) {
-    *code = static_cast<std::uint64_t>(record->type) << 56 | static_cast<std::uint64_t>(record->lastLevel);
-    return 0;
-}
-
 // The host's access, which measures the time of the commands from start to end, including the waits for their
 // output.
 class MeasuredHost : public vokRootedHostAccess {
@@ -187,10 +177,7 @@ public:
         return vokRootedHostAccess::closeCommand(stream.mapped()->pipe);
     }
     void* openLibrary(const std::string&, int) override { return this; }
-    void* librarySymbol(void*, const char* symbol) override {
-        return symbol == std::string(vokPhysLocInitSymbol) ? reinterpret_cast<void*>(initRecord)
-                                                           : reinterpret_cast<void*>(encodeRecord);
-    }
+    void* librarySymbol(void*, const char* symbol) override { return locationLibrary::symbol(symbol); }
     int closeLibrary(void*) override { return 0; }
     void systemLog(int, const std::string&) override {}
 

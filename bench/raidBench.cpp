@@ -22,7 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -33,6 +32,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "ProcessorTime.h"
 #include "RaidHost.h"
 #include "host/HostDescription.h"
 #include "megaraid/storelib/vokSASLSIEventBlocks.h"
@@ -86,12 +86,6 @@ constexpr struct Needed {
     {simhost::raidVolumeRecord, 0, 0, 0, 1},
     {simhost::raidVolumeDisks, 0, 0, 0, 2},  // for the size of blocks, for the members
 };
-
-double processorSeconds() {
-    timespec now{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 // --- the library ---
 

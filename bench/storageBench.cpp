@@ -22,7 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <deque>
 #include <fstream>
 #include <iterator>
@@ -32,6 +31,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "ProcessorTime.h"
 #include "host/HostDescription.h"
 #include "modules/pci/PciFunctions.h"
 #include "modules/pci/PciTree.h"
@@ -122,12 +122,6 @@ simhost::HostDescription describe(Size size) {
 void layOut(const std::string& root, const simhost::HostDescription& host) {
     simhost::layOutPciTree(root + "/sys", host.part<simhost::PciFunctions>().all);
     simhost::StorageTree(root, host).layOut();
-}
-
-double processorSeconds() {
-    timespec now{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
 // What the agent asks of its host.

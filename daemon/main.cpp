@@ -37,6 +37,7 @@
 #include "platform/utils/vokWorkFolders.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
+#include "storage/SASResourceManager.h"
 #include "storage/vokGenericStorageFactory.h"
 
 namespace {
@@ -149,6 +150,9 @@ int printInventory() {
         if (manager && vokConfig::getInstance()->isResourceEnabled(module.id)) manager->cacheBuild();
     }
     const std::string document = vokJsonAggregator::getInstance()->getInventoryDocument();
+    // The build has registered for the events of RAID controllers. None may come when what it needs is gone.
+    if (vokConfig::getInstance()->isResourceEnabled(STORAGE_CONTROLLERS))
+        SASResourceManager::getInstance()->processResourceManagerStop();
     releasePlatformTables();
     if (vokdSignalDuringStart() != 0) return vokdOptions::graceful;
     if (document.empty()) {

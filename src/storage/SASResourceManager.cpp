@@ -207,7 +207,7 @@ bool SASResourceManager::isControllerModelSupported(unsigned int chipset, unsign
 // --- the loop ---
 
 bool SASResourceManager::wasStarted() {
-    return std::exchange(inited, true);
+    return inited.exchange(true);
 }
 
 long SASResourceManager::wakeInterval(long refreshSeconds) {
@@ -331,7 +331,10 @@ void SASResourceManager::stopResourceManagerJob() {
         VOK_LOG_WARNING(tag, "Wait for resource manager stop completed with %d.", result);
         return;
     }
+    const bool isLeft =
+        inited && !condSignal;  // the loop has ended by itself, when the clock could not be read
     lock.unlock();
+    if (isLeft) processResourceManagerStop();
     VOK_LOG_DEBUG(tag, "Resource manager stopped.");
 }
 

@@ -95,7 +95,7 @@ private:
     static std::atomic<time_t> lastPollTime;
     static bool condSignal;  // the factories have been shut down; under cmutex
 
-    bool inited = false;  // of the manager's thread
+    std::atomic<bool> inited{false};  // the manager's thread has come
 
     vokRecords<vokStorageControllerInfo> controllers{recordStores};
     vokRecords<vokDiskInfo> physicalDrives{recordStores};

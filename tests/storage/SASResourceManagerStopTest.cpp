@@ -94,8 +94,10 @@ TEST_F(StorageManager, TheStopDoesNotWaitForAManagerThatHasNotBeenEntered) {
 
 TEST_F(StorageManager, TheStopDoesNotWaitForAThreadThatHasEnded) {
     run([](int) { return true; });
+    calls.take();
     manager.stopResourceManagerJob();
     EXPECT_THAT(clock.steadilyWaitedSeconds(), IsEmpty());
+    EXPECT_THAT(calls.take(), ElementsAre("shutdownFactory")) << "by the stop itself";
     EXPECT_TRUE(managerLogged("Resource manager stopped."));
 }
 

@@ -2,6 +2,7 @@
 #include <csignal>
 
 #include "system/SimulatedSystem.h"
+#include "system/StorageSystem.h"
 
 namespace PrintInventoryTest {
 namespace {
@@ -37,6 +38,17 @@ TEST_F(PrintInventory, IsRefusedWhileAnAgentUsesTheHostsWorkingFiles) {
     ASSERT_EQ(waitFor("inventory", 1), 0);
     EXPECT_EQ(runAgent({"--print-inventory"}).status, 4);
     EXPECT_EQ(stopAgent(), 0);
+}
+
+class PrintStorage : public StorageSystem {};
+
+TEST_F(PrintStorage, EndsTheRegistrationForTheEventsOfRaidControllers) {
+    ASSERT_NO_FATAL_FAILURE(startHostOfStorage(storageSettings(), "rack-node"));
+    EXPECT_EQ(runAgent({"--print-inventory"}).status, 0);
+    const Json::Value library = hostState()["raidLibrary"];
+    EXPECT_EQ(library["commands"]["register"].asInt(), 1);
+    EXPECT_EQ(library["commands"]["unregister"].asInt(), 1);
+    EXPECT_EQ(library["registrations"].size(), 0u);
 }
 
 }  // namespace

@@ -388,9 +388,9 @@ protected:
     }
     void letItBeNamed() {
         clock.pass(40);
-        ASSERT_TRUE(waitForLog("WATCH: Still not ended after 4"));
-        EXPECT_EQ(timesLogged("WATCH: Still not ended"), 1);
-        EXPECT_EQ(timesLogged(" s: library call physical disk list"), 1) << agentLog();
+        // A command of another manager that runs in this moment is named too.
+        ASSERT_TRUE(waitForLog(" s: library call physical disk list"));
+        EXPECT_EQ(timesLogged(" s: library call "), 1) << agentLog();
     }
 
     SetClock clock{directory.path()};

@@ -1,5 +1,6 @@
 #include "megaraid/storelib/vokSASLSIEvent.h"
 
+#include <cxxabi.h>
 #include <algorithm>
 #include <exception>
 #include <iterator>
@@ -261,6 +262,8 @@ std::uint32_t vokSASLSIEvent::AENCallBack(_SL_EVENT_DETAIL_T* event) {
     if (!entry.isOpen() || status != vokStoreLibSuccess) return status;
     try {
         events->handle(reader);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // the library cancels its thread, which must not be prevented
     } catch (const std::exception& failure) {
         logLostEvent(reader, failure.what());
     } catch (...) {

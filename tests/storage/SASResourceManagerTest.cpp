@@ -399,15 +399,16 @@ TEST_F(StorageManager, ABuildBeforeTheStartDoesNotKeepItFromStarting) {
 // --- requests ---
 
 TEST_F(StorageManager, ARequestForABuildIsServedAtOnce) {
-    bool once = true;
+    std::thread requester;
     run([&](int) {
         // The waiter's mutex is held, so the request comes from another thread while this one waits.
-        if (std::exchange(once, false)) {
-            std::thread([] { SASResourceManager::invalidateInventoryCache(); }).detach();
+        if (!requester.joinable()) {
+            requester = std::thread([] { SASResourceManager::invalidateInventoryCache(); });
             return false;
         }
         return builds() == 2;
     });
+    requester.join();
     EXPECT_EQ(builds(), 2);
     EXPECT_TRUE(managerLogged("Invalidating inventory cache."));
     EXPECT_TRUE(managerLogged("Inventory cache invalidated."));

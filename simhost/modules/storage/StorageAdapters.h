@@ -10,7 +10,7 @@ namespace simhost {
 // The port of a Fibre Channel adapter: a block of `localcli storage san fc list`.
 struct FibreChannelPort {
     std::string portId = "000000";  // while it is online; otherwise none is shown, and no speed
-    std::string nodeName;  // "20:00:00:90:fa:7c:41:d0"
+    std::string nodeName;           // "20:00:00:90:fa:7c:41:d0"
     std::string portName;
     std::string speed;
     std::string portType = "NPort";

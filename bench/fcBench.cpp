@@ -229,7 +229,7 @@ public:
         std::fclose(file);
         return 0;
     }
-    // The ids of a function, all of which are the same.
+    // Answers the queries for PCI ids. All functions have the same ids.
     FILE* openCommand(const std::string& command) override {
         const bool isSubsystem = command.find("'SubVendor ID:") != std::string::npos;
         const bool isFunction = command.find("'Vendor ID:") != std::string::npos;

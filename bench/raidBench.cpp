@@ -1,5 +1,5 @@
 // The cost of the inventory of RAID controllers per disk: on hosts with 16 and 256 disks behind one
-// controller, and with 256 behind each of eight, with a volume for each four disks.
+// controller, and with 256 behind each of eight controllers. Four disks share a volume.
 //
 // The vendor's library answers in this process. Counted is the processor time of the agent, without that of
 // the answers, and the library's commands.
@@ -328,7 +328,7 @@ double microsecondsPerDisk(double seconds) {
     return seconds * 1e6 / disksOfSample;
 }
 
-// What a build takes besides its refreshes, of which there is one for each controller.
+// The time of a build without its refreshes. It makes one refresh for each controller.
 double restOf(std::size_t i) {
     return best[i].build.seconds - sizes[i].controllers * best[i].refresh.seconds;
 }

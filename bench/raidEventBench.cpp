@@ -2,7 +2,7 @@
 // memory of the agent meanwhile: the real vokd on a simulated host with the stand-in of the vendor's library,
 // and vok-rmc as its controller.
 //
-// The time is from the entry of the agent's callback to the arrival of the chunk behind the host's device
+// The time begins when the agent's callback is entered and ends when the chunk has left the host's device
 // node. The callback is noted by a library before the stand-in (raidTimedLibrary.cpp), the chunk by a relay
 // between the host and vok-rmc, both by the steady clock of the machine. In between are the refresh of what
 // the event is about, the analysis of the event, the agent's delivery, and the simulated driver.

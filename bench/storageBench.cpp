@@ -133,7 +133,7 @@ struct Requests {
     double answerSeconds = 0;
 };
 
-// The hosts of one size, of which one at a time is that of the agent.
+// All hosts of one size. The agent runs on one of them at a time.
 class MeasuredHosts : public vokKernelHostAccess {
 public:
     void add(const std::string& root, const simhost::HostDescription& description) {

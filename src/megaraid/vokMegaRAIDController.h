@@ -46,7 +46,7 @@ public:
     virtual void setDeviceDetected(bool detected);
 
     std::uint32_t getControllerId() const { return controllerId; }
-    // Fills a disk from what the library tells of it.
+    // Fills a disk from the record of the library's cache.
     void discoverPhysicalDiskAttributes(vokDiskInfo& disk, const PD_INFO& info);
     // Raise an event if the change asks for one. True if one went out.
     bool generateEventOnStatusChange(vokDiskInfo* current, vokDiskInfo* previous);

@@ -43,7 +43,7 @@ std::vector<HBAAdapter>& adaptertable();
 template <typename Result, typename... Parameters>
 Result callVendor(const HBALibrary& library, const char* name, Result (*handler)(Parameters...),
                   Parameters... arguments) {
-    char description[128];  // tells which vendor's call hangs
+    char description[128];  // names the vendor in the report of a call that hangs
     std::snprintf(description, sizeof(description), "%s of %s", name, library.listed.name);
     const vokLongOperation operation(vokOperationKind::libraryCall, description);
     return handler(arguments...);

@@ -1,5 +1,5 @@
 // The event record of a RAID controller's firmware, as the vendor's library reports it: the fields that are
-// read, and the tables that tell what they mean. Looks at nothing but the record.
+// read, and the tables of their meanings. Uses only the record.
 #pragma once
 
 #include <array>

@@ -14,6 +14,7 @@ LONGEST_FILE = 600
 FLOORS = """
 platform/access
 core/base
+core/status
 platform/firmware
 platform/utils
 platform/places

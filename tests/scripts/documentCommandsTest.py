@@ -29,6 +29,7 @@ BLOCKS = [
     ("README.md", "scripts/demo", CHECKED, "installs packages and builds: minutes"),
     ("README.md", "1. A simulated host", SCENES, "output"),
     ("README.md", "3. The agent starts", SCENES, "output"),
+    ("README.md", "scripts/package", CHECKED, "builds packages and a Debian: minutes"),
     ("README.md", "vokd ", CHECKED, "acts on the machine itself, as root"),
     ("README.md", "src/ ", SHOWN, "the folders"),
     ("CONTRIBUTING.md", "scripts/setup", CHECKED, "installs packages and builds: minutes"),

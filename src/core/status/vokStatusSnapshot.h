@@ -1,5 +1,5 @@
 // The state of the agent as a reader sees it, from the status record that the agent keeps in
-// /opt/mev/vok/data/vokStatus.bin. The agent need not answer, nor run: the record outlives it.
+// /var/run/vokStatus.bin. The agent need not answer, nor run: the record outlives it, up to the next boot.
 #pragma once
 
 #include <cstdint>

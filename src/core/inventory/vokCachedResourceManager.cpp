@@ -1,11 +1,15 @@
 #include "core/inventory/vokCachedResourceManager.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
+#include "core/base/vokModules.h"
+#include "core/inventory/vokBuildAccount.h"
 #include "core/inventory/vokPushRequest.h"
+#include "core/status/vokStatusRecord.h"
 #include "platform/access/vokHostAccess.h"
 
 namespace {
@@ -40,6 +44,7 @@ private:
 vokCachedResourceManager::vokCachedResourceManager(const vokManagerTraits& traits,
                                                    std::atomic<bool>& stopFlag)
     : traits_(traits),
+      classId_(traits.moduleName ? vokFindModuleId(traits.moduleName) : -1),
       currentInventory(std::make_shared<vokInventorySet>()),
       previousInventory(currentInventory),
       stop_(stopFlag) {}
@@ -71,6 +76,7 @@ bool vokCachedResourceManager::beginRun() {
 
 void vokCachedResourceManager::endRun() {
     tearDown();
+    vokNoteNextBuild(classId_, 0);
     const std::lock_guard<std::mutex> lock(cmutex);
     active_ = false;
     runEnded.notify_all();
@@ -104,6 +110,7 @@ void vokCachedResourceManager::runLoop() {
                     return;
                 }
             }
+            vokNoteNextBuild(classId_, plannedBuild(refreshSeconds));
             const vokWaitResult result = vokWaitUntil(cond, lock, deadline_);
             resumes = result == vokWaitResult::signalled && workWanted;
             if (result == vokWaitResult::timedOut) decideRefresh(refreshSeconds);
@@ -119,6 +126,10 @@ void vokCachedResourceManager::runLoop() {
         }
         lock.lock();
     }
+}
+
+time_t vokCachedResourceManager::plannedBuild(long refreshSeconds) const {
+    return std::max<time_t>(deadline_.end().tv_sec, lastRefreshTime + refreshSeconds);
 }
 
 void vokCachedResourceManager::decideRefresh(long refreshSeconds) {
@@ -141,7 +152,9 @@ void vokCachedResourceManager::cacheBuild() {
     const std::lock_guard<std::mutex> builder(buildLock);
     if (vokHostAccess().stopPhase() != vokStopPhase::none) return;
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.buildText);
+    const vokBuildAccount account(classId_);
     gathered result;
+    std::shared_ptr<const vokInventorySet> built;
     {
         const std::lock_guard<std::mutex> lock(mlock);
         _cacheBuildInProgress = true;
@@ -150,6 +163,7 @@ void vokCachedResourceManager::cacheBuild() {
         result = gather();
         if (result == gathered::cutShort || vokHostAccess().stopPhase() == vokStopPhase::withoutCommands) {
             _cacheBuildInProgress = false;
+            account.cutShort();
             VOK_LOG_INFO(traits_.tag, "The stop has cut the build short; the previous inventory stays.");
             return;
         }
@@ -162,13 +176,16 @@ void vokCachedResourceManager::cacheBuild() {
         _cacheBuildInProgress = false;
         if (result == gathered::complete) lastRefreshTime = vokWallClockSeconds();
         ++builds_;
+        built = currentInventory;
     }
     if (result == gathered::abandoned) {
         cacheReady = true;
+        account.end(vokWallClockSeconds(), *built);
         return;
     }
     afterBuild();
     cacheReady = true;
+    account.end(lastRefreshTime, *built);
     if (takePushRequests()) {
         VOK_LOG_DEBUG(traits_.tag, "%s", traits_.pushText);
         vokRequestPush();

@@ -118,6 +118,7 @@ protected:
     bool isActive() const { return active_; }
 
     const vokManagerTraits& traits_;
+    const int classId_;                         // of vokModules.h; -1: it has none
     std::vector<vokRecordStore*> recordStores;  // in the order in which the record members are constructed
 
     std::shared_ptr<const vokInventorySet> currentInventory;   // under mlock
@@ -164,6 +165,8 @@ private:
     void endRun();
     bool isFresh();
     void runLoop();
+    // For the status record: when the loop builds next, by the clock. cmutex is held.
+    time_t plannedBuild(long refreshSeconds) const;
     // After a wait that has timed out; cmutex is held.
     void decideRefresh(long refreshSeconds);
     Snapshot takeSnapshot();

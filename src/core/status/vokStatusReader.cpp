@@ -7,6 +7,7 @@
 
 #include "core/base/vokModules.h"
 #include "core/status/vokOwnFile.h"
+#include "core/status/vokStatusFile.h"
 #include "core/status/vokStatusLayout.h"
 #include "platform/access/vokHostAccess.h"
 
@@ -237,4 +238,15 @@ std::optional<vokStatusSnapshot> vokAssembleStatus(const vokReadRecord& read, st
         return std::nullopt;
     }
     return snapshotOf(*record);
+}
+
+std::optional<vokStatusSnapshot> vokReadStatus(std::string& reason) {
+    const vokOwnedDescriptor file = vokOpenStatusFile(reason);
+    if (!file) return std::nullopt;
+    const auto read = [&file](void* bytes, std::size_t size) {
+        return vokReadAll(file.get(), bytes, size, 0);
+    };
+    std::optional<vokStatusSnapshot> status = vokAssembleStatus(read, reason);
+    if (status) status->isRunning = vokIsStatusHeld(file.get());
+    return status;
 }

@@ -41,7 +41,8 @@ std::vector<vokSectionStatus> sectionsOf(const vokResource& resource,
     const auto add = [&](std::size_t index, const char* key) {
         if (index < inventories.size()) sections.push_back(sectionOf(key, inventories[index]));
     };
-    if (resource.key && resource.form == vokSectionForm::array) add(0, resource.key);
+    const bool hasTypes = resource.types[0].key != nullptr;
+    if (!hasTypes && resource.key && resource.form == vokSectionForm::array) add(0, resource.key);
     for (const vokTypedSection& section : resource.types)
         if (section.key) add(static_cast<std::size_t>(section.type) - 1, section.key);
     return sections;

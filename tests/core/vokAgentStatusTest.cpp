@@ -19,7 +19,7 @@ class AgentStatus : public testing::Test {
 protected:
     AgentStatus() {
         logEverything(host, R"("EnableResources": ["EthernetDevices", "HostOSInfo"],
-                               "PushInventoryFrequencyInMinutes": "30", "DoorBellSleepIntervalInMinutes": "10")");
+                               "PushInventoryFrequencyInMinutes": "30", "IPMIDoorBellMonitorInterval": "20")");
         host.root.writeFile("/var/run/keep", "");
     }
     static vokStatusSnapshot status() {
@@ -39,7 +39,7 @@ TEST_F(AgentStatus, AStartNamesTheVersionTheProcessAndTheClassesOfTheBuild) {
     EXPECT_EQ(read.start, 1700000000);
     EXPECT_EQ(read.stop, 0);
     EXPECT_EQ(read.pushSeconds, 1800u);
-    EXPECT_EQ(read.doorBellSeconds, 600u);
+    EXPECT_EQ(read.doorBellSeconds, 1200u);
     ASSERT_THAT(read.classes, SizeIs(4));
     EXPECT_EQ(read.classes[0].name, "FibreChannelDevices");
     EXPECT_FALSE(read.classes[0].enabled);

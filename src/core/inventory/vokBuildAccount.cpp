@@ -34,15 +34,16 @@ vokSectionStatus sectionOf(const char* key, const std::vector<Json::Value>& docu
     return section;
 }
 
-// A section that is one object has no Status: it is left out.
+// As the document has them: the key of the class counts only where its inventories have none. A section that is
+// one object has no Status, and is left out.
 std::vector<vokSectionStatus> sectionsOf(const vokResource& resource,
                                          const std::vector<std::vector<Json::Value>>& inventories) {
     std::vector<vokSectionStatus> sections;
     const auto add = [&](std::size_t index, const char* key) {
         if (index < inventories.size()) sections.push_back(sectionOf(key, inventories[index]));
     };
-    const bool hasTypes = resource.types[0].key != nullptr;
-    if (!hasTypes && resource.key && resource.form == vokSectionForm::array) add(0, resource.key);
+    const bool isTyped = resource.types[0].key != nullptr;
+    if (!isTyped && resource.key && resource.form == vokSectionForm::array) add(0, resource.key);
     for (const vokTypedSection& section : resource.types)
         if (section.key) add(static_cast<std::size_t>(section.type) - 1, section.key);
     return sections;

@@ -143,7 +143,7 @@ protected:
     //   it calls isInventoryReady(), which takes no lock of the manager.
     // - ipmi::IPMIUtils::mlock: for a whole remote command. Events are delivered on a thread that the
     //   raising thread joins, so the former's locks count as the latter's.
-    // - The lock of the watch in vokLongOperation.cpp, then the logger's.
+    // - The lock of the watch in vokLongOperation.cpp, that of the history, then the logger's.
     //
     // A reader only tries mlock, and so never waits for a build.
     std::mutex buildLock;

@@ -34,8 +34,8 @@ vokSectionStatus sectionOf(const char* key, const std::vector<Json::Value>& docu
     return section;
 }
 
-// As the document has them: the key of the class counts only where its inventories have none. A section that is
-// one object has no Status, and is left out.
+// As the document has them: the key of the class counts only where its inventories have none. A section that
+// is one object has no Status, and is left out.
 std::vector<vokSectionStatus> sectionsOf(const vokResource& resource,
                                          const std::vector<std::vector<Json::Value>>& inventories) {
     std::vector<vokSectionStatus> sections;
@@ -55,16 +55,21 @@ vokBuildAccount::vokBuildAccount(int classId) : classId_(classId), scope_(classI
     vokNoteBuildBegin(classId_, vokWallClockSeconds());
 }
 
-void vokBuildAccount::end(time_t now, const std::vector<std::vector<Json::Value>>& inventories) const {
+void vokBuildAccount::end(time_t now) const {
     vokBuildResult result;
     result.end = now;
     result.milliseconds = stopwatch_.milliseconds();
-    for (const std::vector<Json::Value>& documents : inventories) result.records += documents.size();
-    if (const vokResource* const resource = vokResources().find(classId_))
-        result.sections = sectionsOf(*resource, inventories);
     vokNoteBuildEnd(classId_, result);
 }
 
 void vokBuildAccount::cutShort() const {
     vokNoteBuildCutShort(classId_);
+}
+
+void vokAccountForInventory(int classId, const std::vector<std::vector<Json::Value>>& inventories) {
+    const vokResource* const resource = vokResources().find(classId);
+    std::size_t records = 0;
+    for (const std::vector<Json::Value>& documents : inventories) records += documents.size();
+    vokNoteInventory(classId, records,
+                     resource ? sectionsOf(*resource, inventories) : std::vector<vokSectionStatus>());
 }

@@ -15,8 +15,8 @@ public:
     // `classId` is that of vokModules.h, or -1 for a class that has none; that is not recorded.
     explicit vokBuildAccount(int classId);
 
-    // The build has ended at `now` with these documents, a list for each type.
-    void end(time_t now, const std::vector<std::vector<Json::Value>>& inventories) const;
+    // The build has ended at `now`.
+    void end(time_t now) const;
     // It has been cut short, and the inventory before it stays.
     void cutShort() const;
 
@@ -25,3 +25,6 @@ private:
     const vokWorkScope scope_;
     const vokStopwatch stopwatch_;
 };
+
+// The class has these documents from now on, a list for each type. Its `mlock` is held.
+void vokAccountForInventory(int classId, const std::vector<std::vector<Json::Value>>& inventories);

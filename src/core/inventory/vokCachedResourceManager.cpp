@@ -154,7 +154,6 @@ void vokCachedResourceManager::cacheBuild() {
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.buildText);
     const vokBuildAccount account(classId_);
     gathered result;
-    std::shared_ptr<const vokInventorySet> built;
     {
         const std::lock_guard<std::mutex> lock(mlock);
         _cacheBuildInProgress = true;
@@ -176,16 +175,15 @@ void vokCachedResourceManager::cacheBuild() {
         _cacheBuildInProgress = false;
         if (result == gathered::complete) lastRefreshTime = vokWallClockSeconds();
         ++builds_;
-        built = currentInventory;
     }
     if (result == gathered::abandoned) {
         cacheReady = true;
-        account.end(vokWallClockSeconds(), *built);
+        account.end(vokWallClockSeconds());
         return;
     }
     afterBuild();
     cacheReady = true;
-    account.end(lastRefreshTime, *built);
+    account.end(lastRefreshTime);
     if (takePushRequests()) {
         VOK_LOG_DEBUG(traits_.tag, "%s", traits_.pushText);
         vokRequestPush();
@@ -210,6 +208,7 @@ void vokCachedResourceManager::setInventory(std::vector<Json::Value> documents) 
 }
 
 void vokCachedResourceManager::setInventories(vokInventorySet inventories) {
+    vokAccountForInventory(classId_, inventories);
     currentInventory = std::make_shared<const vokInventorySet>(std::move(inventories));
 }
 

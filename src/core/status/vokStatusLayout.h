@@ -40,9 +40,15 @@ struct Section {
 template <typename Word>
 struct Build {
     Word sequence;
-    Word isReady, isBuilding, records;
+    Word isReady, isBuilding;
     Word lastEnd, lastDuration, begin, builds;
-    Word sectionCount;
+};
+
+// Of the current inventory, which also changes between two builds.
+template <typename Word>
+struct Inventory {
+    Word sequence;
+    Word records, sectionCount;
     Section<Word> section[sections];
 };
 
@@ -51,6 +57,7 @@ struct Class {
     Word isPresent, isEnabled;
     Word failedCommands, nextBuild;
     Build<Word> build;
+    Inventory<Word> inventory;
 };
 
 template <typename Word>
@@ -105,13 +112,14 @@ using Copy = Record<std::uint64_t>;
 static_assert(sizeof(Shared) == sizeof(Copy));
 
 static_assert(sizeof(Section<std::uint64_t>) == 72);
-static_assert(sizeof(Build<std::uint64_t>) == 360);
-static_assert(sizeof(Class<std::uint64_t>) == 392);
+static_assert(sizeof(Build<std::uint64_t>) == 56);
+static_assert(sizeof(Inventory<std::uint64_t>) == 312);
+static_assert(sizeof(Class<std::uint64_t>) == 400);
 static_assert(sizeof(Push<std::uint64_t>) == 272);
 static_assert(sizeof(DoorBell<std::uint64_t>) == 48);
 static_assert(sizeof(Event<std::uint64_t>) == 56);
 static_assert(sizeof(Operation<std::uint64_t>) == 224);
 static_assert(offsetof(Copy, push) == 112);
-static_assert(sizeof(Copy) == 112 + 272 + 48 + 8 * 392 + 64 * 56 + 64 * 224);
+static_assert(sizeof(Copy) == 112 + 272 + 48 + 8 * 400 + 64 * 56 + 64 * 224);
 
 }  // namespace vokStatusLayout

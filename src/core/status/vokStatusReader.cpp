@@ -30,10 +30,12 @@ struct GroupPlace {
 
 std::vector<GroupPlace> groupPlaces() {
     std::vector<GroupPlace> places{{offsetof(layout::Copy, push), sizeof(layout::Push<Word>)}};
-    for (std::size_t i = 0; i < layout::classes; ++i)
-        places.push_back({offsetof(layout::Copy, classes) + i * sizeof(layout::Class<Word>) +
-                              offsetof(layout::Class<Word>, build),
-                          sizeof(layout::Build<Word>)});
+    for (std::size_t i = 0; i < layout::classes; ++i) {
+        const std::size_t offset = offsetof(layout::Copy, classes) + i * sizeof(layout::Class<Word>);
+        places.push_back({offset + offsetof(layout::Class<Word>, build), sizeof(layout::Build<Word>)});
+        places.push_back(
+            {offset + offsetof(layout::Class<Word>, inventory), sizeof(layout::Inventory<Word>)});
+    }
     for (std::size_t i = 0; i < layout::operations; ++i)
         places.push_back({offsetof(layout::Copy, operations) + i * sizeof(layout::Operation<Word>),
                           sizeof(layout::Operation<Word>)});
@@ -115,21 +117,22 @@ vokSectionStatus sectionOf(const layout::Section<Word>& section) {
 
 vokClassStatus classOf(int id, const layout::Class<Word>& source) {
     const layout::Build<Word>& build = source.build;
+    const layout::Inventory<Word>& inventory = source.inventory;
     vokClassStatus status;
     status.id = id;
     status.name = vokFindModule(id)->name;
     status.enabled = source.isEnabled != 0;
     status.ready = build.isReady != 0;
     status.isBuilding = build.isBuilding != 0;
-    status.records = build.records;
+    status.records = inventory.records;
     status.lastBuildEnd = timeOf(build.lastEnd);
     status.lastBuildDuration = build.lastDuration;
     status.buildBegin = status.isBuilding ? timeOf(build.begin) : 0;
     status.nextBuild = timeOf(source.nextBuild);
     status.builds = build.builds;
     status.failedCommands = source.failedCommands;
-    const auto sections = static_cast<std::size_t>(std::min<Word>(build.sectionCount, layout::sections));
-    for (std::size_t i = 0; i < sections; ++i) status.sections.push_back(sectionOf(build.section[i]));
+    const auto sections = static_cast<std::size_t>(std::min<Word>(inventory.sectionCount, layout::sections));
+    for (std::size_t i = 0; i < sections; ++i) status.sections.push_back(sectionOf(inventory.section[i]));
     return status;
 }
 

@@ -140,21 +140,28 @@ void vokNoteBuildEnd(int classId, const vokBuildResult& result) {
     if (!write) return;
     set(build.isReady, std::uint64_t{1});
     set(build.isBuilding, std::uint64_t{0});
-    set(build.records, std::uint64_t{result.records});
     set(build.lastEnd, result.end);
     set(build.lastDuration, result.milliseconds);
     increment(build.builds);
-    const std::size_t count = std::min(result.sections.size(), layout::sections);
-    set(build.sectionCount, std::uint64_t{count});
+}
+
+void vokNoteInventory(int classId, std::size_t records, const std::vector<vokSectionStatus>& sections) {
+    layout::Class<Word>* const noted = classOf(classId);
+    if (!noted) return;
+    layout::Inventory<Word>& inventory = noted->inventory;
+    const GroupWrite write(inventory.sequence);
+    if (!write) return;
+    set(inventory.records, std::uint64_t{records});
+    const std::size_t count = std::min(sections.size(), layout::sections);
+    set(inventory.sectionCount, std::uint64_t{count});
     for (std::size_t i = 0; i < count; ++i) {
-        layout::Section<Word>& section = build.section[i];
-        const vokSectionStatus& source = result.sections[i];
-        set(section.name, source.name.c_str());
-        set(section.ok, source.ok);
-        set(section.warning, source.warning);
-        set(section.critical, source.critical);
-        set(section.unknown, source.unknown);
-        set(section.linkDown, source.linkDown);
+        layout::Section<Word>& section = inventory.section[i];
+        set(section.name, sections[i].name.c_str());
+        set(section.ok, sections[i].ok);
+        set(section.warning, sections[i].warning);
+        set(section.critical, sections[i].critical);
+        set(section.unknown, sections[i].unknown);
+        set(section.linkDown, sections[i].linkDown);
     }
 }
 

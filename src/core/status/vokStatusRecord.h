@@ -30,8 +30,6 @@ struct vokStatusStart {
 struct vokBuildResult {
     time_t end = 0;
     std::uint64_t milliseconds = 0;
-    std::size_t records = 0;
-    std::vector<vokSectionStatus> sections;
 };
 
 struct vokPushResult {
@@ -55,6 +53,8 @@ void vokNoteStop(time_t now);
 void vokNoteBuildBegin(int classId, time_t now);
 void vokNoteBuildEnd(int classId, const vokBuildResult& result);
 void vokNoteBuildCutShort(int classId);
+// The current inventory is another one. One thread at a time calls it for a class.
+void vokNoteInventory(int classId, std::size_t records, const std::vector<vokSectionStatus>& sections);
 void vokNoteNextBuild(int classId, time_t next);  // 0: none is planned
 void vokNoteFailedCommand(int classId);           // -1: of no class, and left out
 

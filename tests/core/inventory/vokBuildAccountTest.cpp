@@ -94,11 +94,11 @@ TEST_F(BuildAccount, ACommandThatFailsWithinABuildIsCountedToItsClass) {
 
 TEST_F(BuildAccount, RecordsAreCountedBySectionAndHealth) {
     const vokBuildAccount account(2);
-    account.end(5,
-                {{document("Running", "OK"), document("Running", "Critical")},
-                 {document("Online", "OK"), document("Linkdown", "Warning"), document("Linkdown", "Unknown"),
-                  Json::Value("no object"), Json::Value(Json::objectValue)},
-                 {}});
+    vokAccountForInventory(
+        2, {{document("Running", "OK"), document("Running", "Critical")},
+            {document("Online", "OK"), document("Linkdown", "Warning"), document("Linkdown", "Unknown"),
+             Json::Value("no object"), Json::Value(Json::objectValue)},
+            {}});
     const auto sections = statusOf(2).sections;
     ASSERT_THAT(sections, SizeIs(3));
     EXPECT_EQ(sections[0].name, "StorageControllers");
@@ -112,6 +112,16 @@ TEST_F(BuildAccount, RecordsAreCountedBySectionAndHealth) {
     EXPECT_EQ(sections[2].name, "Volumes");
     EXPECT_EQ(sections[2].ok + sections[2].warning + sections[2].critical + sections[2].unknown, 0u);
     EXPECT_EQ(statusOf(2).records, 7u);
+}
+
+TEST_F(BuildAccount, AnInventoryThatChangesBetweenTwoBuildsIsNoted) {
+    SampleManager manager;
+    manager.cacheBuild();
+    EXPECT_EQ(statusOf(3).records, 1u);
+    manager.records = {1, 2};
+    manager.createJsonStringUsingJsonCpp();
+    EXPECT_EQ(statusOf(3).records, 2u);
+    EXPECT_EQ(statusOf(3).builds, 1u);
 }
 
 TEST_F(BuildAccount, TheNextBuildIsPlannedWhileTheLoopWaits) {

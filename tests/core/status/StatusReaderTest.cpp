@@ -37,7 +37,7 @@ protected:
             },
             reason);
     }
-    vokStatusLayout::Build<std::uint64_t>& build() { return record->classes[3].build; }
+    vokStatusLayout::Inventory<std::uint64_t>& inventory() { return record->classes[3].inventory; }
 
     std::unique_ptr<Copy> record = std::make_unique<Copy>();
     std::size_t size = sizeof(Copy);
@@ -69,11 +69,11 @@ TEST_F(StatusReader, AFileThatIsTooShortIsRefused) {
 }
 
 TEST_F(StatusReader, AGroupThatIsWrittenMeanwhileIsReadAgain) {
-    build().records = 1;
+    inventory().records = 1;
     const auto status = read([this](int copy) {
-        if (copy == 2) build().sequence = 1;
-        if (copy == 2) build().records = 2;
-        if (copy == 3) build().sequence = 2;
+        if (copy == 2) inventory().sequence = 1;
+        if (copy == 2) inventory().records = 2;
+        if (copy == 3) inventory().sequence = 2;
     });
     ASSERT_TRUE(status);
     EXPECT_EQ(status->classes[0].records, 2u);
@@ -81,11 +81,11 @@ TEST_F(StatusReader, AGroupThatIsWrittenMeanwhileIsReadAgain) {
 }
 
 TEST_F(StatusReader, AGroupWhoseWriteEndsBetweenTheCopiesIsReadAgain) {
-    build().sequence = 1;
-    build().records = 1;
+    inventory().sequence = 1;
+    inventory().records = 1;
     const auto status = read([this](int copy) {
-        if (copy == 3) build().sequence = 2;
-        if (copy == 4) build().records = 2;
+        if (copy == 3) inventory().sequence = 2;
+        if (copy == 4) inventory().records = 2;
     });
     ASSERT_TRUE(status);
     EXPECT_EQ(status->classes[0].records, 2u);
@@ -94,11 +94,11 @@ TEST_F(StatusReader, AGroupWhoseWriteEndsBetweenTheCopiesIsReadAgain) {
 TEST_F(StatusReader, AGroupThatWasWholeStaysAsItWasThen) {
     record->push.sequence = 1;
     record->push.bytes = 10;
-    build().records = 1;
+    inventory().records = 1;
     const auto status = read([this](int copy) {
         if (copy < 4) return;
-        build().sequence = 1;
-        build().records = 2;
+        inventory().sequence = 1;
+        inventory().records = 2;
         record->push.sequence = 2;
         record->push.bytes = 11;
     });
@@ -108,8 +108,8 @@ TEST_F(StatusReader, AGroupThatWasWholeStaysAsItWasThen) {
 }
 
 TEST_F(StatusReader, AGroupWhoseWriterWasKilledIsGivenAsItIsAfterTwentyAttempts) {
-    build().sequence = 7;
-    build().records = 5;
+    inventory().sequence = 7;
+    inventory().records = 5;
     const auto status = read();
     ASSERT_TRUE(status);
     EXPECT_EQ(status->classes[0].records, 5u);
@@ -119,7 +119,7 @@ TEST_F(StatusReader, AGroupWhoseWriterWasKilledIsGivenAsItIsAfterTwentyAttempts)
 TEST_F(StatusReader, ValuesOutOfTheirRangeAreClamped) {
     record->push.answer = 6;
     std::memset(record->push.answerText.words, 'a', sizeof(record->push.answerText));
-    build().sectionCount = 1000000000;
+    inventory().sectionCount = 1000000000;
     record->operations[0].isHanging = 1;
     record->operations[0].classId = 9;
     record->operations[1].isHanging = 1;
@@ -164,8 +164,7 @@ TEST_F(StatusReader, TheLayoutIsThatOfVersionOneOnEachAbi) {
     vokBuildResult result;
     result.end = 0x43;
     result.milliseconds = 0x44;
-    result.records = 0x45;
-    result.sections = {{"Drives", 0x51, 0x52, 0x53, 0x54, 0x55}};
+    vokNoteInventory(3, 0x45, {{"Drives", 0x51, 0x52, 0x53, 0x54, 0x55}});
     vokNoteBuildEnd(3, result);
     vokNoteEventRaised(538, 0x61);
     vokNoteEventFate(538, vokEventFate::dropped);
@@ -180,11 +179,11 @@ TEST_F(StatusReader, TheLayoutIsThatOfVersionOneOnEachAbi) {
         std::snprintf(line, sizeof(line), "%04zx %llx", at, static_cast<unsigned long long>(value));
         if (value != 0) words.push_back(line);
     }
-    EXPECT_EQ(content.size(), 21488u);
+    EXPECT_EQ(content.size(), 21552u);
     const std::vector<std::string> expected{
         // clang-format off
         // head
-        "0000 45544154534b4f56", "0008 1", "0010 53f0", "0018 1267", "0020 6553f100", "0028 e10",
+        "0000 45544154534b4f56", "0008 1", "0010 5430", "0018 1267", "0020 6553f100", "0028 e10",
         "0030 15180", "0038 258", "0040 312e322e332e33",
         // stop, next push
         "0060 11", "0068 12",
@@ -196,14 +195,16 @@ TEST_F(StatusReader, TheLayoutIsThatOfVersionOneOnEachAbi) {
         // class 0
         "01b0 1",
         // class 3
-        "0648 1", "0650 1", "0658 1", "0660 41",
+        "0660 1", "0668 1", "0670 1", "0678 41",
         // its build
-        "0668 4", "0670 1", "0680 45", "0688 43", "0690 44", "0698 42", "06a0 1", "06a8 1",
-        "06b0 736576697244", "06d0 51", "06d8 52", "06e0 53", "06e8 54", "06f0 55",
+        "0680 4", "0688 1", "0698 43", "06a0 44", "06a8 42", "06b0 1",
+        // its inventory
+        "06b8 2", "06c0 45", "06c8 1", "06d0 736576697244", "06f0 51", "06f8 52", "0700 53", "0708 54",
+        "0710 55",
         // event
-        "0df0 21a", "0df8 1", "0e18 1", "0e20 61",
+        "0e30 21a", "0e38 1", "0e58 1", "0e60 61",
         // operation
-        "1cd0 2", "1cd8 1", "1ce0 71", "1ce8 4", "1cf0 73676e6168",
+        "1d10 2", "1d18 1", "1d20 71", "1d28 4", "1d30 73676e6168",
         // clang-format on
     };
     EXPECT_EQ(words, expected);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <utility>
 
 #include "core/base/vokConfig.h"
@@ -129,7 +130,9 @@ void vokCachedResourceManager::runLoop() {
 }
 
 time_t vokCachedResourceManager::plannedBuild(long refreshSeconds) const {
-    return std::max<time_t>(deadline_.end().tv_sec, lastRefreshTime + refreshSeconds);
+    const long long latest = std::numeric_limits<time_t>::max();
+    const long long due = static_cast<long long>(lastRefreshTime) + refreshSeconds;
+    return static_cast<time_t>(std::min(latest, std::max<long long>(deadline_.end().tv_sec, due)));
 }
 
 void vokCachedResourceManager::decideRefresh(long refreshSeconds) {

@@ -16,6 +16,7 @@
 #include "core/base/vokVersion.h"
 #include "core/inventory/vokFactory.h"
 #include "core/inventory/vokResourceManager.h"
+#include "core/vokAgentStatus.h"
 #include "core/vokJobManager.h"
 #include "daemon/vokdClockCheck.h"
 #include "daemon/vokdConfigReport.h"
@@ -225,6 +226,7 @@ int runAgent(const vokdOptions& options) {
     logStart(options);
     vokdLogConfigWarnings();
     prepareWorkFolders();
+    const vokAgentStatus status;
     const vokLongOperationWatch watch;
     {
         const vokdSignalsDuringStart mayStop;

@@ -15,6 +15,7 @@
 #include "core/inventory/vokResources.h"
 #include "events/client/vokServer.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokWorkScope.h"
 #include "platform/firmware/vokPlatformFamily.h"
 #include "platform/utils/vokStartupRecord.h"
 #include "platform/utils/vokUtils.h"
@@ -134,6 +135,7 @@ void* initializeResourceManager(void* id) {
         VOK_LOG_WARNING(tag, "No resource manager for %s [%d] in this build.", module->second, resource);
         return nullptr;
     }
+    const vokWorkScope scope(resource);
     manager->init();
     return nullptr;
 }

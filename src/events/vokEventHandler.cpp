@@ -8,6 +8,7 @@
 #include "core/base/vokJsonText.h"
 #include "core/base/vokLog.h"
 #include "events/vokDelivery.h"
+#include "events/vokEventAccount.h"
 #include "events/vokEventDocument.h"
 #include "platform/access/vokHostAccess.h"
 #include "platform/utils/vokUtils.h"
@@ -51,9 +52,14 @@ bool vokPassesBeforeFirstPush(int id) {
 }
 
 void vokEventHandler::generateEvent(vokEvent event) {
+    const vokEventAccount account(
+        event.getEventID(),
+        vokEventSubject(event.getModuleName(), event.getVariableData(), event.getPhyLoc()));
     if (!vokJsonAggregator::getInstance()->isInventorySent() &&
         !vokPassesBeforeFirstPush(event.getEventID())) {
-        vokDeliveryRecord::note({vokDeliveryKind::dropped, "the first inventory push is still to come"});
+        vokDelivery dropped{vokDeliveryKind::dropped, "the first inventory push is still to come"};
+        account.end(dropped);
+        vokDeliveryRecord::note(std::move(dropped));
         return;
     }
     vokDelivery delivery{vokDeliveryKind::notSent, "no thread could be started for it"};
@@ -64,6 +70,7 @@ void vokEventHandler::generateEvent(vokEvent event) {
     } else {
         vokHostAccess().joinThread(thread);
     }
+    account.end(delivery);
     vokDeliveryRecord::note(std::move(delivery));
 }
 

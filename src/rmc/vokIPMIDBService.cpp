@@ -4,6 +4,7 @@
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
+#include "core/status/vokStatusRecord.h"
 #include "platform/access/vokHostAccess.h"
 #include "rmc/ipmi/vokipmi.h"
 #include "rmc/vokJsonAggregator.h"
@@ -60,11 +61,13 @@ void vokIPMIDBService::startMonitoring() {
     std::unique_lock<std::mutex> lock(cmutex);
     for (;;) {
         if (!stopMoni && !checkIPMIDevice) {
-            if (vokWaitFor(cond, lock, deadline, interval) == vokWaitResult::clockFailed) {
+            if (!deadline.set(interval)) {
                 const int reason = errno;  // logging may change it
                 VOK_LOG_ERROR("IPMI_DB", "Failed to get current time! (error no: %d)", reason);
                 return;
             }
+            vokNoteNextPoll(deadline.end().tv_sec);
+            vokWaitUntil(cond, lock, deadline);
             VOK_LOG_DEBUG("IPMI_DB", "Door bell thread woke up");
             if (!stopMoni) checkIPMIDevice = true;
         }

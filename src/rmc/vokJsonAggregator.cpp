@@ -16,8 +16,10 @@
 #include "core/inventory/vokPushRequest.h"
 #include "core/inventory/vokResourceManager.h"
 #include "core/inventory/vokResources.h"
+#include "core/status/vokStatusRecord.h"
 #include "platform/access/vokHostAccess.h"
 #include "rmc/ipmi/vokipmi.h"
+#include "rmc/vokPushAccount.h"
 
 namespace {
 
@@ -135,11 +137,13 @@ bool vokJsonAggregator::checkIfInventoryReady(std::unique_lock<std::mutex>& lock
 }
 
 bool vokJsonAggregator::aggrThreadSleep(std::unique_lock<std::mutex>& lock, long long seconds) {
-    if (vokWaitFor(cond, lock, deadline, seconds) == vokWaitResult::clockFailed) {
+    if (!deadline.set(seconds)) {
         const int reason = errno;  // logging may change it
         VOK_LOG_ERROR("JSON_AGGR", "Failed to get current time! (errno: %d)", reason);
         return false;
     }
+    vokNoteNextPush(deadline.end().tv_sec);
+    vokWaitUntil(cond, lock, deadline);
     VOK_LOG_DEBUG("JSON_AGGR", "Thread signaled");
     return true;
 }
@@ -207,8 +211,10 @@ void vokJsonAggregator::gatherResource(const vokResource& resource, vokResourceM
 void vokJsonAggregator::sendJsonString(const std::string& text) {
     VOK_LOG_INFO("JSON_AGGR", "*************printing final Json String*******");
     VOK_LOG_INFO("JSON_AGGR", "%s", text.c_str());
+    const vokPushAccount account;
     ipmi::IPMIUtils controller;
     const int result = controller.RMC_CLI_Cmd_Execution("WriteInventory", text);
+    account.end(text.size(), controller.lastCommand());
     // The lines after this one follow from the result, which counts a silent controller as success.
     VOK_LOG_INFO("JSON_AGGR", "Inventory of %zu bytes in %zu requests: %s", text.size(),
                  controller.lastCommand().requests(), controller.lastCommand().text().c_str());

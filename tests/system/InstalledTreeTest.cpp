@@ -48,8 +48,9 @@ TEST_F(InstalledTree, ARunHasItsFilesWhereTheDocumentSays) {
     writeSettings(quickSettings());
     start();
     ASSERT_TRUE(waitForLine("Error occurred in delivering inventory")) << logText();
-    for (const char* file : {"/scratch/log/mev/vok/vok.log", "/var/run/vokd.pid", "/var/run/mevvok",
-                             "/var/tmp/mevVOKStartup.txt"})
+    for (const char* file :
+         {"/scratch/log/mev/vok/vok.log", "/var/run/vokd.pid", "/var/run/mevvok", "/var/run/vokStatus.bin",
+          "/opt/mev/vok/data/vokHistory.bin", "/var/tmp/mevVOKStartup.txt"})
         EXPECT_EQ(modeOf(file), "0600") << file;
     EXPECT_EQ(fs::read_symlink("/opt/mev/vok/log/vok.log"), "/scratch/log/mev/vok/vok.log");
     EXPECT_EQ(fileText("/var/run/vokd.pid"), std::to_string(agent.process()) + "\n");

@@ -34,7 +34,8 @@ TEST_F(PrivateFiles, LogsRecordPipesAndWorkingFilesAreAccessibleToTheirOwnerOnly
     const std::set<std::string> after = paths();
     for (const char* made :
          {"/scratch/log/mev/vok/vok.log", "/scratch/log/mev/vok/vok-debug.log", "/var/run/mevvok",
-          "/var/run/vokd.pid", "/var/tmp/mevVOKStartup.txt", "/opt/mev/vok/data/vok_hwlist.txt"})
+          "/var/run/vokd.pid", "/var/run/vokStatus.bin", "/var/tmp/mevVOKStartup.txt",
+          "/opt/mev/vok/data/vokHistory.bin", "/opt/mev/vok/data/vok_hwlist.txt"})
         EXPECT_EQ(after.count(root() + made), 1u) << made;
     for (const auto& path : after) {
         struct stat status {};

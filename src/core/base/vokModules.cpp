@@ -1,6 +1,7 @@
 #include "core/base/vokModules.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace {
@@ -17,6 +18,13 @@ const vokModule* vokFindModule(int id) {
     const auto* const found = std::find_if(std::begin(vokModules), std::end(vokModules),
                                            [id](const vokModule& module) { return module.id == id; });
     return found == std::end(vokModules) ? nullptr : found;
+}
+
+int vokFindModuleId(const char* name) {
+    const auto* const found =
+        std::find_if(std::begin(vokModules), std::end(vokModules),
+                     [name](const vokModule& module) { return std::strcmp(module.name, name) == 0; });
+    return found == std::end(vokModules) ? -1 : static_cast<int>(found->id);
 }
 
 const std::map<MODULE_NAME, const char*> VOK_MODULE_NAME_MAP = moduleNames();

@@ -50,6 +50,8 @@ inline constexpr vokModule vokModules[] = {
 
 // The row of a resource id, or null.
 const vokModule* vokFindModule(int id);
+// The id of a resource, or -1 for a name that no resource has.
+int vokFindModuleId(const char* name);
 
 // The name of each resource.
 extern const std::map<MODULE_NAME, const char*> VOK_MODULE_NAME_MAP;

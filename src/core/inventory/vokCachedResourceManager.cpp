@@ -1,11 +1,16 @@
 #include "core/inventory/vokCachedResourceManager.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <utility>
 
 #include "core/base/vokConfig.h"
 #include "core/base/vokLog.h"
+#include "core/base/vokModules.h"
+#include "core/inventory/vokBuildAccount.h"
 #include "core/inventory/vokPushRequest.h"
+#include "core/status/vokStatusRecord.h"
 #include "platform/access/vokHostAccess.h"
 
 namespace {
@@ -40,6 +45,7 @@ private:
 vokCachedResourceManager::vokCachedResourceManager(const vokManagerTraits& traits,
                                                    std::atomic<bool>& stopFlag)
     : traits_(traits),
+      classId_(traits.moduleName ? vokFindModuleId(traits.moduleName) : -1),
       currentInventory(std::make_shared<vokInventorySet>()),
       previousInventory(currentInventory),
       stop_(stopFlag) {}
@@ -71,6 +77,7 @@ bool vokCachedResourceManager::beginRun() {
 
 void vokCachedResourceManager::endRun() {
     tearDown();
+    vokNoteNextBuild(classId_, 0);
     const std::lock_guard<std::mutex> lock(cmutex);
     active_ = false;
     runEnded.notify_all();
@@ -104,6 +111,7 @@ void vokCachedResourceManager::runLoop() {
                     return;
                 }
             }
+            vokNoteNextBuild(classId_, plannedBuild(refreshSeconds));
             const vokWaitResult result = vokWaitUntil(cond, lock, deadline_);
             resumes = result == vokWaitResult::signalled && workWanted;
             if (result == vokWaitResult::timedOut) decideRefresh(refreshSeconds);
@@ -119,6 +127,12 @@ void vokCachedResourceManager::runLoop() {
         }
         lock.lock();
     }
+}
+
+time_t vokCachedResourceManager::plannedBuild(long refreshSeconds) const {
+    const long long latest = std::numeric_limits<time_t>::max();
+    const long long due = static_cast<long long>(lastRefreshTime) + refreshSeconds;
+    return static_cast<time_t>(std::min(latest, std::max<long long>(deadline_.end().tv_sec, due)));
 }
 
 void vokCachedResourceManager::decideRefresh(long refreshSeconds) {
@@ -141,6 +155,7 @@ void vokCachedResourceManager::cacheBuild() {
     const std::lock_guard<std::mutex> builder(buildLock);
     if (vokHostAccess().stopPhase() != vokStopPhase::none) return;
     VOK_LOG_DEBUG(traits_.tag, "%s", traits_.buildText);
+    const vokBuildAccount account(classId_);
     gathered result;
     {
         const std::lock_guard<std::mutex> lock(mlock);
@@ -150,6 +165,7 @@ void vokCachedResourceManager::cacheBuild() {
         result = gather();
         if (result == gathered::cutShort || vokHostAccess().stopPhase() == vokStopPhase::withoutCommands) {
             _cacheBuildInProgress = false;
+            account.cutShort();
             VOK_LOG_INFO(traits_.tag, "The stop has cut the build short; the previous inventory stays.");
             return;
         }
@@ -165,10 +181,12 @@ void vokCachedResourceManager::cacheBuild() {
     }
     if (result == gathered::abandoned) {
         cacheReady = true;
+        account.end(vokWallClockSeconds());
         return;
     }
     afterBuild();
     cacheReady = true;
+    account.end(lastRefreshTime);
     if (takePushRequests()) {
         VOK_LOG_DEBUG(traits_.tag, "%s", traits_.pushText);
         vokRequestPush();
@@ -193,6 +211,7 @@ void vokCachedResourceManager::setInventory(std::vector<Json::Value> documents) 
 }
 
 void vokCachedResourceManager::setInventories(vokInventorySet inventories) {
+    vokAccountForInventory(classId_, inventories);
     currentInventory = std::make_shared<const vokInventorySet>(std::move(inventories));
 }
 

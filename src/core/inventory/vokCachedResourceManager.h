@@ -118,6 +118,7 @@ protected:
     bool isActive() const { return active_; }
 
     const vokManagerTraits& traits_;
+    const int classId_;                         // of vokModules.h; -1: it has none
     std::vector<vokRecordStore*> recordStores;  // in the order in which the record members are constructed
 
     std::shared_ptr<const vokInventorySet> currentInventory;   // under mlock
@@ -142,7 +143,7 @@ protected:
     //   it calls isInventoryReady(), which takes no lock of the manager.
     // - ipmi::IPMIUtils::mlock: for a whole remote command. Events are delivered on a thread that the
     //   raising thread joins, so the former's locks count as the latter's.
-    // - The lock of the watch in vokLongOperation.cpp, then the logger's.
+    // - The lock of the watch in vokLongOperation.cpp, that of the history, then the logger's.
     //
     // A reader only tries mlock, and so never waits for a build.
     std::mutex buildLock;
@@ -164,6 +165,8 @@ private:
     void endRun();
     bool isFresh();
     void runLoop();
+    // For the status record: when the loop builds next, by the clock. cmutex is held.
+    time_t plannedBuild(long refreshSeconds) const;
     // After a wait that has timed out; cmutex is held.
     void decideRefresh(long refreshSeconds);
     Snapshot takeSnapshot();

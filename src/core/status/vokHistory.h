@@ -21,7 +21,11 @@ struct vokHistoryEntry {
     std::string answer;   // what the controller answered, a clause; at most 120 bytes
 };
 
-// Appends an entry; `number` is given here. Safe from any thread. A failure costs the entry alone.
+// From now on entries are appended. Called by the agent when it starts: a report of vokd appends none.
+void vokOpenHistory();
+
+// Appends an entry; `number` is given here. Safe from any thread. A failure costs the entry alone, with a
+// line in the log when entries begin to fail.
 void vokAppendHistory(vokHistoryEntry entry);
 
 // The last `most` whole entries, oldest first. False with a clause in `reason` if there is no file or it

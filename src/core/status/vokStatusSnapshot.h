@@ -1,5 +1,5 @@
 // The state of the agent as a reader sees it, from the status record that the agent keeps in
-// /opt/mev/vok/data/vokStatus.bin. The agent need not answer, nor run: the record outlives it.
+// /var/run/vokStatus.bin. The agent need not answer, nor run: the record outlives it, up to the next boot.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,14 @@
 #include <vector>
 
 // All times are seconds since the Epoch by the host's wall clock, 0 for never; durations are milliseconds.
+
+// The records of one section of the current inventory by what their Status says.
+struct vokSectionStatus {
+    std::string name;                                              // as the document has it: "Drives"
+    std::uint64_t ok = 0, warning = 0, critical = 0, unknown = 0;  // by Health
+    std::uint64_t linkDown = 0;  // State Linkdown, whatever the Health; counted there too
+};
+
 struct vokClassStatus {
     int id = 0;        // of vokModules.h
     std::string name;  // "EthernetDevices"
@@ -21,6 +29,7 @@ struct vokClassStatus {
     std::int64_t nextBuild = 0;   // 0: not planned
     std::uint64_t builds = 0;
     std::uint64_t failedCommands = 0;  // since the start of the agent
+    std::vector<vokSectionStatus> sections;
 };
 
 enum class vokPushAnswer : std::uint32_t {  // as vokDeliveryKind
@@ -58,6 +67,7 @@ struct vokDoorBellStatus {
 struct vokEventCount {
     int number = 0;
     std::uint64_t raised = 0, delivered = 0, refused = 0, failed = 0, dropped = 0;
+    std::int64_t lastRaised = 0;
 };
 
 // An operation that has taken thirty seconds and has not ended.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokWorkScope.h"
 
 // One operation in progress. Its fields belong to the thread that has moved the state away from `vacant`; to
 // the watch while the state is `examined`.
@@ -17,12 +18,13 @@ struct alignas(64) vokOperationSlot {
     bool isReported = false;
     vokOperation operation;
     timespec begin{};
+    int classId = -1;
 };
 
 namespace {
 
 // Enough for two nested operations in each of the agent's threads.
-vokOperationSlot slots[64];
+vokOperationSlot slots[vokLongOperationNotice::slots];
 
 std::mutex watchMutex;
 std::condition_variable watchWakes;
@@ -31,6 +33,7 @@ bool watchEnds = false;  // guarded by the mutex
 std::atomic<bool> watchIsIdle{false};
 
 vokLongOperationReport boundReport = nullptr;
+vokLongOperationListener boundListener = nullptr;
 
 bool take(vokOperationSlot& slot, int from, int to) {
     return slot.state == from && slot.state.compare_exchange_strong(from, to);
@@ -94,7 +97,18 @@ std::string describe(const vokOperation& operation) {
 }
 
 void report(const vokOperationSlot& slot, const timespec& now, bool hasEnded) {
-    if (boundReport) boundReport(describe(slot.operation).c_str(), secondsBetween(slot.begin, now), hasEnded);
+    const std::string description = describe(slot.operation);
+    const long seconds = secondsBetween(slot.begin, now);
+    if (boundListener) {
+        vokLongOperationNotice notice;
+        notice.slot = static_cast<std::size_t>(&slot - slots);
+        notice.description = description.c_str();
+        notice.seconds = seconds;
+        notice.hasEnded = hasEnded;
+        notice.classId = slot.classId;
+        boundListener(notice);
+    }
+    if (boundReport) boundReport(description.c_str(), seconds, hasEnded);
 }
 
 // Reports the operations that have reached the limit. Returns true if others are in progress, with the time
@@ -132,6 +146,7 @@ vokLongOperation::vokLongOperation(const vokOperation& operation) noexcept : slo
         slot.operation = operation;
         slot.isReported = false;
         slot.begin = steadyNow();
+        slot.classId = vokWorkScope::current();
         // In this order, which is that of the watch reversed, so that one of the two sees the other.
         slot.state = vokOperationSlot::running;
         if (watchIsIdle) wakeWatch();
@@ -192,4 +207,8 @@ void vokLongOperationWatch::run() {
 
 void vokBindLongOperationReport(vokLongOperationReport report) {
     boundReport = report;
+}
+
+void vokBindLongOperationListener(vokLongOperationListener listener) {
+    boundListener = listener;
 }

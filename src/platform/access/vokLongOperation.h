@@ -11,6 +11,7 @@
 
 #include <pthread.h>
 #include <condition_variable>
+#include <cstddef>
 #include <mutex>
 
 enum class vokOperationKind : unsigned char {
@@ -69,3 +70,18 @@ using vokLongOperationReport = void (*)(const char* description, long seconds, b
 
 // Binds the function that reports. Called when the library is loaded, and by tests before any thread runs.
 void vokBindLongOperationReport(vokLongOperationReport report);
+
+// The same operation for a table of those that hang, before the report of its begin or end.
+struct vokLongOperationNotice {
+    static constexpr std::size_t slots = 64;
+
+    std::size_t slot = 0;  // its own until it has ended
+    const char* description = nullptr;
+    long seconds = 0;
+    bool hasEnded = false;
+    int classId = -1;  // of the vokWorkScope that it began in
+};
+
+// Bound beside the report, under the same conditions.
+using vokLongOperationListener = void (*)(const vokLongOperationNotice& notice);
+void vokBindLongOperationListener(vokLongOperationListener listener);

@@ -5,6 +5,8 @@
 #include <mutex>
 
 #include "core/base/vokLog.h"
+#include "core/status/vokStatusRecord.h"
+#include "platform/access/vokWorkScope.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
@@ -31,6 +33,7 @@ std::string vokGrepFailure(int status, int error) {
 }
 
 void vokReportCommand(const char* tag, const std::string& command, const std::string& failure) {
+    if (!failure.empty()) vokNoteFailedCommand(vokWorkScope::current());
     const std::lock_guard<std::mutex> lock(guard);
     const auto known = failures.find(command);
     if (failure.empty()) {

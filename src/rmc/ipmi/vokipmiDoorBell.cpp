@@ -2,6 +2,8 @@
 #include <string>
 
 #include "core/base/vokLog.h"
+#include "core/status/vokStatusRecord.h"
+#include "platform/access/vokHostAccess.h"
 #include "rmc/ipmi/vokIpmiReport.h"
 #include "rmc/ipmi/vokRmcChunk.h"
 #include "rmc/ipmi/vokipmi.h"
@@ -84,9 +86,11 @@ bool IPMIUtils::pollDoorBell(unsigned char command, unsigned char* buffer) {
     const unsigned char none = 0;
     unsigned char capacity = doorBellSize;
     const bool exchanged = execute(remoteCommandNetFn, command, 0, nullptr, none, buffer, capacity);
-    reportPoll(pollName(command), isProper(lastExchange_, shortestAnswer)
-                                      ? std::string()
-                                      : exchangeText(lastExchange_, "the poll", shortestAnswer));
+    const bool isAnswered = isProper(lastExchange_, shortestAnswer);
+    if (command == doorBells[0].command)
+        vokNoteDoorBell(vokWallClockSeconds(), isAnswered, exchanged && holdsInventoryRequest(buffer));
+    reportPoll(pollName(command),
+               isAnswered ? std::string() : exchangeText(lastExchange_, "the poll", shortestAnswer));
     return exchanged;
 }
 

@@ -112,15 +112,18 @@ void addHealth(Metrics& metrics, const vokStatusSnapshot& status) {
     metrics.gauge("vok_section_records", "Records of a section of the inventory by their health.");
     for (const vokClassStatus& each : status.classes)
         for (const vokSectionStatus& section : each.sections) {
-            metrics.sample(section.ok, {{"section", section.name}, {"health", "ok"}});
-            metrics.sample(section.warning, {{"section", section.name}, {"health", "warning"}});
-            metrics.sample(section.critical, {{"section", section.name}, {"health", "critical"}});
-            metrics.sample(section.unknown, {{"section", section.name}, {"health", "unknown"}});
+            const auto sample = [&](const char* health, std::uint64_t count) {
+                metrics.sample(count, {{"class", each.name}, {"section", section.name}, {"health", health}});
+            };
+            sample("ok", section.ok);
+            sample("warning", section.warning);
+            sample("critical", section.critical);
+            sample("unknown", section.unknown);
         }
     metrics.gauge("vok_section_links_down", "Records of a section whose link is down.");
     for (const vokClassStatus& each : status.classes)
         for (const vokSectionStatus& section : each.sections)
-            metrics.sample(section.linkDown, {{"section", section.name}});
+            metrics.sample(section.linkDown, {{"class", each.name}, {"section", section.name}});
 }
 
 void addPushes(Metrics& metrics, const vokStatusSnapshot& status) {

@@ -77,16 +77,16 @@ vok_class_enabled{class="EthernetDevices"} 1
 TEST(vokStatusMetricsTest, TheHealthOfTheHardware) {
     const std::string metrics = metricsOf(eventfulStatus());
     EXPECT_THAT(metrics, HasSubstr(R"(
-vok_section_records{section="Drives",health="ok"} 17
-vok_section_records{section="Drives",health="warning"} 1
-vok_section_records{section="Drives",health="critical"} 1
-vok_section_records{section="Drives",health="unknown"} 0
-vok_section_records{section="Volumes",health="ok"} 4
+vok_section_records{class="StorageControllers",section="Drives",health="ok"} 17
+vok_section_records{class="StorageControllers",section="Drives",health="warning"} 1
+vok_section_records{class="StorageControllers",section="Drives",health="critical"} 1
+vok_section_records{class="StorageControllers",section="Drives",health="unknown"} 0
+vok_section_records{class="StorageControllers",section="Volumes",health="ok"} 4
 )"));
     EXPECT_THAT(metrics, HasSubstr(R"(
-vok_section_links_down{section="Drives"} 0
-vok_section_links_down{section="Volumes"} 0
-vok_section_links_down{section="EthernetDevices"} 2
+vok_section_links_down{class="StorageControllers",section="Drives"} 0
+vok_section_links_down{class="StorageControllers",section="Volumes"} 0
+vok_section_links_down{class="EthernetDevices",section="EthernetDevices"} 2
 )"));
 }
 
@@ -117,10 +117,11 @@ TEST(vokStatusMetricsTest, OfAnAgentThatDoesNotRunNothingHangsOrBuilds) {
     vokStatusSnapshot status = eventfulStatus();
     status.isRunning = false;
     const std::string metrics = metricsOf(status);
-    for (const char* sample : {"\nvok_up 0\n", "\nvok_health 2\n", "\nvok_hanging_operations 0\n",
-                               "\nvok_hanging_since_timestamp_seconds 0\n",
-                               "\nvok_build_begin_timestamp_seconds{class=\"EthernetDevices\"} 0\n",
-                               "\nvok_section_records{section=\"Drives\",health=\"critical\"} 1\n"})
+    for (const char* sample :
+         {"\nvok_up 0\n", "\nvok_health 2\n", "\nvok_hanging_operations 0\n",
+          "\nvok_hanging_since_timestamp_seconds 0\n",
+          "\nvok_build_begin_timestamp_seconds{class=\"EthernetDevices\"} 0\n",
+          "\nvok_section_records{class=\"StorageControllers\",section=\"Drives\",health=\"critical\"} 1\n"})
         EXPECT_THAT("\n" + metrics, HasSubstr(sample));
 }
 

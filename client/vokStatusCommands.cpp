@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "core/status/vokHistory.h"
+#include "core/status/vokHistoryRing.h"
+#include "core/status/vokStatusLayout.h"
 #include "core/status/vokStatusSnapshot.h"
 #include "platform/access/vokHostAccess.h"
 #include "vokClientCommands.h"
@@ -20,9 +22,6 @@
 #include "vokStatusWords.h"
 
 namespace {
-
-constexpr char statusFile[] = "/opt/mev/vok/data/vokStatus.bin";
-constexpr char historyFile[] = "/opt/mev/vok/data/vokHistory.bin";
 
 // True if the file can't be read for want of permission; it or its folder is root's.
 bool lacksPermission(const char* file) {
@@ -80,7 +79,7 @@ const char vokHistoryExitHelp[] =
 int vokClientStatus(vokStatusForm form, const std::string& file) {
     std::string reason;
     const std::optional<vokStatusSnapshot> status = vokReadStatus(reason);
-    if (!status && lacksPermission(statusFile)) return complainOfPermission(statusFile);
+    if (!status && lacksPermission(vokStatusLayout::path)) return complainOfPermission(vokStatusLayout::path);
     const vokVerdict verdict =
         status ? vokJudgeStatus(*status, vokWallClockSeconds()) : vokJudgeNoStatus(reason);
     const std::string text = textOf(form, status ? &*status : nullptr, verdict);
@@ -92,7 +91,7 @@ int vokClientHistory(std::size_t most, bool asJson) {
     std::vector<vokHistoryEntry> entries;
     std::string reason;
     if (!vokReadHistory(most, entries, reason)) {
-        if (lacksPermission(historyFile)) return complainOfPermission(historyFile);
+        if (lacksPermission(vokHistoryRing::path)) return complainOfPermission(vokHistoryRing::path);
         vokClientComplain("No history: " + reason + ".");
         return vokExitFailed;
     }

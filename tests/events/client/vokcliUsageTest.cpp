@@ -122,15 +122,15 @@ TEST_F(vokcliUsageTest, HelpFitsEightyColumns) {
 
 TEST_F(vokcliUsageTest, AWrongCommandIsNamedWithTheCommandsThatThereAre) {
     EXPECT_EQ(run({"dance"}).err,
-              "vokcli: there is no command 'dance'; the commands are test, inject, events\n"
+              "vokcli: there is no command 'dance'; the commands are test, inject, events, status, history\n"
               "Run with --help for more information.\n");
     EXPECT_EQ(run({"--timeout", "5", "tst", "708"}).err,
-              "vokcli: there is no command 'tst'; the commands are test, inject, events\n"
+              "vokcli: there is no command 'tst'; the commands are test, inject, events, status, history\n"
               "Run with --help for more information.\n");
     EXPECT_EQ(run({"--dance"}).err,
               "vokcli: there is no option '--dance'\nRun with --help for more information.\n");
     EXPECT_EQ(run({}).err,
-              "vokcli: a command is missing; the commands are test, inject, events\n"
+              "vokcli: a command is missing; the commands are test, inject, events, status, history\n"
               "Run with --help for more information.\n");
     EXPECT_EQ(run({"test", "708", "L", "more"}).err,
               "vokcli: The following argument was not expected: more\n"

@@ -108,8 +108,9 @@ TEST_F(vokcliUsageTest, HelpListsTheExitStatuses) {
 }
 
 TEST_F(vokcliUsageTest, HelpFitsEightyColumns) {
-    const std::vector<std::string> helps[] = {
-        {"--help"}, {"test", "--help"}, {"inject", "--help"}, {"events", "--help"}};
+    const std::vector<std::string> helps[] = {{"--help"},           {"test", "--help"},
+                                              {"inject", "--help"}, {"events", "--help"},
+                                              {"status", "--help"}, {"history", "--help"}};
     for (const auto& arguments : helps) {
         const Result result = run(arguments);
         EXPECT_EQ(result.exitStatus, 0);

@@ -1,4 +1,5 @@
-// vokcli: makes the agent raise a test event or send an event of the caller, and reports the result.
+// vokcli: makes the agent raise a test event or send an event of the caller, and reports the result; prints
+// the state of the agent and its history.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <exception>
@@ -14,6 +15,7 @@
 #include "platform/access/vokStandardStreams.h"
 #include "vokClientCommands.h"
 #include "vokClientOutput.h"
+#include "vokStatusCommands.h"
 
 namespace {
 
@@ -49,14 +51,23 @@ int endOfParsing(const CLI::App& app, const CLI::ParseError& end) {
     return vokClientPrint(printed) ? vokExitDone : vokExitFailed;
 }
 
+vokStatusForm formOf(bool asJson, bool asMetrics) {
+    if (asMetrics) return vokStatusForm::prometheus;
+    return asJson ? vokStatusForm::json : vokStatusForm::words;
+}
+
 int run(int argc, char** argv) {
     int timeoutSeconds = 60;
     std::string hostRoot;
     int id = 0;
     std::string location;
     std::string file;
+    bool asJson = false;
+    bool asMetrics = false;
+    std::string output;
+    unsigned entries = 20;
 
-    CLI::App app{"Sends requests to the hardware agent of this host.", "vokcli"};
+    CLI::App app{"Sends requests to the hardware agent of this host, and shows its state.", "vokcli"};
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.set_version_flag("--version", std::string("vokcli ") + VOK_VERSION, "Print the version and exit");
     app.add_option("--timeout", timeoutSeconds, "Wait this long for the agent's answer (60)")
@@ -75,6 +86,23 @@ int run(int argc, char** argv) {
     CLI::App* const inject = app.add_subcommand("inject", "Make the agent send an event of your own");
     inject->add_option("FILE", file, "File with the event as JSON; - is standard input")->required();
     app.add_subcommand("events", "List the numbers of all events");
+    CLI::App* const status = app.add_subcommand("status", "Show the state of the agent");
+    CLI::Option* const json = status->add_flag("--json", asJson, "Print it as JSON");
+    json->option_text(" ");
+    status->add_flag("--prometheus", asMetrics, "Print it as metrics for Prometheus")
+        ->excludes(json)
+        ->option_text(" ");
+    status->add_option("--output", output, "Replace this file instead of printing")
+        ->type_name("FILE")
+        ->option_text("FILE");
+    status->footer(vokStatusExitHelp);
+    CLI::App* const history = app.add_subcommand("history", "Show the last events and pushes");
+    history->add_option("N", entries, "How many (20)")
+        ->check(CLI::Range(1U, 1000000U))
+        ->type_name("N")
+        ->option_text(" ");
+    history->add_flag("--json", asJson, "Print them as JSON");
+    history->footer(vokHistoryExitHelp);
 
     try {
         app.parse(argc, argv);
@@ -95,6 +123,8 @@ int run(int argc, char** argv) {
     const std::chrono::seconds timeout(timeoutSeconds);
     if (test->parsed()) return vokClientTest(id, location, timeout);
     if (inject->parsed()) return vokClientInject(file, timeout);
+    if (history->parsed()) return vokClientHistory(entries, asJson);
+    if (status->parsed()) return vokClientStatus(formOf(asJson, asMetrics), output);
     return vokClientEvents();
 }
 

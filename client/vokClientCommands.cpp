@@ -155,6 +155,7 @@ const char vokClientExitHelp[] =
     "  6  any other failure, also of writing the output\n"
     "  7  the event was handed to the driver, but the controller did not confirm it\n"
     "  8  the agent dropped the test event, before its first inventory push\n"
+    "The commands status and history have their own: see their --help.\n"
     "If a signal ends the program, the shell reports 128 plus its number.";
 
 int vokClientTest(int id, const std::string& location, std::chrono::seconds timeout) {

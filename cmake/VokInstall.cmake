@@ -25,8 +25,10 @@ install(FILES docs/man/vokd.8 docs/man/vokcli.8 DESTINATION share/man/man8)
 install(FILES docs/man/vok.conf.5 DESTINATION share/man/man5)
 # An example: the settings in use lie outside the prefix, and no installation changes them.
 install(FILES data/vok.conf DESTINATION share/vok)
+# For the Prometheus that watches the hosts, which is another machine.
+install(FILES data/vok-alerts.yml DESTINATION share/vok)
 
-install(FILES data/vokd.service DESTINATION etc/systemd/system)
+install(FILES data/vokd.service data/vok-metrics.service data/vok-metrics.timer DESTINATION etc/systemd/system)
 install(FILES data/dev-ipmi0.conf DESTINATION etc/systemd/system/dev-ipmi0.device.d RENAME vokd.conf)
 install(FILES data/vokd.rules DESTINATION etc/udev/rules.d RENAME 60-vokd.rules)
 install(FILES data/vokd.tmpfiles.conf DESTINATION etc/tmpfiles.d RENAME vokd.conf)

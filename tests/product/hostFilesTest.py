@@ -92,6 +92,50 @@ class Unit(unittest.TestCase):
         self.assertEqual(ran.returncode, 0, ran.stdout[-200:] + ran.stderr)
 
 
+class Metrics(unittest.TestCase):
+    def setUp(self):
+        self.service, self.timer = (self.read(name) for name in ("vok-metrics.service", "vok-metrics.timer"))
+
+    def read(self, name):
+        unit = configparser.ConfigParser(strict=False, interpolation=None)
+        unit.optionxform = str
+        unit.read_string((DATA / name).read_text())
+        return unit
+
+    def test_they_are_written_once_a_minute_to_the_folder_that_node_exporter_reads(self):
+        service = self.service["Service"]
+        folder = "/var/lib/prometheus/node-exporter"
+        self.assertEqual(self.timer["Timer"]["OnUnitActiveSec"], "1min")
+        self.assertEqual(
+            service["ExecStart"], f"/opt/mev/vok/bin/vokcli status --prometheus --output {folder}/vok.prom"
+        )
+        self.assertEqual(service["ReadWritePaths"], f"-{folder}")
+        self.assertEqual(self.service["Unit"]["ConditionPathIsDirectory"], folder)
+
+    def test_a_verdict_on_the_agent_is_no_failure_of_the_unit(self):
+        self.assertEqual(self.service["Service"]["SuccessExitStatus"].split(), ["1", "2"])
+
+    def test_it_is_closed_to_what_it_does_not_need(self):
+        for setting in ("NoNewPrivileges", "PrivateNetwork", "PrivateDevices", "MemoryDenyWriteExecute"):
+            self.assertEqual(self.service["Service"][setting], "yes")
+        self.assertEqual(self.service["Service"]["ProtectSystem"], "strict")
+
+    @needs("systemd-analyze")
+    def test_systemd_accepts_them(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("vok-metrics.service", "vok-metrics.timer"):
+                text = (DATA / name).read_text().replace("/opt/mev/vok/bin/vokcli", "/bin/true")
+                text = re.sub(r"^Documentation=.*\n", "", text, flags=re.MULTILINE)
+                (pathlib.Path(folder) / name).write_text(text)
+            ran = run("systemd-analyze", "verify", "--recursive-errors=no", pathlib.Path(folder) / "vok-metrics.timer")
+            self.assertEqual((ran.returncode, ran.stderr), (0, ""))
+
+    @needs("systemd-analyze")
+    def test_its_exposure_is_no_more_than_the_document_says(self):
+        ran = run("systemd-analyze", "security", "--offline=true", "--threshold=16", DATA / "vok-metrics.service")
+        self.assertEqual(ran.returncode, 0, ran.stdout[-200:] + ran.stderr)
+
+
 class Rotation(unittest.TestCase):
     def setUp(self):
         text = (DATA / "vokd.logrotate").read_text()

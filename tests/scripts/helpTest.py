@@ -13,7 +13,7 @@ PROGRAMS = pathlib.Path(os.environ["VOK_BUILD"]) / "bin"
 PAGES = PROJECT / "docs/man"
 SUBCOMMANDS = {
     "vokd": [],
-    "vokcli": ["test", "inject", "events"],
+    "vokcli": ["test", "inject", "events", "status", "history"],
     "vok-simhost": ["run", "control", "play"],
     "vok-rmc": ["run", "control"],
 }

@@ -126,6 +126,10 @@ class ScriptTest(unittest.TestCase):
         for name, text in STAND_INS.items():
             (programs / name).write_text("#!/bin/bash\n" + text)
             (programs / name).chmod(0o755)
+        # Setup looks only whether they are there.
+        for name in ("prometheus", "promtool", "prometheus-node-exporter"):
+            (programs / name).write_text("#!/bin/bash\n")
+            (programs / name).chmod(0o755)
         (self.machine / "vok-simhost").write_text(SIMHOST)
         (self.machine / "vok-simhost").chmod(0o755)
         self.set(installed=[], unavailable=[], foreign=["i386"], uid=["0"], update=["works"], install=["works"], index=[],

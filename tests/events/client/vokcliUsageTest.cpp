@@ -108,8 +108,9 @@ TEST_F(vokcliUsageTest, HelpListsTheExitStatuses) {
 }
 
 TEST_F(vokcliUsageTest, HelpFitsEightyColumns) {
-    const std::vector<std::string> helps[] = {
-        {"--help"}, {"test", "--help"}, {"inject", "--help"}, {"events", "--help"}};
+    const std::vector<std::string> helps[] = {{"--help"},           {"test", "--help"},
+                                              {"inject", "--help"}, {"events", "--help"},
+                                              {"status", "--help"}, {"history", "--help"}};
     for (const auto& arguments : helps) {
         const Result result = run(arguments);
         EXPECT_EQ(result.exitStatus, 0);
@@ -122,15 +123,15 @@ TEST_F(vokcliUsageTest, HelpFitsEightyColumns) {
 
 TEST_F(vokcliUsageTest, AWrongCommandIsNamedWithTheCommandsThatThereAre) {
     EXPECT_EQ(run({"dance"}).err,
-              "vokcli: there is no command 'dance'; the commands are test, inject, events\n"
+              "vokcli: there is no command 'dance'; the commands are test, inject, events, status, history\n"
               "Run with --help for more information.\n");
     EXPECT_EQ(run({"--timeout", "5", "tst", "708"}).err,
-              "vokcli: there is no command 'tst'; the commands are test, inject, events\n"
+              "vokcli: there is no command 'tst'; the commands are test, inject, events, status, history\n"
               "Run with --help for more information.\n");
     EXPECT_EQ(run({"--dance"}).err,
               "vokcli: there is no option '--dance'\nRun with --help for more information.\n");
     EXPECT_EQ(run({}).err,
-              "vokcli: a command is missing; the commands are test, inject, events\n"
+              "vokcli: a command is missing; the commands are test, inject, events, status, history\n"
               "Run with --help for more information.\n");
     EXPECT_EQ(run({"test", "708", "L", "more"}).err,
               "vokcli: The following argument was not expected: more\n"

@@ -25,7 +25,7 @@ Exit status:
   6    --check-config: the file is used, but something in it is not accepted
        or not used as it is written
   7    --check-config: no usable file; the built-in settings are used
-  8    standard output can't be written
+  8    standard output, or the file of --record, can't be written
   9    a report was ended by SIGTERM or SIGINT before it was printed
   10   --probe-disk: the node is missing or can't be opened
   11   --probe-disk: not a SCSI generic node, nor the block device of one
@@ -74,16 +74,32 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
                                     "of each PCI function; nothing is sent")
                            ->excludes(check)
                            ->excludes(print);
-    app.add_option("--probe-disk", disk,
-                   "Ask one disk everything that the agent can ask,\n"
-                   "and print the answers; also while vokd runs")
-        ->type_name("NODE")
-        ->check([](const std::string& text) {
-            return text.empty() || text.front() != '/' ? "an absolute path such as /dev/sg3 is required" : "";
-        })
-        ->excludes(check)
-        ->excludes(print)
-        ->excludes(show);
+    auto* const probe = app.add_option("--probe-disk", disk,
+                                       "Ask one disk everything that the agent can ask,\n"
+                                       "and print the answers; also while vokd runs")
+                            ->type_name("NODE")
+                            ->check([](const std::string& text) {
+                                return text.empty() || text.front() != '/'
+                                           ? "an absolute path such as /dev/sg3 is required"
+                                           : "";
+                            })
+                            ->excludes(check)
+                            ->excludes(print)
+                            ->excludes(show);
+    auto* const record =
+        app.add_option("--record", recordTo,
+                       "Build one inventory and write all that the host was\n"
+                       "asked for it, and answered, to the new file FILE")
+            ->type_name("FILE")
+            ->check([](const std::string& text) { return text.empty() ? "a file is required" : ""; })
+            ->excludes(check)
+            ->excludes(print)
+            ->excludes(show)
+            ->excludes(probe);
+    app.add_flag("--plain", plain,
+                 "With --record: keep serial numbers, addresses and names\n"
+                 "instead of replacing them by made-up ones")
+        ->needs(record);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -95,5 +111,6 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
     if (printInventory) action = Action::printInventory;
     if (showPlatform) action = Action::showPlatform;
     if (!disk.empty()) action = Action::probeDisk;
+    if (!recordTo.empty()) action = Action::record;
     return true;
 }

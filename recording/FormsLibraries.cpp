@@ -250,7 +250,16 @@ Fields symbolQuestion(const std::string& library, const std::string& symbol) {
     return {{"library", library}, {"symbol", symbol}};
 }
 
+Fields libraryAnswer(bool isOpen, const std::string& error) {
+    return {{"opened", isOpen ? "1" : "0"}, {"error", error}};
+}
+
+Fields symbolAnswer(bool isFound, const std::string& error) {
+    return {{"found", isFound ? "1" : "0"}, {"error", error}};
+}
+
 std::optional<LibraryThunks> LibraryThunks::of(const std::string& library, LibraryCallee& callee) {
+    if (library.empty()) return std::nullopt;
     for (std::size_t set = 0; set < most; ++set) {
         ThunkSet& thunks = thunkSets()[set];
         const std::lock_guard<std::mutex> lock(thunks.mutex);

@@ -2,7 +2,8 @@
 //
 // kind library                  IvokHostAccess::openLibrary()
 //   question  library           the name or path on the host
-//   answer    error             empty, or the dynamic loader's text
+//   answer    opened            1 or 0
+//             error             the dynamic loader's text (without the host root), empty if it was opened
 //
 // kind symbol                   IvokHostAccess::librarySymbol()
 //   question  library, symbol
@@ -47,6 +48,8 @@ namespace recording {
 
 Fields libraryQuestion(const std::string& library);
 Fields symbolQuestion(const std::string& library, const std::string& symbol);
+Fields libraryAnswer(bool isOpen, const std::string& error);
+Fields symbolAnswer(bool isFound, const std::string& error);
 
 // The entry point of the RAID library.
 inline constexpr char raidEntryPoint[] = "ProcessLibCommand";

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <memory>
+#include <string_view>
 
 #include "platform/access/vokOwnedDescriptor.h"
 
@@ -107,6 +108,13 @@ void readContent(int file, FileEntry& entry) {
         if (count <= 0) return;
         entry.content.append(buffer.data(), static_cast<std::size_t>(count));
     }
+}
+
+// The content of a program or a library is not the agent's to read, and may be the vendor's secret: its first
+// bytes tell what it is.
+void cutProgram(FileEntry& entry) {
+    constexpr std::string_view elf = "\177ELF";
+    if (entry.content.compare(0, elf.size(), elf) == 0) entry.content.resize(elf.size());
 }
 
 bool isEqual(const FileEntry& a, const FileEntry& b) {
@@ -216,6 +224,7 @@ FileRecorder::Entry FileRecorder::read(const std::string& path, bool whole) cons
         readDirectory(std::move(opened), entry);
     else
         readContent(opened.get(), entry);
+    cutProgram(entry);
     if (entry.content.size() > longestFile) {
         entry.content.resize(longestFile);
         log_.remark(path + " is longer than 16 MiB; the rest is not recorded");

@@ -1,6 +1,7 @@
 // Records what lies at the paths that the agent asks for: every symbolic link and directory on the way, and
 // the entry itself. It is what lay there when the path was asked for the first time, since that is what the
-// agent read; changes that a command made are in the command's answer (CommandRecorder.h).
+// agent read; changes that a command made are in the command's answer (CommandRecorder.h). Of programs and
+// libraries in ELF only the first four bytes are kept.
 #pragma once
 
 #include <deque>

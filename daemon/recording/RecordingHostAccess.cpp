@@ -27,15 +27,20 @@ timespec translated(const timespec& deadline, const timespec& shown, const times
 
 }  // namespace
 
-RecordingHostAccess::RecordingHostAccess(std::unique_ptr<IvokHostAccess> access, std::size_t mostBytes)
-    : access_(std::move(access)),
+RecordingHostAccess::RecordingHostAccess(std::unique_ptr<IvokHostAccess> access)
+    : RecordingHostAccess(*access) {
+    owned_ = std::move(access);
+}
+
+RecordingHostAccess::RecordingHostAccess(IvokHostAccess& access, std::size_t mostBytes)
+    : access_(access),
       log_(mostBytes),
-      texts_(*access_),
-      files_(*access_, log_),
-      commands_(*access_, texts_, files_, log_),
-      devices_(*access_, log_),
-      libraries_(*access_, texts_, log_) {
-    if (access_->wallClock(&instant_) != 0) clockError_ = errno;
+      texts_(access),
+      files_(access, log_),
+      commands_(access, texts_, files_, log_),
+      devices_(access, log_),
+      libraries_(access, texts_, log_) {
+    if (access_.wallClock(&instant_) != 0) clockError_ = errno;
     instant_.tv_nsec = 0;
 }
 
@@ -53,7 +58,7 @@ bool RecordingHostAccess::finish(recording::Recording& recording) {
 // --- files ---
 
 std::string RecordingHostAccess::path(const std::string& absolute) const {
-    std::string hostPath = access_->path(absolute);
+    std::string hostPath = access_.path(absolute);
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         absolutePaths_.try_emplace(hostPath, absolute);
@@ -92,7 +97,7 @@ int RecordingHostAccess::closeDevice(int descriptor) {
 
 std::string RecordingHostAccess::commandPath(const std::string& absolute) const {
     texts_.asked(absolute);
-    return access_->commandPath(absolute);
+    return access_.commandPath(absolute);
 }
 
 FILE* RecordingHostAccess::openCommand(const std::string& command) {
@@ -108,11 +113,11 @@ int RecordingHostAccess::runCommand(const std::string& command) {
 }
 
 void RecordingHostAccess::requestStop() {
-    access_->requestStop();
+    access_.requestStop();
 }
 
 vokStopPhase RecordingHostAccess::stopPhase() const {
-    return access_->stopPhase();
+    return access_.stopPhase();
 }
 
 // --- libraries ---
@@ -137,7 +142,7 @@ std::string RecordingHostAccess::libraryError() {
 // --- the system ---
 
 int RecordingHostAccess::systemName(struct utsname* name) {
-    const int result = access_->systemName(name);
+    const int result = access_.systemName(name);
     const int reason = errno;
     log_.add(recording::kinds::systemName, {}, recording::systemNameAnswer(*name, result == 0 ? 0 : reason));
     errno = reason;
@@ -145,7 +150,7 @@ int RecordingHostAccess::systemName(struct utsname* name) {
 }
 
 int RecordingHostAccess::systemInformation(struct sysinfo* information) {
-    const int result = access_->systemInformation(information);
+    const int result = access_.systemInformation(information);
     const int reason = errno;
     log_.add(recording::kinds::systemInformation, {},
              recording::systemInformationAnswer(*information, result == 0 ? 0 : reason));
@@ -154,7 +159,7 @@ int RecordingHostAccess::systemInformation(struct sysinfo* information) {
 }
 
 int RecordingHostAccess::interfaceAddresses(struct ifaddrs** addresses) {
-    const int result = access_->interfaceAddresses(addresses);
+    const int result = access_.interfaceAddresses(addresses);
     const int reason = errno;
     log_.add(
         recording::kinds::interfaceAddresses, {},
@@ -164,7 +169,7 @@ int RecordingHostAccess::interfaceAddresses(struct ifaddrs** addresses) {
 }
 
 void RecordingHostAccess::freeInterfaceAddresses(struct ifaddrs* addresses) {
-    access_->freeInterfaceAddresses(addresses);
+    access_.freeInterfaceAddresses(addresses);
 }
 
 // --- time ---
@@ -181,38 +186,38 @@ int RecordingHostAccess::wallClock(struct timespec* now) {
 int RecordingHostAccess::timedWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                    const struct timespec* deadline) {
     timespec now{};
-    if (access_->wallClock(&now) != 0) return access_->timedWait(condition, mutex, deadline);
+    if (access_.wallClock(&now) != 0) return access_.timedWait(condition, mutex, deadline);
     const timespec real = translated(*deadline, instant_, now);
-    return access_->timedWait(condition, mutex, &real);
+    return access_.timedWait(condition, mutex, &real);
 }
 
 int RecordingHostAccess::steadyClock(struct timespec* now) {
-    return access_->steadyClock(now);
+    return access_.steadyClock(now);
 }
 
 int RecordingHostAccess::steadyWait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                     const struct timespec* deadline) {
-    return access_->steadyWait(condition, mutex, deadline);
+    return access_.steadyWait(condition, mutex, deadline);
 }
 
 void RecordingHostAccess::pause(unsigned long microseconds) {
-    access_->pause(microseconds);
+    access_.pause(microseconds);
 }
 
 int RecordingHostAccess::waitForSignal(const sigset_t* signals, long seconds) {
-    return access_->waitForSignal(signals, seconds);
+    return access_.waitForSignal(signals, seconds);
 }
 
 // --- threads, the log ---
 
 int RecordingHostAccess::startThread(pthread_t* thread, void* (*body)(void*), void* argument) {
-    return access_->startThread(thread, body, argument);
+    return access_.startThread(thread, body, argument);
 }
 
 int RecordingHostAccess::joinThread(pthread_t thread) {
-    return access_->joinThread(thread);
+    return access_.joinThread(thread);
 }
 
 void RecordingHostAccess::systemLog(int priority, const std::string& text) {
-    access_->systemLog(priority, text);
+    access_.systemLog(priority, text);
 }

@@ -20,8 +20,9 @@
 
 class RecordingHostAccess final : public IvokHostAccess {
 public:
-    explicit RecordingHostAccess(std::unique_ptr<IvokHostAccess> access,
-                                 std::size_t mostBytes = ExchangeLog::mostBytes);
+    explicit RecordingHostAccess(std::unique_ptr<IvokHostAccess> access);
+    // `access` outlives this; `mostBytes`: of the recording.
+    explicit RecordingHostAccess(IvokHostAccess& access, std::size_t mostBytes = ExchangeLog::mostBytes);
     ~RecordingHostAccess() override;
 
     // Paths at and below these are not recorded: the places that the agent itself writes to.
@@ -65,7 +66,8 @@ private:
     // The absolute path that path() was asked for to get `hostPath`.
     std::string absoluteOf(const std::string& hostPath) const;
 
-    std::unique_ptr<IvokHostAccess> access_;
+    std::unique_ptr<IvokHostAccess> owned_;  // null if it is another's
+    IvokHostAccess& access_;
     mutable ExchangeLog log_;
     mutable recording::HostTexts texts_;
     mutable FileRecorder files_;

@@ -74,34 +74,31 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
                                     "of each PCI function; nothing is sent")
                            ->excludes(check)
                            ->excludes(print);
-    auto* const probe = app.add_option("--probe-disk", disk,
-                                       "Ask one disk everything that the agent can ask,\n"
-                                       "and print the answers; also while vokd runs")
-                            ->type_name("NODE")
-                            ->check([](const std::string& text) {
-                                return text.empty() || text.front() != '/'
-                                           ? "an absolute path such as /dev/sg3 is required"
-                                           : "";
-                            })
-                            ->excludes(check)
-                            ->excludes(print)
-                            ->excludes(show);
+    app.add_option("--probe-disk", disk,
+                   "Ask one disk everything that the agent can ask,\n"
+                   "and print the answers; also while vokd runs")
+        ->type_name("NODE")
+        ->check([](const std::string& text) {
+            return text.empty() || text.front() != '/' ? "an absolute path such as /dev/sg3 is required" : "";
+        })
+        ->excludes(check)
+        ->excludes(print)
+        ->excludes(show);
     auto* const record =
         app.add_option("--record", recordTo,
-                       "Build one inventory and write all that the host was\n"
-                       "asked for it, and answered, to the new file FILE")
+                       "Build one inventory; write what the host was asked\n"
+                       "for it, and answered, to the new file FILE")
             ->type_name("FILE")
-            ->check([](const std::string& text) { return text.empty() ? "a file is required" : ""; })
-            ->excludes(check)
-            ->excludes(print)
-            ->excludes(show)
-            ->excludes(probe);
+            ->check([](const std::string& text) { return text.empty() ? "a file is required" : ""; });
     app.add_flag("--plain", plain,
-                 "With --record: keep serial numbers, addresses and names\n"
+                 "Keep serial numbers, addresses and names in it,\n"
                  "instead of replacing them by made-up ones")
         ->needs(record);
     try {
         app.parse(argc, argv);
+        // Not excludes(), which would make the lines of the help too long.
+        if (!recordTo.empty() && (checkConfig || printInventory || showPlatform || !disk.empty()))
+            throw CLI::ExcludesError("--record", "any other report");
     } catch (const CLI::ParseError& error) {
         exitStatus = app.exit(error) == 0 ? graceful : usage;
         if (!std::cout.flush()) exitStatus = reportOutputFailure();

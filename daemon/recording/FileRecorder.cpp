@@ -153,8 +153,9 @@ void FileRecorder::changedByCommand(const std::string& absolute) {
 void FileRecorder::walk(const std::string& absolute) {
     Parts parts;
     // A host root resolves ".." before the kernel sees the path, other than below /sys.
-    const std::string hostPath = access_.path(absolute);
-    putBefore(parts, isAtOrBelow(hostPath, root_) ? hostPath.substr(root_.size()) : absolute);
+    const std::string hostPath = absolute.find("..") == std::string::npos ? "" : access_.path(absolute);
+    putBefore(parts,
+              !hostPath.empty() && isAtOrBelow(hostPath, root_) ? hostPath.substr(root_.size()) : absolute);
     std::string at = "/";
     keep(at, read(at, parts.empty()));
     for (int links = 0; !parts.empty();) {

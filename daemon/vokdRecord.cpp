@@ -46,7 +46,11 @@ void printReplaced(const recording::Recording& recording, std::ostream& out) {
         printRow("replaced", "nothing: it identifies the host and its parts", out);
         return;
     }
-    printRow("replaced", recording.replaced.empty() ? "nothing was found that identifies the host" : "", out);
+    if (recording.replaced.empty()) {
+        printRow("replaced", "nothing: nothing was found that identifies the host", out);
+        return;
+    }
+    out << "  replaced\n";
     for (const auto& [kind, count] : recording.replaced) printRow(("  " + kind).c_str(), count, out);
 }
 

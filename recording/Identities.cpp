@@ -65,6 +65,33 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
+std::string withoutBlanks(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+    return text;
+}
+
+// A text of the form of `spelling`, with its blanks and its case, made of the characters of `standIn`.
+std::string inFormOf(std::string_view spelling, const std::string& standIn) {
+    std::string text;
+    auto next = standIn.begin();
+    for (const char each : spelling) {
+        if (each == ' ') {
+            text += each;
+            continue;
+        }
+        const char instead = *next++;
+        const bool isUpper = std::isupper(static_cast<unsigned char>(each)) != 0;
+        text += isUpper ? static_cast<char>(std::toupper(static_cast<unsigned char>(instead))) : instead;
+    }
+    return text;
+}
+
+// Too long and mixed to be found in another word by chance.
+bool standsOut(std::string_view text) {
+    const bool someDigits = std::any_of(text.begin(), text.end(), isDigit);
+    return text.size() >= mixedAndLong && someDigits && !std::all_of(text.begin(), text.end(), isDigit);
+}
+
 bool isOfOneCharacter(std::string_view text) {
     return text.find_first_not_of(text[0]) == std::string_view::npos;
 }
@@ -254,7 +281,7 @@ void Identities::add(std::string_view bytes, const IdentityField& field) {
 void Identities::addSerialNumber(std::string_view text) {
     text = trimmed(text);
     if (!isUsable(text) || std::none_of(text.begin(), text.end(), isDigit)) return;
-    Identity& identity = texts_.try_emplace(lowerOf(text)).first->second;
+    Identity& identity = texts_.try_emplace(withoutBlanks(lowerOf(text))).first->second;
     identity.spellings.emplace(text);
 }
 
@@ -263,13 +290,14 @@ void Identities::addName(std::string_view text, IdentityKind kind) {
     const std::string name = lowerOf(text);
     const std::string first = name.substr(0, name.find('.'));
     if (!isUsable(text) || isOneOf(first, commonNames)) return;
-    const auto add = [&](const std::string& each) {
+    const auto addPart = [&](const std::string& each, bool isPart) {
         const auto [place, isNew] = texts_.try_emplace(each);
         if (isNew) place->second.kind = kind;
+        if (isNew) place->second.isPart = isPart;
     };
-    add(name);
+    addPart(name, false);
     // The name of the host alone begins as the one with its domain does, and so does its stand-in.
-    if (kind == IdentityKind::hostName && first.size() >= shortest) add(first);
+    if (kind == IdentityKind::hostName && first.size() >= shortest) addPart(first, true);
 }
 
 void Identities::addAddress(std::string_view text) {
@@ -287,7 +315,7 @@ void Identities::addDigits(std::string digits, IdentityKind kind) {
                           : kind == IdentityKind::wwn
                               ? digits.size() == wwnDigits || digits.size() == 2 * wwnDigits
                               : digits.size() == uuidDigits;
-    if (!isLength || isOfOneCharacter(digits)) return;
+    if (!isLength || isOfOneCharacter(digits) || ofRecords_.count(digits) > 0) return;
     // A multicast address is nobody's.
     const std::string_view oddDigits = "13579bdf";
     if (kind == IdentityKind::macAddress && oddDigits.find(digits[1]) != std::string_view::npos) return;
@@ -327,31 +355,36 @@ void Identities::replaceWith(Replacer& replacer, std::uint64_t seed) {
     choose(seed);
     for (int again = 1; again < tries && hasOriginalAsStandIn(); ++again) choose(seed + 100u * again);
 
-    for (const auto& [text, identity] : texts_) {
-        const std::string& standIn = identity.standIn;
-        const bool mixed =
-            std::any_of(text.begin(), text.end(), isDigit) && !std::all_of(text.begin(), text.end(), isDigit);
-        const bool onlyWord = !mixed || text.size() < mixedAndLong;
-        replacer.addText(text, standIn, onlyWord);
-        const auto withoutBlanks = [](std::string from) {
-            from.erase(std::remove(from.begin(), from.end(), ' '), from.end());
-            return from;
-        };
-        if (withoutBlanks(text) != text)
-            replacer.addText(withoutBlanks(text), withoutBlanks(standIn), onlyWord);
-        for (const std::string& spelling : identity.spellings) {
-            if (spelling.size() > ataSerialNumber) continue;
-            std::string instead = standIn;
-            for (std::size_t at = 0; at < spelling.size(); ++at)
-                if (std::isupper(static_cast<unsigned char>(spelling[at])))
-                    instead[at] = static_cast<char>(std::toupper(static_cast<unsigned char>(instead[at])));
-            for (const char pad : {' ', '\0'})
-                for (const bool oddStart : {false, true})
-                    replacer.addBytes(inWords(spelling, pad, oddStart), inWords(instead, pad, oddStart),
-                                      onlyWord);
-        }
-    }
+    giveTexts(replacer);
+    giveDigits(replacer);
     for (const auto& [text, identity] : addresses_) replacer.addText(text, identity.standIn, true);
+}
+
+void Identities::giveTexts(Replacer& replacer) const {
+    for (const auto& [text, identity] : texts_) {
+        replacer.addText(text, identity.standIn, !standsOut(text));
+        giveSerialNumber(replacer, text, identity);
+        const std::size_t dot = text.find('.') + 1;  // 0 without one
+        const bool hasDomain = dot > 0 && text.find('.', dot) != std::string::npos;
+        if (identity.kind == IdentityKind::hostName && hasDomain)
+            replacer.addText(text.substr(dot), identity.standIn.substr(dot), true);
+    }
+}
+
+void Identities::giveSerialNumber(Replacer& replacer, const std::string& text,
+                                  const Identity& identity) const {
+    for (const std::string& spelling : identity.spellings) {
+        const std::string instead = inFormOf(spelling, identity.standIn);
+        replacer.addText(lowerOf(spelling), lowerOf(instead), !standsOut(text));
+        if (spelling.size() > ataSerialNumber) continue;
+        for (const char pad : {' ', '\0'})
+            for (const bool oddStart : {false, true})
+                replacer.addBytes(inWords(spelling, pad, oddStart), inWords(instead, pad, oddStart),
+                                  !standsOut(text));
+    }
+}
+
+void Identities::giveDigits(Replacer& replacer) const {
     for (const auto& [digits, identity] : digits_) {
         const std::string bytes = bytesOfDigits(digits);
         const std::string instead = bytesOfDigits(identity.standIn);
@@ -370,7 +403,7 @@ std::map<std::string, unsigned> Identities::replacedByKind() const {
     std::map<std::string, unsigned> counts;
     for (const Map* map : {&texts_, &digits_, &addresses_})
         for (const auto& [text, identity] : *map)
-            if (text != identity.standIn) ++counts[nameOf(identity.kind)];
+            if (text != identity.standIn && !identity.isPart) ++counts[nameOf(identity.kind)];
     return counts;
 }
 

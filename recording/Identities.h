@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "recording/IdentityFields.h"
 #include "recording/Replacer.h"
@@ -20,6 +21,9 @@ public:
     // The serial number in words of two characters each with the second one first (ACS-4, 3.4.9).
     void addSwapped(const std::string& serialNumber) { addSerialNumber(serialNumber); }
 
+    // Digits that no text makes an identity: they are a part of a record which holds other ones.
+    void leaveToRecords(std::string digits) { ofRecords_.insert(std::move(digits)); }
+
     // Gives all of them stand-ins, and `replacer` every form in which they may be found.
     void replaceWith(Replacer& replacer, std::uint64_t seed);
 
@@ -32,7 +36,8 @@ private:
     struct Identity {
         IdentityKind kind = IdentityKind::serialNumber;
         std::string standIn;              // in the form of the key
-        std::set<std::string> spellings;  // texts as they were found
+        std::set<std::string> spellings;  // serial numbers as they were found, with blanks
+        bool isPart = false;              // of another one, and not counted
     };
     using Map = std::map<std::string, Identity>;
 
@@ -40,12 +45,16 @@ private:
     void addName(std::string_view text, IdentityKind kind);
     void addAddress(std::string_view text);
     void addDigits(std::string digits, IdentityKind kind);
+    void giveTexts(Replacer& replacer) const;
+    void giveSerialNumber(Replacer& replacer, const std::string& text, const Identity& identity) const;
+    void giveDigits(Replacer& replacer) const;
     void choose(std::uint64_t seed);
     bool hasOriginalAsStandIn() const;
 
-    Map texts_;      // by the text in lower case: serial numbers, host names, labels
+    Map texts_;      // by the text in lower case: serial numbers without blanks, host names, labels
     Map digits_;     // by hexadecimal digits in lower case: WWNs, MAC addresses, UUIDs
     Map addresses_;  // by the address as text
+    std::set<std::string> ofRecords_;
 };
 
 }  // namespace recording

@@ -53,6 +53,7 @@ public:
 
     void run() {
         collectRecords();
+        leaveDurableNames();
         collectTexts();
         identities_.replaceWith(replacer_, seed_);
         addDurableNames();
@@ -100,6 +101,12 @@ private:
             for (const Fields& answer : exchange.answers)
                 for (const auto& [name, value] : answer) collect(value);
         }
+    }
+
+    // Before texts are looked at, which have such a name after a key.
+    void leaveDurableNames() {
+        for (const auto& [path, entry] : recording_.files)
+            if (endsWith(path, "/vpd_pg83")) identities_.leaveToRecords(durableName(entry.content));
     }
 
     // A name that is part of a page, and not an identity by itself, has to follow from the redacted page.

@@ -128,6 +128,7 @@ std::string writeArchive(const Recording& recording) {
     for (auto& [path, name] : contentMembers(recording.files))
         contents.emplace_back(name, &recording.files.at(path).content);
     std::vector<MemberFacts> members;
+    members.reserve(contents.size());
     for (const auto& [name, content] : contents) members.push_back(factsOf(name, *content));
     std::string tar;
     appendMember(tar, manifestMember, writeManifest(recording, members), recording.time);

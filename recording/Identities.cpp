@@ -96,8 +96,19 @@ bool isOfOneCharacter(std::string_view text) {
     return text.find_first_not_of(text[0]) == std::string_view::npos;
 }
 
+// "vmhba2": a name of the operating system, which the agent reads.
+bool isDeviceName(std::string_view text) {
+    constexpr std::array<std::string_view, 9> stems{"vmhba", "vmnic", "vmk", "host", "eth",
+                                                    "sd",    "sg",    "tty", "ttys"};
+    const std::string name = lowerOf(text);
+    const std::size_t digits = name.find_first_of("0123456789");
+    return digits != std::string::npos && name.find_first_not_of("0123456789", digits) == std::string::npos &&
+           isOneOf(std::string_view(name).substr(0, digits), stems);
+}
+
 bool isUsable(std::string_view text) {
     return text.size() >= shortest && text.size() <= longest && !isOfOneCharacter(text) &&
+           !isDeviceName(text) &&
            std::all_of(text.begin(), text.end(), [](char each) { return each >= ' ' && each <= '~'; }) &&
            !isOneOf(lowerOf(text), placeholders);
 }

@@ -36,7 +36,7 @@ constexpr std::array<KnownKey, 24> knownKeys{{
     {"hostname", IdentityKind::hostName, true},
     {"fullyqualifieddomainname", IdentityKind::hostName, false},
     {"volumename", IdentityKind::label, true},
-    {"label", IdentityKind::label, true},
+    {"label", IdentityKind::label, false},
     {"systemuuid", IdentityKind::systemUuid, true},
     {"uuid", IdentityKind::systemUuid, true},
 }};

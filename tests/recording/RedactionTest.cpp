@@ -432,7 +432,8 @@ TEST(RedactionPlaceholders, Stay) {
         EXPECT_EQ(redactedOutput(line), line);
     }
     for (const char* line :
-         {"Host Name: localhost\n", "MAC Address: ff:ff:ff:ff:ff:ff\n", "MAC Address: 01:00:5e:00:00:01\n",
+         {"Host Name: localhost\n", "Host Name: vmhba2\n", "Serial: ttyS0\n",
+          "MAC Address: ff:ff:ff:ff:ff:ff\n", "MAC Address: 01:00:5e:00:00:01\n",
           "Node Name: 00:00:00:00:00:00:00:00\n", "IP Address: 0.0.0.0\n", "IP Address: 169.254.7.9\n",
           "IP Address: 239.1.1.1\n", "IP Address: ::1\n", "IP Address: ff02::1\n"})
         EXPECT_EQ(redactedOutput(line), line);

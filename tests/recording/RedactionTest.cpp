@@ -439,6 +439,18 @@ TEST(RedactionPlaceholders, Stay) {
         EXPECT_EQ(redactedOutput(line), line);
 }
 
+TEST(RedactionPlaceholders, OfEqualBytesInARecordStay) {
+    Recording host;
+    const std::string record = std::string(312, '\0') + std::string(16, '0');
+    host.exchanges = {exchange(kinds::call, {{"entry", "ProcessLibCommand"}, {"type", "3"}, {"number", "0"}},
+                               {{"data", record}})};
+    host.document = "0x0000000000000000";
+    redact(host, 1);
+    EXPECT_EQ(host.exchanges[0].answers[0].at("data"), record);
+    EXPECT_EQ(host.document, "0x0000000000000000");
+    EXPECT_TRUE(host.replaced.empty());
+}
+
 TEST(RedactionAddresses, StayValidAndOfTheSameForm) {
     for (std::uint64_t seed = 0; seed < 200; ++seed) {
         const std::string output =

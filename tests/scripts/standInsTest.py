@@ -14,8 +14,10 @@ import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 
-NATIVE = ["g++", "cmake", "ninja-build", "mold", "ccache", "python3", "libjsoncpp-dev", "libcli11-dev", "pci.ids",
-          "googletest"]
+BUILD = ["g++", "cmake", "ninja-build", "mold", "ccache", "python3", "libjsoncpp-dev", "libcli11-dev", "pci.ids",
+         "googletest"]
+TEST = ["python3-jsonschema"]
+NATIVE = BUILD + TEST
 FOREIGN = ["g++-multilib", "libjsoncpp-dev:i386"]
 VM = ["qemu-system-x86", "cpio", "e2fsprogs", "kmod", "busybox-static"]
 LIBRARIES = ["libc6", "libgcc-s1", "libstdc++6", "libjsoncpp25"]
@@ -414,7 +416,7 @@ class VmTest(ScriptTest):
     def test_needs_no_32_bit_packages_for_the_machines_abi(self):
         self.set(unavailable=FOREIGN)
         result = self.run_script("vmtest", "--native")
-        self.assertEqual(self.calls(), installing(NATIVE + VM) + ["cmake --preset native", "cmake --build build/native"])
+        self.assertEqual(self.calls(), installing(BUILD + VM) + ["cmake --preset native", "cmake --build build/native"])
         self.assertEqual(result.out.split("\n")[-2], self.run_in_guest("native"))
 
     def test_without_the_32_bit_packages_builds_nothing_and_has_a_status_for_it(self):

@@ -22,6 +22,7 @@ std::string documentOfSize(std::size_t size) {
 class LargeInventory : public SimulatedSystem, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(LargeInventory, ArrivesWholeByteForByte) {
+    keepsDocuments = false;
     startAll();
     vokSetHostAccess(access());
     const std::string document = documentOfSize(GetParam());

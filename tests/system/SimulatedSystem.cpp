@@ -1,5 +1,6 @@
 #include "system/SimulatedSystem.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -15,7 +16,30 @@ std::string readAll(const std::string& path) {
     return content.str();
 }
 
+// Of the running test, in the build's folder.
+std::filesystem::path documentsFolder() {
+    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test.test_suite_name()) + "." + test.name();
+    std::replace(name.begin(), name.end(), '/', '.');
+    return std::filesystem::path(VOK_BUILD_DIRECTORY) / "documents" / name;
+}
+
+bool isDocument(const std::string& name) {
+    return name == "events.jsonl" || name.compare(0, 10, "inventory-") == 0;
+}
+
 }  // namespace
+
+SimulatedSystem::~SimulatedSystem() {
+    if (!keepsDocuments) return;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(out(), ignored)) {
+        if (!isDocument(entry.path().filename())) continue;
+        std::filesystem::create_directories(documentsFolder(), ignored);
+        std::filesystem::copy_file(entry.path(), documentsFolder() / entry.path().filename(),
+                                   std::filesystem::copy_options::overwrite_existing, ignored);
+    }
+}
 
 bool waitUntil(const std::function<bool()>& condition) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -90,7 +114,13 @@ Ran SimulatedSystem::runClient(std::vector<std::string> words) const {
 Ran SimulatedSystem::runAgent(const std::vector<std::string>& options) {
     std::vector<std::string> command{VOKD_PROGRAM, "--host-root", root()};
     command.insert(command.end(), options.begin(), options.end());
-    return runProgram(command);
+    Ran ran = runProgram(command);
+    if (ran.output.compare(0, 2, "{\"") == 0) {  // a printed inventory
+        std::error_code ignored;
+        std::filesystem::create_directories(documentsFolder(), ignored);
+        std::ofstream(documentsFolder() / "inventory-printed.json") << ran.output;
+    }
+    return ran;
 }
 
 std::string SimulatedSystem::hostFile(const std::string& path) const {

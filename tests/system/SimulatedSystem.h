@@ -11,6 +11,10 @@
 
 class SimulatedSystem : public SimulatedMachine {
 protected:
+    // Keeps what the controller received in the build's folder "documents", where the last of all tests
+    // checks every inventory and event against its schema.
+    ~SimulatedSystem() override;
+
     // Simulated seconds per real second: the first inventory then arrives within a second of the start.
     static constexpr int usualSpeed = 100;
     // The usual ones, with the first door-bell poll ten minutes of real time after the start.
@@ -57,6 +61,7 @@ protected:
     int controllerCount(const char* what) { return controllerState()[what].asInt(); }
 
     RunningProgram agent;
+    bool keepsDocuments = true;  // false in a test that sends the controller documents of its own
 };
 
 // Checks the condition every few milliseconds; false if it does not hold within 20 s.

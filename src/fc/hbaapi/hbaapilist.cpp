@@ -1,11 +1,15 @@
 #include "fc/hbaapi/hbaapilist.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 #include "core/base/vokLog.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokOwnedDescriptor.h"
 
 namespace {
 
@@ -41,9 +45,21 @@ const char* parseLine(const std::string& line, HBAListEntry& entry) {
 }  // namespace
 
 bool HBALibraryList::open() {
-    file_.reset(std::fopen(vokHostAccess().path(hbaListFile).c_str(), "re"));
     lineNumber_ = 0;
-    return file_ != nullptr;
+    file_.reset();
+    // A FIFO must not make the agent wait for a writer.
+    vokOwnedDescriptor file(
+        ::open(vokHostAccess().path(hbaListFile).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0) return false;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return false;
+    }
+    file_.reset(::fdopen(file.get(), "r"));
+    if (!file_) return false;
+    file.release();
+    return true;
 }
 
 bool HBALibraryList::next(HBAListEntry& entry) {

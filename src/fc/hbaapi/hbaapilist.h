@@ -16,7 +16,7 @@ struct HBAListEntry {
 
 class HBALibraryList {
 public:
-    // Opens the list for reading. False, with errno, if that fails.
+    // Opens the list for reading. False, with errno, if that fails or it is not a regular file.
     bool open();
     // Reads on to the next line that names a library; false after the last one. A text too long for its
     // field is cut, and the path also at the first character that is not allowed in it. A warning is logged

@@ -1,5 +1,6 @@
 // Loading and freeing the vendors' libraries.
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -48,6 +49,22 @@ TEST_F(HbaLoad, AListThatCannotBeOpenedGivesOneAndAWarning) {
     EXPECT_TRUE(hasLogged(host,
                           "WARNING HBA_API: The list of HBA libraries /etc/config/mev/vok/hba.conf can't be "
                           "opened: Too many levels of symbolic links."));
+}
+
+TEST_F(HbaLoad, AListThatIsADirectoryGivesOneAndAWarning) {
+    std::filesystem::create_directory(host.path("/etc/config/mev/vok/hba.conf"));
+    EXPECT_EQ(HBA_LoadLibrary(), 1u);
+    EXPECT_TRUE(hasLogged(host,
+                          "WARNING HBA_API: The list of HBA libraries /etc/config/mev/vok/hba.conf can't be "
+                          "opened: Is a directory."));
+}
+
+TEST_F(HbaLoad, AListThatIsAPipeWithoutAWriterDoesNotMakeTheLoadWait) {
+    ASSERT_EQ(::mkfifo(host.path("/etc/config/mev/vok/hba.conf").c_str(), 0600), 0);
+    EXPECT_EQ(HBA_LoadLibrary(), 1u);
+    EXPECT_TRUE(hasLogged(host,
+                          "WARNING HBA_API: The list of HBA libraries /etc/config/mev/vok/hba.conf can't be "
+                          "opened: Invalid argument."));
 }
 
 TEST_F(HbaLoad, ALibraryIsOpenedLazilyAndLoadedAfterItsVersionWasAsked) {

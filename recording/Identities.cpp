@@ -326,7 +326,7 @@ void Identities::addDigits(std::string digits, IdentityKind kind) {
                           : kind == IdentityKind::wwn
                               ? digits.size() == wwnDigits || digits.size() == 2 * wwnDigits
                               : digits.size() == uuidDigits;
-    if (!isLength || isOfOneCharacter(digits) || ofRecords_.count(digits) > 0) return;
+    if (!isLength || isOfOneCharacter(bytesOfDigits(digits)) || ofRecords_.count(digits) > 0) return;
     // A multicast address is nobody's.
     const std::string_view oddDigits = "13579bdf";
     if (kind == IdentityKind::macAddress && oddDigits.find(digits[1]) != std::string_view::npos) return;

@@ -432,10 +432,23 @@ TEST(RedactionPlaceholders, Stay) {
         EXPECT_EQ(redactedOutput(line), line);
     }
     for (const char* line :
-         {"Host Name: localhost\n", "MAC Address: ff:ff:ff:ff:ff:ff\n", "MAC Address: 01:00:5e:00:00:01\n",
+         {"Host Name: localhost\n", "Host Name: vmhba2\n", "Serial: ttyS0\n",
+          "MAC Address: ff:ff:ff:ff:ff:ff\n", "MAC Address: 01:00:5e:00:00:01\n",
           "Node Name: 00:00:00:00:00:00:00:00\n", "IP Address: 0.0.0.0\n", "IP Address: 169.254.7.9\n",
           "IP Address: 239.1.1.1\n", "IP Address: ::1\n", "IP Address: ff02::1\n"})
         EXPECT_EQ(redactedOutput(line), line);
+}
+
+TEST(RedactionPlaceholders, OfEqualBytesInARecordStay) {
+    Recording host;
+    const std::string record = std::string(312, '\0') + std::string(16, '0');
+    host.exchanges = {exchange(kinds::call, {{"entry", "ProcessLibCommand"}, {"type", "3"}, {"number", "0"}},
+                               {{"data", record}})};
+    host.document = "0x0000000000000000";
+    redact(host, 1);
+    EXPECT_EQ(host.exchanges[0].answers[0].at("data"), record);
+    EXPECT_EQ(host.document, "0x0000000000000000");
+    EXPECT_TRUE(host.replaced.empty());
 }
 
 TEST(RedactionAddresses, StayValidAndOfTheSameForm) {

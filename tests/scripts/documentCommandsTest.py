@@ -41,6 +41,7 @@ BLOCKS = [
     ("docs/events.md", "Delivered: the controller", SHOWN, "output"),
     # Every block of this page: it is about the machine itself. Lines that begin with no program are output.
     ("docs/operation.md", "*", CHECKED, "installs to the machine, as root"),
+    ("docs/recording.md", "tar tvf", CHECKED, "needs an archive of a host"),
     ("docs/simhost.md", "   vokd --host-root", SHOWN, "a diagram"),
     ("docs/simhost.md", "export PATH", RUNS, ""),
     ("docs/simhost.md", "  P KK A", SHOWN, "a form of digits"),

@@ -103,9 +103,11 @@ std::string ReplayedHost::show() const {
 }
 
 std::string notRecordedReport(const ReplayAnswers& answers) {
-    std::string report;
+    if (answers.notRecorded().empty()) return "";
+    std::string report = "vok-simhost: not in the recording, in all:\n";
     for (const auto& [name, count] : answers.notRecorded())
-        report += "vok-simhost: " + std::to_string(count) + " times not in the recording: " + name + "\n";
+        report += "vok-simhost: asked " + std::to_string(count) + (count == 1 ? " time: " : " times: ") + name +
+                  "\n";
     return report;
 }
 

@@ -124,7 +124,8 @@ void addIpmiMessage(const IpmiExchange::Message& message, Fields& fields) {
 
 // --- open ---
 
-const int deviceFlags = O_ACCMODE | O_NONBLOCK | O_SYNC;
+// O_NONBLOCK changes no answer, and the recorder adds it.
+const int deviceFlags = O_ACCMODE | O_SYNC;
 
 Fields openQuestion(const std::string& device, int flags) {
     return {{"device", device}, {"flags", std::to_string(flags & deviceFlags)}};

@@ -199,7 +199,8 @@ void FileRecorder::keep(const std::string& path, Entry entry) {
 }
 
 FileRecorder::Entry FileRecorder::read(const std::string& path, bool whole) const {
-    const std::string hostPath = access_.path(path);
+    // A directory or link on the way is none that the agent asks the access for.
+    const std::string hostPath = whole ? access_.path(path) : root_ + path;
     struct stat status {};
     if (::lstat(hostPath.c_str(), &status) != 0) return failed(errno);
     Entry entry;

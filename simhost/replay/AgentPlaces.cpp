@@ -14,6 +14,8 @@ constexpr const char* directories[] = {"/opt/mev/vok/data", "/opt/mev/vok/log", 
 // Files whose name begins so.
 constexpr const char* beginnings[] = {"/tmp/vokboot.log", "/var/log/syslog.log", "/var/run/mevvok",
                                       "/var/run/vokd.", "/var/tmp/mev"};
+// Directories that it makes on the way, and of which it reads nothing.
+constexpr const char* onTheWay[] = {"/var", "/var/log"};
 constexpr const char* logSettings[] = {"VOKLogLocation", "DebugLogLocation"};
 
 bool beginsWith(const std::string& text, const std::string& beginning) {
@@ -39,6 +41,7 @@ bool AgentPlaces::has(const std::string& path) const {
     };
     const auto isBeginning = [&](const std::string& beginning) { return beginsWith(path, beginning); };
     return std::any_of(std::begin(directories), std::end(directories), isDirectory) ||
+           std::find(std::begin(onTheWay), std::end(onTheWay), path) != std::end(onTheWay) ||
            std::any_of(std::begin(beginnings), std::end(beginnings), isBeginning) ||
            std::find(logs_.begin(), logs_.end(), path) != logs_.end();
 }

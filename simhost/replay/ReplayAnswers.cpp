@@ -39,21 +39,21 @@ bool ReplayAnswers::asksDevice(const std::string& device) const {
     });
 }
 
-ReplayAnswers::PathReply ReplayAnswers::path(const std::string& path) {
+ReplayPath ReplayAnswers::path(const std::string& path) {
     const RecordedFiles::Answer answer = files_.ask(path);
     using Answer = RecordedFiles::Answer::Kind;
     const bool isServed = places_.has(path) || path == simulated_;
     const bool isKnown = answer.kind == Answer::known || (isServed && !answer.location.empty());
     if (isKnown && !isReserved(files_, answer.location)) {
         ++answered_;
-        return {ReplayPath::known, answer.location};
+        return ReplayPath::known;
     }
     if (answer.kind == Answer::fails) {
         ++answered_;
-        return {failureOf(answer), ""};
+        return failureOf(answer);
     }
     noteNotRecorded(pathName(path));
-    return {};
+    return ReplayPath::notRecorded;
 }
 
 std::pair<ReplayAnswer, const recording::Fields*> ReplayAnswers::question(const RecordedQuestion& asked) {

@@ -25,11 +25,7 @@ public:
     // From now on the opening of this node is answered with ReplayAnswer::simulated.
     void simulate(const std::string& device) { simulated_ = device; }
 
-    struct PathReply {
-        ReplayPath status = ReplayPath::notRecorded;
-        std::string location;
-    };
-    PathReply path(const std::string& path);
+    ReplayPath path(const std::string& path);
     // The fields are those of one that is recorded; null otherwise.
     std::pair<ReplayAnswer, const recording::Fields*> question(const RecordedQuestion& asked);
 

@@ -21,6 +21,8 @@ namespace {
 using Entry = RecordedFiles::Entry;
 
 constexpr char configurationFile[] = "/etc/config/mev/vok/vok.conf";
+// A recording has no modes. The agent looks for the programs that it may run, and it runs none of them here.
+constexpr mode_t fileMode = 0700;
 constexpr char unknownTarget[] = "not recorded";
 
 // What a replayed host has in any case.
@@ -64,7 +66,7 @@ private:
         const std::string hostPath = root_ + location;
         if (entry.kind == Entry::Kind::absent || isReserved(files_, location)) return;
         makeDirectories(fs::path(hostPath).parent_path().string());
-        if (entry.kind == Entry::Kind::file) writeFile(hostPath, entry.content);
+        if (entry.kind == Entry::Kind::file) writeFile(hostPath, entry.content, fileMode);
         if (entry.kind == Entry::Kind::directory) makeDirectories(hostPath);
         if (isThere(hostPath)) return;
         if (entry.kind == Entry::Kind::link) fs::create_symlink(targetOf(location, entry), hostPath);
@@ -110,11 +112,12 @@ bool isReserved(const RecordedFiles& files, const std::string& location) {
 }
 
 void layOutReplay(const std::string& root, const RecordedFiles& files, const ReplaySources& sources) {
-    const auto place = [&](const char* path) { return root + files.locate(path).value_or(path); };
+    const auto place = [&](const std::string& path) { return root + files.locate(path).value_or(path); };
     removeContent(root);
-    for (const char* directory : directories) makeDirectories(place(directory));
+    // Of a link the directory that it leads to.
+    for (const std::string directory : directories) makeDirectories(place(directory + "/."));
     Layout(root, files).makeEntries();
-    writeLink(sources.module, place(moduleLink("").c_str()));
+    writeLink(sources.module, place(moduleLink("")));
     if (sources.configuration) layOutFile(place(configurationFile), *sources.configuration);
     // A path below a file is nowhere, and can't be made.
     writeFile(root + replayNowhere, "");

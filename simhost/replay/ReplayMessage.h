@@ -11,8 +11,7 @@
 namespace simhost {
 
 enum class ReplayRequest : std::uint32_t {
-    // The bytes are an absolute path. The reply's status is a ReplayPath, its bytes the location of one that
-    // is there.
+    // The bytes are an absolute path of the recorded host. The reply's status is a ReplayPath.
     path = 1,
     // The bytes are a RecordedQuestion. The reply's status is a ReplayAnswer, its bytes the fields of one
     // that is recorded.
@@ -20,7 +19,7 @@ enum class ReplayRequest : std::uint32_t {
 };
 
 enum class ReplayPath : std::int32_t {
-    known = 0,        // as laid out at its location, be it there or not
+    known = 0,        // as laid out, be it there or not
     notRecorded = 1,  // to the agent it is not there
     notOpened = 2,    // opening it fails
     notRead = 3,      // a file that can be opened, but not read

@@ -58,8 +58,7 @@ void ReplayedHost::startClock(double speed) {
 void ReplayedHost::serve() {
     server_.serve(static_cast<std::uint32_t>(ReplayRequest::path),
                   [this](const std::string& path, const LibraryServer::Reply& reply) {
-                      const auto answer = answers_.path(path);
-                      reply(static_cast<std::int32_t>(answer.status), answer.location);
+                      reply(static_cast<std::int32_t>(answers_.path(path)), "");
                   });
     server_.serve(static_cast<std::uint32_t>(ReplayRequest::question),
                   [this](const std::string& bytes, const LibraryServer::Reply& reply) {

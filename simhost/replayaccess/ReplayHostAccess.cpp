@@ -69,37 +69,26 @@ ReplayHostAccess::ReplayHostAccess(const std::string& root, HostState state)
 
 // --- paths ---
 
-std::string ReplayHostAccess::path(const std::string& given) const {
-    const std::string absolute = !given.empty() && given.front() == '/' ? given : "/" + given;
-    if (absolute == "/") return root() + "/";
-    const auto answer = questions_.path(absolute);
-    std::string hostPath;
-    switch (answer.status) {
+std::string ReplayHostAccess::path(const std::string& absolute) const {
+    const std::string hostPath = vokRootedHostAccess::path(absolute);
+    const std::string recorded = hostPath.substr(root().size());
+    if (recorded == "/") return hostPath;
+    switch (questions_.path(recorded)) {
         case ReplayPath::known:
-            hostPath = root() + answer.location;
-            break;
+            return hostPath;
         case ReplayPath::notRead:
-            hostPath = unreadableFile;
-            break;
+            return unreadableFile;
         case ReplayPath::notOpened:
         case ReplayPath::notRecorded:
-            hostPath = root() + replayNowhere + absolute;
             break;
     }
-    if (hostPath != root() + absolute) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        absolutes_[hostPath] = absolute;
-    }
-    return hostPath;
+    return root() + replayNowhere + recorded;
 }
 
 std::string ReplayHostAccess::absoluteOf(const std::string& hostPath) const {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        const auto found = absolutes_.find(hostPath);
-        if (found != absolutes_.end()) return found->second;
-    }
-    return beginsWith(hostPath, root() + "/") ? hostPath.substr(root().size()) : hostPath;
+    for (const std::string& directory : {root() + replayNowhere, root()})
+        if (beginsWith(hostPath, directory + "/")) return hostPath.substr(directory.size());
+    return hostPath;
 }
 
 // A command is a question and never run, so its text is that of the recorded host.

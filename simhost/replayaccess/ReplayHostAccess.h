@@ -57,9 +57,8 @@ private:
     ReplayDevices devices_;
     ReplayLibraries libraries_;
 
-    mutable std::mutex mutex_;
-    mutable std::map<std::string, std::string> absolutes_;  // by host path, of those that differ
-    std::map<FILE*, std::pair<int, int>> commands_;         // wait status and errno of those that are open
+    std::mutex mutex_;
+    std::map<FILE*, std::pair<int, int>> commands_;  // wait status and errno of those that are open
 };
 
 }  // namespace simhost

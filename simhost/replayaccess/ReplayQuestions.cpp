@@ -2,10 +2,9 @@
 
 namespace simhost {
 
-ReplayQuestions::Path ReplayQuestions::path(const std::string& absolute) {
-    LibraryReply reply = client_.request(static_cast<std::uint32_t>(ReplayRequest::path), absolute);
-    if (reply.status < 0) return {};
-    return {static_cast<ReplayPath>(reply.status), std::move(reply.bytes)};
+ReplayPath ReplayQuestions::path(const std::string& absolute) {
+    const LibraryReply reply = client_.request(static_cast<std::uint32_t>(ReplayRequest::path), absolute);
+    return reply.status < 0 ? ReplayPath::notRecorded : static_cast<ReplayPath>(reply.status);
 }
 
 ReplayQuestions::Answer ReplayQuestions::ask(const std::string& kind, const recording::Fields& question) {

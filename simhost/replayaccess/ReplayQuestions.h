@@ -18,12 +18,8 @@ class ReplayQuestions {
 public:
     explicit ReplayQuestions(const std::string& root) : client_(root) {}
 
-    struct Path {
-        ReplayPath status = ReplayPath::notRecorded;
-        std::string location;
-    };
     // Not recorded when vok-simhost has ended.
-    Path path(const std::string& absolute);
+    ReplayPath path(const std::string& absolute);
 
     struct Answer {
         ReplayAnswer status = ReplayAnswer::notRecorded;

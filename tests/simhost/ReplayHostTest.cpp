@@ -203,7 +203,7 @@ TEST_F(ReplayDisk, ACommandGetsItsRecordedDataAndStatus) {
                  {"command", std::string("\x12\0\0\0\x08\0", 6)},
                  {"direction", "from-device"},
                  {"length", "8"}},
-                {{{"result", "0"}, {"error", "0"}, {"residual", "3"}, {"data", "DISK"}},
+                {{{"result", "0"}, {"error", "0"}, {"residual", "3"}, {"data", std::string("DISK\0", 5)}},
                  {{"result", "-1"}, {"error", "5"}}});
     const int device = open();
     std::vector<unsigned char> data(8, 0xEE);

@@ -1,6 +1,8 @@
 // The root of a replayed host.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -43,6 +45,11 @@ TEST_F(Layout, RecordedFilesHaveTheirContentAndTheirDirectories) {
     EXPECT_EQ(fs::read_symlink(root + "/lib/libvok-hostaccess.so"), directory.path() + "/module.so");
 }
 
+TEST_F(Layout, AFileCountsAsAProgramThatMayBeRun) {
+    layOut({{"/usr/sbin/mdadm", recordedFile("#!/bin/sh\n")}});
+    EXPECT_EQ(::access((root + "/usr/sbin/mdadm").c_str(), R_OK | X_OK), 0);
+}
+
 TEST_F(Layout, AListHasEachOfItsNamesInItsKind) {
     layOut({{"/dev", recordedList({{"f", RecordedKind::file},
                                    {"d", RecordedKind::directory},
@@ -72,6 +79,13 @@ TEST_F(Layout, AFileThatWasRecordedThroughALinkLiesWhereTheLinkLeads) {
     layOut({{"/c", recordedLink("d")}, {"/c/f", recordedFile("1")}, {"/d/g", recordedFile("2")}});
     EXPECT_EQ(content("/d/f"), "1");
     EXPECT_EQ(content("/c/g"), "2");
+}
+
+TEST_F(Layout, ADirectoryOfTheAgentMayBeALinkOfTheRecordedHost) {
+    layOut({{"/var/run", recordedLink("/run")}, {"/lib", recordedLink("usr/lib")}});
+    EXPECT_EQ(fs::read_symlink(root + "/var/run"), "../run");
+    EXPECT_EQ(fs::read_symlink(root + "/lib"), "usr/lib");
+    EXPECT_EQ(fs::read_symlink(root + "/lib/libvok-hostaccess.so"), directory.path() + "/module.so");
 }
 
 TEST_F(Layout, ALinkThatLeadsOutOfTheHostIsRefused) {

@@ -35,7 +35,7 @@ constexpr int failed = 1;
 struct RunOptions {
     std::string host;
     bool live = false;
-    std::string replay;  // an archive
+    std::string replay;   // an archive
     std::string machine;  // a directory with a machine's files instead of "/"
     std::string root;
     std::string module;
@@ -122,9 +122,10 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     what->add_option("--host", options.host, "A description: a name that comes with it, or a .json file")
         ->option_text("NAME|FILE.json");
     CLI::Option* live = what->add_flag("--live", options.live, "No description: this machine, as it is");
-    CLI::Option* replay = what->add_option("--replay", options.replay,
-                                           "A host that \"vokd --record\" has recorded; - reads standard input")
-                              ->option_text("FILE");
+    CLI::Option* replay =
+        what->add_option("--replay", options.replay,
+                         "A host that \"vokd --record\" has recorded; - reads standard input")
+            ->option_text("FILE");
     what->require_option(1);
     command.add_flag("--ipmi", options.settings.machinesIpmi, "With --live: the machine's own /dev/ipmi0")
         ->needs(live);

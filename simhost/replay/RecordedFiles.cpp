@@ -127,8 +127,8 @@ RecordedFiles::Answer RecordedFiles::ask(const std::string& path) const {
     answer.location = *location;
     const Entry* const entry = find(*location);
     // A link and a path that is absent are recorded wholly, also as a part of the way to another one.
-    const bool isWhole = entry && (entry->asked || entry->kind == Entry::Kind::link ||
-                                   entry->kind == Entry::Kind::absent);
+    const bool isWhole =
+        entry && (entry->asked || entry->kind == Entry::Kind::link || entry->kind == Entry::Kind::absent);
     if (!isWhole) {
         if (!entry && isKnownAbsent(*location)) answer.kind = Answer::Kind::known;
         return answer;

@@ -28,9 +28,9 @@ public:
 
     struct Answer {
         enum class Kind {
-            known,         // as laid out: there or not there
-            fails,         // there, but its content or its list can't be read
-            notRecorded,   // the agent did not ask for it
+            known,        // as laid out: there or not there
+            fails,        // there, but its content or its list can't be read
+            notRecorded,  // the agent did not ask for it
         };
         Kind kind = Kind::notRecorded;
         std::string location;  // of a known one

@@ -18,9 +18,9 @@ using Kind = recording::FileEntry::Kind;
 constexpr int errorsOfOpening[] = {EACCES, EPERM, ENOENT, ENOTDIR, ELOOP, ENXIO, ENODEV, ENAMETOOLONG};
 
 ReplayPath failureOf(const RecordedFiles::Answer& answer) {
-    const bool isOpened =
-        answer.type == Kind::file && std::find(std::begin(errorsOfOpening), std::end(errorsOfOpening),
-                                               answer.error) == std::end(errorsOfOpening);
+    const bool isOpened = answer.type == Kind::file &&
+                          std::find(std::begin(errorsOfOpening), std::end(errorsOfOpening), answer.error) ==
+                              std::end(errorsOfOpening);
     return isOpened ? ReplayPath::notRead : ReplayPath::notOpened;
 }
 

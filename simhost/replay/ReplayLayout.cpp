@@ -8,8 +8,8 @@
 
 #include "common/Files.h"
 #include "common/HostPaths.h"
-#include "host/LayoutFiles.h"
 #include "host/ClaimedRoot.h"
+#include "host/LayoutFiles.h"
 #include "replay/ReplayMessage.h"
 
 namespace fs = std::filesystem;
@@ -27,8 +27,9 @@ constexpr char unknownTarget[] = "not recorded";
 
 // What a replayed host has in any case.
 constexpr const char* directories[] = {
-    "/dev", "/etc/config/mev/vok", "/lib", "/opt/mev/vok/data", "/opt/mev/vok/log",
-    "/run/simhost", "/scratch/log", "/tmp", "/var/log", "/var/run", "/var/tmp",
+    "/dev",         "/etc/config/mev/vok", "/lib", "/opt/mev/vok/data", "/opt/mev/vok/log",
+    "/run/simhost", "/scratch/log",        "/tmp", "/var/log",          "/var/run",
+    "/var/tmp",
 };
 
 void removeContent(const std::string& root) {

@@ -52,7 +52,8 @@ std::string ReplayedHost::nodeName() const {
 
 void ReplayedHost::startClock(double speed) {
     const auto thousandths = static_cast<std::int64_t>(std::llround(speed * 1000));
-    state_.writeClock(simhost::startClock(machineNow(), recording_.time * nanosecondsInSecond, 0, thousandths));
+    state_.writeClock(
+        simhost::startClock(machineNow(), recording_.time * nanosecondsInSecond, 0, thousandths));
 }
 
 void ReplayedHost::serve() {
@@ -105,8 +106,8 @@ std::string notRecordedReport(const ReplayAnswers& answers) {
     if (answers.notRecorded().empty()) return "";
     std::string report = "vok-simhost: not in the recording, in all:\n";
     for (const auto& [name, count] : answers.notRecorded())
-        report += "vok-simhost: asked " + std::to_string(count) + (count == 1 ? " time: " : " times: ") + name +
-                  "\n";
+        report += "vok-simhost: asked " + std::to_string(count) + (count == 1 ? " time: " : " times: ") +
+                  name + "\n";
     return report;
 }
 

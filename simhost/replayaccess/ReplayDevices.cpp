@@ -63,7 +63,8 @@ int ReplayDevices::ioctl(int descriptor, unsigned long request, void* argument) 
     const bool isMessage = form == RequestForm::ipmiSend || form == RequestForm::ipmiReceive;
     if (isMessage && !argument) return fail(EFAULT);
     if (form == RequestForm::ipmiSend) return send(*device, *static_cast<const ipmi_req*>(argument));
-    if (form == RequestForm::ipmiReceive) return receive(*device, request, *static_cast<ipmi_recv*>(argument));
+    if (form == RequestForm::ipmiReceive)
+        return receive(*device, request, *static_cast<ipmi_recv*>(argument));
     const auto answer = questions_.ask(recording::kindOfForm(form),
                                        recording::requestQuestion(device->name, request, argument));
     if (!answer) return fail(EIO);
@@ -71,8 +72,7 @@ int ReplayDevices::ioctl(int descriptor, unsigned long request, void* argument) 
 }
 
 int ReplayDevices::send(Device& device, const ipmi_req& request) {
-    const auto answer =
-        questions_.ask(recording::kinds::ipmi, recording::ipmiQuestion(device.name, request));
+    const auto answer = questions_.ask(recording::kinds::ipmi, recording::ipmiQuestion(device.name, request));
     if (!answer) return fail(EIO);
     const std::lock_guard<std::mutex> lock(device.mutex);
     device.exchange = recording::ipmiExchange(answer.fields);

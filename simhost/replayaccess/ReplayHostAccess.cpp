@@ -1,7 +1,7 @@
 #include "replayaccess/ReplayHostAccess.h"
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <memory>
 #include <utility>
@@ -229,8 +229,8 @@ int ReplayHostAccess::timedWait(pthread_cond_t* condition, pthread_mutex_t* mute
     timespec now{};
     if (!clockStands() || wallClock(&now) != 0)
         return SimulatedHostAccess::timedWait(condition, mutex, deadline);
-    const bool isPast = deadline->tv_sec < now.tv_sec ||
-                        (deadline->tv_sec == now.tv_sec && deadline->tv_nsec <= now.tv_nsec);
+    const bool isPast =
+        deadline->tv_sec < now.tv_sec || (deadline->tv_sec == now.tv_sec && deadline->tv_nsec <= now.tv_nsec);
     return isPast ? SimulatedHostAccess::timedWait(condition, mutex, deadline)
                   : ::pthread_cond_wait(condition, mutex);
 }

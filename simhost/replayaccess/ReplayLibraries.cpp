@@ -21,7 +21,9 @@ void* failWith(std::string reason) {
 class ReplayLibraries::Library : public recording::LibraryCallee {
 public:
     Library(std::string name, ReplayQuestions& questions)
-        : questions_(questions), name_(std::move(name)), thunks_(recording::LibraryThunks::of(name_, *this)) {}
+        : questions_(questions),
+          name_(std::move(name)),
+          thunks_(recording::LibraryThunks::of(name_, *this)) {}
     ~Library() override { recording::LibraryThunks::forget(*this); }
 
     // A question that is not recorded gets an answer without a result, which is a failure.

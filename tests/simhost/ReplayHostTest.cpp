@@ -431,7 +431,8 @@ TEST_F(ReplayHost, AnArchiveThatIsRefusedLeavesNothing) {
     EXPECT_EQ(ran.status, 1);
     EXPECT_THAT(ran.output, HasSubstr("vok-simhost: "));
     EXPECT_EQ(::access(root().c_str(), F_OK), -1);
-    const Ran none = runProgram({VOK_SIMHOST_PROGRAM, "run", "--replay", archive() + ".none", "--root", root()});
+    const Ran none =
+        runProgram({VOK_SIMHOST_PROGRAM, "run", "--replay", archive() + ".none", "--root", root()});
     EXPECT_EQ(none.status, 1);
     EXPECT_THAT(none.output, HasSubstr("host.tar.none"));
 }

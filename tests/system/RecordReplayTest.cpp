@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -169,6 +170,8 @@ TEST_F(IncompleteRecording, AMissingNameOfTheSystemIsNamedAndMissing) {
 // The recordings that the repository keeps: made by the 32-bit agent, played on each ABI.
 class KeptRecording : public RecordReplay {
 protected:
+    KeptRecording() { ::setenv("TZ", "UTC", 1); }  // in which they were made: a document has local times
+
     void expectGolden(const std::string& name) {
         const std::string kept = VOK_SOURCE_DIRECTORY "/tests/recordings/" + name;
         EXPECT_EQ(load(kept + ".tar").abi, "i386");

@@ -20,7 +20,6 @@ namespace {
 
 using Entry = RecordedFiles::Entry;
 
-constexpr char configurationFile[] = "/etc/config/mev/vok/vok.conf";
 // A recording has no modes. The agent looks for the programs that it may run, and it runs none of them here.
 constexpr mode_t fileMode = 0700;
 constexpr char unknownTarget[] = "not recorded";
@@ -119,7 +118,7 @@ void layOutReplay(const std::string& root, const RecordedFiles& files, const Rep
     for (const std::string directory : directories) makeDirectories(place(directory + "/."));
     Layout(root, files).makeEntries();
     writeLink(sources.module, place(moduleLink("")));
-    if (sources.configuration) layOutFile(place(configurationFile), *sources.configuration);
+    if (sources.configuration) layOutFile(place(agentConfiguration), *sources.configuration);
     // A path below a file is nowhere, and can't be made.
     writeFile(root + replayNowhere, "");
 }

@@ -8,6 +8,9 @@
 
 namespace simhost {
 
+// On the host: the agent's configuration file.
+inline constexpr char agentConfiguration[] = "/etc/config/mev/vok/vok.conf";
+
 struct ReplaySources {
     std::string module;                        // the host-access module of replayed hosts
     std::optional<std::string> configuration;  // the agent's configuration; none: the recorded one

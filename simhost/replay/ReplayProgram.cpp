@@ -19,8 +19,6 @@ namespace simhost {
 
 namespace {
 
-constexpr char configurationFile[] = "/etc/config/mev/vok/vok.conf";
-
 recording::Recording readRecording(const std::string& archive) {
     std::string error;
     auto recording = recording::loadArchive(archive, error);
@@ -36,7 +34,7 @@ std::string moduleFile(const std::string& given) {
 }
 
 std::string recordedConfiguration(const recording::Recording& recording) {
-    const auto found = recording.files.find(configurationFile);
+    const auto found = recording.files.find(agentConfiguration);
     return found == recording.files.end() ? "" : found->second.content;
 }
 

@@ -52,7 +52,6 @@ BLOCKS = [
     ("docs/simhost.md", '"storageControllers"', SHOWN, "part of a description"),
     ("docs/simhost.md", '"raidControllers"', SHOWN, "part of a description"),
     ("docs/simhost.md", '"fibreChannelAdapters"', SHOWN, "part of a description"),
-    ("docs/recording.md", "tar tvf", CHECKED, "needs an archive of a host"),
     ("docs/recording.md", "vok-simhost run --replay", CHECKED, "needs an archive of a host"),
     ("docs/vmtest.md", "scripts/vmtest", CHECKED, "boots a virtual machine: minutes"),
     ("docs/simhost.md", "vok-rmc run --guest", CHECKED, "needs a virtual machine"),

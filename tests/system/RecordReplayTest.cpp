@@ -167,14 +167,14 @@ TEST_F(IncompleteRecording, AMissingNameOfTheSystemIsNamedAndMissing) {
     expectNamed("system-name");
 }
 
-// The recordings that the repository keeps: made by the 32-bit agent, played on each ABI.
+// The recordings that the repository keeps: made by an agent of one ABI, played on each.
 class KeptRecording : public RecordReplay {
 protected:
     KeptRecording() { ::setenv("TZ", "UTC", 1); }  // in which they were made: a document has local times
 
     void expectGolden(const std::string& name) {
         const std::string kept = VOK_SOURCE_DIRECTORY "/tests/recordings/" + name;
-        EXPECT_EQ(load(kept + ".tar").abi, "i386");
+        EXPECT_TRUE(load(kept + ".tar").redacted);
         ASSERT_NO_FATAL_FAILURE(play(kept + ".tar"));
         expectDocument(contentOf(kept + ".json"));
     }

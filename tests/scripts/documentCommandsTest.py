@@ -31,6 +31,7 @@ BLOCKS = [
     ("README.md", "3. The agent starts", SCENES, "output"),
     ("README.md", "vokd --record", CHECKED, "records the machine itself, as root"),
     ("README.md", "Recorded to", SHOWN, "output"),
+    ("README.md", "scripts/package", CHECKED, "builds packages and a Debian: minutes"),
     ("README.md", "vokd ", CHECKED, "acts on the machine itself, as root"),
     ("README.md", "src/ ", SHOWN, "the folders"),
     ("CONTRIBUTING.md", "scripts/setup", CHECKED, "installs packages and builds: minutes"),

@@ -125,7 +125,7 @@ vok_put_sbom(agent vok src recording daemon client)
 # where the agent of a real host could find them.
 set(simhost opt/mev/vok-simhost)
 install(TARGETS vok-simhost vok-rmc vok-simcmd RUNTIME DESTINATION ${simhost}/bin COMPONENT simhost EXCLUDE_FROM_ALL)
-set_target_properties(vok-hostaccess PROPERTIES INSTALL_RPATH "$ORIGIN/../../vok/lib")
+set_target_properties(vok-simhost vok-hostaccess vok-replayaccess PROPERTIES INSTALL_RPATH "$ORIGIN/../../vok/lib")
 get_property(stand_ins GLOBAL PROPERTY VOK_STAND_INS)
 foreach(target ${stand_ins})
   get_target_property(type ${target} TYPE)
@@ -133,7 +133,7 @@ foreach(target ${stand_ins})
     list(REMOVE_ITEM stand_ins ${target})
   endif()
 endforeach()
-install(TARGETS vok-hostaccess ${stand_ins} LIBRARY DESTINATION ${simhost}/lib COMPONENT simhost EXCLUDE_FROM_ALL)
+install(TARGETS vok-hostaccess vok-replayaccess ${stand_ins} LIBRARY DESTINATION ${simhost}/lib COMPONENT simhost EXCLUDE_FROM_ALL)
 install(DIRECTORY simhost/hosts simhost/scenarios DESTINATION ${simhost}/share/vok-simhost COMPONENT simhost EXCLUDE_FROM_ALL
   FILES_MATCHING PATTERN "*.json")
 foreach(program vokd vokcli)  # where a scenario looks for them

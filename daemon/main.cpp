@@ -3,8 +3,10 @@
 #include <unistd.h>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -18,6 +20,7 @@
 #include "core/inventory/vokResourceManager.h"
 #include "core/vokAgentStatus.h"
 #include "core/vokJobManager.h"
+#include "daemon/recording/RecordingHostAccess.h"
 #include "daemon/vokdClockCheck.h"
 #include "daemon/vokdConfigReport.h"
 #include "daemon/vokdCrashTrace.h"
@@ -27,6 +30,7 @@
 #include "daemon/vokdLogLimits.h"
 #include "daemon/vokdOptions.h"
 #include "daemon/vokdPlatformReport.h"
+#include "daemon/vokdRecord.h"
 #include "daemon/vokdSignals.h"
 #include "platform/access/vokLongOperation.h"
 #include "platform/access/vokRootedHostAccess.h"
@@ -36,6 +40,8 @@
 #include "platform/utils/vokSystemInterfaceFactory.h"
 #include "platform/utils/vokUtils.h"
 #include "platform/utils/vokWorkFolders.h"
+#include "recording/Archive.h"
+#include "recording/Redaction.h"
 #include "rmc/vokIPMIDBService.h"
 #include "rmc/vokJsonAggregator.h"
 #include "storage/SASResourceManager.h"
@@ -45,12 +51,25 @@ namespace {
 
 constexpr int secondsBetweenChecks = 60;
 
-bool useHostRoot(const std::string& root) {
+// The access to the host under `root`, or to the machine itself. Null after a line on standard error.
+std::unique_ptr<IvokHostAccess> openHost(const std::string& root) {
+    if (root.empty()) return std::make_unique<vokKernelHostAccess>();
     std::string error;
     auto access = vokOpenHostRoot(root, error);
-    if (!access) {
-        std::fprintf(stderr, "vokd: %s\n", error.c_str());
-        return false;
+    if (!access) std::fprintf(stderr, "vokd: %s\n", error.c_str());
+    return access;
+}
+
+// Sets the host that the agent uses. With --record it is recorded, and `recorder` is its access.
+bool useHost(const vokdOptions& options, RecordingHostAccess*& recorder) {
+    const bool isRecorded = options.action == vokdOptions::Action::record;
+    if (options.hostRoot.empty() && !isRecorded) return true;
+    std::unique_ptr<IvokHostAccess> access = openHost(options.hostRoot);
+    if (!access) return false;
+    if (isRecorded) {
+        auto recording = std::make_unique<RecordingHostAccess>(std::move(access));
+        recorder = recording.get();
+        access = std::move(recording);
     }
     vokSetHostAccess(std::move(access));
     return true;
@@ -111,7 +130,7 @@ void printLongOperation(const char* description, long seconds, bool hasEnded) {
 
 // Runs a report that asks the host. What takes long is named on standard error. SIGTERM and SIGINT end it,
 // also while a command hangs; nothing is printed then.
-int runReport(int (*report)()) {
+int runReport(const std::function<int()>& report) {
     int status = vokdOptions::graceful;
     vokBindLongOperationReport(printLongOperation);
     {
@@ -137,7 +156,8 @@ int showPlatform() {
     return std::cout.flush() ? vokdOptions::graceful : vokdOptions::reportOutputFailure();
 }
 
-int printInventory() {
+// Builds one inventory of every enabled resource. `document` stays empty if none has one.
+int buildInventory(std::string& document) {
     vokdInstanceLock lock;
     if (const int refused = lockHost(lock)) return refused;
     vokdPrintConfigWarnings();
@@ -150,19 +170,57 @@ int printInventory() {
         vokResourceManager* const manager = vokFactory().createInstance(module.id);
         if (manager && vokConfig::getInstance()->isResourceEnabled(module.id)) manager->cacheBuild();
     }
-    const std::string document = vokJsonAggregator::getInstance()->getInventoryDocument();
+    document = vokJsonAggregator::getInstance()->getInventoryDocument();
     // The build has registered for the events of RAID controllers. None may come when what it needs is gone.
     if (vokConfig::getInstance()->isResourceEnabled(STORAGE_CONTROLLERS))
         SASResourceManager::getInstance()->processResourceManagerStop();
     releasePlatformTables();
-    if (vokdSignalDuringStart() != 0) return vokdOptions::graceful;
-    if (document.empty()) {
+    if (vokdSignalDuringStart() == 0 && document.empty())
         std::fprintf(stderr, "vokd: no enabled resource has an inventory\n");
-        return vokdOptions::graceful;
-    }
-    if (std::printf("%s\n", document.c_str()) < 0 || std::fflush(stdout) != 0)
-        return vokdOptions::reportOutputFailure();
+    if (!document.empty()) document += '\n';
     return vokdOptions::graceful;
+}
+
+int printInventory() {
+    std::string document;
+    if (const int refused = buildInventory(document)) return refused;
+    if (vokdSignalDuringStart() != 0) return vokdOptions::graceful;
+    const bool printed = std::fputs(document.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+    return printed ? vokdOptions::graceful : vokdOptions::reportOutputFailure();
+}
+
+int reportNoArchive(const std::string& file, const std::string& reason) {
+    std::fprintf(stderr, "vokd: no recording in %s: %s\n", file.c_str(), reason.c_str());
+    return vokdOptions::outputFailed;
+}
+
+// Writes the archive of a finished recording and prints the summary.
+int saveRecording(const vokdOptions& options, recording::Recording& recorded) {
+    if (!options.plain) recording::redact(recorded, vokdRandomSeed());
+    std::string error;
+    if (!recording::saveArchive(recorded, options.recordTo, error))
+        return reportNoArchive(options.recordTo, error);
+    struct stat status {};
+    ::stat(options.recordTo.c_str(), &status);
+    vokdPrintRecordingSummary(recorded, options.recordTo, static_cast<std::uint64_t>(status.st_size),
+                              std::cout);
+    return std::cout.flush() ? vokdOptions::graceful : vokdOptions::reportOutputFailure();
+}
+
+int recordHost(const vokdOptions& options, RecordingHostAccess& recorder) {
+    const std::string reason = vokdWhyNoArchiveAt(options.recordTo);
+    if (!reason.empty()) return reportNoArchive(options.recordTo, reason);
+    recording::Recording recorded;
+    const int status = runReport([&] {
+        recorder.leaveOut(vokdOwnPlaces());
+        return buildInventory(recorded.document);
+    });
+    if (status != vokdOptions::graceful) return status;
+    recorded.agentVersion = VOK_VERSION;
+    recorded.abi = vokdAbi();
+    if (!recorder.finish(recorded))
+        return reportNoArchive(options.recordTo, "it would hold more than 64 MiB");
+    return saveRecording(options, recorded);
 }
 
 // A command that hangs can't be left in order, and nothing is held that has to be released: a signal ends the
@@ -272,7 +330,8 @@ int main(int argc, char** argv) {
     if (!options.parse(argc, argv, exitStatus)) return exitStatus;
 
     ::umask(0077);
-    if (!options.hostRoot.empty() && !useHostRoot(options.hostRoot)) return vokdOptions::noHostRoot;
+    RecordingHostAccess* recorder = nullptr;
+    if (!useHost(options, recorder)) return vokdOptions::noHostRoot;
     const bool isAgent = options.action != vokdOptions::Action::checkConfig &&
                          options.action != vokdOptions::Action::probeDisk;
     if (isAgent) warnIfNotRoot(options);
@@ -281,6 +340,8 @@ int main(int argc, char** argv) {
             return checkConfig();
         case vokdOptions::Action::printInventory:
             return runReport(printInventory);
+        case vokdOptions::Action::record:
+            return recordHost(options, *recorder);
         case vokdOptions::Action::showPlatform:
             return runReport(showPlatform);
         case vokdOptions::Action::probeDisk:

@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr char lockFile[] = "/var/run/vokd.pid";
 constexpr int mostTries = 100;
 constexpr std::chrono::milliseconds betweenTries{10};
 

@@ -7,6 +7,8 @@
 
 class vokdInstanceLock {
 public:
+    static constexpr char lockFile[] = "/var/run/vokd.pid";
+
     enum class Result { taken, heldByAnother, unavailable };
 
     // Takes the lock for the life of the process; it is released when the process ends, in whatever way.

@@ -25,7 +25,7 @@ Exit status:
   6    --check-config: the file is used, but something in it is not accepted
        or not used as it is written
   7    --check-config: no usable file; the built-in settings are used
-  8    standard output can't be written
+  8    standard output, or the file of --record, can't be written
   9    a report was ended by SIGTERM or SIGINT before it was printed
   10   --probe-disk: the node is missing or can't be opened
   11   --probe-disk: not a SCSI generic node, nor the block device of one
@@ -84,8 +84,21 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
         ->excludes(check)
         ->excludes(print)
         ->excludes(show);
+    auto* const record =
+        app.add_option("--record", recordTo,
+                       "Build one inventory; write what the host was asked\n"
+                       "for it, and answered, to the new file FILE")
+            ->type_name("FILE")
+            ->check([](const std::string& text) { return text.empty() ? "a file is required" : ""; });
+    app.add_flag("--plain", plain,
+                 "Keep serial numbers, addresses and names in it,\n"
+                 "instead of replacing them by made-up ones")
+        ->needs(record);
     try {
         app.parse(argc, argv);
+        // Not excludes(), which would make the lines of the help too long.
+        if (!recordTo.empty() && (checkConfig || printInventory || showPlatform || !disk.empty()))
+            throw CLI::ExcludesError("--record", "any other report");
     } catch (const CLI::ParseError& error) {
         exitStatus = app.exit(error) == 0 ? graceful : usage;
         if (!std::cout.flush()) exitStatus = reportOutputFailure();
@@ -95,5 +108,6 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
     if (printInventory) action = Action::printInventory;
     if (showPlatform) action = Action::showPlatform;
     if (!disk.empty()) action = Action::probeDisk;
+    if (!recordTo.empty()) action = Action::record;
     return true;
 }

@@ -4,11 +4,13 @@
 #include <string>
 
 struct vokdOptions {
-    enum class Action { run, checkConfig, printInventory, showPlatform, probeDisk };
+    enum class Action { run, checkConfig, printInventory, showPlatform, probeDisk, record };
 
     Action action = Action::run;
     std::string hostRoot;  // empty: the machine that it runs on
     std::string disk;      // of probeDisk: an absolute path
+    std::string recordTo;  // of record: the archive, a path of the machine
+    bool plain = false;    // of record: what identifies the host is kept
 
     // Exit statuses. Each other than 0 is explained by a line on standard error or by the report. The library
     // adds 246 and 245, if a log directory can't be created.
@@ -21,7 +23,7 @@ struct vokdOptions {
         secondSignal = 5,    // a later signal during the stop: ended at once
         configRefused = 6,   // --check-config: there are findings on the file, which is used
         configUnusable = 7,  // --check-config: no usable file, the built-in settings are used
-        outputFailed = 8,    // standard output could not be written
+        outputFailed = 8,    // standard output or the archive of --record could not be written
         interrupted = 9,     // a report was ended by a signal before it was printed
         noDisk = 10,         // --probe-disk: the node is missing, or can't be opened
         notADisk = 11,       // --probe-disk: not a SCSI generic node, nor the block device of one

@@ -22,6 +22,10 @@ std::string hostAccessModule() {
     return (programDirectory().parent_path() / "lib/libvok-hostaccess.so").string();
 }
 
+std::string replayAccessModule() {
+    return (programDirectory().parent_path() / "lib/libvok-replayaccess.so").string();
+}
+
 std::string hostDescriptions() {
     return (programDirectory().parent_path() / "share/vok-simhost/hosts").string();
 }

@@ -9,6 +9,8 @@ namespace simhost {
 std::string siblingProgram(const std::string& name);
 // The host-access module of the running program's ABI, in the "lib" beside the program's directory.
 std::string hostAccessModule();
+// The same of recorded hosts.
+std::string replayAccessModule();
 // The directory of the host descriptions that come with the project.
 std::string hostDescriptions();
 // The directory of the scenarios that come with the project.

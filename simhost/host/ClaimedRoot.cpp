@@ -13,8 +13,6 @@ namespace simhost {
 
 namespace {
 
-constexpr char markFile[] = "/.vok-simhost";
-
 std::string firstMissing(const std::string& directory) {
     std::string missing;
     for (fs::path each = directory; !fs::exists(each); each = each.parent_path()) missing = each.string();

@@ -9,6 +9,9 @@ namespace simhost {
 
 class ClaimedRoot {
 public:
+    // Below the root: the file that marks it.
+    static constexpr char markFile[] = "/.vok-simhost";
+
     // Locks `root` and marks it. A directory that is missing, empty or was such a root before is accepted;
     // any other is refused, so that no file that vok-simhost did not make is overwritten. Throws
     // std::runtime_error.

@@ -21,6 +21,7 @@
 #include "host/HostLayout.h"
 #include "host/SimulatedHost.h"
 #include "live/LiveMachine.h"
+#include "replay/ReplayProgram.h"
 #include "scenario/PlayCommand.h"
 
 namespace fs = std::filesystem;
@@ -34,6 +35,7 @@ constexpr int failed = 1;
 struct RunOptions {
     std::string host;
     bool live = false;
+    std::string replay;   // an archive
     std::string machine;  // a directory with a machine's files instead of "/"
     std::string root;
     std::string module;
@@ -69,6 +71,17 @@ LayoutSources layoutSources(const RunOptions& options, const LiveMachine* live) 
     if (live) sources.deviceDirectory = live->deviceDirectory();
     if (options.settings.machinesIpmi) sources.ipmiDevice = live->ipmiDevice();
     return sources;
+}
+
+int replay(const RunOptions& options) {
+    ReplayOptions given;
+    given.archive = options.replay;
+    given.root = options.root;
+    given.module = options.module;
+    given.configuration = options.configuration;
+    given.settings = {options.settings.speed.value_or(0), options.settings.ipmiPatience};
+    runReplay(given);
+    return ok;
 }
 
 int run(const RunOptions& options) {
@@ -109,6 +122,10 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     what->add_option("--host", options.host, "A description: a name that comes with it, or a .json file")
         ->option_text("NAME|FILE.json");
     CLI::Option* live = what->add_flag("--live", options.live, "No description: this machine, as it is");
+    CLI::Option* replay =
+        what->add_option("--replay", options.replay,
+                         "A host that \"vokd --record\" has recorded; - reads standard input")
+            ->option_text("FILE");
     what->require_option(1);
     command.add_flag("--ipmi", options.settings.machinesIpmi, "With --live: the machine's own /dev/ipmi0")
         ->needs(live);
@@ -126,20 +143,23 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     // The machine's clock is no simulated one.
     command
         .add_option("--speed", options.settings.speed,
-                    "Simulated seconds per real second, 0.001 to 10000 (1); not with --live")
+                    "Simulated seconds per real second, 0.001 to 10000 (1; with --replay the\n"
+                    "clock stands unless it is given); not with --live")
         ->excludes(live)
         ->option_text("N")
         ->check(numberWithin(0.001, 10000));
     command
         .add_option("--start-time", options.settings.startTime,
-                    "Wall clock at the start, seconds since 1970 (now); not with --live")
+                    "Wall clock at the start, seconds since 1970 (now); not with --live, --replay")
         ->excludes(live)
+        ->excludes(replay)
         ->option_text("EPOCH")
         ->check(wholeNumberWithin(0, 4102444800));
     command
         .add_option("--uptime", options.settings.uptime,
-                    "Seconds since the boot (the description's); not with --live")
+                    "Seconds since the boot (the description's); not with --live, --replay")
         ->excludes(live)
+        ->excludes(replay)
         ->option_text("S")
         ->check(wholeNumberWithin(0, 4102444800));
     command
@@ -182,7 +202,7 @@ int runProgram(int count, char** arguments) {
     if (play.wasGiven()) return play.run();
     if (*controlCommand) return control(root, controlCommand->remaining());
     options.settings.ipmiPatience = std::chrono::milliseconds(static_cast<long>(options.ipmiTimeout * 1000));
-    return run(options);
+    return options.replay.empty() ? run(options) : replay(options);
 }
 
 }  // namespace

@@ -43,6 +43,9 @@ public:
     void pause(unsigned long microseconds) override;
     int waitForSignal(const sigset_t* signals, long seconds) override;
 
+protected:
+    const HostState& state() const { return state_; }
+
 private:
     HostState state_;
     ClockWaiters waiters_;

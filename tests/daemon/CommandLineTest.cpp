@@ -25,7 +25,7 @@ TEST(CommandLine, HelpNamesEveryOptionAndEveryExitStatus) {
     const Ran ran = vokd({"--help"});
     EXPECT_EQ(ran.status, 0);
     for (const char* option : {"--help", "--version", "--host-root DIR", "--check-config",
-                               "--print-inventory", "--probe-disk NODE"})
+                               "--print-inventory", "--probe-disk NODE", "--record FILE", "--plain"})
         EXPECT_NE(ran.output.find(option), std::string::npos) << option;
     for (const char* status : {"\n  0 ", "\n  1 ", "\n  2 ", "\n  3 ", "\n  4 ", "\n  5 ", "\n  6 ", "\n  7 ",
                                "\n  8 ", "\n  9 ", "\n  10 ", "\n  11 ", "\n  12 ", "\n  245 ", "\n  246 "})

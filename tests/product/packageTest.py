@@ -60,6 +60,7 @@ SIMHOST = {
     "opt/mev/vok-simhost/bin/vokd": "../../vok/bin/vokd",
     "opt/mev/vok-simhost/bin/vokcli": "../../vok/bin/vokcli",
     "opt/mev/vok-simhost/lib/libvok-hostaccess.so": 0o644,
+    "opt/mev/vok-simhost/lib/libvok-replayaccess.so": 0o644,
     "opt/mev/vok-simhost/lib/libstorelib.so": 0o644,
     "opt/mev/vok-simhost/lib/libstorelib-without-entry-point.so": 0o644,
     "opt/mev/vok-simhost/lib/libvkloc0202.so": 0o644,

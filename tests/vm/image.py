@@ -143,7 +143,8 @@ def agent_archive(work, programs, root):
     put(root, pathlib.Path(__file__).with_name("init"), "init", 0o755)
     for name in ("vok-simhost", "vok-simcmd"):
         put(root, programs / name, f"simhost/bin/{name}", 0o755)
-    for name in ("libvok-hostaccess.so", "libvkloc0202.so", "libvkloc0302.so", "libvkloc-without-encoder.so"):
+    standing_in = "libvkloc0202.so", "libvkloc0302.so", "libvkloc-without-encoder.so"
+    for name in ("libvok-hostaccess.so", "libvok-replayaccess.so", *standing_in):
         put(root, programs.parent / "lib" / name, f"simhost/lib/{name}", 0o755)
     binaries = [path for path in root.rglob("*") if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"]
     for library in libraries_of(binaries):

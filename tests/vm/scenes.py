@@ -221,6 +221,7 @@ class Scenes:
         self.check_disks()
         self.check_probe()
         self.check_platform()
+        self.check_recording()
 
         before = self.kernel_warnings()
         text, came = self.start_agent_and_wait()
@@ -305,6 +306,24 @@ class Scenes:
         nodes = int(self.guest.run("ls /dev/sg* | grep -c ."))
         wanted = len(DISKS) + 1
         self.check(not lacking and nodes == wanted, f"{wanted} disks are there, with an sg node each", f"{lacking} {nodes}")
+
+    def check_recording(self):
+        """The host is recorded, and played back in the guest itself."""
+        guest = self.guest
+        guest.run(f"LD_LIBRARY_PATH=/machine/lib {AGENT} --record /run/host.tar", seconds=120)
+        guest.run(
+            "(LD_LIBRARY_PATH=/opt/mev/vok/lib vok-simhost run --replay /run/host.tar --root /run/replay </dev/null >/run/replay.log 2>&1 & echo $! >/run/replay.pid); "
+            "until grep -qs ': ready: ' /run/replay.log; do sleep 0.1; done"
+        )
+        guest.run(f"{AGENT} --host-root /run/replay --print-inventory >/run/played.json", seconds=120)
+        difference = guest.run("tar -xOf /run/host.tar inventory.json | cmp - /run/played.json 2>&1 || true")
+        size = int(guest.run("wc -c </run/played.json"))
+        good = not difference and size > 100
+        self.check(good, f"it was recorded, and the recording gives the same inventory of {size} bytes", difference)
+        lacking = guest.run("grep 'not in the recording' /run/replay.log || true")
+        self.check(not lacking, "nothing that the agent asked was missing in the recording", lacking)
+        # The agent's log is counted from its own start.
+        guest.run(f"kill $(cat /run/replay.pid); rm -rf {LOG} {DEBUG_LOG} /run/replay /run/host.tar /run/played.json")
 
     def check_probe(self):
         """--probe-disk on disks of three kinds, each through its driver."""

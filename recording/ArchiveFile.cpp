@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "platform/access/vokOwnedDescriptor.h"
 #include "recording/Archive.h"
@@ -67,12 +68,14 @@ std::optional<Recording> loadArchive(const std::string& path, std::string& error
         error = failed("opened", name);
         return std::nullopt;
     }
-    const auto bytes = readAll(standardInput ? STDIN_FILENO : file.get(), ArchiveLimits().bytes);
-    if (!bytes) {
+    try {
+        const auto bytes = readAll(standardInput ? STDIN_FILENO : file.get(), ArchiveLimits().bytes);
+        if (bytes) return readArchive(*bytes, error);
         error = failed("read", name);
-        return std::nullopt;
+    } catch (const std::bad_alloc&) {
+        error = "There is not enough memory to read the archive.";
     }
-    return readArchive(*bytes, error);
+    return std::nullopt;
 }
 
 }  // namespace recording

@@ -256,7 +256,8 @@ Fields interfaceAddressesAnswer(const struct ifaddrs* addresses, int error) {
 int playInterfaceAddresses(const Fields& answer, struct ifaddrs*& addresses) {
     addresses = nullptr;
     if (resultOf(answer) != 0) return -1;
-    const std::size_t count = std::min<std::uint64_t>(unsignedOf(answer, "count"), mostElements);
+    const std::size_t count =
+        std::min<std::size_t>(nearest<std::uint32_t>(unsignedOf(answer, "count")), mostElements);
     ifaddrs** last = &addresses;
     for (std::size_t i = 0; i < count; ++i) {
         *last = &elementOf(answer, std::to_string(i) + ".").release()->entry;

@@ -84,6 +84,7 @@ TEST_F(Record, ASummaryThatCannotBeWrittenEndsWithEight) {
 }
 
 TEST_F(Record, ARunningAgentIsRefusedAndNoFileIsLeft) {
+    configure();
     start();
     ASSERT_TRUE(waitForLog("vokd Version"));
     const Ran ran = record();

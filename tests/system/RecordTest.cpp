@@ -33,12 +33,16 @@ protected:
         const std::size_t begin = at + key.size();
         return document.erase(begin, document.find('"', begin) - begin);
     }
-    // The files of the host with their sizes; no logs, which every run writes.
+    // The files of the host with their sizes, without those that every run of a program writes: logs, the
+    // lock with its process id, and what vok-simhost keeps of the host.
     std::map<std::string, std::uintmax_t> filesOfTheHost() const {
         std::map<std::string, std::uintmax_t> files;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(root()))
-            if (entry.is_regular_file() && entry.path().string().find("/log/") == std::string::npos)
-                files[entry.path().string()] = entry.file_size();
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(root())) {
+            const std::string path = entry.path().string();
+            if (entry.is_regular_file() && path.find("/log/") == std::string::npos &&
+                path.find("/run/") == std::string::npos)
+                files[path] = entry.file_size();
+        }
         return files;
     }
 };

@@ -22,7 +22,7 @@ FENCE = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 
 
 def documents(root):
-    folders = (root, root / "data", root / "docs")
+    folders = (root, root / "data", root / "docs", root / "docs" / "schema")
     return [page for folder in folders for page in sorted(folder.glob("*.md"))]
 
 

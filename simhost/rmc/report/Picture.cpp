@@ -65,7 +65,7 @@ std::string svgOf(unsigned width, unsigned height, const Cell& cell, const std::
 
 std::string nameInSlot(const Device& device) {
     if (device.is("StorageControllers")) return "controller";
-    if (device.is("FibreChannelDevices")) return "FC " + shortened(device.name, 9);
+    if (device.is("FibreChannelDevices")) return "FC " + shortened(device.name, 8);
     return shortened(device.name, fittingInSlot);
 }
 

@@ -259,10 +259,10 @@ void Controller::keep(Keep keep) {
     }
 }
 
-void Controller::keepTransfer(KeptTransfer transfer) {
+KeptTransfer Controller::timed(KeptTransfer transfer) const {
     transfer.seconds = std::chrono::duration<double>(EventLoop::Clock::now() - transferStart_).count();
     transfer.faults = transferFaults_;
-    keep([&] { keeper_.keepTransfer(transfer); });
+    return transfer;
 }
 
 void Controller::keepRefusal(const ControllerPacket& request, const ChunkOutcome& outcome) {
@@ -272,7 +272,7 @@ void Controller::keepRefusal(const ControllerPacket& request, const ChunkOutcome
     transfer.chunks = outcome.chunk == 0 ? 0 : outcome.chunk - 1;
     transfer.status = outcome.status;
     transfer.process = request.process;
-    keepTransfer(transfer);
+    keep([&] { keeper_.keepTransfer(timed(transfer)); });
 }
 
 void Controller::keepAbandoned() {
@@ -285,7 +285,7 @@ void Controller::keepAbandoned() {
         transfer.chunks = command.chunks;
         transfer.process = command.process;
         transfer.reason = command.reason;
-        keepTransfer(transfer);
+        keep([&] { keeper_.keepTransfer(timed(transfer)); });
     }
 }
 
@@ -302,8 +302,10 @@ void Controller::completed(const ReceivedCommand& command) {
     arrival.seconds = std::chrono::duration<double>(EventLoop::Clock::now() - transferStart_).count();
     if (command.isShort) {
         arrival.number = ++counts_.shortPayloads;
-        keep([&] { keeper_.keepShortPayload(command.payload); });
-        keepTransfer(transfer);
+        keep([&] {
+            keeper_.keepShortPayload(command.payload);
+            keeper_.keepTransfer(timed(transfer));
+        });
         return report_.shortPayload(arrival, command.payload);
     }
     const bool isInventory = command.name == "WriteInventory";
@@ -311,15 +313,19 @@ void Controller::completed(const ReceivedCommand& command) {
     if (isInventory) {
         arrival.number = ++counts_.inventories;
         arrival.file = "not kept";
-        keep([&] { transfer.file = arrival.file = keeper_.keepInventory(command.payload); });
-        keepTransfer(transfer);
+        keep([&] {
+            transfer.file = arrival.file = keeper_.keepInventory(command.payload);
+            keeper_.keepTransfer(timed(transfer));
+        });
         report_.inventory(arrival, findings.value);
     } else {
         arrival.number = ++counts_.events;
-        keep([&] { keeper_.keepEvent(command.payload); });
         transfer.event["ID"] = textOf(findings.value, {"ID"});
         transfer.event["EventTime"] = textOf(findings.value, {"EventTime"});
-        keepTransfer(transfer);
+        keep([&] {
+            keeper_.keepEvent(command.payload);
+            keeper_.keepTransfer(timed(transfer));
+        });
         report_.event(arrival, findings.value);
     }
     for (const auto& text : findings.violations)

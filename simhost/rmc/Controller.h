@@ -79,7 +79,8 @@ private:
     void deliver(const ControllerPacket& request, Bytes reply, const std::optional<Fault>& fault);
     void send(const ControllerPacket& request, const Bytes& reply);
     void completed(const ReceivedCommand& command);
-    void keepTransfer(KeptTransfer transfer);
+    // With its time and faults until now.
+    KeptTransfer timed(KeptTransfer transfer) const;
     void keepRefusal(const ControllerPacket& request, const ChunkOutcome& outcome);
     void keepAbandoned();
     // Calls `keep`; a failure is reported and counted, and the controller goes on.

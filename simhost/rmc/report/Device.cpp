@@ -42,7 +42,7 @@ void readEnclosure(const std::string& slot, Device& device) {
 
 std::string firstOf(const Json::Value& item, std::initializer_list<const char*> keys) {
     for (const char* key : keys) {
-        const std::string text = meaningful(textOf(item, {key}));
+        std::string text = meaningful(textOf(item, {key}));
         if (!text.empty()) return text;
     }
     return "";
@@ -134,9 +134,9 @@ std::string identityOf(const Json::Value& item) {
 }
 
 std::string callNameOf(const Json::Value& item) {
-    const std::string device = meaningful(textOf(item, {"Oem", "DeviceName"}));
+    std::string device = meaningful(textOf(item, {"Oem", "DeviceName"}));
     if (!device.empty()) return device;
-    const std::string identity =
+    std::string identity =
         item.isObject() && item.isMember("VolumeType") ? firstOf(item, {"VolumeType"}) : identityOf(item);
     if (!identity.empty()) return identity;
     const std::string model = firstOf(item, {"Model", "Type"});

@@ -256,6 +256,7 @@ std::vector<Entry> timelineOf(const ReceivedFolder& folder) {
     std::deque<Pending> all = merged(pendingEvents(folder, index), pendingPushes(folder, index));
     all = merged(std::move(all), pendingTroubles(folder));
     std::vector<Entry> timeline;
+    timeline.reserve(all.size());
     for (Pending& pending : all) timeline.push_back(std::move(pending.entry));
     return timeline;
 }

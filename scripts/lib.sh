@@ -69,6 +69,7 @@ run_tests() {
         grep -vE '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+:' "$log" | head -n 400
     fi
     grep -E '^([0-9]+% tests passed|Total Test time|No tests)' "$log" || true # the list of skipped tests may follow
+    grep -E '^[[:space:]]+[0-9]+ - .* \(Skipped\)' "$log" || true
     rm -f "$log"
     return "$status"
 }

@@ -10,6 +10,7 @@
 
 #include "common/Files.h"
 #include "common/UnixSocket.h"
+#include "rmc/JsonMembers.h"
 #include "rmc/PayloadForm.h"
 
 namespace simhost {
@@ -107,6 +108,7 @@ void Controller::detach() {
     loop_.forget(hostWatch_);
     host_.reset();
     if (const auto account = receiver_.hostGone()) notice(*account);
+    keepAbandoned();
     retryLater();
 }
 
@@ -143,6 +145,7 @@ void Controller::serveHost() {
         case ControllerPacketKind::reply:
             break;
     }
+    keepAbandoned();
     changed_();
 }
 
@@ -186,7 +189,11 @@ Bytes Controller::answer(const ControllerPacket& request) {
 void Controller::serveChunk(const ControllerPacket& request) {
     const bool begins = !receiver_.inProgress();
     ChunkOutcome outcome = receiver_.take(request);
-    if (begins || outcome.chunk == 1) transferStart_ = EventLoop::Clock::now();
+    keepAbandoned();  // with the start of the transfer that this chunk ended
+    if (begins || outcome.chunk == 1) {
+        transferStart_ = EventLoop::Clock::now();
+        transferFaults_ = 0;
+    }
     lastChunkSequence_ = request.sequence;
     for (const auto& text : outcome.violations) violation(text);
     for (const auto& text : outcome.notices) notice(text);
@@ -202,7 +209,11 @@ void Controller::serveChunk(const ControllerPacket& request) {
             outcome.completed.reset();
         }
     }
-    if (outcome.status > 2) ++counts_.refusedChunks;
+    if (fault && fault->kind != Fault::Kind::status) ++transferFaults_;
+    if (outcome.status > 2) {
+        ++counts_.refusedChunks;
+        keepRefusal(request, outcome);
+    }
     if (outcome.completed) completed(*outcome.completed);
     const Bytes reply{fine, outcome.status, static_cast<std::uint8_t>(outcome.nextIndex & 0xFF),
                       static_cast<std::uint8_t>(outcome.nextIndex >> 8), 0};
@@ -248,7 +259,42 @@ void Controller::keep(Keep keep) {
     }
 }
 
+KeptTransfer Controller::timed(KeptTransfer transfer) const {
+    transfer.seconds = std::chrono::duration<double>(EventLoop::Clock::now() - transferStart_).count();
+    transfer.faults = transferFaults_;
+    return transfer;
+}
+
+void Controller::keepRefusal(const ControllerPacket& request, const ChunkOutcome& outcome) {
+    KeptTransfer transfer;
+    transfer.outcome = "refused";
+    transfer.command = outcome.name;
+    transfer.chunks = outcome.chunk == 0 ? 0 : outcome.chunk - 1;
+    transfer.status = outcome.status;
+    transfer.process = request.process;
+    keep([&] { keeper_.keepTransfer(timed(transfer)); });
+}
+
+void Controller::keepAbandoned() {
+    for (const AbandonedCommand& command : receiver_.takeAbandoned()) {
+        KeptTransfer transfer;
+        transfer.outcome = "abandoned";
+        transfer.command = command.name;
+        transfer.bytes = command.bytes;
+        transfer.length = command.length;
+        transfer.chunks = command.chunks;
+        transfer.process = command.process;
+        transfer.reason = command.reason;
+        keep([&] { keeper_.keepTransfer(timed(transfer)); });
+    }
+}
+
 void Controller::completed(const ReceivedCommand& command) {
+    KeptTransfer transfer;
+    transfer.command = command.name;
+    transfer.bytes = transfer.length = command.payload.size();
+    transfer.chunks = command.chunks;
+    transfer.process = command.process;
     Report::Arrival arrival;
     arrival.size = command.payload.size();
     arrival.chunks = command.chunks;
@@ -256,7 +302,10 @@ void Controller::completed(const ReceivedCommand& command) {
     arrival.seconds = std::chrono::duration<double>(EventLoop::Clock::now() - transferStart_).count();
     if (command.isShort) {
         arrival.number = ++counts_.shortPayloads;
-        keep([&] { keeper_.keepShortPayload(command.payload); });
+        keep([&] {
+            keeper_.keepShortPayload(command.payload);
+            keeper_.keepTransfer(timed(transfer));
+        });
         return report_.shortPayload(arrival, command.payload);
     }
     const bool isInventory = command.name == "WriteInventory";
@@ -264,11 +313,19 @@ void Controller::completed(const ReceivedCommand& command) {
     if (isInventory) {
         arrival.number = ++counts_.inventories;
         arrival.file = "not kept";
-        keep([&] { arrival.file = keeper_.keepInventory(command.payload); });
+        keep([&] {
+            transfer.file = arrival.file = keeper_.keepInventory(command.payload);
+            keeper_.keepTransfer(timed(transfer));
+        });
         report_.inventory(arrival, findings.value);
     } else {
         arrival.number = ++counts_.events;
-        keep([&] { keeper_.keepEvent(command.payload); });
+        transfer.event["ID"] = textOf(findings.value, {"ID"});
+        transfer.event["EventTime"] = textOf(findings.value, {"EventTime"});
+        keep([&] {
+            keeper_.keepEvent(command.payload);
+            keeper_.keepTransfer(timed(transfer));
+        });
         report_.event(arrival, findings.value);
     }
     for (const auto& text : findings.violations)

@@ -79,6 +79,10 @@ private:
     void deliver(const ControllerPacket& request, Bytes reply, const std::optional<Fault>& fault);
     void send(const ControllerPacket& request, const Bytes& reply);
     void completed(const ReceivedCommand& command);
+    // With its time and faults until now.
+    KeptTransfer timed(KeptTransfer transfer) const;
+    void keepRefusal(const ControllerPacket& request, const ChunkOutcome& outcome);
+    void keepAbandoned();
     // Calls `keep`; a failure is reported and counted, and the controller goes on.
     template <class Keep>
     void keep(Keep keep);
@@ -103,6 +107,7 @@ private:
     bool waitTold_ = false;
     std::uint32_t lastChunkSequence_ = 0;
     EventLoop::Clock::time_point transferStart_;
+    std::size_t transferFaults_ = 0;
 
     std::string ringText_ = "WriteInventory";
     unsigned long rings_ = 0;

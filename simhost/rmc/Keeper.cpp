@@ -3,9 +3,11 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <stdexcept>
 
@@ -19,6 +21,19 @@ namespace simhost {
 namespace {
 
 const std::string inventoryName = "inventory-";
+constexpr unsigned secondsPrecision = 6;
+
+// "2026-11-22T10:14:17.042Z".
+std::string machineTime() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+    const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
+    std::tm parts{};
+    ::gmtime_r(&seconds, &parts);
+    char text[32];
+    std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", &parts);
+    return text + formatText(".%03dZ", static_cast<int>(milliseconds % 1000));
+}
 
 }  // namespace
 
@@ -53,15 +68,36 @@ std::string Keeper::keepInventory(const std::string& text) {
 }
 
 void Keeper::keepEvent(const std::string& text) {
-    appendLine("events.jsonl", text);
+    appendLine(eventsFile, text);
 }
 
 void Keeper::keepShortPayload(const std::string& text) {
-    appendLine("short-payloads.txt", text);
+    appendLine(shortPayloadsFile, text);
 }
 
 void Keeper::keepViolation(const std::string& text) {
-    appendLine("violations.log", text);
+    appendLine(violationsFile, text);
+}
+
+void Keeper::keepTransfer(const KeptTransfer& transfer) {
+    Json::Value line;
+    line["at"] = machineTime();
+    line["outcome"] = transfer.outcome;
+    line["command"] = transfer.command;
+    line["bytes"] = Json::UInt64(transfer.bytes);
+    line["length"] = Json::UInt64(transfer.length);
+    line["chunks"] = Json::UInt64(transfer.chunks);
+    line["faults"] = Json::UInt64(transfer.faults);
+    line["seconds"] = transfer.seconds;
+    line["process"] = transfer.process;
+    if (transfer.status != 0) line["status"] = transfer.status;
+    if (!transfer.file.empty()) line["file"] = transfer.file;
+    if (!transfer.reason.empty()) line["reason"] = transfer.reason;
+    if (!transfer.event.isNull()) line["event"] = transfer.event;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["precision"] = secondsPrecision;
+    appendLine(transfersFile, Json::writeString(builder, line));
 }
 
 void Keeper::appendLine(const char* name, const std::string& text) {

@@ -268,6 +268,8 @@ std::string RemoteCommandReceiver::abandon(const std::string& why) {
                    transfer_->name.c_str(), transfer_->process, transfer_->payload.size(),
                    transfer_->length) +
         why;
+    newlyAbandoned_.push_back({transfer_->name, transfer_->payload.size(), transfer_->length,
+                               transfer_->chunks, transfer_->process, why});
     transfer_.reset();
     ++abandoned_;
     return account;

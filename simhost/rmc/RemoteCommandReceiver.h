@@ -17,6 +17,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "devices/IpmiPackets.h"
@@ -69,6 +70,16 @@ struct PartialCommand {
     bool nulReported = false;
 };
 
+// A command that will not be completed.
+struct AbandonedCommand {
+    std::string name;
+    std::size_t bytes = 0;   // that arrived
+    std::size_t length = 0;  // announced
+    std::size_t chunks = 0;
+    std::uint32_t process = 0;
+    std::string reason;
+};
+
 class RemoteCommandReceiver {
 public:
     // `nextIndex` gives the index of each reply from the number of the chunk in its command, from 1.
@@ -89,6 +100,8 @@ public:
 
     bool inProgress() const { return transfer_.has_value(); }
     std::uint64_t abandoned() const { return abandoned_; }
+    // Those abandoned since the last call.
+    std::vector<AbandonedCommand> takeAbandoned() { return std::exchange(newlyAbandoned_, {}); }
 
 private:
     enum class Past { none, completed, refused, superseded };
@@ -112,6 +125,7 @@ private:
     std::uint32_t lastDescriptor_ = 0;
     std::map<std::uint32_t, Descriptor> descriptors_;
     std::uint64_t abandoned_ = 0;
+    std::vector<AbandonedCommand> newlyAbandoned_;
 };
 
 }  // namespace simhost

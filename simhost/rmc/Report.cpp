@@ -7,6 +7,7 @@
 #include "common/Files.h"
 #include "common/Text.h"
 #include "rmc/EventMeanings.h"
+#include "rmc/JsonMembers.h"
 #include "rmc/Keeper.h"
 
 namespace simhost {
@@ -21,20 +22,9 @@ constexpr char red[] = "1;31";
 constexpr char yellow[] = "33";
 
 std::string shown(const Json::Value& value) {
-    if (value.isNull() || value.isObject() || value.isArray()) return "";
-    std::string text = printable(value.asString());
+    std::string text = printable(textOf(value));
     if (text.size() > longestText) text = text.substr(0, longestText) + "...";
     return text;
-}
-
-// The member at the end of a path of keys, null when a step is missing.
-const Json::Value& member(const Json::Value& from, std::initializer_list<const char*> path) {
-    const Json::Value* at = &from;
-    for (const char* key : path) {
-        if (!at->isObject()) return Json::Value::nullSingleton();
-        at = &(*at)[key];
-    }
-    return *at;
 }
 
 std::string hostLine(const Json::Value& oem) {

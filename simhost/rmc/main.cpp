@@ -1,9 +1,10 @@
 // vok-rmc: the rack management controller of a simulated host. "run" is the controller; "control" speaks to
-// one that runs.
+// one that runs; "report" turns what one received into a page.
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -19,6 +20,8 @@
 #include "rmc/Controller.h"
 #include "rmc/GuestInterface.h"
 #include "rmc/RmcControl.h"
+#include "rmc/report/Page.h"
+#include "rmc/report/ReceivedFolder.h"
 
 using namespace simhost;
 
@@ -109,6 +112,16 @@ int control(const std::string& out, const std::vector<std::string>& words) {
     return answer->status;
 }
 
+int report(const std::string& folder) {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    ::gmtime_r(&now, &parts);
+    char text[40];
+    std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S UTC", &parts);
+    printOut(reportPage(readFolder(folder), text));
+    return ok;
+}
+
 int runProgram(int count, char** arguments) {
     CLI::App app(
         "The rack management controller of a simulated host: receives inventories and\n"
@@ -155,7 +168,13 @@ int runProgram(int count, char** arguments) {
     controlCommand->prefix_command();
     controlCommand->footer(rmcControlHelp);
 
+    std::string folder;
+    CLI::App* reportCommand = app.add_subcommand(
+        "report", "Print what a controller received as one HTML page, which needs no network");
+    reportCommand->add_option("FOLDER", folder, "Directory of its files; it may still run")->required();
+
     if (const auto status = parseCommandLine(app, count, arguments)) return *status;
+    if (*reportCommand) return report(folder);
     return *controlCommand ? control(out, controlCommand->remaining()) : run(options);
 }
 

@@ -63,4 +63,5 @@ class Alerts(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    skip_without("promtool")
     unittest.main(argv=["alertsTest"])

@@ -199,4 +199,5 @@ class Fleet(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    skip_without("prometheus", "promtool", "prometheus-node-exporter")
     unittest.main(argv=["fleetTest"])

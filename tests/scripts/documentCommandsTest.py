@@ -244,7 +244,8 @@ class Runs(unittest.TestCase):
                 status, output, left = self.run_block(block)
                 self.assertEqual(status, 0, output)
                 self.assertFalse(left, "processes are left: " + output)
-                self.assertEqual(output.split("\n")[-3:], ["inventory-0001.json", "inventory-0002.json", ""], output)
+                files = ["inventory-0001.json", "inventory-0002.json", "transfers.jsonl"]
+                self.assertEqual(output.split("\n")[-4:], [*files, ""], output)
                 self.assertIn("2 inventories, 0 events, 0 violations\n", output)
                 count += 1
         self.assertEqual(count, 1)

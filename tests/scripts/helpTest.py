@@ -15,7 +15,7 @@ SUBCOMMANDS = {
     "vokd": [],
     "vokcli": ["test", "inject", "events", "status", "history"],
     "vok-simhost": ["run", "control", "play"],
-    "vok-rmc": ["run", "control"],
+    "vok-rmc": ["run", "control", "report"],
 }
 
 

@@ -5,7 +5,7 @@ import re
 import subprocess
 import unittest
 
-from tools import PROJECT, tool
+from tools import PROJECT, skip_without, tool
 
 RULES = PROJECT / "data/vok-alerts.yml"
 CASES = pathlib.Path(__file__).with_name("vok-alerts-test.yml")

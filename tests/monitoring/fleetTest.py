@@ -16,7 +16,7 @@ import unittest
 import urllib.parse
 import urllib.request
 
-from tools import PROJECT, tool
+from tools import PROJECT, skip_without, tool
 
 PROGRAMS = pathlib.Path(sys.argv[1])
 SPEED = 30  # seconds of a host's time in one of ours

@@ -17,6 +17,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ["g++", "cmake", "ninja-build", "mold", "ccache", "python3", "libjsoncpp-dev", "libcli11-dev", "pci.ids",
          "googletest"]
 TEST = ["python3-jsonschema"]
+MONITORING = ["prometheus", "promtool", "prometheus-node-exporter"]
 NATIVE = BUILD + TEST
 FOREIGN = ["g++-multilib", "libjsoncpp-dev:i386"]
 VM = ["qemu-system-x86", "cpio", "e2fsprogs", "kmod", "busybox-static"]
@@ -37,6 +38,11 @@ while [ $# -gt 0 ]; do
 done
 echo "apt-get ${words[*]}" >>"$machine/calls"
 command=${packages[0]}
+if [ "$command" = download ]; then
+    [ ! -s "$machine/no-download" ] || exit 100
+    for package in "${packages[@]:1}"; do touch "$package.deb"; done
+    exit
+fi
 behaviour=$(cat "$machine/$command")
 if [ "$behaviour" = hang ]; then exec /bin/sleep 100; fi
 if [ "$command" = update ]; then
@@ -64,10 +70,13 @@ done
 case $1 in
     --print-foreign-architectures) cat "$machine/foreign" ;;
     --add-architecture) echo "dpkg $*" >>"$machine/calls"; echo "$2" >>"$machine/foreign" ;;
+    -x) mkdir -p "$3/usr/bin"; echo "#!/bin/bash" | tee "$3/usr/bin/"{prometheus,promtool,prometheus-node-exporter} >/dev/null
+        chmod +x "$3/usr/bin/"* ;;
     *) exit 2 ;;
 esac
 """,
     "dpkg-query": r"""
+if [ "${!#}" = chromium ] && [ ! -s "$machine/no-browser" ]; then echo installed; exit; fi
 grep -qxF "${!#}" "$machine/installed" || exit 1
 echo installed
 """,
@@ -127,13 +136,13 @@ class ScriptTest(unittest.TestCase):
             (programs / name).write_text("#!/bin/bash\n" + text)
             (programs / name).chmod(0o755)
         # Setup looks only whether they are there.
-        for name in ("prometheus", "promtool", "prometheus-node-exporter"):
+        for name in MONITORING:
             (programs / name).write_text("#!/bin/bash\n")
             (programs / name).chmod(0o755)
         (self.machine / "vok-simhost").write_text(SIMHOST)
         (self.machine / "vok-simhost").chmod(0o755)
         self.set(installed=[], unavailable=[], foreign=["i386"], uid=["0"], update=["works"], install=["works"], index=[],
-                 ctest=["0"], calls=[], pauses=[])
+                 ctest=["0"], calls=[], pauses=[], **{"no-browser": [], "no-download": []})
         self.environment = {**os.environ, "PATH": f"{programs}:/usr/bin:/bin", "machine": str(self.machine),
                             "TMPDIR": str(self.directory), "LC_ALL": "C"}
 
@@ -208,6 +217,50 @@ class Setup(ScriptTest):
         self.set(foreign=[])
         self.assertEqual(self.run_script("setup", "--native").status, 0)
         self.assertEqual(self.calls(), installing(NATIVE))
+
+    def without_monitoring(self):
+        """Also on a machine that has the programs."""
+        tools = self.directory / "tools"
+        tools.mkdir()
+        for program in pathlib.Path("/usr/bin").iterdir():
+            if program.name not in MONITORING:
+                (tools / program.name).symlink_to(program)
+        for name in MONITORING:
+            (self.directory / "bin" / name).unlink()
+        self.environment["PATH"] = f"{self.directory / 'bin'}:{tools}"
+
+    def test_unpacks_the_programs_of_monitoring_into_the_build_folder_and_installs_neither(self):
+        self.set(installed=NATIVE + FOREIGN)
+        self.without_monitoring()
+        result = self.run_script("setup")
+        self.assertEqual(result.status, 0, result.err)
+        self.assertEqual(self.calls(), ["apt-get download prometheus prometheus-node-exporter"])
+        for name in MONITORING:
+            self.assertTrue((self.project / "build/tools/usr/bin" / name).exists(), name)
+        self.set(calls=[])
+        self.assertEqual(self.run_script("setup").out, "")
+        self.assertEqual(self.calls(), [])
+
+    def test_goes_on_without_the_programs_of_monitoring(self):
+        self.set(installed=NATIVE, **{"no-download": ["1"]})
+        self.without_monitoring()
+        result = self.run_script("setup")
+        self.assertEqual(result.status, 0, result.err)
+        self.assertIn("the tests that need prometheus prometheus-node-exporter are skipped", result.err)
+        self.assertEqual(self.calls()[-2:], installing(FOREIGN))
+
+    def test_needs_no_programs_of_monitoring_to_build(self):
+        self.set(installed=NATIVE + FOREIGN, **{"no-browser": ["1"]})
+        self.without_monitoring()
+        self.assertEqual(self.run_script("setup", "build").status, 0)
+        self.assertEqual(self.calls(), [])
+
+    def test_goes_on_without_a_browser(self):
+        self.set(installed=NATIVE + FOREIGN, unavailable=["chromium"], **{"no-browser": ["1"]})
+        result = self.run_script("setup")
+        self.assertEqual(result.status, 0, result.err)
+        self.assertEqual(self.calls(), failing(["chromium"]) + UPDATING + failing(["chromium"]))
+        self.assertIn("the tests that need chromium are skipped", result.err)
 
     def test_installs_what_a_virtual_machine_needs_only_for_that(self):
         self.set(installed=NATIVE)

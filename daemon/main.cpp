@@ -27,6 +27,7 @@
 #include "daemon/vokdDiskProbe.h"
 #include "daemon/vokdHugePages.h"
 #include "daemon/vokdInstanceLock.h"
+#include "daemon/vokdLibraryCrashes.h"
 #include "daemon/vokdLogLimits.h"
 #include "daemon/vokdOptions.h"
 #include "daemon/vokdPlatformReport.h"
@@ -284,6 +285,7 @@ int runAgent(const vokdOptions& options) {
     logStart(options);
     vokdLogConfigWarnings();
     prepareWorkFolders();
+    vokdRecordLibraryCrashes(vokdOptions::libraryExit);
     const vokAgentStatus status;
     const vokLongOperationWatch watch;
     {

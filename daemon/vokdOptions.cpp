@@ -30,6 +30,7 @@ Exit status:
   10   --probe-disk: the node is missing or can't be opened
   11   --probe-disk: not a SCSI generic node, nor the block device of one
   12   --probe-disk: no permission: it needs root, or CAP_SYS_RAWIO
+  13   a vendor's library has ended the process
   245  the directory of the debug log can't be created
   246  the directory of the agent log can't be created
 

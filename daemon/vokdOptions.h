@@ -28,6 +28,7 @@ struct vokdOptions {
         noDisk = 10,         // --probe-disk: the node is missing, or can't be opened
         notADisk = 11,       // --probe-disk: not a SCSI generic node, nor the block device of one
         diskRefused = 12,    // --probe-disk: no permission to use the node
+        libraryExit = 13,    // a vendor's library has ended the process by exit(3)
     };
 
     // Reads the command line. True to continue; false to end with `exitStatus`, after all messages are

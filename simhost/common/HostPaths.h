@@ -18,6 +18,8 @@ struct HostPaths {
     std::string librarySocket() const { return run() + "/library.sock"; }
     std::string locationViolations() const { return run() + "/physloc-violations.log"; }
     std::string raidViolations() const { return run() + "/raid-violations.log"; }
+    // What a call of the stand-in of this library does, see library/LibraryFault.h.
+    std::string libraryFault(const std::string& name) const { return run() + "/fault-of-" + name; }
     std::string bootId() const { return run() + "/boot-id"; }
     std::string commandLog() const { return run() + "/commands.log"; }
     // On a live host a link to the machine's own directory of device nodes.

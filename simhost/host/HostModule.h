@@ -48,6 +48,8 @@ struct VendorLibrary {
     const char* standIn;
     const char* lackingWord;  // control command "library": the stand-in that lacks an entry point
     const char* lacking;
+    // Whether it has this entry point, for the control command "library NAME call".
+    bool (*hasEntry)(const std::string& entry);
 };
 
 // What a host keeps of a module while it runs: device nodes, services for libraries, what is under way.

@@ -1,6 +1,5 @@
 #include "library/LibraryClient.h"
 
-#include <dlfcn.h>
 #include <sys/socket.h>
 #include <csignal>
 #include <optional>
@@ -14,8 +13,6 @@
 namespace simhost {
 
 namespace {
-
-const char ownSymbol = 0;
 
 // The events that this thread calls back for.
 thread_local const LibraryEvents* running = nullptr;
@@ -48,16 +45,6 @@ std::thread withoutSignals(std::function<void()> body) {
 LibraryClient& ownLibraryClient() {
     static LibraryClient made(ownHostRoot());
     return made;
-}
-
-std::string ownHostRoot() {
-    Dl_info information{};
-    if (::dladdr(&ownSymbol, &information) == 0 || !information.dli_fname) return "";
-    const std::string file = information.dli_fname;
-    const auto name = file.rfind('/');
-    if (name == std::string::npos || name == 0) return "";
-    const auto directory = file.rfind('/', name - 1);
-    return directory == std::string::npos ? "" : file.substr(0, directory);
 }
 
 bool LibraryClient::send(const std::string& packet) {

@@ -11,15 +11,12 @@
 #include <vector>
 
 #include "common/FileDescriptor.h"
+#include "library/OwnPlace.h"
 
 // Marks an entry point of the library that the stand-in is of; nothing else is exported.
 #define VOK_ENTRY_POINT extern "C" __attribute__((visibility("default")))
 
 namespace simhost {
-
-// The root of the host in whose lib the library lies that this is linked into, as it was opened: "ROOT" of
-// "ROOT/lib/NAME". Empty when it lies in no such place.
-std::string ownHostRoot();
 
 struct LibraryReply {
     std::int32_t status = 0;  // LibraryMessage.h

@@ -32,6 +32,7 @@ BLOCKS = [
     ("README.md", "vokd --record", CHECKED, "records the machine itself, as root"),
     ("README.md", "Recorded to", SHOWN, "output"),
     ("README.md", "scripts/package", CHECKED, "builds packages and a Debian: minutes"),
+    ("README.md", "seed ", SHOWN, "output"),
     ("README.md", "OK: the agent runs", SHOWN, "output"),
     ("README.md", "20", SHOWN, "output"),
     ("README.md", "vokd ", CHECKED, "acts on the machine itself, as root"),

@@ -2,6 +2,9 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <thread>
@@ -284,6 +287,31 @@ TEST_F(LocationsOnAHost, ALibraryComesBack) {
     EXPECT_EQ(chosen().getPhysLocLibraryName(), "libvkloc0202.so");
 }
 
+TEST_F(LocationsOnAHost, ACallHangsAfterTheGivenNumberUntilItIsNormalAgain) {
+    startHost();
+    hostControl({"library", "libvkloc0202.so", "call", "physloc_encode", "hang", "--after", "1"});
+    firstPlatform();
+    EXPECT_EQ(chosen().getPhysLocForIOSlot("0000:3b:00.0"), "203A001B05C20300");
+    std::atomic<bool> hasReturned{false};
+    std::thread second([this, &hasReturned] {
+        EXPECT_EQ(chosen().getPhysLocForIOSlot("0000:3b:00.0"), "203A001B05C20300");
+        hasReturned = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_FALSE(hasReturned);
+    hostControl({"library", "libvkloc0202.so", "call", "normal"});
+    second.join();
+}
+
+TEST_F(LocationsOnAHost, ANewRunOfTheHostHasNoFaultyCalls) {
+    startHost();
+    hostControl({"library", "libvkloc0202.so", "call", "physloc_encode", "abort"});
+    EXPECT_EQ(hostProgram.end(SIGTERM), 0);
+    startHost();
+    firstPlatform();
+    EXPECT_EQ(chosen().getPhysLocForIOSlot("0000:3b:00.0"), "203A001B05C20300");
+}
+
 TEST_F(LocationsOnAHost, TheLibraryCommandKnowsItsWords) {
     startHost();
     const std::vector<std::string> rows[] = {
@@ -292,6 +320,13 @@ TEST_F(LocationsOnAHost, TheLibraryCommandKnowsItsWords) {
         {"library", "libc.so", "absent"},
         {"library", "libvkloc0202.so", "gone"},
         {"library", "libvkloc0202.so", "absent", "now"},
+        {"library", "libvkloc0202.so", "call"},
+        {"library", "libvkloc0202.so", "call", "physloc_decode", "hang"},
+        {"library", "libvkloc0202.so", "call", "physloc_encode", "sleep"},
+        {"library", "libvkloc0202.so", "call", "physloc_encode", "hang", "now"},
+        {"library", "libvkloc0202.so", "call", "physloc_encode", "hang", "--after", "-1"},
+        {"library", "libstorelib.so", "call", "physloc_encode", "hang"},
+        {"library", "libvokfca.so", "call", "ProcessLibCommand", "hang"},
     };
     for (const auto& words : rows) {
         std::vector<std::string> command{VOK_SIMHOST_PROGRAM, "control", "--root", root()};

@@ -1,5 +1,6 @@
 #include "modules/fc/FcModule.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/LayoutFiles.h"
@@ -12,9 +13,15 @@ namespace {
 
 constexpr char withoutWord[] = "without-entry-point";
 constexpr char withoutFile[] = "libvokfc-without-entry-point.so";
+
+bool hasEntry(const std::string& entry) {
+    return std::any_of(std::begin(fcEntryRows), std::end(fcEntryRows),
+                       [&entry](const FcEntryRow& row) { return entry == row.name; });
+}
+
 constexpr VendorLibrary libraries[] = {
-    {fcLibraries[0].file, fcLibraries[0].file, withoutWord, withoutFile},
-    {fcLibraries[1].file, fcLibraries[1].file, withoutWord, withoutFile},
+    {fcLibraries[0].file, fcLibraries[0].file, withoutWord, withoutFile, hasEntry},
+    {fcLibraries[1].file, fcLibraries[1].file, withoutWord, withoutFile, hasEntry},
 };
 
 constexpr char listFile[] = "/etc/config/mev/vok/hba.conf";

@@ -11,8 +11,12 @@ namespace simhost {
 
 namespace {
 
-constexpr VendorLibrary libraries[] = {
-    {"libstorelib.so", "libstorelib.so", "without-entry-point", "libstorelib-without-entry-point.so"}};
+bool hasEntry(const std::string& entry) {
+    return entry == "ProcessLibCommand";
+}
+
+constexpr VendorLibrary libraries[] = {{"libstorelib.so", "libstorelib.so", "without-entry-point",
+                                        "libstorelib-without-entry-point.so", hasEntry}};
 
 class RaidModule : public HostModule {
 public:

@@ -9,7 +9,7 @@
 #include "fc/hbaapi/hbaapi.h"
 #include "fc/hbaapi/hbaapilist.h"
 #include "platform/access/vokLibrary.h"
-#include "platform/access/vokLongOperation.h"
+#include "platform/access/vokLibraryCall.h"
 
 inline constexpr HBA_UINT32 hbaMostLibraries = 32;
 // Of one library: more than any host has, so that a library that reports nonsense is left at some point.
@@ -45,6 +45,6 @@ Result callVendor(const HBALibrary& library, const char* name, Result (*handler)
                   Parameters... arguments) {
     char description[128];  // names the vendor in the report of a call that hangs
     std::snprintf(description, sizeof(description), "%s of %s", name, library.listed.name);
-    const vokLongOperation operation(vokOperationKind::libraryCall, description);
+    const vokLibraryCall call(library.library.identity(), description);
     return handler(arguments...);
 }

@@ -5,7 +5,7 @@
 
 #include "core/base/vokLog.h"
 #include "megaraid/storelib/vokStoreLibInterface.h"
-#include "platform/access/vokLongOperation.h"
+#include "platform/access/vokLibraryCall.h"
 #include "platform/access/vokMallocPtr.h"
 
 namespace {
@@ -51,18 +51,21 @@ std::atomic<vokStoreLibInterface::ProcessLibCommand> vokStoreLibInterface::pfnPr
 
 std::uint32_t vokStoreLibInterface::call(ProcessLibCommand function, _SL_LIB_CMD_PARAM_T* command) {
     vokLibrary::Hold hold;  // against the end of the library during the call
+    const vokLibraryIdentity* library = nullptr;
     {
         const std::lock_guard<std::mutex> lock(libraryLock);
-        if (libMRPresent)
+        if (libMRPresent) {
             hold = dllInstanceMR.hold();
-        else
+            library = dllInstanceMR.identity();
+        } else {
             function = nullptr;
+        }
     }
     if (!function || !command) {
         VOK_LOG_DEBUG(tag, "There is no library that takes commands.");
         return vokStoreLibInitNotDone;
     }
-    const vokLongOperation operation(vokOperationKind::libraryCall, nameOf(*command));
+    const vokLibraryCall running(library, nameOf(*command));
     return function(command);
 }
 

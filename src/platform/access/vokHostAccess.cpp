@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <sys/ioctl.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -101,6 +102,12 @@ int vokKernelHostAccess::closeLibrary(void* library) {
 std::string vokKernelHostAccess::libraryError() {
     const char* const text = ::dlerror();
     return text ? text : "";
+}
+
+std::string vokKernelHostAccess::libraryFile(void* library) {
+    struct link_map* map = nullptr;
+    if (::dlinfo(library, RTLD_DI_LINKMAP, &map) != 0 || !map || !map->l_name) return "";
+    return map->l_name;
 }
 
 int vokKernelHostAccess::systemName(struct utsname* name) {

@@ -70,6 +70,9 @@ public:
     // dlerror(3): why the last of the three calls above failed on this thread. Empty if none has failed since
     // the last call of libraryError(), which also clears the reason.
     virtual std::string libraryError() = 0;
+    // dlinfo(3), RTLD_DI_LINKMAP: the path of the file that openLibrary() has loaded; empty if it is not
+    // known.
+    virtual std::string libraryFile(void* /*library*/) { return ""; }
 
     // uname(2), sysinfo(2), getifaddrs(3), freeifaddrs(3): 0, or -1 with errno.
     virtual int systemName(struct utsname* name) = 0;
@@ -135,6 +138,7 @@ public:
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;
     std::string libraryError() override;
+    std::string libraryFile(void* library) override;
     int systemName(struct utsname* name) override;
     int systemInformation(struct sysinfo* information) override;
     int interfaceAddresses(struct ifaddrs** addresses) override;

@@ -3,12 +3,14 @@
 #include <vector>
 
 #include "platform/access/vokHostAccess.h"
-#include "platform/access/vokLongOperation.h"
+#include "platform/access/vokLibraryCall.h"
+#include "platform/access/vokLibraryCrashes.h"
 
 vokLibrary& vokLibrary::operator=(vokLibrary&& other) noexcept {
     if (this == &other) return *this;
     close();
     handle_ = std::exchange(other.handle_, nullptr);
+    identity_ = std::exchange(other.identity_, nullptr);
     holds_ = std::move(other.holds_);
     missingSymbol_ = std::move(other.missingSymbol_);
     reason_ = std::move(other.reason_);
@@ -17,16 +19,19 @@ vokLibrary& vokLibrary::operator=(vokLibrary&& other) noexcept {
 
 bool vokLibrary::open(const std::string& name, int flags) {
     close();
+    reason_ = vokLibraryCrashes::refusal(name);
+    if (!reason_.empty()) return false;
     auto holds = std::make_shared<std::atomic<int>>(0);
     vokHostAccess().libraryError();  // clears the reason of an earlier call
     {
-        const vokLongOperation operation(vokOperationKind::libraryCall,
-                                         name.c_str());  // runs its initialisers
+        const vokLibraryCall call(vokKeepLibraryIdentity(name, ""), name.c_str());  // runs its initialisers
         handle_ = vokHostAccess().openLibrary(name, flags);
     }
     reason_ = handle_ ? "" : vokHostAccess().libraryError();
-    if (handle_) holds_ = std::move(holds);
-    return handle_ != nullptr;
+    if (!handle_) return false;
+    identity_ = vokKeepLibraryIdentity(name, vokHostAccess().libraryFile(handle_));
+    holds_ = std::move(holds);
+    return true;
 }
 
 bool vokLibrary::resolve(std::initializer_list<vokLibrarySymbol> symbols) {
@@ -56,6 +61,7 @@ void* vokLibrary::find(const char* symbol) const {
 bool vokLibrary::close() {
     if (!handle_) return true;
     void* const handle = std::exchange(handle_, nullptr);
+    identity_ = nullptr;
     const auto holds = std::move(holds_);
     if (holds->load(std::memory_order_acquire) > 0) return false;
     vokHostAccess().closeLibrary(handle);

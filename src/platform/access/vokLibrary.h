@@ -17,6 +17,8 @@
 #include <string>
 #include <utility>
 
+struct vokLibraryIdentity;
+
 // A required entry point: its name, and the function pointer that receives its address.
 class vokLibrarySymbol {
 public:
@@ -75,7 +77,8 @@ public:
     ~vokLibrary() { close(); }
 
     // dlopen(3) through the seam; closes the library that was open before. `name` is a bare library name or a
-    // path that IvokHostAccess::path() returned. False with reason() on failure.
+    // path that IvokHostAccess::path() returned. False with reason() on failure, also for a library that is
+    // left out of this run (vokLibraryCrashes.h).
     bool open(const std::string& name, int flags);
     // Finds all of `symbols` in order and stores their addresses. If one is missing nothing is stored, and
     // the result is false with missingSymbol() and reason(); the library stays open. Also false if no library
@@ -92,12 +95,16 @@ public:
     // See the rule above. Holds nothing if no library is open.
     [[nodiscard]] Hold hold() const { return Hold(holds_); }
 
+    // For the guard around a call (vokLibraryCall.h); null if no library is open.
+    const vokLibraryIdentity* identity() const { return identity_; }
+
     // False if the library stays loaded because it is held. The stored addresses must not be called
     // afterwards.
     bool close();
 
 private:
     void* handle_ = nullptr;
+    const vokLibraryIdentity* identity_ = nullptr;
     std::shared_ptr<std::atomic<int>> holds_;  // number of live holds; set while open
     std::string missingSymbol_;
     std::string reason_;

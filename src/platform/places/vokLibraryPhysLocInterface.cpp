@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "core/base/vokLog.h"
-#include "platform/access/vokLongOperation.h"
+#include "platform/access/vokLibraryCall.h"
 #include "platform/utils/vokUtils.h"
 
 namespace {
@@ -108,7 +108,7 @@ std::string vokLibraryPhysLocInterface::physlocEncode(std::string pciAddress,
 
     vokPhysLocRecord record{};
     {
-        const vokLongOperation call(vokOperationKind::libraryCall, vokPhysLocInitSymbol);
+        const vokLibraryCall call(library_.identity(), vokPhysLocInitSymbol);
         initData_(&record, vokPhysLocRecordVersion);
     }
     record.type = type;
@@ -123,7 +123,7 @@ std::string vokLibraryPhysLocInterface::physlocEncode(std::string pciAddress,
     std::uint64_t code = 0;
     physloc_rtn_t result = 0;
     {
-        const vokLongOperation call(vokOperationKind::libraryCall, vokPhysLocEncodeSymbol);
+        const vokLibraryCall call(library_.identity(), vokPhysLocEncodeSymbol);
         result = encode_(&record, &code);
     }
     store(result);

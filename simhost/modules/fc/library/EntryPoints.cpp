@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "common/ByteCodec.h"
+#include "library/LibraryFault.h"
 #include "modules/fc/FcWire.h"
 #include "modules/fc/library/StandIn.h"
 
@@ -25,6 +26,7 @@ struct Answered {
 };
 
 Answered ask(FcEntry entry, const Asked& asked = {}) {
+    simhost::sufferLibraryFault(simhost::fcRowOf(entry).name);
     simhost::ByteWriter packet;
     packet.number(ownLibrary).number(static_cast<std::uint8_t>(entry));
     packet.number(static_cast<std::uint32_t>(::getpid())).number(asked.handle);

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "library/LibraryFault.h"
 #include "modules/physloc/library/StandIn.h"
 
 namespace physloc {
@@ -67,6 +68,7 @@ void append(std::uint64_t& code, unsigned value, unsigned digits) {
 
 VOK_ENTRY_POINT std::int32_t physloc_encode(const std::uint8_t* record, std::uint64_t* code) {
     using namespace physloc;
+    simhost::sufferLibraryFault("physloc_encode");
     const bool initialized = record && record == initializedRecord;
     initializedRecord = nullptr;
     if (!record || !code) return refuse(noPointer, "no record, or no place for the code");

@@ -1,10 +1,12 @@
 #include <cstring>
 
+#include "library/LibraryFault.h"
 #include "modules/physloc/library/StandIn.h"
 
 thread_local const std::uint8_t* physloc::initializedRecord = nullptr;
 
 VOK_ENTRY_POINT int physloc_init_data(std::uint8_t* record, int version) {
+    simhost::sufferLibraryFault("physloc_init_data");
     physloc::initializedRecord = nullptr;
     if (!record) {
         physloc::reportViolation("physloc_init_data: no record");

@@ -5,6 +5,7 @@
 
 #include "common/ByteCodec.h"
 #include "common/Text.h"
+#include "library/LibraryFault.h"
 #include "modules/raid/library/StandIn.h"
 
 namespace raid {
@@ -104,6 +105,7 @@ std::uint32_t ask(const Block& block, const std::string& bytes, std::string& rep
 
 VOK_ENTRY_POINT std::uint32_t ProcessLibCommand(void* parameter) {
     using namespace raid;
+    simhost::sufferLibraryFault("ProcessLibCommand");
     static constexpr Block none{};
     if (!parameter) return violation(none, "no block");
     const Block& block = *static_cast<const Block*>(parameter);

@@ -36,7 +36,7 @@ void InstalledSystem::SetUp() {
         "PATH",
         (root() + "/bin:" + directory.path() + "/bin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin").c_str(),
         1);
-    const Ran installed = runDocumented(documentedCommands("## Installing it on a host"));
+    const Ran installed = runDocumented(documentedCommands("## Installing from source"));
     ASSERT_EQ(installed.status, 0) << installed.output;
 }
 

@@ -87,7 +87,7 @@ TEST_F(InstalledTree, TheInstalledRotationMovesTheLogAndTheAgentGoesOnInANewOne)
 TEST_F(InstalledTree, AnotherInstallationChangesNoSettings) {
     writeSettings(quickSettings());
     const std::string before = fileText("/etc/config/mev/vok/vok.conf");
-    const Ran again = runDocumented(documentedCommands("## Installing it on a host"));
+    const Ran again = runDocumented(documentedCommands("## Installing from source"));
     EXPECT_EQ(again.status, 0) << again.output;
     EXPECT_EQ(fileText("/etc/config/mev/vok/vok.conf"), before);
     EXPECT_EQ(modeOf("/etc/config/mev/vok/vok.conf"), "0600");
@@ -159,7 +159,7 @@ TEST_F(InstalledTree, TheHostsServicesKnowTheirFiles) {
 TEST_F(InstalledTree, AnUpgradeReplacesTheProgramsAndStartsTheAgentAgain) {
     fs::remove("/opt/mev/vok/bin/vokcli");
     fs::remove("/run/systemctl");
-    const Ran ran = runDocumented(documentedCommands("### Upgrading"));
+    const Ran ran = runDocumented(documentedCommands("### Upgrading an installation from source"));
     EXPECT_EQ(ran.status, 0) << ran.output;
     EXPECT_TRUE(fs::exists("/opt/mev/vok/bin/vokcli"));
     EXPECT_EQ(fileText("/run/systemctl"), "stop vokd.service\ndaemon-reload\nstart vokd.service\n");
@@ -170,7 +170,7 @@ TEST_F(InstalledTree, AfterTheUninstallationOnlySettingsLogsAndTheRecordAreLeft)
     start();
     ASSERT_TRUE(waitForLine("Error occurred in delivering inventory")) << logText();
     EXPECT_EQ(stopAgent(), 0);
-    const Ran ran = runDocumented(documentedCommands("### Uninstalling"));
+    const Ran ran = runDocumented(documentedCommands("### Uninstalling an installation from source"));
     EXPECT_EQ(ran.status, 0) << ran.output;
     EXPECT_FALSE(fs::exists("/opt/mev/vok"));
     for (const auto& entry : fs::recursive_directory_iterator("/etc"))

@@ -13,55 +13,55 @@ class Page:
     """The text of one page: a table of the keys of each object."""
 
     def __init__(self, name):
-        self.schemas = {each: load(each) for each in NAMES}
+        self.schema = load(name)
         self.name = name
         self.lines = []
 
-    def resolve(self, schema, name):
-        """The schema that a reference leads to, and the document that it is in."""
+    def resolve(self, schema):
+        """The schema that a reference, a JSON pointer below the root, leads to."""
         while "$ref" in schema:
-            file, _, pointer = schema["$ref"].partition("#/$defs/")
-            name = file.split(".")[0] or name
-            schema = self.schemas[name]["$defs"][pointer]
-        return schema, name
+            target = self.schema
+            for key in schema["$ref"].removeprefix("#/").split("/"):
+                target = target[key]
+            schema = target
+        return schema
 
-    def type_of(self, schema, name):
-        schema, name = self.resolve(schema, name)
+    def type_of(self, schema):
+        schema = self.resolve(schema)
         if "const" in schema:
             return f"always `{schema['const']}`"
         if schema.get("type") == "array":
-            items, _ = self.resolve(schema["items"], name)
+            items = self.resolve(schema["items"])
             return "array" if "anyOf" in items else f"array of {items['type']}s"
         return schema.get("type", "object")
 
-    def rows(self, schema, name, prefix=""):
+    def rows(self, schema, prefix=""):
         """Key, type, unit and description of each member, and of those of its own objects."""
         for key, member in schema["properties"].items():
-            target, where = self.resolve(member, name)
+            target = self.resolve(member)
             text = member.get("description") or target["description"]
             if key not in schema.get("required", []):
                 text += " Optional."
-            if "enum" in target and "description" in target:
+            if "enum" in target:
                 text += " One of " + ", ".join(f"`{value}`" for value in target["enum"]) + "."
-            yield prefix + key, self.type_of(member, name), target.get("unit", ""), text
-            inline = target if "$ref" not in member or where != name else {}
-            if "properties" in inline and "$ref" not in member:
-                yield from self.rows(inline, where, f"{prefix}{key}.")
+            yield prefix + key, self.type_of(member), target.get("unit", ""), text
+            if "$ref" not in member:
+                yield from self.rows({"properties": {}, **member}, f"{prefix}{key}.")
 
-    def table(self, title, schema, name):
+    def table(self, title, schema):
         self.lines += [f"## {title}", "", schema["description"], "", "| Key | Type | Unit | |", "|---|---|---|---|"]
-        self.lines += [f"| `{key}` | {kind} | {unit} | {text} |" for key, kind, unit, text in self.rows(schema, name)]
+        self.lines += [f"| `{key}` | {kind} | {unit} | {text} |" for key, kind, unit, text in self.rows(schema)]
         self.lines.append("")
 
     def text(self):
-        schema = self.schemas[self.name]
+        schema = self.schema
         self.lines = [NOTE.format(name=self.name), "", f"# {schema['title']}", "", schema["description"], "",
                       f"The schema (JSON Schema 2020-12) is [{self.name}.schema.json]({self.name}.schema.json).", ""]
         if self.name == "inventory":
-            self.table("HostDataCollection", schema["properties"]["HostDataCollection"], self.name)
+            self.table("HostDataCollection", schema["properties"]["HostDataCollection"])
         for key, definition in schema["$defs"].items():
             if "properties" in definition:
-                self.table(key, definition, self.name)
+                self.table(key, definition)
         return "\n".join(self.lines).rstrip("\n") + "\n"
 
 

@@ -6,6 +6,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tarfile
 import tempfile
 import unittest
 
@@ -31,7 +32,7 @@ def inventory(**sections):
 
 
 def differences(name, document):
-    return list(check_documents.differences(check_documents.validator(name), document))
+    return list(check_documents.Checker(name).differences(document))
 
 
 def members(schema):
@@ -52,6 +53,41 @@ class Schemas(unittest.TestCase):
             self.assertEqual(schema["$schema"], "https://json-schema.org/draft/2020-12/schema")
             jsonschema.Draft202012Validator.check_schema(schema)
 
+    def test_their_names_have_the_version_of_the_agent(self):
+        header = (PROJECT / "src/core/base/vokVersion.h").read_text()
+        version = re.search(r' VOK_VERSION\[\] = "([0-9.]+)"', header).group(1)
+        for name in check_documents.NAMES:
+            self.assertEqual(check_documents.load(name)["$id"],
+                             f"https://vok.example.com/schema/{version}/{name}.schema.json")
+
+    def test_each_is_complete_in_one_file(self):
+        for name in check_documents.NAMES:
+            references = re.findall(r'"\$ref": "(.*)"', (PROJECT / f"docs/schema/{name}.schema.json").read_text())
+            self.assertGreater(len(references), 4)
+            self.assertEqual([each for each in references if not each.startswith("#/$defs/")], [])
+
+    def test_the_subject_of_an_event_is_as_in_the_inventory_without_status(self):
+        listed, subjects = (check_documents.load(name)["$defs"] for name in check_documents.NAMES)
+        for subject, item in (("ethernet", "ethernetPort"), ("fibreChannel", "fibreChannelAdapter"),
+                              ("controller", "controller"), ("drive", "drive"), ("volume", "volume")):
+            expected = copy.deepcopy(listed[item])
+            data = subjects[subject]["properties"]["Data"]
+            del expected["properties"]["Status"]
+            expected["required"].remove("Status")
+            expected["description"] = data["description"]
+            if item == "volume":
+                expected["properties"]["Drives"] = data["properties"]["Drives"]
+            self.assertEqual(data, expected, subject)
+        for shared in ("location", "address"):
+            self.assertEqual(subjects[shared], listed[shared])
+
+    def test_states_and_health_are_those_of_the_agent(self):
+        source = (PROJECT / "src/core/base/vokModules.cpp").read_text()
+        status = check_documents.load("inventory")["$defs"]["status"]["properties"]
+        for key, table in (("State", "vokResourceStateMap"), ("Health", "vokResourceHealthMap")):
+            texts = re.search(rf"{table}\[\d+\] = {{(.*?)}};", source, re.DOTALL).group(1)
+            self.assertEqual(status[key]["enum"], re.findall(r'"(.*?)"', texts))
+
     def test_each_key_has_a_description_and_each_number_a_unit(self):
         for name in check_documents.NAMES:
             for key, member in members({k: v for k, v in check_documents.load(name).items() if k != "if"}):
@@ -62,12 +98,24 @@ class Schemas(unittest.TestCase):
     def test_a_drive_is_accepted(self):
         self.assertEqual(differences("inventory", inventory(Drives=[DRIVE])), [])
 
+    def test_a_location_has_sixteen_digits(self):
+        for location, expected in (("256A001B05C20100", 0), ("256a001b05c20100", 1), ("256A001B05C2010", 1), ("", 1)):
+            drive = {**DRIVE, "Oem": {**DRIVE["Oem"], "PhysicalLocation": location}}
+            self.assertEqual(len(differences("inventory", inventory(Drives=[drive]))), expected, location)
+            self.assertEqual(len(differences("event", {**EVENT, "PhysicalLocation": location})), expected, location)
+
+    def test_an_event_has_the_primary_address_alone(self):
+        for count, expected in ((1, 0), (0, 1), (2, 1)):
+            event = {**EVENT, "IPv4Addresses": [{"Address": "10.1.2.3"}] * count}
+            self.assertEqual(len(differences("event", event)), expected, count)
+
     def test_an_unknown_key_is_a_difference(self):
         document = inventory(Drives=[DRIVE])
         document["HostDataCollection"]["Drives"][0]["Oem"]["Rack"] = "1"
         self.assertEqual(len(differences("inventory", document)), 1)
         self.assertIn("Rack", differences("inventory", document)[0])
-        self.assertEqual(len(differences("inventory", inventory(Tapes=[]))), 1)
+        self.assertEqual(len(differences("inventory", inventory(Tapes=[], Drives=[]))), 1)
+        self.assertEqual(len(differences("inventory", inventory())), 1, "without sections nothing is sent")
         self.assertEqual(len(differences("inventory", {**inventory(Drives=[]), "Version": 1})), 1)
 
     def test_a_missing_key_is_a_difference(self):
@@ -87,6 +135,22 @@ class Schemas(unittest.TestCase):
         self.assertEqual(differences("event", {**EVENT, "VariableData": data}), [])
         data["Data"]["Status"] = DRIVE["Status"]
         self.assertEqual(len(differences("event", {**EVENT, "VariableData": data})), 1)
+
+    def test_members_of_a_volume_in_an_event_are_serial_numbers_or_drives(self):
+        drive = {key: value for key, value in DRIVE.items() if key != "Status"}
+        volume = {"DurableName": "600605B0", "VolumeType": "RAID1", "CapacityBytes": 1, "Drives": [],
+                  "Oem": {"DeviceName": "/dev/sde", "HostControllerPhysicalLocation": "F" * 16}}
+        for drives, expected in (([], 0), (["NS09M07310"], 0), ([drive], 0), ([DRIVE], 1), ([1], 1)):
+            data = {"Type": "Volume", "EventInfo": "", "Data": {**volume, "Drives": drives}}
+            self.assertEqual(len(differences("event", {**EVENT, "VariableData": data})), expected, drives)
+
+    def test_a_test_event_is_checked_as_the_agents_others(self):
+        event = {**EVENT, "Source": "VOK-CLI"}
+        self.assertEqual(differences("event", event), [])
+        self.assertEqual(len(differences("event", {**event, "Severity": 3})), 1)
+        for text, expected in (("VOK Test Event", 1), ("Injected Event", 1), ("A drill", 0)):
+            data = {"Type": "Drive", "EventInfo": text}
+            self.assertEqual(len(differences("event", {**event, "VariableData": data})), expected, text)
 
     def test_an_event_of_a_user_may_have_any_members(self):
         self.assertEqual(differences("event", {"Source": "VOK-CLI", "ID": "mine"}), [])
@@ -110,6 +174,32 @@ class Checker(unittest.TestCase):
             self.assertEqual(ran.returncode, 1)
             self.assertIn("events.jsonl:1: the document: Additional properties", ran.stdout)
             self.assertIn("events.jsonl:2: not JSON", ran.stdout)
+            (path / "events.jsonl").write_bytes(b'{"Source": "VOK-CLI", "Text": "\xff"}\n')
+            self.assertIn("events.jsonl:1: not JSON", self.run_on(folder).stdout)
+
+    def test_it_checks_recordings_and_the_inventories_beside_them(self):
+        def record(document):
+            (path / "inventory.json").write_text(json.dumps(document))
+            with tarfile.open(path / "host.tar", "w") as archive:
+                archive.add(path / "inventory.json", "inventory.json")
+            (path / "inventory.json").unlink()
+
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder)
+            record(inventory(Drives=[DRIVE]))
+            (path / "host.json").write_text(json.dumps(inventory(Drives=[DRIVE]), indent=2))
+            (path / "settings.json").write_text("{}")  # beside no recording
+            ran = self.run_on(folder)
+            self.assertEqual((ran.returncode, ran.stdout), (0, "2 inventories, 0 events, 0 differences\n"))
+            record(inventory(Tapes=[]))
+            (path / "host.json").write_text(json.dumps(inventory(Racks=[])))
+            ran = self.run_on(folder)
+            self.assertEqual(ran.returncode, 1)
+            self.assertIn("host.json: HostDataCollection: Additional properties", ran.stdout)
+            self.assertIn("host.tar: inventory.json: HostDataCollection: Additional properties", ran.stdout)
+            with tarfile.open(path / "host.tar", "w"):
+                pass
+            self.assertIn("host.tar: inventory.json: not JSON", self.run_on(path / "host.tar").stdout)
 
     def test_nothing_to_check_is_a_failure(self):
         with tempfile.TemporaryDirectory() as folder:

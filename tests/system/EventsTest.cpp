@@ -182,7 +182,7 @@ TEST_F(Events, AnInjectedEventDuringAPushArrivesAfterTheWholeInventory) {
 }
 
 TEST_F(Events, EventsOfSeveralThreadsDuringALargePushArriveAfterTheWholeInventory) {
-    keepsDocuments = false;
+    keepsInventories = false;
     startAll();
     vokSetHostAccess(access());
     controllerControl({"answer", "late", "1500", "--at-chunk", "100", "--of", "inventory"});
@@ -257,7 +257,7 @@ private:
 };
 
 TEST_F(TwoMinutes, OfEventsInventoriesAndPollsFromManyThreadsMixNothingAndLoseNothing) {
-    keepsDocuments = false;
+    keepsEvents = false;
     startAll(busySettings(), speed);
     vokSetHostAccess(access());
     ASSERT_TRUE(vokJobManager::getInstance()->startResourceManagers());

@@ -82,7 +82,9 @@ bool InstalledSystem::waitForLine(const std::string& text) {
 }
 
 Ran InstalledSystem::printInventory() {
-    return runProgram({"/bin/sh", "-c", "exec /opt/mev/vok/bin/vokd --print-inventory 2>/dev/null"});
+    Ran ran = runProgram({"/bin/sh", "-c", "exec /opt/mev/vok/bin/vokd --print-inventory 2>/dev/null"});
+    keepPrintedInventory(ran.output);
+    return ran;
 }
 
 std::map<pid_t, std::string> InstalledSystem::runningCommands(const std::string& name) const {

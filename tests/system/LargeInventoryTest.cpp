@@ -22,7 +22,7 @@ std::string documentOfSize(std::size_t size) {
 class LargeInventory : public SimulatedSystem, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(LargeInventory, ArrivesWholeByteForByte) {
-    keepsDocuments = false;
+    keepsInventories = false;
     startAll();
     vokSetHostAccess(access());
     const std::string document = documentOfSize(GetParam());

@@ -1,5 +1,8 @@
 // --print-inventory: prints the document and changes nothing on the host.
+#include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 
 #include "system/SimulatedSystem.h"
 #include "system/StorageSystem.h"
@@ -50,6 +53,41 @@ TEST_F(PrintStorage, EndsTheRegistrationForTheEventsOfRaidControllers) {
     EXPECT_EQ(library["commands"]["unregister"].asInt(), 1);
     EXPECT_EQ(library["registrations"].size(), 0u);
 }
+
+std::vector<std::string> describedHosts() {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(VOK_SOURCE_DIRECTORY "/simhost/hosts"))
+        names.push_back(entry.path().stem());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string testName(const testing::TestParamInfo<std::string>& info) {
+    std::string name = info.param;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+// The document is kept, and checked against the schema with those of the other tests.
+class PrintDescribedHost : public SimulatedSystem, public testing::WithParamInterface<std::string> {};
+
+TEST_P(PrintDescribedHost, HasADocument) {
+    startHost({"--speed", std::to_string(usualSpeed)}, GetParam());
+    const Ran ran = runAgent({"--print-inventory"});
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output.find(R"({"HostDataCollection":{)"), 0u) << ran.output;
+
+    std::string test = "All.PrintDescribedHost.HasADocument." + GetParam();
+    std::replace(test.begin(), test.end(), '-', '_');
+    EXPECT_EQ(contentOf(VOK_BUILD_DIRECTORY "/documents/" + test + "/inventory-printed-1.json"), ran.output);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, PrintDescribedHost, testing::ValuesIn(describedHosts()), testName);
 
 }  // namespace
 }  // namespace PrintInventoryTest

@@ -21,23 +21,30 @@ std::filesystem::path documentsFolder() {
     const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(test.test_suite_name()) + "." + test.name();
     std::replace(name.begin(), name.end(), '/', '.');
-    return std::filesystem::path(VOK_BUILD_DIRECTORY) / "documents" / name;
-}
-
-bool isDocument(const std::string& name) {
-    return name == "events.jsonl" || name.compare(0, 10, "inventory-") == 0;
+    const auto folder = std::filesystem::path(VOK_BUILD_DIRECTORY) / "documents" / name;
+    std::filesystem::create_directories(folder);
+    return folder;
 }
 
 }  // namespace
 
+void keepPrintedInventory(const std::string& printed) {
+    static int number = 0;
+    if (printed.compare(0, 2, "{\"") != 0) return;  // a refusal
+    std::ofstream kept(documentsFolder() / ("inventory-printed-" + std::to_string(++number) + ".json"));
+    EXPECT_TRUE(kept << printed << std::flush);
+}
+
 SimulatedSystem::~SimulatedSystem() {
-    if (!keepsDocuments) return;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(out(), ignored)) {
-        if (!isDocument(entry.path().filename())) continue;
-        std::filesystem::create_directories(documentsFolder(), ignored);
-        std::filesystem::copy_file(entry.path(), documentsFolder() / entry.path().filename(),
-                                   std::filesystem::copy_options::overwrite_existing, ignored);
+    std::error_code failure;
+    for (const auto& entry : std::filesystem::directory_iterator(out(), failure)) {
+        const std::string name = entry.path().filename();
+        const bool isKept =
+            name == "events.jsonl" ? keepsEvents : keepsInventories && name.compare(0, 10, "inventory-") == 0;
+        if (!isKept) continue;
+        std::filesystem::copy_file(entry.path(), documentsFolder() / name,
+                                   std::filesystem::copy_options::overwrite_existing, failure);
+        EXPECT_FALSE(failure) << name << ": " << failure.message();
     }
 }
 
@@ -115,11 +122,7 @@ Ran SimulatedSystem::runAgent(const std::vector<std::string>& options) {
     std::vector<std::string> command{VOKD_PROGRAM, "--host-root", root()};
     command.insert(command.end(), options.begin(), options.end());
     Ran ran = runProgram(command);
-    if (ran.output.compare(0, 2, "{\"") == 0) {  // a printed inventory
-        std::error_code ignored;
-        std::filesystem::create_directories(documentsFolder(), ignored);
-        std::ofstream(documentsFolder() / "inventory-printed.json") << ran.output;
-    }
+    keepPrintedInventory(ran.output);
     return ran;
 }
 

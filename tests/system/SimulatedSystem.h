@@ -61,8 +61,13 @@ protected:
     int controllerCount(const char* what) { return controllerState()[what].asInt(); }
 
     RunningProgram agent;
-    bool keepsDocuments = true;  // false in a test that sends the controller documents of its own
+    // False in a test that sends the controller inventories or events of its own making.
+    bool keepsInventories = true;
+    bool keepsEvents = true;
 };
+
+// Keeps an inventory that the agent printed with the running test's documents.
+void keepPrintedInventory(const std::string& printed);
 
 // Checks the condition every few milliseconds; false if it does not hold within 20 s.
 bool waitUntil(const std::function<bool()>& condition);

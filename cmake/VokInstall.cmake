@@ -13,7 +13,7 @@ install(CODE [[
     file(CHMOD "${path}" PERMISSIONS
       OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
   endfunction()
-  foreach(directory bin lib share/man/man5 share/man/man8 share/vok etc/systemd/system/dev-ipmi0.device.d
+  foreach(directory bin lib share/man/man5 share/man/man8 share/vok/schema etc/systemd/system/dev-ipmi0.device.d
       etc/udev/rules.d etc/tmpfiles.d etc/logrotate.d)
     vok_make_directory("$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${directory}")
   endforeach()
@@ -27,6 +27,8 @@ install(FILES docs/man/vok.conf.5 DESTINATION share/man/man5)
 install(FILES data/vok.conf DESTINATION share/vok)
 # For the Prometheus that watches the hosts, which is another machine.
 install(FILES data/vok-alerts.yml DESTINATION share/vok)
+file(GLOB VOK_SCHEMAS CONFIGURE_DEPENDS docs/schema/*)
+install(FILES ${VOK_SCHEMAS} DESTINATION share/vok/schema)
 
 install(FILES data/vokd.service data/vok-metrics.service data/vok-metrics.timer DESTINATION etc/systemd/system)
 install(FILES data/dev-ipmi0.conf DESTINATION etc/systemd/system/dev-ipmi0.device.d RENAME vokd.conf)

@@ -148,6 +148,6 @@ foreach(program vok-simhost vok-rmc)
 endforeach()
 vok_put_documents(simhost vok-simhost docs/simhost.md)
 vok_put_notices(simhost vok-simhost libcli11-dev)
-vok_put_sbom(simhost vok-simhost simhost)
+vok_put_sbom(simhost vok-simhost simhost recording)
 
 include(${CMAKE_CURRENT_LIST_DIR}/VokDebian.cmake)

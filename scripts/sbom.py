@@ -13,6 +13,7 @@ import re
 import subprocess
 import uuid
 
+PROJECT = pathlib.Path(__file__).resolve().parent.parent
 OWN_LIBRARIES = {"libvok.so": "vok"}  # and the package that has it
 GENERATED_FROM = re.compile(r"/pci\.ids$")
 FIELDS = "${binary:Package}\\t${Package}\\t${Version}\\t${Architecture}\\t${source:Package}\\t${Homepage}\\n"
@@ -53,7 +54,7 @@ def files_compiled_in(build, folders):
     for line in output_of("ninja", "-C", str(build), "-t", "deps").splitlines():
         if not line.startswith(" "):
             wanted = line.startswith(tuple(f"{folder}/" for folder in folders))
-        elif wanted and line.startswith("    /usr/"):
+        elif wanted and is_from_elsewhere(line.strip(), build):
             files.add(line.strip())
     if not files:
         raise SystemExit(f"sbom: the build in {build} is not complete")
@@ -61,6 +62,11 @@ def files_compiled_in(build, folders):
         if GENERATED_FROM.search(line) and "src" in folders:
             files.add(line.strip())
     return files
+
+
+def is_from_elsewhere(file, build):
+    path = pathlib.Path(file)
+    return path.is_absolute() and not any(path.is_relative_to(own) for own in (PROJECT, build.resolve()))
 
 
 def start_files(compiler, flags):
@@ -95,6 +101,14 @@ def spdx_id(text):
     return "SPDXRef-" + re.sub(r"[^A-Za-z0-9.-]", "-", text)
 
 
+def purl(name, version, architecture, source):
+    """As scanners for known vulnerabilities look it up: by release of Debian and source package."""
+    release = dict(re.findall(r'^(ID|VERSION_ID)="?([^"\n]*)', pathlib.Path("/etc/os-release").read_text("utf-8"), re.MULTILINE))
+    distribution = f"{release.get('ID', 'debian')}-{release.get('VERSION_ID', 'unstable')}"
+    return (f"pkg:deb/debian/{name}@{version.replace('+', '%2B')}?arch={architecture}&distro={distribution}"
+            f"&upstream={source.replace('+', '%2B')}")
+
+
 def spdx_package(row, info):
     _, name, version, architecture, source, homepage = row
     package = {
@@ -111,7 +125,7 @@ def spdx_package(row, info):
         "externalRefs": [{
             "referenceCategory": "PACKAGE-MANAGER",
             "referenceType": "purl",
-            "referenceLocator": f"pkg:deb/debian/{name}@{version.replace('+', '%2B')}?arch={architecture}",
+            "referenceLocator": purl(name, version, architecture, source),
         }],
     }
     if homepage:
@@ -127,7 +141,7 @@ class Document:
             "dataLicense": "CC0-1.0",
             "SPDXID": "SPDXRef-DOCUMENT",
             "name": f"{name}-{version}",
-            "documentNamespace": f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_URL, f'{name}-{version}')}",
+            "documentNamespace": "",
             "creationInfo": {
                 "created": datetime.datetime.fromtimestamp(created, datetime.timezone.utc).strftime("%Y-%m-%dT%H:%M:%SZ"),
                 "creators": ["Tool: sbom.py"],
@@ -156,8 +170,17 @@ class Document:
             self.document["relationships"].append(row)
 
     def add(self, package):
-        if all(each["SPDXID"] != package["SPDXID"] for each in self.document["packages"]):
+        known = next((each for each in self.document["packages"] if each["SPDXID"] == package["SPDXID"]), None)
+        if known is None:
             self.document["packages"].append(package)
+        elif "sourceInfo" in package:
+            known["sourceInfo"] += ", " + package["sourceInfo"].partition("; ")[2]
+
+    def finished(self):
+        """With a namespace that no other content has, whatever the architecture or the machine that builds."""
+        content = json.dumps(self.document, sort_keys=True)
+        self.document["documentNamespace"] = f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_URL, content)}"
+        return self.document
 
 
 def rows_of(packages):
@@ -201,7 +224,7 @@ def describe(arguments):
                 document.relate(described["SPDXID"], "BUILD_DEPENDENCY_OF", document.root)
             else:
                 document.relate(document.root, "STATIC_LINK", described["SPDXID"])
-    return document.document
+    return document.finished()
 
 
 def main():

@@ -18,6 +18,9 @@ import unittest
 CMAKE, BUILD = sys.argv[1], pathlib.Path(sys.argv[2])
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 SCRIPTS = PROJECT / "packaging"
+sys.path.insert(0, str(PROJECT / "scripts"))
+import sbom  # noqa: E402
+
 METRICS = sorted(path.name for path in (PROJECT / "data").glob("vok-metrics.*") if path.suffix in (".service", ".timer"))
 
 PAGES = {page.name for page in (PROJECT / "docs").glob("*.md")} - {"architecture.md", "simhost.md", "vmtest.md"}
@@ -240,6 +243,28 @@ class Sbom(Staged):
                 self.assertIn(row["relatedSpdxElement"], identifiers)
             self.assertIn({"spdxElementId": "SPDXRef-DOCUMENT", "relationshipType": "DESCRIBES",
                            "relatedSpdxElement": f"SPDXRef-Package-{package}"}, document["relationships"])
+
+    def test_scanners_find_the_release_and_the_source_package_of_each_part(self):
+        for _, package, document in self.documents():
+            locators = {each["name"]: each["externalRefs"][0]["referenceLocator"] for each in document["packages"]
+                        if "externalRefs" in each}
+            self.assertRegex(locators["libgcc-s1"],
+                             r"^pkg:deb/debian/libgcc-s1@[^?+]+\?arch=\w+&distro=\w+-\w+&upstream=gcc-\d+$", package)
+
+    def test_only_the_same_content_has_the_same_namespace(self):
+        def namespace_of(*names):
+            document = sbom.Document("vok", "1-1", 0)
+            for name in names:
+                document.add(document.own(name, "1"))
+            return document.finished()["documentNamespace"]
+
+        self.assertEqual(namespace_of("a"), namespace_of("a"))
+        self.assertEqual(len({namespace_of(), namespace_of("a"), namespace_of("b")}), 3)
+
+    def test_what_is_linked_in_two_ways_says_both(self):
+        for _, package, document in self.documents():
+            found = next(each for each in document["packages"] if each["name"] == "libc6-dev")
+            self.assertEqual(found["sourceInfo"], "source package glibc; headers compiled in, start-up code compiled in", package)
 
     def test_each_library_that_a_program_needs_is_in_it(self):
         for stage, package, document in self.documents():

@@ -13,7 +13,7 @@ if(VOK_GIT)
   if(commit MATCHES "^([0-9.]+\\.[0-9a-f]+)=([0-9]+)$")
     string(APPEND VOK_PACKAGE_VERSION "+git${CMAKE_MATCH_1}")
     set(VOK_COMMIT_TIME ${CMAKE_MATCH_2})
-    execute_process(COMMAND ${VOK_GIT} -C ${PROJECT_SOURCE_DIR} status --porcelain --untracked-files=no
+    execute_process(COMMAND ${VOK_GIT} -C ${PROJECT_SOURCE_DIR} status --porcelain
       OUTPUT_VARIABLE changes ERROR_QUIET)
     if(changes)
       string(APPEND VOK_PACKAGE_VERSION ".dirty")

@@ -84,6 +84,8 @@ _vok_positional() {
 
 _vok() {
     local program=$1 word=$2 previous=${COMP_WORDS[COMP_CWORD - 1]}
+    # bash splits --option=value before and after the equals sign.
+    if [ "$previous" = '=' ]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
     local command='' help name index each
     local -a positionals=()
     COMPREPLY=()
@@ -98,6 +100,7 @@ _vok() {
         case $each in
         -*)
             name=$(_vok_value_name "$each" "$help")
+            if [ "${COMP_WORDS[index + 1]}" = '=' ]; then index=$((index + 1)); fi
             [ -z "$name" ] || index=$((index + 1)) ;;
         *)
             if [ -z "$command" ] && [[ $commands == *" $each "* ]]; then

@@ -17,7 +17,8 @@ FILE = PROJECT / "data/completions/vok.bash"
 
 def offered(line, folder=None):
     """For a line as typed, whose last word is completed; a blank at its end begins a new word."""
-    words = shlex.split(line) + ([""] if line.endswith(" ") else [])
+    words = [part for word in shlex.split(line) for part in (re.split("(=)", word) if word.startswith("--") else [word])]
+    words += [""] if line.endswith(" ") else []
     script = f"""
         . {shlex.quote(str(FILE))}
         COMP_WORDS=({shlex.join(words)})
@@ -57,6 +58,14 @@ class Completion(unittest.TestCase):
 
     def test_the_value_of_an_option_is_not_taken_for_a_command(self):
         self.assertEqual(offered("vokcli --host-root test ev"), {"events"})
+
+    def test_a_value_after_an_equals_sign_is_completed_and_passed_over(self):
+        with tempfile.TemporaryDirectory() as folder:
+            (pathlib.Path(folder) / "here").mkdir()
+            self.assertEqual(offered("vokd --host-root=", folder), {"here"})
+            self.assertEqual(offered("vokd --host-root=he", folder), {"here"})
+        self.assertEqual(offered("vokcli --timeout=5 te"), {"test"})
+        self.assertEqual(offered("vokcli --timeout=5 test 70"), {"708"})
 
     def test_event_numbers_are_those_of_the_agent(self):
         events = offered("vokcli test ")

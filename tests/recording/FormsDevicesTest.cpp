@@ -41,7 +41,9 @@ struct Inquiry {
 
 TEST(FormsDevices, OpenHasTheFlagsThatAreTheSameOnBothAbis) {
     EXPECT_EQ(recording::openQuestion("/dev/sg0", O_RDWR | O_NONBLOCK | O_CLOEXEC | O_LARGEFILE),
-              (Fields{{"device", "/dev/sg0"}, {"flags", "2050"}}));
+              (Fields{{"device", "/dev/sg0"}, {"flags", "2"}}));
+    EXPECT_EQ(recording::openQuestion("/dev/sg0", O_RDONLY | O_SYNC),
+              (Fields{{"device", "/dev/sg0"}, {"flags", "1052672"}}));
     EXPECT_EQ(recording::openAnswer(ENXIO), (Fields{{"error", "6"}}));
     EXPECT_EQ(recording::openAnswer(0, "bytes"), (Fields{{"error", "0"}, {"content", "bytes"}}));
 }

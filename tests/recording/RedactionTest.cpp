@@ -473,6 +473,33 @@ TEST(RedactionAddresses, OfAnotherHostInLongerOnesStay) {
     EXPECT_EQ(output.substr(output.find('\n')), "\nat 10.42.7.13, not 7.0.3.0\n");
 }
 
+// A host called like a word of the agent's own: were it replaced, the agent would ask for something else.
+TEST(RedactionNames, ThatAreShortOrOtherWordsStayAndAreTold) {
+    const auto redactedNode = [](const std::string& node, bool isTold) {
+        Recording host;
+        host.files["/opt/mev/data/list"] = fileEntry("");
+        host.exchanges = {
+            exchange(kinds::systemName, {}, {{"node", node}}),
+            exchange(kinds::commandRead, {{"text", "localcli storage list"}},
+                     {{"output", "Driver Version: 1\nlink up\nHost Name: " + node + "\n"}}),
+        };
+        host.document = R"({"Drives":[{"Model":"X","Protocol":"SATA","HostName":")" + node + R"("}]})";
+        const Recording before = host;
+        redact(host, 1);
+        EXPECT_EQ(host.exchanges[1].question, before.exchanges[1].question);
+        EXPECT_EQ(host.files.count("/opt/mev/data/list"), 1u);
+        const std::string remark =
+            "the name \"" + lower(node) + "\" is left as it was: it is short or also another word";
+        EXPECT_EQ(host.remarks, isTold ? std::vector<std::string>{remark} : std::vector<std::string>());
+        return host.exchanges[0].answers[0].at("node");
+    };
+    for (const char* node : {"data", "Storage", "model", "sata", "driver", "vm", "esxi"})
+        EXPECT_EQ(redactedNode(node, true), node);
+    EXPECT_EQ(redactedNode("localhost", false), "localhost") << "nobody's";
+    for (const char* node : {"link", "acme", "database", "data7", "data-west"})
+        EXPECT_NE(redactedNode(node, false), node) << node;
+}
+
 TEST(RedactionNames, ThatAreAllTakenStayAndAreTold) {
     std::string output;
     for (int each = 0; each < 10; ++each) output += "IP Address: 10.0.0." + std::to_string(each) + "\n";

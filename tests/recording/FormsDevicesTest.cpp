@@ -155,6 +155,13 @@ TEST(FormsDevices, ACsmiBlockIsAsLongAsItsHeaderSaysAndReturnsWithItsZeros) {
     EXPECT_EQ(recording::playRequestAnswer(csmiRequest, answer, played.data()), 0);
     asked[44] = 0;
     EXPECT_EQ(played, asked);
+
+    played = csmiBlock();
+    played[44] = 'x';  // after the payload
+    EXPECT_EQ(recording::playRequestAnswer(csmiRequest, {{"block", "short"}}, played.data()), 0);
+    std::array<unsigned char, 64> expected{'s', 'h', 'o', 'r', 't'};
+    expected[44] = 'x';
+    EXPECT_EQ(played, expected);
 }
 
 TEST(FormsDevices, ARequestWithASizeHasItsBlockInBothDirections) {

@@ -424,6 +424,23 @@ TEST(RedactionOrder, OfSerialNumbersIsThatOfTheOriginals) {
     }
 }
 
+// A drive may pad its serial number in front, so that it begins in the middle of a word.
+TEST(RedactionSwappedWords, MayBeginAtEitherCharacter) {
+    for (const std::string serial : {"Z1D5ABC", "Z1D5ABCD"}) {
+        Recording host;
+        const std::string data = identify(std::string(20 - serial.size(), ' ') + serial, "5000c500a1b2c3e8");
+        const std::string listed = "Serial Number: " + serial + "\n";
+        host.exchanges = {exchange(kinds::call, {{"entry", "other"}}, {{"data", data}}),
+                          exchange(kinds::commandRead, {{"text", "list"}}, {{"output", listed}})};
+        redact(host, 1);
+        const std::string words = swapped(host.exchanges[0].answers[0].at("data").substr(20, 20));
+        const std::string standIn =
+            host.exchanges[1].answers[0].at("output").substr(listed.find(serial), serial.size());
+        EXPECT_NE(standIn, serial);
+        EXPECT_EQ(words, std::string(20 - serial.size(), ' ') + standIn);
+    }
+}
+
 TEST(RedactionPlaceholders, Stay) {
     for (const char* value :
          {"Not Available", "Unknown", "None", "0", "00000000", "XXXXXXXX", "abc", "To Be Filled By O.E.M.",

@@ -199,8 +199,10 @@ int reportNoArchive(const std::string& file, const std::string& reason) {
 int saveRecording(const vokdOptions& options, recording::Recording& recorded) {
     if (!options.plain) recording::redact(recorded, vokdRandomSeed());
     std::string error;
-    if (!recording::saveArchive(recorded, options.recordTo, error))
-        return reportNoArchive(options.recordTo, error);
+    if (!recording::saveArchive(recorded, options.recordTo, error)) {
+        std::fprintf(stderr, "vokd: no recording: %s\n", error.c_str());
+        return vokdOptions::outputFailed;
+    }
     struct stat status {};
     ::stat(options.recordTo.c_str(), &status);
     vokdPrintRecordingSummary(recorded, options.recordTo, static_cast<std::uint64_t>(status.st_size),

@@ -85,12 +85,15 @@ bool vokdOptions::parse(int argc, char** argv, int& exitStatus) {
         ->excludes(check)
         ->excludes(print)
         ->excludes(show);
-    auto* const record =
-        app.add_option("--record", recordTo,
-                       "Build one inventory; write what the host was asked\n"
-                       "for it, and answered, to the new file FILE")
-            ->type_name("FILE")
-            ->check([](const std::string& text) { return text.empty() ? "a file is required" : ""; });
+    // "-" is no file, as for --replay: standard output has the summary.
+    const auto isFile = [](const std::string& text) {
+        return text.empty() || text == "-" ? "a file is required" : "";
+    };
+    auto* const record = app.add_option("--record", recordTo,
+                                        "Build one inventory; write what the host was asked\n"
+                                        "for it, and answered, to the new file FILE")
+                             ->type_name("FILE")
+                             ->check(isFile);
     app.add_flag("--plain", plain,
                  "Keep serial numbers, addresses and names in it,\n"
                  "instead of replacing them by made-up ones")

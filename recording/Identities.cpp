@@ -288,6 +288,18 @@ void Identities::add(std::string_view bytes, const IdentityField& field) {
     }
 }
 
+void Identities::leaveWords(std::string_view text) {
+    const auto isLetter = [](char each) { return std::isalpha(static_cast<unsigned char>(each)) != 0; };
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t end = at;
+        while (end < text.size() && (isLetter(text[end]) || isDigit(text[end]))) ++end;
+        const std::string_view word = text.substr(at, end - at);
+        if (word.size() >= shortest && std::none_of(word.begin(), word.end(), isDigit))
+            words_.insert(lowerOf(word));
+        at = end + 1;
+    }
+}
+
 // One without a digit is a word.
 void Identities::addSerialNumber(std::string_view text) {
     text = trimmed(text);
@@ -300,8 +312,16 @@ void Identities::addName(std::string_view text, IdentityKind kind) {
     text = trimmed(text);
     const std::string name = lowerOf(text);
     const std::string first = name.substr(0, name.find('.'));
-    if (!isUsable(text) || isOneOf(first, commonNames)) return;
+    if (!isUsable(text) || isOneOf(first, commonNames)) {
+        const bool isNobodys = text.empty() || isOneOf(name, placeholders) || first == "localhost";
+        if (kind == IdentityKind::hostName && !isNobodys) leftNames_.insert(name);
+        return;
+    }
     const auto addPart = [&](const std::string& each, bool isPart) {
+        if (words_.count(each) > 0) {
+            leftNames_.insert(each);
+            return;
+        }
         const auto [place, isNew] = texts_.try_emplace(each);
         if (isNew) place->second.kind = kind;
         if (isNew) place->second.isPart = isPart;

@@ -23,6 +23,9 @@ public:
 
     // Digits that no text makes an identity: they are a part of a record which holds other ones.
     void leaveToRecords(std::string digits) { ofRecords_.insert(std::move(digits)); }
+    // Words that mean something to the agent, so that no host name or label is replaced that is one of them.
+    // Those with a digit in them are ignored, and the case is too.
+    void leaveWords(std::string_view text);
 
     // Gives all of them stand-ins, and `replacer` every form in which they may be found.
     void replaceWith(Replacer& replacer, std::uint64_t seed);
@@ -31,6 +34,9 @@ public:
     std::map<std::string, unsigned> replacedByKind() const;
     // How many had to stay: what is left of their class is taken by the others.
     unsigned unchanged() const;
+    // The host names and labels that are left because of leaveWords(), and the host names that are too short
+    // or common words.
+    const std::set<std::string>& leftNames() const { return leftNames_; }
 
 private:
     struct Identity {
@@ -55,6 +61,8 @@ private:
     Map digits_;     // by hexadecimal digits in lower case: WWNs, MAC addresses, UUIDs
     Map addresses_;  // by the address as text
     std::set<std::string> ofRecords_;
+    std::set<std::string> words_;  // in lower case
+    std::set<std::string> leftNames_;
 };
 
 }  // namespace recording

@@ -1,7 +1,11 @@
 #include "recording/Redaction.h"
 
 #include <algorithm>
+#include <cctype>
+#include <set>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "recording/Forms.h"
 #include "recording/Identities.h"
@@ -47,11 +51,39 @@ std::string durableName(std::string page) {
     return name;
 }
 
+// Adds the keys of a document, and the values that are one word, unless a key says that they are an identity.
+void leaveWordsOfDocument(std::string_view document, Identities& identities) {
+    std::set<std::size_t> identityOffsets;
+    for (const IdentityField& field : fieldsOfText(document)) identityOffsets.insert(field.offset);
+    const auto isLetter = [](char each) { return std::isalpha(static_cast<unsigned char>(each)) != 0; };
+    for (std::size_t open = document.find('"'); open != std::string_view::npos;) {
+        const std::size_t close = document.find('"', open + 1);
+        if (close == std::string_view::npos) return;
+        const std::string_view text = document.substr(open + 1, close - open - 1);
+        const bool isKey = document.substr(close + 1, 1) == ":";
+        const bool isWord = std::all_of(text.begin(), text.end(), isLetter);
+        if (isKey || (isWord && identityOffsets.count(open + 1) == 0)) identities.leaveWords(text);
+        open = document.find('"', close + 1);
+    }
+}
+
+// Adds the keys in the output of a command: what stands before the first colon of a line.
+void leaveWordsOfOutput(std::string_view output, Identities& identities) {
+    for (std::size_t start = 0; start < output.size();) {
+        const std::size_t end = std::min(output.find('\n', start), output.size());
+        const std::string_view line = output.substr(start, end - start);
+        const std::size_t colon = line.find(':');
+        if (colon != std::string_view::npos) identities.leaveWords(line.substr(0, colon));
+        start = end + 1;
+    }
+}
+
 class Redactor {
 public:
     Redactor(Recording& recording, std::uint64_t seed) : recording_(recording), seed_(seed) {}
 
     void run() {
+        leaveWords();
         collectRecords();
         leaveDurableNames();
         collectTexts();
@@ -68,11 +100,28 @@ public:
                 std::to_string(left) +
                 " identities are left as they were: so many are alike that nothing else "
                 "of their form sorts as they do");
+        for (const std::string& name : identities_.leftNames())
+            recording_.remarks.push_back("the name \"" + name +
+                                         "\" is left as it was: it is short or also another word");
     }
 
 private:
     void add(const std::string& value, const IdentityFields& fields) {
         for (const IdentityField& field : fields) identities_.add(value, field);
+    }
+
+    // What the agent asks with, and what it looks for in the answers, has to stay, or the playback is asked
+    // for something else: a host may be called "data", as a directory of the agent is, or "sata".
+    void leaveWords() {
+        for (const auto& [path, entry] : recording_.files)
+            if (entry.asked) identities_.leaveWords(path);
+        for (const Exchange& exchange : recording_.exchanges) {
+            for (const char* name : {"text", "symbol", "library", "entry"})
+                identities_.leaveWords(textOf(exchange.question, name));
+            for (const Fields& answer : exchange.answers)
+                leaveWordsOfOutput(textOf(answer, "output"), identities_);
+        }
+        leaveWordsOfDocument(recording_.document, identities_);
     }
 
     // Records first: their identities are certain, and what is found in texts may be one of them.

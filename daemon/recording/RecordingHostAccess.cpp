@@ -139,6 +139,11 @@ std::string RecordingHostAccess::libraryError() {
     return libraries_.error();
 }
 
+// Asked for the record of crashes, which no inventory has a part of.
+std::string RecordingHostAccess::libraryFile(void* library) {
+    return access_.libraryFile(library);
+}
+
 // --- the system ---
 
 int RecordingHostAccess::systemName(struct utsname* name) {

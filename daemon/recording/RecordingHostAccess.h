@@ -46,6 +46,7 @@ public:
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;
     std::string libraryError() override;
+    std::string libraryFile(void* library) override;
     int systemName(struct utsname* name) override;
     int systemInformation(struct sysinfo* information) override;
     int interfaceAddresses(struct ifaddrs** addresses) override;

@@ -12,8 +12,8 @@ namespace {
 // What lies at one of these or below it.
 constexpr const char* directories[] = {"/opt/mev/vok/data", "/opt/mev/vok/log", "/scratch/log/mev/vok"};
 // Files whose name begins so.
-constexpr const char* beginnings[] = {"/tmp/vokboot.log", "/var/log/syslog.log", "/var/run/mevvok",
-                                      "/var/run/vokd.", "/var/tmp/mev"};
+constexpr const char* beginnings[] = {"/tmp/vokboot.log", "/var/log/syslog.log",    "/var/run/mevvok",
+                                      "/var/run/vokd.",   "/var/run/vokStatus.bin", "/var/tmp/mev"};
 // Directories that it makes on the way, and of which it reads nothing.
 constexpr const char* onTheWay[] = {"/var", "/var/log"};
 constexpr const char* logSettings[] = {"VOKLogLocation", "DebugLogLocation"};

@@ -35,6 +35,8 @@ public:
     void* librarySymbol(void* library, const char* symbol) override;
     int closeLibrary(void* library) override;
     std::string libraryError() override;
+    // None: nothing is loaded, and a handle is none of the loader's.
+    std::string libraryFile(void* /*library*/) override { return ""; }
 
     int systemName(struct utsname* name) override;
     int systemInformation(struct sysinfo* information) override;

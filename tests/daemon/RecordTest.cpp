@@ -113,6 +113,7 @@ TEST_F(Record, PlainAloneAndTwoModesAreAWrongCommandLine) {
          std::vector<std::vector<std::string>>{{"--plain"},
                                                {"--record"},
                                                {"--record", ""},
+                                               {"--record", "-"},
                                                {"--record", "a", "--print-inventory"},
                                                {"--record", "a", "--check-config"},
                                                {"--record", "a", "--probe-disk", "/dev/sg0"}}) {

@@ -196,6 +196,19 @@ TEST_F(RecordedHost, ThePlacesOfTheAgentAreLeftOut) {
     EXPECT_EQ(files.count("/opt/mev/vok/logs"), 1u) << "another name";
 }
 
+TEST_F(RecordedHost, OfALongFileTheFirstSixteenMebibytesAreKept) {
+    const std::string content(16777216, 'a');
+    fake.root.writeFile("/long", content + 'b');
+    fake.root.writeFile("/longest", content);
+    (void)host.path("/long");
+    (void)host.path("/longest");
+    const Recording recorded = finish();
+    EXPECT_TRUE(recorded.files.at("/long").content == content);
+    EXPECT_TRUE(recorded.files.at("/longest").content == content);
+    EXPECT_EQ(recorded.remarks,
+              std::vector<std::string>{"/long is longer than 16 MiB; the rest is not recorded"});
+}
+
 TEST_F(RecordedHost, OfAProgramOnlyItsFirstBytesAreKept) {
     fake.root.writeFile("/lib/vendor.so", "\177ELF and the vendor's code");
     (void)host.path("/lib/vendor.so");
@@ -415,6 +428,15 @@ TEST_F(RecordedHost, ALibraryOfAPathHasItsPathOnTheHost) {
     const Recording recorded = finish();
     EXPECT_EQ(recorded.exchanges.back().question,
               (Fields{{"library", "/lib/fc.so"}, {"entry", "GetNumberOfAdaptersHandler"}}));
+}
+
+TEST_F(RecordedHost, TheFileOfALibraryIsThatOfTheHost) {
+    auto& libraries = fake.part<FakeLibraries>();
+    libraries.symbols["loc.so"] = {{vokPhysLocEncodeSymbol, &encodeLocation}};
+    libraries.file = "/usr/lib/loc.so.1";
+    void* const library = host.openLibrary("loc.so", 0);
+    EXPECT_EQ(host.libraryFile(library), "/usr/lib/loc.so.1");
+    host.closeLibrary(library);
 }
 
 TEST_F(RecordedHost, AMissingLibraryHasTheLoadersReasonAndTheAgentGetsItOnce) {

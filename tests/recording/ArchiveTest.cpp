@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -184,6 +186,22 @@ TEST_F(Archive, ThatCantBeWrittenLeavesNoFile) {
     const std::string missing = folder_ + "/missing/host.tar";
     EXPECT_FALSE(saveArchive(sampleRecording(), missing, error));
     EXPECT_EQ(error, missing + " can't be created: No such file or directory.");
+}
+
+// As on a full disk.
+TEST_F(Archive, ThatIsWrittenInPartLeavesNoFile) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{1024, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    std::string error;
+    const bool saved = saveArchive(sampleRecording(), path_, error);
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_FALSE(saved);
+    EXPECT_EQ(error, path_ + " can't be written: File too large.");
+    EXPECT_NE(::access(path_.c_str(), F_OK), 0);
 }
 
 TEST_F(Archive, ThatIsMissingCantBeOpened) {

@@ -41,7 +41,9 @@ struct Inquiry {
 
 TEST(FormsDevices, OpenHasTheFlagsThatAreTheSameOnBothAbis) {
     EXPECT_EQ(recording::openQuestion("/dev/sg0", O_RDWR | O_NONBLOCK | O_CLOEXEC | O_LARGEFILE),
-              (Fields{{"device", "/dev/sg0"}, {"flags", "2050"}}));
+              (Fields{{"device", "/dev/sg0"}, {"flags", "2"}}));
+    EXPECT_EQ(recording::openQuestion("/dev/sg0", O_RDONLY | O_SYNC),
+              (Fields{{"device", "/dev/sg0"}, {"flags", "1052672"}}));
     EXPECT_EQ(recording::openAnswer(ENXIO), (Fields{{"error", "6"}}));
     EXPECT_EQ(recording::openAnswer(0, "bytes"), (Fields{{"error", "0"}, {"content", "bytes"}}));
 }
@@ -153,6 +155,13 @@ TEST(FormsDevices, ACsmiBlockIsAsLongAsItsHeaderSaysAndReturnsWithItsZeros) {
     EXPECT_EQ(recording::playRequestAnswer(csmiRequest, answer, played.data()), 0);
     asked[44] = 0;
     EXPECT_EQ(played, asked);
+
+    played = csmiBlock();
+    played[44] = 'x';  // after the payload
+    EXPECT_EQ(recording::playRequestAnswer(csmiRequest, {{"block", "short"}}, played.data()), 0);
+    std::array<unsigned char, 64> expected{'s', 'h', 'o', 'r', 't'};
+    expected[44] = 'x';
+    EXPECT_EQ(played, expected);
 }
 
 TEST(FormsDevices, ARequestWithASizeHasItsBlockInBothDirections) {

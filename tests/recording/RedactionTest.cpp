@@ -424,6 +424,23 @@ TEST(RedactionOrder, OfSerialNumbersIsThatOfTheOriginals) {
     }
 }
 
+// A drive may pad its serial number in front, so that it begins in the middle of a word.
+TEST(RedactionSwappedWords, MayBeginAtEitherCharacter) {
+    for (const std::string serial : {"Z1D5ABC", "Z1D5ABCD"}) {
+        Recording host;
+        const std::string data = identify(std::string(20 - serial.size(), ' ') + serial, "5000c500a1b2c3e8");
+        const std::string listed = "Serial Number: " + serial + "\n";
+        host.exchanges = {exchange(kinds::call, {{"entry", "other"}}, {{"data", data}}),
+                          exchange(kinds::commandRead, {{"text", "list"}}, {{"output", listed}})};
+        redact(host, 1);
+        const std::string words = swapped(host.exchanges[0].answers[0].at("data").substr(20, 20));
+        const std::string standIn =
+            host.exchanges[1].answers[0].at("output").substr(listed.find(serial), serial.size());
+        EXPECT_NE(standIn, serial);
+        EXPECT_EQ(words, std::string(20 - serial.size(), ' ') + standIn);
+    }
+}
+
 TEST(RedactionPlaceholders, Stay) {
     for (const char* value :
          {"Not Available", "Unknown", "None", "0", "00000000", "XXXXXXXX", "abc", "To Be Filled By O.E.M.",
@@ -471,6 +488,33 @@ TEST(RedactionAddresses, StayValidAndOfTheSameForm) {
 TEST(RedactionAddresses, OfAnotherHostInLongerOnesStay) {
     const std::string output = redactedOutput("IP Address: 10.42.7.1\nat 10.42.7.13, not 7.0.3.0\n");
     EXPECT_EQ(output.substr(output.find('\n')), "\nat 10.42.7.13, not 7.0.3.0\n");
+}
+
+// A host called like a word of the agent's own: were it replaced, the agent would ask for something else.
+TEST(RedactionNames, ThatAreShortOrOtherWordsStayAndAreTold) {
+    const auto redactedNode = [](const std::string& node, bool isTold) {
+        Recording host;
+        host.files["/opt/mev/data/list"] = fileEntry("");
+        host.exchanges = {
+            exchange(kinds::systemName, {}, {{"node", node}}),
+            exchange(kinds::commandRead, {{"text", "localcli storage list"}},
+                     {{"output", "Driver Version: 1\nlink up\nHost Name: " + node + "\n"}}),
+        };
+        host.document = R"({"Drives":[{"Model":"X","Protocol":"SATA","HostName":")" + node + R"("}]})";
+        const Recording before = host;
+        redact(host, 1);
+        EXPECT_EQ(host.exchanges[1].question, before.exchanges[1].question);
+        EXPECT_EQ(host.files.count("/opt/mev/data/list"), 1u);
+        const std::string remark =
+            "the name \"" + lower(node) + "\" is left as it was: it is short or also another word";
+        EXPECT_EQ(host.remarks, isTold ? std::vector<std::string>{remark} : std::vector<std::string>());
+        return host.exchanges[0].answers[0].at("node");
+    };
+    for (const char* node : {"data", "Storage", "model", "sata", "driver", "vm", "esxi"})
+        EXPECT_EQ(redactedNode(node, true), node);
+    EXPECT_EQ(redactedNode("localhost", false), "localhost") << "nobody's";
+    for (const char* node : {"link", "acme", "database", "data7", "data-west"})
+        EXPECT_NE(redactedNode(node, false), node) << node;
 }
 
 TEST(RedactionNames, ThatAreAllTakenStayAndAreTold) {

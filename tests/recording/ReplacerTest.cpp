@@ -52,6 +52,15 @@ TEST(ReplacerDigits, AreFoundWithEachSeparatorAndCase) {
               "46:00:7b:38:11:1f 46-00-7B-38-11-1F 4600.7b38.111f 46007B38111F");
 }
 
+// A name of bytes that are text: "0123" becomes "Z[\\]", whose digits have letters among them.
+TEST(ReplacerDigits, HaveTheirLettersInTheCaseOfTheOthers) {
+    Replacer replacer;
+    replacer.addDigits("3031323334353637", "5a5b5c5d5e5f6061");
+    replacer.addDigits("3a31323334353637", "4a5b5c5d5e5f6061");
+    EXPECT_EQ(replaced(replacer, "3031323334353637"), "5A5B5C5D5E5F6061");
+    EXPECT_EQ(replaced(replacer, "3A31323334353637 3a31323334353637"), "4A5B5C5D5E5F6061 4a5b5c5d5e5f6061");
+}
+
 TEST(ReplacerDigits, OfAMacAddressAreFoundAsANumberOnly) {
     Replacer replacer;
     replacer.addDigits("02005e10000a", "46007b38111f");

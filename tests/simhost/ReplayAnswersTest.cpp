@@ -74,9 +74,10 @@ TEST_F(Answers, AFileThatCouldNotBeReadFailsAsItDidOnOpeningOrOnReading) {
 
 TEST_F(Answers, TheAgentsOwnPlacesWorkWithoutARecording) {
     configuration = R"({"VOKLogLocation": "/data/vok.log", "DebugLogLocation": "syslog"})";
-    for (const char* path : {"/opt/mev/vok/log", "/opt/mev/vok/data/vok_niclist.txt", "/var/run/vokd.pid",
-                             "/var/run/mevvokcli17", "/var/tmp/mevVOKStartup.txt", "/tmp/vokboot.log",
-                             "/scratch/log/mev/vok/backup_log", "/var/log", "/data/vok.log"}) {
+    for (const char* path :
+         {"/opt/mev/vok/log", "/opt/mev/vok/data/vok_niclist.txt", "/var/run/vokd.pid",
+          "/var/run/mevvokcli17", "/var/tmp/mevVOKStartup.txt", "/tmp/vokboot.log",
+          "/scratch/log/mev/vok/backup_log", "/var/log", "/data/vok.log", "/var/run/vokStatus.bin"}) {
         EXPECT_EQ(answers().path(path), ReplayPath::known) << path;
     }
     EXPECT_EQ(answers().path("/var/log/messages"), ReplayPath::notRecorded);

@@ -301,6 +301,7 @@ TEST_F(ReplayHost, AnEntryPointReturnsWhatWasRecordedForItsParameters) {
     record.rack = 8;
     EXPECT_NE(encode(&record, &code), 0) << "it was not recorded";
     EXPECT_THAT(hostProgram.errors(), HasSubstr("not in the recording: call physloc_encode(record="));
+    EXPECT_EQ(host().libraryFile(handle), "") << "nothing was loaded";
     EXPECT_EQ(host().closeLibrary(handle), 0);
 }
 

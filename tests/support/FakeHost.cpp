@@ -72,6 +72,7 @@ public:
     }
     int closeLibrary(void* library) override { return part<FakeLibraries>().close(library); }
     std::string libraryError() override { return part<FakeLibraries>().error(); }
+    std::string libraryFile(void* /*library*/) override { return part<FakeLibraries>().file; }
 
     int systemName(utsname* name) override { return part<FakeSystem>().name(name); }
     int systemInformation(struct sysinfo* information) override {

@@ -27,6 +27,8 @@ public:
     std::map<std::string, std::map<std::string, FakeSymbol>> symbols;
     // The reason that error() reports, once, after a call that found nothing; empty for no reason.
     std::string failure;
+    // The file that each open library was loaded from.
+    std::string file;
 
     // --- what a test reads ---
     std::vector<Opened> opened() const;  // in order, including missing ones

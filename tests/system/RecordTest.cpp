@@ -34,13 +34,13 @@ protected:
         return document.erase(begin, document.find('"', begin) - begin);
     }
     // The files of the host with their sizes, without those that every run of a program writes: logs, the
-    // lock with its process id, and what vok-simhost keeps of the host.
+    // lock with its process id, and vok-simhost's own, among them the log of commands.
     std::map<std::string, std::uintmax_t> filesOfTheHost() const {
         std::map<std::string, std::uintmax_t> files;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root())) {
             const std::string path = entry.path().string();
             if (entry.is_regular_file() && path.find("/log/") == std::string::npos &&
-                path.find("/run/") == std::string::npos)
+                path.find("/run/simhost/") == std::string::npos && path != root() + "/var/run/vokd.pid")
                 files[path] = entry.file_size();
         }
         return files;

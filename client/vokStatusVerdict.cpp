@@ -52,11 +52,11 @@ private:
 
     void judgePushes() {
         const vokPushStatus& push = status_.push;
-        const bool wasAccepted = push.lastAccepted >= status_.start && push.lastAccepted != 0;
+        // Not compared with the start: the clock may have been set back since. The record is no older.
+        const bool wasAccepted = push.lastAccepted != 0;
         const auto interval = static_cast<std::int64_t>(status_.pushSeconds);
         if (!wasAccepted && !isStarting())
-            add(vokHealth::critical, "the controller has accepted no inventory since the agent started " +
-                                         vokAgoWords(status_.start, now_));
+            add(vokHealth::critical, whyNoneWasAccepted());
         else if (wasAccepted && interval > 0 && isOlder(push.lastAccepted, 2 * interval + vokStatusGrace))
             add(vokHealth::critical, "the controller has accepted no inventory " + since(push.lastAccepted));
         if (!push.isRunning && isLate(push.next))
@@ -65,6 +65,20 @@ private:
             add(vokHealth::warning, "the push of the inventory has not ended " + since(push.begin));
         if (push.answer != vokPushAnswer::none && push.answer != vokPushAnswer::accepted)
             add(vokHealth::warning, "the last push was not accepted: " + answerOf(push));
+    }
+
+    // Without records there is no document, and so no push.
+    bool hasNothingToPush() const {
+        return status_.push.pushes == 0 && !status_.push.isRunning &&
+               std::all_of(status_.classes.begin(), status_.classes.end(), [](const vokClassStatus& each) {
+                   return !each.enabled || (each.ready && each.records == 0);
+               });
+    }
+
+    std::string whyNoneWasAccepted() const {
+        if (hasNothingToPush()) return "there is no inventory to push: no class that is enabled has records";
+        return "the controller has accepted no inventory since the agent started " +
+               vokAgoWords(status_.start, now_);
     }
 
     static std::string answerOf(const vokPushStatus& push) {

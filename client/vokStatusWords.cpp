@@ -15,12 +15,18 @@ using Widths = std::array<std::size_t, 6>;
 constexpr Widths classWidths = {leftWidth, 7, leftWidth, 6, 7, 9};
 constexpr Widths sectionWidths = {leftWidth, 8, 8, 8, 8, 9};
 
+// A number of a damaged record may be too wide for its column.
+std::string fitted(const std::string& text, std::size_t width, bool isLeft) {
+    if (text.size() > width) return isLeft ? text.substr(0, width) : std::string(width, '*');
+    const std::string padding(width - text.size(), ' ');
+    return isLeft ? text + padding : padding + text;
+}
+
 std::string row(const Widths& widths, const std::array<std::string, 6>& texts) {
     std::string line;
     for (std::size_t column = 0; column < widths.size(); ++column) {
-        const std::string padding(widths[column] - std::min(widths[column], texts[column].size()), ' ');
         const bool isLeft = widths[column] == leftWidth;
-        line += (column == 0 ? "" : "  ") + (isLeft ? texts[column] + padding : padding + texts[column]);
+        line += (column == 0 ? "" : "  ") + fitted(texts[column], widths[column], isLeft);
     }
     line.erase(line.find_last_not_of(' ') + 1);
     return line + "\n";
@@ -117,7 +123,7 @@ std::string doorBellFacts(const vokDoorBellStatus& bell, std::int64_t now) {
 std::string outcomesOf(const vokEventCount& event) {
     std::string text = "delivered " + std::to_string(event.delivered);
     if (event.refused != 0) text += ", refused " + std::to_string(event.refused);
-    if (event.failed != 0) text += ", without an answer " + std::to_string(event.failed);
+    if (event.failed != 0) text += ", failed " + std::to_string(event.failed);
     if (event.dropped != 0) text += ", dropped before the first push " + std::to_string(event.dropped);
     return text;
 }
@@ -151,6 +157,14 @@ std::string hangingFacts(const vokStatusSnapshot& status, std::int64_t now) {
     return text;
 }
 
+// What an agent that does not run had planned comes to nothing.
+vokStatusSnapshot withoutPlans(vokStatusSnapshot status) {
+    for (vokClassStatus& each : status.classes) each.nextBuild = 0;
+    status.push.next = 0;
+    status.doorBell.next = 0;
+    return status;
+}
+
 }  // namespace
 
 std::string vokVerdictWords(const vokVerdict& verdict) {
@@ -160,7 +174,8 @@ std::string vokVerdictWords(const vokVerdict& verdict) {
     return text;
 }
 
-std::string vokStatusWords(const vokStatusSnapshot& status, std::int64_t now) {
+std::string vokStatusWords(const vokStatusSnapshot& known, std::int64_t now) {
+    const vokStatusSnapshot status = known.isRunning ? known : withoutPlans(known);
     const std::string parts[] = {agentFacts(status, now),
                                  classTable(status, now),
                                  sectionTable(status),

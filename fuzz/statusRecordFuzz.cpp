@@ -24,8 +24,12 @@ std::optional<vokStatusSnapshot> readStatus(const std::string& content) {
     std::size_t copies = 0;
     const auto read = [&](void* bytes, std::size_t size) {
         auto* const target = static_cast<char*>(bytes);
-        for (std::size_t i = 0; i < size; ++i)
-            target[i] = content.empty() ? '\0' : content[(i + copies / 6) % content.size()];
+        std::memset(target, 0, size);
+        for (std::size_t i = 0, part = 0; i < size && !content.empty(); i += part) {
+            const std::size_t from = (i + copies / 6) % content.size();
+            part = std::min(size - i, content.size() - from);
+            std::memcpy(target + i, content.data() + from, part);
+        }
         ++copies;
         const std::uint64_t head[] = {layout::magic, layout::version, sizeof(layout::Copy)};
         std::memcpy(target, head, sizeof(head));

@@ -29,6 +29,7 @@ TEST(vokStatusJsonTest, WithoutARecordOnlyTheVerdictIsThere) {
 }
 
 TEST(vokStatusJsonTest, AllThatTheRecordHolds) {
+    useUtc();  // the reasons have local times
     vokStatusSnapshot status = eventfulStatus();
     status.classes.erase(status.classes.begin(), status.classes.begin() + 2);
     status.classes[0].failedCommands = 7;

@@ -65,9 +65,30 @@ TEST_F(vokStatusVerdictTest, AnAgentThatStartsIsHealthyForAQuarterOfAnHour) {
               "EthernetDevices has had no inventory since the start");
 }
 
-TEST_F(vokStatusVerdictTest, AnInventoryThatWasAcceptedBeforeTheStartDoesNotCount) {
+TEST_F(vokStatusVerdictTest, AClockThatWasSetBackAfterTheStartHidesNoAcceptedInventory) {
     status.push.lastAccepted = status.start - 1;
+    EXPECT_EQ(verdict(), healthy);
+    status.push.lastAccepted = 0;
     EXPECT_EQ(verdict(), "2 the controller has accepted no inventory since the agent started 24 h ago");
+}
+
+TEST_F(vokStatusVerdictTest, AnAgentWithoutRecordsHasNothingToPush) {
+    const char* const reason = "2 there is no inventory to push: no class that is enabled has records";
+    status.push = {};
+    status.classes[0].records = 0;
+    status.classes[1].enabled = false;
+    EXPECT_EQ(verdict(), reason);
+    status.classes[0].enabled = false;
+    EXPECT_EQ(verdict(), reason);
+    status.push.isRunning = true;
+    status.push.begin = exampleNow;
+    EXPECT_NE(verdict(), reason);
+    status.push = {};
+    status.classes[0].enabled = true;
+    status.classes[0].ready = false;
+    EXPECT_EQ(verdict(),
+              "2 the controller has accepted no inventory since the agent started 24 h ago; "
+              "StorageControllers has had no inventory since the start");
 }
 
 TEST_F(vokStatusVerdictTest, AClassThatIsDisabledNeedsNoInventory) {

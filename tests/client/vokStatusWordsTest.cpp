@@ -62,8 +62,7 @@ EthernetDevices             3         0         0         1          2
 EVENTS
   538  A drive has failed or is missing
        raised 5, last 2026-11-22 10:00:00 (2 h ago)
-       delivered 1, refused 1, without an answer 2, dropped before the first
-       push 1
+       delivered 1, refused 1, failed 2, dropped before the first push 1
  4711  an event of a client
        raised 1
        delivered 1
@@ -78,11 +77,15 @@ TEST_F(vokStatusWordsTest, AnAgentThatDoesNotRun) {
     vokStatusSnapshot status = healthyStatus();
     status.isRunning = false;
     status.stop = exampleNow - 60;
-    EXPECT_THAT(vokStatusWords(status, exampleNow),
+    const std::string words = vokStatusWords(status, exampleNow);
+    EXPECT_THAT(words,
                 ::testing::StartsWith("Version              3.3.2.1\n"
                                       "Process              none; what follows is the last that is known\n"
                                       "Started              2026-11-21 12:00:00 (24 h ago)\n"
                                       "Stopped              2026-11-22 11:59:00 (1 min ago)\n"));
+    EXPECT_THAT(words, ::testing::HasSubstr("0.84 s          -\n"));
+    EXPECT_THAT(words, ::testing::HasSubstr("Next push            not planned\n"));
+    EXPECT_THAT(words, ::testing::HasSubstr("Next poll            not planned\n"));
 }
 
 TEST_F(vokStatusWordsTest, AnAgentBeforeItsFirstBuildAndPush) {
@@ -133,7 +136,12 @@ TEST_F(vokStatusWordsTest, NothingIsWiderThanEightyColumns) {
     status.push = {exampleNow, false,      most, most, vokPushAnswer::refused, std::string(300, 'y'), most,
                    exampleNow, exampleNow, most, most};
     status.doorBell.polls = status.doorBell.answered = status.doorBell.requests = most;
-    for (vokClassStatus& each : status.classes) each.failedCommands = most;
+    for (vokClassStatus& each : status.classes) {
+        each.failedCommands = each.records = each.lastBuildDuration = most;
+        each.sections = {{std::string(32, 'z'), most, most, most, most, most}};
+    }
+    for (vokEventCount& event : status.events)
+        event.raised = event.delivered = event.refused = event.failed = event.dropped = most;
     std::istringstream lines(vokStatusWords(status, exampleNow) +
                              vokVerdictWords(vokJudgeStatus(status, exampleNow)));
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;

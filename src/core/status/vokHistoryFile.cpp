@@ -70,9 +70,10 @@ vokOwnedDescriptor openForEntry(std::string& failure) {
     return file;
 }
 
+// 0 if the file can't be read: a number that is too low would overwrite newer entries.
 std::uint64_t numberAfterThoseInTheFile() {
     std::string content;
-    if (!vokReadSharedFile(hostPath(), content)) return 1;
+    if (!vokReadSharedFile(hostPath(), content)) return 0;
     const std::vector<vokHistoryEntry> entries = ring::entriesOf(content);
     return entries.empty() ? 1 : entries.back().number + 1;
 }
@@ -83,6 +84,7 @@ std::string append(vokHistoryEntry entry) {
     const vokOwnedDescriptor file = openForEntry(failure);
     if (!file) return failure;
     if (nextNumber == 0) nextNumber = numberAfterThoseInTheFile();
+    if (nextNumber == 0) return clause("it can't be read");
     entry.number = nextNumber;
     const ring::SlotBytes slot = ring::slotOf(entry);
     if (!vokWriteAll(file.get(), slot.data(), slot.size(), ring::offsetOf(entry.number)))

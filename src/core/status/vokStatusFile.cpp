@@ -38,14 +38,8 @@ bool fill(vokMappedStatus& status, const vokStatusLayout::Shared& initial, std::
     return true;
 }
 
-}  // namespace
-
-vokMappedStatus vokMakeStatusFile(const vokStatusLayout::Shared& initial, std::string& reason) {
-    const std::string name = vokHostAccess().path(vokStatusLayout::path);
-    if (vokIsForeign(name)) {
-        reason = "it is not a regular file of this user";
-        return {};
-    }
+vokMappedStatus makeFile(const std::string& name, const vokStatusLayout::Shared& initial,
+                         std::string& reason) {
     const std::string temporary = name + ".new";
     ::unlink(temporary.c_str());  // of a start that was killed
     vokMappedStatus made;
@@ -61,6 +55,19 @@ vokMappedStatus vokMakeStatusFile(const vokStatusLayout::Shared& initial, std::s
     }
     ::unlink(temporary.c_str());
     return {};
+}
+
+}  // namespace
+
+vokMappedStatus vokMakeStatusFile(const vokStatusLayout::Shared& initial, std::string& reason) {
+    const std::string name = vokHostAccess().path(vokStatusLayout::path);
+    if (vokIsForeign(name)) {
+        reason = "it is not a regular file of this user";
+        return {};
+    }
+    vokMappedStatus made = makeFile(name, initial, reason);
+    if (!made.record) ::unlink(name.c_str());  // it would say that this agent does not run
+    return made;
 }
 
 vokOwnedDescriptor vokOpenStatusFile(std::string& reason) {

@@ -14,7 +14,7 @@ struct vokMappedStatus {
 };
 
 // Makes the file with the content of `initial`, all of its blocks allocated, then gives it its name. A null
-// record with a clause in `reason` if that fails; a file of an earlier run then stays.
+// record with a clause in `reason` if that fails; the file of an earlier run is then removed.
 vokMappedStatus vokMakeStatusFile(const vokStatusLayout::Shared& initial, std::string& reason);
 
 // Opens the file of the record for reading; without a descriptor, a clause in `reason`.

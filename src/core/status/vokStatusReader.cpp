@@ -95,8 +95,15 @@ bool settle(const vokReadRecord& read, layout::Copy& settled) {
 
 // --- from the copy to the snapshot ---
 
+// The last second of the year 9999: a time or an interval beyond it is one of a damaged record.
+constexpr Word latestTime = 253402300799;
+
 std::int64_t timeOf(Word word) {
-    return static_cast<std::int64_t>(word);
+    return word <= latestTime ? static_cast<std::int64_t>(word) : 0;
+}
+
+std::uint64_t intervalOf(Word word) {
+    return std::min(word, latestTime);
 }
 
 template <std::size_t bytes>
@@ -209,9 +216,9 @@ vokStatusSnapshot snapshotOf(const layout::Copy& record) {
     status.process = static_cast<std::uint32_t>(record.process);
     status.start = timeOf(record.start);
     status.stop = timeOf(record.stop);
-    status.refreshSeconds = record.refreshSeconds;
-    status.pushSeconds = record.pushSeconds;
-    status.doorBellSeconds = record.doorBellSeconds;
+    status.refreshSeconds = intervalOf(record.refreshSeconds);
+    status.pushSeconds = intervalOf(record.pushSeconds);
+    status.doorBellSeconds = intervalOf(record.doorBellSeconds);
     for (std::size_t id = 0; id < layout::classes; ++id)
         if (record.classes[id].isPresent != 0)
             status.classes.push_back(classOf(static_cast<int>(id), record.classes[id]));
@@ -250,6 +257,9 @@ std::optional<vokStatusSnapshot> vokReadStatus(std::string& reason) {
         return vokReadAll(file.get(), bytes, size, 0);
     };
     std::optional<vokStatusSnapshot> status = vokAssembleStatus(read, reason);
-    if (status) status->isRunning = vokIsStatusHeld(file.get());
+    if (status)
+        status->isRunning = vokIsStatusHeld(file.get());
+    else
+        reason = vokHostAccess().path(layout::path) + " can't be used: " + reason;
     return status;
 }

@@ -135,5 +135,18 @@ TEST_F(BuildAccount, TheNextBuildIsPlannedWhileTheLoopWaits) {
     EXPECT_EQ(statusOf(3).nextBuild, 0) << "none after the end of the run";
 }
 
+TEST_F(BuildAccount, AWaitThatEndsBeforeTheRefreshIsDuePlansNoBuild) {
+    class OftenAwake : public SampleManager {
+        long wakeInterval(long) override { return 10; }
+    } manager;
+    clock.onTimedWait = [&](const timespec& deadline) {
+        EXPECT_EQ(deadline.tv_sec, 1700000010);
+        EXPECT_EQ(statusOf(3).nextBuild, 1700000060) << "a minute after the first";
+        manager.stopSample = true;  // the waiter's mutex is held
+        return true;
+    };
+    manager.init();
+}
+
 }  // namespace
 }  // namespace vokBuildAccountTest

@@ -45,10 +45,15 @@ protected:
     }
     // In a process of its own, as after a restart.
     static void appendInAnotherRun(int count) {
+        inAnotherRun([count] {
+            for (int i = 1; i <= count; ++i) vokAppendHistory(event(i));
+        });
+    }
+    static void inAnotherRun(const std::function<void()>& body) {
         const pid_t child = ::fork();
         if (child == 0) {
             vokOpenHistory();
-            for (int i = 1; i <= count; ++i) vokAppendHistory(event(i));
+            body();
             ::_exit(0);
         }
         int status = -1;
@@ -138,6 +143,27 @@ TEST_F(History, NumberingContinuesOverARestart) {
     vokOpenHistory();
     vokAppendHistory(event(1));
     EXPECT_THAT(numbers(), ElementsAre(1u, 2u, 3u, 4u));
+}
+
+TEST_F(History, NoEntryIsOverwrittenWhileThoseBeforeItCantBeRead) {
+    appendInAnotherRun(3);
+    inAnotherRun([] {
+        // One more descriptor: enough to open the file for an entry, not to read the others.
+        const int next = ::dup(STDERR_FILENO);
+        ::close(next);
+        rlimit before{};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit few{static_cast<rlim_t>(next) + 1, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        vokAppendHistory(event(4));
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        vokAppendHistory(event(5));
+    });
+    const auto read = entries();
+    ASSERT_THAT(read, SizeIs(4));
+    EXPECT_EQ(read[0].event, 1);
+    EXPECT_EQ(read[3].event, 5);
+    EXPECT_EQ(read[3].number, 4u);
 }
 
 TEST_F(History, TheFileIsMadeAgainWhenTheFolderIsRemoved) {

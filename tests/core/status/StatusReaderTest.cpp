@@ -139,6 +139,8 @@ TEST_F(StatusReader, ARecordOfAllOnesIsRead) {
     ASSERT_TRUE(status);
     EXPECT_THAT(status->classes, SizeIs(8));
     EXPECT_EQ(status->version, std::string(32, '?'));
+    EXPECT_EQ(status->start, 0) << "no time that this client could show";
+    EXPECT_EQ(status->pushSeconds, 253402300799u);
 }
 
 // The same words at the same places on both ABIs: the record as a hexadecimal dump, without its words of

@@ -287,11 +287,12 @@ TEST_F(StatusRecord, WithoutItsFolderThereIsNoneAndTheAgentWorksOn) {
     EXPECT_EQ(reasonWithoutStatus(), hostPath() + " does not exist");
 }
 
-TEST_F(StatusRecord, OnAFullDiskThereIsNoneAndNothingIsLeft) {
+TEST_F(StatusRecord, OnAFullDiskThereIsNoneAndNothingIsLeftAlsoOfAnEarlierRun) {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);
     for (const rlim_t room : {rlim_t{0}, rlim_t{4096}, rlim_t{sizeof(vokStatusLayout::Shared) - 1}}) {
+        host.root.writeFile(file, "an agent that was killed");
         const rlimit full{room, before.rlim_max};
         ::setrlimit(RLIMIT_FSIZE, &full);
         const bool isOpen = vokOpenStatus(sampleStart());

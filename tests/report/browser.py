@@ -114,15 +114,19 @@ class Browser:
 
     def open(self, url, width=1600, height=1000, dark=False):
         """Loads the page in a window of this size. Earlier events are forgotten."""
+        self.resize(width, height, dark)
+        self.events = []
+        self.call("Page.navigate", url=url)
+        if not any(each["method"] == "Page.loadEventFired" for each in self.events):
+            self.events.append(self._await(lambda each: each.get("method") == "Page.loadEventFired", "load"))
+
+    def resize(self, width, height=1000, dark=False):
+        """Gives the window this size and theme."""
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
                   mobile=False)
         self.call("Emulation.setEmulatedMedia", features=[
             {"name": "prefers-color-scheme", "value": "dark" if dark else "light"},
             {"name": "prefers-reduced-motion", "value": "reduce"}])
-        self.events = []
-        self.call("Page.navigate", url=url)
-        if not any(each["method"] == "Page.loadEventFired" for each in self.events):
-            self.events.append(self._await(lambda each: each.get("method") == "Page.loadEventFired", "load"))
 
     def value(self, expression):
         """The value of a JavaScript expression in the page."""

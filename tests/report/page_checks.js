@@ -5,8 +5,9 @@
     const width = document.documentElement.clientWidth;
     const wrong = [];
     if (document.documentElement.scrollWidth > width) wrong.push(`the page is ${document.documentElement.scrollWidth} wide`);
-    for (const element of document.body.querySelectorAll("*")) {
-      if (element.closest(".scroll table, .hidden, .skip, symbol")) continue;
+    const within = (selector) => selector.split(", ").map((each) => `${each}, ${each} *`).join(", ");
+    const exempt = within(".scroll table, .hidden, .skip, symbol");
+    for (const element of document.body.querySelectorAll(`:not(${exempt})`)) {
       const box = element.getBoundingClientRect();
       if (box.width === 0 || (box.right <= width + 1 && box.left >= -1)) continue;
       wrong.push(`${element.tagName}.${element.getAttribute("class")}`);

@@ -107,6 +107,16 @@ TEST(ReportPage, AUnitThatIsCriticalIsInTheVerdict) {
     EXPECT_THAT(page, Not(HasSubstr("Nothing is reported to be wrong.")));
 }
 
+TEST(ReportPage, ALongNameDoesNotHideWhatIsWrong) {
+    const std::string page =
+        pageWith("\"Drives\":[{\"SerialNumber\":\"" + std::string(3000, 'x') +
+                 "\",\"Status\":{\"Health\":\"Critical\",\"State\":\"Failed\"}}]," +
+                 R"("Oem":{"HostOSInfo":{"HostName":")" + std::string(3000, 'y') + "\"}}");
+    EXPECT_THAT(page, HasSubstr("<h1>" + std::string(300, 'y') + " [cut: 2700 more bytes]</h1>"));
+    EXPECT_THAT(
+        page, HasSubstr(">" + std::string(300, 'x') + " [cut: 2700 more bytes]</a> drive: Failed/Critical"));
+}
+
 TEST(ReportPage, AWarningAloneIsAWarning) {
     const std::string page = pageWith(
         R"("Drives":[{"SerialNumber":"A","Status":{"Health":"Warning","State":"Predictive failure"}}])");
@@ -148,6 +158,9 @@ TEST(ReportPage, AMemberThatNoColumnKnowsHasAColumnOfItsOwn) {
 
 TEST(ReportPage, ASectionThatIsNotKnownHasATable) {
     EXPECT_THAT(pageWith(R"("Processors":[{"Model":"P1"}])"), HasSubstr(">Processors (1)</caption>"));
+    EXPECT_THAT(pageWith(R"("":[{"Model":"P1"}])"),
+                testing::AllOf(HasSubstr(">Section without a name (1)</caption>"),
+                               HasSubstr("<a href=\"#table-1\">Section without a name</a>")));
 }
 
 TEST(ReportPage, ACapacityIsSortedByItsBytes) {

@@ -152,7 +152,7 @@ TEST(ReportLayout, EnclosuresOfTwoControllersWithTheSameNumberAreTwo) {
         R"(],"Volumes":[{"Drives":["B"],"Oem":{"HostControllerPhysicalLocation":"203A001B05C20500"}}])");
     ASSERT_EQ(laid.layout.enclosures.size(), 2u);
     EXPECT_EQ(laid.layout.enclosures[0].name, "Enclosure 252");
-    EXPECT_EQ(laid.layout.enclosures[1].name, "Enclosure 252, controller in r001u05, Slot 05");
+    EXPECT_EQ(laid.layout.enclosures[1].name, "Enclosure 252, controller in r001u05, partition 2, Slot 05");
 }
 
 TEST(ReportLayout, AUnitWithNeitherIsWithoutAPlace) {

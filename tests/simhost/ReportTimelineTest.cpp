@@ -11,6 +11,7 @@ using namespace simhost;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -36,16 +37,6 @@ std::vector<std::string> headingsOf(const ReceivedFolder& folder) {
     for (const Entry& entry : timelineOf(folder))
         headings.push_back(entry.heading.substr(0, entry.heading.find(' ')));
     return headings;
-}
-
-std::vector<std::string> openIn(const std::vector<Json::Value>& events) {
-    ReceivedFolder folder;
-    folder.events = events;
-    const auto timeline = timelineOf(folder);
-    std::vector<std::string> open;
-    for (const Entry* entry : openFaults(timeline))
-        open.push_back(entry->heading.substr(0, entry->heading.find(' ')));
-    return open;
 }
 
 TEST(ReportTimeline, WithoutARecordOfTransfersTheTimeOfTheHostDecides) {
@@ -132,43 +123,38 @@ TEST(ReportTimeline, OfManyEntriesTheLastAreShown) {
     EXPECT_EQ(html.find("<h3>1000 "), std::string::npos);
 }
 
-constexpr char diskA[] = R"({"SerialNumber":"A"})";
-constexpr char diskB[] = R"({"SerialNumber":"B"})";
-
-TEST(ReportOpenFaults, AFaultIsOpenUntilTheRecoveryOfItsUnit) {
-    EXPECT_THAT(openIn({eventOf(538, "1", diskA), eventOf(540, "2", diskB)}), ElementsAre("538"));
-    EXPECT_THAT(openIn({eventOf(538, "1", diskA), eventOf(540, "2", diskA)}), IsEmpty());
-    EXPECT_THAT(openIn({eventOf(540, "1", diskA), eventOf(538, "2", diskA)}), ElementsAre("538"));
-}
-
-TEST(ReportOpenFaults, OnlyTheLastFaultOfAUnitIsShown) {
-    EXPECT_THAT(openIn({eventOf(539, "1", diskA), eventOf(538, "2", diskA)}), ElementsAre("538"));
-}
-
-TEST(ReportOpenFaults, ARecoveryOfAnotherMatterClosesNothing) {
-    const std::string volume = R"({"DurableName":"V"})";
-    EXPECT_THAT(openIn({eventOf(681, "1", volume), eventOf(1388, "2", volume)}), ElementsAre("681"));
-    EXPECT_THAT(openIn({eventOf(681, "1", volume), eventOf(683, "2", volume)}), IsEmpty());
-}
-
-TEST(ReportOpenFaults, AnotherDriveInTheSameBayClosesTheFault) {
+TEST(ReportTimeline, TheWholeEventIsShownInLines) {
+    ReceivedFolder folder;
+    folder.events = {parsedJson("{\"EventTime\":\"a\\nb\",\"ID\":356}")};
     EXPECT_THAT(
-        openIn({eventOf(538, "1", diskA, "256A001B05C20100"), eventOf(540, "2", diskB, "256A001B05C20100")}),
-        IsEmpty());
+        timelineHtml(timelineOf(folder)),
+        HasSubstr("{\n  &quot;EventTime&quot; : &quot;a\\nb&quot;,\n  &quot;ID&quot; : 356\n}</pre>"));
 }
 
-TEST(ReportOpenFaults, ThePortsOfACardAreUnitsOfTheirOwn) {
-    const std::string one = R"({"MACAddress":"02:00:01"})";
-    const std::string other = R"({"MACAddress":"02:00:02"})";
-    EXPECT_THAT(
-        openIn({eventOf(1384, "1", one, "203A001B05C20600"), eventOf(1390, "2", other, "203A001B05C20600")}),
-        ElementsAre("1384"));
+ReceivedInventory ofHost(ReceivedInventory inventory, const std::string& host) {
+    inventory.document["HostDataCollection"]["Oem"]["HostOSInfo"]["HostName"] = host;
+    return inventory;
 }
 
-TEST(ReportOpenFaults, AnEventOfAClientOfTheAgentIsNone) {
-    Json::Value drill = eventOf(538, "1", diskA);
-    drill["Source"] = "VOK-CLI";
-    EXPECT_THAT(openIn({drill}), IsEmpty());
+TEST(ReportTimeline, APushIsComparedWithTheOneOfItsOwnHost) {
+    const std::string drive = R"({"SerialNumber":"A"})";
+    ReceivedFolder folder;
+    folder.inventories = {ofHost(inventoryOf(1, "Nov 22 10:00:00", drive), "n7"),
+                          ofHost(inventoryOf(2, "Nov 22 11:00:00"), "n8"),
+                          ofHost(inventoryOf(3, "Nov 22 12:00:00"), "n7")};
+    const auto timeline = timelineOf(folder);
+    ASSERT_EQ(timeline.size(), 3u);
+    EXPECT_THAT(timeline[1].changes, IsEmpty());
+    EXPECT_EQ(timeline[1].text, "");
+    EXPECT_THAT(timeline[2].changes, ElementsAre("drive A is gone"));
+    EXPECT_THAT(hostsOf(timeline), ElementsAre("n7", "n8"));
+    EXPECT_THAT(timelineHtml(timeline), HasSubstr("<p class=\"host\">Host n8</p>"));
+}
+
+TEST(ReportTimeline, OfOneHostTheEntriesDoNotRepeatItsName) {
+    ReceivedFolder folder;
+    folder.inventories = {ofHost(inventoryOf(1, "Nov 22 10:00:00"), "n7")};
+    EXPECT_THAT(timelineHtml(timelineOf(folder)), Not(HasSubstr("Host n7")));
 }
 
 }  // namespace

@@ -106,6 +106,12 @@ const Section& sectionOf(const std::string& key) {
     return otherSection;
 }
 
+std::string headingOf(const std::string& sectionKey) {
+    const std::string known = sectionOf(sectionKey).heading;
+    if (!known.empty()) return known;
+    return sectionKey.empty() ? "Section without a name" : sectionKey;
+}
+
 std::string Device::inWords() const {
     std::string words = name + ", " + section->word + ", " + state;
     if (!model.empty() && model != name) words += ", " + model;

@@ -28,6 +28,8 @@ struct Section {
 };
 // The section of a key; one for units of an unknown kind if the key is not known.
 const Section& sectionOf(const std::string& key);
+// Of its table; never empty.
+std::string headingOf(const std::string& sectionKey);
 
 struct Device {
     const Section* section = nullptr;

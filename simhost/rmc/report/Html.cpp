@@ -80,23 +80,35 @@ void appendCharacter(std::string& html, const std::string& bytes) {
         html += bytes;
 }
 
-}  // namespace
-
-std::string escaped(const std::string& text) {
+// `kept` are the control characters that stay.
+std::string escapedBut(const std::string& kept, const std::string& text, std::size_t most) {
     std::string html;
     html.reserve(text.size());
     std::size_t at = 0;
-    while (at < text.size() && at < longestHtmlText) {
+    while (at < text.size() && at < most) {
         const std::string bytes = characterAt(text, at);
         if (bytes.empty()) {
             html += formatText("[0x%02X]", static_cast<unsigned char>(text[at++]));
             continue;
         }
-        appendCharacter(html, bytes);
+        if (kept.find(bytes) != std::string::npos)
+            html += bytes;
+        else
+            appendCharacter(html, bytes);
         at += bytes.size();
     }
     if (at < text.size()) html += formatText(" [cut: %zu more bytes]", text.size() - at);
     return html;
+}
+
+}  // namespace
+
+std::string escaped(const std::string& text, std::size_t most) {
+    return escapedBut("", text, most);
+}
+
+std::string escapedLines(const std::string& text) {
+    return escapedBut("\n", text, longestHtmlText);
 }
 
 std::string attribute(const char* name, const std::string& value) {

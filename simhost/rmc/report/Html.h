@@ -11,9 +11,11 @@ namespace simhost {
 // The text for element content and for quoted attribute values, of the page's HTML and its inline SVG. Markup
 // characters become references. Whatever a browser does not show as a character of its own (controls, marks
 // of direction, characters without width, ill-formed UTF-8) becomes visible as "[U+202E]" or "[0xFF]". A text
-// of more than `longestHtmlText` bytes is cut, and says so.
-std::string escaped(const std::string& text);
+// of more than `most` bytes is cut, and says so.
 inline constexpr std::size_t longestHtmlText = 4000;
+std::string escaped(const std::string& text, std::size_t most = longestHtmlText);
+// The same for a text of several lines: its newlines stay.
+std::string escapedLines(const std::string& text);
 
 // " name="value"", escaped.
 std::string attribute(const char* name, const std::string& value);

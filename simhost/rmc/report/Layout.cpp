@@ -107,7 +107,7 @@ std::map<std::string, std::string> controllersBySerial(const std::vector<Device>
         if (!device.is("Volumes") || !device.place) continue;
         const Json::Value& members = member(*device.item, {"Drives"});
         for (Json::ArrayIndex i = 0; members.isArray() && i < members.size(); ++i)
-            controllers[textOf(members[i])] = device.place->chassis + ", " + nameOf(*device.place);
+            controllers[textOf(members[i])] = locationInWords(*device.place);
     }
     return controllers;
 }

@@ -27,7 +27,7 @@ std::string reportPage(const ReceivedFolder& folder, const std::string& writtenA
     if (inventory != nullptr) devices = devicesOf(inventory->document);
     const std::vector<Entry> timeline = timelineOf(folder);
     const Findings findings{folder, inventory, devices, timeline};
-    const std::string host = escaped(hostNameOf(findings));
+    const std::string host = escaped(hostNameOf(findings), longestInSummary);
     return filled(pageTemplate, {{"policy", contentPolicy()},
                                  {"style", pageStyle},
                                  {"script", pageScript},

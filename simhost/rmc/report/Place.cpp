@@ -90,6 +90,11 @@ std::string nameOf(const Place& place) {
     return "";
 }
 
+std::string locationInWords(const Place& place) {
+    const std::string partition = place.partition.empty() ? "" : ", partition " + place.partition;
+    return place.chassis + partition + ", " + nameOf(place);
+}
+
 std::string geoIdOf(const Place& place) {
     if (place.kind != Place::Kind::slot) return "";
     return place.chassis + (place.partition.empty() ? "s" : "p" + place.partition + "i") +

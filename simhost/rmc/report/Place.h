@@ -25,6 +25,8 @@ inline constexpr char unknownCode[] = "FFFFFFFFFFFFFFFF";
 
 // "Slot 03", "On board", "Bay 2".
 std::string nameOf(const Place& place);
+// "r001u05, partition 2, Slot 03": partitions number their slots and bays alike.
+std::string locationInWords(const Place& place);
 // The GeoID that firmware gives a slot; empty for a place of another kind.
 std::string geoIdOf(const Place& place);
 // "rack 1, unit 5" for r001u05.

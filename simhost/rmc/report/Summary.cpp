@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <tuple>
 
 #include "common/Text.h"
 #include "rmc/JsonMembers.h"
+#include "rmc/report/Faults.h"
 #include "rmc/report/Html.h"
 #include "rmc/report/Picture.h"
 #include "rmc/report/Transfers.h"
@@ -51,9 +54,13 @@ std::string inventoryFact(const Findings& findings) {
            ", " + std::to_string(findings.inventory->bytes) + " bytes)";
 }
 
+std::string brief(const std::string& text) {
+    return escaped(text, longestInSummary);
+}
+
 std::string fact(const std::string& label, const std::string& value) {
     if (value.empty()) return "";
-    return "<div><dt>" + escaped(label) + "</dt><dd>" + escaped(value) + "</dd></div>\n";
+    return "<div><dt>" + escaped(label) + "</dt><dd>" + brief(value) + "</dd></div>\n";
 }
 
 std::string finding(Condition condition, const std::string& html) {
@@ -61,40 +68,120 @@ std::string finding(Condition condition, const std::string& html) {
            "<span>" + html + "</span></li>\n";
 }
 
-std::string deviceFinding(const Device& device) {
-    return finding(device.condition, "<a href=\"#" + device.anchor + "\">" + escaped(device.name) + "</a> " +
-                                         escaped(device.section->word + std::string(": ") + device.state) +
-                                         (device.place ? ", " + escaped(nameOf(*device.place)) : ""));
+// A device of the last inventory and what the events tell of it.
+struct KnownDevice {
+    const Device* device = nullptr;
+    const OpenFault* fault = nullptr;  // open, and no more urgent than the device's own condition
+    const Entry* recovery = nullptr;   // since the inventory
+};
+
+bool isWrong(Condition condition) {
+    return condition == Condition::critical || condition == Condition::warning;
 }
 
-// Units in this condition; of many, the first.
-std::string deviceFindings(const std::vector<Device>& devices, Condition condition) {
-    std::string html;
-    std::size_t count = 0;
-    for (const Device& device : devices)
-        if (device.condition == condition && ++count <= mostPerCondition) html += deviceFinding(device);
-    if (count > mostPerCondition)
-        html += finding(
-            condition, "and " + counted(count - mostPerCondition, "more unit", "more units") + " like these");
-    return html;
-}
-
-std::string faultFindings(const std::vector<Entry>& timeline) {
-    std::string html;
-    const auto open = openFaults(timeline);
-    const std::size_t shown = std::min(open.size(), mostPerCondition);
-    for (std::size_t i = 0; i < shown; ++i) {
-        const Entry& entry = *open[open.size() - 1 - i];
-        html += finding(
-            Condition::critical,
-            "Event " + escaped(entry.heading) + (entry.subject.empty() ? "" : ": " + escaped(entry.subject)) +
-                " <span class=\"fine\">since " + escaped(entry.time) + ", no recovery reported</span>");
+class Verdict {
+public:
+    Verdict(const Findings& findings, const Faults& faults) : findings_(findings), faults_(faults) {
+        const std::string host = findings.inventory ? hostNameIn(findings.inventory->document) : "";
+        for (const Device& device : findings.devices) addDevice(keyOf(host, device), device);
     }
-    if (shown < open.size())
-        html +=
-            finding(Condition::critical, "and " + counted(open.size() - shown, "more fault", "more faults") +
-                                             " without a recovery, in the time line");
-    return html;
+
+    // Units in this condition, then faults that no such unit shows.
+    std::string html(Condition condition) const {
+        std::vector<std::string> texts;
+        for (const KnownDevice& known : devices_)
+            if (known.device->condition == condition && !isOver(known)) texts.push_back(wordsOf(known));
+        std::string html = findingsOf(condition, texts, "unit", "units");
+        texts.clear();
+        for (auto fault = faults_.open.rbegin(); fault != faults_.open.rend(); ++fault)
+            if (conditionOf(*fault) == condition && shown_.count(&*fault) == 0)
+                texts.push_back(wordsOf(*fault));
+        return html + findingsOf(condition, texts, "fault", "faults");
+    }
+
+    // Units that were wrong in the last inventory and have recovered since.
+    std::string recoveredHtml() const {
+        std::vector<std::string> texts;
+        for (const KnownDevice& known : devices_)
+            if (isWrong(known.device->condition) && isOver(known))
+                texts.push_back(wordsOf(known) + " in the last inventory; since then event " +
+                                brief(known.recovery->heading + ", " + known.recovery->time));
+        return findingsOf(Condition::ok, texts, "unit", "units");
+    }
+
+private:
+    void addDevice(const UnitKey& key, const Device& device) {
+        KnownDevice known;
+        known.device = &device;
+        const auto recovery = faults_.recovered.find(key);
+        if (recovery != faults_.recovered.end()) known.recovery = recovery->second;
+        for (const OpenFault& fault : faults_.open)
+            if (fault.key == key && isWrong(device.condition) && conditionOf(fault) <= device.condition) {
+                known.fault = &fault;
+                shown_.insert(&fault);
+            }
+        devices_.push_back(known);
+    }
+
+    static bool isOver(const KnownDevice& known) { return known.recovery != nullptr; }
+
+    static Condition conditionOf(const OpenFault& fault) {
+        return fault.inventory.empty() ? fault.condition : Condition::warning;
+    }
+
+    static std::string wordsOf(const KnownDevice& known) {
+        const Device& device = *known.device;
+        std::string html = "<a href=\"#" + device.anchor + "\">" + brief(device.name) + "</a> " +
+                           brief(device.section->word + std::string(": ") + device.state);
+        if (device.place) html += ", " + escaped(locationInWords(*device.place));
+        if (known.fault)
+            html += " <span class=\"fine\">event " +
+                    brief(known.fault->event->heading + ", since " + known.fault->event->time) + "</span>";
+        return html;
+    }
+
+    std::string wordsOf(const OpenFault& fault) const {
+        const Entry& event = *fault.event;
+        std::string html = "Event " + brief(event.heading);
+        if (!event.subject.empty()) html += ": " + brief(event.subject);
+        if (hostsOf(findings_.timeline).size() > 1) html += " on " + brief(event.host);
+        std::string since = "since " + event.time + ", ";
+        if (std::get<Matter>(fault.key) == Matter::battery)
+            since += "no event reports its end";
+        else if (fault.inventory.empty())
+            since += "no recovery reported";
+        else
+            since += "no recovery reported, but in order in " + fault.inventory;
+        return html + " <span class=\"fine\">" + brief(since) + "</span>";
+    }
+
+    // Of many, the first.
+    static std::string findingsOf(Condition condition, const std::vector<std::string>& texts, const char* one,
+                                  const char* many) {
+        std::string html;
+        const std::size_t shown = std::min(texts.size(), mostPerCondition);
+        for (std::size_t i = 0; i < shown; ++i) html += finding(condition, texts[i]);
+        if (shown < texts.size())
+            html += finding(condition, "and " +
+                                           counted(texts.size() - shown, std::string("more ") + one,
+                                                   std::string("more ") + many) +
+                                           " like these");
+        return html;
+    }
+
+    const Findings& findings_;
+    const Faults& faults_;
+    std::vector<KnownDevice> devices_;
+    std::set<const OpenFault*> shown_;
+};
+
+std::string hostsFinding(const Findings& findings) {
+    const auto hosts = hostsOf(findings.timeline);
+    if (hosts.size() < 2) return "";
+    const std::string last = findings.inventory ? hostNameIn(findings.inventory->document) : "";
+    return finding(Condition::warning,
+                   brief("Documents of " + std::to_string(hosts.size()) + " hosts: " + listed(hosts) +
+                         ". Picture and inventory are those of " + (last.empty() ? "the last one" : last)));
 }
 
 std::string violationFinding(const ReceivedFolder& folder) {
@@ -112,7 +199,7 @@ std::string folderFindings(const ReceivedFolder& folder) {
         html += finding(Condition::warning,
                         "<a href=\"#transfers\">" + counted(counts.refused, "transfer", "transfers") +
                             " refused, " + std::to_string(counts.abandoned) + " abandoned</a>");
-    for (const auto& problem : folder.problems) html += finding(Condition::warning, escaped(problem));
+    for (const auto& problem : folder.problems) html += finding(Condition::warning, brief(problem));
     return html;
 }
 
@@ -121,8 +208,8 @@ std::string unknownFinding(const std::vector<Device>& devices) {
         return device.condition == Condition::unknown;
     });
     if (count == 0) return "";
-    return finding(Condition::unknown, counted(static_cast<std::size_t>(count), "unit has", "units have") +
-                                           " no known state: nothing asks them for it");
+    return finding(Condition::unknown,
+                   counted(static_cast<std::size_t>(count), "unit has", "units have") + " no known state");
 }
 
 std::string conditionCounts(const std::map<Condition, std::size_t>& counts) {
@@ -140,7 +227,7 @@ std::string conditionCounts(const std::map<Condition, std::size_t>& counts) {
 }  // namespace
 
 std::string hostNameOf(const Findings& findings) {
-    std::string name = textOf(oemOf(findings), {"HostOSInfo", "HostName"});
+    std::string name = findings.inventory ? hostNameIn(findings.inventory->document) : "";
     if (!name.empty()) return name;
     for (auto event = findings.folder.events.rbegin(); event != findings.folder.events.rend(); ++event) {
         name = textOf(*event, {"HostName"});
@@ -162,14 +249,15 @@ std::string hostFactsHtml(const Findings& findings) {
 }
 
 std::string verdictHtml(const Findings& findings) {
-    const std::string urgent = deviceFindings(findings.devices, Condition::critical) +
-                               faultFindings(findings.timeline) + violationFinding(findings.folder);
+    const Faults faults = faultsOf(findings.timeline);
+    const Verdict verdict(findings, faults);
+    const std::string urgent = verdict.html(Condition::critical) + violationFinding(findings.folder);
     std::string lesser =
-        deviceFindings(findings.devices, Condition::warning) + folderFindings(findings.folder);
+        verdict.html(Condition::warning) + hostsFinding(findings) + folderFindings(findings.folder);
     if (findings.inventory == nullptr)
         lesser += finding(Condition::warning, "No inventory that can be read has arrived");
     const std::string notes =
-        deviceFindings(findings.devices, Condition::down) + unknownFinding(findings.devices);
+        verdict.recoveredHtml() + verdict.html(Condition::down) + unknownFinding(findings.devices);
     const std::string wrong = urgent + lesser;
     const Condition worst = !urgent.empty()   ? Condition::critical
                             : !lesser.empty() ? Condition::warning
@@ -194,10 +282,9 @@ std::string countsHtml(const std::vector<Device>& devices) {
     for (std::size_t i = 0; i < order.size(); ++i) {
         std::size_t sum = 0;
         for (const auto& each : counts[order[i]]) sum += each.second;
-        const std::string known = sectionOf(order[i]).heading;
-        tiles += "<div><dt><a href=\"#table-" + std::to_string(i + 1) + "\">" +
-                 escaped(known.empty() ? order[i] : known) + "</a></dt><dd>" + std::to_string(sum) +
-                 "</dd><dd class=\"fine\">" + conditionCounts(counts[order[i]]) + "</dd></div>\n";
+        tiles += "<div><dt><a href=\"#table-" + std::to_string(i + 1) + "\">" + escaped(headingOf(order[i])) +
+                 "</a></dt><dd>" + std::to_string(sum) + "</dd><dd class=\"fine\">" +
+                 conditionCounts(counts[order[i]]) + "</dd></div>\n";
     }
     return tiles.empty() ? "" : element("dl", " class=\"tiles\"", "\n" + tiles);
 }

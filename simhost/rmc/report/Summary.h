@@ -18,6 +18,9 @@ struct Findings {
     const std::vector<Entry>& timeline;
 };
 
+// A text in the head is cut at this length: what is wrong stays on the first screen.
+inline constexpr std::size_t longestInSummary = 300;
+
 // The host's name, or what stands for it.
 std::string hostNameOf(const Findings& findings);
 // Operating system, platform family, addresses, last inventory.

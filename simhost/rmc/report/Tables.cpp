@@ -142,10 +142,8 @@ std::string inventoryTablesHtml(const std::vector<Device>& devices) {
         for (const ShownColumn& column : shown) headings.push_back(column.heading);
         std::string rows;
         for (const Device* device : section) rows += rowHtml(*device, shown);
-        const std::string known = section[0]->section->heading;
         html += tableHtml("table-" + std::to_string(i + 1),
-                          (known.empty() ? order[i] : known) + " (" + std::to_string(section.size()) + ")",
-                          headings, rows);
+                          headingOf(order[i]) + " (" + std::to_string(section.size()) + ")", headings, rows);
     }
     return html.empty() ? "<p>The inventory has no units.</p>\n" : html;
 }

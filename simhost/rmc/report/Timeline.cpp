@@ -16,37 +16,6 @@ namespace simhost {
 
 namespace {
 
-// What an event tells a fault or a recovery of.
-enum class Matter { none, fibreChannel, controller, drive, ethernet, volume, consistency };
-
-struct EventKindRow {
-    int id;
-    EntryKind kind;
-    Matter matter;
-};
-
-// Numbers without a row are notices.
-constexpr EventKindRow eventKinds[] = {
-    {360, EntryKind::fault, Matter::none},         {384, EntryKind::recovery, Matter::fibreChannel},
-    {385, EntryKind::fault, Matter::fibreChannel}, {386, EntryKind::fault, Matter::fibreChannel},
-    {388, EntryKind::fault, Matter::fibreChannel}, {397, EntryKind::recovery, Matter::controller},
-    {398, EntryKind::fault, Matter::controller},   {538, EntryKind::fault, Matter::drive},
-    {539, EntryKind::fault, Matter::drive},        {540, EntryKind::recovery, Matter::drive},
-    {678, EntryKind::fault, Matter::ethernet},     {680, EntryKind::recovery, Matter::ethernet},
-    {681, EntryKind::fault, Matter::volume},       {683, EntryKind::recovery, Matter::volume},
-    {1179, EntryKind::fault, Matter::controller},  {1181, EntryKind::fault, Matter::controller},
-    {1182, EntryKind::fault, Matter::controller},  {1183, EntryKind::fault, Matter::controller},
-    {1384, EntryKind::fault, Matter::ethernet},    {1385, EntryKind::fault, Matter::consistency},
-    {1387, EntryKind::fault, Matter::consistency}, {1388, EntryKind::recovery, Matter::consistency},
-    {1390, EntryKind::recovery, Matter::ethernet}, {1391, EntryKind::recovery, Matter::fibreChannel},
-};
-
-EventKindRow rowOf(const Json::Value& id) {
-    for (const EventKindRow& row : eventKinds)
-        if (id.isInt() && id.asInt() == row.id) return row;
-    return {0, EntryKind::notice, Matter::none};
-}
-
 constexpr std::size_t noSequence = static_cast<std::size_t>(-1);
 
 // An entry before the lists are merged: its place among the transfers, if one is its own.
@@ -97,12 +66,13 @@ std::string subjectOf(const Json::Value& data) {
 Entry entryOfEvent(const Json::Value& event) {
     Entry entry;
     const Json::Value& id = member(event, {"ID"});
-    entry.kind = rowOf(id).kind;
+    entry.kind = eventKindOf(id).kind;
     entry.time = textOf(event, {"EventTime"});
     entry.heading = textOf(id) + " " + (id.isInt64() ? eventMeaning(id.asInt64()) : "without a number");
     entry.text = textOf(event, {"VariableData", "EventInfo"});
     entry.subject = subjectOf(member(event, {"VariableData", "Data"}));
     entry.code = textOf(event, {"PhysicalLocation"});
+    entry.host = textOf(event, {"HostName"});
     entry.document = &event;
     return entry;
 }
@@ -124,7 +94,7 @@ std::deque<Pending> pendingEvents(const ReceivedFolder& folder, TransferIndex& i
 
 std::deque<Pending> pendingPushes(const ReceivedFolder& folder, const TransferIndex& index) {
     std::deque<Pending> list;
-    const Json::Value* before = nullptr;
+    std::map<std::string, const Json::Value*> before;  // by host
     for (const ReceivedInventory& inventory : folder.inventories) {
         Pending pending;
         pending.entry.kind = EntryKind::push;
@@ -137,11 +107,14 @@ std::deque<Pending> pendingPushes(const ReceivedFolder& folder, const TransferIn
             pending.entry.kind = EntryKind::trouble;
             pending.entry.text = "The file can't be read as an inventory.";
         } else {
-            if (before != nullptr) {
-                pending.entry.changes = changesBetween(*before, inventory.document);
+            pending.entry.inventory = &inventory;
+            pending.entry.host = hostNameIn(inventory.document);
+            const Json::Value*& last = before[pending.entry.host];
+            if (last != nullptr) {
+                pending.entry.changes = changesBetween(*last, inventory.document);
                 if (pending.entry.changes.empty()) pending.entry.text = "Nothing has changed.";
             }
-            before = &inventory.document;
+            last = &inventory.document;
         }
         list.push_back(std::move(pending));
     }
@@ -194,16 +167,6 @@ std::deque<Pending> merged(std::deque<Pending> left, std::deque<Pending> right) 
     return result;
 }
 
-// The unit that an event is about. A drive in a bay is known by the bay: the event of its replacement is the
-// recovery.
-std::string subjectKey(const Entry& entry) {
-    const Json::Value& data = member(*entry.document, {"VariableData", "Data"});
-    const auto place = placeOfCode(entry.code);
-    const bool isInBay = place && place->kind == Place::Kind::bay;
-    const std::string identity = isInBay ? "" : identityOf(data);
-    return identity.empty() ? entry.code + "\n" + textOf(data, {"Oem", "Description"}) : identity;
-}
-
 using UnitStates = std::map<std::string, std::pair<std::string, std::string>>;  // name and state by identity
 
 UnitStates statesOf(const Json::Value& document) {
@@ -218,22 +181,6 @@ UnitStates statesOf(const Json::Value& document) {
 }
 
 }  // namespace
-
-const char* nameOf(EntryKind kind) {
-    switch (kind) {
-        case EntryKind::fault:
-            return "fault";
-        case EntryKind::recovery:
-            return "recovery";
-        case EntryKind::push:
-            return "push";
-        case EntryKind::trouble:
-            return "trouble";
-        case EntryKind::notice:
-            break;
-    }
-    return "notice";
-}
 
 std::vector<std::string> changesBetween(const Json::Value& before, const Json::Value& after) {
     const UnitStates old = statesOf(before);
@@ -251,6 +198,17 @@ std::vector<std::string> changesBetween(const Json::Value& before, const Json::V
     return changes;
 }
 
+std::string hostNameIn(const Json::Value& document) {
+    return textOf(document, {"HostDataCollection", "Oem", "HostOSInfo", "HostName"});
+}
+
+std::vector<std::string> hostsOf(const std::vector<Entry>& timeline) {
+    std::set<std::string> hosts;
+    for (const Entry& entry : timeline)
+        if (!entry.host.empty()) hosts.insert(entry.host);
+    return {hosts.begin(), hosts.end()};
+}
+
 std::vector<Entry> timelineOf(const ReceivedFolder& folder) {
     TransferIndex index = indexOf(folder.transfers);
     std::deque<Pending> all = merged(pendingEvents(folder, index), pendingPushes(folder, index));
@@ -259,19 +217,6 @@ std::vector<Entry> timelineOf(const ReceivedFolder& folder) {
     timeline.reserve(all.size());
     for (Pending& pending : all) timeline.push_back(std::move(pending.entry));
     return timeline;
-}
-
-std::vector<const Entry*> openFaults(const std::vector<Entry>& timeline) {
-    std::vector<const Entry*> open;
-    std::set<std::pair<Matter, std::string>> seen;
-    for (auto entry = timeline.rbegin(); entry != timeline.rend(); ++entry) {
-        if (entry->document == nullptr || textOf(*entry->document, {"Source"}) == "VOK-CLI") continue;
-        const Matter matter = rowOf(member(*entry->document, {"ID"})).matter;
-        if (matter == Matter::none || !seen.emplace(matter, subjectKey(*entry)).second) continue;
-        if (entry->kind == EntryKind::fault) open.push_back(&*entry);
-    }
-    std::reverse(open.begin(), open.end());
-    return open;
 }
 
 }  // namespace simhost

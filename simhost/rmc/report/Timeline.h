@@ -4,24 +4,23 @@
 #include <string>
 #include <vector>
 
+#include "rmc/report/EventKinds.h"
 #include "rmc/report/ReceivedFolder.h"
 
 namespace simhost {
 
-enum class EntryKind { fault, recovery, notice, push, trouble };
-// "fault", ...: also the class of the style sheet and the end of the symbol's name.
-const char* nameOf(EntryKind kind);
-
 struct Entry {
     EntryKind kind = EntryKind::notice;
     std::string time;     // of the host, "2026-11-22 10:23:51", or as the document has it
+    std::string host;     // its name; empty of a command that did not come through
     std::string arrival;  // of the machine, as in transfers.jsonl; empty if it was not recorded
     std::string heading;
     std::string text;                       // of an event: its EventInfo
     std::string subject;                    // "vmnic3, MEV 2-port 10GbE adapter, copper"
     std::string code;                       // location code
-    std::vector<std::string> changes;       // of a push: against the inventory before it
+    std::vector<std::string> changes;       // of a push: against the inventory of this host before it
     const Json::Value* document = nullptr;  // of an event
+    const ReceivedInventory* inventory = nullptr;
     const Json::Value* transfer = nullptr;  // line of transfers.jsonl, or null
 };
 
@@ -29,9 +28,10 @@ struct Entry {
 // events and pushes are merged by the host's time.
 std::vector<Entry> timelineOf(const ReceivedFolder& folder);
 
-// The last event about each unit whose last event is a fault, in the order of arrival. Events that a client
-// of the agent sent (source "VOK-CLI") are left out: nothing reports that what they tell is over.
-std::vector<const Entry*> openFaults(const std::vector<Entry>& timeline);
+// The names of the hosts that the documents are from, sorted.
+std::vector<std::string> hostsOf(const std::vector<Entry>& timeline);
+// The name of the host that an inventory is from.
+std::string hostNameIn(const Json::Value& document);
 
 // What differs between two inventories, in words.
 std::vector<std::string> changesBetween(const Json::Value& before, const Json::Value& after);

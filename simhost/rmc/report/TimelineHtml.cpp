@@ -47,7 +47,7 @@ std::string documentHtml(const Entry& entry) {
     builder["indentation"] = "  ";
     builder["emitUTF8"] = true;
     return "<details><summary>The whole event<span class=\"hidden\"> " + escaped(entry.heading) +
-           "</span></summary><pre>" + escaped(Json::writeString(builder, *entry.document)) +
+           "</span></summary><pre>" + escapedLines(Json::writeString(builder, *entry.document)) +
            "</pre></details>";
 }
 
@@ -68,7 +68,7 @@ const char* wordOf(EntryKind kind) {
     return "Notice";
 }
 
-std::string entryHtml(const Entry& entry) {
+std::string entryHtml(const Entry& entry, bool withHost) {
     const std::string kind = nameOf(entry.kind);
     std::string html =
         "<li class=\"entry " + kind + "\" data-kind=\"" + kind +
@@ -78,7 +78,9 @@ std::string entryHtml(const Entry& entry) {
             "</span> <span class=\"time\">" + escaped(entry.time) + "</span></p>";
     html += "<div class=\"main\">" + element("h3", "", escaped(entry.heading)) + line("text", entry.text) +
             changesHtml(entry.changes) + documentHtml(entry) + "</div>";
-    html += "<div class=\"side\">" + line("subject", entry.subject) +
+    html += "<div class=\"side\">" +
+            line("host", withHost && !entry.host.empty() ? "Host " + entry.host : "") +
+            line("subject", entry.subject) +
             line("code", entry.code.empty() ? "" : "Location code " + entry.code) +
             line("fine", entry.transfer == nullptr ? "" : arrivalText(*entry.transfer)) + "</div>";
     return html + "</div></li>\n";
@@ -89,8 +91,9 @@ std::string entryHtml(const Entry& entry) {
 std::string timelineHtml(const std::vector<Entry>& timeline) {
     if (timeline.empty()) return "<p>No event and no inventory has arrived.</p>\n";
     std::string items;
+    const bool withHost = hostsOf(timeline).size() > 1;
     const std::size_t shown = std::min(timeline.size(), mostEntriesShown);
-    for (std::size_t i = 0; i < shown; ++i) items += entryHtml(timeline[timeline.size() - 1 - i]);
+    for (std::size_t i = 0; i < shown; ++i) items += entryHtml(timeline[timeline.size() - 1 - i], withHost);
     std::string html = "<p class=\"fine\">Newest first. Times are those of the host.";
     if (shown < timeline.size())
         html +=

@@ -1,6 +1,7 @@
 #include "recording/Paths.h"
 
-#include <optional>
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 using Files = std::map<std::string, FileEntry>;
 
 constexpr int mostLinks = 40;
+constexpr std::ptrdiff_t mostParts = 100;  // the deepest paths of /sys have some twenty
 
 // A name that a directory can hold, other than "." and "..".
 bool isName(std::string_view part) {
@@ -36,6 +38,10 @@ bool isHostPath(std::string_view path) {
     return true;
 }
 
+std::ptrdiff_t partsOf(const std::string& path) {
+    return std::count(path.begin(), path.end(), '/');
+}
+
 // "" for a path directly below "/".
 std::string_view parentOf(std::string_view path) {
     return path.substr(0, path.rfind('/'));
@@ -44,6 +50,8 @@ std::string_view parentOf(std::string_view path) {
 std::string checkEntry(const std::string& path, const FileEntry& entry, std::size_t longest) {
     if (path.size() > longest || entry.target.size() > longest)
         return "or its target is longer than " + std::to_string(longest) + " bytes";
+    if (std::max(partsOf(path), partsOf(entry.target)) > mostParts)
+        return "or its target has more than " + std::to_string(mostParts) + " parts";
     if (!isHostPath(path)) return "is not an absolute path without \".\", \"..\" and empty parts";
     if (entry.kind != FileEntry::Kind::directory && !entry.children.empty())
         return "is no directory and has names in it";

@@ -95,6 +95,16 @@ TEST(ArchivePath, WithDotsInALongerNameIsAccepted) {
     EXPECT_TRUE(readArchive(writeArchive(withFile("/..a/b../...", fileEntry("x"))), error)) << error;
 }
 
+TEST(ArchivePath, HasAtMostAHundredParts) {
+    std::string path;
+    for (int i = 0; i < 100; ++i) path += "/a";
+    std::string error;
+    EXPECT_TRUE(readArchive(writeArchive(withFile(path, fileEntry("x"))), error)) << error;
+    path += "/a";
+    EXPECT_EQ(refusalOf(withFile(path, fileEntry("x"))),
+              "The path \"" + path.substr(0, 200) + "\"... or its target has more than 100 parts.");
+}
+
 TEST(ArchivePath, IsLimited) {
     Recording sample = withFile("/" + std::string(4095, 'a'), fileEntry("x"));
     std::string error;

@@ -242,6 +242,7 @@ public:
     int closeCommand(FILE* stream) override { return std::fclose(stream); }
 
     void* openLibrary(const std::string&, int) override { return this; }
+    std::string libraryFile(void*) override { return ""; }
     void* librarySymbol(void*, const char* symbol) override {
         return std::strcmp(symbol, HBA_RegisterLibrarySymbol) == 0 ? reinterpret_cast<void*>(registerLibrary)
                                                                    : locationLibrary::symbol(symbol);

@@ -177,6 +177,7 @@ public:
         return vokRootedHostAccess::closeCommand(stream.mapped()->pipe);
     }
     void* openLibrary(const std::string&, int) override { return this; }
+    std::string libraryFile(void*) override { return ""; }
     void* librarySymbol(void*, const char* symbol) override { return locationLibrary::symbol(symbol); }
     int closeLibrary(void*) override { return 0; }
     void systemLog(int, const std::string&) override {}

@@ -196,6 +196,9 @@ public:
     void* openLibrary(const std::string& name, int flags) override {
         return name == "libstorelib.so" ? this : vokRootedHostAccess::openLibrary(name, flags);
     }
+    std::string libraryFile(void* library) override {
+        return library == this ? "" : vokRootedHostAccess::libraryFile(library);
+    }
     void* librarySymbol(void* library, const char* symbol) override {
         return library == this ? reinterpret_cast<void*>(&Library::process)
                                : vokRootedHostAccess::librarySymbol(library, symbol);

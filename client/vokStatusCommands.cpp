@@ -64,7 +64,7 @@ bool writeTo(const std::string& file, const std::string& text) {
 const char vokStatusExitHelp[] =
     "Exit status, as that of a monitoring plugin:\n"
     "  0  the agent is healthy, or has just started\n"
-    "  1  warning: something hangs, is late, or was not delivered; wrong usage\n"
+    "  1  warning: something hangs, is late, left out or not delivered; wrong usage\n"
     "  2  critical: the agent does not run, or its inventory does not arrive\n"
     "  4  no permission\n"
     "  6  the output could not be written";

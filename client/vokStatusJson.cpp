@@ -107,6 +107,15 @@ Json::Value hangingOf(const vokHangingOperation& operation, const vokStatusSnaps
     return object;
 }
 
+Json::Value leftOutOf(const vokLibraryLeftOut& library) {
+    Json::Value object(Json::objectValue);
+    object["name"] = library.name;
+    object["crashes"] = library.crashes;
+    object["lastEnd"] = library.lastEnd;
+    object["lastCall"] = library.lastCall;
+    return object;
+}
+
 void setAgent(Json::Value& object, const vokStatusSnapshot& status) {
     object["version"] = status.version;
     object["process"] = status.isRunning ? Json::Value(status.process) : Json::Value();
@@ -117,10 +126,12 @@ void setAgent(Json::Value& object, const vokStatusSnapshot& status) {
     setCount(object, "doorBellIntervalSeconds", status.doorBellSeconds);
     object["push"] = pushOf(status.push);
     object["doorBell"] = doorBellOf(status.doorBell);
-    for (const char* list : {"classes", "events", "hanging"}) object[list] = Json::Value(Json::arrayValue);
+    for (const char* list : {"classes", "events", "hanging", "librariesLeftOut"})
+        object[list] = Json::Value(Json::arrayValue);
     for (const vokClassStatus& each : status.classes) object["classes"].append(classOf(each));
     for (const vokEventCount& event : status.events) object["events"].append(eventOf(event));
     for (const vokHangingOperation& each : status.hanging) object["hanging"].append(hangingOf(each, status));
+    for (const vokLibraryLeftOut& each : status.leftOut) object["librariesLeftOut"].append(leftOutOf(each));
 }
 
 }  // namespace

@@ -205,6 +205,13 @@ void addHanging(Metrics& metrics, const vokStatusSnapshot& status) {
     metrics.sampleTime(status.isRunning ? oldest : 0);
 }
 
+// Without a sample if the agent uses all of its libraries.
+void addLeftOut(Metrics& metrics, const vokStatusSnapshot& status) {
+    metrics.gauge("vok_library_left_out", "Libraries that the agent leaves out, as it has died in them.");
+    if (!status.isRunning) return;
+    for (const vokLibraryLeftOut& library : status.leftOut) metrics.sample(1, {{"library", library.name}});
+}
+
 }  // namespace
 
 std::string vokStatusMetrics(const vokStatusSnapshot* status, const vokVerdict& verdict, std::int64_t now) {
@@ -223,5 +230,6 @@ std::string vokStatusMetrics(const vokStatusSnapshot* status, const vokVerdict& 
     addDoorBell(metrics, status->doorBell);
     addEvents(metrics, *status);
     addHanging(metrics, *status);
+    addLeftOut(metrics, *status);
     return metrics.text;
 }

@@ -16,6 +16,7 @@ public:
         } else {
             judgePushes();
             for (const vokHangingOperation& operation : status_.hanging) judgeHanging(operation);
+            for (const vokLibraryLeftOut& library : status_.leftOut) judgeLeftOut(library);
             for (const vokClassStatus& each : status_.classes)
                 if (each.enabled) judgeClass(each);
             judgeDoorBell();
@@ -87,6 +88,10 @@ private:
 
     void judgeHanging(const vokHangingOperation& operation) {
         add(vokHealth::warning, "hanging " + since(operation.begin) + ": " + operation.description);
+    }
+
+    void judgeLeftOut(const vokLibraryLeftOut& library) {
+        add(vokHealth::warning, "the library " + library.name + " is " + library.reason());
     }
 
     void judgeClass(const vokClassStatus& each) {

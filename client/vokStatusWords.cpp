@@ -165,6 +165,19 @@ vokStatusSnapshot withoutPlans(vokStatusSnapshot status) {
     return status;
 }
 
+// Empty if no library is left out.
+std::string leftOutFacts(const vokStatusSnapshot& status) {
+    if (status.leftOut.empty()) return "";
+    std::string text = "LIBRARIES LEFT OUT\n";
+    for (const vokLibraryLeftOut& library : status.leftOut) {
+        text += vokWrapped("  ", library.name);
+        text += vokWrapped("    ",
+                           vokCountOf(static_cast<std::uint64_t>(library.crashes), "crash", "crashes") +
+                               ", the last in the call " + library.lastCall + " (" + library.lastEnd + ")");
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string vokVerdictWords(const vokVerdict& verdict) {
@@ -182,7 +195,8 @@ std::string vokStatusWords(const vokStatusSnapshot& known, std::int64_t now) {
                                  pushFacts(status.push, now),
                                  doorBellFacts(status.doorBell, now),
                                  eventFacts(status, now),
-                                 hangingFacts(status, now)};
+                                 hangingFacts(status, now),
+                                 leftOutFacts(status)};
     std::string text;
     for (const std::string& part : parts)
         if (!part.empty()) text += (text.empty() ? "" : "\n") + part;

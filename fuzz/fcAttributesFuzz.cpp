@@ -78,6 +78,7 @@ HBA_STATUS registerLibrary(HBA_ENTRYPOINTS* table) {
 class FcFuzzHost : public vokFuzzHost {
 public:
     void* openLibrary(const std::string&, int) override { return this; }
+    std::string libraryFile(void*) override { return ""; }
     void* librarySymbol(void*, const char*) override { return reinterpret_cast<void*>(registerLibrary); }
     int closeLibrary(void*) override { return 0; }
 };

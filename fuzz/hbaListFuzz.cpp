@@ -56,6 +56,7 @@ public:
         require(++openLibraries <= 32);
         return this;
     }
+    std::string libraryFile(void*) override { return ""; }
     void* librarySymbol(void*, const char*) override {
         return answers.next() % 8 == 7 ? nullptr : reinterpret_cast<void*>(registerLibrary);
     }

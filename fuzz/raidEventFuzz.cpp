@@ -41,6 +41,7 @@ std::uint32_t processLibCommand(_SL_LIB_CMD_PARAM_T* command) {
 class Host : public vokFuzzHost {
 public:
     void* openLibrary(const std::string&, int) override { return &library_; }
+    std::string libraryFile(void*) override { return ""; }
     void* librarySymbol(void*, const char*) override { return reinterpret_cast<void*>(&processLibCommand); }
     int closeLibrary(void*) override { return 0; }
     std::string libraryError() override { return ""; }

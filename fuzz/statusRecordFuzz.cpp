@@ -42,6 +42,10 @@ std::optional<vokStatusSnapshot> readStatus(const std::string& content) {
 void requireWithinLimits(const vokStatusSnapshot& status) {
     require(status.classes.size() <= layout::classes && status.events.size() <= layout::events);
     require(status.hanging.size() <= layout::operations);
+    require(status.leftOut.size() <= layout::leftOut);
+    for (const vokLibraryLeftOut& each : status.leftOut)
+        require(each.crashes > 0 && isPrintable(each.name) && isPrintable(each.lastEnd) &&
+                isPrintable(each.lastCall));
     require(isPrintable(status.version) && isPrintable(status.push.answerText));
     require(status.push.answer <= vokPushAnswer::notSent);
     for (const vokClassStatus& each : status.classes) {

@@ -71,6 +71,7 @@ std::uint32_t processLibCommand(_SL_LIB_CMD_PARAM_T* block) {
 class Library : public vokFuzzHost {
 public:
     void* openLibrary(const std::string&, int) override { return this; }
+    std::string libraryFile(void*) override { return ""; }
     void* librarySymbol(void*, const char*) override { return reinterpret_cast<void*>(&processLibCommand); }
     int closeLibrary(void*) override { return 0; }
 };

@@ -10,6 +10,7 @@
 #include "core/status/vokHistory.h"
 #include "core/status/vokStatusRecord.h"
 #include "platform/access/vokHostAccess.h"
+#include "platform/access/vokLibraryCrashes.h"
 
 namespace {
 
@@ -27,6 +28,7 @@ vokStatusStart startAt(time_t now) {
     start.start = now;
     start.pushSeconds = positive(config.getInventoryPushIntervalSettings()) * secondsInMinute;
     start.doorBellSeconds = positive(config.getDoorBellSleepInterval()) * secondsInMinute;
+    start.leftOut = vokLibraryCrashes::leftOut();
     for (const vokResource& resource : vokResources()) {
         if (!resource.manager) continue;
         const bool isEnabled = config.isResourceEnabled(resource.id);

@@ -92,5 +92,6 @@ inline vokStatusSnapshot eventfulStatus() {
     operation.begin = exampleNow - 90;
     operation.classId = 3;
     status.hanging = {operation};
+    status.leftOut = {{"libstorelib.so", 2, "SIGSEGV", "PCI location"}};
     return status;
 }

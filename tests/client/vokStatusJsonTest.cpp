@@ -102,6 +102,15 @@ TEST(vokStatusJsonTest, AllThatTheRecordHolds) {
       "description": "localcli network nic list"
     }
   ],
+  "librariesLeftOut": 
+  [
+    {
+      "crashes": 2,
+      "lastCall": "PCI location",
+      "lastEnd": "SIGSEGV",
+      "name": "libstorelib.so"
+    }
+  ],
   "process": 17446,
   "push": 
   {
@@ -124,6 +133,7 @@ TEST(vokStatusJsonTest, AllThatTheRecordHolds) {
   "reasons": 
   [
     "hanging since 2026-11-22 11:58:30 (1 min ago): localcli network nic list",
+    "the library libstorelib.so is left out, as the agent has died in it 2 times, last in the call PCI location (SIGSEGV)",
     "event 538 was not delivered 3 times, last raised 2026-11-22 10:00:00 (2 h ago)"
   ],
   "refreshIntervalSeconds": 3600,

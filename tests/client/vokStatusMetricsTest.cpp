@@ -113,6 +113,14 @@ TEST(vokStatusMetricsTest, WhatHangs) {
     EXPECT_THAT(metricsOf(healthyStatus()), HasSubstr("\nvok_hanging_since_timestamp_seconds 0\n"));
 }
 
+TEST(vokStatusMetricsTest, ALibraryThatIsLeftOutOfARunningAgent) {
+    vokStatusSnapshot status = eventfulStatus();
+    EXPECT_THAT(metricsOf(status), HasSubstr("\nvok_library_left_out{library=\"libstorelib.so\"} 1\n"));
+    EXPECT_THAT(metricsOf(healthyStatus()), Not(HasSubstr("\nvok_library_left_out{")));
+    status.isRunning = false;
+    EXPECT_THAT(metricsOf(status), Not(HasSubstr("\nvok_library_left_out{")));
+}
+
 TEST(vokStatusMetricsTest, OfAnAgentThatDoesNotRunNothingHangsOrBuilds) {
     vokStatusSnapshot status = eventfulStatus();
     status.isRunning = false;

@@ -165,6 +165,14 @@ TEST_F(vokStatusVerdictTest, FailedCommandsAndTheHealthOfTheHardwareAreNotJudged
 
 // --- what hangs, the door-bell, events ---
 
+TEST_F(vokStatusVerdictTest, ALibraryThatIsLeftOutIsAWarning) {
+    status.leftOut = {{"libstorelib.so", 3, "exit", "PCI location"}};
+    EXPECT_EQ(
+        verdict(),
+        "1 the library libstorelib.so is left out, as the agent has died in it 3 times, last in the call "
+        "PCI location (exit)");
+}
+
 TEST_F(vokStatusVerdictTest, AnOperationThatHangsIsAWarning) {
     status.hanging = {{"localcli network nic list", exampleNow - 31, 3}};
     EXPECT_EQ(verdict(), "1 hanging since 2026-11-22 11:59:29 (31 s ago): localcli network nic list");

@@ -70,6 +70,10 @@ EVENTS
 HANGING
   localcli network nic list (EthernetDevices)
     since 2026-11-22 11:58:30 (1 min ago)
+
+LIBRARIES LEFT OUT
+  libstorelib.so
+    2 crashes, the last in the call PCI location (SIGSEGV)
 )"));
 }
 
@@ -133,6 +137,7 @@ TEST_F(vokStatusWordsTest, NothingIsWiderThanEightyColumns) {
     constexpr std::uint64_t most = ~std::uint64_t{0};
     status.version = std::string(200, '9');
     status.hanging[0].description = std::string(500, 'x');
+    status.leftOut = {{std::string(64, 'z'), 2147483647, std::string(16, 'S'), std::string(128, 'c')}};
     status.push = {exampleNow, false,      most, most, vokPushAnswer::refused, std::string(300, 'y'), most,
                    exampleNow, exampleNow, most, most};
     status.doorBell.polls = status.doorBell.answered = status.doorBell.requests = most;

@@ -75,7 +75,7 @@ class Run:
                 return
         raise Failure(f"the boot verdict is {self.raised}, not {self.allowed[1]}; record {self.before}")
 
-    def _is_of_this_run(self, time):
+    def is_of_this_run(self, time):
         return self.clock_range[0] - 2 <= time <= self.clock_range[1] + 2
 
     def check_record(self, text, was_graceful):
@@ -90,13 +90,13 @@ class Run:
             return  # it was stopped while it read the tables of the platform: nothing had started
         if was_graceful:
             good = after["current_start"] == 0 and all(
-                self._is_of_this_run(after[key]) for key in ("last_start", "last_stop"))
+                self.is_of_this_run(after[key]) for key in ("last_start", "last_stop"))
         else:
             # A signal at the end of a stop may come after the record of the graceful stop was written.
-            stopped = after["current_start"] == 0 and self._is_of_this_run(after["last_stop"])
-            current = after["current_start"] == before["current_start"] or self._is_of_this_run(after["current_start"])
+            stopped = after["current_start"] == 0 and self.is_of_this_run(after["last_stop"])
+            current = after["current_start"] == before["current_start"] or self.is_of_this_run(after["current_start"])
             started = after["last_start"] in (before["last_start"], after["current_start"])
-            good = (stopped and self._is_of_this_run(after["last_start"])) or (
+            good = (stopped and self.is_of_this_run(after["last_start"])) or (
                 current and started and after["last_stop"] == before["last_stop"])
         if not good:
             raise Failure(f"the startup record was {before} and is {after} after a run within {self.clock_range}"

@@ -75,6 +75,17 @@ class ChaosSystem(SimulatedSystem):
         events, self.events_left = self.events_left, []
         return events + (self.controller.new_events() if self.controller else [])
 
+    @property
+    def crash_record(self):
+        return self.root / "opt/mev/vok/data/vok_library_crashes.txt"
+
+    def has_crash_record(self):
+        return self.crash_record.exists()
+
+    def forget_crashes(self):
+        """As an operator does it who has mended the library."""
+        self.crash_record.unlink(missing_ok=True)
+
     def restore_memory(self):
         self.host("memory", "free", self.memory)
 
@@ -131,6 +142,7 @@ class Chaos:
         self.run = boot_verdict.Run(self.system)
         self.run.is_lossy = False
         self.run.needs_restart = False
+        self.run.deaths = set()
         self.note_active()
         self.system.start_agent()
         self.counts["starts"] += 1
@@ -142,6 +154,7 @@ class Chaos:
         for fault in self.active:
             self.run.is_lossy |= fault.name.startswith(CONTROLLER_FAULTS)
             self.run.needs_restart |= fault.needs_restart
+            self.run.deaths |= fault.deaths
 
     def end_run(self, was_graceful):
         time.sleep(0.1)  # for an event in transit
@@ -160,13 +173,25 @@ class Chaos:
 
     def stop_agent(self):
         status = self.system.stop_agent(30)
-        if status == SECOND_SIGNAL and any(fault.hangs for fault in self.active):
+        if status in self.run.deaths:
+            self.counts["deaths in a library"] += 1
+        elif status == SECOND_SIGNAL and any(fault.hangs for fault in self.active):
             self.counts["SIGTERM while a library hangs"] += 1
         elif status == 0 or (status == -signal.SIGTERM and self.run.is_short()):
             self.counts["SIGTERM"] += 1  # the second: before the program had begun
         else:
             raise Failure(f"after SIGTERM vokd ended with status {status}")
         self.end_run(status == 0)
+
+    def start_after_a_death(self):
+        """The agent has ended by itself: in a library, as a fault made it."""
+        status = self.system.agent.returncode
+        if status not in self.run.deaths or not self.system.has_crash_record():
+            raise Failure(f"vokd has ended by itself with status {status}")
+        self.counts["deaths in a library"] += 1
+        self.journal(f"the agent has died in a library: {status}")
+        self.end_run(False)
+        self.start_agent()
 
     def restart_or_boot(self):
         """The agent ends in some way and starts again, perhaps after a boot of the host."""
@@ -249,7 +274,7 @@ class Chaos:
 
     def step(self, may_restart):
         if not self.system.is_running():
-            raise Failure(f"vokd has ended by itself with status {self.system.agent.returncode}")
+            self.start_after_a_death()
         choice = self.random.random()
         if choice < 0.50:
             self.inject()
@@ -304,10 +329,13 @@ class Chaos:
 
     def check_the_end(self):
         self.lift_all()
+        if not self.system.is_running():
+            self.start_after_a_death()
         self.check_footprint()
-        if self.run.needs_restart:
+        if self.run.needs_restart or self.system.has_crash_record():
             # A library or a list that is read once was not there, or events of the firmware were lost.
             self.stop_agent()
+            self.system.forget_crashes()
             self.start_agent()
         self.check_inventory()
         self.stop_agent()

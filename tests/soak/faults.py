@@ -2,6 +2,7 @@
 Fault, with which it can be injected and lifted. What a fault may raise as events is part of it."""
 
 import itertools
+import signal
 
 NIC_EVENTS = (678, 680, 1384, 1390)
 FC_EVENTS = (384, 385, 386, 388, 1391)
@@ -18,12 +19,14 @@ class Fault:
     events: pairs of numbers and a text that an event which it explains contains.
     needs_restart: what the agent reads once is affected, so only its next start has to find the host whole.
     hangs: a call of a library hangs, so that a stop can't be completed.
+    deaths: the exit statuses with which it may end the agent.
     """
 
-    def __init__(self, name, inject, lift, events=(), needs_restart=False, hangs=False):
+    def __init__(self, name, inject, lift, events=(), needs_restart=False, hangs=False, deaths=()):
         self.name, self.inject, self.lift = name, inject, lift
         self.events = list(events)
         self.needs_restart, self.hangs = needs_restart, hangs
+        self.deaths = set(deaths)
         self.kind = ""
         self.began = self.ended = None  # monotonic time
 
@@ -215,6 +218,28 @@ def library_fault(random, _simulated):
                  needs_restart=True)
 
 
+# The entry points of the libraries whose calls may hang or end the agent, and their exit statuses.
+ENTRY_POINTS = {
+    "libvkloc0202.so": ("load", "physloc_init_data", "physloc_encode"),
+    "libstorelib.so": ("load", "ProcessLibCommand"),
+    "libvokfca.so": ("load",) + FC_CALLS[:-1],
+    "libvokfcb.so": ("load",) + FC_CALLS[:-1],
+}
+ENDS = {"hang": (), "crash": (-signal.SIGSEGV,), "abort": (-signal.SIGABRT,), "exit": (13,)}
+
+
+def library_call_fault(random, _simulated):
+    name = random.choice(sorted(ENTRY_POINTS))
+    entry = random.choice(ENTRY_POINTS[name])
+    how = random.choice(sorted(ENDS))
+    after = random.choice(["0", "0", "1", "20"])
+    # A library that is given up, or is left out of a run, takes its ports with it.
+    events = [(FC_EVENTS, ANY)] if name.startswith("libvokfc") else []
+    return Fault(f"library {name} call {entry} {how}",
+                 host("library", name, "call", entry, how, "--after", after), host("library", name, "call", "normal"),
+                 events, needs_restart=True, hangs=how == "hang", deaths=ENDS[how])
+
+
 # --- IPMI and the controller ---
 
 def device_fault(_random, _simulated):
@@ -260,7 +285,7 @@ def memory_fault(random, _simulated):
 FAULTS = (
     (command_fault, 4), (link_fault, 4), (disk_fault, 6), (port_fault, 1), (storage_controller_fault, 1),
     (raid_disk_fault, 3), (raid_volume_fault, 2), (raid_call_fault, 3), (fc_port_fault, 4), (fc_adapter_fault, 1),
-    (fc_call_fault, 3), (library_fault, 2), (device_fault, 1), (answer_fault, 3), (door_bell_garbage, 1),
+    (fc_call_fault, 3), (library_fault, 2), (library_call_fault, 3), (device_fault, 1), (answer_fault, 3), (door_bell_garbage, 1),
     (controller_gone, 1), (interface_fault, 1), (memory_fault, 1),
 )
 

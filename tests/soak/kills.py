@@ -1,4 +1,5 @@
-"""SIGKILL at random moments of the agent's life: the startup record is whole each time, and each verdict right."""
+"""SIGKILL at random moments of the agent's life: the startup record, the status record and the history are whole each
+time, and each verdict is right."""
 
 import collections
 import random as random_module
@@ -6,6 +7,7 @@ import threading
 import time
 
 import boot_verdict
+import kept_state
 from simulated_system import Failure, SimulatedSystem
 
 # At this speed the verdict comes 100 ms after a start.
@@ -32,6 +34,8 @@ class Victim:
         self.random = random_module.Random(seed)
         self.system = SimulatedSystem(programs, directory, "rack-node", SPEED, SETTINGS)
         self.moments = collections.Counter()
+        self.kept = kept_state.KeptState(self.system)
+        self.inventories = 0  # that came up to the end of the last run
         self.checked = self.verdicts = 0
 
     def sleep(self, most_milliseconds):
@@ -65,13 +69,15 @@ class Victim:
 
     def end(self, run, was_graceful):
         time.sleep(0.02)  # for an event in transit
-        run.raised = [each["ID"] for each in self.system.controller.new_events()
-                      if each["ID"] in boot_verdict.BOOT_EVENTS]
+        received = [each["ID"] for each in self.system.controller.new_events()]
+        run.raised = [event for event in received if event in boot_verdict.BOOT_EVENTS]
         run.saw_clock(self.system.clock()[0])
         text = self.system.startup_record()
         run.check_record(text, was_graceful)
         is_complete = run.has_reached_its_verdict(text)
         run.check_events(is_complete)
+        before, self.inventories = self.inventories, self.system.controller.count("inventories")
+        self.kept.check(run, received, self.inventories - before, was_graceful)
         self.checked += 1
         self.verdicts += is_complete
 
@@ -129,6 +135,10 @@ class Kills:
     @property
     def verdicts(self):
         return sum(victim.verdicts for victim in self.victims)
+
+    @property
+    def entries(self):
+        return sum(victim.kept.entries[-1]["number"] for victim in self.victims if victim.kept.entries)
 
     def summary(self):
         moments = sum((victim.moments for victim in self.victims), collections.Counter())

@@ -7,6 +7,7 @@ import unittest
 import boot_verdict
 import chaos
 import faults
+import kept_state
 from simulated_system import Failure
 
 WHOLE = "current_start 30\nlast_start 10\nlast_stop 20\n"
@@ -79,6 +80,102 @@ class Verdicts(unittest.TestCase):
             else:
                 with self.assertRaises(Failure, msg=raised):
                     run.check_events(is_complete, is_lossy)
+
+
+def entry(number, kind, **members):
+    return dict({"number": number, "kind": kind, "outcome": "accepted"}, **members)
+
+
+class Histories(unittest.TestCase):
+    FIRST = [entry(1, "start"), entry(2, "event", event=356), entry(3, "push")]
+
+    def test_a_run_adds_entries_with_the_next_numbers_and_changes_none(self):
+        self.assertEqual(kept_state.new_entries([], self.FIRST), self.FIRST)
+        self.assertEqual(kept_state.new_entries(self.FIRST, self.FIRST), [])
+        more = self.FIRST + [entry(4, "start")]
+        self.assertEqual(kept_state.new_entries(self.FIRST, more), more[3:])
+        changed = [self.FIRST[0], entry(2, "event", event=360), self.FIRST[2]]
+        for after in (self.FIRST[:2], self.FIRST + [entry(5, "start")], self.FIRST[:1] + self.FIRST[2:], changed,
+                      self.FIRST[1:], []):
+            with self.assertRaises(Failure, msg=after):
+                kept_state.new_entries(self.FIRST, after)
+        with self.assertRaises(Failure):
+            kept_state.new_entries([], self.FIRST[1:])
+
+    def test_a_full_ring_loses_its_oldest_entries(self):
+        ring = [entry(number, "push") for number in range(1, kept_state.RING + 3)]
+        full, after = ring[:kept_state.RING], ring[2:]
+        self.assertEqual(kept_state.new_entries(full, after), ring[-2:])
+        with self.assertRaises(Failure):
+            kept_state.new_entries(full, after[1:])
+
+    def test_a_run_begins_with_its_start_and_ends_with_its_stop(self):
+        stopped = self.FIRST + [entry(4, "stop")]
+        kept_state.check_order([], True)
+        kept_state.check_order(self.FIRST, False)
+        kept_state.check_order(stopped, False)
+        kept_state.check_order(stopped, True)
+        for entries, was_graceful in ((self.FIRST, True), (self.FIRST[1:], False), (self.FIRST * 2, False),
+                                      (stopped + [entry(5, "push")], False)):
+            with self.assertRaises(Failure, msg=entries):
+                kept_state.check_order(entries, was_graceful)
+
+    def test_each_event_that_came_has_an_entry_but_for_the_one_in_progress_at_a_kill(self):
+        both = [entry(2, "event", event=360), entry(3, "event", event=1384), entry(4, "event", event=356)]
+        kept_state.check_events(both, [360, 1384, 356], True)
+        kept_state.check_events(both[:1], [1384, 360, 356], False)
+        kept_state.check_events([dict(both[0], outcome="dropped")], [], True)
+        unconfirmed = [both[0], dict(both[2], outcome="unconfirmed")]
+        kept_state.check_events(unconfirmed, [360], True)
+        kept_state.check_events(unconfirmed, [360, 356], True)
+        dropped = [dict(both[0], outcome="dropped")]
+        for entries, received, was_graceful in ((dropped, [360], True), (unconfirmed, [356], True),
+                                                (both[:2], [360, 1384, 356], True), (both[2:], [360, 356], False),
+                                                (both[:1], [], False), ([], [360, 356], False),
+                                                (both, [356, 1384, 360], False)):
+            with self.assertRaises(Failure, msg=entries):
+                kept_state.check_events(entries, received, was_graceful)
+
+    def test_each_inventory_that_came_has_an_entry_but_for_the_one_in_progress_at_a_kill(self):
+        kept_state.check_pushes(self.FIRST, 1, True)
+        kept_state.check_pushes(self.FIRST, 2, False)
+        kept_state.check_pushes(self.FIRST + [entry(4, "push") | {"outcome": "unconfirmed"}], 2, True)
+        for received, was_graceful in ((2, True), (3, False), (0, False)):
+            with self.assertRaises(Failure, msg=received):
+                kept_state.check_pushes(self.FIRST, received, was_graceful)
+
+
+class Counts(unittest.TestCase):
+    ENTRIES = [entry(1, "start"), entry(2, "event", event=356), entry(3, "push")]
+
+    def check(self, **changes):
+        run = boot_verdict.Run(FakeSystem(WHOLE))
+        event = {"number": 356, "raised": 1, "delivered": 1, "refused": 0, "failed": 0, "dropped": 0}
+        each = {"ready": True, "enabled": True, "builds": 1, "lastBuildEndSeconds": 41}
+        status = {"startSeconds": 40, "push": {"pushes": 1, "failed": 0}, "events": [event],
+                  "doorBell": {"polls": 2, "answered": 1, "requests": 0}, "classes": [each]}
+        for name, change in changes.items():
+            (status[name][0] if isinstance(status[name], list) else status[name]).update(change)
+        kept_state.check_counts(status, self.ENTRIES, run)
+
+    def test_each_may_be_one_ahead_of_the_history(self):
+        self.check()
+        self.check(push={"pushes": 2}, events={"raised": 2})
+        self.check(events={"raised": 2, "dropped": 1})
+
+    def test_others_do_not_fit(self):
+        for changes in ({"push": {"pushes": 0}}, {"push": {"pushes": 3}}, {"push": {"failed": 2}},
+                        {"events": {"raised": 0}}, {"events": {"raised": 3}}, {"events": {"delivered": 0}},
+                        {"events": {"raised": 4, "delivered": 3}}, {"events": {"number": 360}},
+                        {"doorBell": {"polls": 0}}, {"doorBell": {"requests": 2}}, {"classes": {"builds": 0}},
+                        {"classes": {"enabled": False}}, {"classes": {"lastBuildEndSeconds": 99}}):
+            with self.assertRaises(Failure, msg=changes):
+                self.check(**changes)
+
+    def test_the_status_is_of_this_run(self):
+        run = boot_verdict.Run(FakeSystem(WHOLE))
+        with self.assertRaises(Failure):
+            kept_state.check_counts({"startSeconds": 30}, self.ENTRIES, run)
 
 
 class Explanations(unittest.TestCase):

@@ -159,6 +159,19 @@ class SimulatedSystem:
         except subprocess.TimeoutExpired:
             raise Failure("a second SIGTERM has not ended vokd within 20 s") from None
 
+    def client(self, *words, statuses):
+        """The JSON that vokcli prints; one of the exit statuses is expected."""
+        finished = subprocess.run([self.programs / "vokcli", "--host-root", self.root, *words], capture_output=True,
+                                  text=True, timeout=60)
+        try:
+            result = json.loads(finished.stdout)
+        except json.JSONDecodeError:
+            result = None
+        if result is None or finished.returncode not in statuses:
+            raise Failure(f"vokcli {' '.join(words)} ended with {finished.returncode}: "
+                          f"{(finished.stderr or finished.stdout).strip()[:400]}")
+        return result
+
     def startup_record(self):
         """The text of the startup record; None if there is none."""
         try:

@@ -54,6 +54,7 @@ def soak(arguments, directory):
         test.soak(report)
         report(f"   killed: {test.summary()}")
         report(f"   startup records: {test.checked} whole; boot verdicts: {test.verdicts} complete, all right")
+        report(f"   histories: {test.entries} entries, none missing; the counts of the status records fit them")
 
 
 def describe(footprint):

@@ -34,6 +34,7 @@ void* FakeLibraries::symbol(void* library, const char* name) {
 }
 
 int FakeLibraries::close(void*) {
+    if (onClose) onClose();
     const std::lock_guard<std::mutex> lock(guard_);
     --openCount_;
     return 0;

@@ -1,6 +1,7 @@
 // The shared libraries of a fake host: by name, each with the addresses of its symbols.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -23,6 +24,7 @@ public:
     };
 
     // --- what a test sets ---
+    std::function<void()> onClose;  // called while a library is closed, as its finalisers are
     // Libraries by name, each with its symbols; others are missing.
     std::map<std::string, std::map<std::string, FakeSymbol>> symbols;
     // The reason that error() reports, once, after a call that found nothing; empty for no reason.

@@ -1,7 +1,11 @@
 // A vendor's library that never returns, or that ends the process: the other classes and the pushes go on.
+#include <gmock/gmock.h>
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <map>
 #include <sstream>
+#include <thread>
 
 #include "system/SimulatedSystem.h"
 
@@ -45,6 +49,20 @@ protected:
             const auto ids = events();
             return std::find(ids.begin(), ids.end(), 1384) != ids.end();
         });
+    }
+    // The members of "status --json" of the client.
+    Json::Value status() const {
+        Json::Value object;
+        std::istringstream(runClient({"status", "--json"}).output) >> object;
+        return object;
+    }
+    // The calls that hang by the class whose thread waits.
+    std::map<std::string, std::string> hangingCalls() const {
+        std::map<std::string, std::string> calls;
+        const Json::Value object = status();
+        for (const Json::Value& each : object["hanging"])
+            calls[each["class"].asString()] = each["description"].asString();
+        return calls;
     }
     // Runs the agent until it ends by itself.
     int runToItsDeath() { return runAgent({}).status; }
@@ -99,6 +117,41 @@ TEST_F(LibraryFaults, ALocationCallThatNeverReturnsHoldsUpNoPushOfTheHost) {
     EXPECT_EQ(stopAgent(), 0);
 }
 
+// The limit of the watch is thirty seconds of the machine's time, whatever the speed of the host.
+constexpr std::chrono::seconds untilItIsNoticed{35};
+
+TEST_F(LibraryFaults, TheStatusNamesEachCallThatHangsWithItsClassWhilePushesAndEventsGoOn) {
+    startAll(settings());
+    hostControl({"library", "libstorelib.so", "call", "ProcessLibCommand", "hang"});
+    hostControl({"library", "libvokfca.so", "call", "RegisterLibrary", "hang"});
+    startAgent();
+    ASSERT_TRUE(inventoryComesWith({"EthernetDevices", "Oem"}));
+    EXPECT_EQ(runClient({"status"}).status, 0) << "nothing has taken thirty seconds";
+    hostControl({"library", "libvkloc0202.so", "call", "physloc_encode", "hang"});
+    const auto limit = std::chrono::steady_clock::now() + untilItIsNoticed;
+    while (hangingCalls().size() < 3 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+
+    const auto calls = hangingCalls();
+    EXPECT_THAT(calls, testing::UnorderedElementsAre(
+                           testing::Pair("StorageControllers", testing::StartsWith("library call ")),
+                           testing::Pair("FibreChannelDevices",
+                                         testing::StartsWith("library call HBA_RegisterLibrary of ")),
+                           testing::Pair("EthernetDevices", "library call physloc_encode")));
+    const Ran ran = runClient({"status"});
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_EQ(occurrences(ran.output, "WARNING: hanging since "), 3);
+    EXPECT_EQ(occurrences(ran.output, "  library call physloc_encode (EthernetDevices)\n"), 1);
+    EXPECT_TRUE(inventoryComesWith({"EthernetDevices", "Oem"}));
+    EXPECT_EQ(runClient({"test", "708"}).status, 0);
+
+    for (const char* library : {"libstorelib.so", "libvokfca.so", "libvkloc0202.so"})
+        hostControl({"library", library, "call", "normal"});
+    EXPECT_TRUE(waitUntil([this] { return hangingCalls().empty(); }));
+    EXPECT_TRUE(waitUntil([this] { return runClient({"status"}).status == 0; }));
+    EXPECT_EQ(stopAgent(), 0);
+}
+
 struct Death {
     const char* name;
     const char* library;
@@ -126,10 +179,23 @@ TEST_P(ACallThatEndsTheProcess, IsLeftOutAfterTheSecondTime) {
         EXPECT_EQ(occurrences(hostFile(crashRecord), "\n"), times);
         EXPECT_GT(startupRecord().at("current_start"), 0) << "the startup record makes it a crash";
         EXPECT_EQ(timesLogged("is left out: "), 0);
+        const Json::Value dead = status();
+        EXPECT_EQ(dead["exitStatus"].asInt(), 2);
+        EXPECT_EQ(dead["librariesLeftOut"].size(), 0u) << "it was tried";
     }
     startAgent();
     EXPECT_TRUE(inventoryComesWith(death.rest));
     EXPECT_EQ(occurrences(agentLog(), "The library " + std::string(death.library) + " is left out: "), 1);
+    const Json::Value warned = status();
+    EXPECT_EQ(warned["exitStatus"].asInt(), 1);
+    EXPECT_EQ(warned["hanging"].size(), 0u);
+    ASSERT_EQ(warned["librariesLeftOut"].size(), 1u);
+    EXPECT_EQ(warned["librariesLeftOut"][0]["name"].asString(), death.library);
+    EXPECT_EQ(warned["librariesLeftOut"][0]["crashes"].asInt(), 2);
+    EXPECT_EQ(warned["reasons"].size(), 1u);
+    EXPECT_EQ(warned["reasons"][0].asString().find("the library " + std::string(death.library) +
+                                                   " is left out, as the agent has died in it 2 times, "),
+              0u);
     EXPECT_TRUE(linkEventComes());
     EXPECT_EQ(stopAgent(), 0);
 }
@@ -168,6 +234,7 @@ TEST_F(LibraryDeaths, ALibraryIsTriedAgainAfterTheHostHasBooted) {
     startAgent();
     EXPECT_TRUE(inventoryComesWith({"Volumes"}));
     EXPECT_EQ(timesLogged("is left out: "), 0);
+    EXPECT_EQ(status()["librariesLeftOut"].size(), 0u);
     EXPECT_EQ(stopAgent(), 0);
     EXPECT_FALSE(hostHas(crashRecord));
 }

@@ -22,6 +22,7 @@ inline constexpr std::size_t classes = 8;      // by id: FIBRE_CHANNEL_DEVICES t
 inline constexpr std::size_t sections = 4;     // of a class
 inline constexpr std::size_t events = 64;      // numbers
 inline constexpr std::size_t operations = 64;  // by the slot of the watch, see vokLongOperation.h
+inline constexpr std::size_t leftOut = 8;      // libraries; more are not shown
 
 // Ends with the first NUL, or fills the words.
 template <typename Word, std::size_t bytes>
@@ -86,6 +87,15 @@ struct Operation {
     Text<Word, 192> description;
 };
 
+// A library that is left out of this run; the entries fill from the start. Written as the first words are.
+template <typename Word>
+struct LeftOut {
+    Word crashes;  // 0: no entry
+    Text<Word, 64> name;
+    Text<Word, 16> lastEnd;
+    Text<Word, 128> lastCall;
+};
+
 template <typename Word>
 struct Record {
     // Written before the file gets its name, and not changed afterwards.
@@ -103,6 +113,7 @@ struct Record {
     Class<Word> classes[vokStatusLayout::classes];
     Event<Word> events[vokStatusLayout::events];
     Operation<Word> operations[vokStatusLayout::operations];
+    LeftOut<Word> leftOut[vokStatusLayout::leftOut];
 };
 
 using Word = std::atomic<std::uint64_t>;
@@ -119,7 +130,8 @@ static_assert(sizeof(Push<std::uint64_t>) == 272);
 static_assert(sizeof(DoorBell<std::uint64_t>) == 48);
 static_assert(sizeof(Event<std::uint64_t>) == 56);
 static_assert(sizeof(Operation<std::uint64_t>) == 224);
+static_assert(sizeof(LeftOut<std::uint64_t>) == 216);
 static_assert(offsetof(Copy, push) == 112);
-static_assert(sizeof(Copy) == 112 + 272 + 48 + 8 * 400 + 64 * 56 + 64 * 224);
+static_assert(sizeof(Copy) == 112 + 272 + 48 + 8 * 400 + 64 * 56 + 64 * 224 + 8 * 216);
 
 }  // namespace vokStatusLayout

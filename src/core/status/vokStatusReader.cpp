@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -210,6 +211,17 @@ std::vector<vokHangingOperation> hangingOf(const layout::Copy& record) {
     return hanging;
 }
 
+std::vector<vokLibraryLeftOut> leftOutOf(const layout::Copy& record) {
+    std::vector<vokLibraryLeftOut> libraries;
+    for (const layout::LeftOut<Word>& entry : record.leftOut) {
+        if (entry.crashes == 0) continue;
+        const auto crashes = std::min<Word>(entry.crashes, std::numeric_limits<int>::max());
+        libraries.push_back(
+            {textOf(entry.name), static_cast<int>(crashes), textOf(entry.lastEnd), textOf(entry.lastCall)});
+    }
+    return libraries;
+}
+
 vokStatusSnapshot snapshotOf(const layout::Copy& record) {
     vokStatusSnapshot status;
     status.version = textOf(record.agentVersion);
@@ -226,6 +238,7 @@ vokStatusSnapshot snapshotOf(const layout::Copy& record) {
     status.doorBell = doorBellOf(record.doorBell);
     status.events = eventsOf(record);
     status.hanging = hangingOf(record);
+    status.leftOut = leftOutOf(record);
     return status;
 }
 

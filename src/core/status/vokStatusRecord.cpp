@@ -85,6 +85,16 @@ layout::Event<Word>* eventOf(int number) {
     return nullptr;
 }
 
+void fillLeftOut(layout::Shared& target, const std::vector<vokLibraryLeftOut>& libraries) {
+    for (std::size_t i = 0; i < std::min(libraries.size(), layout::leftOut); ++i) {
+        layout::LeftOut<Word>& entry = target.leftOut[i];
+        set(entry.name, libraries[i].name.c_str());
+        set(entry.lastEnd, libraries[i].lastEnd.c_str());
+        set(entry.lastCall, libraries[i].lastCall.c_str());
+        set(entry.crashes, static_cast<std::uint64_t>(libraries[i].crashes));
+    }
+}
+
 void fillStart(layout::Shared& target, const vokStatusStart& start) {
     set(target.magic, layout::magic);
     set(target.version, layout::version);
@@ -100,6 +110,7 @@ void fillStart(layout::Shared& target, const vokStatusStart& start) {
         set(target.classes[each.id].isPresent, std::uint64_t{1});
         set(target.classes[each.id].isEnabled, std::uint64_t{each.isEnabled});
     }
+    fillLeftOut(target, start.leftOut);
 }
 
 }  // namespace

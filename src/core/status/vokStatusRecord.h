@@ -25,6 +25,7 @@ struct vokStatusStart {
     time_t start = 0;
     std::uint64_t refreshSeconds = 0, pushSeconds = 0, doorBellSeconds = 0;
     std::vector<vokStatusClass> classes;  // those that this build has
+    std::vector<vokLibraryLeftOut> leftOut;
 };
 
 struct vokBuildResult {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/vokLibraryCrashes.h"
+
 // All times are seconds since the Epoch by the host's wall clock, 0 for never; durations are milliseconds.
 
 // The records of one section of the current inventory by what their Status says.
@@ -90,6 +92,7 @@ struct vokStatusSnapshot {
     vokDoorBellStatus doorBell;
     std::vector<vokEventCount> events;  // numbers that were raised, ascending
     std::vector<vokHangingOperation> hanging;
+    std::vector<vokLibraryLeftOut> leftOut;
 };
 
 // Reads the record of the host in use (vokHostAccess). Nothing with a clause in `reason` if there is none, it

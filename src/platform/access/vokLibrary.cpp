@@ -24,7 +24,9 @@ bool vokLibrary::open(const std::string& name, int flags) {
     auto holds = std::make_shared<std::atomic<int>>(0);
     vokHostAccess().libraryError();  // clears the reason of an earlier call
     {
-        const vokLibraryCall call(vokKeepLibraryIdentity(name, ""), name.c_str());  // runs its initialisers
+        const std::string knownFile = name.find('/') == std::string::npos ? "" : name;
+        // Runs its initialisers.
+        const vokLibraryCall call(vokKeepLibraryIdentity(name, knownFile), name.c_str());
         handle_ = vokHostAccess().openLibrary(name, flags);
     }
     reason_ = handle_ ? "" : vokHostAccess().libraryError();
@@ -61,9 +63,10 @@ void* vokLibrary::find(const char* symbol) const {
 bool vokLibrary::close() {
     if (!handle_) return true;
     void* const handle = std::exchange(handle_, nullptr);
-    identity_ = nullptr;
+    const vokLibraryIdentity* const identity = std::exchange(identity_, nullptr);
     const auto holds = std::move(holds_);
     if (holds->load(std::memory_order_acquire) > 0) return false;
+    const vokLibraryCall call(identity, identity->name.c_str());  // runs its finalisers
     vokHostAccess().closeLibrary(handle);
     return true;
 }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +23,8 @@ constexpr std::size_t mostLines = 64;
 
 char recordPath[4096];  // empty if it is not known, or longer
 std::int64_t thisStart = 0;
+pid_t thisProcess = 0;
+std::atomic_flag isNoted = ATOMIC_FLAG_INIT;  // a second thread that crashes meanwhile is no second run
 
 // Which file of a library it was: another one under the same path differs in one of these.
 struct FileIdentity {
@@ -119,7 +122,7 @@ bool counts(const Crash& crash, std::int64_t now) {
            (crash.file.empty() || crash.identity == identityOf(crash.file.c_str()));
 }
 
-std::vector<vokLibraryLeftOut>& leftOut() {
+std::vector<vokLibraryLeftOut>& leftOutOfThisRun() {
     static auto& list = *new std::vector<vokLibraryLeftOut>;
     return list;
 }
@@ -160,7 +163,9 @@ public:
     }
     void endLine() noexcept { text_[length_ - 1] = '\n'; }
     bool appendTo(const char* path) const noexcept {
-        const int file = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        // Without a wait, if a pipe has the name.
+        const int file =
+            ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
         if (file < 0) return false;
         const bool isWritten = ::write(file, text_, length_) == static_cast<ssize_t>(length_);
         ::close(file);
@@ -181,7 +186,7 @@ private:
 std::vector<vokLibraryLeftOut> vokLibraryCrashes::decide() {
     const std::string hostPath = vokHostAccess().path(recordFile);
     std::vector<Crash> crashes = readRecord(hostPath);
-    leftOut().clear();
+    leftOutOfThisRun().clear();
     if (crashes.empty()) return {};
     const std::int64_t now = vokWallClockSeconds();
     const auto rest = std::remove_if(crashes.begin(), crashes.end(),
@@ -189,28 +194,33 @@ std::vector<vokLibraryLeftOut> vokLibraryCrashes::decide() {
     const bool isUnchanged = rest == crashes.end();
     crashes.erase(rest, crashes.end());
     if (!isUnchanged) writeRecord(hostPath, crashes);
-    leftOut() = repeatedlyFatal(crashes);
+    leftOutOfThisRun() = repeatedlyFatal(crashes);
     return leftOut();
+}
+
+const std::vector<vokLibraryLeftOut>& vokLibraryCrashes::leftOut() {
+    return leftOutOfThisRun();
 }
 
 std::string vokLibraryCrashes::refusal(const std::string& name) {
     for (const vokLibraryLeftOut& library : leftOut())
-        if (library.name == name)
-            return "left out, as the agent has died in it " + std::to_string(library.crashes) +
-                   " times, last in " + library.lastCall + " (" + library.lastEnd + ")";
+        if (library.name == name) return library.reason();
     return "";
 }
 
 void vokLibraryCrashes::prepare() {
     const std::string hostPath = vokHostAccess().path(recordFile);
     thisStart = vokWallClockSeconds();
+    thisProcess = ::getpid();
+    isNoted.clear();
     recordPath[0] = '\0';
     if (hostPath.size() < sizeof(recordPath)) std::memcpy(recordPath, hostPath.c_str(), hostPath.size() + 1);
 }
 
 bool vokLibraryCrashes::note(const char* end) noexcept {
     const vokLibraryCallInProgress call = vokLibraryCall::current();
-    if (!call.library || recordPath[0] == '\0') return false;
+    if (!call.library || recordPath[0] == '\0' || ::getpid() != thisProcess) return false;
+    if (isNoted.test_and_set()) return false;
     const FileIdentity identity = identityOf(call.library->file.c_str());
     SafeLine line;
     line.number(static_cast<std::uint64_t>(thisStart))

@@ -2,6 +2,7 @@
 #include "core/status/vokStatusReader.h"
 
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include "core/status/StatusFixture.h"
@@ -133,6 +134,19 @@ TEST_F(StatusReader, ValuesOutOfTheirRangeAreClamped) {
     EXPECT_EQ(status->hanging[1].classId, 7);
 }
 
+TEST_F(StatusReader, ALibraryThatIsLeftOutIsReadWithinItsWords) {
+    record->leftOut[1].crashes = ~std::uint64_t{0};
+    std::memset(record->leftOut[1].name.words, 'n', sizeof(record->leftOut[1].name));
+    std::memset(record->leftOut[1].lastCall.words, 'c', sizeof(record->leftOut[1].lastCall));
+    const auto status = read();
+    ASSERT_TRUE(status);
+    ASSERT_THAT(status->leftOut, SizeIs(1));
+    EXPECT_EQ(status->leftOut[0].crashes, std::numeric_limits<int>::max());
+    EXPECT_EQ(status->leftOut[0].name, std::string(64, 'n'));
+    EXPECT_EQ(status->leftOut[0].lastEnd, "");
+    EXPECT_EQ(status->leftOut[0].lastCall, std::string(128, 'c'));
+}
+
 TEST_F(StatusReader, ARecordOfAllOnesIsRead) {
     std::memset(static_cast<void*>(&record->process), 0xff, sizeof(Copy) - offsetof(Copy, process));
     const auto status = read();
@@ -146,7 +160,9 @@ TEST_F(StatusReader, ARecordOfAllOnesIsRead) {
 // The same words at the same places on both ABIs: the record as a hexadecimal dump, without its words of
 // zero.
 TEST_F(StatusReader, TheLayoutIsThatOfVersionOneOnEachAbi) {
-    ASSERT_TRUE(vokOpenStatus(sampleStart()));
+    vokStatusStart start = sampleStart();
+    start.leftOut = {{"libx.so", 2, "SIGBUS", "list"}};
+    ASSERT_TRUE(vokOpenStatus(start));
     vokNoteStop(0x11);
     vokNoteNextPush(0x12);
     vokNotePushBegin(0x21);
@@ -181,11 +197,11 @@ TEST_F(StatusReader, TheLayoutIsThatOfVersionOneOnEachAbi) {
         std::snprintf(line, sizeof(line), "%04zx %llx", at, static_cast<unsigned long long>(value));
         if (value != 0) words.push_back(line);
     }
-    EXPECT_EQ(content.size(), 21552u);
+    EXPECT_EQ(content.size(), 23280u);
     const std::vector<std::string> expected{
         // clang-format off
         // head
-        "0000 45544154534b4f56", "0008 1", "0010 5430", "0018 1267", "0020 6553f100", "0028 e10",
+        "0000 45544154534b4f56", "0008 1", "0010 5af0", "0018 1267", "0020 6553f100", "0028 e10",
         "0030 15180", "0038 258", "0040 312e322e332e33",
         // stop, next push
         "0060 11", "0068 12",
@@ -207,6 +223,8 @@ TEST_F(StatusReader, TheLayoutIsThatOfVersionOneOnEachAbi) {
         "0e30 21a", "0e38 1", "0e58 1", "0e60 61",
         // operation
         "1d10 2", "1d18 1", "1d20 71", "1d28 4", "1d30 73676e6168",
+        // library that is left out
+        "5430 2", "5438 6f732e7862696c", "5478 535542474953", "5488 7473696c",
         // clang-format on
     };
     EXPECT_EQ(words, expected);

@@ -232,6 +232,21 @@ TEST_F(StatusRecord, ItIsForItsOwnerAloneAndLeavesNoOtherFile) {
     EXPECT_FALSE(host.root.exists(std::string(file) + ".new"));
 }
 
+TEST_F(StatusRecord, TheLibrariesThatAreLeftOutAreReadBackUpToEight) {
+    vokStatusStart start = sampleStart();
+    for (int i = 1; i <= 9; ++i)
+        start.leftOut.push_back({"lib" + std::to_string(i) + ".so", i + 1, "SIGABRT", "vendor_list"});
+    ASSERT_TRUE(vokOpenStatus(start));
+    std::string reason;
+    const auto status = vokReadStatus(reason);
+    ASSERT_TRUE(status);
+    ASSERT_EQ(status->leftOut.size(), 8u);
+    EXPECT_EQ(status->leftOut[7].name, "lib8.so");
+    EXPECT_EQ(status->leftOut[7].crashes, 9);
+    EXPECT_EQ(status->leftOut[7].lastEnd, "SIGABRT");
+    EXPECT_EQ(status->leftOut[7].lastCall, "vendor_list");
+}
+
 TEST_F(StatusRecord, AllItsBlocksAreAllocatedSoThatAFullDiskEndsNoWriter) {
     ASSERT_TRUE(vokOpenStatus(sampleStart()));
     struct stat found {};

@@ -186,6 +186,7 @@ TEST(KernelHostAccess, LoadsLibraries) {
     ASSERT_NE(library, nullptr);
     EXPECT_NE(host.librarySymbol(library, "cos"), nullptr);
     EXPECT_EQ(host.librarySymbol(library, "no_such_symbol"), nullptr);
+    EXPECT_THAT(host.libraryFile(library), testing::MatchesRegex("/.*/libm\\.so\\.6"));
     EXPECT_EQ(host.closeLibrary(library), 0);
     EXPECT_EQ(host.openLibrary("libno-such.so", RTLD_NOW), nullptr);
 }

@@ -5,6 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -76,7 +80,7 @@ TEST_F(LibraryCrashes, TheSecondCrashInALibraryLeavesItOut) {
     vokLibrary library;
     EXPECT_FALSE(library.open("libvendor.so", RTLD_NOW));
     EXPECT_EQ(library.reason(),
-              "left out, as the agent has died in it 2 times, last in vendor_list (SIGABRT)");
+              "left out, as the agent has died in it 2 times, last in the call vendor_list (SIGABRT)");
     EXPECT_TRUE(libraries.opened().empty()) << "its initialisers don't run";
 }
 
@@ -168,6 +172,67 @@ TEST_F(LibraryCrashes, TheInnermostCallIsBlamedAndTheOuterOneAfterIt) {
     }
     EXPECT_STREQ(vokLibraryCall::current().call, "outer");
     EXPECT_EQ(vokLibraryCall::current().library->name, "libvendor.so");
+}
+
+TEST_F(LibraryCrashes, TwoThreadsThatCrashInOneRunAreOneCrash) {
+    const vokLibraryCall call(vokKeepLibraryIdentity("libvendor.so", ""), "vendor_list");
+    EXPECT_TRUE(vokLibraryCrashes::note("SIGSEGV"));
+    EXPECT_FALSE(vokLibraryCrashes::note("SIGABRT"));
+    EXPECT_TRUE(vokLibraryCrashes::decide().empty());
+}
+
+TEST_F(LibraryCrashes, AChildThatTheLibraryHasForkedIsNotTheAgent) {
+    const vokLibraryCall call(vokKeepLibraryIdentity("libvendor.so", ""), "vendor_list");
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(vokLibraryCrashes::note("SIGSEGV") ? 1 : 0);
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(content(), "");
+}
+
+TEST_F(LibraryCrashes, APipeOrLinkUnderTheNameIsNeitherWaitedForNorFollowed) {
+    const std::string path = host.path(record);
+    const vokLibraryCall call(vokKeepLibraryIdentity("libvendor.so", ""), "vendor_list");
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    EXPECT_FALSE(vokLibraryCrashes::note("SIGSEGV"));
+    EXPECT_TRUE(vokLibraryCrashes::decide().empty());
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    ASSERT_EQ(::symlink(host.path("/lib/libvendor.so").c_str(), path.c_str()), 0);
+    vokLibraryCrashes::prepare();
+    EXPECT_FALSE(vokLibraryCrashes::note("SIGSEGV"));
+    EXPECT_TRUE(vokLibraryCrashes::decide().empty());
+    EXPECT_EQ(host.root.readFile("/lib/libvendor.so"), "first");
+}
+
+TEST_F(LibraryCrashes, TheFileOfAnOpenLibraryIsThatOfTheLoader) {
+    libraries.file = "/usr/lib/libvendor.so";
+    vokLibrary library;
+    EXPECT_EQ(library.identity(), nullptr);
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    EXPECT_EQ(library.identity()->name, "libvendor.so");
+    EXPECT_EQ(library.identity()->file, "/usr/lib/libvendor.so");
+    library.close();
+    EXPECT_EQ(library.identity(), nullptr);
+}
+
+TEST_F(LibraryCrashes, ACrashWhileALibraryIsClosedIsItsOwn) {
+    vokLibrary library;
+    ASSERT_TRUE(library.open("libvendor.so", RTLD_NOW));
+    libraries.onClose = [] { EXPECT_TRUE(vokLibraryCrashes::note("SIGSEGV")); };
+    EXPECT_TRUE(library.close());
+    EXPECT_NE(content().find("\tlibvendor.so\t"), std::string::npos);
+}
+
+TEST_F(LibraryCrashes, WhatIsLeftOutIsKnownForTheWholeRun) {
+    crash();
+    crash();
+    ASSERT_EQ(std::remove(host.path(record).c_str()), 0);
+    ASSERT_EQ(vokLibraryCrashes::leftOut().size(), 1u);
+    EXPECT_EQ(vokLibraryCrashes::leftOut()[0].name, "libvendor.so");
+    vokLibraryCrashes::decide();
+    EXPECT_TRUE(vokLibraryCrashes::leftOut().empty());
 }
 
 TEST_F(LibraryCrashes, ATabInANameDoesNotMakeTwoFields) {

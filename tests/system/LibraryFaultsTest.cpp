@@ -118,7 +118,7 @@ TEST_F(LibraryFaults, ALocationCallThatNeverReturnsHoldsUpNoPushOfTheHost) {
 }
 
 // The limit of the watch is thirty seconds of the machine's time, whatever the speed of the host.
-constexpr std::chrono::seconds untilItIsNoticed{35};
+constexpr std::chrono::seconds mostUntilItIsNoticed{90};
 
 TEST_F(LibraryFaults, TheStatusNamesEachCallThatHangsWithItsClassWhilePushesAndEventsGoOn) {
     startAll(settings());
@@ -128,7 +128,7 @@ TEST_F(LibraryFaults, TheStatusNamesEachCallThatHangsWithItsClassWhilePushesAndE
     ASSERT_TRUE(inventoryComesWith({"EthernetDevices", "Oem"}));
     EXPECT_EQ(runClient({"status"}).status, 0) << "nothing has taken thirty seconds";
     hostControl({"library", "libvkloc0202.so", "call", "physloc_encode", "hang"});
-    const auto limit = std::chrono::steady_clock::now() + untilItIsNoticed;
+    const auto limit = std::chrono::steady_clock::now() + mostUntilItIsNoticed;
     while (hangingCalls().size() < 3 && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
 

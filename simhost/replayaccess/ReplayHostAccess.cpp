@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <exception>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "common/Files.h"
@@ -55,7 +57,7 @@ FILE* streamOf(std::string text) {
     functions.read = readOutput;
     functions.close = closeOutput;
     FILE* const stream = ::fopencookie(output.get(), "r", functions);
-    if (stream) output.release();
+    if (stream) static_cast<void>(output.release());  // closeOutput() deletes it
     return stream;
 }
 
@@ -70,7 +72,7 @@ ReplayHostAccess::ReplayHostAccess(const std::string& root, HostState state)
 // --- paths ---
 
 std::string ReplayHostAccess::path(const std::string& absolute) const {
-    const std::string hostPath = vokRootedHostAccess::path(absolute);
+    std::string hostPath = LiveHostAccess::path(absolute);
     const std::string recorded = hostPath.substr(root().size());
     if (recorded == "/") return hostPath;
     switch (questions_.path(recorded)) {
@@ -237,7 +239,7 @@ int ReplayHostAccess::timedWait(pthread_cond_t* condition, pthread_mutex_t* mute
 
 void ReplayHostAccess::pause(unsigned long microseconds) {
     if (!clockStands()) return SimulatedHostAccess::pause(microseconds);
-    vokRootedHostAccess::pause(std::min(microseconds, longestPause));
+    std::this_thread::sleep_for(std::chrono::microseconds(std::min(microseconds, longestPause)));
 }
 
 }  // namespace simhost

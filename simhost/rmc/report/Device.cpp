@@ -107,7 +107,7 @@ const Section& sectionOf(const std::string& key) {
 }
 
 std::string headingOf(const std::string& sectionKey) {
-    const std::string known = sectionOf(sectionKey).heading;
+    std::string known = sectionOf(sectionKey).heading;
     if (!known.empty()) return known;
     return sectionKey.empty() ? "Section without a name" : sectionKey;
 }

@@ -261,7 +261,7 @@ void vokNoteHanging(std::size_t slot, const char* description, time_t begin, int
     const GroupWrite write(operation.sequence);
     if (!write) return;
     set(operation.begin, begin);
-    set(operation.classId, static_cast<std::uint64_t>(classId + 1));
+    set(operation.classId, static_cast<std::uint64_t>(classId) + 1);
     set(operation.description, description);
     set(operation.isHanging, std::uint64_t{1});
 }

@@ -31,7 +31,7 @@ bool fill(vokOwnedDescriptor created, const std::string& content) {
 }  // namespace
 
 bool vokReplaceFile(const std::string& file, const std::string& content) {
-    // A name that no reader of the directory takes for a complete file, and that nobody has planted.
+    // Readers of the directory ignore a file with such a suffix, and mkstemp(3) refuses an existing one.
     std::string temporary = file + ".XXXXXX";
     vokOwnedDescriptor created(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!created) return false;

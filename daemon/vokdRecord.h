@@ -17,7 +17,7 @@ std::vector<std::string> vokdOwnPlaces();
 // "i386" or "x86_64": of this program.
 const char* vokdAbi();
 
-// A number that nobody can guess.
+// A random number that can't be predicted.
 std::uint64_t vokdRandomSeed();
 
 // Prints what was recorded, in 80 columns. `bytes`: the size of the archive at `path`.

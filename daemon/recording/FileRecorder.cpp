@@ -110,8 +110,8 @@ void readContent(int file, FileEntry& entry) {
     }
 }
 
-// The content of a program or a library is not the agent's to read, and may be the vendor's secret: its first
-// bytes tell what it is.
+// The agent does not read the content of a program or a library, and it may be confidential. The first bytes
+// identify its type.
 void cutProgram(FileEntry& entry) {
     constexpr std::string_view elf = "\177ELF";
     if (entry.content.compare(0, elf.size(), elf) == 0) entry.content.resize(elf.size());

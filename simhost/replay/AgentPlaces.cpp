@@ -14,7 +14,7 @@ constexpr const char* directories[] = {"/opt/mev/vok/data", "/opt/mev/vok/log", 
 // Files whose name begins so.
 constexpr const char* beginnings[] = {"/tmp/vokboot.log", "/var/log/syslog.log",    "/var/run/mevvok",
                                       "/var/run/vokd.",   "/var/run/vokStatus.bin", "/var/tmp/mev"};
-// Directories that it makes on the way, and of which it reads nothing.
+// Parent directories, which it creates and does not read.
 constexpr const char* onTheWay[] = {"/var", "/var/log"};
 constexpr const char* logSettings[] = {"VOKLogLocation", "DebugLogLocation"};
 

@@ -45,7 +45,7 @@ bool isThere(const std::string& hostPath) {
     return fs::exists(fs::symlink_status(hostPath));
 }
 
-// A socket that nobody listens at: it is there, opening it fails, and nothing blocks.
+// A socket without a listener: it exists, opening it fails, and nothing blocks.
 void makeOther(const std::string& hostPath) {
     if (::mknod(hostPath.c_str(), S_IFSOCK | 0600, 0) != 0)
         throw std::system_error(errno, std::generic_category(), hostPath);

@@ -25,7 +25,7 @@ constexpr EventKind eventKinds[] = {
     recovery(540, Matter::drive),
     fault(678, Matter::ethernet, Condition::critical),
     recovery(680, Matter::ethernet),
-    fault(681, Matter::volume, Condition::critical),  // degraded or offline: only its text tells which
+    fault(681, Matter::volume, Condition::critical),  // degraded or offline; only the text differs
     recovery(683, Matter::volume),
     fault(1179, Matter::battery, Condition::warning),
     fault(1181, Matter::battery, Condition::warning),

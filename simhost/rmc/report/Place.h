@@ -31,7 +31,7 @@ std::string locationInWords(const Place& place);
 std::string geoIdOf(const Place& place);
 // "rack 1, unit 5" for r001u05.
 std::string chassisInWords(const std::string& chassis);
-// The form of a chassis's name, which tells the platform family.
+// The platform family, by the form of the chassis's name.
 std::string familyInWords(const std::string& chassis);
 
 }  // namespace simhost

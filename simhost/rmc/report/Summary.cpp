@@ -68,7 +68,7 @@ std::string finding(Condition condition, const std::string& html) {
            "<span>" + html + "</span></li>\n";
 }
 
-// A device of the last inventory and what the events tell of it.
+// A device of the last inventory, with its events.
 struct KnownDevice {
     const Device* device = nullptr;
     const OpenFault* fault = nullptr;  // open, and no more urgent than the device's own condition

@@ -15,7 +15,7 @@ namespace {
 namespace layout = vokStatusLayout;
 using layout::Word;
 
-layout::Shared unread;  // notes that nobody reads
+layout::Shared unread;  // takes the notes while there is no record
 std::atomic<layout::Shared*> current{&unread};
 
 layout::Shared& record() {

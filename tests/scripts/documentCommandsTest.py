@@ -31,6 +31,7 @@ BLOCKS = [
     ("README.md", "3. The agent starts", SCENES, "output"),
     ("README.md", "vokd --record", CHECKED, "records the machine itself, as root"),
     ("README.md", "Recorded to", SHOWN, "output"),
+    ("README.md", "scripts/check_documents.py", CHECKED, "needs the documents of a whole test run"),
     ("README.md", "scripts/package", CHECKED, "builds packages and a Debian: minutes"),
     ("README.md", "seed ", SHOWN, "output"),
     ("README.md", "OK: the agent runs", SHOWN, "output"),

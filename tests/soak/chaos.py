@@ -155,6 +155,7 @@ class Chaos:
             self.run.is_lossy |= fault.name.startswith(CONTROLLER_FAULTS)
             self.run.needs_restart |= fault.needs_restart
             self.run.deaths |= fault.deaths
+            self.run.is_held_up |= fault.name.startswith("command ") and " hang " in fault.name
 
     def end_run(self, was_graceful):
         time.sleep(0.1)  # for an event in transit
@@ -177,7 +178,7 @@ class Chaos:
             self.counts["deaths in a library"] += 1
         elif status == SECOND_SIGNAL and any(fault.hangs for fault in self.active):
             self.counts["SIGTERM while a library hangs"] += 1
-        elif status == 0 or (status == -signal.SIGTERM and self.run.is_short()):
+        elif status == 0 or (status == -signal.SIGTERM and self.run.may_end_before_it_starts()):
             self.counts["SIGTERM"] += 1  # the second: before the program had begun
         else:
             raise Failure(f"after SIGTERM vokd ended with status {status}")

@@ -56,6 +56,16 @@ class Records(unittest.TestCase):
             with self.assertRaises(Failure, msg=text):
                 self.check(WHOLE, text, True)
 
+    def test_a_stop_before_anything_had_started_leaves_the_record_of_the_run_before(self):
+        run = boot_verdict.Run(FakeSystem(WHOLE, 40))
+        run._began -= 100
+        with self.assertRaises(Failure):
+            run.check_record(WHOLE, True)
+        run.is_held_up = True
+        run.check_record(WHOLE, True)
+        with self.assertRaises(Failure):
+            run.check_record("last_start 40\nlast_stop 20\ncurrent_start 40\n", True)
+
 
 class Verdicts(unittest.TestCase):
     def test_they_follow_from_record_and_boot(self):

@@ -1,5 +1,5 @@
 // The cost of the inventory of RAID controllers per disk: on hosts with 16 and 256 disks behind one
-// controller, and with 256 behind each of eight controllers. Four disks share a volume.
+// controller, and with 256 behind each of eight controllers. Each volume has four disks.
 //
 // The vendor's library answers in this process. Counted is the processor time of the agent, without that of
 // the answers, and the library's commands.

@@ -2,8 +2,8 @@
 // no lock, no allocation, no system call, and no thread waits for another one or for a reader. Two notes at a
 // time on the same group of values are one too many: the later one is left out, as what it says is no newer.
 //
-// Until vokOpenStatus() has made the file, and if it can't, notes go to memory of this process that nobody
-// reads: a report of vokd and a unit test leave no record.
+// Before vokOpenStatus() has created the file, and if it fails, notes go to private memory and are lost: a
+// report of vokd and a unit test leave no record.
 #pragma once
 
 #include <cstddef>
